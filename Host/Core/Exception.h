@@ -1,0 +1,93 @@
+// Exceptions that carry a message, a throw location and a call stack.
+#pragma once
+
+#include <boost/assert/source_location.hpp>
+#include <boost/exception/all.hpp>
+#include <exception>
+#include <source_location>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Orvexa {
+
+namespace Core {
+
+/// Return addresses of the calling thread, innermost first; names are looked up only when printed.
+class CallStack {
+public:
+    CallStack() = default;
+    explicit CallStack(std::vector<const void*> frames) : frames_(std::move(frames)) {}
+    bool IsEmpty() const { return frames_.empty(); }
+    /// One line a frame.
+    std::string ToString() const;
+
+private:
+    std::vector<const void*> frames_;
+};
+
+CallStack GetCallStack();
+
+using TagDescription = boost::error_info<struct DescriptionTag, std::string>;
+using TagCallStack = boost::error_info<struct CallStackTag, CallStack>;
+
+/// Base of the host's exceptions. `what()` is the attached description, or the class's own general text without one.
+class Exception : public virtual std::exception, public virtual boost::exception {
+public:
+    const char* what() const noexcept override;
+
+protected:
+    virtual const char* GeneralText() const noexcept { return "operation failed"; }
+};
+
+}  // namespace Core
+
+namespace Proc {
+
+/// Failures that are told by number instead of by a text.
+enum class TranscodingErrors : int {
+    PictureTooSmall = 17,  ///< the picture is not larger than the kernel that it is to be filtered with
+};
+using TagTranscodingErrorCode = boost::error_info<struct TranscodingErrorCodeTag, TranscodingErrors>;
+
+class ProcException : public Core::Exception {
+protected:
+    const char* GeneralText() const noexcept override { return "processing failed"; }
+};
+/// An effect could not do what it was asked for.
+class EffectException : public ProcException {
+protected:
+    const char* GeneralText() const noexcept override { return "the effect failed"; }
+};
+/// A filter chain or file filter could not do what it was asked for.
+class FilterException : public ProcException {
+protected:
+    const char* GeneralText() const noexcept override { return "the filter failed"; }
+};
+/// A settings value that came in as text is malformed or out of its range.
+class SettingsException : public ProcException {
+protected:
+    const char* GeneralText() const noexcept override { return "the settings are not valid"; }
+};
+
+}  // namespace Proc
+
+/// Throws `E` with `description` and the call stack, as if from `where`.
+template <class E = Proc::EffectException>
+[[noreturn]] void ThrowAt(const boost::source_location& where, std::string description) {
+    E exception;
+    exception << Core::TagDescription(std::move(description)) << Core::TagCallStack(Core::GetCallStack());
+    boost::throw_exception(exception, where);
+}
+
+template <class E = Proc::EffectException>
+[[noreturn]] void Throw(std::string description, const std::source_location& where = std::source_location::current()) {
+    ThrowAt<E>(boost::source_location(where.file_name(), where.line(), where.function_name()), std::move(description));
+}
+
+/// What went wrong, in one line for people.
+std::string Describe(const std::exception& exception);
+/// Throw location and call stack for developers, several lines; empty when the exception carries neither.
+std::string DescribeOrigin(const std::exception& exception);
+
+}  // namespace Orvexa

@@ -1,0 +1,134 @@
+#include "Host/Proc/EffectFactory.h"
+
+#include <dlfcn.h>
+
+#include <algorithm>
+
+#include "Host/Core/Exception.h"
+#include "Host/Proc/VideoFrame.h"
+
+namespace Orvexa::Proc {
+
+namespace {
+
+constexpr const char* kKindNames[] = {"one-input", "two-input", "variable-input"};
+using Erased = void (*)();
+
+}  // namespace
+
+EffectFactory::EffectFactory(AllocatorPtr allocator)
+    : allocator_(allocator != nullptr ? std::move(allocator) : AllocatorPtr(Core::MakeRefCounted<FrameAllocator>())) {}
+
+bool EffectFactory::Register(EffectKind kind, const std::string& classId, const std::string& implName, Erased creator,
+                             const std::string& library) {
+    const std::lock_guard lock(mutex_);
+    const auto same = std::find_if(rows_.begin(), rows_.end(), [&](const Row& row) {
+        return row.registration.kind == kind && row.registration.classId == classId && row.registration.implName == implName;
+    });
+    Row row{{kind, classId, implName}, creator, library};
+    if (same != rows_.end()) {
+        *same = std::move(row);
+        return false;
+    }
+    rows_.push_back(std::move(row));
+    return true;
+}
+
+bool EffectFactory::RegisterOneInputEffect(const std::string& classId, const std::string& implName, OneInputCreator* creator, std::uintptr_t) {
+    return Register(EffectKind::OneInput, classId, implName, reinterpret_cast<Erased>(creator), {});
+}
+bool EffectFactory::RegisterTwoInputEffect(const std::string& classId, const std::string& implName, TwoInputCreator* creator, std::uintptr_t) {
+    return Register(EffectKind::TwoInput, classId, implName, reinterpret_cast<Erased>(creator), {});
+}
+bool EffectFactory::RegisterVarInputEffect(const std::string& classId, const std::string& implName, VarInputCreator* creator, std::uintptr_t) {
+    return Register(EffectKind::VarInput, classId, implName, reinterpret_cast<Erased>(creator), {});
+}
+void EffectFactory::RegisterProvider(EffectKind kind, const std::string& classId, const std::string& implName, const std::string& library) {
+    Register(kind, classId, implName, nullptr, library);
+}
+
+EffectFactory::Row* EffectFactory::FindRow(EffectKind kind, const std::string& classId, const std::string& implName) {
+    Row* modules = nullptr;
+    for (Row& row : rows_) {
+        const Registration& candidate = row.registration;
+        if (candidate.kind != kind || candidate.classId != classId) continue;
+        if (implName != ImplNames::DEFAULT) {
+            if (candidate.implName == implName) return &row;
+        } else if (candidate.implName != ImplNames::ORVEXA) {
+            return &row;  // the host's own goes first
+        } else {
+            modules = &row;
+        }
+    }
+    return modules;
+}
+
+template <class Creator>
+Creator* EffectFactory::FindCreator(EffectKind kind, const std::string& classId, const std::string& implName) {
+    const std::lock_guard lock(mutex_);
+    Row* row = FindRow(kind, classId, implName);
+    if (row != nullptr && row->creator == nullptr) {
+        using RegisterFunction = void(IEffectFactory*);
+        auto* provide = reinterpret_cast<RegisterFunction*>(LoadSymbol(GetPluginDirectory() / row->library, "RegisterProvider"));
+        provide(this);
+        row = FindRow(kind, classId, implName);
+        if (row->creator == nullptr) Throw("The library " + row->library + " does not provide " + classId + "!");
+    }
+    if (row == nullptr) {
+        Throw("There is no " + std::string(kKindNames[static_cast<int>(kind)]) + " effect " + classId + " of the implementation " + implName + "!");
+    }
+    return reinterpret_cast<Creator*>(row->creator);
+}
+
+void EffectFactory::CreateOneInputEffect(OneInputPtr& out, const std::string& classId, const std::string& implName,
+                                         const AllocatorPtr& allocator) {
+    out = FindCreator<OneInputCreator>(EffectKind::OneInput, classId, implName)(FactoryPtr(this), allocator ? allocator : allocator_);
+}
+void EffectFactory::CreateTwoInputEffect(TwoInputPtr& out, const std::string& classId, const std::string& implName,
+                                         const AllocatorPtr& allocator) {
+    out = FindCreator<TwoInputCreator>(EffectKind::TwoInput, classId, implName)(FactoryPtr(this), allocator ? allocator : allocator_);
+}
+void EffectFactory::CreateVarInputEffect(VarInputPtr& out, const std::string& classId, const std::string& implName,
+                                         const AllocatorPtr& allocator) {
+    out = FindCreator<VarInputCreator>(EffectKind::VarInput, classId, implName)(FactoryPtr(this), allocator ? allocator : allocator_);
+}
+
+std::vector<Registration> EffectFactory::GetRegistrations() const {
+    const std::lock_guard lock(mutex_);
+    std::vector<Registration> registrations;
+    for (const Row& row : rows_) registrations.push_back(row.registration);
+    return registrations;
+}
+
+FactoryPtr MakeHostFactory(AllocatorPtr allocator) {
+    FactoryPtr factory = Core::MakeRefCounted<EffectFactory>(std::move(allocator));
+    RegisterHostEffects(*factory);
+    return factory;
+}
+
+void* LoadSymbol(const Core::ioPath& file, const char* symbol) {
+    // Never unloaded: objects whose code lives in the library may outlive the factory.
+    void* library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+    if (library == nullptr) {
+        std::error_code error;
+        if (!std::filesystem::exists(file, error)) Throw("The library " + file.string() + " does not exist!");
+        const char* reason = dlerror();
+        Throw("The library " + file.string() + " cannot be loaded: " + (reason ? reason : "unknown reason"));
+    }
+    void* address = dlsym(library, symbol);
+    if (address == nullptr) Throw("The library " + file.string() + " has no function " + symbol + "; it is not one of this system's!");
+    return address;
+}
+
+void LoadModule(const Core::ioPath& file, IEffectFactory& factory) {
+    using RegistratorFunction = bool(IEffectFactory*);
+    reinterpret_cast<RegistratorFunction*>(LoadSymbol(file, "Registrator"))(&factory);
+}
+
+Core::ioPath GetPluginDirectory() {
+    Dl_info info{};
+    if (dladdr(reinterpret_cast<const void*>(&GetPluginDirectory), &info) == 0 || info.dli_fname == nullptr) return {};
+    return std::filesystem::absolute(info.dli_fname).parent_path() / ORVEXA_PLUGIN_SUBDIR;
+}
+
+}  // namespace Orvexa::Proc

@@ -1,0 +1,68 @@
+// The host's effect factory, and the loading of effect modules.
+#pragma once
+
+#include <map>
+#include <mutex>
+#include <utility>
+
+#include "Host/Core/Path.h"
+#include "Host/Proc/IEffectFactory.h"
+
+namespace Orvexa::Proc {
+
+/// Safe to create effects from several threads. The factory does not own itself: hold it in an intrusive pointer before use.
+class EffectFactory : public IEffectFactory {
+public:
+    /// With an empty `allocator` the factory makes one of its own.
+    explicit EffectFactory(AllocatorPtr allocator = {});
+
+    bool RegisterOneInputEffect(const std::string& classId, const std::string& implName, OneInputCreator* creator,
+                                std::uintptr_t reserved) override;
+    bool RegisterTwoInputEffect(const std::string& classId, const std::string& implName, TwoInputCreator* creator,
+                                std::uintptr_t reserved) override;
+    bool RegisterVarInputEffect(const std::string& classId, const std::string& implName, VarInputCreator* creator,
+                                std::uintptr_t reserved) override;
+    void CreateOneInputEffect(OneInputPtr& out, const std::string& classId, const std::string& implName,
+                              const AllocatorPtr& allocator) override;
+    void CreateTwoInputEffect(TwoInputPtr& out, const std::string& classId, const std::string& implName,
+                              const AllocatorPtr& allocator) override;
+    void CreateVarInputEffect(VarInputPtr& out, const std::string& classId, const std::string& implName,
+                              const AllocatorPtr& allocator) override;
+    void RegisterProvider(EffectKind kind, const std::string& classId, const std::string& implName, const std::string& library) override;
+    std::vector<Registration> GetRegistrations() const override;
+    const AllocatorPtr& GetAllocator() const override { return allocator_; }
+
+private:
+    struct Row {
+        Registration registration;
+        void (*creator)() = nullptr;  // of the type that the kind tells; null while the provider is not loaded
+        std::string library;
+    };
+
+    bool Register(EffectKind kind, const std::string& classId, const std::string& implName, void (*creator)(), const std::string& library);
+    template <class Creator>
+    Creator* FindCreator(EffectKind kind, const std::string& classId, const std::string& implName);
+    Row* FindRow(EffectKind kind, const std::string& classId, const std::string& implName);
+
+    AllocatorPtr allocator_;
+    mutable std::recursive_mutex mutex_;  // a provider registers itself while it is being asked for
+    std::vector<Row> rows_;
+};
+
+/// A factory with all of the host's own sub-effects registered.
+FactoryPtr MakeHostFactory(AllocatorPtr allocator = {});
+
+/// Registers the host's own sub-effects.
+void RegisterHostEffects(IEffectFactory& factory);
+
+/// Loads an effect module and lets it register its effects. The module stays loaded until the process ends. A file that is missing, not loadable or
+/// without the function `Registrator` throws `EffectException`.
+void LoadModule(const Core::ioPath& file, IEffectFactory& factory);
+
+/// The address of `symbol` in the shared library `file`, which stays loaded; throws `EffectException`.
+void* LoadSymbol(const Core::ioPath& file, const char* symbol);
+
+/// The directory of the libraries that are loaded at run time: effect modules and providers.
+Core::ioPath GetPluginDirectory();
+
+}  // namespace Orvexa::Proc

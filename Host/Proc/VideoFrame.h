@@ -1,0 +1,67 @@
+// The host's frame and the allocator that makes them.
+#pragma once
+
+#include <array>
+#include <memory>
+
+#include "Host/Conf/PixFmtDescription.h"
+#include "Host/Proc/IData.h"
+#include "Host/Proc/PixelPool.h"
+
+namespace Orvexa::Proc {
+
+class VideoFrame : public IDataVideo {
+public:
+    static constexpr std::uint8_t kMaxPlanes = 4;
+
+    /// A frame with undefined contents, duration and timestamp; see `IFrameAllocator::AllocateFrame` for the errors.
+    VideoFrame(std::shared_ptr<PixelPool> pool, PixFmt pixFmt, const FrameInfo& info);
+
+    std::int64_t GetDuration() const override { return duration_; }
+    void SetDuration(std::int64_t duration) override { duration_ = duration; }
+    std::int64_t GetTimestamp() const override { return timestamp_; }
+    void SetTimestamp(std::int64_t timestamp) override { timestamp_ = timestamp; }
+
+    const FrameInfo& GetFrameInfo() const override { return info_; }
+    PixFmt GetPixFmt() const override { return description_->pixFmt; }
+    Plane GetPlane(std::uint8_t index) override;
+    ConstPlane GetPlane(std::uint8_t index) const override;
+    void SetExtraAlpha(std::uint8_t index, const ConstPlane& plane) override;
+    void Clone(FramePtr& out, int mode) const override;
+    void Crop(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height) override;
+    std::optional<ConstPlane> GetExtraAlpha(std::uint8_t index) const override;
+    bool SharesPixels() const override { return storage_.use_count() > 1; }
+
+private:
+    struct ExtraAlpha {
+        std::shared_ptr<std::uint8_t> storage;
+        ConstPlane plane;
+    };
+
+    VideoFrame(const VideoFrame& other) = default;
+    Plane CheckedPlane(std::uint8_t index) const;
+    friend class Core::RefCounted<VideoFrame>;
+
+    std::shared_ptr<PixelPool> pool_;
+    std::shared_ptr<std::uint8_t> storage_;
+    const PixFmtDescription* description_;
+    FrameInfo info_;
+    std::array<Plane, kMaxPlanes> planes_;
+    std::array<ExtraAlpha, 2> extraAlpha_;
+    std::int64_t duration_ = 0;
+    std::int64_t timestamp_ = 0;
+};
+
+/// Allocates frames over one pixel pool; safe to use from several threads.
+class FrameAllocator : public IFrameAllocator {
+public:
+    /// `poolCapacity` bounds the freed pixel memory kept for reuse, in bytes.
+    explicit FrameAllocator(std::size_t poolCapacity = std::size_t{512} << 20) : pool_(PixelPool::Create(poolCapacity)) {}
+    void AllocateFrame(FramePtr& out, PixFmt pixFmt, const FrameInfo& info) override;
+    const std::shared_ptr<PixelPool>& GetPool() const { return pool_; }
+
+private:
+    std::shared_ptr<PixelPool> pool_;
+};
+
+}  // namespace Orvexa::Proc

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "Host/Settings/Common/Color.h"
+#include "Host/Settings/Common/CropInfo.h"
+#include "Host/Settings/Settings.h"
+
+namespace Orvexa::Proc {
+
+enum class PadMode : std::int32_t {
+    Fill = 0,
+    Mirror = 1,     ///< repeated as often as needed
+    Replicate = 2,  ///< of the edge
+};
+
+/// Adds margins to a frame.
+class SettingsEffectPad final : public Settings {
+    ORVEXA_SETTINGS(SettingsEffectPad, "", "Host", "Adds margins to a frame.")
+    ORVEXA_EQUALITY(SettingsEffectPad)
+    ORVEXA_FIELD(CropInfo, Margins, CropInfo(), Any(), "pixels", "Margins left, right, top and bottom.")
+    ORVEXA_FIELD(PadMode, Mode, PadMode::Fill, Named("fill=0 mirror=1 replicate=2"), "", "What the margins show.")
+    ORVEXA_FIELD(Orvexa::Proc::Color, Color, Orvexa::Proc::Color::Black(Opacity::Opaque), Any(), "", "Colour of filled margins.")
+
+    SettingsEffectPad() = default;
+    SettingsEffectPad(const CropInfo& margins, PadMode mode, const Orvexa::Proc::Color& color) {
+        SetMargins(margins);
+        SetMode(mode);
+        SetColor(color);
+    }
+};
+
+}  // namespace Orvexa::Proc

@@ -1,0 +1,16 @@
+#pragma once
+
+#include "Host/Settings/Common/Color.h"
+#include "Host/Settings/Settings.h"
+
+namespace Orvexa::Proc {
+
+class SettingsEffectCreateVideo final : public Settings {
+    ORVEXA_SETTINGS(SettingsEffectCreateVideo, "CreateVideo", "Basics", "Replaces the picture by a plain one of a given size and colour.")
+    ORVEXA_EQUALITY(SettingsEffectCreateVideo)
+    ORVEXA_FIELD(int, Width, 1920, Range(1, 131072), "pixels", "Width of the new picture.")
+    ORVEXA_FIELD(int, Height, 1080, Range(1, 131072), "pixels", "Height of the new picture.")
+    ORVEXA_FIELD(Orvexa::Proc::Color, Color, Orvexa::Proc::Color::Black(Opacity::Opaque), Any(), "", "Its colour; the picture has alpha if the colour is not opaque.")
+};
+
+}  // namespace Orvexa::Proc
