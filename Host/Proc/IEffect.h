@@ -31,6 +31,8 @@ public:
     virtual TimeToProgress& GetProgress() { return progress_; }
     virtual void SetProgress(const TimeToProgress& progress) { progress_ = progress; }
     virtual bool QueryCapability() const = 0;
+    /// Tells the effect of an event in the host; an effect with sub-effects may pass it on. The meaning of `event` is the host's.
+    virtual void Notify(std::uintptr_t event) = 0;
 
 protected:
     /// The caller's progress controller; may be empty.
@@ -108,10 +110,10 @@ public:
     }
 };
 
-/// Makes one data item of many.
+/// Makes one data item of many, or many of one: an effect may empty the vector, fill it with its results and return an empty pointer.
 class IVarInputEffect : public IEffect {
 public:
-    virtual DataPtr Process(const std::vector<DataPtr>& data) = 0;
+    virtual DataPtr Process(std::vector<DataPtr>& data) = 0;
 };
 
 class IVarInputEffectVideo : public virtual IVarInputEffect {};

@@ -195,6 +195,7 @@ using Accessed = std::conditional_t<std::is_arithmetic_v<T> || std::is_enum_v<T>
 #define ORVEXA_SETTINGS(Class, EffectName, Group, Summary)                                                                    \
 public:                                                                                                                       \
     static inline const std::string CLASS_ID = #Class;                                                                        \
+    static constexpr std::string_view kClassName = #Class;                                                                    \
     const std::string& GetClassId() const override { return CLASS_ID; }                                                       \
     const ::Orvexa::Proc::FieldList& GetFields() const override { return Fields(); }                                          \
     std::unique_ptr<::Orvexa::Proc::Settings> Copy() const override { return std::make_unique<Class>(*this); }                \

@@ -1,0 +1,287 @@
+// BlurBokeh: blurs a photograph the way an out-of-focus lens does: every bright point spreads into the shape of the aperture.
+//
+// The picture, reduced to fit 512 x 512, is convolved with the image of an aperture; bright samples are boosted on both sides, so that
+// highlights bloom. The blurred picture is scaled back and laid under the original, which shows through a mask that opens
+// for the highlights: there the blurred picture takes over.
+
+#include <algorithm>
+#include <array>
+#include <vector>
+
+#include "Host/Conf/PixFmtDescription.h"
+#include "Host/Core/Exception.h"
+#include "Host/Settings/Common/SettingsEffectAlpha.h"
+#include "Host/Settings/Common/SettingsEffectImageBlender.h"
+#include "Host/Settings/Common/SettingsResizer.h"
+#include "Host/Settings/Photo/SettingsEffectBlurBokeh.h"
+#include "Proc/Effects/EffectsPhoto/Detail/Arithmetic.h"
+#include "Proc/Effects/EffectsPhoto/Detail/Convolution.h"
+#include "Proc/Effects/EffectsPhoto/Detail/Curves.h"
+#include "Proc/Effects/EffectsPhoto/Detail/Statistics.h"
+#include "Proc/Effects/EffectsPhoto/EffectBase.h"
+
+namespace Orvexa::Proc {
+namespace {
+
+using ResizeMethods = SettingsResizer::ResizeMethods;
+
+constexpr std::uint32_t kReducedSide = 512;  // bounds the cost of the convolution, whatever the picture
+constexpr std::size_t kChannels = 3;
+constexpr std::size_t kBufferUnit = 8;        // buffers are rounded up to this many floats
+constexpr double kMaskPercentile = 0.05;      // share of the pixels below the dark and above the bright percentile
+constexpr boost::source_location kTooSmallLocation{"Proc/Effects/EffectsPhoto/BlurBokeh.cpp", 172,
+                                                   "Orvexa::Proc::BlurBokeh::ProcessInternalCSC"};
+
+constexpr std::size_t RoundUpToUnit(std::size_t count) { return (count + kBufferUnit - 1) / kBufferUnit * kBufferUnit; }
+
+// How much of the sharp picture stays where the blurred one is strongest, as a byte that wraps for strengths outside 0..1.
+std::uint8_t SharpShare(double strength) { return static_cast<std::uint8_t>(Detail::TruncateToInt(255.0 - (strength - 0.0) * 255.0)); }
+
+// Samples above the threshold are multiplied by the gain; 255 stands for 1.
+float Boosted(std::uint8_t sample, float threshold, float gain) {
+    const float value = static_cast<float>(sample) / 255.0f;
+    return value > threshold ? value * gain : value;
+}
+
+struct Kernel {
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    std::vector<float> weights;  // row-major, turned by 180 degrees against the aperture image
+    float sum = 0;
+};
+
+Kernel MakeKernel(const ConstPlane& aperture, const FrameInfo& info, float threshold, float gain) {
+    Kernel kernel{info.width, info.height, std::vector<float>(std::size_t{info.width} * info.height), 0.0f};
+    auto weight = kernel.weights.rbegin();
+    for (std::uint64_t y = 0; y < aperture.GetHeight(); ++y) {
+        const std::uint8_t* row = aperture.GetRow(y);
+        for (std::uint64_t x = 0; x < aperture.GetWidth(); ++x) {
+            *weight = Boosted(row[x], threshold, gain);
+            kernel.sum += *weight++;
+        }
+    }
+    return kernel;
+}
+
+// The boosted picture in the middle of a buffer that a kernel may overlap on all sides.
+class PaddedPicture {
+public:
+    PaddedPicture(const ConstPlane& plane, const FrameInfo& info, const Kernel& kernel, float threshold, float gain)
+        : width_(info.width), height_(info.height), kernelWidth_(kernel.width), kernelHeight_(kernel.height),
+          samples_(RoundUpToUnit((height_ + kernelHeight_) * GetStride())) {
+        std::array<float, 256> boosted;
+        for (int value = 0; value < 256; ++value) boosted[value] = Boosted(static_cast<std::uint8_t>(value), threshold, gain);
+        for (std::size_t y = 0; y < height_; ++y) {
+            const std::uint8_t* row = plane.GetRow(y);
+            std::transform(row, row + width_ * kChannels, GetPixel(0, y), [&](std::uint8_t sample) { return boosted[sample]; });
+        }
+        MirrorColumns();
+        MirrorRows();
+    }
+
+    /// Floats between the starts of two rows.
+    std::size_t GetStride() const { return kChannels * (width_ + kernelWidth_); }
+    const float* GetData() const { return samples_.data(); }
+    const float* GetPixel(std::ptrdiff_t x, std::size_t y) const { return const_cast<PaddedPicture*>(this)->GetPixel(x, y); }
+
+private:
+    float* GetPixel(std::ptrdiff_t x, std::size_t y) {
+        const std::ptrdiff_t column = static_cast<std::ptrdiff_t>(kernelWidth_ / 2) + x;
+        return samples_.data() + (kernelHeight_ / 2 + y) * GetStride() + column * static_cast<std::ptrdiff_t>(kChannels);
+    }
+
+    // About the first and the last column, without repeating them.
+    void MirrorColumns() {
+        const auto left = static_cast<std::ptrdiff_t>(kernelWidth_ / 2);
+        const auto right = static_cast<std::ptrdiff_t>(kernelWidth_) - left;
+        const auto last = static_cast<std::ptrdiff_t>(width_) - 1;
+        for (std::size_t y = 0; y < height_; ++y) {
+            for (std::ptrdiff_t j = 1; j <= left; ++j) std::copy_n(GetPixel(j, y), kChannels, GetPixel(-j, y));
+            for (std::ptrdiff_t j = 1; j <= right; ++j) std::copy_n(GetPixel(last - j, y), kChannels, GetPixel(last + j, y));
+        }
+    }
+
+    // The top mirrors about the first row. The bottom is addressed from the end of the rounded buffer, in steps of an even kernel
+    // height: with an odd kernel height the row below the picture stays black, and a rounded buffer shifts these rows. Intended:
+    // the blurred picture ends at the bottom in this way.
+    void MirrorRows() {
+        const std::size_t half = kernelHeight_ / 2, stride = GetStride();
+        for (std::size_t j = 1; j <= half; ++j) {
+            std::copy_n(samples_.data() + (half + j) * stride, stride, samples_.data() + (half - j) * stride);
+        }
+        float* const lastRow = samples_.data() + samples_.size() - stride;
+        const std::size_t evenHeight = kernelHeight_ + kernelHeight_ % 2;
+        for (std::size_t i = 0; i < half; ++i) std::copy_n(lastRow - (evenHeight - i) * stride, stride, lastRow - i * stride);
+    }
+
+    std::size_t width_, height_, kernelWidth_, kernelHeight_;
+    std::vector<float> samples_;
+};
+
+// Kernel weights that are not 0, in rows from the top.
+std::vector<Detail::ConvolutionTap> MakeTaps(const Kernel& kernel, std::size_t stride) {
+    std::vector<Detail::ConvolutionTap> taps;
+    for (std::size_t y = 0; y < kernel.height; ++y) {
+        for (std::size_t x = 0; x < kernel.width; ++x) {
+            const float weight = kernel.weights[y * kernel.width + x];
+            if (weight != 0.0f) taps.push_back({y * stride + kChannels * x, weight});
+        }
+    }
+    return taps;
+}
+
+void StoreRow(const float* sums, std::size_t count, float kernelSum, std::uint8_t* row) {
+    for (std::size_t i = 0; i < count; ++i) row[i] = Detail::TruncateToByte(static_cast<double>((sums[i] * 255.0f) / kernelSum) + 0.5);
+}
+
+// 255 up to a knee between the dark and the bright percentile, then falling to the sharp picture's share at the bright percentile and on.
+Detail::Curve MakeMaskCurve(const ConstPlane& mask, std::uint64_t pixels, double kneePosition, std::uint8_t sharpShare) {
+    const Detail::Counts counts = Detail::CountBytes(mask);
+    const auto target = static_cast<std::uint64_t>(static_cast<double>(pixels) * kMaskPercentile);
+    const int dark = Detail::LowPercentile(counts, target);
+    const int bright = Detail::HighPercentile(counts, target);
+    const auto knee = static_cast<int>(std::clamp<std::int64_t>(dark + Detail::RoundHalfAway(kneePosition * (bright - dark)), -65536, 65536));
+
+    Detail::Curve curve;
+    curve.fill(255);
+    if (knee >= bright) return curve;
+    const int step = sharpShare - 255;
+    for (int level = std::max(knee, 0); level <= 255; ++level) {
+        curve[level] = static_cast<std::uint8_t>(std::clamp(255 + ((level - knee) * step) / (bright - knee), 0, 255));
+    }
+    return curve;
+}
+
+class BlurBokeh : public EffectBaseCSCOneInput<SettingsEffectBlurBokeh> {
+public:
+    BlurBokeh(const FactoryPtr& factory, const AllocatorPtr& allocator)
+        : EffectBaseCSCOneInput(factory, allocator),
+          generator_(CreateOneInput(SettingsEffectVideoGenerator::CLASS_ID)),
+          greyConverter_(CreateOneInput(SettingsColorspaceConverter::CLASS_ID)),
+          enlarger_(CreateOneInput(SettingsResizer::CLASS_ID)),
+          reducer_(CreateOneInput(SettingsResizer::CLASS_ID)),
+          kernelResizer_(CreateOneInput(SettingsResizer::CLASS_ID)),
+          blender_(CreateTwoInput(SettingsEffectImageBlender::CLASS_ID)),
+          extraAlphaExtractor_(CreateOneInput(SettingsEffectExtraAlphaExtractor::CLASS_ID)) {
+        greyConverter_->SetSettings(SettingsColorspaceConverter(PixFmt::Gray8, true));
+        extraAlphaExtractor_->SetSettings(SettingsEffectExtraAlphaExtractor(PixFmt::Rgb24));
+    }
+
+    using EffectBaseCSCOneInput::SetSettings;
+    void SetSettings(const SettingsEffectBlurBokeh& settings) override {
+        EffectBaseCSCOneInput::SetSettings(settings);
+        generator_->SetSettings(settings_.GetAperture());
+        blender_->SetSettings(SettingsEffectImageBlender(0, 0, SharpShare(settings_.GetStrength()), BlendAlphaMode::UseAlpha));
+    }
+
+    void ResetSettings() override {
+        EffectBaseCSCOneInput::ResetSettings();
+        isKernelReady_ = false;
+    }
+
+private:
+    const std::vector<PixFmt>& GetWorkingPixFmts() const override {
+        static const std::vector<PixFmt> formats{PixFmt::Rgb24, PixFmt::Bgr24};
+        return formats;
+    }
+
+    void ProcessInternalCSC(FramePtr& frame, const ConstFramePtr&) override {
+        const FrameInfo size = frame->GetFrameInfo();
+        ConfigureResizers(size);
+        FramePtr small = frame;
+        reducer_->ProcessData(small);
+        if (!isKernelReady_) BuildKernel(small->GetFrameInfo());
+        RequireLargerThanKernel(small->GetFrameInfo());
+        FramePtr blurred = Blur(*small);
+        small.reset();
+        enlarger_->ProcessData(blurred);
+        const FrameInfo enlarged = blurred->GetFrameInfo();
+        if (enlarged.width > size.width || enlarged.height > size.height) blurred->Crop(0, 0, size.width, size.height);
+        AttachMask(*frame, blurred);
+        blender_->ProcessData(blurred, ConstFramePtr(frame));
+        frame = std::move(blurred);
+    }
+
+    void ConfigureResizers(const FrameInfo& size) {
+        if (size == inputInfo_) return;
+        inputInfo_ = size;
+        SettingsResizer reduction(ResizeMethods::FastBilinear);
+        reduction.SetCustomMode(SettingsResizer::kFitInside, FrameInfo(kReducedSide, kReducedSide, size.aspect));
+        reducer_->SetSettings(reduction);
+        SettingsResizer enlargement(ResizeMethods::BicubicLuma);
+        enlargement.SetCustomMode(SettingsResizer::kExactSizeToo,
+                                  FrameInfo(size.width + size.width % 2, size.height + size.height % 2, size.aspect));
+        enlarger_->SetSettings(enlargement);
+    }
+
+    // The kernel's scale follows the picture that it is built for; later pictures of other sizes share it.
+    void BuildKernel(const FrameInfo& small) {
+        FramePtr aperture;
+        generator_->ProcessData(aperture);
+        const FrameInfo generated = aperture->GetFrameInfo();
+        SettingsResizer scaling(ResizeMethods::BicubicLuma);
+        scaling.SetCustomScale(settings_.GetSize() * std::min(small.width, small.height) / std::min(generated.width, generated.height));
+        kernelResizer_->SetSettings(scaling);
+        kernelResizer_->ProcessData(aperture);
+        const FrameInfo scaled = aperture->GetFrameInfo();
+        greyConverter_->ProcessData(aperture);
+        kernel_ = MakeKernel(std::as_const(*aperture).GetPlane(0), scaled, static_cast<float>(settings_.GetBokehThreshold()),
+                             static_cast<float>(settings_.GetBokehGain()));
+        isKernelReady_ = true;
+    }
+
+    void RequireLargerThanKernel(const FrameInfo& small) const {
+        if (small.width > kernel_.width && small.height > kernel_.height) return;
+        EffectException exception;
+        exception << TagTranscodingErrorCode(TranscodingErrors::PictureTooSmall) << Core::TagCallStack(Core::GetCallStack());
+        boost::throw_exception(exception, kTooSmallLocation);
+    }
+
+    // The convolved picture. Its sums start as the boosted picture itself, which the kernel's sum does not count.
+    FramePtr Blur(const IDataVideo& small) const {
+        const FrameInfo& info = small.GetFrameInfo();
+        const PaddedPicture picture(small.GetPlane(0), info, kernel_, static_cast<float>(settings_.GetImageThreshold()),
+                                    static_cast<float>(settings_.GetImageGain()));
+        const std::size_t count = kChannels * info.width, stride = RoundUpToUnit(count);
+        std::vector<float> sums(stride * info.height);
+        for (std::size_t y = 0; y < info.height; ++y) std::copy_n(picture.GetPixel(0, y), count, sums.data() + y * stride);
+        Detail::Convolve(MakeTaps(kernel_, picture.GetStride()), picture.GetData(), picture.GetStride(), sums.data(), stride, info.height, count);
+
+        FramePtr blurred = NewFrame(allocator_, small.GetPixFmt(), info);
+        const Plane plane = blurred->GetPlane(0);
+        for (std::size_t y = 0; y < info.height; ++y) StoreRow(sums.data() + y * stride, count, kernel_.sum, plane.GetRow(y));
+        return blurred;
+    }
+
+    // Tells the blender where `sharp` shows: fully in the shadows, less in the highlights of `blurred`.
+    void AttachMask(IDataVideo& sharp, const FramePtr& blurred) {
+        FramePtr mask = blurred;
+        greyConverter_->ProcessData(mask);
+        const FrameInfo& info = mask->GetFrameInfo();
+        const Plane plane = mask->GetPlane(0);
+        Detail::ApplyCurve(MakeMaskCurve(plane, info.width * info.height, settings_.GetThreshold(), SharpShare(settings_.GetStrength())), plane);
+        FramePtr chromaMask = mask;
+        extraAlphaExtractor_->ProcessData(chromaMask);
+        sharp.SetExtraAlpha(0, std::as_const(*mask).GetPlane(0));
+        sharp.SetExtraAlpha(1, std::as_const(*chromaMask).GetPlane(0));
+    }
+
+    bool isKernelReady_ = false;
+    Kernel kernel_;
+    OneInputPtr generator_;
+    OneInputPtr greyConverter_;
+    OneInputPtr enlarger_;
+    OneInputPtr reducer_;
+    OneInputPtr kernelResizer_;
+    TwoInputPtr blender_;
+    OneInputPtr extraAlphaExtractor_;
+    FrameInfo inputInfo_{0, 0, {0, 0}};
+};
+
+}  // namespace
+
+OneInputPtr CreateBlurBokeh(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<BlurBokeh>(factory, allocator);
+}
+
+}  // namespace Orvexa::Proc

@@ -1,0 +1,81 @@
+// WhiteBalance: removes a colour cast, given one colour that should have been grey.
+//
+// Grey is the mean of the reference colour's channels. Each channel gets a curve of two straight lines, 0 -> 0, reference -> grey,
+// 255 -> 255. Where the upper line would be steep, a line of slope 2 replaces it, so that the few levels above the reference are
+// not torn apart; white then stays below 255 in that channel.
+
+#include <array>
+
+#include "Host/Conf/PixFmtDescription.h"
+#include "Host/Settings/Photo/SettingsEffectWhiteBalance.h"
+#include "Proc/Effects/EffectsPhoto/Detail/Curves.h"
+#include "Proc/Effects/EffectsPhoto/EffectBase.h"
+
+namespace Orvexa::Proc {
+namespace {
+
+constexpr int kWhite = 255;
+// The rise of the curve in the step after the reference from which the upper line counts as steep.
+constexpr int kSteepRise = 5;
+constexpr int kSteepSlope = 2;
+
+// The straight line through (x0, y0) and (x1, y1), in integers that truncate.
+constexpr int Line(int x0, int x1, int y0, int y1, int x) { return y0 + (y1 - y0) * (x - x0) / (x1 - x0); }
+
+// The curve that sends `reference` to `grey`. At both ends of the range there is only one line.
+Detail::Curve MakeCurve(int reference, int grey) {
+    const bool hasLower = reference > 0;
+    const bool hasUpper = reference < kWhite;
+    const bool isSteep = hasLower && hasUpper && (kWhite - grey) / (kWhite - reference) >= kSteepRise;
+    Detail::Curve curve{};
+    for (int x = 0; x <= kWhite; ++x) {
+        int y;
+        if (hasLower && x <= reference) {
+            y = Line(0, reference, 0, grey, x);
+        } else if (isSteep) {
+            y = grey + kSteepSlope * (x - reference);
+        } else {
+            y = Line(reference, kWhite, grey, kWhite, x);
+        }
+        curve[x] = static_cast<std::uint8_t>(y);
+    }
+    return curve;
+}
+
+// Byte k of the colour drives byte k of the pixel, whatever the order of the channels.
+std::array<Detail::Curve, 3> MakeCurves(const Color& reference) {
+    const int grey = (reference[0] + reference[1] + reference[2]) / 3;
+    return {MakeCurve(reference[0], grey), MakeCurve(reference[1], grey), MakeCurve(reference[2], grey)};
+}
+
+class WhiteBalance : public EffectBaseCSCOneInput<SettingsEffectWhiteBalance> {
+public:
+    using EffectBaseCSCOneInput::EffectBaseCSCOneInput;
+    using EffectBaseCSCOneInput::SetSettings;
+
+    void SetSettings(const SettingsEffectWhiteBalance& settings) override {
+        if (!settings.IsColorEqual(settings_)) ReplaceSettings(settings);
+    }
+
+private:
+    const std::vector<PixFmt>& GetWorkingPixFmts() const override {
+        static const std::vector<PixFmt> formats{PixFmt::Bgr24, PixFmt::Rgb24, PixFmt::Bgra, PixFmt::Rgba, PixFmt::Rgba2, PixFmt::Bgra2};
+        return formats;
+    }
+
+    void ProcessInternalCSC(FramePtr& frame, const ConstFramePtr& input) override {
+        const std::array<Detail::Curve, 3> curves = MakeCurves(settings_.GetColor());
+        FramePtr balanced = Writable(frame, input);
+        const int bytesPerPixel = PixFmtDescription::Get(balanced->GetPixFmt()).GetPlanWidthSize(1, 0);
+        Detail::ApplyCurves(curves, balanced->GetPlane(0), static_cast<std::uint64_t>(bytesPerPixel));
+        frame = std::move(balanced);
+    }
+};
+
+}  // namespace
+
+OneInputPtr CreateWhiteBalance(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<WhiteBalance>(factory, allocator);
+}
+
+}  // namespace Orvexa::Proc
