@@ -31,8 +31,8 @@ public:
     virtual TimeToProgress& GetProgress() { return progress_; }
     virtual void SetProgress(const TimeToProgress& progress) { progress_ = progress; }
     virtual bool QueryCapability() const = 0;
-    /// Tells the effect of an event in the host; an effect with sub-effects may pass it on. The meaning of `event` is the host's.
-    virtual void Notify(std::uintptr_t event) = 0;
+    /// Tells the effect of an event in the host, whose number and meaning are the host's; an effect with sub-effects may pass it on.
+    virtual void Notify(std::uintptr_t /*event*/) {}
 
 protected:
     /// The caller's progress controller; may be empty.

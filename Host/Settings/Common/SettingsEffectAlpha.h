@@ -22,10 +22,10 @@ class SettingsEffectAlphaInserter final : public Settings {
 class SettingsEffectExtraAlphaExtractor final : public Settings {
     ORVEXA_SETTINGS(SettingsEffectExtraAlphaExtractor, "", "Host", "Scales a mask to the chroma planes of a format.")
     ORVEXA_EQUALITY(SettingsEffectExtraAlphaExtractor)
-    ORVEXA_FIELD(Orvexa::PixFmt, PixFmt, Orvexa::PixFmt::Rgb24, Any(), "", "The format whose chroma planes set the size.")
+    ORVEXA_FIELD(PixFmt, PixelFormat, PixFmt::Rgb24, Any(), "", "The format whose chroma planes set the size.")
 
     SettingsEffectExtraAlphaExtractor() = default;
-    explicit SettingsEffectExtraAlphaExtractor(Orvexa::PixFmt pixFmt) { SetPixFmt(pixFmt); }
+    explicit SettingsEffectExtraAlphaExtractor(PixFmt pixFmt) { SetPixelFormat(pixFmt); }
 };
 
 }  // namespace Orvexa::Proc

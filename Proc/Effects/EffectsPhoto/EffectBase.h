@@ -54,7 +54,6 @@ public:
     void ResetSettings() override { settings_ = SettingsT(); }
     const Settings& GetSettingsBase() const override { return settings_; }
     bool QueryCapability() const override { return false; }
-    void Notify(std::uintptr_t) override {}
 
     Core::Property GetStatistic() const override {
         std::string name = "Orvexa::Proc::EffectBase<class Orvexa::Proc::";

@@ -1,0 +1,160 @@
+// What every effect of the module promises, whatever it does to a picture. New effects are found by themselves.
+
+#include <gtest/gtest.h>
+
+#include "Host/Core/Exception.h"
+#include "Host/Settings/Photo/SettingsEffectCreateVideo.h"
+#include "Host/Settings/Photo/SettingsEffectCustom.h"
+#include "Tests/Support/Effects.h"
+#include "Tests/Support/Frames.h"
+#include "Tests/Support/Logs.h"
+
+namespace Orvexa::Test {
+namespace {
+
+// Settings of no effect.
+class ForeignSettings final : public Settings {
+    ORVEXA_SETTINGS(ForeignSettings, "", "Test", "Belongs to nothing.")
+};
+
+boost::intrusive_ptr<IEffect> Create(const Registration& registration) {
+    OneInputPtr one;
+    TwoInputPtr two;
+    VarInputPtr var;
+    switch (registration.kind) {
+        case EffectKind::OneInput: ModuleFactory()->CreateOneInputEffect(one, registration.classId, registration.implName, {}); return one;
+        case EffectKind::TwoInput: ModuleFactory()->CreateTwoInputEffect(two, registration.classId, registration.implName, {}); return two;
+        case EffectKind::VarInput: ModuleFactory()->CreateVarInputEffect(var, registration.classId, registration.implName, {}); return var;
+    }
+    return {};
+}
+
+// Settings that make a run quick and meaningful, for the few effects whose defaults do not.
+std::unique_ptr<Settings> SettingsFor(const std::string& classId) {
+    std::unique_ptr<Settings> settings = SettingsCatalogue::Find(classId)->create();
+    if (auto* custom = dynamic_cast<SettingsEffectCustom*>(settings.get())) custom->SetFunctor([](FramePtr&) {});
+    if (auto* create = dynamic_cast<SettingsEffectCreateVideo*>(settings.get())) {
+        create->SetWidth(20);
+        create->SetHeight(10);
+    }
+    return settings;
+}
+
+// The frames that one run leaves; none when the effect refuses the input with an exception of its own.
+std::vector<ConstFramePtr> RunEffect(IEffect& effect, const FramePtr& input) {
+    std::vector<ConstFramePtr> results;
+    try {
+        if (auto* one = dynamic_cast<IOneInputEffectVideo*>(&effect)) {
+            FramePtr frame = input;
+            one->ProcessData(frame);
+            results.push_back(frame);
+        } else if (auto* two = dynamic_cast<ITwoInputEffectVideo*>(&effect)) {
+            FramePtr frame = CloneFrame(*input, kCloneIndependent);
+            two->ProcessData(frame, ConstFramePtr(input));
+            results.push_back(frame);
+        } else {
+            std::vector<DataPtr> frames{input};
+            const DataPtr result = dynamic_cast<IVarInputEffectVideo&>(effect).Process(frames);
+            if (result != nullptr) frames.assign(1, result);
+            for (const DataPtr& data : frames) results.push_back(boost::dynamic_pointer_cast<IDataVideo>(data));
+        }
+    } catch (const EffectException&) {
+    }
+    return results;
+}
+
+class EveryEffect : public testing::TestWithParam<Registration> {
+protected:
+    const std::string& Id() const { return GetParam().classId; }
+    boost::intrusive_ptr<IEffect> Configured() const {
+        auto effect = Create(GetParam());
+        effect->SetSettings(*SettingsFor(Id()));
+        return effect;
+    }
+};
+
+TEST_P(EveryEffect, HasOneHolderWhenCreatedAndTheSettingsOfItsClass) {
+    const auto effect = Create(GetParam());
+    EXPECT_EQ(effect->GetRefCount(), 1u);
+    EXPECT_EQ(effect->GetSettingsBase().GetClassId(), Id());
+    EXPECT_EQ(FormatSettings(effect->GetSettingsBase()), FormatSettings(*SettingsCatalogue::Find(Id())->create()));
+    EXPECT_EQ(effect->GetProperties().GetName(), "");
+    EXPECT_FALSE(effect->QueryCapability());
+    EXPECT_FALSE(SettingsCatalogue::Find(Id())->effect.empty());
+}
+
+TEST_P(EveryEffect, RefusesForeignSettingsAndKeepsItsOwn) {
+    const auto effect = Configured();
+    const std::string before = FormatSettings(effect->GetSettingsBase());
+    EXPECT_THROW(effect->SetSettings(ForeignSettings()), std::bad_cast);
+    EXPECT_EQ(FormatSettings(effect->GetSettingsBase()), before);
+}
+
+TEST_P(EveryEffect, CountsAndLogsItsRuns) {
+    const auto effect = Configured();
+    const FramePtr input = MakeFrame(PixFmt::Rgb24, 97, 61);
+    {
+        const LogCapture log(29);
+        RunEffect(*effect, input);
+        EXPECT_TRUE(log.GetLines().empty());
+    }
+    const LogCapture log(30);
+    const bool isDone = !RunEffect(*effect, input).empty();
+    // Effects of many inputs may refuse these; the others take any picture of this size.
+    EXPECT_TRUE(isDone || GetParam().kind != EffectKind::OneInput);
+    ASSERT_FALSE(log.GetLines().empty());
+    EXPECT_TRUE(log.GetLines().front().ends_with(Id() + "_Orvexa starts")) << log.GetLines().front();
+    if (isDone) {
+        EXPECT_TRUE(log.GetLines().back().ends_with(Id() + "_Orvexa done")) << log.GetLines().back();
+    }
+    const Core::Property statistics = effect->GetStatistic();
+    EXPECT_NE(statistics.GetName().find("class Orvexa::Proc::" + SettingsFor(Id())->GetClassId() + ">"), std::string::npos);
+    EXPECT_EQ(statistics.FindChild("total")->GetValue(), "0");
+    EXPECT_EQ(statistics.FindChild("count")->GetValue(), isDone ? "2" : "0");
+    EXPECT_EQ(statistics.FindChild(Core::PerformanceTimer::IMPL_NAME)->GetValue(), Id() + "_Orvexa");
+}
+
+TEST_P(EveryEffect, KeepsTheTimingOfOneFrame) {
+    if (GetParam().kind != EffectKind::OneInput) return;
+    FramePtr input = MakeFrame(PixFmt::Rgb24, 97, 61);
+    input->SetTimestamp(123);
+    input->SetDuration(456);
+    const auto results = RunEffect(*Configured(), input);
+    ASSERT_FALSE(results.empty());
+    for (const ConstFramePtr& result : results) {
+        EXPECT_EQ(result->GetTimestamp(), 123);
+        EXPECT_EQ(result->GetDuration(), 456);
+    }
+}
+
+TEST_P(EveryEffect, GivesTheSameBytesForTheSameInputAndLeavesTheCallersPixelsAlone) {
+    for (const PixFmt pixFmt : {PixFmt::Rgb24, PixFmt::Bgr24, PixFmt::Rgba, PixFmt::Gray8, PixFmt::Yuv420p, PixFmt::Yuva444p}) {
+        for (const auto& [width, height] : kSizes) {
+            // The caller keeps a reference to a view with unaligned rows between bytes that belong to others.
+            const GuardedFrame guarded(pixFmt, width, height);
+            const std::vector<std::uint8_t> before = Bytes(*guarded.GetFrame());
+            const auto effect = Configured();
+            const auto first = RunEffect(*effect, guarded.GetFrame());
+            const auto second = RunEffect(*effect, guarded.GetFrame());
+            const auto fresh = RunEffect(*Configured(), guarded.GetFrame());
+            ASSERT_EQ(first.size(), second.size());
+            ASSERT_EQ(first.size(), fresh.size());
+            for (std::size_t i = 0; i < first.size(); ++i) {
+                EXPECT_TRUE(SameFrames(second[i], first[i])) << Name(pixFmt) << ' ' << width << 'x' << height;
+                EXPECT_TRUE(SameFrames(fresh[i], first[i])) << Name(pixFmt) << ' ' << width << 'x' << height;
+            }
+            EXPECT_EQ(Bytes(*guarded.GetFrame()), before) << Name(pixFmt) << ' ' << width << 'x' << height;
+            EXPECT_TRUE(guarded.IsGuardIntact()) << Name(pixFmt) << ' ' << width << 'x' << height;
+        }
+    }
+}
+
+std::vector<Registration> ModuleRegistrations() {
+    std::vector<Registration> registrations = ModuleFactory()->GetRegistrations();
+    std::erase_if(registrations, [](const Registration& r) { return r.implName != ImplNames::ORVEXA; });
+    return registrations;
+}
+INSTANTIATE_TEST_SUITE_P(Module, EveryEffect, testing::ValuesIn(ModuleRegistrations()), [](const auto& test) { return test.param.classId; });
+
+}  // namespace
+}  // namespace Orvexa::Test

@@ -1,0 +1,40 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds, runs every test, then builds and tests again under the sanitizers.
+#   scripts/check.sh            release, address + undefined behaviour, thread
+#   scripts/check.sh release    one of release, asan, tsan
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+scripts/install-packages.sh
+presets=("${@:-release}")
+[ $# -gt 0 ] || presets=(release asan tsan)
+
+# A leak or a race anywhere fails the test that shows it. Libraries that are not built with the sanitizers are suppressed by name.
+export ASAN_OPTIONS="detect_leaks=1:strict_string_checks=1:detect_stack_use_after_return=1"
+export LSAN_OPTIONS="suppressions=$PWD/scripts/lsan.supp:print_suppressions=0"
+export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
+export TSAN_OPTIONS="suppressions=$PWD/scripts/tsan.supp:halt_on_error=1"
+
+for preset in "${presets[@]}"; do
+    echo "== $preset: build"
+    cmake --preset "$preset" -DCMAKE_CXX_COMPILER_LAUNCHER=ccache > "/tmp/orvexa-configure-$preset.log" || {
+        cat "/tmp/orvexa-configure-$preset.log"
+        exit 1
+    }
+    cmake --build --preset "$preset"
+    echo "== $preset: test"
+    ctest --preset "$preset"
+done
+
+if [ -e build/release ] && [[ " ${presets[*]} " == *" release "* ]]; then
+    echo "== release: exported symbols of the module"
+    exported=$(nm -D --defined-only build/release/lib/kalvatri/EffectsKalvatriPhoto.so | awk '{print $3}')
+    [ "$exported" = "Registrator" ] || {
+        echo "The module exports more than Registrator:"
+        echo "$exported"
+        exit 1
+    }
+    echo "== release: a program built against the installed package"
+    scripts/check-package.sh build/release
+fi
+echo "All checks passed: ${presets[*]}"

@@ -1,0 +1,39 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds the release and runs effects on a photo.
+#   scripts/demo.sh [PHOTO]
+# The pictures and a page that shows them before and after are in demo/.
+set -euo pipefail
+photo=$(realpath "${1:-$(dirname "$0")/../samples/coffee.png}")
+cd "$(dirname "$0")/.."
+
+scripts/install-packages.sh
+echo "== Building the release"
+cmake --preset release -DORVEXA_TESTS=OFF -DORVEXA_BENCH=OFF -B build/demo -DCMAKE_CXX_COMPILER_LAUNCHER=ccache > /tmp/orvexa-configure-demo.log || {
+    cat /tmp/orvexa-configure-demo.log
+    exit 1
+}
+cmake --build build/demo
+kalvatri=build/demo/bin/kalvatri
+
+mkdir -p demo
+"$kalvatri" apply -q -i "$photo" -o demo/before.jpg EmptyEffect
+{
+    echo '<!doctype html><meta charset="utf-8"><title>kalvatri: before and after</title>'
+    echo '<style>body{font:16px sans-serif;margin:2em;background:#222;color:#eee}figure{margin:0 0 2em}img{max-width:48%;vertical-align:top}code{color:#fc9}</style>'
+    echo '<h1>Before and after</h1>'
+} > demo/index.html
+
+# One line an example: the file's name, then what is asked of kalvatri.
+while read -r name step; do
+    [ -n "$name" ] || continue
+    echo "== kalvatri apply -i $photo -o demo/$name.jpg $step"
+    # shellcheck disable=SC2086  # the step is several words on purpose
+    "$kalvatri" apply -i "$photo" -o "demo/$name.jpg" $step
+    echo "<figure><img src=\"before.jpg\" alt=\"before\"> <img src=\"$name.jpg\" alt=\"after\"><figcaption><code>$step</code></figcaption></figure>" >> demo/index.html
+done <<'EXAMPLES'
+white-balance WhiteBalance color=#c8b496
+bokeh BlurBokeh
+bokeh-hearts BlurBokeh size=0.09 imageGain=4 aperture.shape=heart
+cool-bokeh WhiteBalance color=#c8b496 BlurBokeh aperture.shape=polygon aperture.blades=6
+EXAMPLES
+echo "Open demo/index.html to compare."

@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that the build, the tests, the demo and the benchmarks need, those that are missing only.
+set -euo pipefail
+
+packages=(
+    g++ cmake ninja-build ccache pkg-config git
+    libboost-dev libgoogle-glog-dev libhwy-dev
+    libopencv-dev libswscale-dev libvips-dev libmagick++-dev
+    libcli11-dev nlohmann-json3-dev
+    libgtest-dev libgmock-dev libbenchmark-dev
+    imagemagick libimage-exiftool-perl time
+)
+
+missing=()
+for package in "${packages[@]}"; do
+    dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' || missing+=("$package")
+done
+if [ ${#missing[@]} -eq 0 ]; then
+    echo "All packages are installed."
+    exit 0
+fi
+echo "Installing: ${missing[*]}"
+sudo=""
+[ "$(id -u)" -eq 0 ] || sudo="sudo"
+$sudo apt-get update -q
+DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -q --no-install-recommends "${missing[@]}"
