@@ -170,7 +170,7 @@ TEST(BlurBokeh, ConfiguresItsSubEffectsOnceAndWhenNeeded) {
     EXPECT_THAT(created, ElementsAre("create SettingsColorspaceConverter#1", "create SettingsEffectVideoGenerator#1", "create SettingsColorspaceConverter#2",
                                      "create SettingsResizer#1", "create SettingsResizer#2", "create SettingsResizer#3",
                                      "create SettingsEffectImageBlender#1", "create SettingsEffectExtraAlphaExtractor#1",
-                                     "set SettingsColorspaceConverter#2 pixFmts=8 accurate=true", "set SettingsEffectExtraAlphaExtractor#1 pixFmt=2"));
+                                     "set SettingsColorspaceConverter#2 pixFmts=8 accurate=true", "set SettingsEffectExtraAlphaExtractor#1 pixelFormat=2"));
     const SettingsEffectBlurBokeh settings = Settings_({{"size", "0.15"}, {"strength", "0.25"}, {"aperture.shape", "star"}});
     const std::string generator = "set SettingsEffectVideoGenerator#1 shape=star blades=6 rotation=0 size=101";
     const std::string blender = "set SettingsEffectImageBlender#1 positionX=0 positionY=0 strength=191 alphaMode=use";

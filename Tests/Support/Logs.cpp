@@ -5,6 +5,7 @@ namespace Orvexa::Test {
 LogCapture::LogCapture(int verbosity) : verbosityBefore_(FLAGS_v) {
     FLAGS_v = verbosity;
     // The sink is enough: no log files, nothing on stderr.
+    if (!google::IsGoogleLoggingInitialized()) google::InitGoogleLogging("tests");
     for (int severity = google::GLOG_INFO; severity < google::NUM_SEVERITIES; ++severity) google::SetLogDestination(severity, "");
     FLAGS_stderrthreshold = google::GLOG_FATAL;
     google::AddLogSink(this);

@@ -31,7 +31,7 @@ bool Add(IEffectFactory& factory, VarInputCreator* creator) {
 }  // namespace Orvexa::Proc
 
 /// Registers the module's effects; returns what the last registration returned.
-extern "C" bool Registrator(Orvexa::Proc::IEffectFactory* factory) {
+extern "C" [[gnu::visibility("default")]] bool Registrator(Orvexa::Proc::IEffectFactory* factory) {
     using namespace Orvexa::Proc;
     Add<SettingsEffectBlurBokeh>(*factory, CreateBlurBokeh);
     Add<SettingsEffectCreateVideo>(*factory, CreateCreateVideo);
