@@ -75,7 +75,9 @@ Color TextCodec<Color>::Parse(std::string_view text) {
                  static_cast<std::uint8_t>(value));
 }
 
-Limits Range(double min, double max) { return {min, max, {}}; }
+Limits Range(double min, double max) { return {min, max, {}, false}; }
+
+Limits KeyRange(double min, double max) { return {min, max, {}, true}; }
 
 Limits Named(std::string_view namesAndNumbers) {
     Limits limits;
@@ -111,8 +113,9 @@ std::string CheckLimits(std::string_view text, std::string_view type, const Limi
         }
         ThrowNotA(text, "one of " + known);
     }
-    if (limits.min && (type == "int" || type == "double" || type == "list")) {
-        for (const std::string_view part : SplitText(text, ',')) {
+    if (limits.min && (type == "int" || type == "double" || type == "list" || limits.isOfKeys)) {
+        for (std::string_view part : SplitText(text, ',')) {
+            if (limits.isOfKeys) part = part.substr(0, part.find(':'));
             const double value = ParseDouble(part);
             if (value < *limits.min || value > *limits.max) {
                 ThrowNotA(part, "in the range " + FormatDouble(*limits.min) + ".." + FormatDouble(*limits.max));

@@ -37,9 +37,12 @@ struct NamedValue {
 struct Limits {
     std::optional<double> min, max;
     std::vector<NamedValue> names;
+    bool isOfKeys = false;  ///< the range is that of a map's keys
 };
 /// Numbers (or the numbers of a list) from `min` to `max`, both included.
 Limits Range(double min, double max);
+/// Keys of a map from `min` to `max`, both included.
+Limits KeyRange(double min, double max);
 /// Numbers with names: "ellipse=0 circle=1". A field with names accepts these numbers and names only.
 Limits Named(std::string_view namesAndNumbers);
 /// No limits beyond the type's own.
@@ -90,7 +93,7 @@ struct SettingsClass {
     std::string effect;  ///< the effect's name for people; empty for the host's sub-effects
     std::string group;
     std::string summary;
-    std::unique_ptr<Settings> (*create)();
+    std::unique_ptr<Settings> (*create)();  ///< with the defaults, or the class's own Preset()
 };
 
 /// Every settings class of the loaded libraries; the module's classes appear when the module is loaded.
@@ -186,6 +189,16 @@ bool FieldsEqual(const S& a, const S& b) {
     return isEqual;
 }
 
+/// Settings to start from: the defaults, unless the class declares that people should start from something else.
+template <class S>
+std::unique_ptr<Settings> CreateSettings() {
+    if constexpr (requires { S::Preset(); }) {
+        return std::make_unique<S>(S::Preset());
+    } else {
+        return std::make_unique<S>();
+    }
+}
+
 /// Accessors hand out small values by value, others by reference.
 template <class T>
 using Accessed = std::conditional_t<std::is_arithmetic_v<T> || std::is_enum_v<T>, T, const T&>;
@@ -208,8 +221,7 @@ private:                                                                        
     using SelfT = Class;                                                                                                      \
     static constexpr int kFirstLine = __LINE__;                                                                               \
     static inline const bool kIsCatalogued = ::Orvexa::Proc::SettingsCatalogue::Add(                                          \
-        {#Class, EffectName, Group, Summary,                                                                                  \
-         []() -> std::unique_ptr<::Orvexa::Proc::Settings> { return std::make_unique<Class>(); }});                           \
+        {#Class, EffectName, Group, Summary, [] { return ::Orvexa::Proc::Details::CreateSettings<Class>(); }});               \
                                                                                                                               \
 public:
 

@@ -77,7 +77,10 @@ TEST_P(EveryEffect, HasOneHolderWhenCreatedAndTheSettingsOfItsClass) {
     const auto effect = Create(GetParam());
     EXPECT_EQ(effect->GetRefCount(), 1u);
     EXPECT_EQ(effect->GetSettingsBase().GetClassId(), Id());
-    EXPECT_EQ(FormatSettings(effect->GetSettingsBase()), FormatSettings(*SettingsCatalogue::Find(Id())->create()));
+    const std::string defaults = FormatSettings(effect->GetSettingsBase());
+    effect->SetSettings(*SettingsFor(Id()));
+    effect->ResetSettings();
+    EXPECT_EQ(FormatSettings(effect->GetSettingsBase()), defaults);
     EXPECT_EQ(effect->GetProperties().GetName(), "");
     EXPECT_FALSE(effect->QueryCapability());
     EXPECT_FALSE(SettingsCatalogue::Find(Id())->effect.empty());

@@ -259,7 +259,7 @@ private:
         greyConverter_->ProcessData(mask);
         const FrameInfo& info = mask->GetFrameInfo();
         const Plane plane = mask->GetPlane(0);
-        Detail::ApplyCurve(MakeMaskCurve(plane, info.width * info.height, settings_.GetThreshold(), SharpShare(settings_.GetStrength())), plane);
+        Detail::ApplyCurve(MakeMaskCurve(plane, info.width * info.height, settings_.GetThreshold(), SharpShare(settings_.GetStrength())), plane, plane);
         FramePtr chromaMask = mask;
         extraAlphaExtractor_->ProcessData(chromaMask);
         sharp.SetExtraAlpha(0, std::as_const(*mask).GetPlane(0));

@@ -1,15 +1,28 @@
 // The module's entry: registers every effect with the host's factory, always in this order.
 
+#include "Host/Settings/Photo/SettingsEffectBalanceLuma.h"
+#include "Host/Settings/Photo/SettingsEffectBlackWhite.h"
+#include "Host/Settings/Photo/SettingsEffectBlendPalette.h"
 #include "Host/Settings/Photo/SettingsEffectBlurBokeh.h"
+#include "Host/Settings/Photo/SettingsEffectColorBalanceAuto.h"
+#include "Host/Settings/Photo/SettingsEffectColorReduce.h"
+#include "Host/Settings/Photo/SettingsEffectColoredGlass.h"
 #include "Host/Settings/Photo/SettingsEffectCreateVideo.h"
 #include "Host/Settings/Photo/SettingsEffectCustom.h"
 #include "Host/Settings/Photo/SettingsEffectEmpty.h"
+#include "Host/Settings/Photo/SettingsEffectGradient.h"
+#include "Host/Settings/Photo/SettingsEffectGradientPosterize.h"
+#include "Host/Settings/Photo/SettingsEffectHistogram.h"
+#include "Host/Settings/Photo/SettingsEffectShapeMask.h"
+#include "Host/Settings/Photo/SettingsEffectTintTemperature.h"
 #include "Host/Settings/Photo/SettingsEffectWhiteBalance.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
 
 namespace Orvexa::Proc {
 
-OneInputCreator CreateBlurBokeh, CreateCreateVideo, CreateCustom, CreateEmptyEffect, CreateWhiteBalance;
+OneInputCreator CreateBalanceLuma, CreateBlackWhite, CreateBlurBokeh, CreateColorBalanceAuto, CreateColoredGlass, CreateColorReduce, CreateCreateVideo,
+    CreateCustom, CreateEmptyEffect, CreateGradient, CreateGradientPosterize, CreateHistogram, CreateShapeMask, CreateTintTemperature, CreateWhiteBalance;
+TwoInputCreator CreateBlendPalette;
 
 namespace {
 
@@ -33,9 +46,20 @@ bool Add(IEffectFactory& factory, VarInputCreator* creator) {
 /// Registers the module's effects; returns what the last registration returned.
 extern "C" [[gnu::visibility("default")]] bool Registrator(Orvexa::Proc::IEffectFactory* factory) {
     using namespace Orvexa::Proc;
+    Add<SettingsEffectBalanceLuma>(*factory, CreateBalanceLuma);
+    Add<SettingsEffectBlackWhite>(*factory, CreateBlackWhite);
+    Add<SettingsEffectBlendPalette>(*factory, CreateBlendPalette);
     Add<SettingsEffectBlurBokeh>(*factory, CreateBlurBokeh);
+    Add<SettingsEffectColorBalanceAuto>(*factory, CreateColorBalanceAuto);
+    Add<SettingsEffectColoredGlass>(*factory, CreateColoredGlass);
+    Add<SettingsEffectColorReduce>(*factory, CreateColorReduce);
     Add<SettingsEffectCreateVideo>(*factory, CreateCreateVideo);
     Add<SettingsEffectCustom>(*factory, CreateCustom);
     Add<SettingsEffectEmpty>(*factory, CreateEmptyEffect);
+    Add<SettingsEffectGradient>(*factory, CreateGradient);
+    Add<SettingsEffectGradientPosterize>(*factory, CreateGradientPosterize);
+    Add<SettingsEffectHistogram>(*factory, CreateHistogram);
+    Add<SettingsEffectShapeMask>(*factory, CreateShapeMask);
+    Add<SettingsEffectTintTemperature>(*factory, CreateTintTemperature);
     return Add<SettingsEffectWhiteBalance>(*factory, CreateWhiteBalance);
 }

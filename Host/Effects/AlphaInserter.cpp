@@ -1,0 +1,39 @@
+// AlphaInserter: writes a mask into the alpha channel of a frame; a frame without one stays as it is.
+//
+// The alpha of an indexed frame belongs to its palette and not to its pixels, so such a frame becomes RGBA.
+
+#include "Host/Effects/Channels.h"
+#include "Host/Effects/ConvertPixFmt.h"
+#include "Host/Effects/HostEffect.h"
+#include "Host/Settings/Common/SettingsEffectAlpha.h"
+
+namespace Orvexa::Proc {
+namespace {
+
+class AlphaInserter : public HostTwoInput<SettingsEffectAlphaInserter> {
+public:
+    using HostTwoInput::HostTwoInput;
+
+protected:
+    void Process(FramePtr& frame, const ConstFramePtr& mask) override {
+        if (!PixFmtDescription::Get(frame->GetPixFmt()).HasAlpha()) return;
+        const FrameInfo& info = frame->GetFrameInfo();
+        if (mask->GetPixFmt() != PixFmt::Gray8 || mask->GetFrameInfo().width != info.width || mask->GetFrameInfo().height != info.height) {
+            Throw("The mask must be a grey frame of the picture's size!");
+        }
+        if (frame->GetPixFmt() == PixFmt::Pal8) {
+            frame = ConvertPixFmt(*frame, PixFmt::Rgba, allocator_);
+        } else if (!IsExclusive(frame)) {
+            frame = CloneFrame(*frame, kCloneIndependent);
+        }
+        CopyChannel(GetChannel(*mask, ChannelKind::Luma), GetChannel(*frame, ChannelKind::Alpha));
+    }
+};
+
+}  // namespace
+
+TwoInputPtr CreateAlphaInserter(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeHostEffect<AlphaInserter>(factory, allocator);
+}
+
+}  // namespace Orvexa::Proc

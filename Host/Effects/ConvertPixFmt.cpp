@@ -1,0 +1,236 @@
+#include "Host/Effects/ConvertPixFmt.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <tuple>
+#include <unordered_map>
+
+#include "Host/Core/Exception.h"
+#include "Host/Effects/Channels.h"
+#include "Host/Effects/PixelRows.h"
+
+namespace Orvexa::Proc {
+
+namespace {
+
+using Kind = PixFmtDescription::Kind;
+constexpr std::uint8_t kOpaque = 255;
+constexpr std::uint8_t kNeutralChroma = 128;
+// Rows that are converted together: few enough for their chroma to stay in the cache, a multiple of the coarsest chroma's four.
+constexpr int kBandRows = 16;
+
+bool HasColor(const PixFmtDescription& description) { return description.kind != Kind::Gray; }
+
+// What a change of format costs, smaller is better.
+auto CostOf(const PixFmtDescription& source, const PixFmtDescription& target) {
+    const bool isColor = HasColor(source) && HasColor(target);
+    const int shiftX = isColor ? target.chromaShiftX - source.chromaShiftX : 0;
+    const int shiftY = isColor ? target.chromaShiftY - source.chromaShiftY : 0;
+    const int coarser = std::max(shiftX, 0) + std::max(shiftY, 0);
+    const int finer = std::max(-shiftX, 0) + std::max(-shiftY, 0);
+    return std::tuple(target.kind == Kind::Indexed, source.HasAlpha() && !target.HasAlpha(), HasColor(source) && !HasColor(target), coarser,
+                      !source.HasAlpha() && target.HasAlpha(), !HasColor(source) && HasColor(target), finer);
+}
+
+}  // namespace
+
+PixFmt ChooseTarget(PixFmt source, const std::vector<PixFmt>& candidates) {
+    if (candidates.empty() || std::find(candidates.begin(), candidates.end(), source) != candidates.end()) return source;
+    const PixFmtDescription& from = PixFmtDescription::Get(source);
+    const auto costOf = [&](PixFmt candidate) { return CostOf(from, PixFmtDescription::Get(candidate)); };
+    const PixFmt best = *std::min_element(candidates.begin(), candidates.end(), [&](PixFmt a, PixFmt b) { return costOf(a) < costOf(b); });
+    if (PixFmtDescription::Get(best).kind != Kind::Packed) return best;
+    const auto redFirst = std::find_if(candidates.begin(), candidates.end(), [&](PixFmt candidate) {
+        return PixFmtDescription::Get(candidate).red == 0 && costOf(candidate) == costOf(best);
+    });
+    return redFirst == candidates.end() ? best : *redFirst;
+}
+
+namespace {
+
+// Planes of chroma for a band of rows at full resolution.
+struct ChromaBand {
+    explicit ChromaBand(int width) : stride(width), samples(2 * static_cast<std::size_t>(width) * kBandRows) {}
+    Channel Get(ChannelKind kind, int rows) {
+        std::uint8_t* first = samples.data() + (kind == ChannelKind::Cb ? 0 : samples.size() / 2);
+        return {first, stride, 1, stride, rows};
+    }
+    int stride;
+    std::vector<std::uint8_t> samples;
+};
+
+template <class Byte>
+ChannelView<Byte> RowsOf(const ChannelView<Byte>& channel, int first, int count) {
+    return {channel.GetRow(first), channel.stride, channel.step, channel.width, std::min(count, channel.height - first)};
+}
+
+constexpr ChannelKind kChroma[] = {ChannelKind::Cb, ChannelKind::Cr};
+
+void PackedToPacked(const IDataVideo& source, const PixFmtDescription& from, IDataVideo& target, const PixFmtDescription& to) {
+    const ByteOrder order =
+        from.kind == Kind::Gray ? MakeGrayOrder(GetPackedLayout(to)) : MakeByteOrder(GetPackedLayout(from), GetPackedLayout(to));
+    const ConstPlane in = source.GetPlane(0);
+    const Plane out = target.GetPlane(0);
+    for (std::uint64_t y = 0; y < in.GetHeight(); ++y) ShuffleRow(order, in.GetRow(y), out.GetRow(y), in.GetPixelsPerRow());
+}
+
+void PackedToGray(const IDataVideo& source, const PixFmtDescription& from, IDataVideo& target) {
+    const ConstPlane in = source.GetPlane(0);
+    const Plane out = target.GetPlane(0);
+    for (std::uint64_t y = 0; y < in.GetHeight(); ++y)
+        RgbToLumaRow(GetPackedLayout(from), in.GetRow(y), out.GetRow(y), in.GetPixelsPerRow());
+}
+
+void PackedToPlanar(const IDataVideo& source, const PixFmtDescription& from, IDataVideo& target, const PixFmtDescription& to) {
+    const ConstPlane in = source.GetPlane(0);
+    const Channel luma = GetChannel(target, ChannelKind::Luma);
+    const Channel chroma[] = {GetChannel(target, ChannelKind::Cb), GetChannel(target, ChannelKind::Cr)};
+    const PackedLayout layout = GetPackedLayout(from);
+    const bool isFull = to.chromaShiftX == 0 && to.chromaShiftY == 0;
+    ChromaBand band(isFull ? 0 : luma.width);
+    for (int first = 0; first < luma.height; first += kBandRows) {
+        const int rows = std::min(kBandRows, luma.height - first);
+        const Channel cb = isFull ? RowsOf(chroma[0], first, rows) : band.Get(ChannelKind::Cb, rows);
+        const Channel cr = isFull ? RowsOf(chroma[1], first, rows) : band.Get(ChannelKind::Cr, rows);
+        for (int y = 0; y < rows; ++y) {
+            RgbToYccRow(layout, in.GetRow(static_cast<std::uint64_t>(first + y)), luma.GetRow(first + y), cb.GetRow(y), cr.GetRow(y),
+                        static_cast<std::size_t>(luma.width));
+        }
+        if (isFull) continue;
+        const int coarseRows = -(-rows >> to.chromaShiftY);
+        ResampleChannel(cb, RowsOf(chroma[0], first >> to.chromaShiftY, coarseRows), to.chromaShiftX, to.chromaShiftY);
+        ResampleChannel(cr, RowsOf(chroma[1], first >> to.chromaShiftY, coarseRows), to.chromaShiftX, to.chromaShiftY);
+    }
+}
+
+void PlanarToPacked(const IDataVideo& source, const PixFmtDescription& from, IDataVideo& target, const PixFmtDescription& to) {
+    const ConstChannel luma = GetChannel(source, ChannelKind::Luma);
+    const ConstChannel chroma[] = {GetChannel(source, ChannelKind::Cb), GetChannel(source, ChannelKind::Cr)};
+    const Plane out = target.GetPlane(0);
+    const PackedLayout layout = GetPackedLayout(to);
+    const bool isFull = from.chromaShiftX == 0 && from.chromaShiftY == 0;
+    ChromaBand band(isFull ? 0 : luma.width);
+    for (int first = 0; first < luma.height; first += kBandRows) {
+        const int rows = std::min(kBandRows, luma.height - first);
+        ConstChannel full[2];
+        for (int k = 0; k < 2; ++k) {
+            if (isFull) {
+                full[k] = RowsOf(chroma[k], first, rows);
+            } else {
+                const Channel fine = band.Get(kChroma[k], rows);
+                ResampleChannel(chroma[k], fine, -from.chromaShiftX, -from.chromaShiftY, first);
+                full[k] = fine;
+            }
+        }
+        for (int y = 0; y < rows; ++y) {
+            YccToRgbRow(layout, luma.GetRow(first + y), full[0].GetRow(y), full[1].GetRow(y),
+                        out.GetRow(static_cast<std::uint64_t>(first + y)), static_cast<std::size_t>(luma.width));
+        }
+    }
+}
+
+void PlanarToPlanar(const IDataVideo& source, const PixFmtDescription& from, IDataVideo& target, const PixFmtDescription& to) {
+    CopyChannel(GetChannel(source, ChannelKind::Luma), GetChannel(target, ChannelKind::Luma));
+    if (!HasColor(to)) return;
+    for (const ChannelKind kind : kChroma) {
+        const Channel out = GetChannel(target, kind);
+        if (!HasColor(from)) {
+            FillChannel(out, kNeutralChroma);
+            continue;
+        }
+        const int shiftX = to.chromaShiftX - from.chromaShiftX, shiftY = to.chromaShiftY - from.chromaShiftY;
+        if (shiftX == 0 && shiftY == 0) {
+            CopyChannel(GetChannel(source, kind), out);
+        } else {
+            ResampleChannel(GetChannel(source, kind), out, shiftX, shiftY);
+        }
+    }
+}
+
+FramePtr ExpandPalette(const IDataVideo& source, const AllocatorPtr& allocator) {
+    FramePtr target = NewFrame(allocator, PixFmt::Rgba, source.GetFrameInfo());
+    std::array<std::uint32_t, 256> palette;
+    std::memcpy(palette.data(), source.GetPlane(1).GetData(), sizeof palette);
+    const ConstPlane in = source.GetPlane(0);
+    const Plane out = target->GetPlane(0);
+    for (std::uint64_t y = 0; y < in.GetHeight(); ++y) {
+        const std::uint8_t* from = in.GetRow(y);
+        std::uint8_t* to = out.GetRow(y);
+        for (std::uint64_t x = 0; x < in.GetWidth(); ++x) std::memcpy(to + 4 * x, &palette[from[x]], 4);
+    }
+    return target;
+}
+
+// Indexed frames hold what has at most 256 colours: greys under their own value, others in the order of their first pixels.
+FramePtr MakeIndexed(const IDataVideo& source, const AllocatorPtr& allocator) {
+    FramePtr target = NewFrame(allocator, PixFmt::Pal8, source.GetFrameInfo());
+    std::array<std::uint32_t, 256> palette{};
+    const Plane out = target->GetPlane(0);
+    if (source.GetPixFmt() == PixFmt::Gray8) {
+        CopyPlane(source.GetPlane(0), out);
+        for (std::uint32_t i = 0; i < palette.size(); ++i) palette[i] = i * 0x010101u | 0xFF000000u;
+    } else {
+        const FramePtr rgba = source.GetPixFmt() == PixFmt::Rgba ? FramePtr() : ConvertPixFmt(source, PixFmt::Rgba, allocator);
+        const ConstPlane in = rgba == nullptr ? source.GetPlane(0) : std::as_const(*rgba).GetPlane(0);
+        std::unordered_map<std::uint32_t, std::uint8_t> indices;
+        std::uint32_t previous = 0;
+        std::uint8_t index = 0;
+        for (std::uint64_t y = 0; y < in.GetHeight(); ++y) {
+            for (std::uint64_t x = 0; x < out.GetWidth(); ++x) {
+                std::uint32_t color;
+                std::memcpy(&color, in.GetRow(y) + 4 * x, sizeof color);
+                if (color != previous || indices.empty()) {
+                    const auto found = indices.try_emplace(color, static_cast<std::uint8_t>(indices.size())).first;
+                    if (indices.size() > palette.size())
+                        Throw("Pixel format is not supported! An indexed picture has at most 256 colours.");
+                    index = found->second;
+                    palette[index] = previous = color;
+                }
+                out.GetRow(y)[x] = index;
+            }
+        }
+    }
+    std::memcpy(target->GetPlane(1).GetData(), palette.data(), sizeof palette);
+    return target;
+}
+
+}  // namespace
+
+FramePtr ConvertPixFmt(const IDataVideo& source, PixFmt target, const AllocatorPtr& allocator) {
+    const PixFmtDescription& from = PixFmtDescription::Get(source.GetPixFmt());
+    const PixFmtDescription& to = PixFmtDescription::Get(target);
+    if (from.kind == Kind::Indexed && to.kind != Kind::Indexed) {
+        FramePtr expanded = ExpandPalette(source, allocator);
+        return target == PixFmt::Rgba ? expanded : ConvertPixFmt(*expanded, target, allocator);
+    }
+    if (to.kind == Kind::Indexed && from.kind != Kind::Indexed) return MakeIndexed(source, allocator);
+
+    FramePtr result = NewFrame(allocator, target, source.GetFrameInfo());
+    if (from.kind == Kind::Indexed) {
+        for (std::uint8_t i = 0; i < from.planes; ++i) CopyPlane(source.GetPlane(i), result->GetPlane(i));
+        return result;
+    }
+    const bool isFromPacked = from.kind == Kind::Packed, isToPacked = to.kind == Kind::Packed;
+    if (isToPacked && (isFromPacked || !HasColor(from))) {
+        PackedToPacked(source, from, *result, to);
+        return result;  // the byte order includes alpha
+    }
+    if (isFromPacked && !HasColor(to)) {
+        PackedToGray(source, from, *result);
+    } else if (isFromPacked) {
+        PackedToPlanar(source, from, *result, to);
+    } else if (isToPacked) {
+        PlanarToPacked(source, from, *result, to);
+    } else {
+        PlanarToPlanar(source, from, *result, to);
+    }
+    if (to.HasAlpha() && from.HasAlpha()) {
+        CopyChannel(GetChannel(source, ChannelKind::Alpha), GetChannel(*result, ChannelKind::Alpha));
+    } else if (to.HasAlpha() && !isToPacked) {
+        FillChannel(GetChannel(*result, ChannelKind::Alpha), kOpaque);
+    }
+    return result;
+}
+
+}  // namespace Orvexa::Proc

@@ -1,0 +1,127 @@
+// The template bases of the host's own sub-effects.
+//
+// A sub-effect derives from HostOneInput or HostTwoInput with its settings class, implements Process, and leaves its file as a creator made
+// with MakeHostEffect; one row in HostEffects.cpp registers it.
+#pragma once
+
+#include <string>
+
+#include "Host/Core/Exception.h"
+#include "Host/Proc/IEffectFactory.h"
+
+namespace Orvexa::Proc {
+
+/// Settings and statistics: what is the same for all sub-effects.
+template <class InterfaceT, class SettingsT>
+class HostEffect : public InterfaceT {
+public:
+    using Interface = InterfaceT;
+
+    HostEffect(const FactoryPtr& factory, const AllocatorPtr& allocator) : factory_(factory), allocator_(allocator) {}
+
+    Core::Property GetProperties() const override { return Core::Property(""); }
+    void SetSettings(const Settings& settings) override { settings_ = dynamic_cast<const SettingsT&>(settings); }
+    void Refresh() override {}
+    void Notify(std::uintptr_t) override {}
+    void ResetSettings() override { settings_ = SettingsT(); }
+    const Settings& GetSettingsBase() const override { return settings_; }
+    bool QueryCapability() const override { return false; }
+
+    Core::Property GetStatistic() const override {
+        const std::string name = SettingsT::CLASS_ID + "_" + ImplNames::HOST;
+        Core::Property statistics = Core::MakeStatistics(name, 0, processedCount_);
+        statistics.SetChild(Core::PerformanceTimer::IMPL_NAME, name);
+        return statistics;
+    }
+
+protected:
+    /// Runs `process` on the frame that `data` holds and gives the frame that `data` holds afterwards the same timing.
+    template <class Process>
+    void RunOnFrame(DataPtr& data, Process&& process) {
+        const std::int64_t timestamp = data->GetTimestamp();
+        const std::int64_t duration = data->GetDuration();
+        LendAs<IDataVideo>(data, process);
+        ++processedCount_;
+        if (data == nullptr) return;
+        data->SetTimestamp(timestamp);
+        data->SetDuration(duration);
+    }
+
+    /// A sub-effect of this one, with the factory's default implementation.
+    OneInputPtr CreateOneInput(const std::string& classId) const {
+        OneInputPtr effect;
+        factory_->CreateOneInputEffect(effect, classId, ImplNames::DEFAULT, allocator_);
+        return effect;
+    }
+
+    FactoryPtr factory_;
+    AllocatorPtr allocator_;
+    SettingsT settings_;
+    std::uint64_t processedCount_ = 0;
+};
+
+/// A sub-effect on one frame.
+template <class SettingsT>
+class HostOneInput : public HostEffect<IOneInputEffectVideo, SettingsT> {
+public:
+    using HostEffect<IOneInputEffectVideo, SettingsT>::HostEffect;
+    using IOneInputEffectVideo::ProcessData;
+
+    void ProcessData(DataPtr& data) override {
+        if (data == nullptr) Throw("There is no frame to process!");
+        this->RunOnFrame(data, [this](FramePtr& frame) { Process(frame); });
+    }
+
+protected:
+    /// Puts the result into `frame`: a new frame, or the same one when nothing is to be done. Pixels that anyone else can see must not
+    /// be changed; `IsExclusive` tells when nobody can.
+    virtual void Process(FramePtr& frame) = 0;
+};
+
+/// A sub-effect that makes a frame out of nothing, in place of whatever the caller's reference holds.
+template <class SettingsT>
+class HostGenerator : public HostEffect<IOneInputEffectVideo, SettingsT> {
+public:
+    using HostEffect<IOneInputEffectVideo, SettingsT>::HostEffect;
+    using IOneInputEffectVideo::ProcessData;
+
+    void ProcessData(DataPtr& data) override {
+        FramePtr frame = Generate();
+        frame->SetTimestamp(0);
+        frame->SetDuration(kGeneratedDuration);
+        data = std::move(frame);
+        ++this->processedCount_;
+    }
+
+protected:
+    virtual FramePtr Generate() = 0;
+
+private:
+    static constexpr std::int64_t kGeneratedDuration = 40000;
+};
+
+/// A sub-effect on a frame with the help of a second one, which is only read.
+template <class SettingsT>
+class HostTwoInput : public HostEffect<ITwoInputEffectVideo, SettingsT> {
+public:
+    using HostEffect<ITwoInputEffectVideo, SettingsT>::HostEffect;
+    using ITwoInputEffectVideo::ProcessData;
+
+    void ProcessData(DataPtr& data, const ConstDataPtr& second) override {
+        const ConstFramePtr secondFrame = boost::dynamic_pointer_cast<const IDataVideo>(second);
+        if (data == nullptr || secondFrame == nullptr) Throw("There is no frame to process!");
+        this->RunOnFrame(data, [&](FramePtr& frame) { Process(frame, secondFrame); });
+    }
+
+protected:
+    /// As `HostOneInput::Process`.
+    virtual void Process(FramePtr& frame, const ConstFramePtr& second) = 0;
+};
+
+/// What every creator does: builds the sub-effect and takes the first reference to it.
+template <class Effect>
+boost::intrusive_ptr<typename Effect::Interface> MakeHostEffect(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return boost::intrusive_ptr<typename Effect::Interface>(new Core::RefCounted<Effect>(factory, allocator));
+}
+
+}  // namespace Orvexa::Proc

@@ -1,0 +1,123 @@
+// Resizer: scales a frame plane by plane, chroma to the chroma grid of the new size.
+//
+// Where an axis shrinks, the samples under each new one are averaged, so that fine patterns fade instead of turning into false ones. An
+// indexed frame keeps its indices with the nearest-neighbour method only: any other mixes colours that its palette lacks, so the frame
+// is expanded first and the result is RGBA.
+
+#include <algorithm>
+#include <cmath>
+#include <opencv2/imgproc.hpp>
+
+#include "Host/Conf/PixFmtDescription.h"
+#include "Host/Effects/ConvertPixFmt.h"
+#include "Host/Effects/HostEffect.h"
+#include "Host/Effects/Mats.h"
+#include "Host/Settings/Common/SettingsResizer.h"
+
+namespace Orvexa::Proc {
+namespace {
+
+using Methods = SettingsResizer::ResizeMethods;
+
+// A side that no frame can have; what exceeds it is refused where frames are allocated.
+constexpr double kTooLarge = 1u << 30;
+
+std::uint32_t ScaleSide(std::uint32_t side, double scale) {
+    const double scaled = std::round(side * scale);
+    return static_cast<std::uint32_t>(scaled >= 1.0 ? std::min(scaled, kTooLarge) : 1.0);
+}
+
+// The largest size with the picture's aspect inside the box, never larger than the picture.
+FrameInfo FitInside(const FrameInfo& info, const FrameInfo& box) {
+    FrameInfo fitted = info;
+    if (info.width <= box.width && info.height <= box.height) return fitted;
+    const std::uint64_t width = info.width, height = info.height;
+    const auto scaleRounded = [](std::uint64_t side, std::uint64_t to, std::uint64_t from) {
+        return static_cast<std::uint32_t>(std::max<std::uint64_t>((2 * side * to + from) / (2 * from), 1));
+    };
+    if (width * box.height > height * box.width) {
+        fitted.width = box.width;
+        fitted.height = scaleRounded(height, box.width, width);
+    } else {
+        fitted.height = box.height;
+        fitted.width = scaleRounded(width, box.height, height);
+    }
+    return fitted;
+}
+
+FrameInfo NewInfo(const SettingsResizer& settings, const FrameInfo& info) {
+    FrameInfo result = info;
+    const FrameInfo& custom = settings.GetCustomInfo();
+    if (custom.width == 0 && custom.height == 0) {
+        result.width = ScaleSide(info.width, settings.GetCustomScale());
+        result.height = ScaleSide(info.height, settings.GetCustomScale());
+        return result;
+    }
+    switch (settings.GetCustomMode()) {
+        case SettingsResizer::kExactSize:
+        case SettingsResizer::kExactSizeToo:
+            result.width = custom.width;
+            result.height = custom.height;
+            return result;
+        case SettingsResizer::kFitInside: return FitInside(info, custom);
+        default: Throw("Resize mode is not supported! It must be 0, 1 or 5.");
+    }
+}
+
+int EnlargingInterpolation(Methods method, bool isChroma) {
+    switch (method) {
+        case Methods::FastBilinear:
+        case Methods::Bilinear:
+        case Methods::Area: return cv::INTER_LINEAR_EXACT;
+        case Methods::Bicubic: return cv::INTER_CUBIC;
+        case Methods::BicubicLuma: return isChroma ? cv::INTER_LINEAR_EXACT : cv::INTER_CUBIC;
+        case Methods::Nearest: return cv::INTER_NEAREST_EXACT;
+        case Methods::Gaussian:
+        case Methods::Sinc:
+        case Methods::Lanczos:
+        case Methods::Spline: return cv::INTER_LANCZOS4;
+    }
+    Throw("Resize method is not supported! It must be 0..2 or 4..10.");
+}
+
+void ResizePlane(const cv::Mat& from, cv::Mat to, int enlarging) {
+    const cv::Size size = to.size();
+    if (from.size() == size) {
+        from.copyTo(to);
+    } else if (enlarging == cv::INTER_NEAREST_EXACT || (size.width >= from.cols && size.height >= from.rows)) {
+        cv::resize(from, to, size, 0, 0, enlarging);
+    } else if (size.width <= from.cols && size.height <= from.rows) {
+        cv::resize(from, to, size, 0, 0, cv::INTER_AREA);
+    } else {
+        // Averaging is for both axes or none: the shrinking one first, which leaves less to enlarge.
+        cv::Mat narrowed;
+        cv::resize(from, narrowed, cv::Size(std::min(size.width, from.cols), std::min(size.height, from.rows)), 0, 0, cv::INTER_AREA);
+        cv::resize(narrowed, to, size, 0, 0, enlarging);
+    }
+}
+
+class Resizer : public HostOneInput<SettingsResizer> {
+public:
+    using HostOneInput::HostOneInput;
+
+protected:
+    void Process(FramePtr& frame) override {
+        const FrameInfo info = NewInfo(settings_, frame->GetFrameInfo());
+        if (info == frame->GetFrameInfo()) return;
+        const Methods method = settings_.GetResizeMethod();
+        const bool isExpanded = frame->GetPixFmt() == PixFmt::Pal8 && method != Methods::Nearest;
+        const ConstFramePtr source = isExpanded ? ConvertPixFmt(*frame, PixFmt::Rgba, allocator_) : frame;
+        FramePtr target = NewFrame(allocator_, source->GetPixFmt(), info);
+        const PixFmtDescription& description = PixFmtDescription::Get(source->GetPixFmt());
+        for (std::uint8_t i = 0; i < description.planes; ++i) {
+            ResizePlane(AsMat(source->GetPlane(i)), AsMat(target->GetPlane(i)), EnlargingInterpolation(method, description.IsChroma(i)));
+        }
+        frame = std::move(target);
+    }
+};
+
+}  // namespace
+
+OneInputPtr CreateResizer(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeHostEffect<Resizer>(factory, allocator); }
+
+}  // namespace Orvexa::Proc

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <map>
+
+#include "Host/Settings/Common/Color.h"
+#include "Host/Settings/Settings.h"
+
+namespace Orvexa::Proc {
+
+/// Colours by position 0..256 on the way from black to white. No stops at all give a black palette.
+class SettingsEffectGradient final : public Settings {
+public:
+    using StopMap = std::map<std::uint16_t, Color>;
+
+    ORVEXA_SETTINGS(SettingsEffectGradient, "Gradient", "Blur, stylise and generators", "Maps the picture's tones to a gradient of colours and keeps its brightness.")
+    ORVEXA_EQUALITY(SettingsEffectGradient)
+    ORVEXA_FIELD(StopMap, Stops, {}, KeyRange(0, 256), "level", "Colours as position:#RRGGBB.")
+
+    /// What a person starts from: a duotone from blue shadows to amber lights.
+    static SettingsEffectGradient Preset() {
+        SettingsEffectGradient preset;
+        preset.SetStops({{0, Color(20, 50, 140)}, {128, Color(150, 100, 120)}, {256, Color(255, 190, 70)}});
+        return preset;
+    }
+};
+
+}  // namespace Orvexa::Proc

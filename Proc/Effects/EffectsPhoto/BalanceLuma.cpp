@@ -1,0 +1,87 @@
+// BalanceLuma: corrects the brightness of a picture through one tone curve on its luma; chroma stays.
+//
+// The curve is composed of a lift of the shadows (largest at black, falling linearly), a push of the highlights (largest at white), an
+// exposure gain of 4 % a unit, and a stretch of the luma range that the untouched picture has.
+
+#include <cmath>
+#include <cstdlib>
+
+#include "Host/Settings/Photo/SettingsEffectBalanceLuma.h"
+#include "Proc/Effects/EffectsPhoto/Detail/Curves.h"
+#include "Proc/Effects/EffectsPhoto/Detail/Statistics.h"
+#include "Proc/Effects/EffectsPhoto/EffectBase.h"
+
+namespace Orvexa::Proc {
+namespace {
+
+constexpr double kExposureGain = 0.04;
+// Strength of shadows and highlights: setting 100 moves the end of the range by 100 * sqrt(100) / 7 * 0.29, about 41 levels.
+constexpr double kLiftDivisor = 7.0;
+constexpr double kLiftFactor = 0.29;
+// Pixels left out at the ends of a stretch, in ten-thousandths. The low side clips ten times more than the high side on purpose.
+constexpr double kClippedLow = 10.0;
+constexpr double kClippedOf = 10000.0;
+
+// Levels to add at `position`, 0..1 of the way to where the change is largest; rounding is the half that is added last.
+double Lift(double position, double amount) {
+    double lift = position * amount * std::sqrt(std::abs(amount));
+    lift = lift / kLiftDivisor;
+    lift = lift * kLiftFactor;
+    return lift + 0.5;
+}
+
+// The highlights subtract their lift together with its rounding half, so that levels drop by one where the push is below a half. Intended:
+// shadows and highlights are not mirror images.
+Detail::Curve ShadowsHighlights(std::int32_t shadows, std::int32_t highlights) {
+    constexpr double kLevels = 256;
+    Detail::Curve curve = Detail::IdentityCurve();
+    for (int i = 0; i < 256; ++i) {
+        if (shadows != 0) curve[i] = Detail::TruncateToByte(curve[i] + Lift((kLevels - i) / kLevels, shadows));
+        if (highlights != 0) curve[i] = Detail::TruncateToByte(curve[i] - Lift(i / kLevels, -static_cast<double>(highlights)));
+    }
+    return curve;
+}
+
+Detail::Curve AutoContrast(const ConstPlane& luma, const FrameInfo& info) {
+    const Detail::Counts counts = Detail::CountBytes(luma);
+    const std::uint32_t pixels = info.width * info.height;
+    const int low = Detail::LowPercentile(counts, static_cast<std::uint64_t>(pixels * kClippedLow / kClippedOf));
+    const int high = Detail::HighPercentile(counts, static_cast<std::uint64_t>(pixels / kClippedOf));
+    return Detail::StretchCurve(low, high);
+}
+
+class BalanceLuma : public EffectBaseCSCOneInput<SettingsEffectBalanceLuma> {
+public:
+    using EffectBaseCSCOneInput::EffectBaseCSCOneInput;
+
+private:
+    const std::vector<PixFmt>& GetWorkingPixFmts() const override {
+        static const std::vector<PixFmt> formats{PixFmt::Yuv444p, PixFmt::Yuv420p, PixFmt::Yuv422p, PixFmt::Yuv440p, PixFmt::Yuva444p, PixFmt::Yuva420p};
+        return formats;
+    }
+
+    void ProcessInternalCSC(FramePtr& frame, const ConstFramePtr&) override {
+        const IDataVideo& working = *frame;
+        const Detail::Curve curve = MakeCurve(working);
+        FramePtr balanced = NewFrame(allocator_, working.GetPixFmt(), working.GetFrameInfo());
+        Detail::ApplyCurve(curve, working.GetPlane(0), balanced->GetPlane(0));
+        for (std::uint8_t i = 1; i < GetPlanesCount(working); ++i) CopyPlane(working.GetPlane(i), balanced->GetPlane(i));
+        frame = std::move(balanced);
+    }
+
+    Detail::Curve MakeCurve(const IDataVideo& working) const {
+        Detail::Curve curve = ShadowsHighlights(settings_.GetShadows(), settings_.GetHighlights());
+        if (settings_.GetExposure() != 0) curve = Detail::Compose(curve, Detail::ExposureCurve(settings_.GetExposure(), kExposureGain));
+        // Counted on the untouched luma, not on what the curve makes of it.
+        if (settings_.GetAutoContrast()) curve = Detail::Compose(curve, AutoContrast(working.GetPlane(0), working.GetFrameInfo()));
+        return curve;
+    }
+};
+
+}  // namespace
+
+OneInputPtr CreateBalanceLuma(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<BalanceLuma>(factory, allocator);
+}
+
+}  // namespace Orvexa::Proc

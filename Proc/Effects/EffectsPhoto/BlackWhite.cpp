@@ -1,0 +1,48 @@
+// BlackWhite: turns a picture into two colours: the first below a threshold of luma, the second from it on. The result is an indexed frame.
+
+#include "Host/Core/Exception.h"
+#include "Host/Settings/Photo/SettingsEffectBlackWhite.h"
+#include "Proc/Effects/EffectsPhoto/Detail/Curves.h"
+#include "Proc/Effects/EffectsPhoto/Detail/IndexedFrame.h"
+#include "Proc/Effects/EffectsPhoto/EffectBase.h"
+
+namespace Orvexa::Proc {
+namespace {
+
+constexpr double kLevels = 256.0;
+
+class BlackWhite : public EffectBaseCSCOneInput<SettingsEffectBlackWhite> {
+public:
+    using EffectBaseCSCOneInput::EffectBaseCSCOneInput;
+    using EffectBaseCSCOneInput::SetSettings;
+
+    void SetSettings(const SettingsEffectBlackWhite& settings) override {
+        if (!(settings.GetThreshold() >= 0.0 && settings.GetThreshold() <= 1.0)) Throw("Threshold must be between 0 and 1!");
+        EffectBaseCSCOneInput::SetSettings(settings);
+        const std::int64_t firstBright = Detail::RoundHalfAway(settings_.GetThreshold() * kLevels);
+        for (int level = 0; level < 256; ++level) indices_[level] = level >= firstBright ? 1 : 0;
+    }
+
+private:
+    const std::vector<PixFmt>& GetWorkingPixFmts() const override {
+        static const std::vector<PixFmt> formats{PixFmt::Gray8};
+        return formats;
+    }
+
+    void ProcessInternalCSC(FramePtr& frame, const ConstFramePtr&) override {
+        FramePtr indexed = NewFrame(allocator_, PixFmt::Pal8, frame->GetFrameInfo());
+        Detail::SetPalette(*indexed, {settings_.GetColorBelow().rgba(), settings_.GetColorAbove().rgba()});
+        Detail::ApplyCurve(indices_, std::as_const(*frame).GetPlane(0), indexed->GetPlane(0));
+        frame = std::move(indexed);
+    }
+
+    Detail::Curve indices_{};  // 0 or 1 by luma
+};
+
+}  // namespace
+
+OneInputPtr CreateBlackWhite(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<BlackWhite>(factory, allocator);
+}
+
+}  // namespace Orvexa::Proc

@@ -1,0 +1,111 @@
+// BlendPalette: draws an index image over a picture: every index becomes a colour through a palette and is blended with that colour's own
+// opacity, scaled by a global one. The picture itself is drawn on.
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <optional>
+
+#include "Host/Conf/PixFmtDescription.h"
+#include "Host/Core/Exception.h"
+#include "Host/Settings/Photo/SettingsEffectBlendPalette.h"
+#include "Proc/Effects/EffectsPhoto/Detail/Blend.h"
+#include "Proc/Effects/EffectsPhoto/EffectBase.h"
+
+namespace Orvexa::Proc {
+namespace {
+
+constexpr boost::source_location kUnsupportedLocation{"Proc/Effects/EffectsPhoto/BlendPalette.cpp", 180,
+                                                      "Orvexa::Proc::BlendPalette::ProcessInternalImpl"};
+constexpr std::size_t kPackedBytes = 4;
+
+// Packed values by index, first byte lowest; indices without a colour are 0.
+using Table = std::array<std::uint32_t, 256>;
+
+template <class Pack>
+Table MakeTable(const SettingsEffectBlendPalette::PaletteMap& palette, Pack&& pack) {
+    Table table{};
+    for (const auto& [index, color] : palette) table[index] = pack(color);
+    return table;
+}
+
+// The overlap of the index image at (x, y) with the picture.
+struct Placement {
+    std::uint32_t pictureX, pictureY, imageX, imageY, width, height;
+};
+
+Placement Place(const FrameInfo& picture, const FrameInfo& image, std::int64_t x, std::int64_t y) {
+    const std::int64_t px = std::max<std::int64_t>(0, x), py = std::max<std::int64_t>(0, y);
+    const std::int64_t sx = std::max<std::int64_t>(0, -x), sy = std::max<std::int64_t>(0, -y);
+    const auto overlap = [](std::int64_t imageSize, std::int64_t imageStart, std::int64_t pictureSize, std::int64_t pictureStart) {
+        return static_cast<std::uint32_t>(std::min(std::max<std::int64_t>(0, imageSize - imageStart), std::max<std::int64_t>(0, pictureSize - pictureStart)));
+    };
+    return {static_cast<std::uint32_t>(px), static_cast<std::uint32_t>(py), static_cast<std::uint32_t>(sx), static_cast<std::uint32_t>(sy),
+            overlap(image.width, sx, picture.width, px), overlap(image.height, sy, picture.height, py)};
+}
+
+// Looks up `count` indices and writes the packed values `step` bytes apart, left to right: with three bytes a pixel each value's
+// last byte is overwritten by the next.
+void ExpandRow(const Table& table, const std::uint8_t* indices, std::size_t count, std::size_t step, std::uint8_t* row) {
+    for (std::size_t i = 0; i < count; ++i) std::memcpy(row + i * step, &table[indices[i]], kPackedBytes);
+}
+
+void BlendRow(const std::uint8_t* __restrict colors, const std::uint8_t* __restrict opacities, std::uint8_t* __restrict picture, std::size_t size,
+              std::uint8_t globalOpacity) {
+    for (std::size_t i = 0; i < size; ++i) {
+        const auto opacity = static_cast<std::uint8_t>(Detail::DivideBy255(static_cast<std::uint16_t>(opacities[i] * globalOpacity)));
+        picture[i] = Detail::BlendByte(picture[i], colors[i], opacity);
+    }
+}
+
+class BlendPalette : public EffectBaseTwoInput<SettingsEffectBlendPalette> {
+public:
+    using EffectBaseTwoInput::EffectBaseTwoInput;
+
+private:
+    void ProcessInternalImpl(FramePtr& frame, const ConstFramePtr& image) override {
+        if (settings_.GetAlpha() == 0) return;
+        const Placement place = Place(frame->GetFrameInfo(), image->GetFrameInfo(), settings_.GetPositionX(), settings_.GetPositionY());
+        const PixFmtDescription& description = PixFmtDescription::Get(frame->GetPixFmt());
+        const auto bytesPerPixel = static_cast<std::uint8_t>(description.GetPlanWidthSize(1, 0));
+        if (place.width == 0 || place.height == 0) return;
+        const Plane target = frame->GetPlane(0).MakeSubplane(place.pictureX, place.pictureY, place.width, place.height, bytesPerPixel,
+                                                             description.GetShiftX(0), description.GetShiftY(0));
+        const ConstPlane indices = image->GetPlane(0).MakeSubplane(place.imageX, place.imageY, place.width, place.height, 1, 0, 0);
+
+        const std::size_t spareWidth = std::size_t{place.width} + 1;  // the last value of three bytes spills over
+        colorRow_.resize(std::max(colorRow_.size(), spareWidth * kPackedBytes));
+        opacityRow_.resize(std::max(opacityRow_.size(), spareWidth * kPackedBytes));
+        const auto& [colors, opacities] = TablesFor(frame->GetPixFmt());
+        const auto alpha = static_cast<std::uint8_t>(settings_.GetAlpha());
+        for (std::uint64_t y = 0; y < target.GetHeight(); ++y) {
+            ExpandRow(colors, indices.GetRow(y), place.width, bytesPerPixel, colorRow_.data());
+            ExpandRow(opacities, indices.GetRow(y), place.width, bytesPerPixel, opacityRow_.data());
+            BlendRow(colorRow_.data(), opacityRow_.data(), target.GetRow(y), std::size_t{place.width} * bytesPerPixel, alpha);
+        }
+    }
+
+    // Colours in the picture's byte order and opacities for every byte of a pixel. Built on first use and then kept.
+    std::pair<const Table&, const Table&> TablesFor(PixFmt pixFmt) {
+        const bool isRedFirst = pixFmt == PixFmt::Rgb24 || pixFmt == PixFmt::Rgba || pixFmt == PixFmt::Rgba2;
+        const bool isBlueFirst = pixFmt == PixFmt::Bgr24 || pixFmt == PixFmt::Bgra || pixFmt == PixFmt::Bgra2;
+        if (!isRedFirst && !isBlueFirst) ThrowAt(kUnsupportedLocation, "Pixel format is not supported!");
+        std::optional<Table>& colors = isRedFirst ? rgba_ : bgra_;
+        if (!colors) colors = MakeTable(settings_.GetPalette(), [&](const Color& color) { return isRedFirst ? color.rgba() : color.bgra(); });
+        if (!opacities_) {
+            opacities_ = MakeTable(settings_.GetPalette(), [](const Color& color) { return color.alpha() * 0x01010101u; });
+        }
+        return {*colors, *opacities_};
+    }
+
+    std::optional<Table> rgba_, bgra_, opacities_;
+    std::vector<std::uint8_t> colorRow_, opacityRow_;
+};
+
+}  // namespace
+
+TwoInputPtr CreateBlendPalette(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<BlendPalette>(factory, allocator);
+}
+
+}  // namespace Orvexa::Proc

@@ -1,0 +1,121 @@
+// ColorBalanceAuto: corrects colour casts and dull tonality from the picture's own statistics.
+//
+// White balance stretches every channel between its own black and white point. Light balance stretches channels and luma between
+// softened points and adds a gentle gamma. Exposure is a gain of 3 % a unit. All end as one curve per channel.
+
+#include <array>
+#include <cmath>
+
+#include "Host/Settings/Photo/SettingsEffectColorBalanceAuto.h"
+#include "Proc/Effects/EffectsPhoto/Detail/Curves.h"
+#include "Proc/Effects/EffectsPhoto/Detail/PackedRgb.h"
+#include "Proc/Effects/EffectsPhoto/Detail/Statistics.h"
+#include "Proc/Effects/EffectsPhoto/EffectBase.h"
+
+namespace Orvexa::Proc {
+namespace {
+
+using Curves = std::array<Detail::Curve, 3>;
+using Weights = std::array<std::uint32_t, 3>;
+
+// Luma weights of red, green and blue, per mille (ITU-R BT.601).
+constexpr Weights kRedFirst{299, 587, 114};
+constexpr Weights kBlueFirst{114, 587, 299};
+constexpr std::uint32_t kWeightUnit = 1000;
+
+constexpr double kExposureGain = 0.03;
+constexpr double kLightBalanceClipped = 0.005;  // share of the pixels left out at either end
+
+struct Limits {
+    int black, white;
+};
+
+// A tenth of the pixels may be black and a hundredth white, each divided by the channel's weight: a channel that counts little for
+// brightness is clipped more.
+std::array<Limits, 4> WhiteBalanceLimits(const std::array<Detail::Counts, 4>& counts, std::uint32_t pixels, const Weights& weights) {
+    const auto low = static_cast<std::uint64_t>(pixels * 10.0 / 100.0);
+    const auto high = static_cast<std::uint64_t>(pixels / 100.0);
+    std::array<Limits, 4> limits{};
+    for (int k = 0; k < 3; ++k) {
+        limits[k] = {Detail::LowPercentile(counts[k], low / weights[k]), Detail::HighPercentile(counts[k], high / weights[k])};
+    }
+    return limits;
+}
+
+// Of the three channels and the luma; half-way back to the ends of the range.
+std::array<Limits, 4> LightBalanceLimits(const std::array<Detail::Counts, 4>& counts, std::uint32_t pixels) {
+    const auto quota = static_cast<std::uint64_t>(pixels * kLightBalanceClipped);
+    std::array<Limits, 4> limits;
+    for (int k = 0; k < 4; ++k) {
+        const int white = Detail::HighPercentile(counts[k], quota);
+        limits[k] = {Detail::LowPercentile(counts[k], quota) / 2, white + (255 - white) / 2};
+    }
+    return limits;
+}
+
+Detail::Curve GammaCurve() {
+    const double root = 1.0 / std::sqrt(10.0) + 0.7036920932599899;
+    const double gamma = root * root;  // about 1.04: darkens the middle by three levels
+    Detail::Curve curve;
+    for (int i = 0; i < 256; ++i) curve[i] = Detail::TruncateToByte(std::pow(i / 255.0, gamma) * 255.0 + 0.5);
+    return curve;
+}
+
+void Append(Curves& curves, const Curves& further) {
+    for (int k = 0; k < 3; ++k) curves[k] = Detail::Compose(curves[k], further[k]);
+}
+
+// Every channel's stretch and then the luma's, each followed by the gamma, which therefore acts twice on a channel.
+Curves LightBalanceCurves(const std::array<Limits, 4>& limits) {
+    const Detail::Curve gamma = GammaCurve();
+    const auto stretch = [&](const Limits& range) { return Detail::Compose(Detail::StretchCurve(range.black, range.white), gamma); };
+    const Detail::Curve luma = stretch(limits[3]);
+    return {Detail::Compose(stretch(limits[0]), luma), Detail::Compose(stretch(limits[1]), luma), Detail::Compose(stretch(limits[2]), luma)};
+}
+
+class ColorBalanceAuto : public EffectBaseCSCOneInput<SettingsEffectColorBalanceAuto> {
+public:
+    using EffectBaseCSCOneInput::EffectBaseCSCOneInput;
+
+private:
+    const std::vector<PixFmt>& GetWorkingPixFmts() const override { return Detail::PackedRgbFormats(); }
+
+    void ProcessInternalCSC(FramePtr& frame, const ConstFramePtr& input) override {
+        const Detail::PackedRgb layout(frame->GetPixFmt());
+        const Curves curves = MakeCurves(*frame, layout);
+        FramePtr balanced = Writable(frame, input);
+        Detail::ApplyCurves(curves, balanced->GetPlane(0), layout.bytesPerPixel);
+        frame = std::move(balanced);
+    }
+
+    Curves MakeCurves(const IDataVideo& frame, const Detail::PackedRgb& layout) const {
+        const Weights& weights = layout.isBlueFirst ? kBlueFirst : kRedFirst;
+        const std::uint32_t pixels = frame.GetFrameInfo().width * frame.GetFrameInfo().height;
+        std::array<Limits, 4> limits{};
+        if (settings_.GetWhiteBalance() || settings_.GetLightBalance()) {
+            const auto counts = Detail::CountChannelsAndLuma(frame.GetPlane(0), layout.bytesPerPixel, weights, kWeightUnit);
+            // Light balance overrules: with both, white balance stretches between the softened points, too. Intended.
+            limits = settings_.GetLightBalance() ? LightBalanceLimits(counts, pixels) : WhiteBalanceLimits(counts, pixels, weights);
+        }
+        Curves curves;
+        curves.fill(Detail::IdentityCurve());
+        if (settings_.GetWhiteBalance()) {
+            Append(curves, {Detail::StretchCurve(limits[0].black, limits[0].white), Detail::StretchCurve(limits[1].black, limits[1].white),
+                            Detail::StretchCurve(limits[2].black, limits[2].white)});
+        }
+        if (settings_.GetLightBalance()) Append(curves, LightBalanceCurves(limits));
+        if (settings_.GetExposure() != 0) {
+            const Detail::Curve exposure = Detail::ExposureCurve(settings_.GetExposure(), kExposureGain);
+            Append(curves, {exposure, exposure, exposure});
+        }
+        return curves;
+    }
+};
+
+}  // namespace
+
+OneInputPtr CreateColorBalanceAuto(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<ColorBalanceAuto>(factory, allocator);
+}
+
+}  // namespace Orvexa::Proc

@@ -1,0 +1,102 @@
+// ColorReduce: every pixel in which one colour dominates becomes a grey of matching weight, tinted like the picture's darkest pixel.
+//
+// With S the weighted sum of the other two colours, a pixel is replaced when the weighted colour is more than threshold / 2 times S, by the grey
+// that gives the colour half the weight of S. The offsets of the darkest pixel are added with 8-bit wrap-around, on purpose.
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <stdexcept>
+
+#include "Host/Conf/PixFmtDescription.h"
+#include "Host/Settings/Photo/SettingsEffectColorReduce.h"
+#include "Proc/Effects/EffectsPhoto/Detail/Arithmetic.h"
+#include "Proc/Effects/EffectsPhoto/EffectBase.h"
+
+namespace Orvexa::Proc {
+namespace {
+
+constexpr std::array<double, 3> kLumaWeights{0.299, 0.587, 0.114};  // red, green, blue (ITU-R BT.601)
+
+// The reduced colour (0) and the other two in the order red, green, blue: their bytes within a pixel and their weights.
+struct Roles {
+    std::array<int, 3> byte;
+    std::array<double, 3> weight;
+};
+
+Roles RolesOf(PixFmt pixFmt, int reduced) {
+    const PixFmtDescription& description = PixFmtDescription::Get(pixFmt);
+    const int green = description.alpha == 0 ? 2 : 1;
+    const std::array<int, 3> bytes{description.red, green, 2 * green - description.red};
+    const int second = reduced == 0 ? 1 : 0;
+    const int third = reduced == 2 ? 1 : 2;
+    return {{bytes[reduced], bytes[second], bytes[third]}, {kLumaWeights[reduced], kLumaWeights[second], kLumaWeights[third]}};
+}
+
+// By how much each role's byte of the darkest pixel exceeds the smallest of the three. The first of equally dark pixels counts.
+std::array<std::uint8_t, 3> DarkestOffsets(const ConstPlane& plane, std::uint64_t bytesPerPixel, const Roles& roles) {
+    const auto [a, b, c] = roles.byte;
+    const auto [wa, wb, wc] = roles.weight;
+    double darkest = std::numeric_limits<double>::max();
+    std::array<std::uint8_t, 3> offsets{};
+    for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) {
+        const std::uint8_t* pixel = plane.GetRow(y);
+        for (std::uint64_t x = 0; x < plane.GetWidth() / bytesPerPixel; ++x, pixel += bytesPerPixel) {
+            const double luma = (pixel[b] * wb + pixel[a] * wa) + pixel[c] * wc;
+            if (luma >= darkest) continue;
+            darkest = luma;
+            offsets = {pixel[a], pixel[b], pixel[c]};
+        }
+    }
+    const std::uint8_t smallest = std::min({offsets[0], offsets[1], offsets[2]});
+    for (std::uint8_t& offset : offsets) offset = static_cast<std::uint8_t>(offset - smallest);
+    return offsets;
+}
+
+void Reduce(const Plane& plane, std::uint64_t bytesPerPixel, const Roles& roles, double threshold, const std::array<std::uint8_t, 3>& offsets) {
+    const auto [a, b, c] = roles.byte;
+    const auto [wa, wb, wc] = roles.weight;
+    for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) {
+        std::uint8_t* pixel = plane.GetRow(y);
+        for (std::uint64_t x = 0; x < plane.GetWidth() / bytesPerPixel; ++x, pixel += bytesPerPixel) {
+            const double others = pixel[c] * wc + pixel[b] * wb;
+            // A pure colour divides by zero: infinity exceeds every threshold, and black, 0 / 0, none.
+            if (!((pixel[a] * wa) / others > threshold * 0.5)) continue;
+            const auto grey = std::clamp<std::int64_t>(Detail::RoundHalfAway(others * 0.5 / wa), 0, 255);
+            pixel[a] = static_cast<std::uint8_t>(grey + offsets[0]);
+            pixel[b] = static_cast<std::uint8_t>(grey + offsets[1]);
+            pixel[c] = static_cast<std::uint8_t>(grey + offsets[2]);
+        }
+    }
+}
+
+class ColorReduce : public EffectBaseCSCOneInput<SettingsEffectColorReduce> {
+public:
+    using EffectBaseCSCOneInput::EffectBaseCSCOneInput;
+
+private:
+    const std::vector<PixFmt>& GetWorkingPixFmts() const override {
+        static const std::vector<PixFmt> formats{PixFmt::Rgb24, PixFmt::Bgr24, PixFmt::Rgba, PixFmt::Rgba2, PixFmt::Bgra,
+                                                 PixFmt::Bgra2, PixFmt::Argb,  PixFmt::Argb2, PixFmt::Abgr, PixFmt::Abgr2};
+        return formats;
+    }
+
+    void ProcessInternalCSC(FramePtr& frame, const ConstFramePtr& input) override {
+        const auto reduced = static_cast<int>(settings_.GetReducedColor());
+        if (reduced < 0 || reduced > 2) throw std::runtime_error("logic error");
+        FramePtr output = Writable(frame, input);
+        const Plane plane = output->GetPlane(0);
+        const Roles roles = RolesOf(output->GetPixFmt(), reduced);
+        const auto bytesPerPixel = static_cast<std::uint64_t>(PixFmtDescription::Get(output->GetPixFmt()).GetPlanWidthSize(1, 0));
+        Reduce(plane, bytesPerPixel, roles, settings_.GetThreshold(), DarkestOffsets(plane, bytesPerPixel, roles));
+        frame = std::move(output);
+    }
+};
+
+}  // namespace
+
+OneInputPtr CreateColorReduce(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<ColorReduce>(factory, allocator);
+}
+
+}  // namespace Orvexa::Proc

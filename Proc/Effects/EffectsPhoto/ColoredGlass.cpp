@@ -1,0 +1,80 @@
+// ColoredGlass: lays a sheet of tinted glass over the picture: every byte is blended with the colour's at one opacity, alpha included.
+
+#include <cstdlib>
+
+#include "Host/Conf/PixFmtDescription.h"
+#include "Host/Core/Exception.h"
+#include "Host/Settings/Photo/SettingsEffectColoredGlass.h"
+#include "Proc/Effects/EffectsPhoto/Detail/Blend.h"
+#include "Proc/Effects/EffectsPhoto/EffectBase.h"
+
+namespace Orvexa::Proc {
+namespace {
+
+constexpr boost::source_location kUnsupportedLocation{"Proc/Effects/EffectsPhoto/ColoredGlass.cpp", 102,
+                                                      "Orvexa::Proc::ColoredGlass::ProcessInternalCSC"};
+
+// The glass over one plane: one pixel, whose first byte is the lowest of `value`.
+struct PlaneTint {
+    std::uint8_t plane;
+    std::uint32_t value;
+    std::size_t bytes;
+};
+
+std::vector<PlaneTint> TintsFor(PixFmt pixFmt, const Color& color) {
+    switch (pixFmt) {
+        case PixFmt::Rgb24: return {{0, color.rgba(), 3}};
+        case PixFmt::Bgr24: return {{0, color.bgra(), 3}};
+        case PixFmt::Rgba: return {{0, color.rgba(), 4}};
+        case PixFmt::Bgra: return {{0, color.bgra(), 4}};
+        case PixFmt::Argb: return {{0, color.argb(), 4}};
+        case PixFmt::Abgr: return {{0, color.abgr(), 4}};
+        case PixFmt::Yuv444p: return {{0, color.y(), 1}, {1, color.u(), 1}, {2, color.v(), 1}};
+        default: ThrowAt(kUnsupportedLocation, "Pixel format is not supported!");
+    }
+}
+
+// A row of the glass as long as the plane's stride; zeros after the last pixel.
+std::vector<std::uint8_t> TintRow(const PlaneTint& tint, std::size_t pixels, std::size_t stride) {
+    std::vector<std::uint8_t> row(stride);
+    for (std::size_t i = 0; i < pixels * tint.bytes; ++i) row[i] = static_cast<std::uint8_t>(tint.value >> (8 * (i % tint.bytes)));
+    return row;
+}
+
+void BlendRow(const std::uint8_t* __restrict glass, std::uint8_t* __restrict picture, std::size_t size, std::uint8_t opacity) {
+    for (std::size_t i = 0; i < size; ++i) picture[i] = Detail::BlendByte(picture[i], glass[i], opacity);
+}
+
+class ColoredGlass : public EffectBaseCSCOneInput<SettingsEffectColoredGlass> {
+public:
+    using EffectBaseCSCOneInput::EffectBaseCSCOneInput;
+
+private:
+    bool IsConvertBack() const override { return false; }
+
+    const std::vector<PixFmt>& GetWorkingPixFmts() const override {
+        static const std::vector<PixFmt> formats{PixFmt::Argb, PixFmt::Abgr, PixFmt::Rgba, PixFmt::Bgra, PixFmt::Rgb24, PixFmt::Bgr24};
+        return formats;
+    }
+
+    void ProcessInternalCSC(FramePtr& frame, const ConstFramePtr&) override {
+        // A copy has rows of its own: the bytes after the last pixel are blended, too.
+        FramePtr tinted = CloneFrame(*frame, kCloneIndependent);
+        const FrameInfo& info = tinted->GetFrameInfo();
+        const auto opacity = static_cast<std::uint8_t>((settings_.GetAlpha() * 255) / 100);
+        for (const PlaneTint& tint : TintsFor(tinted->GetPixFmt(), settings_.GetColor())) {
+            const Plane plane = tinted->GetPlane(tint.plane);
+            const std::vector<std::uint8_t> glass = TintRow(tint, info.width, static_cast<std::size_t>(std::abs(plane.GetStride())));
+            for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) BlendRow(glass.data(), plane.GetRow(y), glass.size(), opacity);
+        }
+        frame = std::move(tinted);
+    }
+};
+
+}  // namespace
+
+OneInputPtr CreateColoredGlass(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<ColoredGlass>(factory, allocator);
+}
+
+}  // namespace Orvexa::Proc

@@ -1,0 +1,16 @@
+// Blending of bytes.
+#pragma once
+
+#include <cstdint>
+
+namespace Orvexa::Proc::Detail {
+
+/// Floor of x / 255 for x of 0..65534; all sums stay within 16 bits.
+constexpr std::uint16_t DivideBy255(std::uint16_t x) { return static_cast<std::uint16_t>(((x >> 8) + x + 1) >> 8); }
+
+/// `over` laid on `under` with the given opacity: (under * (255 - opacity) + over * opacity) / 255.
+constexpr std::uint8_t BlendByte(std::uint8_t under, std::uint8_t over, std::uint8_t opacity) {
+    return static_cast<std::uint8_t>(DivideBy255(static_cast<std::uint16_t>(under * (255 - opacity) + over * opacity)));
+}
+
+}  // namespace Orvexa::Proc::Detail

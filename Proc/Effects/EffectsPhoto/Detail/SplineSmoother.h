@@ -1,0 +1,34 @@
+// Smoothing by a least-squares cubic Hermite spline.
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+namespace Orvexa::Proc::Detail {
+
+/// Fits a spline with evenly spaced knots, a value and a slope each, to samples at fixed positions. The normal equations are solved by conjugate
+/// gradients (Hestenes and Stiefel, 1952), started from their right-hand side.
+class SplineSmoother {
+public:
+    /// `positions` ascend; `knots` is at least 2.
+    SplineSmoother(const std::vector<double>& positions, std::size_t knots);
+
+    /// The spline fitted to `samples`, one a position, at the positions. Not clamped.
+    std::vector<double> Smooth(const std::vector<double>& samples) const;
+
+private:
+    // The four basis functions that are not zero at a position, and the first of their coefficients.
+    struct Basis {
+        std::size_t first;
+        double weights[4];
+    };
+
+    std::vector<double> MultiplyNormal(const std::vector<double>& vector) const;
+    std::vector<double> Solve(const std::vector<double>& rightSide) const;
+
+    std::size_t unknowns_;
+    std::vector<Basis> basis_;
+    std::vector<double> normal_;  // unknowns x unknowns, row-major
+};
+
+}  // namespace Orvexa::Proc::Detail
