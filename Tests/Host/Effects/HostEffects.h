@@ -1,0 +1,117 @@
+// The host's sub-effects as their callers reach them, and plain numbers to check them with.
+#pragma once
+
+#include <cmath>
+#include <vector>
+
+#include "Host/Proc/EffectFactory.h"
+#include "Tests/Support/Frames.h"
+
+namespace Orvexa::Test {
+
+/// A factory with the host's sub-effects only.
+inline const FactoryPtr& HostFactory() {
+    static const FactoryPtr factory = MakeHostFactory(TestAllocator());
+    return factory;
+}
+
+inline OneInputPtr CreateOneInput(const Settings& settings) {
+    OneInputPtr effect;
+    HostFactory()->CreateOneInputEffect(effect, settings.GetClassId(), ImplNames::DEFAULT, {});
+    effect->SetSettings(settings);
+    return effect;
+}
+inline TwoInputPtr CreateTwoInput(const Settings& settings) {
+    TwoInputPtr effect;
+    HostFactory()->CreateTwoInputEffect(effect, settings.GetClassId(), ImplNames::DEFAULT, {});
+    effect->SetSettings(settings);
+    return effect;
+}
+
+/// What a fresh sub-effect makes of a frame that the caller keeps.
+inline FramePtr RunHost(const Settings& settings, FramePtr frame) {
+    CreateOneInput(settings)->ProcessData(frame);
+    return frame;
+}
+inline FramePtr RunHost(const Settings& settings, FramePtr frame, const ConstFramePtr& second) {
+    CreateTwoInput(settings)->ProcessData(frame, second);
+    return frame;
+}
+
+inline std::vector<PixFmt> AllPixFmts() {
+    std::vector<PixFmt> formats;
+    for (const PixFmtDescription& description : PixFmtDescription::GetPixelFormatDescroptionsList()) formats.push_back(description.pixFmt);
+    return formats;
+}
+
+inline int RoundHalfUp(double value) { return static_cast<int>(std::floor(value + 0.5)); }
+inline int ToByte(double value) { return RoundHalfUp(std::min(std::max(value, 0.0), 255.0)); }
+
+/// Numbers in rows.
+struct Grid {
+    Grid(int w, int h) : width(w), height(h), values(static_cast<std::size_t>(w) * static_cast<std::size_t>(h)) {}
+    double& At(int x, int y) { return values[static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x)]; }
+    double At(int x, int y) const { return const_cast<Grid*>(this)->At(x, y); }
+
+    int width, height;
+    std::vector<double> values;
+};
+
+/// Byte `channel` of every pixel of a plane.
+inline Grid Read(const IDataVideo& frame, std::uint8_t index, int channel = 0) {
+    const ConstPlane plane = frame.GetPlane(index);
+    Grid grid(static_cast<int>(plane.GetPixelsPerRow()), static_cast<int>(plane.GetHeight()));
+    for (int y = 0; y < grid.height; ++y) {
+        for (int x = 0; x < grid.width; ++x)
+            grid.At(x, y) = plane.GetOffsetPtr(static_cast<std::uint64_t>(x), static_cast<std::uint64_t>(y))[channel];
+    }
+    return grid;
+}
+inline void Write(IDataVideo& frame, std::uint8_t index, int channel, const Grid& grid) {
+    const Plane plane = frame.GetPlane(index);
+    for (int y = 0; y < grid.height; ++y) {
+        for (int x = 0; x < grid.width; ++x) {
+            plane.GetOffsetPtr(static_cast<std::uint64_t>(x), static_cast<std::uint64_t>(y))[channel] =
+                static_cast<std::uint8_t>(ToByte(grid.At(x, y)));
+        }
+    }
+}
+
+/// The grid seen along one axis through a function of the index there: value(get, size, i), with get(k) the sample k of the line.
+template <class Value>
+Grid AlongX(const Grid& from, int width, Value value) {
+    Grid to(width, from.height);
+    for (int y = 0; y < to.height; ++y) {
+        for (int x = 0; x < width; ++x) to.At(x, y) = value([&](int k) { return from.At(k, y); }, from.width, x);
+    }
+    return to;
+}
+template <class Value>
+Grid AlongY(const Grid& from, int height, Value value) {
+    Grid to(from.width, height);
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < to.width; ++x) to.At(x, y) = value([&](int k) { return from.At(x, k); }, from.height, y);
+    }
+    return to;
+}
+
+/// The mean over the samples that exist in each group of 2^shiftX x 2^shiftY; for negative shifts the straight line between sample centres.
+inline Grid Resampled(const Grid& from, int width, int height, int shiftX, int shiftY) {
+    const auto along = [](int shift) {
+        return [shift](const auto& get, int size, int i) {
+            if (shift >= 0) {
+                double sum = 0.0;
+                int count = 0;
+                for (int k = i << shift; k < std::min((i + 1) << shift, size); ++k, ++count) sum += get(k);
+                return sum / count;
+            }
+            const double position = (i + 0.5) / (1 << -shift) - 0.5;
+            const double clamped = std::min(std::max(position, 0.0), size - 1.0);
+            const int left = static_cast<int>(clamped), right = std::min(left + 1, size - 1);
+            return get(left) + (get(right) - get(left)) * (clamped - left);
+        };
+    };
+    return AlongY(AlongX(from, width, along(shiftX)), height, along(shiftY));
+}
+
+}  // namespace Orvexa::Test
