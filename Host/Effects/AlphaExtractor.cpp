@@ -28,7 +28,7 @@ protected:
 }  // namespace
 
 OneInputPtr CreateAlphaExtractor(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeHostEffect<AlphaExtractor>(factory, allocator);
+    return MakeEffect<AlphaExtractor>(factory, allocator);
 }
 
 }  // namespace Orvexa::Proc

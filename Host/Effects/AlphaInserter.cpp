@@ -33,7 +33,7 @@ protected:
 }  // namespace
 
 TwoInputPtr CreateAlphaInserter(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeHostEffect<AlphaInserter>(factory, allocator);
+    return MakeEffect<AlphaInserter>(factory, allocator);
 }
 
 }  // namespace Orvexa::Proc

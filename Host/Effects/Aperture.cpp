@@ -137,7 +137,7 @@ protected:
 }  // namespace
 
 OneInputPtr CreateAperture(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeHostEffect<Aperture>(factory, allocator);
+    return MakeEffect<Aperture>(factory, allocator);
 }
 
 }  // namespace Orvexa::Proc

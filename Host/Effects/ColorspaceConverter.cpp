@@ -21,7 +21,7 @@ protected:
 }  // namespace
 
 OneInputPtr CreateColorspaceConverter(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeHostEffect<ColorspaceConverter>(factory, allocator);
+    return MakeEffect<ColorspaceConverter>(factory, allocator);
 }
 
 }  // namespace Orvexa::Proc

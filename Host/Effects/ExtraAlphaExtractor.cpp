@@ -29,7 +29,7 @@ protected:
 }  // namespace
 
 OneInputPtr CreateExtraAlphaExtractor(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeHostEffect<ExtraAlphaExtractor>(factory, allocator);
+    return MakeEffect<ExtraAlphaExtractor>(factory, allocator);
 }
 
 }  // namespace Orvexa::Proc

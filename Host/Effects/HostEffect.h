@@ -1,7 +1,7 @@
 // The template bases of the host's own sub-effects.
 //
 // A sub-effect derives from HostOneInput or HostTwoInput with its settings class, implements Process, and leaves its file as a creator made
-// with MakeHostEffect; one row in HostEffects.cpp registers it.
+// with MakeEffect; one row in HostEffects.cpp registers it.
 #pragma once
 
 #include <string>
@@ -22,7 +22,6 @@ public:
     Core::Property GetProperties() const override { return Core::Property(""); }
     void SetSettings(const Settings& settings) override { settings_ = dynamic_cast<const SettingsT&>(settings); }
     void Refresh() override {}
-    void Notify(std::uintptr_t) override {}
     void ResetSettings() override { settings_ = SettingsT(); }
     const Settings& GetSettingsBase() const override { return settings_; }
     bool QueryCapability() const override { return false; }
@@ -117,11 +116,5 @@ protected:
     /// As `HostOneInput::Process`.
     virtual void Process(FramePtr& frame, const ConstFramePtr& second) = 0;
 };
-
-/// What every creator does: builds the sub-effect and takes the first reference to it.
-template <class Effect>
-boost::intrusive_ptr<typename Effect::Interface> MakeHostEffect(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return boost::intrusive_ptr<typename Effect::Interface>(new Core::RefCounted<Effect>(factory, allocator));
-}
 
 }  // namespace Orvexa::Proc

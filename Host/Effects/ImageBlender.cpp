@@ -174,7 +174,7 @@ private:
 }  // namespace
 
 TwoInputPtr CreateImageBlender(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeHostEffect<ImageBlender>(factory, allocator);
+    return MakeEffect<ImageBlender>(factory, allocator);
 }
 
 }  // namespace Orvexa::Proc

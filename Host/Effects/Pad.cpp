@@ -93,6 +93,6 @@ private:
 
 }  // namespace
 
-OneInputPtr CreatePad(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeHostEffect<Pad>(factory, allocator); }
+OneInputPtr CreatePad(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<Pad>(factory, allocator); }
 
 }  // namespace Orvexa::Proc

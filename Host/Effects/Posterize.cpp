@@ -86,7 +86,7 @@ private:
 }  // namespace
 
 OneInputPtr CreatePosterize(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeHostEffect<Posterize>(factory, allocator);
+    return MakeEffect<Posterize>(factory, allocator);
 }
 
 }  // namespace Orvexa::Proc

@@ -118,6 +118,6 @@ protected:
 
 }  // namespace
 
-OneInputPtr CreateResizer(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeHostEffect<Resizer>(factory, allocator); }
+OneInputPtr CreateResizer(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<Resizer>(factory, allocator); }
 
 }  // namespace Orvexa::Proc

@@ -17,6 +17,12 @@ using OneInputCreator = OneInputPtr(const FactoryPtr& factory, const AllocatorPt
 using TwoInputCreator = TwoInputPtr(const FactoryPtr& factory, const AllocatorPtr& allocator);
 using VarInputCreator = VarInputPtr(const FactoryPtr& factory, const AllocatorPtr& allocator);
 
+/// What every creator does: builds the effect, which counts its holders, and takes the first reference to it.
+template <class Effect>
+boost::intrusive_ptr<typename Effect::Interface> MakeEffect(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return boost::intrusive_ptr<typename Effect::Interface>(new Core::RefCounted<Effect>(factory, allocator));
+}
+
 enum class EffectKind { OneInput, TwoInput, VarInput };
 
 /// One row of the factory's table, in the order of registration.

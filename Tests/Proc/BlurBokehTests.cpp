@@ -4,7 +4,6 @@
 #include <cmath>
 
 #include "Host/Core/Exception.h"
-#include "Host/Settings/Common/SettingsColorspaceConverter.h"
 #include "Host/Settings/Common/SettingsEffectAlpha.h"
 #include "Host/Settings/Common/SettingsEffectImageBlender.h"
 #include "Host/Settings/Common/SettingsResizer.h"
@@ -17,14 +16,6 @@ namespace Orvexa::Test {
 namespace {
 
 using testing::ElementsAre;
-
-FramePtr RunHost(const Settings& settings, FramePtr frame) {
-    OneInputPtr effect;
-    ModuleFactory()->CreateOneInputEffect(effect, settings.GetClassId(), ImplNames::DEFAULT, {});
-    effect->SetSettings(settings);
-    effect->ProcessData(frame);
-    return frame;
-}
 
 // The sample that the plain definition of the algorithm stores at column `x`, row `y` of the padded buffer, without any buffer.
 class DirectPadding {
@@ -112,7 +103,7 @@ FramePtr Direct(const SettingsEffectBlurBokeh& s, const FramePtr& input) {
     blurred = RunHost(enlargement, blurred);
     if (blurred->GetFrameInfo() != size) blurred->Crop(0, 0, size.width, size.height);
 
-    FramePtr mask = CloneFrame(*RunHost(SettingsColorspaceConverter(PixFmt::Gray8, true), blurred), kCloneIndependent);
+    FramePtr mask = CloneFrame(*Converted(blurred, PixFmt::Gray8), kCloneIndependent);
     std::vector<std::uint8_t> sorted = Bytes(*mask);
     std::sort(sorted.begin(), sorted.end());
     const std::size_t t = static_cast<std::size_t>(static_cast<double>(sorted.size()) * 0.05);
@@ -129,11 +120,7 @@ FramePtr Direct(const SettingsEffectBlurBokeh& s, const FramePtr& input) {
     const FramePtr sharp = CloneFrame(*input, kCloneIndependent);
     sharp->SetExtraAlpha(0, std::as_const(*mask).GetPlane(0));
     sharp->SetExtraAlpha(1, std::as_const(*RunHost(SettingsEffectExtraAlphaExtractor(PixFmt::Rgb24), mask)).GetPlane(0));
-    TwoInputPtr blender;
-    ModuleFactory()->CreateTwoInputEffect(blender, SettingsEffectImageBlender::CLASS_ID, ImplNames::DEFAULT, {});
-    blender->SetSettings(SettingsEffectImageBlender(0, 0, static_cast<std::uint8_t>(m), BlendAlphaMode::UseAlpha));
-    blender->ProcessData(blurred, ConstFramePtr(sharp));
-    return blurred;
+    return RunHost(SettingsEffectImageBlender(0, 0, static_cast<std::uint8_t>(m), BlendAlphaMode::UseAlpha), blurred, sharp);
 }
 
 SettingsEffectBlurBokeh Settings_(std::initializer_list<std::pair<const char*, const char*>> values) {

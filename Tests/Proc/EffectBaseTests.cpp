@@ -307,13 +307,6 @@ TEST(LumaLayer, GivesThePictureItsLumaBackInEveryFormat) {
                 for (std::uint64_t b = 0; b < plane.GetWidth(); ++b) plane.GetRow(y)[b] = static_cast<std::uint8_t>(110 + plane.GetRow(y)[b] % 36);
             }
         }
-        const auto lumaOf = [](FramePtr frame) {
-            OneInputPtr converter;
-            ModuleFactory()->CreateOneInputEffect(converter, SettingsColorspaceConverter::CLASS_ID, ImplNames::DEFAULT, {});
-            converter->SetSettings(SettingsColorspaceConverter(PixFmt::Yuv444p, true));
-            converter->ProcessData(frame);
-            return frame;
-        };
         FramePtr output = input;
         const std::vector<std::uint8_t> before = Bytes(*input);
         Make<LumaProbe>()->ProcessData(output);
@@ -321,7 +314,8 @@ TEST(LumaLayer, GivesThePictureItsLumaBackInEveryFormat) {
         EXPECT_EQ(Bytes(*input), before) << "the caller's frame stays";
         EXPECT_NE(Bytes(*output), before) << "the colour changed";
         const bool isPlanar = PixFmtDescription::Get(pixFmt).IsPlanar();
-        const auto expected = Bytes(std::as_const(*lumaOf(input)).GetPlane(0)), actual = Bytes(std::as_const(*lumaOf(output)).GetPlane(0));
+        const auto expected = Bytes(std::as_const(*Converted(input, PixFmt::Yuv444p)).GetPlane(0)),
+                   actual = Bytes(std::as_const(*Converted(output, PixFmt::Yuv444p)).GetPlane(0));
         for (std::size_t i = 0; i < expected.size(); ++i) {
             // Going back to RGB and to Y'CbCr again rounds each channel once.
             ASSERT_NEAR(actual[i], expected[i], isPlanar ? 0 : 1) << Name(pixFmt) << " sample " << i;

@@ -64,12 +64,8 @@ TEST(GradientPosterize, SendsTheNumberOfLevelsWithEverySetting) {
 TEST(Posterize, SpreadsLevelsOverTheFullRange) {
     SettingsEffectPosterize settings;
     settings.SetColorsNumber(3);
-    OneInputPtr effect;
-    ModuleFactory()->CreateOneInputEffect(effect, SettingsEffectPosterize::CLASS_ID, ImplNames::DEFAULT, {});
-    effect->SetSettings(settings);
-    FramePtr frame = MakeFrame(PixFmt::Rgba, 3, 1, {0, 85, 86, 9, 170, 171, 255, 9, 128, 1, 254, 9});
-    effect->ProcessData(frame);
-    EXPECT_TRUE(SameFrames(frame, MakeFrame(PixFmt::Rgba, 3, 1, {0, 0, 128, 9, 128, 255, 255, 9, 128, 0, 255, 9})));
+    const FramePtr frame = MakeFrame(PixFmt::Rgba, 3, 1, {0, 85, 86, 9, 170, 171, 255, 9, 128, 1, 254, 9});
+    EXPECT_TRUE(SameFrames(RunHost(settings, frame), MakeFrame(PixFmt::Rgba, 3, 1, {0, 0, 128, 9, 128, 255, 255, 9, 128, 0, 255, 9})));
 }
 
 }  // namespace

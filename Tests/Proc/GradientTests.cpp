@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "Host/Core/Exception.h"
-#include "Host/Settings/Common/SettingsColorspaceConverter.h"
 #include "Host/Settings/Photo/SettingsEffectGradient.h"
 #include "Tests/Support/Effects.h"
 #include "Tests/Support/Frames.h"
@@ -15,9 +14,8 @@ SettingsEffectGradient Stops(const SettingsEffectGradient::StopMap& stops) {
     return settings;
 }
 
-// The palette as the effect leaves it in the indexed frame that the luma converter is given.
-std::vector<Color> PaletteOf(const SettingsEffectGradient::StopMap& stops) {
-    // Grey 255 levels in, 4:4:4 out: chroma tells the colour; u and v of each entry are compared instead of the entry itself.
+// Chroma of the colour that each level is mapped to, u and v as the first two bytes; luma is the level's own.
+std::vector<Color> ChromaByLevel(const SettingsEffectGradient::StopMap& stops) {
     FramePtr ramp = MakeFrame(PixFmt::Yuv444p, 256, 1, Color(128, 128, 128));
     for (std::uint64_t x = 0; x < 256; ++x) *ramp->GetPlane(0).GetOffsetPtr(x, 0) = static_cast<std::uint8_t>(x);
     const FramePtr result = Apply(Stops(stops), ramp);
@@ -36,13 +34,13 @@ void ExpectChroma(const std::vector<Color>& actual, std::size_t level, const Col
 
 TEST(Gradient, InterpolatesBetweenStopsAndExtendsTheOuterOnes) {
     const Color red(255, 0, 0), blue(0, 0, 255);
-    const auto palette = PaletteOf({{64, red}, {192, blue}});
+    const auto palette = ChromaByLevel({{64, red}, {192, blue}});
     for (const std::size_t level : {0u, 30u, 64u}) ExpectChroma(palette, level, red);
     ExpectChroma(palette, 128, Color(128, 0, 127));  // 255 - 64 * 255 / 128 truncated toward zero
     for (const std::size_t level : {192u, 255u}) ExpectChroma(palette, level, blue);
-    const auto single = PaletteOf({{100, Color(20, 200, 90)}});
+    const auto single = ChromaByLevel({{100, Color(20, 200, 90)}});
     for (const std::size_t level : {0u, 100u, 255u}) ExpectChroma(single, level, Color(20, 200, 90));
-    const auto touching = PaletteOf({{0, red}, {255, red}, {256, blue}});
+    const auto touching = ChromaByLevel({{0, red}, {255, red}, {256, blue}});
     ExpectChroma(touching, 255, red);
 }
 

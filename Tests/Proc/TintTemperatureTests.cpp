@@ -1,20 +1,11 @@
 #include <gtest/gtest.h>
 
-#include "Host/Settings/Common/SettingsColorspaceConverter.h"
 #include "Host/Settings/Photo/SettingsEffectTintTemperature.h"
 #include "Tests/Support/Effects.h"
 #include "Tests/Support/Frames.h"
 
 namespace Orvexa::Test {
 namespace {
-
-FramePtr Converted(FramePtr frame, PixFmt pixFmt) {
-    OneInputPtr converter;
-    ModuleFactory()->CreateOneInputEffect(converter, SettingsColorspaceConverter::CLASS_ID, ImplNames::DEFAULT, {});
-    converter->SetSettings(SettingsColorspaceConverter(pixFmt, true));
-    converter->ProcessData(frame);
-    return frame;
-}
 
 SettingsEffectTintTemperature Shift(int temperature, int tint) {
     SettingsEffectTintTemperature settings;

@@ -75,20 +75,11 @@ TEST(WhiteBalance, GivesTheSameColoursFromEveryFormat) {
     const FramePtr rgb = MakeFrame(PixFmt::Rgb24, 97, 61, Pattern::ColorCube);
     const FramePtr expected = Balance(color, rgb);
     for (const PixFmt pixFmt : {PixFmt::Rgba, PixFmt::Yuv444p, PixFmt::Yuva444p}) {
-        const auto converted = [](FramePtr frame, PixFmt to) {
-            OneInputPtr converter;
-            ModuleFactory()->CreateOneInputEffect(converter, "SettingsColorspaceConverter", ImplNames::DEFAULT, {});
-            const auto settings = converter->GetSettingsBase().Copy();
-            SetField(*settings, "pixFmts", std::to_string(static_cast<int>(to)));
-            converter->SetSettings(*settings);
-            converter->ProcessData(frame);
-            return frame;
-        };
-        const FramePtr balanced = Balance(color, converted(rgb, pixFmt));
+        const FramePtr balanced = Balance(color, Converted(rgb, pixFmt));
         EXPECT_EQ(balanced->GetPixFmt(), pixFmt);
         // Y'CbCr rounds three times: on the way in, where a curve of slope below 2 may double the error, and on the way back and out.
         const int tolerance = PixFmtDescription::Get(pixFmt).IsPlanar() ? 4 : 0;
-        EXPECT_TRUE(SameFrames(converted(balanced, PixFmt::Rgb24), expected, tolerance)) << Name(pixFmt);
+        EXPECT_TRUE(SameFrames(Converted(balanced, PixFmt::Rgb24), expected, tolerance)) << Name(pixFmt);
     }
 }
 

@@ -1,5 +1,6 @@
 #include "Tests/Support/Effects.h"
 
+#include "Host/Settings/Common/SettingsColorspaceConverter.h"
 #include "Tests/Support/Frames.h"
 
 namespace Orvexa::Test {
@@ -80,6 +81,37 @@ const FactoryPtr& ModuleFactory() {
     }();
     return factory;
 }
+
+const FactoryPtr& HostFactory() {
+    static const FactoryPtr factory = MakeHostFactory(TestAllocator());
+    return factory;
+}
+
+OneInputPtr CreateOneInput(const Settings& settings) {
+    OneInputPtr effect;
+    HostFactory()->CreateOneInputEffect(effect, settings.GetClassId(), ImplNames::DEFAULT, {});
+    effect->SetSettings(settings);
+    return effect;
+}
+
+TwoInputPtr CreateTwoInput(const Settings& settings) {
+    TwoInputPtr effect;
+    HostFactory()->CreateTwoInputEffect(effect, settings.GetClassId(), ImplNames::DEFAULT, {});
+    effect->SetSettings(settings);
+    return effect;
+}
+
+FramePtr RunHost(const Settings& settings, FramePtr frame) {
+    CreateOneInput(settings)->ProcessData(frame);
+    return frame;
+}
+
+FramePtr RunHost(const Settings& settings, FramePtr frame, const ConstFramePtr& second) {
+    CreateTwoInput(settings)->ProcessData(frame, second);
+    return frame;
+}
+
+FramePtr Converted(FramePtr frame, PixFmt pixFmt) { return RunHost(SettingsColorspaceConverter(pixFmt, true), std::move(frame)); }
 
 OneInputPtr CreateModuleEffect(const std::string& classId) {
     OneInputPtr effect;

@@ -13,6 +13,18 @@ using namespace Proc;
 /// A host factory with the module loaded, made once per program.
 const FactoryPtr& ModuleFactory();
 
+/// A factory with the host's sub-effects only.
+const FactoryPtr& HostFactory();
+
+/// Sub-effects of the host with their settings.
+OneInputPtr CreateOneInput(const Settings& settings);
+TwoInputPtr CreateTwoInput(const Settings& settings);
+/// What a fresh sub-effect makes of a frame that the caller keeps.
+FramePtr RunHost(const Settings& settings, FramePtr frame);
+FramePtr RunHost(const Settings& settings, FramePtr frame, const ConstFramePtr& second);
+/// The frame in another pixel format.
+FramePtr Converted(FramePtr frame, PixFmt pixFmt);
+
 /// An effect of the module, by its settings class.
 OneInputPtr CreateModuleEffect(const std::string& classId);
 

@@ -279,10 +279,4 @@ inline FramePtr Writable(const FramePtr& frame, const ConstFramePtr& input) {
     return frame == input ? CloneFrame(*frame, kCloneIndependent) : frame;
 }
 
-/// What every creator does: builds the effect and takes the first reference to it.
-template <class Effect>
-boost::intrusive_ptr<typename Effect::Interface> MakeEffect(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return boost::intrusive_ptr<typename Effect::Interface>(new Core::RefCounted<Effect>(factory, allocator));
-}
-
 }  // namespace Orvexa::Proc

@@ -4,39 +4,10 @@
 #include <cmath>
 #include <vector>
 
-#include "Host/Proc/EffectFactory.h"
+#include "Tests/Support/Effects.h"
 #include "Tests/Support/Frames.h"
 
 namespace Orvexa::Test {
-
-/// A factory with the host's sub-effects only.
-inline const FactoryPtr& HostFactory() {
-    static const FactoryPtr factory = MakeHostFactory(TestAllocator());
-    return factory;
-}
-
-inline OneInputPtr CreateOneInput(const Settings& settings) {
-    OneInputPtr effect;
-    HostFactory()->CreateOneInputEffect(effect, settings.GetClassId(), ImplNames::DEFAULT, {});
-    effect->SetSettings(settings);
-    return effect;
-}
-inline TwoInputPtr CreateTwoInput(const Settings& settings) {
-    TwoInputPtr effect;
-    HostFactory()->CreateTwoInputEffect(effect, settings.GetClassId(), ImplNames::DEFAULT, {});
-    effect->SetSettings(settings);
-    return effect;
-}
-
-/// What a fresh sub-effect makes of a frame that the caller keeps.
-inline FramePtr RunHost(const Settings& settings, FramePtr frame) {
-    CreateOneInput(settings)->ProcessData(frame);
-    return frame;
-}
-inline FramePtr RunHost(const Settings& settings, FramePtr frame, const ConstFramePtr& second) {
-    CreateTwoInput(settings)->ProcessData(frame, second);
-    return frame;
-}
 
 inline std::vector<PixFmt> AllPixFmts() {
     std::vector<PixFmt> formats;

@@ -1,0 +1,217 @@
+// Pictures through files and back.
+
+#include "Host/Io/ImageFiles.h"
+
+#include <gmock/gmock.h>
+
+#include "Host/Core/Exception.h"
+#include "Host/Proc/EffectFactory.h"
+#include "Tests/Host/Io/VipsPictures.h"
+
+namespace Orvexa::Test {
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using vips::VImage;
+
+class ImageFiles : public testing::Test {
+protected:
+    Io::LoadedImage Read(const std::string& name, const Io::ReadOptions& options = {}) const {
+        return Io::ReadImage(Core::ioPath(folder_.File(name)), TestAllocator(), options);
+    }
+    Io::Notes Write(const std::string& name, const FramePtr& frame, const Io::WriteOptions& options = {}) const {
+        return Io::WriteImage(folder_.File(name), frame, options, MakeHostFactory());
+    }
+
+    TempFolder folder_;
+};
+
+TEST_F(ImageFiles, LosslessFormatsKeepEverySampleOfEverySize) {
+    const std::pair<std::uint32_t, std::uint32_t> sizes[] = {{1, 1}, {7, 5}, {97, 61}, {1, 5000}, {5000, 1}};
+    for (const char* name : {"a.png", "a.tif", "a.TIFF"}) {
+        for (const PixFmt pixFmt : {PixFmt::Gray8, PixFmt::Rgb24, PixFmt::Rgba}) {
+            for (const auto& [width, height] : sizes) {
+                SCOPED_TRACE(testing::Message() << name << ' ' << Name(pixFmt) << ' ' << width << 'x' << height);
+                const FramePtr frame = MakeFrame(pixFmt, width, height);
+                EXPECT_THAT(Write(name, frame), IsEmpty());
+                EXPECT_TRUE(SameFrames(Read(name).frame, frame));
+            }
+        }
+    }
+}
+
+TEST_F(ImageFiles, AViewIntoALargerFrameIsWrittenAlone) {
+    const GuardedFrame guarded(PixFmt::Rgb24, 31, 17);
+    Write("a.png", guarded.GetFrame());
+    EXPECT_TRUE(SameFrames(Read("a.png").frame, guarded.GetFrame()));
+    EXPECT_TRUE(guarded.IsGuardIntact());
+}
+
+TEST_F(ImageFiles, LossyFormatsStayCloseAndQualityCounts) {
+    // A slow gradient, which every codec holds well: the error of a sample is a few levels, plus colour rounding.
+    constexpr int kTolerance = 8;
+    const VImage ramp = (VImage::xyz(64, 48).extract_band(0) * 2 + 40).cast(VIPS_FORMAT_UCHAR);
+    const VImage picture =
+        ramp.bandjoin(ramp.flip(VIPS_DIRECTION_HORIZONTAL)).bandjoin(ramp.invert()).copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_sRGB));
+    const FramePtr frame = ToFrame(picture);
+    for (const char* name : {"a.jpg", "a.jpeg", "a.webp", "a.avif", "a.heic"}) {
+        SCOPED_TRACE(name);
+        Write(name, frame, {.quality = 95, .metadata = {}});
+        EXPECT_TRUE(SameFrames(Read(name).frame, frame, kTolerance));
+        const std::size_t large = ReadFile(folder_.File(name)).size();
+        Write(name, frame, {.quality = 10, .metadata = {}});
+        EXPECT_LT(ReadFile(folder_.File(name)).size(), large);
+    }
+}
+
+TEST_F(ImageFiles, GifKeepsFewColorsExactly) {
+    const FramePtr frame = MakeFrame(PixFmt::Rgba, 3, 1, {250, 0, 10, 255, 0, 120, 30, 255, 9, 9, 9, 255});
+    EXPECT_THAT(Write("a.gif", frame), ElementsAre(HasSubstr("256 colours")));
+    EXPECT_TRUE(SameFrames(Read("a.gif").frame, frame));
+}
+
+TEST_F(ImageFiles, GreyStaysGreyWhereTheFormatCan) {
+    const FramePtr frame = MakeFrame(PixFmt::Gray8, 40, 30, Color(100, 100, 100));
+    for (const char* name : {"a.jpg", "a.png", "a.tif"}) {
+        Write(name, frame);
+        EXPECT_EQ(Read(name).frame->GetPixFmt(), PixFmt::Gray8) << name;
+    }
+}
+
+TEST_F(ImageFiles, TransparencyIsLaidOnWhiteWhereTheFormatHasNone) {
+    const FramePtr frame = MakeFrame(PixFmt::Rgba, 16, 16, Color(0, 0, 0, 0));
+    EXPECT_THAT(Write("a.jpg", frame), ElementsAre(HasSubstr("transparency")));
+    EXPECT_TRUE(SameFrames(Read("a.jpg").frame, MakeFrame(PixFmt::Rgb24, 16, 16, Color(255, 255, 255)), 1));
+}
+
+TEST_F(ImageFiles, MemoryAndFilesHoldTheSame) {
+    const FramePtr frame = MakeFrame(PixFmt::Rgba, 33, 21);
+    for (const auto& [name, format] : {std::pair{"a.png", Io::FileFormat::Png}, {"a.tif", Io::FileFormat::Tiff}}) {
+        Write(name, frame);
+        FileBytes bytes;
+        Io::EncodeImage(bytes, format, frame, {}, {});
+        EXPECT_EQ(bytes, ReadFile(folder_.File(name)));
+        EXPECT_TRUE(SameFrames(Io::ReadImage(bytes, TestAllocator()).frame, frame));
+    }
+}
+
+TEST_F(ImageFiles, OtherPixelFormatsAreConvertedAndTheCallersFrameStays) {
+    const FramePtr frame = MakeFrame(PixFmt::Bgra, 2, 1, {10, 20, 30, 40, 50, 60, 70, 80});
+    const FramePtr before = CloneFrame(*frame, kCloneIndependent);
+    Write("a.png", frame);
+    EXPECT_TRUE(SameFrames(Read("a.png").frame, MakeFrame(PixFmt::Rgba, 2, 1, {30, 20, 10, 40, 70, 60, 50, 80})));
+    EXPECT_TRUE(SameFrames(frame, before));
+    Write("b.png", MakeFrame(PixFmt::Yuv444p, 4, 4, Color(200, 200, 200)));
+    EXPECT_TRUE(SameFrames(Read("b.png").frame, MakeFrame(PixFmt::Rgb24, 4, 4, Color(200, 200, 200)), 1));
+    EXPECT_THROW(Io::WriteImage(folder_.File("c.png"), frame, {}, nullptr), EffectException);
+}
+
+TEST_F(ImageFiles, EveryOrientationIsBroughtUprightAndForgotten) {
+    for (const int bands : {1, 3, 4}) {
+        for (int orientation = 1; orientation <= 8; ++orientation) {
+            SCOPED_TRACE(testing::Message() << "bands " << bands << " orientation " << orientation);
+            VImage picture = NoisePicture(71, 45, bands).copy();
+            picture.set(VIPS_META_ORIENTATION, orientation);
+            picture.tiffsave(folder_.File("in.tif").c_str());
+            const Io::LoadedImage loaded = Read("in.tif");
+            EXPECT_TRUE(SameFrames(loaded.frame, ToFrame(picture.autorot())));
+            Write("out.png", loaded.frame, {.quality = 90, .metadata = loaded.metadata});
+            EXPECT_LE(vips_image_get_orientation(VImage::pngload(folder_.File("out.png").c_str()).get_image()), 1);
+        }
+    }
+}
+
+TEST_F(ImageFiles, SixteenBitsBecomeTheHighEightAndThisIsSaid) {
+    PlainPicture(9, 7, {0x1234, 0xabcd, 0xffff}, VIPS_INTERPRETATION_RGB16, VIPS_FORMAT_USHORT).pngsave(folder_.File("a.png").c_str());
+    const Io::LoadedImage color = Read("a.png");
+    EXPECT_THAT(color.notes, ElementsAre("16-bit samples are reduced to 8 bits"));
+    EXPECT_TRUE(SameFrames(color.frame, MakeFrame(PixFmt::Rgb24, 9, 7, Color(0x12, 0xab, 0xff))));
+
+    PlainPicture(9, 7, {0x8042}, VIPS_INTERPRETATION_GREY16, VIPS_FORMAT_USHORT).tiffsave(folder_.File("a.tif").c_str());
+    const Io::LoadedImage grey = Read("a.tif");
+    EXPECT_THAT(grey.notes, ElementsAre("16-bit samples are reduced to 8 bits"));
+    EXPECT_TRUE(SameFrames(grey.frame, MakeFrame(PixFmt::Gray8, 9, 7, Color(0x80, 0x80, 0x80))));
+}
+
+TEST_F(ImageFiles, CmykBecomesRgbAndThisIsSaid) {
+    // In order: no ink, cyan, magenta, yellow, black.
+    const std::vector<std::vector<double>> inks = {{0, 0, 0, 0}, {255, 0, 0, 0}, {0, 255, 0, 0}, {0, 0, 255, 0}, {255, 255, 255, 255}};
+    std::vector<Color> colors;
+    for (const auto& ink : inks) {
+        PlainPicture(8, 8, ink, VIPS_INTERPRETATION_CMYK, VIPS_FORMAT_UCHAR).tiffsave(folder_.File("a.tif").c_str());
+        const Io::LoadedImage loaded = Read("a.tif");
+        EXPECT_THAT(loaded.notes, ElementsAre("CMYK is brought to sRGB"));
+        ASSERT_EQ(loaded.frame->GetPixFmt(), PixFmt::Rgb24);
+        const std::uint8_t* pixel = loaded.frame->GetPlane(0).GetData();
+        colors.emplace_back(pixel[0], pixel[1], pixel[2]);
+    }
+    EXPECT_EQ(colors[0], Color(255, 255, 255));
+    EXPECT_LT(colors[1].red() + 60, colors[1].blue());
+    EXPECT_LT(colors[2].green() + 60, colors[2].red());
+    EXPECT_LT(colors[3].blue() + 60, colors[3].red());
+    EXPECT_LT(colors[4].red() + colors[4].green() + colors[4].blue(), 3 * 40);
+}
+
+TEST_F(ImageFiles, GreyWithAlphaBecomesColorWithAlpha) {
+    const FramePtr expected = MakeFrame(PixFmt::Rgba, 3, 2, Color(90, 90, 90, 17));
+    PlainPicture(3, 2, {90, 17}, VIPS_INTERPRETATION_B_W, VIPS_FORMAT_UCHAR).pngsave(folder_.File("a.png").c_str());
+    EXPECT_TRUE(SameFrames(Read("a.png").frame, expected));
+}
+
+TEST_F(ImageFiles, PalettesAndSingleBitsAreExpanded) {
+    const VImage checker = (VImage::xyz(16, 9).extract_band(0) & 1) * 255;
+    const VImage grey = checker.cast(VIPS_FORMAT_UCHAR).copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_B_W));
+    grey.pngsave(folder_.File("a.png").c_str(), VImage::option()->set("bitdepth", 1));
+    EXPECT_TRUE(SameFrames(Read("a.png").frame, ToFrame(grey)));
+    grey.colourspace(VIPS_INTERPRETATION_sRGB).pngsave(folder_.File("b.png").c_str(), VImage::option()->set("palette", true));
+    EXPECT_TRUE(SameFrames(Read("b.png").frame, ToFrame(grey.colourspace(VIPS_INTERPRETATION_sRGB))));
+}
+
+TEST_F(ImageFiles, OfSeveralPicturesTheFirstIsReadAndThisIsSaid) {
+    VImage pages = PlainPicture(4, 3, {10, 20, 30}, VIPS_INTERPRETATION_sRGB, VIPS_FORMAT_UCHAR)
+                       .join(PlainPicture(4, 3, {200, 20, 30}, VIPS_INTERPRETATION_sRGB, VIPS_FORMAT_UCHAR), VIPS_DIRECTION_VERTICAL)
+                       .copy();
+    pages.set(VIPS_META_PAGE_HEIGHT, 3);
+    for (const auto& [name, pixFmt] : {std::pair{"a.tif", PixFmt::Rgb24}, {"a.gif", PixFmt::Rgba}}) {
+        pages.write_to_file(folder_.File(name).c_str());
+        const Io::LoadedImage loaded = Read(name);
+        EXPECT_THAT(loaded.notes, ElementsAre("only the first of its 2 pictures is read")) << name;
+        EXPECT_TRUE(SameFrames(loaded.frame, MakeFrame(pixFmt, 4, 3, Color(10, 20, 30)))) << name;
+    }
+}
+
+TEST_F(ImageFiles, NamesAreTakenLiterally) {
+    const FramePtr frame = MakeFrame(PixFmt::Rgb24, 4, 3);
+    for (const char* name : {"a[Q=5].png", "a b.png", "%d.png", "-.png", ".png.png", "\xc3\xa4.png"}) {
+        Write(name, frame);
+        EXPECT_TRUE(SameFrames(Read(name).frame, frame)) << name;
+    }
+}
+
+TEST_F(ImageFiles, ARewrittenFileIsReadAnew) {
+    for (const std::uint8_t level : {std::uint8_t{1}, std::uint8_t{2}}) {
+        const FramePtr frame = MakeFrame(PixFmt::Gray8, 4, 4, Color(level, level, level));
+        Write("a.png", frame);
+        EXPECT_TRUE(SameFrames(Read("a.png").frame, frame));
+    }
+}
+
+TEST(FindFormat, KnowsSuffixesWithAndWithoutDotAndListsThemOtherwise) {
+    EXPECT_EQ(Io::FindFormat(".JPG"), Io::FileFormat::Jpeg);
+    EXPECT_EQ(Io::FindFormat("tiff"), Io::FileFormat::Tiff);
+    for (const char* suffix : {"", ".", "bmp", "jpgg"}) {
+        try {
+            Io::FindFormat(suffix);
+            ADD_FAILURE() << suffix;
+        } catch (const EffectException& exception) {
+            EXPECT_THAT(exception.what(), HasSubstr("jpg, jpeg, png, webp, tif, tiff, heic, heif, avif, gif"));
+        }
+    }
+}
+
+}  // namespace
+
+}  // namespace Orvexa::Test

@@ -1,0 +1,42 @@
+#!/usr/bin/env bash
+# Runs every effect on two photographs and lays the results out on one sheet.
+#   scripts/contact-sheet.sh [KALVATRI] [SHEET]     defaults: build/release/bin/kalvatri, demo/contact-sheet.png
+set -euo pipefail
+cd "$(dirname "$0")/.."
+kalvatri=${1:-build/release/bin/kalvatri}
+sheet=${2:-demo/contact-sheet.png}
+mkdir -p "$(dirname "$sheet")"
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+
+# Settings that show what an effect does, where its defaults leave a photograph as it is; effects that are not listed run with their defaults.
+declare -A settings=(
+    [BalanceLuma]="shadows=60 highlights=20 autoContrast=true"
+    [BlendPalette]="with=$scratch/indices.png alpha=160 palette=0:#203080ff,255:#ffa03080"
+    [ColorBalanceAuto]="whiteBalance=true lightBalance=true"
+    [ColorReduce]="reducedColor=red"
+    [CreateVideo]="width=400 height=300 color=#3878a0"
+    [TintTemperature]="temperature=40 tint=-10"
+    [WhiteBalance]="color=#c8b496"
+)
+
+number=100
+for photo in samples/astronaut.png samples/coffee.png; do
+    "$kalvatri" apply -q -i "$photo" -o "$scratch/indices.png" --format png BlackWhite threshold=0.6 ShapeMask shape=circle threshold=1.01
+    for effect in $("$kalvatri" list --json | grep -o '"effect": *"[^"]*"' | cut -d'"' -f4); do
+        [ "$effect" != Custom ] || continue
+        # shellcheck disable=SC2086  # settings are several words on purpose
+        "$kalvatri" apply -q -i "$photo" -o "$scratch/$number-$effect.png" "$effect" ${settings[$effect]:-} || {
+            echo "$effect failed on $photo" >&2
+            exit 1
+        }
+        number=$((number + 1))
+    done
+done
+for picture in "$scratch"/1*.png; do
+    name=$(basename "$picture" .png)
+    convert "$picture" -background '#333' -flatten -resize 240x240 -background white -gravity center -extent 250x250 -gravity south -splice 0x20 -pointsize 14 \
+        -annotate +0+2 "${name#*-}" "$scratch/tile-$name.png"
+done
+montage "$scratch"/tile-*.png -tile 8x -geometry +2+2 "$sheet"
+echo "$sheet"
