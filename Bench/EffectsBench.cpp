@@ -4,9 +4,8 @@
 #include <opencv2/core.hpp>
 #include <random>
 
+#include "Bench/Pictures.h"
 #include "Bench/Ratios.h"
-#include "Host/Proc/EffectFactory.h"
-#include "Host/Proc/VideoFrame.h"
 #include "Host/Settings/Photo/SettingsEffectWhiteBalance.h"
 #include "Proc/Effects/EffectsPhoto/Detail/Convolution.h"
 #include "Proc/Effects/EffectsPhoto/Detail/Curves.h"
@@ -16,14 +15,6 @@ namespace {
 
 using namespace Proc;
 
-constexpr FrameInfo k24Megapixels(6000, 4000);
-
-FactoryPtr LoadedFactory(AllocatorPtr allocator) {
-    FactoryPtr factory = MakeHostFactory(std::move(allocator));
-    LoadModule(GetPluginDirectory() / "EffectsKalvatriPhoto.so", *factory);
-    return factory;
-}
-
 OneInputPtr MakeWhiteBalance(const FactoryPtr& factory) {
     OneInputPtr effect;
     factory->CreateOneInputEffect(effect, SettingsEffectWhiteBalance::CLASS_ID, ImplNames::ORVEXA, {});
@@ -31,24 +22,6 @@ OneInputPtr MakeWhiteBalance(const FactoryPtr& factory) {
     settings.SetColor(Color(200, 180, 150));
     effect->SetSettings(settings);
     return effect;
-}
-
-// Smooth with some noise, as photographs are.
-FramePtr Photograph(const AllocatorPtr& allocator, PixFmt pixFmt) {
-    FramePtr frame = NewFrame(allocator, pixFmt, k24Megapixels);
-    const Plane plane = frame->GetPlane(0);
-    std::minstd_rand random(1);
-    for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) {
-        std::uint8_t* row = plane.GetRow(y);
-        for (std::uint64_t b = 0; b < plane.GetWidth(); ++b) row[b] = static_cast<std::uint8_t>(b / 90 + y / 32 + (random() >> 27));
-    }
-    return frame;
-}
-
-cv::Mat View(const FramePtr& frame, int type) {
-    const Plane plane = frame->GetPlane(0);
-    const FrameInfo& info = frame->GetFrameInfo();
-    return cv::Mat(static_cast<int>(info.height), static_cast<int>(info.width), type, plane.GetData(), static_cast<std::size_t>(plane.GetStride()));
 }
 
 std::array<Detail::Curve, 3> SomeCurves() {
@@ -60,8 +33,8 @@ std::array<Detail::Curve, 3> SomeCurves() {
 }
 
 void AddWhiteBalance() {
-    const AllocatorPtr allocator = Core::MakeRefCounted<FrameAllocator>();
-    const FactoryPtr factory = LoadedFactory(allocator);
+    const AllocatorPtr& allocator = BenchAllocator();
+    const FactoryPtr& factory = BenchFactory();
     const FramePtr photo = Photograph(allocator, PixFmt::Rgb24);
     const OneInputPtr effect = MakeWhiteBalance(factory);
     const auto run = [effect, photo] {
@@ -138,5 +111,6 @@ int main(int argc, char** argv) {
     cv::setNumThreads(1);
     Orvexa::Bench::AddWhiteBalance();
     Orvexa::Bench::AddConvolution();
+    Orvexa::Bench::AddTone();
     return Orvexa::Bench::RunPairs(argc, argv);
 }

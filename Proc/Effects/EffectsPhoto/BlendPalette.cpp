@@ -50,14 +50,6 @@ void ExpandRow(const Table& table, const std::uint8_t* indices, std::size_t coun
     for (std::size_t i = 0; i < count; ++i) std::memcpy(row + i * step, &table[indices[i]], kPackedBytes);
 }
 
-void BlendRow(const std::uint8_t* __restrict colors, const std::uint8_t* __restrict opacities, std::uint8_t* __restrict picture, std::size_t size,
-              std::uint8_t globalOpacity) {
-    for (std::size_t i = 0; i < size; ++i) {
-        const auto opacity = static_cast<std::uint8_t>(Detail::DivideBy255(static_cast<std::uint16_t>(opacities[i] * globalOpacity)));
-        picture[i] = Detail::BlendByte(picture[i], colors[i], opacity);
-    }
-}
-
 class BlendPalette : public EffectBaseTwoInput<SettingsEffectBlendPalette> {
 public:
     using EffectBaseTwoInput::EffectBaseTwoInput;
@@ -81,7 +73,7 @@ private:
         for (std::uint64_t y = 0; y < target.GetHeight(); ++y) {
             ExpandRow(colors, indices.GetRow(y), place.width, bytesPerPixel, colorRow_.data());
             ExpandRow(opacities, indices.GetRow(y), place.width, bytesPerPixel, opacityRow_.data());
-            BlendRow(colorRow_.data(), opacityRow_.data(), target.GetRow(y), std::size_t{place.width} * bytesPerPixel, alpha);
+            Detail::BlendRow(target.GetRow(y), colorRow_.data(), opacityRow_.data(), alpha, std::size_t{place.width} * bytesPerPixel);
         }
     }
 

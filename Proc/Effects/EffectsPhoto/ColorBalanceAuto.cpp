@@ -88,12 +88,19 @@ private:
         frame = std::move(balanced);
     }
 
+    // The luma's counts are needed by light balance only.
+    std::array<Detail::Counts, 4> CountFor(const ConstPlane& plane, std::uint64_t bytesPerPixel, const Weights& weights) const {
+        if (settings_.GetLightBalance()) return Detail::CountChannelsAndLuma(plane, bytesPerPixel, weights, kWeightUnit);
+        const std::array<Detail::Counts, 3> channels = Detail::CountChannels(plane, bytesPerPixel);
+        return {channels[0], channels[1], channels[2], Detail::Counts{}};
+    }
+
     Curves MakeCurves(const IDataVideo& frame, const Detail::PackedRgb& layout) const {
         const Weights& weights = layout.isBlueFirst ? kBlueFirst : kRedFirst;
         const std::uint32_t pixels = frame.GetFrameInfo().width * frame.GetFrameInfo().height;
         std::array<Limits, 4> limits{};
         if (settings_.GetWhiteBalance() || settings_.GetLightBalance()) {
-            const auto counts = Detail::CountChannelsAndLuma(frame.GetPlane(0), layout.bytesPerPixel, weights, kWeightUnit);
+            const auto counts = CountFor(frame.GetPlane(0), layout.bytesPerPixel, weights);
             // Light balance overrules: with both, white balance stretches between the softened points, too. Intended.
             limits = settings_.GetLightBalance() ? LightBalanceLimits(counts, pixels) : WhiteBalanceLimits(counts, pixels, weights);
         }

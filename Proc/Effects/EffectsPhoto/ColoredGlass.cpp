@@ -1,7 +1,5 @@
 // ColoredGlass: lays a sheet of tinted glass over the picture: every byte is blended with the colour's at one opacity, alpha included.
 
-#include <cstdlib>
-
 #include "Host/Conf/PixFmtDescription.h"
 #include "Host/Core/Exception.h"
 #include "Host/Settings/Photo/SettingsEffectColoredGlass.h"
@@ -34,15 +32,11 @@ std::vector<PlaneTint> TintsFor(PixFmt pixFmt, const Color& color) {
     }
 }
 
-// A row of the glass as long as the plane's stride; zeros after the last pixel.
-std::vector<std::uint8_t> TintRow(const PlaneTint& tint, std::size_t pixels, std::size_t stride) {
-    std::vector<std::uint8_t> row(stride);
-    for (std::size_t i = 0; i < pixels * tint.bytes; ++i) row[i] = static_cast<std::uint8_t>(tint.value >> (8 * (i % tint.bytes)));
+// A row of the glass.
+std::vector<std::uint8_t> TintRow(const PlaneTint& tint, std::size_t size) {
+    std::vector<std::uint8_t> row(size);
+    for (std::size_t i = 0; i < size; ++i) row[i] = static_cast<std::uint8_t>(tint.value >> (8 * (i % tint.bytes)));
     return row;
-}
-
-void BlendRow(const std::uint8_t* __restrict glass, std::uint8_t* __restrict picture, std::size_t size, std::uint8_t opacity) {
-    for (std::size_t i = 0; i < size; ++i) picture[i] = Detail::BlendByte(picture[i], glass[i], opacity);
 }
 
 class ColoredGlass : public EffectBaseCSCOneInput<SettingsEffectColoredGlass> {
@@ -58,14 +52,15 @@ private:
     }
 
     void ProcessInternalCSC(FramePtr& frame, const ConstFramePtr&) override {
-        // A copy has rows of its own: the bytes after the last pixel are blended, too.
-        FramePtr tinted = CloneFrame(*frame, kCloneIndependent);
-        const FrameInfo& info = tinted->GetFrameInfo();
+        const IDataVideo& picture = *frame;
+        const std::vector<PlaneTint> tints = TintsFor(picture.GetPixFmt(), settings_.GetColor());
         const auto opacity = static_cast<std::uint8_t>((settings_.GetAlpha() * 255) / 100);
-        for (const PlaneTint& tint : TintsFor(tinted->GetPixFmt(), settings_.GetColor())) {
-            const Plane plane = tinted->GetPlane(tint.plane);
-            const std::vector<std::uint8_t> glass = TintRow(tint, info.width, static_cast<std::size_t>(std::abs(plane.GetStride())));
-            for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) BlendRow(glass.data(), plane.GetRow(y), glass.size(), opacity);
+        FramePtr tinted = NewFrame(allocator_, picture.GetPixFmt(), picture.GetFrameInfo());
+        for (const PlaneTint& tint : tints) {
+            const ConstPlane from = picture.GetPlane(tint.plane);
+            const Plane to = tinted->GetPlane(tint.plane);
+            const std::vector<std::uint8_t> glass = TintRow(tint, from.GetWidth());
+            for (std::uint64_t y = 0; y < from.GetHeight(); ++y) Detail::BlendRow(from.GetRow(y), glass.data(), opacity, to.GetRow(y), glass.size());
         }
         frame = std::move(tinted);
     }

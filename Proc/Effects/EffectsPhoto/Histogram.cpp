@@ -14,6 +14,7 @@
 #include "Host/Settings/Common/SettingsResizer.h"
 #include "Host/Settings/Photo/SettingsEffectHistogram.h"
 #include "Proc/Effects/EffectsPhoto/Detail/SplineSmoother.h"
+#include "Proc/Effects/EffectsPhoto/Detail/Statistics.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
 
 namespace Orvexa::Proc {
@@ -43,10 +44,8 @@ void CountPacked(Vectors& vectors, const ConstPlane& plane, const FrameInfo& inf
         }
         return;
     }
-    for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) {
-        const std::uint8_t* row = plane.GetRow(y);
-        for (std::uint64_t x = 0; x < plane.GetWidth() / bytesPerPixel; ++x) countPixel(row + x * bytesPerPixel);
-    }
+    const auto counts = Detail::CountChannels(plane, bytesPerPixel);
+    for (int k = 0; k < 3; ++k) vectors[k].assign(counts[k].begin(), counts[k].end());
 }
 
 void CountPlane(std::vector<double>& bins, const ConstPlane& plane, const FrameInfo& info, std::uint8_t shiftX, std::uint8_t shiftY) {
@@ -57,9 +56,8 @@ void CountPlane(std::vector<double>& bins, const ConstPlane& plane, const FrameI
         }
         return;
     }
-    for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) {
-        for (std::uint64_t x = 0; x < plane.GetWidth(); ++x) Count(bins, plane.GetRow(y)[x]);
-    }
+    const Detail::Counts counts = Detail::CountBytes(plane);
+    bins.assign(counts.begin(), counts.end());
 }
 
 // The tallest bin of the shown channels, both end bins left out.

@@ -1,6 +1,7 @@
 // Blending of bytes.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace Orvexa::Proc::Detail {
@@ -12,5 +13,11 @@ constexpr std::uint16_t DivideBy255(std::uint16_t x) { return static_cast<std::u
 constexpr std::uint8_t BlendByte(std::uint8_t under, std::uint8_t over, std::uint8_t opacity) {
     return static_cast<std::uint8_t>(DivideBy255(static_cast<std::uint16_t>(under * (255 - opacity) + over * opacity)));
 }
+
+/// `size` bytes of `over` laid on `under` with one opacity, into `result`, which may be `under`.
+void BlendRow(const std::uint8_t* under, const std::uint8_t* over, std::uint8_t opacity, std::uint8_t* result, std::size_t size);
+
+/// The same in place with an opacity for every byte, scaled first: DivideBy255(opacity * scale).
+void BlendRow(std::uint8_t* under, const std::uint8_t* over, const std::uint8_t* opacities, std::uint8_t scale, std::size_t size);
 
 }  // namespace Orvexa::Proc::Detail

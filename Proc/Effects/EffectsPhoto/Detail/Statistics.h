@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 
 #include "Host/Proc/Plane.h"
@@ -10,50 +11,63 @@ namespace Orvexa::Proc::Detail {
 
 using Counts = std::array<std::uint64_t, 256>;
 
+namespace StatisticsDetails {
+
+// Planes have fewer than 2^32 bytes. Four tables take turns, so that neighbours of equal value do not wait for each other's increments.
+template <std::size_t Channels>
+using Tables = std::array<std::array<std::array<std::uint32_t, 256>, Channels>, 4>;
+
+template <std::size_t Channels>
+std::array<Counts, Channels> Sum(const Tables<Channels>& tables) {
+    std::array<Counts, Channels> counts{};
+    for (const auto& table : tables) {
+        for (std::size_t k = 0; k < Channels; ++k) {
+            for (std::size_t value = 0; value < 256; ++value) counts[k][value] += table[k][value];
+        }
+    }
+    return counts;
+}
+
+/// Calls count(table, pixel) for every pixel, four pixels a turn.
+template <std::size_t Channels, class Count>
+std::array<Counts, Channels> CountPixels(const ConstPlane& plane, std::uint64_t bytesPerPixel, Count&& count) {
+    Tables<Channels> tables{};
+    const std::uint64_t pixels = plane.GetWidth() / bytesPerPixel;
+    for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) {
+        const std::uint8_t* pixel = plane.GetRow(y);
+        std::uint64_t x = 0;
+        for (; x + 4 <= pixels; x += 4, pixel += 4 * bytesPerPixel) {
+            count(tables[0], pixel);
+            count(tables[1], pixel + bytesPerPixel);
+            count(tables[2], pixel + 2 * bytesPerPixel);
+            count(tables[3], pixel + 3 * bytesPerPixel);
+        }
+        for (; x < pixels; ++x, pixel += bytesPerPixel) count(tables[0], pixel);
+    }
+    return Sum<Channels>(tables);
+}
+
+}  // namespace StatisticsDetails
+
 /// How often each value occurs among the bytes of the plane.
 inline Counts CountBytes(const ConstPlane& plane) {
-    // Several tables, so that runs of equal bytes do not wait for each other's increments.
-    std::array<Counts, 4> counts{};
-    for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) {
-        const std::uint8_t* row = plane.GetRow(y);
-        for (std::uint64_t x = 0; x < plane.GetWidth(); ++x) ++counts[x % 4][row[x]];
-    }
-    for (int value = 0; value < 256; ++value) counts[0][value] += counts[1][value] + counts[2][value] + counts[3][value];
-    return counts[0];
+    return StatisticsDetails::CountPixels<1>(plane, 1, [](auto& table, const std::uint8_t* byte) { ++table[0][*byte]; })[0];
 }
 
 /// Counts of the first three bytes of every pixel.
 inline std::array<Counts, 3> CountChannels(const ConstPlane& plane, std::uint64_t bytesPerPixel) {
-    std::array<std::array<Counts, 3>, 2> counts{};
-    const std::uint64_t pixels = plane.GetWidth() / bytesPerPixel;
-    for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) {
-        const std::uint8_t* pixel = plane.GetRow(y);
-        for (std::uint64_t x = 0; x < pixels; ++x, pixel += bytesPerPixel) {
-            std::array<Counts, 3>& table = counts[x % 2];
-            ++table[0][pixel[0]];
-            ++table[1][pixel[1]];
-            ++table[2][pixel[2]];
-        }
-    }
-    for (int k = 0; k < 3; ++k) {
-        for (int value = 0; value < 256; ++value) counts[0][k][value] += counts[1][k][value];
-    }
-    return counts[0];
+    return StatisticsDetails::CountPixels<3>(plane, bytesPerPixel, [](auto& table, const std::uint8_t* pixel) {
+        for (std::size_t k = 0; k < 3; ++k) ++table[k][pixel[k]];
+    });
 }
 
 /// Counts of the first three bytes of every pixel and of their weighted sum divided by `unit`.
 inline std::array<Counts, 4> CountChannelsAndLuma(const ConstPlane& plane, std::uint64_t bytesPerPixel, const std::array<std::uint32_t, 3>& weights,
                                                   std::uint32_t unit) {
-    const std::array<Counts, 3> channels = CountChannels(plane, bytesPerPixel);
-    std::array<Counts, 4> counts{channels[0], channels[1], channels[2], Counts{}};
-    const std::uint64_t pixels = plane.GetWidth() / bytesPerPixel;
-    for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) {
-        const std::uint8_t* pixel = plane.GetRow(y);
-        for (std::uint64_t x = 0; x < pixels; ++x, pixel += bytesPerPixel) {
-            ++counts[3][(pixel[0] * weights[0] + pixel[1] * weights[1] + pixel[2] * weights[2]) / unit];
-        }
-    }
-    return counts;
+    return StatisticsDetails::CountPixels<4>(plane, bytesPerPixel, [&](auto& table, const std::uint8_t* pixel) {
+        for (std::size_t k = 0; k < 3; ++k) ++table[k][pixel[k]];
+        ++table[3][(pixel[0] * weights[0] + pixel[1] * weights[1] + pixel[2] * weights[2]) / unit];
+    });
 }
 
 /// The smallest value whose count summed up from 0 reaches `target`; 255 if none does.

@@ -1,0 +1,30 @@
+// Pictures to measure with, and the module under measurement.
+#pragma once
+
+#include <opencv2/core.hpp>
+
+#include "Host/Proc/EffectFactory.h"
+#include "Host/Proc/VideoFrame.h"
+
+namespace Orvexa::Bench {
+
+using namespace Proc;
+
+inline constexpr FrameInfo k24Megapixels(6000, 4000);
+
+/// A host factory with the module loaded.
+FactoryPtr LoadedFactory(AllocatorPtr allocator);
+/// One allocator with its pool, and its factory, for all benchmarks of a program.
+const AllocatorPtr& BenchAllocator();
+const FactoryPtr& BenchFactory();
+
+/// Smooth with some noise, as photographs are; 24 megapixels, all planes.
+FramePtr Photograph(const AllocatorPtr& allocator, PixFmt pixFmt);
+
+/// Plane 0 as a matrix that shares its memory.
+cv::Mat View(const FramePtr& frame, int type);
+
+/// The benchmarks of the tone effects.
+void AddTone();
+
+}  // namespace Orvexa::Bench
