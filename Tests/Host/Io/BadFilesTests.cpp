@@ -114,8 +114,8 @@ TEST(BadFiles, TooManyPixelsAreRefusedBeforeMemoryIsTaken) {
     EXPECT_EQ(ErrorOf([&] { Read(picture, {.maxPixels = 1000}); }), "no error");
 
     // A header that claims 100000 x 100000 pixels; its checksum is right.
-    FileBytes huge = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n', 0, 0, 0, 13,   'I',  'H',  'D', 'R', 0,   1,   0x86, 0xa0, 0,
-                      1,    0x86, 0xa0, 8,  2,    0,    0,    0,    0, 0, 0, 0};
+    FileBytes huge = {0x89, 'P',  'N',  'G', '\r', '\n', 0x1a, '\n', 0, 0, 0, 13, 'I', 'H', 'D', 'R', 0,
+                      1,    0x86, 0xa0, 0,   1,    0x86, 0xa0, 8,    2, 0, 0, 0,  0,   0,   0,   0};
     std::uint32_t crc = 0xffffffff;
     for (std::size_t i = 12; i < 29; ++i) {
         crc ^= huge[i];
@@ -137,7 +137,8 @@ TEST(BadFiles, AFailedWriteLeavesTheOldFileAndNothingElse) {
     EXPECT_THAT(ErrorOf([&] { Io::WriteImage(folder.File("none/a.png"), frame, {}, {}); }), HasSubstr("cannot write into the folder"));
     EXPECT_THAT(ErrorOf([&] { Io::WriteImage(folder.File("file/a.png"), frame, {}, {}); }), HasSubstr("Not a directory"));
     EXPECT_THAT(ErrorOf([&] { Io::WriteImage(folder.GetPath(), Io::FileFormat::Png, frame, {}, {}); }), HasSubstr("folder"));
-    EXPECT_THAT(ErrorOf([&] { Io::WriteImage(folder.File("a.jpg"), frame, {.quality = 101, .metadata = {}}, {}); }), HasSubstr("from 1 to 100"));
+    EXPECT_THAT(ErrorOf([&] { Io::WriteImage(folder.File("a.jpg"), frame, {.quality = 101, .metadata = {}}, {}); }),
+                HasSubstr("from 1 to 100"));
     EXPECT_THAT(ErrorOf([&] { Io::WriteImage("/dev/full", Io::FileFormat::Png, frame, {}, {}); }), HasSubstr("No space left"));
     EXPECT_THAT(folder.List(), ElementsAre("file", "old.webp"));
     EXPECT_EQ(ReadFile(folder.File("old.webp")), (FileBytes{'o', 'l', 'd'}));

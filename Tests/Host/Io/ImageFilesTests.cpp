@@ -54,8 +54,9 @@ TEST_F(ImageFiles, LossyFormatsStayCloseAndQualityCounts) {
     // A slow gradient, which every codec holds well: the error of a sample is a few levels, plus colour rounding.
     constexpr int kTolerance = 8;
     const VImage ramp = (VImage::xyz(64, 48).extract_band(0) * 2 + 40).cast(VIPS_FORMAT_UCHAR);
-    const VImage picture =
-        ramp.bandjoin(ramp.flip(VIPS_DIRECTION_HORIZONTAL)).bandjoin(ramp.invert()).copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_sRGB));
+    const VImage picture = ramp.bandjoin(ramp.flip(VIPS_DIRECTION_HORIZONTAL))
+                               .bandjoin(ramp.invert())
+                               .copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_sRGB));
     const FramePtr frame = ToFrame(picture);
     for (const char* name : {"a.jpg", "a.jpeg", "a.webp", "a.avif", "a.heic"}) {
         SCOPED_TRACE(name);

@@ -17,11 +17,16 @@ using testing::UnorderedElementsAre;
 using vips::VImage;
 
 constexpr char kXmp[] =
-    "<x:xmpmeta xmlns:x=\"adobe:ns:meta/\"><rdf:RDF xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\"><rdf:Description rdf:about=\"\" "
+    "<x:xmpmeta xmlns:x=\"adobe:ns:meta/\"><rdf:RDF xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\"><rdf:Description "
+    "rdf:about=\"\" "
     "xmlns:tiff=\"http://ns.adobe.com/tiff/1.0/\" tiff:Make=\"Acme\" tiff:Orientation=\"6\"/></rdf:RDF></x:xmpmeta>";
 // One data set, 2:90 city, in the resource block of a JPEG file.
 const std::string kIptcRecord("\x1c\x02\x5a\0\x03Ulm", 8);
-const std::string kIptc = std::string("Photoshop 3.0\0" "8BIM\x04\x04\0\0\0\0\0\x08", 26) + kIptcRecord;
+const std::string kIptc = std::string(
+                              "Photoshop 3.0\0"
+                              "8BIM\x04\x04\0\0\0\0\0\x08",
+                              26) +
+                          kIptcRecord;
 constexpr double kPixelsPerMillimetre = 300 / 25.4;
 
 void SetBlob(VImage& picture, const char* field, const std::string& bytes) {
@@ -45,7 +50,8 @@ class Metadata : public testing::Test {
 protected:
     // A photograph as cameras hold it: turned by its orientation tag.
     void MakePhotograph(const char* name, bool hasAll = true) const {
-        VImage picture = NoisePicture(40, 24, 3).copy(VImage::option()->set("xres", kPixelsPerMillimetre)->set("yres", kPixelsPerMillimetre));
+        VImage picture =
+            NoisePicture(40, 24, 3).copy(VImage::option()->set("xres", kPixelsPerMillimetre)->set("yres", kPixelsPerMillimetre));
         picture.set(VIPS_META_ORIENTATION, 6);
         picture.set("exif-ifd0-Make", "Acme");
         picture.set("exif-ifd2-ExposureTime", "1/250");
@@ -73,8 +79,8 @@ TEST_F(Metadata, EveryFormatKeepsWhatItCanAndNamesTheRest) {
         bool exif, xmp, iptc, icc, resolution;
     };
     const Case cases[] = {
-        {"a.jpg", true, true, true, true, true},    {"a.png", true, true, false, true, true},  {"a.webp", true, true, false, true, true},
-        {"a.tif", false, true, false, true, true},  {"a.heic", true, true, false, true, true}, {"a.avif", true, true, false, true, true},
+        {"a.jpg", true, true, true, true, true},      {"a.png", true, true, false, true, true},  {"a.webp", true, true, false, true, true},
+        {"a.tif", false, true, false, true, true},    {"a.heic", true, true, false, true, true}, {"a.avif", true, true, false, true, true},
         {"a.gif", false, false, false, false, false},
     };
     MakePhotograph("in.jpg");

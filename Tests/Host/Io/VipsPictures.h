@@ -17,14 +17,13 @@ inline vips::VImage NoisePicture(int width, int height, int bands) {
     FileBytes samples(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * static_cast<std::size_t>(bands));
     std::uint32_t state = 12345;
     for (std::uint8_t& sample : samples) sample = static_cast<std::uint8_t>((state = state * 1664525u + 1013904223u) >> 24);
-    const vips::VImage picture(
-        vips_image_new_from_memory_copy(samples.data(), samples.size(), width, height, bands, VIPS_FORMAT_UCHAR));
-    return picture.copy(
-        vips::VImage::option()->set("interpretation", bands < 3 ? VIPS_INTERPRETATION_B_W : VIPS_INTERPRETATION_sRGB));
+    const vips::VImage picture(vips_image_new_from_memory_copy(samples.data(), samples.size(), width, height, bands, VIPS_FORMAT_UCHAR));
+    return picture.copy(vips::VImage::option()->set("interpretation", bands < 3 ? VIPS_INTERPRETATION_B_W : VIPS_INTERPRETATION_sRGB));
 }
 
 /// A plain colour, or one ink mixture.
-inline vips::VImage PlainPicture(int width, int height, const std::vector<double>& color, VipsInterpretation meaning, VipsBandFormat format) {
+inline vips::VImage PlainPicture(int width, int height, const std::vector<double>& color, VipsInterpretation meaning,
+                                 VipsBandFormat format) {
     return (vips::VImage::black(width, height) + color).cast(format).copy(vips::VImage::option()->set("interpretation", meaning));
 }
 

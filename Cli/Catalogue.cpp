@@ -1,0 +1,68 @@
+#include "Cli/Catalogue.h"
+
+#include <algorithm>
+#include <cctype>
+
+#include "Cli/Errors.h"
+#include "Host/Core/Exception.h"
+#include "Host/Proc/EffectFactory.h"
+
+namespace Kalvatri {
+
+using namespace Orvexa;
+
+namespace {
+
+bool EqualIgnoringCase(std::string_view a, std::string_view b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [](unsigned char x, unsigned char y) { return std::tolower(x) == std::tolower(y); });
+}
+
+}  // namespace
+
+const char* EffectEntry::GetKindName() const {
+    switch (kind) {
+        case Proc::EffectKind::OneInput: return "one-input";
+        case Proc::EffectKind::TwoInput: return "two-input";
+        case Proc::EffectKind::VarInput: break;
+    }
+    return "variable-input";
+}
+
+bool EffectEntry::IsCppOnly() const {
+    const auto defaults = settings->create();
+    const Proc::FieldList& fields = defaults->GetFields();
+    return std::any_of(fields.begin(), fields.end(), [](const Proc::Field& field) { return field.type == "function"; });
+}
+
+Catalogue::Catalogue(const Proc::IEffectFactory& factory) {
+    for (const Proc::Registration& registration : factory.GetRegistrations()) {
+        if (registration.implName != ImplNames::ORVEXA) continue;
+        const Proc::SettingsClass* settings = Proc::SettingsCatalogue::Find(registration.classId);
+        if (settings == nullptr)
+            Throw("the module registers an effect for " + registration.classId + ", which is no settings class of this host");
+        entries_.push_back({entries_.size(), registration.kind, settings});
+    }
+}
+
+const EffectEntry& Catalogue::Find(std::string_view name) const {
+    std::vector<std::string> names;
+    for (const EffectEntry& entry : entries_) {
+        if (EqualIgnoringCase(entry.GetName(), name)) return entry;
+        names.push_back(entry.GetName());
+    }
+    const std::string nearest = Proc::NearestName(name, names);
+    Throw("there is no effect \"" + std::string(name) + "\"; " +
+          (nearest.empty() ? "`kalvatri list` shows the effects" : "did you mean " + nearest + "?"));
+}
+
+Proc::FactoryPtr LoadEffects(const Core::ioPath& file) {
+    return While("loading the effects", [&] {
+        Proc::FactoryPtr factory = Proc::MakeHostFactory();
+        // A bare file name would be searched for in the system's library folders.
+        Proc::LoadModule(file.empty() ? Proc::GetPluginDirectory() / "EffectsKalvatriPhoto.so" : std::filesystem::absolute(file), *factory);
+        return factory;
+    });
+}
+
+}  // namespace Kalvatri

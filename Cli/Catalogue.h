@@ -1,0 +1,41 @@
+// The effects that the loaded module offers.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Host/Core/Path.h"
+#include "Host/Proc/IEffectFactory.h"
+#include "Host/Settings/Settings.h"
+
+namespace Kalvatri {
+
+struct EffectEntry {
+    std::size_t index;  ///< place in the order of registration
+    Orvexa::Proc::EffectKind kind;
+    const Orvexa::Proc::SettingsClass* settings;
+
+    const std::string& GetName() const { return settings->effect; }
+    /// one-input, two-input or variable-input
+    const char* GetKindName() const;
+    /// Whether the effect needs a setting that has no text form.
+    bool IsCppOnly() const;
+};
+
+class Catalogue {
+public:
+    explicit Catalogue(const Orvexa::Proc::IEffectFactory& factory);
+    const std::vector<EffectEntry>& GetEntries() const { return entries_; }
+    /// The effect of that name, letter case ignored; else throws `EffectException` with the nearest name.
+    const EffectEntry& Find(std::string_view name) const;
+
+private:
+    std::vector<EffectEntry> entries_;
+};
+
+/// A factory with the host's effects and those of the module in `file`; an empty name stands for the module that is installed with the
+/// program.
+Orvexa::Proc::FactoryPtr LoadEffects(const Orvexa::Core::ioPath& file);
+
+}  // namespace Kalvatri

@@ -1,0 +1,89 @@
+#include "Cli/Chain.h"
+
+#include "Cli/Errors.h"
+
+namespace Kalvatri {
+
+using namespace Orvexa;
+
+namespace {
+
+constexpr char kReadingChain[] = "reading the chain of effects";
+constexpr char kWith[] = "with";
+constexpr char kEffect[] = "effect";
+
+std::string SettingUp(const Step& step) { return "setting up " + step.effect->GetName(); }
+
+Step MakeStep(const Catalogue& catalogue, std::string_view name) {
+    const EffectEntry& effect = While(kReadingChain, ExitCode::WrongUsage, [&]() -> const EffectEntry& { return catalogue.Find(name); });
+    if (effect.IsCppOnly()) ThrowUsage(kReadingChain, effect.GetName() + " takes a C++ function and is not available on the command line");
+    return {&effect, effect.settings->create(), {}};
+}
+
+}  // namespace
+
+Chain ParseChain(const Catalogue& catalogue, const std::vector<std::string>& words) {
+    Chain chain;
+    for (const std::string& word : words) {
+        const std::size_t equals = word.find('=');
+        if (equals == std::string::npos) {
+            chain.push_back(MakeStep(catalogue, word));
+            continue;
+        }
+        if (chain.empty()) ThrowUsage(kReadingChain, "\"" + word + "\" stands before any effect; the effect's name comes first");
+        Step& step = chain.back();
+        const std::string key = word.substr(0, equals), value = word.substr(equals + 1);
+        if (key == kWith) {
+            step.with.emplace_back(value);
+        } else {
+            While(SettingUp(step), ExitCode::WrongUsage, [&] { Proc::SetField(*step.settings, key, value); });
+        }
+    }
+    return chain;
+}
+
+Chain ParseChain(const Catalogue& catalogue, const Json& json) {
+    constexpr char kForm[] = "a chain is an array of objects like {\"effect\": \"BalanceLuma\", \"shadows\": 40}";
+    if (!json.is_array()) ThrowUsage(kReadingChain, kForm);
+    Chain chain;
+    for (const Json& object : json) {
+        if (!object.is_object() || !object.contains(kEffect) || !object[kEffect].is_string()) ThrowUsage(kReadingChain, kForm);
+        Step step = MakeStep(catalogue, object[kEffect].get<std::string>());
+        for (const auto& [key, value] : object.items()) {
+            if (key == kEffect) continue;
+            if (key != kWith) {
+                While(SettingUp(step), ExitCode::WrongUsage,
+                      [&, name = key, &member = value] { SetFromJson(*step.settings, name, member); });
+                continue;
+            }
+            for (const Json& file : value.is_array() ? value : Json::array({value})) {
+                if (!file.is_string()) ThrowUsage(SettingUp(step), "\"with\" takes the name of a file or an array of such names");
+                step.with.emplace_back(file.get<std::string>());
+            }
+        }
+        chain.push_back(std::move(step));
+    }
+    return chain;
+}
+
+void CheckPictures(const Chain& chain, std::size_t inputs) {
+    if (chain.empty()) ThrowUsage(kReadingChain, "an effect is missing; `kalvatri list` shows the effects");
+    for (const Step& step : chain) {
+        const std::string& name = step.effect->GetName();
+        for (const Core::ioPath& file : step.with) {
+            if (file.empty()) ThrowUsage(SettingUp(step), "with= needs the name of a file");
+        }
+        if (step.effect->kind == Proc::EffectKind::OneInput && !step.with.empty()) {
+            ThrowUsage(SettingUp(step), name + " takes one picture; with= is for effects that take more");
+        }
+        if (step.effect->kind == Proc::EffectKind::TwoInput && step.with.size() != 1) {
+            ThrowUsage(SettingUp(step), name + " takes a second picture, given once as with=FILE");
+        }
+    }
+    if (inputs > 1 && chain.front().effect->kind != Proc::EffectKind::VarInput) {
+        ThrowUsage(SettingUp(chain.front()),
+                   chain.front().effect->GetName() + " takes one -i; several are for a first effect that takes many pictures");
+    }
+}
+
+}  // namespace Kalvatri

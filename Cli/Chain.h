@@ -1,0 +1,28 @@
+// A chain of effects as it is given on the command line or in a JSON file.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Cli/Catalogue.h"
+#include "Cli/SettingsJson.h"
+#include "Host/Core/Path.h"
+
+namespace Kalvatri {
+
+struct Step {
+    const EffectEntry* effect;
+    std::unique_ptr<Orvexa::Proc::Settings> settings;
+    std::vector<Orvexa::Core::ioPath> with;  ///< further pictures of a two-input or variable-input effect
+};
+using Chain = std::vector<Step>;
+
+/// Words of the form EFFECT key=value... with=FILE... EFFECT ...
+Chain ParseChain(const Catalogue& catalogue, const std::vector<std::string>& words);
+/// An array of objects: the effect's name under "effect", further pictures under "with", settings under their keys.
+Chain ParseChain(const Catalogue& catalogue, const Json& json);
+/// Checks the numbers of pictures that the steps are given. These functions throw `CommandError` for wrong usage.
+void CheckPictures(const Chain& chain, std::size_t inputs);
+
+}  // namespace Kalvatri

@@ -1,0 +1,37 @@
+// Runs a chain of effects on pictures.
+#pragma once
+
+#include <functional>
+#include <variant>
+#include <vector>
+
+#include "Cli/Chain.h"
+
+namespace Kalvatri {
+
+using PictureReader = std::function<Orvexa::Proc::FramePtr(const Orvexa::Core::ioPath& file)>;
+
+class ChainRunner {
+public:
+    /// Creates the effects of `chain` and reads its further pictures; `chain` must outlive the runner.
+    ChainRunner(const Orvexa::Proc::FactoryPtr& factory, const Chain& chain, const PictureReader& read);
+
+    /// Runs the steps one after another. A step for one picture runs on each that there is; a variable-input step takes all at once. Errors
+    /// throw `CommandError`.
+    std::vector<Orvexa::Proc::FramePtr> Run(std::vector<Orvexa::Proc::FramePtr> pictures);
+
+    /// The effects' statistics, an array with one object a step.
+    Json GetStatistics() const;
+
+private:
+    using AnyEffect = std::variant<Orvexa::Proc::OneInputPtr, Orvexa::Proc::TwoInputPtr, Orvexa::Proc::VarInputPtr>;
+    struct RunningStep {
+        const Step* step;
+        AnyEffect effect;
+        std::vector<Orvexa::Proc::FramePtr> with;
+    };
+
+    std::vector<RunningStep> steps_;
+};
+
+}  // namespace Kalvatri

@@ -1,0 +1,77 @@
+// kalvatri describe: one effect's settings.
+#include <iostream>
+#include <optional>
+
+#include "Cli/Catalogue.h"
+#include "Cli/Commands.h"
+#include "Cli/Errors.h"
+#include "Cli/SettingsJson.h"
+
+namespace Kalvatri {
+
+using Orvexa::Proc::Field;
+
+namespace {
+
+// Without a fraction where there is none, null where there is no limit.
+Json ToJson(const std::optional<double>& limit) { return limit ? Json::parse(Orvexa::Proc::FormatDouble(*limit)) : Json(); }
+
+Json ToJson(const Field& field, const Orvexa::Proc::Settings& defaults) {
+    Json values = Json::array();
+    for (const auto& named : field.limits.names) values.push_back({{"name", named.name}, {"value", named.value}});
+    return {{"key", field.key},
+            {"type", field.type},
+            {"default", FieldToJson(field, field.format(defaults))},
+            {"min", ToJson(field.limits.min)},
+            {"max", ToJson(field.limits.max)},
+            {"values", std::move(values)},
+            {"unit", field.unit},
+            {"summary", field.summary}};
+}
+
+Json ToJson(const EffectEntry& effect, const Orvexa::Proc::Settings& defaults) {
+    Json fields = Json::array();
+    for (const Field& field : defaults.GetFields()) fields.push_back(ToJson(field, defaults));
+    return {{"effect", effect.GetName()},
+            {"settings", effect.settings->classId},
+            {"kind", effect.GetKindName()},
+            {"summary", effect.settings->summary},
+            {"fields", std::move(fields)}};
+}
+
+// "double 0..1, fraction" or "disc (0), ring (2)"
+std::string ValuesText(const Field& field) {
+    std::string text;
+    for (const auto& named : field.limits.names) text += (text.empty() ? "" : ", ") + named.name + " (" + std::to_string(named.value) + ")";
+    if (text.empty()) text = field.type;
+    if (field.limits.min)
+        text += " " + Orvexa::Proc::FormatDouble(*field.limits.min) + ".." + Orvexa::Proc::FormatDouble(*field.limits.max);
+    if (!field.unit.empty()) text += ", " + std::string(field.unit);
+    return text;
+}
+
+void Print(const EffectEntry& effect, const Orvexa::Proc::Settings& defaults) {
+    std::cout << effect.GetName() << " (" << effect.GetKindName() << "): " << effect.settings->summary << '\n';
+    for (const Field& field : defaults.GetFields()) {
+        std::cout << "  " << field.key << "=" << field.format(defaults) << "    " << ValuesText(field) << "\n      " << field.summary
+                  << '\n';
+    }
+}
+
+}  // namespace
+
+void RunDescribe(const DescribeOptions& options) {
+    if (options.effect.empty()) ThrowUsage("describing an effect", "its name is missing; `kalvatri list` shows the effects");
+    const auto factory = LoadEffects(options.module);
+    const Catalogue catalogue(*factory);
+    const EffectEntry& effect =
+        While("describing an effect", ExitCode::WrongUsage, [&]() -> const EffectEntry& { return catalogue.Find(options.effect); });
+    const auto defaults = effect.settings->create();
+    if (options.isJson) {
+        std::cout << FormatJson(ToJson(effect, *defaults)) << '\n';
+    } else {
+        Print(effect, *defaults);
+    }
+}
+
+}  // namespace Kalvatri

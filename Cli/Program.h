@@ -1,0 +1,11 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace Kalvatri {
+
+/// Runs the program with the arguments that follow its name; errors go to stderr, the result is the exit code.
+int RunProgram(const std::vector<std::string>& arguments);
+
+}  // namespace Kalvatri

@@ -1,0 +1,82 @@
+#include "Cli/SettingsJson.h"
+
+#include <algorithm>
+
+#include "Host/Core/Exception.h"
+
+namespace Kalvatri {
+
+using namespace Orvexa;
+
+namespace {
+
+// The number that `text` is in JSON's own grammar, else `text` itself.
+Json NumberOrText(const std::string& text) {
+    const Json number = Json::parse(text, nullptr, false);
+    return number.is_number() ? number : Json(text);
+}
+
+std::string ScalarText(const std::string& key, const Json& value) {
+    switch (value.type()) {
+        case Json::value_t::string: return value.get<std::string>();
+        case Json::value_t::number_float: return Proc::FormatDouble(value.get<double>());
+        case Json::value_t::boolean:
+        case Json::value_t::number_integer:
+        case Json::value_t::number_unsigned: return value.dump();
+        default: Throw<Proc::SettingsException>(key + ": expected a number, a text, true or false instead of " + value.dump());
+    }
+}
+
+bool IsGroup(const Proc::Settings& settings, const std::string& key) {
+    const Proc::FieldList& fields = settings.GetFields();
+    return std::any_of(fields.begin(), fields.end(), [&](const Proc::Field& field) { return field.key.starts_with(key + "."); });
+}
+
+}  // namespace
+
+Json FieldToJson(const Proc::Field& field, const std::string& text) {
+    if (field.type == "int" || field.type == "double" || field.type == "enum") return NumberOrText(text);
+    if (field.type == "bool") return text == "true";
+    if (field.type != "list") return text;
+    Json list = Json::array();
+    for (const std::string_view part : Proc::SplitText(text, ',')) list.push_back(NumberOrText(std::string(part)));
+    return list;
+}
+
+Json SettingsToJson(const Proc::Settings& settings) {
+    Json json = Json::object();
+    for (const Proc::Field& field : settings.GetFields()) {
+        Json* place = &json;
+        for (const std::string_view name : Proc::SplitText(field.key, '.')) place = &(*place)[std::string(name)];
+        *place = FieldToJson(field, field.format(settings));
+    }
+    return json;
+}
+
+void SetFromJson(Proc::Settings& settings, const std::string& key, const Json& value) {
+    if (value.is_object() && IsGroup(settings, key)) {
+        for (const auto& [name, member] : value.items()) SetFromJson(settings, key + "." + name, member);
+        return;
+    }
+    if (!value.is_structured()) return Proc::SetField(settings, key, ScalarText(key, value));
+    std::string text;
+    for (const auto& [name, member] : value.items()) {
+        if (!text.empty()) text += ',';
+        if (value.is_object()) text += name + ":";
+        text += ScalarText(key, member);
+    }
+    Proc::SetField(settings, key, text);
+}
+
+Json ParseJson(const std::string& text) {
+    try {
+        return Json::parse(text);
+    } catch (const Json::parse_error& error) {
+        std::string what = error.what();  // begins with the class of the error in brackets
+        Throw<Proc::SettingsException>(what.substr(std::min(what.find("] ") + 2, what.size())));
+    }
+}
+
+std::string FormatJson(const Json& json) { return json.dump(2, ' ', false, Json::error_handler_t::replace); }
+
+}  // namespace Kalvatri

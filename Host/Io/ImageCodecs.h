@@ -1,0 +1,24 @@
+// What the library of codecs offers.
+#pragma once
+
+#include "Host/Io/ImageFiles.h"
+
+namespace Orvexa::Io {
+
+class ImageCodecs {
+public:
+    virtual ~ImageCodecs() = default;
+    virtual LoadedImage Read(const Core::ioPath& file, const Proc::AllocatorPtr& allocator, const ReadOptions& options) = 0;
+    virtual LoadedImage Read(std::span<const std::uint8_t> bytes, const Proc::AllocatorPtr& allocator, const ReadOptions& options) = 0;
+    /// Writes a frame of a format that `IsWritable`. `descriptor` is an empty file, open for reading and writing.
+    virtual Notes Write(int descriptor, FileFormat format, const Proc::ConstFramePtr& frame, const WriteOptions& options) = 0;
+    virtual Notes Write(std::vector<std::uint8_t>& bytes, FileFormat format, const Proc::ConstFramePtr& frame,
+                        const WriteOptions& options) = 0;
+};
+
+/// The type of the library's one function, whose result lives as long as the process.
+using GetImageCodecsFunction = ImageCodecs&();
+inline constexpr char kGetImageCodecs[] = "GetImageCodecs";
+inline constexpr char kImageCodecsLibrary[] = "libOrvexaImageFiles.so";
+
+}  // namespace Orvexa::Io

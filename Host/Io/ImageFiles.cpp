@@ -1,0 +1,107 @@
+#include "Host/Io/ImageFiles.h"
+
+#include <algorithm>
+#include <cctype>
+#include <utility>
+
+#include "Host/Conf/PixFmtDescription.h"
+#include "Host/Core/Exception.h"
+#include "Host/Io/ImageCodecs.h"
+#include "Host/Io/PendingFile.h"
+#include "Host/Proc/EffectFactory.h"
+#include "Host/Settings/Common/SettingsColorspaceConverter.h"
+
+namespace Orvexa::Io {
+
+namespace {
+
+constexpr std::pair<std::string_view, FileFormat> kSuffixes[] = {
+    {"jpg", FileFormat::Jpeg},  {"jpeg", FileFormat::Jpeg}, {"png", FileFormat::Png},   {"webp", FileFormat::Webp},
+    {"tif", FileFormat::Tiff},  {"tiff", FileFormat::Tiff}, {"heic", FileFormat::Heic}, {"heif", FileFormat::Heic},
+    {"avif", FileFormat::Avif}, {"gif", FileFormat::Gif},
+};
+
+ImageCodecs& Codecs() {
+    static ImageCodecs& codecs =
+        reinterpret_cast<GetImageCodecsFunction*>(Proc::LoadSymbol(Proc::GetPluginDirectory() / kImageCodecsLibrary, kGetImageCodecs))();
+    return codecs;
+}
+
+// The frame in a format that can be written. The converter leaves the caller's frame alone and gives another.
+Proc::FramePtr ToWritable(const Proc::FramePtr& frame, const Proc::FactoryPtr& factory) {
+    if (IsWritable(frame->GetPixFmt())) return frame;
+    if (factory == nullptr) Throw("Pixel format is not supported!");
+    const bool hasAlpha = PixFmtDescription::Get(frame->GetPixFmt()).HasAlpha();
+    Proc::OneInputPtr converter;
+    factory->CreateOneInputEffect(converter, Proc::SettingsColorspaceConverter::CLASS_ID, ImplNames::DEFAULT, {});
+    converter->SetSettings(Proc::SettingsColorspaceConverter(hasAlpha ? PixFmt::Rgba : PixFmt::Rgb24, true));
+    Proc::FramePtr converted = frame;
+    converter->ProcessData(converted);
+    return converted;
+}
+
+void CheckQuality(const WriteOptions& options) {
+    if (options.quality >= WriteOptions::kMinQuality && options.quality <= WriteOptions::kMaxQuality) return;
+    Throw("the quality must be from " + std::to_string(WriteOptions::kMinQuality) + " to " + std::to_string(WriteOptions::kMaxQuality));
+}
+
+}  // namespace
+
+FileFormat FindFormat(std::string_view suffix) {
+    std::string name(suffix.substr(suffix.starts_with('.') ? 1 : 0));
+    std::transform(name.begin(), name.end(), name.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    std::string known;
+    for (const auto& [candidate, format] : kSuffixes) {
+        if (candidate == name) return format;
+        known += (known.empty() ? "" : ", ") + std::string(candidate);
+    }
+    Throw((name.empty() ? "a suffix is missing that tells the file format" : "\"" + name + "\" is not a known file format") +
+          "; the formats are " + known);
+}
+
+bool IsWritable(PixFmt pixFmt) { return pixFmt == PixFmt::Gray8 || pixFmt == PixFmt::Rgb24 || pixFmt == PixFmt::Rgba; }
+
+LoadedImage ReadImage(const Core::ioPath& file, const Proc::AllocatorPtr& allocator, const ReadOptions& options) {
+    std::error_code error;
+    const auto status = std::filesystem::status(file, error);
+    if (!std::filesystem::exists(status))
+        Throw(status.type() == std::filesystem::file_type::none ? error.message() : "the file does not exist");
+    if (std::filesystem::is_directory(status)) Throw("this is a folder, not a picture");
+    if (std::filesystem::is_regular_file(status) && std::filesystem::file_size(file, error) == 0 && !error) Throw("the file is empty");
+    return Codecs().Read(file, allocator, options);
+}
+
+LoadedImage ReadImage(std::span<const std::uint8_t> bytes, const Proc::AllocatorPtr& allocator, const ReadOptions& options) {
+    if (bytes.empty()) Throw("the file is empty");
+    return Codecs().Read(bytes, allocator, options);
+}
+
+Notes WriteImage(const Core::ioPath& file, const Proc::FramePtr& frame, const WriteOptions& options, const Proc::FactoryPtr& factory) {
+    return WriteImage(file, FindFormat(file.extension().string()), frame, options, factory);
+}
+
+Notes WriteImage(const Core::ioPath& file, FileFormat format, const Proc::FramePtr& frame, const WriteOptions& options,
+                 const Proc::FactoryPtr& factory) {
+    CheckQuality(options);
+    std::error_code error;
+    const auto status = std::filesystem::status(file, error);
+    if (std::filesystem::is_directory(status)) Throw("this is a folder, not a file");
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+        std::vector<std::uint8_t> bytes;
+        Notes notes = EncodeImage(bytes, format, frame, options, factory);
+        WriteInto(file, bytes.data(), bytes.size());
+        return notes;
+    }
+    PendingFile pending(file);
+    Notes notes = Codecs().Write(pending.GetDescriptor(), format, ToWritable(frame, factory), options);
+    pending.Commit();
+    return notes;
+}
+
+Notes EncodeImage(std::vector<std::uint8_t>& bytes, FileFormat format, const Proc::FramePtr& frame, const WriteOptions& options,
+                  const Proc::FactoryPtr& factory) {
+    CheckQuality(options);
+    return Codecs().Write(bytes, format, ToWritable(frame, factory), options);
+}
+
+}  // namespace Orvexa::Io

@@ -1,0 +1,70 @@
+// Image files to frames and back, with their metadata.
+//
+// The codecs live in a library that is loaded with the first picture. A program that writes pictures should ignore SIGXFSZ, so that a file
+// size limit is reported like a full disk instead of ending the process.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Host/Core/Path.h"
+#include "Host/Proc/IEffectFactory.h"
+
+namespace Orvexa::Io {
+
+enum class FileFormat { Jpeg, Png, Webp, Tiff, Heic, Avif, Gif };
+
+/// The format that a file name's suffix stands for, letter case ignored, with or without the dot: jpg, jpeg, png, webp, tif, tiff, heic,
+/// heif, avif or gif. Any other suffix throws `EffectException`.
+FileFormat FindFormat(std::string_view suffix);
+
+/// EXIF, XMP, IPTC, colour profile and resolution of a picture that was read, to be handed to the picture that is written.
+class ImageMetadata {
+public:
+    virtual ~ImageMetadata() = default;
+};
+using MetadataPtr = std::shared_ptr<const ImageMetadata>;
+
+/// What was lost on the way, one sentence each.
+using Notes = std::vector<std::string>;
+
+struct ReadOptions {
+    std::uint64_t maxPixels = std::uint64_t{1} << 28;  ///< a larger picture is refused before memory is taken for it
+    bool allowTruncated = false;                       ///< whether a damaged file is read as far as it goes
+};
+
+struct LoadedImage {
+    Proc::FramePtr frame;  ///< upright; `Gray8`, `Rgb24`, or `Rgba` for a picture with alpha
+    MetadataPtr metadata;  ///< without the orientation, which is applied, and without preview pictures
+    Notes notes;
+};
+
+struct WriteOptions {
+    static constexpr int kMinQuality = 1, kMaxQuality = 100;
+    int quality = 90;      ///< of the lossy formats
+    MetadataPtr metadata;  ///< may be empty
+};
+
+/// Reads a picture into a frame of `allocator`; of several pictures in a file, the first. Whatever prevents it throws `EffectException`.
+LoadedImage ReadImage(const Core::ioPath& file, const Proc::AllocatorPtr& allocator, const ReadOptions& options = {});
+LoadedImage ReadImage(std::span<const std::uint8_t> bytes, const Proc::AllocatorPtr& allocator, const ReadOptions& options = {});
+
+/// Writes a frame in the format that the suffix of `file` stands for; it must be a format that `IsWritable` unless `factory` is given,
+/// whose colour-space converter then brings it into one. The file appears when it is complete: after a failure, which throws
+/// `EffectException`, an older file of that name is as it was.
+Notes WriteImage(const Core::ioPath& file, const Proc::FramePtr& frame, const WriteOptions& options, const Proc::FactoryPtr& factory);
+/// The same in a given format.
+Notes WriteImage(const Core::ioPath& file, FileFormat format, const Proc::FramePtr& frame, const WriteOptions& options,
+                 const Proc::FactoryPtr& factory);
+/// The same into memory.
+Notes EncodeImage(std::vector<std::uint8_t>& bytes, FileFormat format, const Proc::FramePtr& frame, const WriteOptions& options,
+                  const Proc::FactoryPtr& factory);
+
+/// Whether pictures of this format are written as they are: `Gray8`, `Rgb24` and `Rgba`.
+bool IsWritable(PixFmt pixFmt);
+
+}  // namespace Orvexa::Io

@@ -1,0 +1,276 @@
+// Chains: from words and JSON to settings, and through effects of every kind.
+
+#include "Cli/Chain.h"
+
+#include <gmock/gmock.h>
+
+#include <random>
+
+#include "Cli/ChainRunner.h"
+#include "Cli/Errors.h"
+#include "Host/Core/Exception.h"
+#include "Host/Proc/EffectFactory.h"
+#include "Host/Settings/Common/Color.h"
+#include "Proc/Effects/EffectsPhoto/EffectBase.h"
+#include "Tests/Support/Frames.h"
+
+namespace Orvexa::Test {
+
+using Kalvatri::Catalogue;
+using Kalvatri::Chain;
+using Kalvatri::ChainRunner;
+using Kalvatri::CommandError;
+using Kalvatri::ExitCode;
+using Kalvatri::Json;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+class SettingsTestInner final : public Settings {
+    ORVEXA_SETTINGS(SettingsTestInner, "", "Test", "A group.")
+    ORVEXA_EQUALITY(SettingsTestInner)
+    ORVEXA_FIELD(int, Depth, 3, Range(0, 9), "", "A number.")
+};
+
+class SettingsTestTone final : public Settings {
+    using Stops = std::map<int, Color>;
+
+    ORVEXA_SETTINGS(SettingsTestTone, "TestTone", "Test", "Has a field of every type.")
+    ORVEXA_EQUALITY(SettingsTestTone)
+    ORVEXA_FIELD(int, Level, 1, Range(-100, 100), "", "A number.")
+    ORVEXA_FIELD(double, Gain, 0.5, Range(0, 8), "", "A number.")
+    ORVEXA_FLAG(Soft, false, "A flag.")
+    ORVEXA_FIELD(int, Mode, 0, Named("plain=0 rich=4"), "", "A choice.")
+    ORVEXA_FIELD(Color, Tint, Color(1, 2, 3), Any(), "", "A colour.")
+    ORVEXA_FIELD(std::string, Title, "", Any(), "", "A text.")
+    ORVEXA_FIELD(std::vector<int>, Taps, {}, Range(0, 9), "", "A list.")
+    ORVEXA_FIELD(Stops, Stops, {}, Any(), "", "A map.")
+    ORVEXA_GROUP(SettingsTestInner, Inner)
+};
+
+#define TEST_SETTINGS(Class, Name)                    \
+    class Class final : public Settings {             \
+        ORVEXA_SETTINGS(Class, Name, "Test", "Test.") \
+        ORVEXA_EQUALITY(Class)                        \
+    };
+TEST_SETTINGS(SettingsTestOver, "TestOver")
+TEST_SETTINGS(SettingsTestColumns, "TestColumns")
+TEST_SETTINGS(SettingsTestBeside, "TestBeside")
+TEST_SETTINGS(SettingsTestNothing, "TestNothing")
+
+namespace {
+
+// Adds the level to every sample.
+class Tone : public EffectBaseOneInput<SettingsTestTone> {
+public:
+    using EffectBaseOneInput::EffectBaseOneInput;
+
+private:
+    void ProcessInternalImpl(FramePtr& frame) override {
+        const Plane plane = frame->GetPlane(0);
+        for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) {
+            for (std::uint64_t x = 0; x < plane.GetWidth(); ++x)
+                plane.GetRow(y)[x] = static_cast<std::uint8_t>(plane.GetRow(y)[x] + settings_.GetLevel());
+        }
+    }
+};
+
+class Nothing : public EffectBaseOneInput<SettingsTestNothing> {
+public:
+    using EffectBaseOneInput::EffectBaseOneInput;
+
+private:
+    void ProcessInternalImpl(FramePtr& frame) override { frame.reset(); }
+};
+
+class Over : public EffectBaseTwoInput<SettingsTestOver> {
+public:
+    using EffectBaseTwoInput::EffectBaseTwoInput;
+
+private:
+    void ProcessInternalImpl(FramePtr& frame, const ConstFramePtr& second) override { CopyDataVideo(second, frame, 0, 0); }
+};
+
+// One picture for each column of the first.
+class Columns : public EffectBaseVarInput<SettingsTestColumns> {
+public:
+    using EffectBaseVarInput::EffectBaseVarInput;
+
+private:
+    DataPtr ProcessInternalImpl(std::vector<DataPtr>& frames) override {
+        const FramePtr first = boost::dynamic_pointer_cast<IDataVideo>(frames.at(0));
+        frames.clear();
+        for (std::uint32_t x = 0; x < first->GetFrameInfo().width; ++x) {
+            FramePtr column = CloneFrame(*first, kCloneIndependent);
+            column->Crop(x, 0, 1, first->GetFrameInfo().height);
+            frames.push_back(column);
+        }
+        return {};
+    }
+};
+
+// All pictures side by side, the last first.
+class Beside : public EffectBaseVarInput<SettingsTestBeside> {
+public:
+    using EffectBaseVarInput::EffectBaseVarInput;
+
+private:
+    DataPtr ProcessInternalImpl(std::vector<DataPtr>& frames) override {
+        std::vector<int> samples;
+        for (auto data = frames.rbegin(); data != frames.rend(); ++data) {
+            for (const std::uint8_t sample : Bytes(dynamic_cast<const IDataVideo&>(**data))) samples.push_back(sample);
+        }
+        return MakeFrame(PixFmt::Gray8, static_cast<std::uint32_t>(samples.size()), 1, samples);
+    }
+};
+
+template <class Effect, class Pointer>
+Pointer Create(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<Effect>(factory, allocator);
+}
+
+FactoryPtr TestFactory() {
+    const FactoryPtr factory = MakeHostFactory(TestAllocator());
+    const std::string& impl = ImplNames::ORVEXA;
+    factory->RegisterOneInputEffect(SettingsTestTone::CLASS_ID, impl, Create<Tone, OneInputPtr>, 0);
+    factory->RegisterOneInputEffect(SettingsTestNothing::CLASS_ID, impl, Create<Nothing, OneInputPtr>, 0);
+    factory->RegisterTwoInputEffect(SettingsTestOver::CLASS_ID, impl, Create<Over, TwoInputPtr>, 0);
+    factory->RegisterVarInputEffect(SettingsTestColumns::CLASS_ID, impl, Create<Columns, VarInputPtr>, 0);
+    factory->RegisterVarInputEffect(SettingsTestBeside::CLASS_ID, impl, Create<Beside, VarInputPtr>, 0);
+    return factory;
+}
+
+FramePtr Row(const std::vector<int>& samples) { return MakeFrame(PixFmt::Gray8, static_cast<std::uint32_t>(samples.size()), 1, samples); }
+
+using Samples = std::vector<std::uint8_t>;
+
+class Chains : public testing::Test {
+protected:
+    // The samples of the pictures that the chain gives; a `with` file is a picture of the one sample that is its name.
+    std::vector<Samples> RunWords(const std::vector<std::string>& words, std::vector<FramePtr> pictures) const {
+        const Chain chain = Kalvatri::ParseChain(catalogue_, words);
+        Kalvatri::CheckPictures(chain, pictures.size());
+        ChainRunner runner(factory_, chain, [](const Core::ioPath& file) { return Row({std::stoi(file.string())}); });
+        std::vector<Samples> results;
+        for (const FramePtr& picture : runner.Run(std::move(pictures))) results.push_back(Bytes(*picture));
+        return results;
+    }
+    std::string ErrorOf(const std::vector<std::string>& words, std::vector<FramePtr> pictures, ExitCode expected) const {
+        try {
+            RunWords(words, std::move(pictures));
+        } catch (const CommandError& error) {
+            EXPECT_EQ(error.GetExitCode(), expected);
+            return error.what();
+        }
+        return "no error";
+    }
+    SettingsTestTone ToneOf(const std::string& json) const {
+        return static_cast<const SettingsTestTone&>(*Kalvatri::ParseChain(catalogue_, Kalvatri::ParseJson(json)).at(0).settings);
+    }
+
+    FactoryPtr factory_ = TestFactory();
+    Catalogue catalogue_{*factory_};
+};
+
+TEST_F(Chains, RunStepsOfEveryKind) {
+    EXPECT_THAT(RunWords({"TestTone", "level=5", "testtone", "level=-1"}, {Row({10, 20})}), ElementsAre(Samples{14, 24}));
+    EXPECT_THAT(RunWords({"TestOver", "with=7", "TestTone"}, {Row({10, 20})}), ElementsAre(Samples{8, 21}));
+    EXPECT_THAT(RunWords({"TestBeside", "with=7", "with=8"}, {Row({1}), Row({2, 3})}), ElementsAre(Samples{8, 7, 2, 3, 1}));
+}
+
+TEST_F(Chains, AStepForOnePictureRunsOnEachOfManyAndAVariableInputStepTakesThemAll) {
+    EXPECT_THAT(RunWords({"TestColumns", "TestTone", "level=1"}, {Row({10, 20, 30})}), ElementsAre(Samples{11}, Samples{21}, Samples{31}));
+    EXPECT_THAT(RunWords({"TestColumns", "TestOver", "with=9", "TestBeside"}, {Row({10, 20})}), ElementsAre(Samples{9, 9}));
+    EXPECT_THAT(RunWords({"TestColumns", "TestBeside"}, {Row({10, 20, 30})}), ElementsAre(Samples{30, 20, 10}));
+}
+
+TEST_F(Chains, CountThePicturesThatAStepIsGiven) {
+    const FramePtr picture = Row({1});
+    EXPECT_THAT(ErrorOf({"TestOver"}, {picture}, ExitCode::WrongUsage), HasSubstr("takes a second picture, given once as with=FILE"));
+    EXPECT_THAT(ErrorOf({"TestOver", "with=1", "with=2"}, {picture}, ExitCode::WrongUsage), HasSubstr("given once"));
+    EXPECT_THAT(ErrorOf({"TestTone", "with=1"}, {picture}, ExitCode::WrongUsage), HasSubstr("takes one picture"));
+    EXPECT_THAT(ErrorOf({"TestOver", "with="}, {picture}, ExitCode::WrongUsage), HasSubstr("needs the name of a file"));
+    EXPECT_THAT(ErrorOf({"TestTone"}, {picture, picture}, ExitCode::WrongUsage), HasSubstr("takes one -i"));
+}
+
+TEST_F(Chains, AnEffectWithoutAResultIsAnError) {
+    EXPECT_THAT(ErrorOf({"TestNothing"}, {Row({1})}, ExitCode::Failed), HasSubstr("running TestNothing: the effect gave no picture"));
+}
+
+TEST_F(Chains, TakeSettingsFromJsonByWayOfTheirTexts) {
+    SettingsTestTone expected;
+    expected.SetLevel(-40);
+    expected.SetGain(0.25);
+    expected.SetSoft(true);
+    expected.SetMode(4);
+    expected.SetTint(Color(0xaa, 0xbb, 0xcc));
+    expected.SetTitle("a=b, c");
+    expected.SetTaps({1, 2, 3});
+    expected.SetStops({{0, Color(0, 0, 0)}, {128, Color(255, 0, 0)}});
+    expected.GetInner().SetDepth(7);
+    const std::string json = R"([{"effect": "testTONE", "level": -40, "gain": 0.25, "soft": true, "mode": "rich", "tint": "#aabbcc",
+        "title": "a=b, c", "taps": [1, 2, 3], "stops": {"0": "#000000", "128": "#ff0000"}, "inner": {"depth": 7}}])";
+    EXPECT_EQ(ToneOf(json), expected);
+    EXPECT_EQ(ToneOf(R"([{"effect": "TestTone", "inner.depth": 7}])").GetInner().GetDepth(), 7);
+
+    Json back = Kalvatri::SettingsToJson(expected);
+    EXPECT_EQ(back.dump(), R"({"level":-40,"gain":0.25,"soft":true,"mode":"rich","tint":"#aabbcc","title":"a=b, c","taps":[1,2,3],)"
+                           R"("stops":"0:#000000,128:#ff0000","inner":{"depth":7}})");
+    back["effect"] = "TestTone";
+    EXPECT_EQ(ToneOf(Json::array({back}).dump()), expected);
+}
+
+TEST_F(Chains, SayWhatIsWrongWithJson) {
+    const std::pair<const char*, const char*> cases[] = {
+        {R"({"effect": "TestTone"})", "array of objects"},
+        {R"([1])", "array of objects"},
+        {R"([{"level": 1}])", "array of objects"},
+        {R"([{"effect": 7}])", "array of objects"},
+        {R"([{"effect": "TestTon"}])", "did you mean TestTone?"},
+        {R"([{"effect": "TestTone", "levle": 1}])", "the settings are level, gain"},
+        {R"([{"effect": "TestTone", "level": 101}])", "in the range -100..100"},
+        {R"([{"effect": "TestTone", "level": 1.5}])", "is not a whole number"},
+        {R"([{"effect": "TestTone", "level": null}])", "instead of null"},
+        {R"([{"effect": "TestTone", "taps": [[1]]}])", "instead of [1]"},
+        {R"([{"effect": "TestTone", "inner": {"death": 1}}])", "inner.depth"},
+        {R"([{"effect": "TestTone", "mode": "poor"}])", "plain (0), rich (4)"},
+        {R"([{"effect": "TestOver", "with": 7}])", "\"with\" takes the name of a file"},
+    };
+    for (const auto& [json, reason] : cases) {
+        try {
+            Kalvatri::ParseChain(catalogue_, Kalvatri::ParseJson(json));
+            ADD_FAILURE() << json;
+        } catch (const CommandError& error) {
+            EXPECT_EQ(error.GetExitCode(), ExitCode::WrongUsage);
+            EXPECT_THAT(error.what(), HasSubstr(reason)) << json;
+        }
+    }
+}
+
+TEST_F(Chains, AnyWordsGiveAChainOrAnErrorInOneLine) {
+    const std::vector<std::string> pieces = {
+        "TestTone", "testover", "with=", "level", "=",  "-1", "1e999", "gain=nan", "stops=0:#000000", ",",  ":",
+        "taps=1,2", "inner.",   "depth", "#",     "\n", "{}", "",      "\xff",     "tint=#",          "==", "999999999999999999999"};
+    std::mt19937 random(7);
+    int chains = 0, errors = 0;
+    for (int round = 0; round < 4000; ++round) {
+        std::vector<std::string> words(1 + random() % 4);
+        if (round % 2 == 0) words[0] = "TestTone";
+        for (std::size_t i = round % 2 == 0 ? 1 : 0; i < words.size(); ++i) {
+            for (std::size_t n = 1 + random() % 3; n > 0; --n) words[i] += pieces[random() % pieces.size()];
+        }
+        try {
+            Kalvatri::CheckPictures(Kalvatri::ParseChain(catalogue_, words), 1);
+            ++chains;
+        } catch (const CommandError& error) {
+            EXPECT_EQ(error.GetExitCode(), ExitCode::WrongUsage);
+            EXPECT_EQ(std::string(error.what()).find('\n'), std::string::npos);
+            ++errors;
+        }
+    }
+    EXPECT_GT(chains, 0);
+    EXPECT_GT(errors, 0);
+}
+
+}  // namespace
+
+}  // namespace Orvexa::Test

@@ -1,0 +1,273 @@
+// The program as its users run it.
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <sstream>
+
+#include "Cli/SettingsJson.h"
+#include "Host/Io/ImageFiles.h"
+#include "Host/Proc/EffectFactory.h"
+#include "Host/Settings/Settings.h"
+#include "Tests/Cli/KalvatriProcess.h"
+#include "Tests/Support/Frames.h"
+
+namespace Orvexa::Test {
+
+namespace {
+
+using Kalvatri::Json;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+using testing::StartsWith;
+
+using Words = std::vector<std::string>;
+
+Words operator+(Words first, const Words& second) {
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
+}
+
+class Program : public testing::Test {
+protected:
+    std::string Make(const std::string& name, const FramePtr& frame) const {
+        Io::WriteImage(folder_.File(name), frame, {}, {});
+        return folder_.File(name);
+    }
+    FramePtr Read(const std::string& name) const { return Io::ReadImage(Core::ioPath(folder_.File(name)), TestAllocator()).frame; }
+
+    TempFolder folder_;
+};
+
+TEST_F(Program, ListsTheEffectsInTheirOrder) {
+    const Outcome json = RunKalvatri({"list", "--json"});
+    ASSERT_EQ(json.exitCode, 0) << json.err;
+    const Json list = Json::parse(json.out);
+    const Outcome text = RunKalvatri({"list"});
+    const FactoryPtr factory = MakeHostFactory();
+    LoadModule(GetPluginDirectory() / "EffectsKalvatriPhoto.so", *factory);
+    std::size_t index = 0;
+    for (const Registration& registration : factory->GetRegistrations()) {
+        if (registration.implName != ImplNames::ORVEXA) continue;
+        const Json& entry = list.at(index);
+        const SettingsClass* known = SettingsCatalogue::Find(registration.classId);
+        ASSERT_NE(known, nullptr);
+        EXPECT_EQ(entry["index"], index);
+        EXPECT_EQ(entry["effect"], known->effect);
+        EXPECT_EQ(entry["settings"], registration.classId);
+        EXPECT_EQ(entry["kind"], registration.kind == EffectKind::OneInput   ? "one-input"
+                                 : registration.kind == EffectKind::TwoInput ? "two-input"
+                                                                             : "variable-input");
+        EXPECT_EQ(entry["group"], known->group);
+        EXPECT_EQ(entry["summary"], known->summary);
+        EXPECT_THAT(text.out, HasSubstr("\n  " + known->effect + " "));
+        ++index;
+    }
+    EXPECT_EQ(list.size(), index);
+    EXPECT_THAT(text.out, testing::ContainsRegex("\n  Custom +\\(C\\+\\+ only\\)"));
+}
+
+TEST_F(Program, DescribesAnEffect) {
+    const Json described = Json::parse(RunKalvatri({"describe", "createvideo", "--json"}).out);
+    EXPECT_EQ(described["effect"], "CreateVideo");
+    EXPECT_EQ(described["settings"], "SettingsEffectCreateVideo");
+    EXPECT_EQ(described["kind"], "one-input");
+    const Json& width = described["fields"][0];
+    EXPECT_EQ(width.dump(),
+              "{\"key\":\"width\",\"type\":\"int\",\"default\":1920,\"min\":1,\"max\":131072,\"values\":[],\"unit\":\"pixels\","
+              "\"summary\":\"Width of the new picture.\"}");
+    EXPECT_EQ(described["fields"][2]["default"], "#000000");
+    EXPECT_TRUE(described["fields"][2]["min"].is_null());
+
+    const Json bokeh = Json::parse(RunKalvatri({"describe", "BlurBokeh", "--json"}).out);
+    const auto shape =
+        std::find_if(bokeh["fields"].begin(), bokeh["fields"].end(), [](const Json& f) { return f["key"] == "aperture.shape"; });
+    ASSERT_NE(shape, bokeh["fields"].end());
+    EXPECT_EQ((*shape)["values"][0].dump(), "{\"name\":\"disc\",\"value\":0}");
+
+    const Outcome text = RunKalvatri({"describe", "CreateVideo"});
+    EXPECT_THAT(text.out, StartsWith("CreateVideo (one-input): "));
+    EXPECT_THAT(text.out, HasSubstr("width=1920    int 1..131072, pixels"));
+}
+
+TEST_F(Program, HelpFitsAScreenAndShowsTwoExamples) {
+    for (const Words& words : {Words{"--help"}, Words{"apply", "--help"}, Words{"list", "--help"}, Words{"describe", "--help"}}) {
+        const Outcome help = RunKalvatri(words);
+        EXPECT_EQ(help.exitCode, 0);
+        EXPECT_THAT(help.err, IsEmpty());
+        std::istringstream lines(help.out);
+        int count = 0, examples = 0;
+        for (std::string line; std::getline(lines, line); ++count) {
+            EXPECT_LE(line.size(), 80u) << line;
+            examples += line.starts_with("  kalvatri apply ") ? 1 : 0;
+        }
+        EXPECT_LE(count, 24) << help.out;
+        EXPECT_EQ(examples, 2) << help.out;
+    }
+    EXPECT_THAT(RunKalvatri({"--version"}).out, MatchesRegex("kalvatri [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+}
+
+TEST_F(Program, AppliesAChainGivenAsWordsOrAsJson) {
+    const std::string input = Make("in.png", MakeFrame(PixFmt::Rgb24, 7, 5));
+    const Words files = {"apply", "-i", input, "-o", folder_.File("out.png")};
+    // A picture of a translucent colour: exact, and unlike the input.
+    const FramePtr expected = MakeFrame(PixFmt::Rgba, 3, 2, Color(16, 32, 48, 64));
+    const Outcome words =
+        RunKalvatri(files + Words{"whitebalance", "color=#c8b496", "CREATEVIDEO", "width=3", "height=2", "color=#10203040"});
+    EXPECT_EQ(words.exitCode, 0) << words.err;
+    EXPECT_THAT(words.err, IsEmpty());
+    EXPECT_THAT(words.out, IsEmpty());
+    EXPECT_TRUE(SameFrames(Read("out.png"), expected));
+
+    std::filesystem::remove(folder_.File("out.png"));
+    WriteFile(folder_.File("chain.json"),
+              std::string(R"([{"effect": "WhiteBalance"}, {"effect": "CreateVideo", "width": 3, "height": 2.0, "color": "#10203040"}])"));
+    const Outcome json = RunKalvatri(files + Words{"--settings", folder_.File("chain.json")});
+    EXPECT_EQ(json.exitCode, 0) << json.err;
+    EXPECT_TRUE(SameFrames(Read("out.png"), expected));
+}
+
+TEST_F(Program, ReadsStdinAndWritesStdout) {
+    const FramePtr frame = MakeFrame(PixFmt::Gray8, 9, 4);
+    const std::string input = Make("in.png", frame), output = folder_.File("out");
+    const Outcome outcome = RunKalvatri({"apply", "-i", "-", "-o", "-", "--format", "tiff", "EmptyEffect", "--stats"},
+                                        {.stdinFile = input, .stdoutFile = output});
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_TRUE(SameFrames(Read("out"), frame));
+    EXPECT_EQ(Json::parse(outcome.err)[0]["effect"], "EmptyEffect") << "statistics leave stdout to the picture";
+}
+
+TEST_F(Program, ConvertsTheInputAndReportsStatistics) {
+    const std::string input = Make("in.png", MakeFrame(PixFmt::Rgb24, 8, 8, Color(90, 90, 90)));
+    const Outcome outcome =
+        RunKalvatri({"apply", "-i", input, "-o", folder_.File("out.png"), "--pixfmt", "26", "--stats", "EmptyEffect", "EmptyEffect"});
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
+    EXPECT_TRUE(SameFrames(Read("out.png"), MakeFrame(PixFmt::Rgba, 8, 8, Color(90, 90, 90))));
+    const Json statistics = Json::parse(outcome.out);
+    ASSERT_EQ(statistics.size(), 2u);
+    EXPECT_EQ(statistics[1]["statistics"]["children"][1].dump(), "{\"name\":\"count\",\"value\":\"1\"}");
+}
+
+TEST_F(Program, SaysWhatIsLostUnlessQuietAndLogsWhenVerbose) {
+    const std::string input = Make("in.png", MakeFrame(PixFmt::Rgba, 8, 8, Color(90, 90, 90, 9)));
+    const Words words = {"apply", "-i", input, "-o", folder_.File("out.jpg"), "EmptyEffect"};
+    EXPECT_THAT(RunKalvatri(words).err, MatchesRegex("kalvatri: note: [^\n]*out.jpg: [^\n]*transparency[^\n]*\n"));
+    EXPECT_THAT(RunKalvatri(words + Words{"-q"}).err, IsEmpty());
+    EXPECT_THAT(RunKalvatri(words + Words{"-v"}).err, HasSubstr("SettingsEffectEmpty_Orvexa starts"));
+}
+
+TEST_F(Program, TellsWhereAFailureComesFromWhenAsked) {
+    const Outcome outcome = RunKalvatri({"apply", "-v", "-i", folder_.File("missing.png"), "-o", folder_.File("out.png"), "EmptyEffect"});
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_THAT(outcome.err, HasSubstr("does not exist\n  thrown at "));
+}
+
+// Each: one line on stderr with the reason, the exit code, no new file, and an old output as it was.
+TEST_F(Program, BadInputIsAnsweredWithOneLineAndHarmsNothing) {
+    const std::string good = Make("good.png", MakeFrame(PixFmt::Rgb24, 64, 64));
+    const FileBytes goodBytes = ReadFile(good);
+    WriteFile(folder_.File("text.jpg"), std::string("no picture"));
+    WriteFile(folder_.File("empty.jpg"), std::string());
+    WriteFile(folder_.File("cut.png"), FileBytes(goodBytes.begin(), goodBytes.begin() + 5000));
+    WriteFile(folder_.File("bad.json"), std::string("[{\"effect\": "));
+    WriteFile(folder_.File("object.json"), std::string("{\"effect\": \"EmptyEffect\"}"));
+    WriteFile(folder_.File("key.json"), std::string("[{\"effect\": \"WhiteBalance\", \"colour\": 1}]"));
+    const std::string old = Make("old.png", MakeFrame(PixFmt::Rgb24, 2, 2));
+    const FileBytes oldBytes = ReadFile(old);
+    const std::set<std::string> before = folder_.List();
+
+    const Words apply = {"apply", "-i", good, "-o", old};
+    const auto from = [&](const char* name) { return Words{"apply", "-i", folder_.File(name), "-o", old, "EmptyEffect"}; };
+    const auto to = [&](const std::string& output) { return Words{"apply", "-i", good, "-o", output, "EmptyEffect"}; };
+    struct Case {
+        Words words;
+        int exitCode;
+        const char* reason;
+    };
+    const Case cases[] = {
+        {{}, 2, "a command is missing; the commands are list, describe, apply"},
+        {{"aply"}, 2, "did you mean apply?"},
+        {{"list", "--jsn"}, 2, "--jsn"},
+        {{"describe"}, 2, "name is missing"},
+        {{"describe", "BlurBoke"}, 2, "did you mean BlurBokeh?"},
+        {{"apply", "-o", old, "EmptyEffect"}, 2, "--input is required"},
+        {{"apply", "-i", good, "EmptyEffect"}, 2, "--output is required"},
+        {apply, 2, "an effect is missing"},
+        {apply + Words{"WhiteBalanse"}, 2, "did you mean WhiteBalance?"},
+        {apply + Words{"zzzzzzzzzzzzzz"}, 2, "`kalvatri list` shows the effects"},
+        {apply + Words{"color=#ffffff", "WhiteBalance"}, 2, "stands before any effect"},
+        {apply + Words{"WhiteBalance", "colour=#ffffff"}, 2, "the settings are color"},
+        {apply + Words{"WhiteBalance", "color=white"}, 2, "#RRGGBB"},
+        {apply + Words{"CreateVideo", "width=0"}, 2, "in the range 1..131072"},
+        {apply + Words{"CreateVideo", "width=many"}, 2, "is not a number"},
+        {apply + Words{"EmptyEffect", "with=" + good}, 2, "takes one picture"},
+        {apply + Words{"-i", good, "EmptyEffect"}, 2, "takes one -i"},
+        {apply + Words{"Custom"}, 2, "takes a C++ function and is not available on the command line"},
+        {apply + Words{"EmptyEffect", "--quality", "101"}, 2, "--quality"},
+        {apply + Words{"EmptyEffect", "--pixfmt", "1"}, 2, "the formats are 0, 2, 3"},
+        {apply + Words{"EmptyEffect", "--format", "bmp"}, 2, "the formats are jpg"},
+        {apply + Words{"EmptyEffect", "--settings", folder_.File("bad.json")}, 2, "not in both"},
+        {apply + Words{"--settings", folder_.File("bad.json")}, 2, "parse error at line 1"},
+        {apply + Words{"--settings", folder_.File("object.json")}, 2, "array of objects"},
+        {apply + Words{"--settings", folder_.File("key.json")}, 2, "the settings are color"},
+        {apply + Words{"--settings", folder_.File("none.json")}, 1, "No such file"},
+        {to(folder_.File("out")), 2, "suffix is missing"},
+        {to(folder_.File("out.xyz")), 2, "the formats are jpg"},
+        {to("-"), 2, "needs --format"},
+        {to(folder_.File("none/out.png")), 1, "cannot write into the folder"},
+        {from("none.png"), 1, "does not exist"},
+        {from("."), 1, "folder"},
+        {from("text.jpg"), 1, "not a JPEG, PNG"},
+        {from("empty.jpg"), 1, "empty"},
+        {from("cut.png"), 1, "--allow-truncated"},
+        {from("good.png") + Words{"--max-pixels", "4095"}, 1, "limit of 4095 (--max-pixels)"},
+        {{"list", "--module", folder_.File("none.so")}, 1, "does not exist"},
+        {{"list", "--module", good}, 1, "cannot be loaded"},
+        {{"list", "--module", (GetPluginDirectory() / "libOrvexaImageFiles.so").string()}, 1, "no function Registrator"},
+    };
+    for (const Case& bad : cases) {
+        SCOPED_TRACE(testing::PrintToString(bad.words));
+        const Outcome outcome = RunKalvatri(bad.words);
+        EXPECT_EQ(outcome.exitCode, bad.exitCode);
+        EXPECT_THAT(outcome.err, MatchesRegex("kalvatri: [^\n]+\n"));
+        EXPECT_THAT(outcome.err, HasSubstr(bad.reason));
+        EXPECT_THAT(outcome.out, IsEmpty());
+        EXPECT_EQ(folder_.List(), before);
+        EXPECT_EQ(ReadFile(old), oldBytes);
+    }
+}
+
+TEST_F(Program, AFullDiskIsReportedAndLeavesTheOldFile) {
+    const std::string input = Make("in.png", MakeFrame(PixFmt::Rgb24, 200, 200));
+    for (const char* suffix : {"jpg", "png", "webp", "tif", "gif", "avif", "heic"}) {
+        SCOPED_TRACE(suffix);
+        const std::string output = folder_.File(std::string("old.") + suffix);
+        WriteFile(output, std::string("old"));
+        const std::set<std::string> before = folder_.List();
+        const Outcome outcome =
+            RunKalvatri({"apply", "-q", "-i", input, "-o", output, "--quality", "100", "EmptyEffect"}, {.fileSize = 4096});
+        EXPECT_EQ(outcome.exitCode, 1);
+        EXPECT_THAT(outcome.err, MatchesRegex("kalvatri: writing [^\n]*: File too large\n"));
+        EXPECT_EQ(folder_.List(), before);
+        EXPECT_EQ(ReadFile(output).size(), 3u);
+    }
+    const Outcome outcome = RunKalvatri({"apply", "-i", input, "-o", "-", "--format", "png", "EmptyEffect"}, {.stdoutFile = "/dev/full"});
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_THAT(outcome.err, HasSubstr("writing stdout: No space left on device"));
+    EXPECT_EQ(RunKalvatri({"list"}, {.stdoutFile = "/dev/full"}).exitCode, 1);
+}
+
+TEST_F(Program, ExtremeShapesPass) {
+    for (const auto& [width, height] : {std::pair{1u, 1u}, {1u, 5000u}}) {
+        const FramePtr frame = MakeFrame(PixFmt::Rgb24, width, height);
+        const std::string input = Make("in.png", frame);
+        const Outcome outcome = RunKalvatri({"apply", "-i", input, "-o", folder_.File("out.png"), "WhiteBalance"});
+        EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+        EXPECT_TRUE(SameFrames(Read("out.png"), frame)) << "grey as the reference changes nothing";
+    }
+}
+
+}  // namespace
+
+}  // namespace Orvexa::Test
