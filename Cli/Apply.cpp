@@ -12,7 +12,6 @@
 #include "Cli/Commands.h"
 #include "Cli/Errors.h"
 #include "Host/Conf/PixFmtDescription.h"
-#include "Host/Settings/Common/SettingsColorspaceConverter.h"
 
 namespace Kalvatri {
 
@@ -94,10 +93,7 @@ void CheckPixFmt(int number) {
 
 void Convert(std::vector<Proc::FramePtr>& pictures, int pixFmt, const Proc::FactoryPtr& factory) {
     While("converting to pixel format " + std::to_string(pixFmt), [&] {
-        Proc::OneInputPtr converter;
-        factory->CreateOneInputEffect(converter, Proc::SettingsColorspaceConverter::CLASS_ID, ImplNames::DEFAULT, {});
-        converter->SetSettings(Proc::SettingsColorspaceConverter(static_cast<PixFmt>(pixFmt), true));
-        for (Proc::FramePtr& picture : pictures) converter->ProcessData(picture);
+        for (Proc::FramePtr& picture : pictures) picture = InFormat(factory, std::move(picture), static_cast<PixFmt>(pixFmt));
     });
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Cli/Errors.h"
+#include "Host/Settings/Common/SettingsColorspaceConverter.h"
 
 namespace Kalvatri {
 
@@ -44,6 +45,15 @@ Json ToJson(const Core::Property& property) {
 
 }  // namespace
 
+FramePtr InFormat(const Proc::FactoryPtr& factory, FramePtr picture, PixFmt pixFmt) {
+    if (pixFmt == PixFmt::None) return picture;
+    Proc::OneInputPtr converter;
+    factory->CreateOneInputEffect(converter, Proc::SettingsColorspaceConverter::CLASS_ID, ImplNames::DEFAULT, {});
+    converter->SetSettings(Proc::SettingsColorspaceConverter(pixFmt, true));
+    converter->ProcessData(picture);
+    return picture;
+}
+
 ChainRunner::ChainRunner(const Proc::FactoryPtr& factory, const Chain& chain, const PictureReader& read) {
     for (const Step& step : chain) {
         RunningStep running{&step, {}, {}};
@@ -62,7 +72,7 @@ ChainRunner::ChainRunner(const Proc::FactoryPtr& factory, const Chain& chain, co
             }
             std::visit([&](const auto& effect) { effect->SetSettings(*step.settings); }, running.effect);
         });
-        for (const Core::ioPath& file : step.with) running.with.push_back(read(file));
+        for (const Core::ioPath& file : step.with) running.with.push_back(InFormat(factory, read(file), step.effect->settings->getSecondInput()));
         steps_.push_back(std::move(running));
     }
 }

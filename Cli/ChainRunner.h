@@ -34,4 +34,7 @@ private:
     std::vector<RunningStep> steps_;
 };
 
+/// The picture in a pixel format; `None` leaves it as it is.
+Orvexa::Proc::FramePtr InFormat(const Orvexa::Proc::FactoryPtr& factory, Orvexa::Proc::FramePtr picture, Orvexa::PixFmt pixFmt);
+
 }  // namespace Kalvatri

@@ -25,6 +25,7 @@ struct ListOptions : CommonOptions {
 struct DescribeOptions : CommonOptions {
     std::string effect;
     bool isJson = false;
+    bool isMarkdown = false;  ///< the reference page of all effects
 };
 
 struct ApplyOptions : CommonOptions {

@@ -58,9 +58,35 @@ void Print(const EffectEntry& effect, const Orvexa::Proc::Settings& defaults) {
     }
 }
 
+// Free of the marks that would end a table's cell.
+std::string Cell(std::string text) {
+    for (std::size_t at = text.find('|'); at != std::string::npos; at = text.find('|', at + 2)) text.insert(at, 1, '\\');
+    return text;
+}
+
+void PrintReference(const Catalogue& catalogue) {
+    std::cout << "# Effects\n\nMade by `scripts/docs.sh` from what the effects say of themselves.\n";
+    for (const EffectEntry& effect : catalogue.GetEntries()) {
+        std::cout << "\n## " << effect.GetName() << "\n\n" << effect.settings->summary << "\n\n"
+                  << effect.settings->group << ", " << effect.GetKindName() << ", `" << effect.settings->classId << "`.\n";
+        const auto defaults = effect.settings->create();
+        if (defaults->GetFields().empty()) continue;
+        std::cout << "\n| setting | default | values | meaning |\n|---|---|---|---|\n";
+        for (const Field& field : defaults->GetFields()) {
+            const std::string value = field.format(*defaults);
+            std::cout << "| `" << field.key << "` | " << (value.empty() ? "" : "`" + Cell(value) + "`") << " | " << Cell(ValuesText(field)) << " | "
+                      << Cell(std::string(field.summary)) << " |\n";
+        }
+    }
+}
+
 }  // namespace
 
 void RunDescribe(const DescribeOptions& options) {
+    if (options.isMarkdown) {
+        if (!options.effect.empty()) ThrowUsage("describing the effects", "--markdown describes all effects and takes no name");
+        return PrintReference(Catalogue(*LoadEffects(options.module)));
+    }
     if (options.effect.empty()) ThrowUsage("describing an effect", "its name is missing; `kalvatri list` shows the effects");
     const auto factory = LoadEffects(options.module);
     const Catalogue catalogue(*factory);

@@ -92,6 +92,7 @@ struct Program {
         CLI::App* describeCommand = AddCommand("describe", "describe EFFECT [--json]", "Show an effect's settings", describe, RunDescribe);
         describeCommand->add_option("effect", describe.effect)->group("");  // told in the usage
         describeCommand->add_flag("--json", describe.isJson, "As JSON");
+        describeCommand->add_flag("--markdown", describe.isMarkdown, "All effects, as a page in Markdown");
         CLI::App* applyCommand =
             AddCommand("apply", "apply -i IN -o OUT [options]\n       EFFECT [key=value]... [with=FILE]... [EFFECT ...]...",
                        "Run effects on a picture", apply, RunApply);

@@ -13,7 +13,7 @@ presets=("${@:-release}")
 export ASAN_OPTIONS="detect_leaks=1:strict_string_checks=1:detect_stack_use_after_return=1"
 export LSAN_OPTIONS="suppressions=$PWD/scripts/lsan.supp:print_suppressions=0"
 export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
-export TSAN_OPTIONS="suppressions=$PWD/scripts/tsan.supp:halt_on_error=1"
+export TSAN_OPTIONS="suppressions=$PWD/scripts/tsan.supp:halt_on_error=1:ignore_noninstrumented_modules=1"
 
 for preset in "${presets[@]}"; do
     echo "== $preset: build"

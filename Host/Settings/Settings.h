@@ -22,6 +22,7 @@
 #include <utility>
 #include <vector>
 
+#include "Host/Conf/PixFmt.h"
 #include "Host/Settings/TextCodec.h"
 
 namespace Orvexa::Proc {
@@ -94,6 +95,7 @@ struct SettingsClass {
     std::string group;
     std::string summary;
     std::unique_ptr<Settings> (*create)();  ///< with the defaults, or the class's own Preset()
+    PixFmt (*getSecondInput)();             ///< the format that a second picture has to be in; `None` for any
 };
 
 /// Every settings class of the loaded libraries; the module's classes appear when the module is loaded.
@@ -199,6 +201,13 @@ std::unique_ptr<Settings> CreateSettings() {
     }
 }
 
+/// The format of the second picture, for a class that declares kSecondInput.
+template <class S>
+PixFmt GetSecondInput() {
+    if constexpr (requires { S::kSecondInput; }) return S::kSecondInput;
+    return PixFmt::None;
+}
+
 /// Accessors hand out small values by value, others by reference.
 template <class T>
 using Accessed = std::conditional_t<std::is_arithmetic_v<T> || std::is_enum_v<T>, T, const T&>;
@@ -221,7 +230,8 @@ private:                                                                        
     using SelfT = Class;                                                                                                      \
     static constexpr int kFirstLine = __LINE__;                                                                               \
     static inline const bool kIsCatalogued = ::Orvexa::Proc::SettingsCatalogue::Add(                                          \
-        {#Class, EffectName, Group, Summary, [] { return ::Orvexa::Proc::Details::CreateSettings<Class>(); }});               \
+        {#Class, EffectName, Group, Summary, [] { return ::Orvexa::Proc::Details::CreateSettings<Class>(); },                 \
+         [] { return ::Orvexa::Proc::Details::GetSecondInput<Class>(); }});                                                   \
                                                                                                                               \
 public:
 

@@ -91,6 +91,14 @@ TEST_F(Program, DescribesAnEffect) {
     EXPECT_THAT(text.out, HasSubstr("width=1920    int 1..131072, pixels"));
 }
 
+TEST_F(Program, KeepsItsReferenceOfEffectsUpToDate) {
+    const FileBytes page = ReadFile(std::string(ORVEXA_DOCS_DIR) + "/effects.md");
+    const Outcome outcome = RunKalvatri({"describe", "--markdown"});
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+    EXPECT_TRUE(outcome.out == std::string(page.begin(), page.end())) << "docs/effects.md is stale; scripts/docs.sh makes it anew";
+    EXPECT_EQ(RunKalvatri({"describe", "--markdown", "WhiteBalance"}).exitCode, 2);
+}
+
 TEST_F(Program, HelpFitsAScreenAndShowsTwoExamples) {
     for (const Words& words : {Words{"--help"}, Words{"apply", "--help"}, Words{"list", "--help"}, Words{"describe", "--help"}}) {
         const Outcome help = RunKalvatri(words);
