@@ -15,6 +15,9 @@ export LSAN_OPTIONS="suppressions=$PWD/scripts/lsan.supp:print_suppressions=0"
 export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
 export TSAN_OPTIONS="suppressions=$PWD/scripts/tsan.supp:halt_on_error=1:ignore_noninstrumented_modules=1"
 
+# Objects are shared between clones of the same sources.
+export CCACHE_BASEDIR="$PWD" CCACHE_NOHASHDIR=true
+
 for preset in "${presets[@]}"; do
     echo "== $preset: build"
     cmake --preset "$preset" -DCMAKE_CXX_COMPILER_LAUNCHER=ccache > "/tmp/orvexa-configure-$preset.log" || {
