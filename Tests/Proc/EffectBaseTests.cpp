@@ -274,6 +274,26 @@ TEST(ColourSpaceLayer, DoesNotConvertForAnEmptyList) {
     EXPECT_THAT(spy->TakeTranscript(), ElementsAre());
 }
 
+TEST(ColourSpaceLayer, LendsACopyOfAFrameThatOthersSeeAndElseTheFrameItself) {
+    const auto effect = Make<CscProbe>();
+    effect->algorithm = [](FramePtr& f, const ConstFramePtr& input) {
+        f = Writable(f, input);
+        f->Fill(Color(1, 2, 3));
+    };
+    FramePtr alone = MakeFrame(PixFmt::Rgb24, 4, 4);
+    IDataVideo* const before = alone.get();
+    effect->ProcessData(alone);
+    EXPECT_EQ(alone.get(), before) << "nobody else can see it: no copy";
+
+    FramePtr kept = MakeFrame(PixFmt::Rgb24, 4, 4), viewed = MakeFrame(PixFmt::Rgb24, 4, 4);
+    const FramePtr other = kept, view = CloneFrame(*viewed, kCloneView);
+    const std::vector<std::uint8_t> keptBytes = Bytes(*kept), viewedBytes = Bytes(*viewed);
+    effect->ProcessData(kept);
+    effect->ProcessData(viewed);
+    EXPECT_EQ(Bytes(*other), keptBytes);
+    EXPECT_EQ(Bytes(*view), viewedBytes);
+}
+
 // A luma-keeping effect whose algorithm inverts everything.
 class LumaProbe : public EffectBaseCSCLuma<SettingsEffectProbe> {
 public:

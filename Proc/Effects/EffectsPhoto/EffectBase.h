@@ -274,9 +274,11 @@ private:
     OneInputPtr lumaConverter_;
 };
 
-/// The working frame, or an independent copy of it if it is the caller's own frame.
+/// The working frame, or an independent copy of it if it is the caller's own frame and anyone but this effect can see its pixels.
 inline FramePtr Writable(const FramePtr& frame, const ConstFramePtr& input) {
-    return frame == input ? CloneFrame(*frame, kCloneIndependent) : frame;
+    constexpr std::uint32_t kOwnReferences = 2;  // `frame` and `input`; the caller's reference is lent to the effect
+    const bool isSeenByOthers = frame->GetRefCount() > kOwnReferences || frame->SharesPixels();
+    return frame == input && isSeenByOthers ? CloneFrame(*frame, kCloneIndependent) : frame;
 }
 
 }  // namespace Orvexa::Proc
