@@ -1,0 +1,176 @@
+// The grid-graph solver beside Boost's general maximum flow on the same capacities, beside itself with one worker, and over picture sizes.
+//
+// The runs at large sizes take from seconds to minutes, so the program times single runs itself. Arguments choose parts: boost, workers,
+// growth.
+
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <limits>
+#include <optional>
+#include <random>
+#include <vector>
+
+#include "Host/Core/RefCount.h"
+#include "Proc/Effects/EffectsPhoto/Detail/GridGraph.h"
+#include "Tests/Support/BoostGridCut.h"
+
+namespace {
+
+using namespace Orvexa;
+using Proc::GridGraph::Capacities;
+using Proc::GridGraph::Capacity;
+
+constexpr std::uint32_t kBlockSize = 640;
+constexpr std::uint32_t kWorkers = 12;
+
+class NoProgress : public Core::IProgressController {
+public:
+    void SetStage(std::string_view) override {}
+    void SetTotal(std::uint64_t) override {}
+    void Finish() override {}
+    void Step(std::uint64_t) override {}
+    bool IsCancelled() const override { return false; }
+};
+
+struct Scene {
+    std::uint32_t width, height;
+    std::vector<std::uint8_t> grey;
+    std::vector<std::uint8_t> seeds;  // 255 foreground, 128 background
+};
+
+// A scene photographed with more and more pixels: soft light on a textured background, an object with a wavy outline and texture of its
+// own. Lens blur and sensor noise are the same in pixels at every size; the strokes follow the outline inside and outside at some
+// distance, as a person draws them.
+Scene MakeScene(std::uint32_t width, std::uint32_t height) {
+    constexpr double kLensBlur = 1.0;  // pixels; the outline rises from 10 to 90 % within 4.4 of them
+    constexpr double kNoise = 2.0;     // levels
+    constexpr double kStroke = 0.006;  // of the height
+    Scene scene{width, height, {}, {}};
+    scene.grey.resize(std::size_t{width} * height);
+    scene.seeds.resize(scene.grey.size());
+    std::mt19937 random(7);
+    for (std::uint32_t y = 0; y < height; ++y) {
+        for (std::uint32_t x = 0; x < width; ++x) {
+            const double u = (x + 0.5 - width / 2.0) / height, v = (y + 0.5) / height - 0.5;  // in shares of the height
+            const double angle = std::atan2(v, u), radius = std::hypot(u, v);
+            const double outline = 0.29 + 0.03 * std::sin(5 * angle) + 0.012 * std::sin(17 * angle + 1);
+            const double inside = 1 / (1 + std::exp((radius - outline) * height / kLensBlur));
+            const double background = 150 + 40 * v + 14 * std::sin(31 * u + 9 * v) * std::sin(23 * v - 5 * u);
+            const double object = 80 + 30 * u + 22 * std::sin(19 * radius + 11 * u) + 9 * std::sin(61 * v);
+            const double noise = kNoise * ((random() % 1000 + random() % 1000 + random() % 1000) / 500.0 - 3.0);
+            const std::size_t p = std::size_t{y} * width + x;
+            scene.grey[p] = static_cast<std::uint8_t>(std::min(255.0, std::max(0.0, inside * object + (1 - inside) * background + noise)));
+            const double stroke = radius - 0.03 * std::sin(3 * angle);
+            const bool isInner = std::abs(stroke - 0.17) < kStroke / 2 && std::sin(4 * angle) > -0.8;
+            const bool isOuter = std::abs(stroke - 0.43) < kStroke / 2 && std::sin(7 * angle) > -0.8;
+            scene.seeds[p] = isInner ? 255 : isOuter ? 128 : 0;
+        }
+    }
+    return scene;
+}
+
+Capacities MakeCapacities(const Scene& scene) {
+    Capacities capacities(scene.grey.size());
+    const auto weight = [&](std::size_t p, std::size_t q) {
+        const double difference = scene.grey[p] - scene.grey[q];
+        return static_cast<Capacity>(std::exp(-difference * difference * 0.0625) * 1024 + 1.0);
+    };
+    for (std::size_t y = 0, p = 0; y < scene.height; ++y) {
+        for (std::size_t x = 0; x < scene.width; ++x, ++p) {
+            if (scene.seeds[p] == 255) capacities.source[p] = 1024;
+            if (scene.seeds[p] == 128) capacities.sink[p] = 1024;
+            if (x + 1 < scene.width) capacities.right[p] = capacities.left[p + 1] = weight(p, p + 1);
+            if (y + 1 < scene.height) capacities.down[p] = capacities.up[p + scene.width] = weight(p, p + scene.width);
+        }
+    }
+    return capacities;
+}
+
+// One byte a pixel: whether it is background.
+using Labels = std::vector<std::uint8_t>;
+
+Labels SolveGrid(const Scene& scene, const Capacities& capacities, std::uint32_t workers) {
+    NoProgress* const progress = new Core::RefCounted<NoProgress>;
+    const Core::ProgressPtr owner(progress);
+    Proc::GridGraph::Solver solver(scene.width, scene.height, workers, kBlockSize, *progress);
+    solver.SetCapacities(capacities);
+    solver.Compute();
+    Labels labels(scene.grey.size());
+    for (std::uint32_t y = 0; y < scene.height; ++y) solver.ReadRow(y, 0, 1, labels.data() + std::size_t{y} * scene.width);
+    return labels;
+}
+
+double Seconds(const std::function<void()>& work) {
+    const auto start = std::chrono::steady_clock::now();
+    work();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+// What else the machine does only ever adds.
+double FastestSeconds(int runs, const std::function<void()>& work) {
+    double fastest = std::numeric_limits<double>::infinity();
+    while (runs-- > 0) fastest = std::min(fastest, Seconds(work));
+    return fastest;
+}
+
+Scene SceneOf(double megapixels) {
+    const auto height = static_cast<std::uint32_t>(std::lround(std::sqrt(megapixels * 1e6 / 1.5)));
+    return MakeScene(height * 3 / 2, height);
+}
+
+void CompareWithBoost() {
+    std::printf("%10s %12s %12s %8s %6s %14s\n", "megapixels", "solver s", "Boost s", "ratio", "goal", "labels");
+    for (const auto& [megapixels, goal] : {std::pair{1.0, 4.0}, {4.0, 15.0}}) {
+        const Scene scene = SceneOf(megapixels);
+        const Capacities capacities = MakeCapacities(scene);
+        Labels ours;
+        std::optional<Test::BoostGridCut> theirs;
+        const double our = FastestSeconds(5, [&] { ours = SolveGrid(scene, capacities, kWorkers); });
+        const double peer = Seconds([&] { theirs.emplace(scene.width, scene.height, capacities); });
+        const Labels expected = theirs->FindBackground();
+        std::size_t different = 0;
+        for (std::size_t p = 0; p < ours.size(); ++p) different += ours[p] != expected[p];
+        std::printf("%10.2f %12.3f %12.3f %8.2f %6.1f %8zu differ\n", megapixels, our, peer, peer / our, goal, different);
+    }
+}
+
+void CompareWorkers() {
+    std::printf("%10s %12s %12s %8s %6s\n", "megapixels", "12 workers s", "1 worker s", "ratio", "goal");
+    for (const double megapixels : {1.0, 4.0}) {
+        const Scene scene = SceneOf(megapixels);
+        const Capacities capacities = MakeCapacities(scene);
+        const double many = FastestSeconds(5, [&] { SolveGrid(scene, capacities, kWorkers); });
+        const double one = FastestSeconds(5, [&] { SolveGrid(scene, capacities, 1); });
+        std::printf("%10.2f %12.3f %12.3f %8.2f %6.1f\n", megapixels, many, one, one / many, 1.5);
+    }
+}
+
+void MeasureGrowth() {
+    std::printf("%10s %12s %12s %12s %8s\n", "megapixels", "solver s", "ns / pixel", "to smallest", "goal");
+    double smallest = 0;
+    for (const double megapixels : {0.25, 1.0, 4.0, 16.0}) {
+        const Scene scene = SceneOf(megapixels);
+        const Capacities capacities = MakeCapacities(scene);
+        const double perPixel = FastestSeconds(3, [&] { SolveGrid(scene, capacities, kWorkers); }) / static_cast<double>(scene.grey.size());
+        if (smallest == 0) smallest = perPixel;
+        std::printf("%10.2f %12.3f %12.1f %12.2f %8s\n", megapixels, perPixel * static_cast<double>(scene.grey.size()), perPixel * 1e9,
+                    perPixel / smallest, "< 2");
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const auto isChosen = [&](const char* part) {
+        bool isNamed = argc == 1;
+        for (int i = 1; i < argc; ++i) isNamed |= std::strcmp(argv[i], part) == 0;
+        return isNamed;
+    };
+    if (isChosen("growth")) MeasureGrowth();
+    if (isChosen("workers")) CompareWorkers();
+    if (isChosen("boost")) CompareWithBoost();
+    return 0;
+}

@@ -1,0 +1,57 @@
+// Segmentation by a minimum cut: a picture and strokes in, a mask out.
+//
+// Neighbouring pixels are tied together the stronger the more alike they are, strokes are tied to the source or the sink; the cheapest cut
+// between the two runs along the picture's edges.
+#pragma once
+
+#include <mutex>
+#include <optional>
+
+#include "Host/Settings/Photo/SettingsEffectSegmentation.h"
+#include "Proc/Effects/EffectsPhoto/Detail/GridGraph.h"
+#include "Proc/Effects/EffectsPhoto/EffectBase.h"
+
+namespace Orvexa::Proc::GridGraph {
+
+/// One stage's share of a longer run. May be stepped from several threads.
+class ProgressController : public Core::IProgressController {
+public:
+    /// The stage makes up `weight` steps of `parent`, which may be empty.
+    ProgressController(Core::ProgressPtr parent, double weight) : parent_(std::move(parent)), weight_(weight) {}
+
+    void SetStage(std::string_view) override {}
+    void SetTotal(std::uint64_t steps) override;
+    void Finish() override {}
+    /// Passes whole steps on to the parent and keeps the fraction.
+    void Step(std::uint64_t steps) override;
+    bool IsCancelled() const override { return parent_ != nullptr && parent_->IsCancelled(); }
+
+private:
+    const Core::ProgressPtr parent_;
+    const double weight_;
+    std::mutex mutex_;
+    double fraction_ = 0.0;  // guarded by mutex_, as is factor_
+    double factor_ = 1.0;
+};
+
+/// Capacities from a picture in `Gray8` or a packed colour format and seeds of the same size, one byte a pixel; `foreground` goes
+/// before `background` where both are the same. `progress` counts the rows; nothing is returned when it reports cancellation.
+std::optional<Capacities> MakeCapacities(const IDataVideo& image, const ConstPlane& seeds, std::uint8_t foreground, std::uint8_t background,
+                                         Core::IProgressController& progress);
+
+/// The first input becomes a `Gray8` mask of the foreground and background values; on cancellation it stays as it was. Seeds that are
+/// missing or of another size than the picture throw `EffectException`.
+class GridGraphImpl : public EffectBaseTwoInput<SettingsEffectSegmentation> {
+public:
+    using EffectBaseTwoInput::EffectBaseTwoInput;
+
+protected:
+    void ProcessInternalImpl(FramePtr& frame, const ConstFramePtr& seeds) override;
+
+private:
+    ConstFramePtr Readable(const FramePtr& frame);
+
+    OneInputPtr greyConverter_;  // made when a picture first needs it
+};
+
+}  // namespace Orvexa::Proc::GridGraph
