@@ -32,6 +32,9 @@ struct PixFmtDescription {
 
     bool HasAlpha() const { return (flags & kFlagAlpha) != 0; }
     bool IsPlanar() const { return (flags & kFlagPlanar) != 0; }
+    /// Bytes of green and blue within a packed pixel. Green is always between red and blue.
+    int GetGreen() const { return alpha == 0 ? 2 : 1; }
+    int GetBlue() const { return 2 * GetGreen() - red; }
     /// True for planes 1 and 2 of the Y'CbCr formats, which may be subsampled.
     bool IsChroma(std::uint8_t plane) const { return (plane == 1 || plane == 2) && (kind == Kind::Planar || kind == Kind::SemiPlanar); }
     std::uint8_t GetShiftX(std::uint8_t plane) const { return IsChroma(plane) ? chromaShiftX : std::uint8_t{0}; }

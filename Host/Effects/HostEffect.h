@@ -7,56 +7,24 @@
 #include <string>
 
 #include "Host/Core/Exception.h"
-#include "Host/Proc/IEffectFactory.h"
+#include "Host/Proc/SettingsEffect.h"
 
 namespace Orvexa::Proc {
 
 /// Settings and statistics: what is the same for all sub-effects.
 template <class InterfaceT, class SettingsT>
-class HostEffect : public InterfaceT {
+class HostEffect : public SettingsEffect<InterfaceT, SettingsT> {
 public:
-    using Interface = InterfaceT;
+    using SettingsEffect<InterfaceT, SettingsT>::SettingsEffect;
 
-    HostEffect(const FactoryPtr& factory, const AllocatorPtr& allocator) : factory_(factory), allocator_(allocator) {}
-
-    Core::Property GetProperties() const override { return Core::Property(""); }
-    void SetSettings(const Settings& settings) override { settings_ = dynamic_cast<const SettingsT&>(settings); }
-    void Refresh() override {}
-    void ResetSettings() override { settings_ = SettingsT(); }
-    const Settings& GetSettingsBase() const override { return settings_; }
-    bool QueryCapability() const override { return false; }
+    void SetSettings(const Settings& settings) override { this->settings_ = dynamic_cast<const SettingsT&>(settings); }
 
     Core::Property GetStatistic() const override {
         const std::string name = SettingsT::CLASS_ID + "_" + ImplNames::HOST;
-        Core::Property statistics = Core::MakeStatistics(name, 0, processedCount_);
+        Core::Property statistics = Core::MakeStatistics(name, 0, this->processedCount_);
         statistics.SetChild(Core::PerformanceTimer::IMPL_NAME, name);
         return statistics;
     }
-
-protected:
-    /// Runs `process` on the frame that `data` holds and gives the frame that `data` holds afterwards the same timing.
-    template <class Process>
-    void RunOnFrame(DataPtr& data, Process&& process) {
-        const std::int64_t timestamp = data->GetTimestamp();
-        const std::int64_t duration = data->GetDuration();
-        LendAs<IDataVideo>(data, process);
-        ++processedCount_;
-        if (data == nullptr) return;
-        data->SetTimestamp(timestamp);
-        data->SetDuration(duration);
-    }
-
-    /// A sub-effect of this one, with the factory's default implementation.
-    OneInputPtr CreateOneInput(const std::string& classId) const {
-        OneInputPtr effect;
-        factory_->CreateOneInputEffect(effect, classId, ImplNames::DEFAULT, allocator_);
-        return effect;
-    }
-
-    FactoryPtr factory_;
-    AllocatorPtr allocator_;
-    SettingsT settings_;
-    std::uint64_t processedCount_ = 0;
 };
 
 /// A sub-effect on one frame.
@@ -68,7 +36,8 @@ public:
 
     void ProcessData(DataPtr& data) override {
         if (data == nullptr) Throw("There is no frame to process!");
-        this->RunOnFrame(data, [this](FramePtr& frame) { Process(frame); });
+        this->KeepTiming(data, [this](FramePtr& frame) { Process(frame); });
+        ++this->processedCount_;
     }
 
 protected:
@@ -109,7 +78,8 @@ public:
     void ProcessData(DataPtr& data, const ConstDataPtr& second) override {
         const ConstFramePtr secondFrame = boost::dynamic_pointer_cast<const IDataVideo>(second);
         if (data == nullptr || secondFrame == nullptr) Throw("There is no frame to process!");
-        this->RunOnFrame(data, [&](FramePtr& frame) { Process(frame, secondFrame); });
+        this->KeepTiming(data, [&](FramePtr& frame) { Process(frame, secondFrame); });
+        ++this->processedCount_;
     }
 
 protected:

@@ -216,8 +216,7 @@ HWY_EXPORT(YccToRgb);
 }  // namespace PixelRows
 
 PackedLayout GetPackedLayout(const PixFmtDescription& description) {
-    const int green = description.alpha == 0 ? 2 : 1;
-    return {description.bytesPerPixel, description.red, green, 2 * green - description.red, description.alpha};
+    return {description.bytesPerPixel, description.red, description.GetGreen(), description.GetBlue(), description.alpha};
 }
 
 ByteOrder MakeByteOrder(const PackedLayout& from, const PackedLayout& to) {

@@ -187,11 +187,10 @@ void IDataVideo::Fill(const Color& color) {
     switch (description.kind) {
         case Kind::Gray: FillBytes(GetPlane(0), color.y()); break;
         case Kind::Packed: {
-            const int green = description.alpha == 0 ? 2 : 1;  // between red and blue in every order
             std::uint8_t pixel[4] = {};
             pixel[description.red] = color.red();
-            pixel[green] = color.green();
-            pixel[2 * green - description.red] = color.blue();
+            pixel[description.GetGreen()] = color.green();
+            pixel[description.GetBlue()] = color.blue();
             if (description.alpha >= 0) pixel[description.alpha] = color.alpha();
             FillPixels(GetPlane(0), pixel, description.bytesPerPixel);
             break;

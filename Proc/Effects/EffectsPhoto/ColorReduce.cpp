@@ -26,8 +26,7 @@ struct Roles {
 
 Roles RolesOf(PixFmt pixFmt, int reduced) {
     const PixFmtDescription& description = PixFmtDescription::Get(pixFmt);
-    const int green = description.alpha == 0 ? 2 : 1;
-    const std::array<int, 3> bytes{description.red, green, 2 * green - description.red};
+    const std::array<int, 3> bytes{description.red, description.GetGreen(), description.GetBlue()};
     const int second = reduced == 0 ? 1 : 0;
     const int third = reduced == 2 ? 1 : 2;
     return {{bytes[reduced], bytes[second], bytes[third]}, {kLumaWeights[reduced], kLumaWeights[second], kLumaWeights[third]}};

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "Host/Proc/IEffectFactory.h"
+#include "Host/Proc/SettingsEffect.h"
 #include "Host/Settings/Common/SettingsColorspaceConverter.h"
 
 namespace Orvexa::Proc {
@@ -42,24 +42,17 @@ inline constexpr const char* kInterfaceName<IVarInputEffectVideo> = "IVarInputEf
 
 /// Settings, statistics and logging: what is the same for all effects.
 template <class InterfaceT, class SettingsT>
-class EffectBase : public InterfaceT {
+class EffectBase : public SettingsEffect<InterfaceT, SettingsT> {
 public:
-    using Interface = InterfaceT;
+    using SettingsEffect<InterfaceT, SettingsT>::SettingsEffect;
 
-    EffectBase(const FactoryPtr& factory, const AllocatorPtr& allocator) : factory_(factory), allocator_(allocator) {}
-
-    Core::Property GetProperties() const override { return Core::Property(""); }
     void SetSettings(const Settings& settings) override { SetSettings(dynamic_cast<const SettingsT&>(settings)); }
-    void Refresh() override {}
-    void ResetSettings() override { settings_ = SettingsT(); }
-    const Settings& GetSettingsBase() const override { return settings_; }
-    bool QueryCapability() const override { return false; }
 
     Core::Property GetStatistic() const override {
         std::string name = "Orvexa::Proc::EffectBase<class Orvexa::Proc::";
         name.append(Details::kInterfaceName<InterfaceT>).append(",class Orvexa::Proc::").append(SettingsT::kClassName);
         name += ">::GetStatistic";
-        Core::Property statistics = Core::MakeStatistics(name, statisticTotal_, processedCount_);
+        Core::Property statistics = Core::MakeStatistics(name, statisticTotal_, this->processedCount_);
         statistics.SetChild(Core::PerformanceTimer::IMPL_NAME, GetLogName());
         AddStatistics(statistics);
         return statistics;
@@ -68,7 +61,7 @@ public:
     /// Takes the settings if they differ from the present ones; a class without equality always differs.
     virtual void SetSettings(const SettingsT& settings) {
         if constexpr (std::equality_comparable<SettingsT>) {
-            if (settings_ == settings) return;
+            if (this->settings_ == settings) return;
         }
         ReplaceSettings(settings);
     }
@@ -80,36 +73,21 @@ protected:
     /// Lets the effect drop what depends on its settings, then takes the new ones.
     void ReplaceSettings(SettingsT settings) {
         this->ResetSettings();
-        settings_ = std::move(settings);
-    }
-
-    OneInputPtr CreateOneInput(const std::string& classId, const std::string& implName = ImplNames::DEFAULT) const {
-        OneInputPtr effect;
-        factory_->CreateOneInputEffect(effect, classId, implName, AllocatorPtr());
-        return effect;
-    }
-    TwoInputPtr CreateTwoInput(const std::string& classId, const std::string& implName = ImplNames::DEFAULT) const {
-        TwoInputPtr effect;
-        factory_->CreateTwoInputEffect(effect, classId, implName, AllocatorPtr());
-        return effect;
+        this->settings_ = std::move(settings);
     }
 
     /// Runs `process` between the log lines, or not at all when the settings ask for nothing, and counts the calls.
     template <class Process>
     void RunLogged(const Details::LogLines& lines, Process&& process) {
         Log(lines.starts, " starts");
-        if (static_cast<const Settings&>(settings_).IsEmpty()) {
+        if (static_cast<const Settings&>(this->settings_).IsEmpty()) {
             Log(lines.isEmpty, " is empty");
             return;
         }
         process();
-        ++processedCount_;
+        ++this->processedCount_;
         Log(lines.done, " done");
     }
-
-    FactoryPtr factory_;
-    AllocatorPtr allocator_;
-    SettingsT settings_;
 
 private:
     static std::string GetLogName() { return SettingsT::CLASS_ID + "_" + ImplNames::ORVEXA; }
@@ -118,7 +96,6 @@ private:
     }
 
     std::int64_t statisticTotal_ = 0;
-    std::uint64_t processedCount_ = 0;
 };
 
 /// One frame, processed in place or replaced. Its timing stays as it was.
@@ -129,14 +106,8 @@ public:
     using IOneInputEffectVideo::ProcessData;
 
     void ProcessData(DataPtr& data) override {
-        this->RunLogged(Details::kOneInputLines, [&] {
-            const std::int64_t timestamp = data->GetTimestamp();
-            const std::int64_t duration = data->GetDuration();
-            LendAs<IDataVideo>(data, [this](FramePtr& frame) { ProcessInternalImpl(frame); });
-            if (data == nullptr) return;
-            data->SetTimestamp(timestamp);
-            data->SetDuration(duration);
-        });
+        this->RunLogged(Details::kOneInputLines,
+                        [&] { this->KeepTiming(data, [this](FramePtr& frame) { ProcessInternalImpl(frame); }); });
     }
 
 protected:

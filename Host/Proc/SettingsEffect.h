@@ -1,0 +1,54 @@
+// What every effect of one settings class is made of, host's or module's.
+#pragma once
+
+#include <string>
+
+#include "Host/Proc/IEffectFactory.h"
+
+namespace Orvexa::Proc {
+
+/// Keeps the settings, the factory and the allocator of an effect, and counts its runs.
+template <class InterfaceT, class SettingsT>
+class SettingsEffect : public InterfaceT {
+public:
+    using Interface = InterfaceT;
+
+    SettingsEffect(const FactoryPtr& factory, const AllocatorPtr& allocator) : factory_(factory), allocator_(allocator) {}
+
+    Core::Property GetProperties() const override { return Core::Property(""); }
+    void Refresh() override {}
+    void ResetSettings() override { settings_ = SettingsT(); }
+    const Settings& GetSettingsBase() const override { return settings_; }
+    bool QueryCapability() const override { return false; }
+
+protected:
+    /// Runs `process` on the frame that `data` holds; the frame that it holds afterwards, if any, gets the same timing.
+    template <class Process>
+    static void KeepTiming(DataPtr& data, Process&& process) {
+        const std::int64_t timestamp = data->GetTimestamp();
+        const std::int64_t duration = data->GetDuration();
+        LendAs<IDataVideo>(data, process);
+        if (data == nullptr) return;
+        data->SetTimestamp(timestamp);
+        data->SetDuration(duration);
+    }
+
+    /// Sub-effects of this one. They take their frames from the factory's own allocator.
+    OneInputPtr CreateOneInput(const std::string& classId, const std::string& implName = ImplNames::DEFAULT) const {
+        OneInputPtr effect;
+        factory_->CreateOneInputEffect(effect, classId, implName, AllocatorPtr());
+        return effect;
+    }
+    TwoInputPtr CreateTwoInput(const std::string& classId, const std::string& implName = ImplNames::DEFAULT) const {
+        TwoInputPtr effect;
+        factory_->CreateTwoInputEffect(effect, classId, implName, AllocatorPtr());
+        return effect;
+    }
+
+    FactoryPtr factory_;
+    AllocatorPtr allocator_;
+    SettingsT settings_;
+    std::uint64_t processedCount_ = 0;
+};
+
+}  // namespace Orvexa::Proc
