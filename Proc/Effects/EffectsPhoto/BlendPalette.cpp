@@ -46,8 +46,9 @@ Placement Place(const FrameInfo& picture, const FrameInfo& image, std::int64_t x
 
 // Looks up `count` indices and writes the packed values `step` bytes apart, left to right: with three bytes a pixel each value's
 // last byte is overwritten by the next.
-void ExpandRow(const Table& table, const std::uint8_t* indices, std::size_t count, std::size_t step, std::uint8_t* row) {
-    for (std::size_t i = 0; i < count; ++i) std::memcpy(row + i * step, &table[indices[i]], kPackedBytes);
+template <std::size_t Step>
+void ExpandRow(const Table& table, const std::uint8_t* indices, std::size_t count, std::uint8_t* row) {
+    for (std::size_t i = 0; i < count; ++i) std::memcpy(row + i * Step, &table[indices[i]], kPackedBytes);
 }
 
 class BlendPalette : public EffectBaseTwoInput<SettingsEffectBlendPalette> {
@@ -70,9 +71,10 @@ private:
         opacityRow_.resize(std::max(opacityRow_.size(), spareWidth * kPackedBytes));
         const auto& [colors, opacities] = TablesFor(frame->GetPixFmt());
         const auto alpha = static_cast<std::uint8_t>(settings_.GetAlpha());
+        const auto expand = bytesPerPixel == kPackedBytes ? ExpandRow<kPackedBytes> : ExpandRow<kPackedBytes - 1>;
         for (std::uint64_t y = 0; y < target.GetHeight(); ++y) {
-            ExpandRow(colors, indices.GetRow(y), place.width, bytesPerPixel, colorRow_.data());
-            ExpandRow(opacities, indices.GetRow(y), place.width, bytesPerPixel, opacityRow_.data());
+            expand(colors, indices.GetRow(y), place.width, colorRow_.data());
+            expand(opacities, indices.GetRow(y), place.width, opacityRow_.data());
             Detail::BlendRow(target.GetRow(y), colorRow_.data(), opacityRow_.data(), alpha, std::size_t{place.width} * bytesPerPixel);
         }
     }

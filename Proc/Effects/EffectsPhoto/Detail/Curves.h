@@ -5,7 +5,6 @@
 #include <array>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 
 #include "Host/Proc/Plane.h"
 #include "Proc/Effects/EffectsPhoto/Detail/Arithmetic.h"
@@ -61,20 +60,6 @@ inline void ApplyCurves(const std::array<Curve, 3>& curves, const Plane& plane, 
 }
 
 /// Sends every byte of `source` through a curve into `destination`, a plane of the same size, which may be the same plane.
-inline void ApplyCurve(const Curve& curve, const ConstPlane& source, const Plane& destination) {
-    for (std::uint64_t y = 0; y < source.GetHeight(); ++y) {
-        const std::uint8_t* from = source.GetRow(y);
-        std::uint8_t* to = destination.GetRow(y);
-        std::uint64_t x = 0;
-        // Eight bytes are read and written at once: the look-ups alone keep the load units busy.
-        for (; x + 8 <= source.GetWidth(); x += 8) {
-            std::uint64_t in, out = 0;
-            std::memcpy(&in, from + x, sizeof in);
-            for (int shift = 0; shift < 64; shift += 8) out |= std::uint64_t{curve[in >> shift & 255]} << shift;
-            std::memcpy(to + x, &out, sizeof out);
-        }
-        for (; x < source.GetWidth(); ++x) to[x] = curve[from[x]];
-    }
-}
+void ApplyCurve(const Curve& curve, const ConstPlane& source, const Plane& destination);
 
 }  // namespace Orvexa::Proc::Detail
