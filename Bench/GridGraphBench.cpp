@@ -13,15 +13,16 @@
 #include <random>
 #include <vector>
 
+#include "Bench/Pictures.h"
 #include "Host/Core/RefCount.h"
-#include "Proc/Effects/EffectsPhoto/Detail/GridGraph.h"
+#include "Proc/Effects/EffectsPhoto/Detail/GridGraphImpl.h"
 #include "Tests/Support/BoostGridCut.h"
 
 namespace {
 
 using namespace Orvexa;
+using namespace Orvexa::Bench;
 using Proc::GridGraph::Capacities;
-using Proc::GridGraph::Capacity;
 
 constexpr std::uint32_t kBlockSize = 640;
 constexpr std::uint32_t kWorkers = 12;
@@ -35,10 +36,23 @@ public:
     bool IsCancelled() const override { return false; }
 };
 
+constexpr std::uint8_t kForeground = 255, kBackground = 128;
+
 struct Scene {
+    Scene(std::uint32_t sceneWidth, std::uint32_t sceneHeight)
+        : width(sceneWidth),
+          height(sceneHeight),
+          grey(NewFrame(BenchAllocator(), PixFmt::Gray8, FrameInfo(width, height))),
+          seeds(NewFrame(BenchAllocator(), PixFmt::Gray8, FrameInfo(width, height))) {}
+
+    std::size_t GetPixelCount() const { return std::size_t{width} * height; }
+    Capacities MakeCapacities() const {
+        const auto progress = Core::MakeRefCounted<NoProgress>();
+        return *Proc::GridGraph::MakeCapacities(*grey, std::as_const(*seeds).GetPlane(0), kForeground, kBackground, *progress);
+    }
+
     std::uint32_t width, height;
-    std::vector<std::uint8_t> grey;
-    std::vector<std::uint8_t> seeds;  // 255 foreground, 128 background
+    FramePtr grey, seeds;
 };
 
 // A scene photographed with more and more pixels: soft light on a textured background, an object with a wavy outline and texture of its
@@ -48,11 +62,11 @@ Scene MakeScene(std::uint32_t width, std::uint32_t height) {
     constexpr double kLensBlur = 1.0;  // pixels; the outline rises from 10 to 90 % within 4.4 of them
     constexpr double kNoise = 2.0;     // levels
     constexpr double kStroke = 0.006;  // of the height
-    Scene scene{width, height, {}, {}};
-    scene.grey.resize(std::size_t{width} * height);
-    scene.seeds.resize(scene.grey.size());
+    Scene scene(width, height);
     std::mt19937 random(7);
     for (std::uint32_t y = 0; y < height; ++y) {
+        std::uint8_t* const grey = scene.grey->GetPlane(0).GetRow(y);
+        std::uint8_t* const seeds = scene.seeds->GetPlane(0).GetRow(y);
         for (std::uint32_t x = 0; x < width; ++x) {
             const double u = (x + 0.5 - width / 2.0) / height, v = (y + 0.5) / height - 0.5;  // in shares of the height
             const double angle = std::atan2(v, u), radius = std::hypot(u, v);
@@ -61,44 +75,25 @@ Scene MakeScene(std::uint32_t width, std::uint32_t height) {
             const double background = 150 + 40 * v + 14 * std::sin(31 * u + 9 * v) * std::sin(23 * v - 5 * u);
             const double object = 80 + 30 * u + 22 * std::sin(19 * radius + 11 * u) + 9 * std::sin(61 * v);
             const double noise = kNoise * ((random() % 1000 + random() % 1000 + random() % 1000) / 500.0 - 3.0);
-            const std::size_t p = std::size_t{y} * width + x;
-            scene.grey[p] = static_cast<std::uint8_t>(std::min(255.0, std::max(0.0, inside * object + (1 - inside) * background + noise)));
+            grey[x] = static_cast<std::uint8_t>(std::min(255.0, std::max(0.0, inside * object + (1 - inside) * background + noise)));
             const double stroke = radius - 0.03 * std::sin(3 * angle);
             const bool isInner = std::abs(stroke - 0.17) < kStroke / 2 && std::sin(4 * angle) > -0.8;
             const bool isOuter = std::abs(stroke - 0.43) < kStroke / 2 && std::sin(7 * angle) > -0.8;
-            scene.seeds[p] = isInner ? 255 : isOuter ? 128 : 0;
+            seeds[x] = isInner ? kForeground : isOuter ? kBackground : 0;
         }
     }
     return scene;
-}
-
-Capacities MakeCapacities(const Scene& scene) {
-    Capacities capacities(scene.grey.size());
-    const auto weight = [&](std::size_t p, std::size_t q) {
-        const double difference = scene.grey[p] - scene.grey[q];
-        return static_cast<Capacity>(std::exp(-difference * difference * 0.0625) * 1024 + 1.0);
-    };
-    for (std::size_t y = 0, p = 0; y < scene.height; ++y) {
-        for (std::size_t x = 0; x < scene.width; ++x, ++p) {
-            if (scene.seeds[p] == 255) capacities.source[p] = 1024;
-            if (scene.seeds[p] == 128) capacities.sink[p] = 1024;
-            if (x + 1 < scene.width) capacities.right[p] = capacities.left[p + 1] = weight(p, p + 1);
-            if (y + 1 < scene.height) capacities.down[p] = capacities.up[p + scene.width] = weight(p, p + scene.width);
-        }
-    }
-    return capacities;
 }
 
 // One byte a pixel: whether it is background.
 using Labels = std::vector<std::uint8_t>;
 
 Labels SolveGrid(const Scene& scene, const Capacities& capacities, std::uint32_t workers) {
-    NoProgress* const progress = new Core::RefCounted<NoProgress>;
-    const Core::ProgressPtr owner(progress);
+    const auto progress = Core::MakeRefCounted<NoProgress>();
     Proc::GridGraph::Solver solver(scene.width, scene.height, workers, kBlockSize, *progress);
     solver.SetCapacities(capacities);
     solver.Compute();
-    Labels labels(scene.grey.size());
+    Labels labels(scene.GetPixelCount());
     for (std::uint32_t y = 0; y < scene.height; ++y) solver.ReadRow(y, 0, 1, labels.data() + std::size_t{y} * scene.width);
     return labels;
 }
@@ -125,7 +120,7 @@ void CompareWithBoost() {
     std::printf("%10s %12s %12s %8s %6s %14s\n", "megapixels", "solver s", "Boost s", "ratio", "goal", "labels");
     for (const auto& [megapixels, goal] : {std::pair{1.0, 4.0}, {4.0, 15.0}}) {
         const Scene scene = SceneOf(megapixels);
-        const Capacities capacities = MakeCapacities(scene);
+        const Capacities capacities = scene.MakeCapacities();
         Labels ours;
         std::optional<Test::BoostGridCut> theirs;
         const double our = FastestSeconds(5, [&] { ours = SolveGrid(scene, capacities, kWorkers); });
@@ -139,9 +134,9 @@ void CompareWithBoost() {
 
 void CompareWorkers() {
     std::printf("%10s %12s %12s %8s %6s\n", "megapixels", "12 workers s", "1 worker s", "ratio", "goal");
-    for (const double megapixels : {1.0, 4.0}) {
+    for (const double megapixels : {1.0, 4.0, 16.0}) {
         const Scene scene = SceneOf(megapixels);
-        const Capacities capacities = MakeCapacities(scene);
+        const Capacities capacities = scene.MakeCapacities();
         const double many = FastestSeconds(5, [&] { SolveGrid(scene, capacities, kWorkers); });
         const double one = FastestSeconds(5, [&] { SolveGrid(scene, capacities, 1); });
         std::printf("%10.2f %12.3f %12.3f %8.2f %6.1f\n", megapixels, many, one, one / many, 1.5);
@@ -153,10 +148,10 @@ void MeasureGrowth() {
     double smallest = 0;
     for (const double megapixels : {0.25, 1.0, 4.0, 16.0}) {
         const Scene scene = SceneOf(megapixels);
-        const Capacities capacities = MakeCapacities(scene);
-        const double perPixel = FastestSeconds(3, [&] { SolveGrid(scene, capacities, kWorkers); }) / static_cast<double>(scene.grey.size());
+        const Capacities capacities = scene.MakeCapacities();
+        const double perPixel = FastestSeconds(3, [&] { SolveGrid(scene, capacities, kWorkers); }) / static_cast<double>(scene.GetPixelCount());
         if (smallest == 0) smallest = perPixel;
-        std::printf("%10.2f %12.3f %12.1f %12.2f %8s\n", megapixels, perPixel * static_cast<double>(scene.grey.size()), perPixel * 1e9,
+        std::printf("%10.2f %12.3f %12.1f %12.2f %8s\n", megapixels, perPixel * static_cast<double>(scene.GetPixelCount()), perPixel * 1e9,
                     perPixel / smallest, "< 2");
     }
 }

@@ -1,6 +1,7 @@
 #include "Proc/Effects/EffectsPhoto/Detail/GridGraph.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <exception>
 #include <limits>
@@ -67,6 +68,33 @@ void CheckCapacities(const Capacities& capacities, std::uint32_t width, std::uin
     if (overflows) Throw("The capacities of two opposite edges must not add up to more than 65535");
 }
 
+// Runs `work(worker)` on a thread for each worker and waits for them all. Fewer threads than asked for take longer, that is all; the
+// first exception of a worker is thrown on.
+template <class Worker, class Work>
+void RunOnThreads(std::span<Worker> workers, Work&& work) {
+    std::exception_ptr failure;
+    std::once_flag hasFailed;
+    {
+        std::vector<std::jthread> threads;
+        threads.reserve(workers.size());
+        for (Worker& worker : workers) {
+            try {
+                threads.emplace_back([&] {
+                    try {
+                        work(worker);
+                    } catch (...) {
+                        std::call_once(hasFailed, [&] { failure = std::current_exception(); });
+                    }
+                });
+            } catch (const std::system_error&) {
+                if (threads.empty()) throw;
+                break;
+            }
+        }
+    }
+    if (failure != nullptr) std::rethrow_exception(failure);
+}
+
 template <class Visit>
 void ForEachEdge(const GridLayout& layout, const Boundary& boundary, Visit&& visit) {
     for (const NodeIndex a : boundary.nodes) {
@@ -106,27 +134,43 @@ void Solver::ForEachRun(std::uint32_t y, Visit&& visit) const {
     }
 }
 
+// The workers share the rows: most of the time goes into the first touch of the memory. Rows of one tile go to one worker.
 void Solver::SetCapacities(const Capacities& capacities) {
     CheckCapacities(capacities, width_, height_);
-    for (std::uint32_t y = 0; y < height_; ++y) {
-        ForEachRun(
-            y, [&](NodeIndex node, std::uint32_t x, std::uint32_t count) { SetRun(capacities, node, std::size_t{y} * width_ + x, count); });
-    }
+    std::atomic<std::uint32_t> nextTileRow{0};
+    std::atomic<std::uint16_t> flow{flow_};
+    RunOnThreads(workers_, [&](WorkerState&) {
+        constexpr std::uint32_t kSide = GridLayout::kTileSide;
+        for (std::uint32_t tileRow; (tileRow = nextTileRow.fetch_add(1, std::memory_order_relaxed)) <= height_ / kSide;) {
+            const std::uint32_t top = tileRow * kSide;  // of the padded grid, whose first row is above the picture
+            std::uint16_t rowFlow = 0;
+            for (std::uint32_t y = top == 0 ? 0 : top - 1; y < std::min(height_, top + kSide - 1); ++y) {
+                ForEachRun(y, [&](NodeIndex node, std::uint32_t x, std::uint32_t count) {
+                    rowFlow = static_cast<std::uint16_t>(rowFlow + SetRun(capacities, node, std::size_t{y} * width_ + x, count));
+                });
+            }
+            flow.fetch_add(rowFlow, std::memory_order_relaxed);
+        }
+    });
+    flow_ = flow;
     CloseOuterEdges();
 }
 
-void Solver::SetRun(const Capacities& capacities, NodeIndex node, std::size_t pixel, std::uint32_t count) {
+// Gives the flow that goes straight from the source to the sink, modulo 2^16.
+std::uint16_t Solver::SetRun(const Capacities& capacities, NodeIndex node, std::size_t pixel, std::uint32_t count) {
     const std::array arrays{capacities.right.data(), capacities.down.data(), capacities.up.data(), capacities.left.data()};
     for (std::size_t k = 0; k < kDirections; ++k) std::copy_n(arrays[k] + pixel, count, nodes_.residual[k] + node);
+    std::uint16_t flow = 0;
     for (std::uint32_t i = 0; i < count; ++i, ++node, ++pixel) {
         const Capacity source = capacities.source[pixel], sink = capacities.sink[pixel];
-        flow_ = static_cast<std::uint16_t>(flow_ + std::min(source, sink));
+        flow = static_cast<std::uint16_t>(flow + std::min(source, sink));
         nodes_.terminalResidual[node] = static_cast<Capacity>(std::max(source, sink) - std::min(source, sink));
         nodes_.parentDirection[node] = source == sink ? kNoParent : kTerminal;
         Flags flags = source == sink ? kFree : source > sink ? kSourceTree : kSinkTree;
         for (std::size_t k = 0; k < kDirections; ++k) flags |= arrays[k][pixel] != 0 ? EdgeBit(static_cast<Direction>(k)) : 0;
         nodes_.flags[node] = flags;
     }
+    return flow;
 }
 
 void Solver::CloseOuterEdges() {
@@ -150,28 +194,7 @@ void Solver::ReadRow(std::uint32_t y, std::uint8_t foreground, std::uint8_t back
 
 void Solver::Compute() {
     for (const Boundary& boundary : plan_.GetBoundaries()) CloseBoundary(boundary);
-
-    std::exception_ptr failure;
-    std::once_flag hasFailed;
-    {
-        std::vector<std::jthread> threads;
-        threads.reserve(workers_.size());
-        for (WorkerState& state : workers_) {
-            try {
-                threads.emplace_back([&] {
-                    try {
-                        Work(state);
-                    } catch (...) {
-                        std::call_once(hasFailed, [&] { failure = std::current_exception(); });
-                    }
-                });
-            } catch (const std::system_error&) {
-                if (threads.empty()) throw;
-                break;  // fewer workers take longer, that is all
-            }
-        }
-    }
-    if (failure != nullptr) std::rethrow_exception(failure);
+    RunOnThreads(workers_, [&](WorkerState& state) { Work(state); });
     for (const WorkerState& state : workers_) flow_ = static_cast<std::uint16_t>(flow_ + state.flow);
 }
 

@@ -52,7 +52,7 @@ public:
 private:
     template <class Visit>
     void ForEachRun(std::uint32_t y, Visit&& visit) const;
-    void SetRun(const Capacities& capacities, NodeIndex node, std::size_t pixel, std::uint32_t count);
+    std::uint16_t SetRun(const Capacities& capacities, NodeIndex node, std::size_t pixel, std::uint32_t count);
     void CloseOuterEdges();
 
     void Work(WorkerState& state);
