@@ -6,13 +6,14 @@
 #include "Host/Settings/Common/SettingsEffectImageBlender.h"
 #include "Host/Settings/Common/SettingsEffectPad.h"
 #include "Host/Settings/Common/SettingsEffectPosterize.h"
+#include "Host/Settings/Common/SettingsEffectSmartBlur.h"
 #include "Host/Settings/Common/SettingsEffectVideoGenerator.h"
 #include "Host/Settings/Common/SettingsResizer.h"
 
 namespace Orvexa::Proc {
 
 OneInputCreator CreateAlphaExtractor, CreateAperture, CreateColorspaceConverter, CreateExtraAlphaExtractor, CreatePad, CreatePosterize,
-    CreateResizer;
+    CreateResizer, CreateSmartBlur;
 TwoInputCreator CreateAlphaInserter, CreateImageBlender;
 
 namespace {
@@ -36,6 +37,7 @@ void RegisterHostEffects(IEffectFactory& factory) {
     Add<SettingsEffectImageBlender>(factory, CreateImageBlender);
     Add<SettingsEffectPad>(factory, CreatePad);
     Add<SettingsEffectPosterize>(factory, CreatePosterize);
+    Add<SettingsEffectSmartBlur>(factory, CreateSmartBlur);
     Add<SettingsEffectVideoGenerator>(factory, CreateAperture);
     Add<SettingsResizer>(factory, CreateResizer);
 }

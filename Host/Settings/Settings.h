@@ -11,7 +11,8 @@
 //         ORVEXA_GROUP(SettingsEffectShape, Shape)
 //     };
 //
-// A field's key is its name with a small first letter; a group's fields are keyed group.field. Ranges are checked where text enters, not by
+// A field's key is its name with a small first letter; a group's fields are keyed group.field. ORVEXA_GROUP_FROM gives a group defaults of
+// its own. Ranges are checked where text enters, not by
 // the setters. A class without equality leaves the ORVEXA_EQUALITY line out.
 #pragma once
 
@@ -261,8 +262,10 @@ public:                                                                         
     ORVEXA_FIELD_MEMBER(bool, Name, Initial, ::Orvexa::Proc::Any(), "", Summary, false)        \
     bool Is##Name() const { return value##Name##_; }
 
-#define ORVEXA_GROUP(Type, Name)                                                     \
-    ORVEXA_FIELD_MEMBER(Type, Name, Type(), ::Orvexa::Proc::Any(), "", "", true)     \
+#define ORVEXA_GROUP(Type, Name) ORVEXA_GROUP_FROM(Type, Name, Type())
+
+#define ORVEXA_GROUP_FROM(Type, Name, Initial)                                       \
+    ORVEXA_FIELD_MEMBER(Type, Name, Initial, ::Orvexa::Proc::Any(), "", "", true)    \
     const Type& Get##Name() const { return value##Name##_; }                         \
     Type& Get##Name() { return value##Name##_; }
 

@@ -14,14 +14,17 @@
 #include "Host/Settings/Photo/SettingsEffectGradientPosterize.h"
 #include "Host/Settings/Photo/SettingsEffectHistogram.h"
 #include "Host/Settings/Photo/SettingsEffectShapeMask.h"
+#include "Host/Settings/Photo/SettingsEffectTiltShift.h"
 #include "Host/Settings/Photo/SettingsEffectTintTemperature.h"
+#include "Host/Settings/Photo/SettingsEffectVignette.h"
 #include "Host/Settings/Photo/SettingsEffectWhiteBalance.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
 
 namespace Orvexa::Proc {
 
 OneInputCreator CreateBalanceLuma, CreateBlackWhite, CreateBlurBokeh, CreateColorBalanceAuto, CreateColoredGlass, CreateColorReduce, CreateCreateVideo,
-    CreateCustom, CreateEmptyEffect, CreateGradient, CreateGradientPosterize, CreateHistogram, CreateShapeMask, CreateTintTemperature, CreateWhiteBalance;
+    CreateCustom, CreateEmptyEffect, CreateGradient, CreateGradientPosterize, CreateHistogram, CreateShapeMask, CreateTiltShift, CreateTintTemperature,
+    CreateVignette, CreateWhiteBalance;
 TwoInputCreator CreateBlendPalette;
 
 namespace {
@@ -60,6 +63,8 @@ extern "C" [[gnu::visibility("default")]] bool Registrator(Orvexa::Proc::IEffect
     Add<SettingsEffectGradientPosterize>(*factory, CreateGradientPosterize);
     Add<SettingsEffectHistogram>(*factory, CreateHistogram);
     Add<SettingsEffectShapeMask>(*factory, CreateShapeMask);
+    Add<SettingsEffectTiltShift>(*factory, CreateTiltShift);
     Add<SettingsEffectTintTemperature>(*factory, CreateTintTemperature);
+    Add<SettingsEffectVignette>(*factory, CreateVignette);
     return Add<SettingsEffectWhiteBalance>(*factory, CreateWhiteBalance);
 }
