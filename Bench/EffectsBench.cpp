@@ -93,15 +93,16 @@ void AddConvolution() {
     std::vector<float> source(kStride * (kHeight + kSide));
     std::minstd_rand random(1);
     for (float& sample : source) sample = static_cast<float>(random() % 256) / 255.0f;
-    AddPair("BlurBokeh's convolution, 512 x 384, disc of 51 x 51", "plain triple loop", 4.0,
-            [taps, source, sums = std::vector<float>(kColumns * kHeight)]() mutable {
-                Detail::Convolve(taps, source.data(), kStride, sums.data(), kColumns, kHeight, kColumns);
-                benchmark::DoNotOptimize(sums.data());
-            },
-            [kernel, source, sums = std::vector<float>(kColumns * kHeight)]() mutable {
-                ConvolvePlainly(kernel, kSide, source.data(), kStride, sums.data(), kHeight, kColumns);
-                benchmark::DoNotOptimize(sums.data());
-            });
+    AddPair(
+        "BlurBokeh's convolution, 512 x 384, disc of 51 x 51", "plain triple loop", 4.0,
+        [taps, source, sums = std::vector<float>(kColumns * kHeight)]() mutable {
+            Detail::Convolve(taps, source.data(), kStride, sums.data(), kColumns, kHeight, kColumns);
+            benchmark::DoNotOptimize(sums.data());
+        },
+        [kernel, source, sums = std::vector<float>(kColumns * kHeight)]() mutable {
+            ConvolvePlainly(kernel, kSide, source.data(), kStride, sums.data(), kHeight, kColumns);
+            benchmark::DoNotOptimize(sums.data());
+        });
 }
 
 }  // namespace

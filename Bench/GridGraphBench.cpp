@@ -149,7 +149,8 @@ void MeasureGrowth() {
     for (const double megapixels : {0.25, 1.0, 4.0, 16.0}) {
         const Scene scene = SceneOf(megapixels);
         const Capacities capacities = scene.MakeCapacities();
-        const double perPixel = FastestSeconds(3, [&] { SolveGrid(scene, capacities, kWorkers); }) / static_cast<double>(scene.GetPixelCount());
+        const double perPixel =
+            FastestSeconds(3, [&] { SolveGrid(scene, capacities, kWorkers); }) / static_cast<double>(scene.GetPixelCount());
         if (smallest == 0) smallest = perPixel;
         std::printf("%10.2f %12.3f %12.1f %12.2f %8s\n", megapixels, perPixel * static_cast<double>(scene.GetPixelCount()), perPixel * 1e9,
                     perPixel / smallest, "< 2");

@@ -36,7 +36,8 @@ FramePtr Photograph(const AllocatorPtr& allocator, PixFmt pixFmt) {
 cv::Mat View(const FramePtr& frame, int type) {
     const Plane plane = frame->GetPlane(0);
     const FrameInfo& info = frame->GetFrameInfo();
-    return cv::Mat(static_cast<int>(info.height), static_cast<int>(info.width), type, plane.GetData(), static_cast<std::size_t>(plane.GetStride()));
+    return cv::Mat(static_cast<int>(info.height), static_cast<int>(info.width), type, plane.GetData(),
+                   static_cast<std::size_t>(plane.GetStride()));
 }
 
 }  // namespace Orvexa::Bench

@@ -42,9 +42,14 @@ private:
 };
 
 void Register(const std::string& name, std::function<void()> work) {
-    benchmark::RegisterBenchmark(name.c_str(), [work = std::move(work)](benchmark::State& state) {
-        for (auto _ : state) work();
-    })->Unit(benchmark::kMillisecond)->UseRealTime()->Repetitions(5)->MinTime(0.2);
+    benchmark::RegisterBenchmark(name.c_str(),
+                                 [work = std::move(work)](benchmark::State& state) {
+                                     for (auto _ : state) work();
+                                 })
+        ->Unit(benchmark::kMillisecond)
+        ->UseRealTime()
+        ->Repetitions(5)
+        ->MinTime(0.2);
 }
 
 }  // namespace

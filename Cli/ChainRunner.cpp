@@ -72,7 +72,8 @@ ChainRunner::ChainRunner(const Proc::FactoryPtr& factory, const Chain& chain, co
             }
             std::visit([&](const auto& effect) { effect->SetSettings(*step.settings); }, running.effect);
         });
-        for (const Core::ioPath& file : step.with) running.with.push_back(InFormat(factory, read(file), step.effect->settings->getSecondInput()));
+        for (const Core::ioPath& file : step.with)
+            running.with.push_back(InFormat(factory, read(file), step.effect->settings->getSecondInput()));
         steps_.push_back(std::move(running));
     }
 }

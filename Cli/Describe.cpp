@@ -67,15 +67,16 @@ std::string Cell(std::string text) {
 void PrintReference(const Catalogue& catalogue) {
     std::cout << "# Effects\n\nMade by `scripts/docs.sh` from what the effects say of themselves.\n";
     for (const EffectEntry& effect : catalogue.GetEntries()) {
-        std::cout << "\n## " << effect.GetName() << "\n\n" << effect.settings->summary << "\n\n"
+        std::cout << "\n## " << effect.GetName() << "\n\n"
+                  << effect.settings->summary << "\n\n"
                   << effect.settings->group << ", " << effect.GetKindName() << ", `" << effect.settings->classId << "`.\n";
         const auto defaults = effect.settings->create();
         if (defaults->GetFields().empty()) continue;
         std::cout << "\n| setting | default | values | meaning |\n|---|---|---|---|\n";
         for (const Field& field : defaults->GetFields()) {
             const std::string value = field.format(*defaults);
-            std::cout << "| `" << field.key << "` | " << (value.empty() ? "" : "`" + Cell(value) + "`") << " | " << Cell(ValuesText(field)) << " | "
-                      << Cell(std::string(field.summary)) << " |\n";
+            std::cout << "| `" << field.key << "` | " << (value.empty() ? "" : "`" + Cell(value) + "`") << " | " << Cell(ValuesText(field))
+                      << " | " << Cell(std::string(field.summary)) << " |\n";
         }
     }
 }

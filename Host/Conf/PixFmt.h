@@ -15,8 +15,8 @@ enum class PixFmt : std::int32_t {
     Yuv444p = 5,
     Yuv410p = 6,
     Yuv411p = 7,
-    Gray8 = 8,   ///< one plane: grey, luma or mask
-    Pal8 = 11,   ///< plane 0 indices, plane 1 a palette of 256 entries in `Color::rgba` form
+    Gray8 = 8,  ///< one plane: grey, luma or mask
+    Pal8 = 11,  ///< plane 0 indices, plane 1 a palette of 256 entries in `Color::rgba` form
     Yuvj420p = 12,
     Yuvj422p = 13,
     Yuvj444p = 14,

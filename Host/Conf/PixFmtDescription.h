@@ -16,8 +16,8 @@ struct PixFmtDescription {
     PixFmt pixFmt;
     const char* name;
     Kind kind;
-    std::uint8_t chromaShiftX;   ///< log2 of the horizontal chroma subsampling
-    std::uint8_t chromaShiftY;   ///< log2 of the vertical chroma subsampling
+    std::uint8_t chromaShiftX;  ///< log2 of the horizontal chroma subsampling
+    std::uint8_t chromaShiftY;  ///< log2 of the vertical chroma subsampling
     std::uint32_t flags;
     std::uint8_t planes;         ///< number of planes, alpha or palette included
     std::uint8_t bytesPerPixel;  ///< of plane 0

@@ -136,8 +136,6 @@ protected:
 
 }  // namespace
 
-OneInputPtr CreateAperture(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeEffect<Aperture>(factory, allocator);
-}
+OneInputPtr CreateAperture(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<Aperture>(factory, allocator); }
 
 }  // namespace Orvexa::Proc

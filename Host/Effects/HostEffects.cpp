@@ -3,9 +3,14 @@
 #include "Host/Proc/EffectFactory.h"
 #include "Host/Settings/Common/SettingsColorspaceConverter.h"
 #include "Host/Settings/Common/SettingsEffectAlpha.h"
+#include "Host/Settings/Common/SettingsEffectCharcoal.h"
+#include "Host/Settings/Common/SettingsEffectCompose.h"
 #include "Host/Settings/Common/SettingsEffectImageBlender.h"
+#include "Host/Settings/Common/SettingsEffectNoiseVideo.h"
+#include "Host/Settings/Common/SettingsEffectOilPaint.h"
 #include "Host/Settings/Common/SettingsEffectPad.h"
 #include "Host/Settings/Common/SettingsEffectPosterize.h"
+#include "Host/Settings/Common/SettingsEffectRemapping.h"
 #include "Host/Settings/Common/SettingsEffectSmartBlur.h"
 #include "Host/Settings/Common/SettingsEffectVideoGenerator.h"
 #include "Host/Settings/Common/SettingsResizer.h"
@@ -13,8 +18,8 @@
 namespace Orvexa::Proc {
 
 OneInputCreator CreateAlphaExtractor, CreateAperture, CreateColorspaceConverter, CreateExtraAlphaExtractor, CreatePad, CreatePosterize,
-    CreateResizer, CreateSmartBlur;
-TwoInputCreator CreateAlphaInserter, CreateImageBlender;
+    CreateRemapping, CreateResizer, CreateSmartBlur;
+TwoInputCreator CreateAlphaInserter, CreateCompose, CreateImageBlender;
 
 namespace {
 
@@ -27,19 +32,31 @@ void Add(IEffectFactory& factory, TwoInputCreator* creator) {
     factory.RegisterTwoInputEffect(SettingsT::CLASS_ID, ImplNames::HOST, creator, 0);
 }
 
+// Sub-effects that live in a library of their own.
+template <class SettingsT>
+void AddProvided(IEffectFactory& factory, const std::string& implName, const char* library) {
+    factory.RegisterProvider(EffectKind::OneInput, SettingsT::CLASS_ID, implName, library);
+}
+constexpr char kMagickLibrary[] = "libOrvexaMagick.so";
+
 }  // namespace
 
 void RegisterHostEffects(IEffectFactory& factory) {
     Add<SettingsColorspaceConverter>(factory, CreateColorspaceConverter);
     Add<SettingsEffectAlphaExtractor>(factory, CreateAlphaExtractor);
     Add<SettingsEffectAlphaInserter>(factory, CreateAlphaInserter);
+    Add<SettingsEffectCompose>(factory, CreateCompose);
     Add<SettingsEffectExtraAlphaExtractor>(factory, CreateExtraAlphaExtractor);
     Add<SettingsEffectImageBlender>(factory, CreateImageBlender);
     Add<SettingsEffectPad>(factory, CreatePad);
     Add<SettingsEffectPosterize>(factory, CreatePosterize);
+    Add<SettingsEffectRemapping>(factory, CreateRemapping);
     Add<SettingsEffectSmartBlur>(factory, CreateSmartBlur);
     Add<SettingsEffectVideoGenerator>(factory, CreateAperture);
     Add<SettingsResizer>(factory, CreateResizer);
+    AddProvided<SettingsEffectCharcoal>(factory, ImplPhotoNames::IMAGEMAGICK, kMagickLibrary);
+    AddProvided<SettingsEffectNoiseVideo>(factory, ImplPhotoNames::IMAGEMAGICK, kMagickLibrary);
+    AddProvided<SettingsEffectOilPaint>(factory, ImplPhotoNames::IMAGEMAGICK, kMagickLibrary);
 }
 
 }  // namespace Orvexa::Proc

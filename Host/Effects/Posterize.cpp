@@ -85,8 +85,6 @@ private:
 
 }  // namespace
 
-OneInputPtr CreatePosterize(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeEffect<Posterize>(factory, allocator);
-}
+OneInputPtr CreatePosterize(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<Posterize>(factory, allocator); }
 
 }  // namespace Orvexa::Proc

@@ -18,9 +18,9 @@ namespace Orvexa::Proc {
 namespace {
 
 constexpr double kPercent = 100.0;
-constexpr double kMaxRadius = 14.0;         // pixels
-constexpr double kToleranceAtHalf = 48.0;   // levels: the standard deviation of an edge of which half survives at 50 percent
-constexpr double kSharpenDeviation = 1.5;   // pixels
+constexpr double kMaxRadius = 14.0;        // pixels
+constexpr double kToleranceAtHalf = 48.0;  // levels: the standard deviation of an edge of which half survives at 50 percent
+constexpr double kSharpenDeviation = 1.5;  // pixels
 
 struct Strength {
     int radius, blur, sharpen;
@@ -98,8 +98,8 @@ private:
             for (int channel = 0; channel < static_cast<int>(channels.size()); ++channel) {
                 const bool isAlpha = i == 3 || (description.alpha == channel && description.kind == PixFmtDescription::Kind::Packed);
                 if (!isAlpha && !strength.IsNeutral()) {
-                    channels[static_cast<std::size_t>(channel)] =
-                        Smoothed(channels[static_cast<std::size_t>(channel)], strength, std::max(description.GetShiftX(i), description.GetShiftY(i)));
+                    channels[static_cast<std::size_t>(channel)] = Smoothed(channels[static_cast<std::size_t>(channel)], strength,
+                                                                           std::max(description.GetShiftX(i), description.GetShiftY(i)));
                 }
             }
             cv::merge(channels, target);

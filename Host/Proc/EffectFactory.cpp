@@ -34,13 +34,16 @@ bool EffectFactory::Register(EffectKind kind, const std::string& classId, const 
     return true;
 }
 
-bool EffectFactory::RegisterOneInputEffect(const std::string& classId, const std::string& implName, OneInputCreator* creator, std::uintptr_t) {
+bool EffectFactory::RegisterOneInputEffect(const std::string& classId, const std::string& implName, OneInputCreator* creator,
+                                           std::uintptr_t) {
     return Register(EffectKind::OneInput, classId, implName, reinterpret_cast<Erased>(creator), {});
 }
-bool EffectFactory::RegisterTwoInputEffect(const std::string& classId, const std::string& implName, TwoInputCreator* creator, std::uintptr_t) {
+bool EffectFactory::RegisterTwoInputEffect(const std::string& classId, const std::string& implName, TwoInputCreator* creator,
+                                           std::uintptr_t) {
     return Register(EffectKind::TwoInput, classId, implName, reinterpret_cast<Erased>(creator), {});
 }
-bool EffectFactory::RegisterVarInputEffect(const std::string& classId, const std::string& implName, VarInputCreator* creator, std::uintptr_t) {
+bool EffectFactory::RegisterVarInputEffect(const std::string& classId, const std::string& implName, VarInputCreator* creator,
+                                           std::uintptr_t) {
     return Register(EffectKind::VarInput, classId, implName, reinterpret_cast<Erased>(creator), {});
 }
 void EffectFactory::RegisterProvider(EffectKind kind, const std::string& classId, const std::string& implName, const std::string& library) {
@@ -75,7 +78,8 @@ Creator* EffectFactory::FindCreator(EffectKind kind, const std::string& classId,
         if (row->creator == nullptr) Throw("The library " + row->library + " does not provide " + classId + "!");
     }
     if (row == nullptr) {
-        Throw("There is no " + std::string(kKindNames[static_cast<int>(kind)]) + " effect " + classId + " of the implementation " + implName + "!");
+        Throw("There is no " + std::string(kKindNames[static_cast<int>(kind)]) + " effect " + classId + " of the implementation " +
+              implName + "!");
     }
     return reinterpret_cast<Creator*>(row->creator);
 }

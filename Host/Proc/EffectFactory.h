@@ -55,8 +55,8 @@ FactoryPtr MakeHostFactory(AllocatorPtr allocator = {});
 /// Registers the host's own sub-effects.
 void RegisterHostEffects(IEffectFactory& factory);
 
-/// Loads an effect module and lets it register its effects. The module stays loaded until the process ends. A file that is missing, not loadable or
-/// without the function `Registrator` throws `EffectException`.
+/// Loads an effect module and lets it register its effects. The module stays loaded until the process ends. A file that is missing, not
+/// loadable or without the function `Registrator` throws `EffectException`.
 void LoadModule(const Core::ioPath& file, IEffectFactory& factory);
 
 /// The address of `symbol` in the shared library `file`, which stays loaded; throws `EffectException`.

@@ -43,16 +43,16 @@ public:
     virtual void SetExtraAlpha(std::uint8_t index, const ConstPlane& plane) = 0;
     /// A new frame with this one's format, geometry and timing, without its extra alpha; `mode` is a `CloneMode`.
     virtual void Clone(boost::intrusive_ptr<IDataVideo>& out, int mode) const = 0;
-    /// Makes the frame that rectangle of itself, without touching the pixels. On subsampled planes the offset is rounded down and the size up.
-    /// A rectangle that is empty or not inside the frame throws `EffectException` "Crop rectangle is outside the frame!".
+    /// Makes the frame that rectangle of itself, without touching the pixels. On subsampled planes the offset is rounded down and the size
+    /// up. A rectangle that is empty or not inside the frame throws `EffectException` "Crop rectangle is outside the frame!".
     virtual void Crop(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height) = 0;
     /// The attached extra alpha plane, if there is one.
     virtual std::optional<ConstPlane> GetExtraAlpha(std::uint8_t index) const = 0;
     /// True while another frame views the same pixels.
     virtual bool SharesPixels() const = 0;
 
-    /// Sets every pixel to `color`, converted to the frame's format, alpha included when the format has alpha. An indexed frame gets index 0 everywhere and
-    /// `color` as palette entry 0.
+    /// Sets every pixel to `color`, converted to the frame's format, alpha included when the format has alpha. An indexed frame gets index
+    /// 0 everywhere and `color` as palette entry 0.
     void Fill(const Color& color);
 };
 

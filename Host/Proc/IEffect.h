@@ -43,7 +43,8 @@ private:
     TimeToProgress progress_;
 };
 
-/// Lends a frame reference to `use` as a reference of another pointer type, without a second holder, and takes back what it holds afterwards, also when `use` throws.
+/// Lends a frame reference to `use` as a reference of another pointer type, without a second holder, and takes back what it holds
+/// afterwards, also when `use` throws.
 template <class To, class From, class Use>
 void LendAs(boost::intrusive_ptr<From>& reference, Use&& use) {
     struct Lent {

@@ -34,8 +34,8 @@ struct Registration {
 
 class IEffectFactory : public virtual Core::IRefCountable {
 public:
-    /// Registers a creator under a class identifier and an implementation name; an earlier creator of the same name is replaced in its place.
-    /// `reserved` must be 0. Returns whether the name was new.
+    /// Registers a creator under a class identifier and an implementation name; an earlier creator of the same name is replaced in its
+    /// place. `reserved` must be 0. Returns whether the name was new.
     virtual bool RegisterOneInputEffect(const std::string& classId, const std::string& implName, OneInputCreator* creator,
                                         std::uintptr_t reserved) = 0;
     virtual bool RegisterTwoInputEffect(const std::string& classId, const std::string& implName, TwoInputCreator* creator,

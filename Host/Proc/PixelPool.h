@@ -22,7 +22,8 @@ public:
     PixelPool& operator=(const PixelPool&) = delete;
     ~PixelPool();
 
-    /// A block of at least `size` bytes, aligned to `kAlignment`, with undefined contents. It returns to the pool with the last pointer to it.
+    /// A block of at least `size` bytes, aligned to `kAlignment`, with undefined contents. It returns to the pool with the last pointer to
+    /// it.
     std::shared_ptr<std::uint8_t> Allocate(std::size_t size);
     /// Frees everything that waits for reuse.
     void Clear();

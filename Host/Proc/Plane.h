@@ -19,13 +19,11 @@ public:
     PlaneTemplate() = default;
     /// `ownsPadding` tells that the bytes between the end of a row and the start of the next belong to this plane alone, so
     /// that whole vectors may be written over the end of a row.
-    PlaneTemplate(Byte* data, std::int64_t stride, std::uint64_t width, std::uint64_t height, std::uint64_t bytesPerPixel,
-                  bool ownsPadding)
+    PlaneTemplate(Byte* data, std::int64_t stride, std::uint64_t width, std::uint64_t height, std::uint64_t bytesPerPixel, bool ownsPadding)
         : data_(data), stride_(stride), width_(width), height_(height), bytesPerPixel_(bytesPerPixel), ownsPadding_(ownsPadding) {}
     /// A mutable view is a read-only view, too.
     template <bool OtherConst>
-        requires(IsConst && !OtherConst)
-    PlaneTemplate(const PlaneTemplate<OtherConst>& other)
+    requires(IsConst && !OtherConst) PlaneTemplate(const PlaneTemplate<OtherConst>& other)
         : PlaneTemplate(other.GetData(), other.GetStride(), other.GetWidth(), other.GetHeight(), other.GetBytesPerPixel(),
                         other.OwnsPadding()) {}
 
@@ -42,11 +40,15 @@ public:
 
     /// The part of this plane under a rectangle given in luma pixels. For a plane subsampled by 2^shiftX, 2^shiftY the offset is
     /// rounded down and the size up. The rectangle must lie inside the plane.
-    PlaneTemplate MakeSubplane(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height,
-                               std::uint8_t bytesPerPixel, std::uint8_t shiftX, std::uint8_t shiftY) const {
+    PlaneTemplate MakeSubplane(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height, std::uint8_t bytesPerPixel,
+                               std::uint8_t shiftX, std::uint8_t shiftY) const {
         const auto ceilShift = [](std::uint64_t size, std::uint8_t shift) { return (size + (1u << shift) - 1) >> shift; };
-        return {GetRow(y >> shiftY) + static_cast<std::uint64_t>(x >> shiftX) * bytesPerPixel, stride_,
-                ceilShift(width, shiftX) * bytesPerPixel, ceilShift(height, shiftY), bytesPerPixel, false};
+        return {GetRow(y >> shiftY) + static_cast<std::uint64_t>(x >> shiftX) * bytesPerPixel,
+                stride_,
+                ceilShift(width, shiftX) * bytesPerPixel,
+                ceilShift(height, shiftY),
+                bytesPerPixel,
+                false};
     }
 
 private:

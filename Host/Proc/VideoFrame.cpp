@@ -135,10 +135,13 @@ void CopyDataVideo(const ConstFramePtr& source, const FramePtr& destination, int
             continue;
         }
         // `>>` of a negative offset floors, as rounding down asks for.
-        const std::int64_t left = static_cast<std::int64_t>(x >> description.GetShiftX(i)) * static_cast<std::int64_t>(from.GetBytesPerPixel());
+        const std::int64_t left =
+            static_cast<std::int64_t>(x >> description.GetShiftX(i)) * static_cast<std::int64_t>(from.GetBytesPerPixel());
         const std::int64_t top = y >> description.GetShiftY(i);
-        const std::int64_t right = std::min<std::int64_t>(left + static_cast<std::int64_t>(from.GetWidth()), static_cast<std::int64_t>(to.GetWidth()));
-        const std::int64_t bottom = std::min<std::int64_t>(top + static_cast<std::int64_t>(from.GetHeight()), static_cast<std::int64_t>(to.GetHeight()));
+        const std::int64_t right =
+            std::min<std::int64_t>(left + static_cast<std::int64_t>(from.GetWidth()), static_cast<std::int64_t>(to.GetWidth()));
+        const std::int64_t bottom =
+            std::min<std::int64_t>(top + static_cast<std::int64_t>(from.GetHeight()), static_cast<std::int64_t>(to.GetHeight()));
         const std::int64_t firstX = std::max<std::int64_t>(left, 0);
         if (firstX >= right) continue;
         for (std::int64_t row = std::max<std::int64_t>(top, 0); row < bottom; ++row) {

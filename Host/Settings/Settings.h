@@ -80,7 +80,8 @@ protected:
     Settings& operator=(const Settings&) = default;
 };
 
-/// Sets one field from text. An unknown key, malformed text or a value out of range throws `SettingsException` with a text that says what would be right.
+/// Sets one field from text. An unknown key, malformed text or a value out of range throws `SettingsException` with a text that says what
+/// would be right.
 void SetField(Settings& settings, std::string_view key, std::string_view text);
 /// The field called `key`; throws like `SetField`.
 const Field& FindField(const Settings& settings, std::string_view key);
@@ -157,7 +158,9 @@ FieldList MakeFieldList() {
             for (Field inner : T::Fields()) {
                 inner.key = KeyOf(declaration.name) + "." + inner.key;
                 inner.format = [member, format = inner.format](const Settings& s) { return format(static_cast<const S&>(s).*member); };
-                inner.parse = [member, parse = inner.parse](Settings& s, std::string_view text) { parse(static_cast<S&>(s).*member, text); };
+                inner.parse = [member, parse = inner.parse](Settings& s, std::string_view text) {
+                    parse(static_cast<S&>(s).*member, text);
+                };
                 inner.isEqual = [member, isEqual = inner.isEqual](const Settings& a, const Settings& b) {
                     return isEqual(static_cast<const S&>(a).*member, static_cast<const S&>(b).*member);
                 };
@@ -215,58 +218,56 @@ using Accessed = std::conditional_t<std::is_arithmetic_v<T> || std::is_enum_v<T>
 
 }  // namespace Details
 
-#define ORVEXA_SETTINGS(Class, EffectName, Group, Summary)                                                                    \
-public:                                                                                                                       \
-    static inline const std::string CLASS_ID = #Class;                                                                        \
-    static constexpr std::string_view kClassName = #Class;                                                                    \
-    const std::string& GetClassId() const override { return CLASS_ID; }                                                       \
-    const ::Orvexa::Proc::FieldList& GetFields() const override { return Fields(); }                                          \
-    std::unique_ptr<::Orvexa::Proc::Settings> Copy() const override { return std::make_unique<Class>(*this); }                \
-    static const ::Orvexa::Proc::FieldList& Fields() {                                                                        \
-        static const ::Orvexa::Proc::FieldList fields = ::Orvexa::Proc::Details::MakeFieldList<Class>();                      \
-        return fields;                                                                                                        \
-    }                                                                                                                         \
-                                                                                                                              \
-private:                                                                                                                      \
-    using SelfT = Class;                                                                                                      \
-    static constexpr int kFirstLine = __LINE__;                                                                               \
-    static inline const bool kIsCatalogued = ::Orvexa::Proc::SettingsCatalogue::Add(                                          \
-        {#Class, EffectName, Group, Summary, [] { return ::Orvexa::Proc::Details::CreateSettings<Class>(); },                 \
-         [] { return ::Orvexa::Proc::Details::GetSecondInput<Class>(); }});                                                   \
-                                                                                                                              \
+#define ORVEXA_SETTINGS(Class, EffectName, Group, Summary)                                                     \
+public:                                                                                                        \
+    static inline const std::string CLASS_ID = #Class;                                                         \
+    static constexpr std::string_view kClassName = #Class;                                                     \
+    const std::string& GetClassId() const override { return CLASS_ID; }                                        \
+    const ::Orvexa::Proc::FieldList& GetFields() const override { return Fields(); }                           \
+    std::unique_ptr<::Orvexa::Proc::Settings> Copy() const override { return std::make_unique<Class>(*this); } \
+    static const ::Orvexa::Proc::FieldList& Fields() {                                                         \
+        static const ::Orvexa::Proc::FieldList fields = ::Orvexa::Proc::Details::MakeFieldList<Class>();       \
+        return fields;                                                                                         \
+    }                                                                                                          \
+                                                                                                               \
+private:                                                                                                       \
+    using SelfT = Class;                                                                                       \
+    static constexpr int kFirstLine = __LINE__;                                                                \
+    static inline const bool kIsCatalogued = ::Orvexa::Proc::SettingsCatalogue::Add(                           \
+        {#Class, EffectName, Group, Summary, [] { return ::Orvexa::Proc::Details::CreateSettings<Class>(); },  \
+         [] { return ::Orvexa::Proc::Details::GetSecondInput<Class>(); }});                                    \
+                                                                                                               \
 public:
 
 #define ORVEXA_EQUALITY(Class) \
     friend bool operator==(const Class& a, const Class& b) { return ::Orvexa::Proc::Details::FieldsEqual(a, b); }
 
-#define ORVEXA_FIELD_MEMBER(Type, Name, Initial, LimitsValue, Unit, Summary, IsGroup)                                         \
-private:                                                                                                                      \
-    Type value##Name##_ = Initial;                                                                                            \
-                                                                                                                              \
-public:                                                                                                                       \
-    static constexpr auto FieldOnLine(::Orvexa::Proc::Details::LineTag<__LINE__ - kFirstLine>) {                              \
-        return ::Orvexa::Proc::Details::FieldDeclaration<SelfT, Type>{                                                        \
-            &SelfT::value##Name##_, #Name, +[]() -> ::Orvexa::Proc::Limits { return LimitsValue; }, Unit, Summary, IsGroup};  \
-    }                                                                                                                         \
-    void Set##Name(Type value) { value##Name##_ = std::move(value); }                                                         \
-    bool Is##Name##Default() const { return Is##Name##Equal(SelfT()); }                                                       \
-    bool Is##Name##Equal(const SelfT& other) const {                                       \
-        return ::Orvexa::Proc::Details::ValuesEqual(value##Name##_, other.value##Name##_);                                    \
-    }
+#define ORVEXA_FIELD_MEMBER(Type, Name, Initial, LimitsValue, Unit, Summary, IsGroup)                    \
+private:                                                                                                 \
+    Type value##Name##_ = Initial;                                                                       \
+                                                                                                         \
+public:                                                                                                  \
+    static constexpr auto FieldOnLine(::Orvexa::Proc::Details::LineTag<__LINE__ - kFirstLine>) {         \
+        return ::Orvexa::Proc::Details::FieldDeclaration<SelfT, Type>{                                   \
+            &SelfT::value##Name##_, #Name, +[]() -> ::Orvexa::Proc::Limits { return LimitsValue; }, Unit, Summary, IsGroup}; \
+    }                                                                                                    \
+    void Set##Name(Type value) { value##Name##_ = std::move(value); }                                    \
+    bool Is##Name##Default() const { return Is##Name##Equal(SelfT()); }                                  \
+    bool Is##Name##Equal(const SelfT& other) const { return ::Orvexa::Proc::Details::ValuesEqual(value##Name##_, other.value##Name##_); }
 
-#define ORVEXA_FIELD(Type, Name, Initial, LimitsValue, Unit, Summary)                       \
-    ORVEXA_FIELD_MEMBER(Type, Name, Initial, LimitsValue, Unit, Summary, false)             \
+#define ORVEXA_FIELD(Type, Name, Initial, LimitsValue, Unit, Summary)           \
+    ORVEXA_FIELD_MEMBER(Type, Name, Initial, LimitsValue, Unit, Summary, false) \
     ::Orvexa::Proc::Details::Accessed<Type> Get##Name() const { return value##Name##_; }
 
-#define ORVEXA_FLAG(Name, Initial, Summary)                                                    \
-    ORVEXA_FIELD_MEMBER(bool, Name, Initial, ::Orvexa::Proc::Any(), "", Summary, false)        \
+#define ORVEXA_FLAG(Name, Initial, Summary)                                             \
+    ORVEXA_FIELD_MEMBER(bool, Name, Initial, ::Orvexa::Proc::Any(), "", Summary, false) \
     bool Is##Name() const { return value##Name##_; }
 
 #define ORVEXA_GROUP(Type, Name) ORVEXA_GROUP_FROM(Type, Name, Type())
 
-#define ORVEXA_GROUP_FROM(Type, Name, Initial)                                       \
-    ORVEXA_FIELD_MEMBER(Type, Name, Initial, ::Orvexa::Proc::Any(), "", "", true)    \
-    const Type& Get##Name() const { return value##Name##_; }                         \
+#define ORVEXA_GROUP_FROM(Type, Name, Initial)                                    \
+    ORVEXA_FIELD_MEMBER(Type, Name, Initial, ::Orvexa::Proc::Any(), "", "", true) \
+    const Type& Get##Name() const { return value##Name##_; }                      \
     Type& Get##Name() { return value##Name##_; }
 
 }  // namespace Orvexa::Proc

@@ -57,7 +57,7 @@ struct TextCodec<T> {
 
 /// Enumerations by number; their names, where they have some, are handled by the field.
 template <class T>
-    requires std::is_enum_v<T>
+requires std::is_enum_v<T>
 struct TextCodec<T> {
     using Number = std::underlying_type_t<T>;
     static std::string_view TypeName() { return "enum"; }

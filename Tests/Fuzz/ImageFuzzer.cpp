@@ -15,9 +15,11 @@ constexpr std::uint64_t kMaxPixels = 1u << 20;
 
 void Read(std::span<const std::uint8_t> bytes, bool allowTruncated) {
     try {
-        const Io::LoadedImage image = Io::ReadImage(bytes, Test::TestAllocator(), {.maxPixels = kMaxPixels, .allowTruncated = allowTruncated});
+        const Io::LoadedImage image =
+            Io::ReadImage(bytes, Test::TestAllocator(), {.maxPixels = kMaxPixels, .allowTruncated = allowTruncated});
         const FrameInfo& info = image.frame->GetFrameInfo();
-        Fuzz::Require(info.width > 0 && info.height > 0 && std::uint64_t{info.width} * info.height <= kMaxPixels, "the size is within the limit");
+        Fuzz::Require(info.width > 0 && info.height > 0 && std::uint64_t{info.width} * info.height <= kMaxPixels,
+                      "the size is within the limit");
         Fuzz::Require(Io::IsWritable(image.frame->GetPixFmt()), "what was read can be written");
     } catch (const EffectException& exception) {
         Fuzz::Require(Describe(exception).find('\n') == std::string::npos, "an error is one line");

@@ -28,16 +28,26 @@ TEST(PixFmtDescriptions, KnowEveryFormatAndItsPlanes) {
         std::vector<std::pair<int, int>> planes;
     };
     const Case cases[] = {
-        {0, false, true, {{7, 5}, {4, 3}, {4, 3}}},     {2, false, false, {{21, 5}}},
-        {3, false, false, {{21, 5}}},                   {4, false, true, {{7, 5}, {4, 5}, {4, 5}}},
-        {5, false, true, {{7, 5}, {7, 5}, {7, 5}}},     {6, false, true, {{7, 5}, {2, 2}, {2, 2}}},
-        {7, false, true, {{7, 5}, {2, 5}, {2, 5}}},     {8, false, false, {{7, 5}}},
-        {11, true, false, {{7, 5}, {1024, 1}}},         {23, false, true, {{7, 5}, {8, 3}}},
-        {24, false, true, {{7, 5}, {8, 3}}},            {25, true, false, {{28, 5}}},
-        {28, true, false, {{28, 5}}},                   {31, false, true, {{7, 5}, {7, 3}, {7, 3}}},
-        {32, false, true, {{7, 5}, {7, 3}, {7, 3}}},    {33, true, true, {{7, 5}, {4, 3}, {4, 3}, {7, 5}}},
-        {80, true, true, {{7, 5}, {4, 5}, {4, 5}, {7, 5}}}, {81, true, true, {{7, 5}, {7, 5}, {7, 5}, {7, 5}}},
-        {123, true, false, {{28, 5}}},                  {140, false, true, {{7, 5}, {2, 5}, {2, 5}}},
+        {0, false, true, {{7, 5}, {4, 3}, {4, 3}}},
+        {2, false, false, {{21, 5}}},
+        {3, false, false, {{21, 5}}},
+        {4, false, true, {{7, 5}, {4, 5}, {4, 5}}},
+        {5, false, true, {{7, 5}, {7, 5}, {7, 5}}},
+        {6, false, true, {{7, 5}, {2, 2}, {2, 2}}},
+        {7, false, true, {{7, 5}, {2, 5}, {2, 5}}},
+        {8, false, false, {{7, 5}}},
+        {11, true, false, {{7, 5}, {1024, 1}}},
+        {23, false, true, {{7, 5}, {8, 3}}},
+        {24, false, true, {{7, 5}, {8, 3}}},
+        {25, true, false, {{28, 5}}},
+        {28, true, false, {{28, 5}}},
+        {31, false, true, {{7, 5}, {7, 3}, {7, 3}}},
+        {32, false, true, {{7, 5}, {7, 3}, {7, 3}}},
+        {33, true, true, {{7, 5}, {4, 3}, {4, 3}, {7, 5}}},
+        {80, true, true, {{7, 5}, {4, 5}, {4, 5}, {7, 5}}},
+        {81, true, true, {{7, 5}, {7, 5}, {7, 5}, {7, 5}}},
+        {123, true, false, {{28, 5}}},
+        {140, false, true, {{7, 5}, {2, 5}, {2, 5}}},
     };
     for (const Case& c : cases) {
         const PixFmtDescription* description = PixFmtDescription::Find(static_cast<PixFmt>(c.pixFmt));
@@ -109,16 +119,21 @@ TEST_P(EveryFormat, FillSetsEveryPixelAndNothingElse) {
         switch (static_cast<int>(GetParam())) {
             case 2: expected = {200, 100, 50}; break;
             case 3: expected = {50, 100, 200}; break;
-            case 25: case 120: expected = {70, 200, 100, 50}; break;
-            case 26: case 121: expected = {200, 100, 50, 70}; break;
-            case 27: case 122: expected = {70, 50, 100, 200}; break;
-            case 28: case 123: expected = {50, 100, 200, 70}; break;
+            case 25:
+            case 120: expected = {70, 200, 100, 50}; break;
+            case 26:
+            case 121: expected = {200, 100, 50, 70}; break;
+            case 27:
+            case 122: expected = {70, 50, 100, 200}; break;
+            case 28:
+            case 123: expected = {50, 100, 200, 70}; break;
             case 11: expected = {0}; break;
             default: expected = {color.y()}; break;
         }
         const ConstPlane plane = std::as_const(*frame).GetPlane(0);
         for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) {
-            for (std::uint64_t b = 0; b < plane.GetWidth(); ++b) ASSERT_EQ(plane.GetRow(y)[b], expected[b % expected.size()]) << b << ' ' << y;
+            for (std::uint64_t b = 0; b < plane.GetWidth(); ++b)
+                ASSERT_EQ(plane.GetRow(y)[b], expected[b % expected.size()]) << b << ' ' << y;
         }
         const auto lastOf = [&](std::uint8_t index, int back) {
             const ConstPlane p = std::as_const(*frame).GetPlane(index);
@@ -220,9 +235,16 @@ INSTANTIATE_TEST_SUITE_P(Frames, EveryFormat, testing::ValuesIn(AllFormats()), [
 TEST(Frames, RefuseCropsOutsideThemselves) {
     const FramePtr frame = MakeFrame(PixFmt::Rgb24, 10, 8);
     const std::uint32_t wrapped = static_cast<std::uint32_t>(-1);
-    for (const auto& [x, y, w, h] : {std::array{0u, 0u, 0u, 8u}, {0u, 0u, 10u, 0u}, {1u, 0u, 10u, 8u}, {0u, 1u, 10u, 8u},
-                                     {10u, 0u, 1u, 1u}, {wrapped, 0u, 2u, 1u}, {0u, 0u, wrapped, 1u}, {2u, 2u, wrapped, wrapped}}) {
-        EXPECT_EQ(ThrownBy([&] { frame->Crop(x, y, w, h); }), "Crop rectangle is outside the frame!") << x << ' ' << y << ' ' << w << ' ' << h;
+    for (const auto& [x, y, w, h] : {std::array{0u, 0u, 0u, 8u},
+                                     {0u, 0u, 10u, 0u},
+                                     {1u, 0u, 10u, 8u},
+                                     {0u, 1u, 10u, 8u},
+                                     {10u, 0u, 1u, 1u},
+                                     {wrapped, 0u, 2u, 1u},
+                                     {0u, 0u, wrapped, 1u},
+                                     {2u, 2u, wrapped, wrapped}}) {
+        EXPECT_EQ(ThrownBy([&] { frame->Crop(x, y, w, h); }), "Crop rectangle is outside the frame!")
+            << x << ' ' << y << ' ' << w << ' ' << h;
         EXPECT_EQ(frame->GetFrameInfo(), FrameInfo(10, 8));
     }
 }
@@ -232,7 +254,8 @@ TEST(Frames, RefuseSizesThatAreZeroOrAbsurdAndFormatsThatAreUnknown) {
     for (const auto& [w, h] : {std::pair{0u, 5u}, {5u, 0u}, {131073u, 1u}, {1u, 131073u}, {131072u, 131072u}}) {
         EXPECT_EQ(ThrownBy([&] { TestAllocator()->AllocateFrame(frame, PixFmt::Gray8, FrameInfo(w, h)); }), "Frame size is not supported!");
     }
-    EXPECT_EQ(ThrownBy([&] { TestAllocator()->AllocateFrame(frame, static_cast<PixFmt>(9), FrameInfo(1, 1)); }), "Pixel format is not supported!");
+    EXPECT_EQ(ThrownBy([&] { TestAllocator()->AllocateFrame(frame, static_cast<PixFmt>(9), FrameInfo(1, 1)); }),
+              "Pixel format is not supported!");
     EXPECT_NO_THROW(TestAllocator()->AllocateFrame(frame, PixFmt::Gray8, FrameInfo(131072, 1)));
 }
 

@@ -33,10 +33,10 @@ TEST(BalanceLuma, MatchesResultsWorkedOutByHand) {
     const struct {
         int shadows, highlights, exposure, level, expected;
     } cases[] = {
-        {100, 0, 0, 0, 41},    {100, 0, 0, 128, 149},  // 100 * 10 / 7 * 0.29 = 41.43 at black, half of it in the middle
+        {100, 0, 0, 0, 41},    {100, 0, 0, 128, 149},                   // 100 * 10 / 7 * 0.29 = 41.43 at black, half of it in the middle
         {0, 1, 0, 100, 99},    {0, 1, 0, 255, 254},   {0, 1, 0, 0, 0},  // the rounding half lowers every level
-        {0, 100, 0, 128, 148}, {0, 100, 0, 255, 255}, {0, 0, 25, 128, 255}, {0, 0, 25, 100, 200},
-        {0, 0, -25, 101, 51},  {0, 0, -25, 255, 128},
+        {0, 100, 0, 128, 148}, {0, 100, 0, 255, 255}, {0, 0, 25, 128, 255},
+        {0, 0, 25, 100, 200},  {0, 0, -25, 101, 51},  {0, 0, -25, 255, 128},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(CurveOf(Tone(c.shadows, c.highlights, c.exposure))[static_cast<std::size_t>(c.level)], c.expected)

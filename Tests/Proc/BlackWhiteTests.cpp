@@ -37,7 +37,8 @@ TEST(BlackWhite, SplitsAtTheRoundedThresholdOfLuma) {
 TEST(BlackWhite, RefusesThresholdsOutsideOfTheRangeAndKeepsItsSettings) {
     const OneInputPtr effect = CreateModuleEffect(SettingsEffectBlackWhite::CLASS_ID);
     effect->SetSettings(Threshold(0.25));
-    for (const double wrong : {-0.01, 1.01, std::numeric_limits<double>::quiet_NaN()}) EXPECT_THROW(effect->SetSettings(Threshold(wrong)), EffectException);
+    for (const double wrong : {-0.01, 1.01, std::numeric_limits<double>::quiet_NaN()})
+        EXPECT_THROW(effect->SetSettings(Threshold(wrong)), EffectException);
     EXPECT_EQ(dynamic_cast<const SettingsEffectBlackWhite&>(effect->GetSettingsBase()).GetThreshold(), 0.25);
 }
 

@@ -16,7 +16,8 @@ SettingsEffectBlendPalette Palette(int alpha, int x, int y) {
     SettingsEffectBlendPalette::PaletteMap palette;
     for (int index = 0; index < 256; index += 3) {
         const auto i = static_cast<std::uint8_t>(index);
-        palette[i] = Color(i, static_cast<std::uint8_t>(255 - i), static_cast<std::uint8_t>(i * 7), static_cast<std::uint8_t>(index % 2 == 0 ? 255 : i));
+        palette[i] = Color(i, static_cast<std::uint8_t>(255 - i), static_cast<std::uint8_t>(i * 7),
+                           static_cast<std::uint8_t>(index % 2 == 0 ? 255 : i));
     }
     settings.SetPalette(palette);
     return settings;
@@ -33,7 +34,8 @@ FramePtr Blend(const SettingsEffectBlendPalette& settings, const FramePtr& pictu
 
 TEST(BlendPalette, EqualsTheDefinitionAtEveryPlacementFormatAndOpacity) {
     for (const PixFmt pixFmt : {PixFmt::Rgb24, PixFmt::Bgr24, PixFmt::Rgba, PixFmt::Rgba2, PixFmt::Bgra, PixFmt::Bgra2}) {
-        for (const auto& [x, y] : {std::pair{0, 0}, {13, 7}, {-9, -4}, {80, 50}, {-60, 3}, {97, 0}, {0, -31}, {-2147483647 - 1, 2147483647}}) {
+        for (const auto& [x, y] :
+             {std::pair{0, 0}, {13, 7}, {-9, -4}, {80, 50}, {-60, 3}, {97, 0}, {0, -31}, {-2147483647 - 1, 2147483647}}) {
             for (const int alpha : {0, 1, 128, 255}) {
                 const SettingsEffectBlendPalette settings = Palette(alpha, x, y);
                 const FramePtr indices = MakeFrame(PixFmt::Gray8, 40, 31);
@@ -52,10 +54,12 @@ TEST(BlendPalette, EqualsTheDefinitionAtEveryPlacementFormatAndOpacity) {
                         const int bytes[4] = {isBlueFirst ? c.blue() : c.red(), c.green(), isBlueFirst ? c.red() : c.blue(), c.alpha()};
                         const int opacity = c.alpha() * alpha / 255;
                         std::uint8_t* p = plane.GetOffsetPtr(static_cast<std::uint64_t>(px), static_cast<std::uint64_t>(py));
-                        for (std::uint64_t k = 0; k < plane.GetBytesPerPixel(); ++k) p[k] = static_cast<std::uint8_t>(((255 - opacity) * p[k] + opacity * bytes[k]) / 255);
+                        for (std::uint64_t k = 0; k < plane.GetBytesPerPixel(); ++k)
+                            p[k] = static_cast<std::uint8_t>(((255 - opacity) * p[k] + opacity * bytes[k]) / 255);
                     }
                 }
-                EXPECT_TRUE(SameFrames(Blend(settings, guarded.GetFrame(), indices), expected)) << Name(pixFmt) << ' ' << x << ' ' << y << ' ' << alpha;
+                EXPECT_TRUE(SameFrames(Blend(settings, guarded.GetFrame(), indices), expected))
+                    << Name(pixFmt) << ' ' << x << ' ' << y << ' ' << alpha;
                 EXPECT_TRUE(guarded.IsGuardIntact());
             }
         }

@@ -21,8 +21,13 @@ using testing::ElementsAre;
 class DirectPadding {
 public:
     DirectPadding(const IDataVideo& small, int kernelWidth, int kernelHeight, float threshold, float gain)
-        : plane_(small.GetPlane(0)), w_(static_cast<int>(small.GetFrameInfo().width)), h_(static_cast<int>(small.GetFrameInfo().height)),
-          kw_(kernelWidth), kh_(kernelHeight), threshold_(threshold), gain_(gain) {}
+        : plane_(small.GetPlane(0)),
+          w_(static_cast<int>(small.GetFrameInfo().width)),
+          h_(static_cast<int>(small.GetFrameInfo().height)),
+          kw_(kernelWidth),
+          kh_(kernelHeight),
+          threshold_(threshold),
+          gain_(gain) {}
 
     float operator()(int row, int column) const {
         const int half = kh_ / 2, stride = 3 * (w_ + kw_), rows = h_ + kh_;
@@ -95,7 +100,10 @@ FramePtr Direct(const SettingsEffectBlurBokeh& s, const FramePtr& input) {
             }
             const float q = (sum * 255) / kernelSum;
             const double rounded = static_cast<double>(q) + 0.5;
-            blurred->GetPlane(0).GetRow(static_cast<std::uint64_t>(y))[i] = static_cast<std::uint8_t>(!(rounded >= 0) || std::isinf(q) ? 0 : rounded > 255 ? 255 : static_cast<int>(rounded));
+            blurred->GetPlane(0).GetRow(static_cast<std::uint64_t>(y))[i] =
+                static_cast<std::uint8_t>(!(rounded >= 0) || std::isinf(q) ? 0
+                                          : rounded > 255                  ? 255
+                                                                           : static_cast<int>(rounded));
         }
     }
     SettingsResizer enlargement(SettingsResizer::ResizeMethods::BicubicLuma);
@@ -114,7 +122,8 @@ FramePtr Direct(const SettingsEffectBlurBokeh& s, const FramePtr& input) {
     for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) {
         for (std::uint64_t x = 0; x < plane.GetWidth(); ++x) {
             std::uint8_t& value = plane.GetRow(y)[x];
-            value = static_cast<std::uint8_t>(knee >= hi || value < knee ? 255 : std::clamp(255 + (value - knee) * (m - 255) / (hi - knee), 0, 255));
+            value = static_cast<std::uint8_t>(
+                knee >= hi || value < knee ? 255 : std::clamp(255 + (value - knee) * (m - 255) / (hi - knee), 0, 255));
         }
     }
     const FramePtr sharp = CloneFrame(*input, kCloneIndependent);
@@ -154,10 +163,12 @@ TEST(BlurBokeh, EqualsTheDirectFormulationByteForByte) {
 TEST(BlurBokeh, ConfiguresItsSubEffectsOnceAndWhenNeeded) {
     SpiedEffect spied = CreateSpiedEffect(SettingsEffectBlurBokeh::CLASS_ID);
     std::vector<std::string> created = spied.factory->TakeTranscript();
-    EXPECT_THAT(created, ElementsAre("create SettingsColorspaceConverter#1", "create SettingsEffectVideoGenerator#1", "create SettingsColorspaceConverter#2",
-                                     "create SettingsResizer#1", "create SettingsResizer#2", "create SettingsResizer#3",
-                                     "create SettingsEffectImageBlender#1", "create SettingsEffectExtraAlphaExtractor#1",
-                                     "set SettingsColorspaceConverter#2 pixFmts=8 accurate=true", "set SettingsEffectExtraAlphaExtractor#1 pixelFormat=2"));
+    EXPECT_THAT(
+        created,
+        ElementsAre("create SettingsColorspaceConverter#1", "create SettingsEffectVideoGenerator#1", "create SettingsColorspaceConverter#2",
+                    "create SettingsResizer#1", "create SettingsResizer#2", "create SettingsResizer#3",
+                    "create SettingsEffectImageBlender#1", "create SettingsEffectExtraAlphaExtractor#1",
+                    "set SettingsColorspaceConverter#2 pixFmts=8 accurate=true", "set SettingsEffectExtraAlphaExtractor#1 pixelFormat=2"));
     const SettingsEffectBlurBokeh settings = Settings_({{"size", "0.15"}, {"strength", "0.25"}, {"aperture.shape", "star"}});
     const std::string generator = "set SettingsEffectVideoGenerator#1 shape=star blades=6 rotation=0 size=101";
     const std::string blender = "set SettingsEffectImageBlender#1 positionX=0 positionY=0 strength=191 alphaMode=use";
@@ -167,8 +178,8 @@ TEST(BlurBokeh, ConfiguresItsSubEffectsOnceAndWhenNeeded) {
     EXPECT_THAT(spied.factory->TakeTranscript(), ElementsAre(generator, blender)) << "sent again even with equal settings";
 
     const auto resized = [](int number, int width, int height, const char* method, const char* mode) {
-        return "set SettingsResizer#" + std::to_string(number) + " resizeMethod=" + method + " customMode=" + mode + " customInfo=" + std::to_string(width) + "," +
-               std::to_string(height) + ",1,1 customScale=1 accurate=false fullChroma=false";
+        return "set SettingsResizer#" + std::to_string(number) + " resizeMethod=" + method + " customMode=" + mode +
+               " customInfo=" + std::to_string(width) + "," + std::to_string(height) + ",1,1 customScale=1 accurate=false fullChroma=false";
     };
     const auto sets = [&] {
         std::vector<std::string> lines = spied.factory->TakeTranscript();
@@ -181,13 +192,16 @@ TEST(BlurBokeh, ConfiguresItsSubEffectsOnceAndWhenNeeded) {
     ASSERT_EQ(first.size(), 3u);
     EXPECT_EQ(first[0], resized(2, 512, 512, "fastBilinear", "fit"));
     EXPECT_EQ(first[1], resized(1, 98, 62, "bicubicLuma", "exactToo"));
-    EXPECT_NE(first[2].find("SettingsResizer#3 resizeMethod=bicubicLuma customMode=exact customInfo=0,0,1,1 customScale=0.0905940594"), std::string::npos) << first[2];
+    EXPECT_NE(first[2].find("SettingsResizer#3 resizeMethod=bicubicLuma customMode=exact customInfo=0,0,1,1 customScale=0.0905940594"),
+              std::string::npos)
+        << first[2];
     frame = MakeFrame(PixFmt::Rgb24, 97, 61);
     spied.effect->ProcessData(frame);
     EXPECT_THAT(sets(), ElementsAre());
     frame = MakeFrame(PixFmt::Rgb24, 64, 48);
     spied.effect->ProcessData(frame);
-    EXPECT_THAT(sets(), ElementsAre(resized(2, 512, 512, "fastBilinear", "fit"), resized(1, 64, 48, "bicubicLuma", "exactToo"))) << "the kernel is kept";
+    EXPECT_THAT(sets(), ElementsAre(resized(2, 512, 512, "fastBilinear", "fit"), resized(1, 64, 48, "bicubicLuma", "exactToo")))
+        << "the kernel is kept";
     spied.effect->SetSettings(Settings_({{"size", "0.2"}}));
     spied.factory->TakeTranscript();
     frame = MakeFrame(PixFmt::Rgb24, 64, 48);
@@ -239,7 +253,8 @@ TEST(Convolution, KeepsTheOrderOfTheSumsAtEveryWidth) {
         for (std::size_t i = 0; i < sums.size(); ++i) sums[i] = static_cast<float>(i % 97) * 0.1f;
         expected = sums;
         std::vector<Detail::ConvolutionTap> taps;
-        for (std::size_t k = 0; k < 60; ++k) taps.push_back({(k / 10) * kStride + (k % 10) * 3, static_cast<float>(k % 13) * 0.037f - 0.2f});
+        for (std::size_t k = 0; k < 60; ++k)
+            taps.push_back({(k / 10) * kStride + (k % 10) * 3, static_cast<float>(k % 13) * 0.037f - 0.2f});
         Detail::Convolve(taps, source.data(), kStride, sums.data(), kStride, kRows, columns);
         for (const auto& tap : taps) {
             for (std::size_t y = 0; y < kRows; ++y) {

@@ -47,7 +47,9 @@ FramePtr Direct(const SettingsEffectColorBalanceAuto& s, const FramePtr& input, 
         }
     }
     const auto stretch = [&](int k, int v) {
-        return limits[k][0] == limits[k][1] ? v : static_cast<int>(std::floor(std::clamp((v - limits[k][0]) * 255.0 / (limits[k][1] - limits[k][0]), 0.0, 255.0) + 0.5));
+        return limits[k][0] == limits[k][1]
+                   ? v
+                   : static_cast<int>(std::floor(std::clamp((v - limits[k][0]) * 255.0 / (limits[k][1] - limits[k][0]), 0.0, 255.0) + 0.5));
     };
     const auto gamma = [](int v) { return static_cast<int>(std::floor(std::pow(v / 255.0, 1.0402365) * 255.0 + 0.5)); };
     const FramePtr output = CloneFrame(*input, kCloneIndependent);
@@ -82,7 +84,8 @@ TEST(ColorBalanceAuto, EqualsADirectFormulationWithAllSwitchesInEveryFormat) {
             for (const int exposure : {0, 10, -20}) {
                 const auto settings = Auto((switches & 1) != 0, (switches & 2) != 0, exposure);
                 const bool isBlueFirst = pixFmt == PixFmt::Bgr24 || pixFmt == PixFmt::Bgra || pixFmt == PixFmt::Bgra2;
-                EXPECT_TRUE(SameFrames(Apply(settings, input), Direct(settings, input, isBlueFirst))) << Name(pixFmt) << ' ' << FormatSettings(settings);
+                EXPECT_TRUE(SameFrames(Apply(settings, input), Direct(settings, input, isBlueFirst)))
+                    << Name(pixFmt) << ' ' << FormatSettings(settings);
             }
         }
     }
@@ -109,7 +112,8 @@ TEST(ColorBalanceAuto, LeavesOnlyTheDoubledGammaOnAFullRangePicture) {
     FramePtr input = MakeFrame(PixFmt::Rgb24, 260, 40);
     for (std::uint64_t y = 0; y < 40; ++y) {
         for (int x = 0; x < 260; ++x) {
-            std::fill_n(input->GetPlane(0).GetOffsetPtr(static_cast<std::uint64_t>(x), y), 3, static_cast<std::uint8_t>(std::clamp(x - 2, 0, 255)));
+            std::fill_n(input->GetPlane(0).GetOffsetPtr(static_cast<std::uint64_t>(x), y), 3,
+                        static_cast<std::uint8_t>(std::clamp(x - 2, 0, 255)));
         }
     }
     const std::vector<std::uint8_t> result = Bytes(*Apply(Auto(false, true), input));

@@ -23,7 +23,8 @@ std::vector<int> ReducedPixels(int color, double threshold, const std::vector<in
 }
 
 TEST(ColorReduce, MatchesResultsWorkedOutByHand) {
-    EXPECT_EQ(ReducedPixels(0, 1.0, {255, 0, 0, 0, 0, 0}), (std::vector<int>{0, 0, 0, 0, 0, 0})) << "pure red over no others; black divides 0 by 0";
+    EXPECT_EQ(ReducedPixels(0, 1.0, {255, 0, 0, 0, 0, 0}), (std::vector<int>{0, 0, 0, 0, 0, 0}))
+        << "pure red over no others; black divides 0 by 0";
     EXPECT_EQ(ReducedPixels(0, 0.8, {100, 100, 100}), (std::vector<int>{117, 117, 117})) << "100 * 0.701 / 2 / 0.299 = 117.2";
     EXPECT_EQ(ReducedPixels(0, 0.9, {100, 100, 100}), (std::vector<int>{100, 100, 100})) << "0.4265 is not above 0.45";
     // The darkest pixel (20, 10, 10) gives red an offset of 10; the second becomes 0.5 * (0.587 + 0.114) * 100 / 0.299 = 117 and red 127.
@@ -37,8 +38,9 @@ TEST(ColorReduce, TreatsEveryFormatAlikeAndLeavesAlphaAlone) {
     const struct {
         PixFmt pixFmt;
         int positions[3];
-    } formats[] = {{PixFmt::Rgb24, {0, 1, 2}}, {PixFmt::Bgr24, {2, 1, 0}}, {PixFmt::Rgba, {0, 1, 2}},  {PixFmt::Rgba2, {0, 1, 2}}, {PixFmt::Bgra, {2, 1, 0}},
-                   {PixFmt::Bgra2, {2, 1, 0}}, {PixFmt::Argb, {1, 2, 3}},  {PixFmt::Argb2, {1, 2, 3}}, {PixFmt::Abgr, {3, 2, 1}},  {PixFmt::Abgr2, {3, 2, 1}}};
+    } formats[] = {{PixFmt::Rgb24, {0, 1, 2}}, {PixFmt::Bgr24, {2, 1, 0}}, {PixFmt::Rgba, {0, 1, 2}}, {PixFmt::Rgba2, {0, 1, 2}},
+                   {PixFmt::Bgra, {2, 1, 0}},  {PixFmt::Bgra2, {2, 1, 0}}, {PixFmt::Argb, {1, 2, 3}}, {PixFmt::Argb2, {1, 2, 3}},
+                   {PixFmt::Abgr, {3, 2, 1}},  {PixFmt::Abgr2, {3, 2, 1}}};
     const double weights[3] = {0.299, 0.587, 0.114};
     for (const auto& format : formats) {
         for (int reduced = 0; reduced < 3; ++reduced) {
@@ -70,9 +72,7 @@ TEST(ColorReduce, TreatsEveryFormatAlikeAndLeavesAlphaAlone) {
     }
 }
 
-TEST(ColorReduce, RefusesAColourThatIsNone) {
-    EXPECT_THROW(Apply(Reduce(3, 1.0), MakeFrame(PixFmt::Rgb24, 2, 2)), std::runtime_error);
-}
+TEST(ColorReduce, RefusesAColourThatIsNone) { EXPECT_THROW(Apply(Reduce(3, 1.0), MakeFrame(PixFmt::Rgb24, 2, 2)), std::runtime_error); }
 
 }  // namespace
 }  // namespace Orvexa::Test

@@ -19,7 +19,7 @@ TEST(ColoredGlass, BlendsEveryByteTowardTheColourInTheFormatsOwnOrder) {
     const struct {
         PixFmt pixFmt;
         std::vector<int> pixel;
-    } formats[] = {{PixFmt::Rgb24, {200, 20, 90}},     {PixFmt::Bgr24, {90, 20, 200}},    {PixFmt::Rgba, {200, 20, 90, 60}},
+    } formats[] = {{PixFmt::Rgb24, {200, 20, 90}},    {PixFmt::Bgr24, {90, 20, 200}},    {PixFmt::Rgba, {200, 20, 90, 60}},
                    {PixFmt::Bgra, {90, 20, 200, 60}}, {PixFmt::Argb, {60, 200, 20, 90}}, {PixFmt::Abgr, {60, 90, 20, 200}}};
     for (const auto& format : formats) {
         for (const auto& [width, height] : kSizes) {

@@ -157,7 +157,8 @@ std::vector<Registration> ModuleRegistrations() {
     std::erase_if(registrations, [](const Registration& r) { return r.implName != ImplNames::ORVEXA; });
     return registrations;
 }
-INSTANTIATE_TEST_SUITE_P(Module, EveryEffect, testing::ValuesIn(ModuleRegistrations()), [](const auto& test) { return test.param.classId; });
+INSTANTIATE_TEST_SUITE_P(Module, EveryEffect, testing::ValuesIn(ModuleRegistrations()),
+                         [](const auto& test) { return test.param.classId; });
 
 }  // namespace
 }  // namespace Orvexa::Test

@@ -24,7 +24,8 @@ TEST(Curves, EveryByteGoesThroughTheTableAndNothingElseIsTouched) {
             std::vector<std::uint8_t> result = isInPlace ? source : std::vector<std::uint8_t>(source.size(), 77);
             const std::vector<std::uint8_t> before = result;
             const Plane destination(result.data(), kStride, width, kHeight, 1, false);
-            ApplyCurve(curve, isInPlace ? ConstPlane(destination) : ConstPlane(source.data(), kStride, width, kHeight, 1, false), destination);
+            ApplyCurve(curve, isInPlace ? ConstPlane(destination) : ConstPlane(source.data(), kStride, width, kHeight, 1, false),
+                       destination);
             for (std::size_t i = 0; i < result.size(); ++i) {
                 const auto expected = i % kStride < width ? curve[source[i]] : before[i];
                 ASSERT_EQ(result[i], expected) << "width " << width << ", byte " << i;

@@ -130,8 +130,9 @@ TEST(EffectBase, LogsEveryFormAtItsOwnLines) {
     };
     EXPECT_THAT(runAll(30, 1), ElementsAre(file + "111" + name + " starts", file + "125" + name + " done", file + "143" + name + " starts",
                                            file + "153" + name + " done", file + "171" + name + " starts", file + "181" + name + " done"));
-    EXPECT_THAT(runAll(31, 0), ElementsAre(file + "111" + name + " starts", file + "114" + name + " is empty", file + "143" + name + " starts",
-                                           file + "146" + name + " is empty", file + "171" + name + " starts", file + "174" + name + " is empty"));
+    EXPECT_THAT(runAll(31, 0),
+                ElementsAre(file + "111" + name + " starts", file + "114" + name + " is empty", file + "143" + name + " starts",
+                            file + "146" + name + " is empty", file + "171" + name + " starts", file + "174" + name + " is empty"));
     EXPECT_THAT(runAll(29, 1), ElementsAre());
     EXPECT_EQ(Count(*one), "2") << "calls with empty settings do not count";
 }
@@ -237,9 +238,9 @@ TEST(ColourSpaceLayer, SendsSettingsOnlyWhenTheFormatChanges) {
     FramePtr frame = MakeFrame(PixFmt::Rgba, 4, 4);
     effect->ProcessData(frame);
     EXPECT_EQ(frame->GetPixFmt(), PixFmt::Rgba);
-    EXPECT_THAT(spy->TakeTranscript(),
-                ElementsAre("create " + forward, "set " + forward + " pixFmts=2,5 accurate=true", "run " + forward + " rgba 4x4 -> rgb24 4x4",
-                            "set " + back + " pixFmts=26 accurate=true", "run " + back + " rgb24 4x4 -> rgba 4x4"));
+    EXPECT_THAT(spy->TakeTranscript(), ElementsAre("create " + forward, "set " + forward + " pixFmts=2,5 accurate=true",
+                                                   "run " + forward + " rgba 4x4 -> rgb24 4x4", "set " + back + " pixFmts=26 accurate=true",
+                                                   "run " + back + " rgb24 4x4 -> rgba 4x4"));
     effect->ProcessData(frame);
     EXPECT_THAT(Without(spy->TakeTranscript(), "run"), ElementsAre()) << "the same format again";
     effect->Notify(2);
@@ -248,7 +249,8 @@ TEST(ColourSpaceLayer, SendsSettingsOnlyWhenTheFormatChanges) {
     FramePtr listed = MakeFrame(PixFmt::Yuv444p, 4, 4);
     effect->algorithm = [&](FramePtr& f, const ConstFramePtr& input) { EXPECT_EQ(f, input) << "a frame in a working format is passed on"; };
     effect->ProcessData(listed);
-    EXPECT_THAT(spy->TakeTranscript(), ElementsAre("set " + forward + " pixFmts=2,5 accurate=true", "run " + forward + " yuv444p 4x4 -> yuv444p 4x4"));
+    EXPECT_THAT(spy->TakeTranscript(),
+                ElementsAre("set " + forward + " pixFmts=2,5 accurate=true", "run " + forward + " yuv444p 4x4 -> yuv444p 4x4"));
 
     effect->algorithm = [](FramePtr& f, const ConstFramePtr&) { f = MakeFrame(PixFmt::Gray8, 4, 4); };
     effect->ProcessData(listed);
@@ -324,7 +326,8 @@ TEST(LumaLayer, GivesThePictureItsLumaBackInEveryFormat) {
         for (std::uint8_t i = 0; i < GetPlanesCount(*input); ++i) {
             const Plane plane = input->GetPlane(i);
             for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) {
-                for (std::uint64_t b = 0; b < plane.GetWidth(); ++b) plane.GetRow(y)[b] = static_cast<std::uint8_t>(110 + plane.GetRow(y)[b] % 36);
+                for (std::uint64_t b = 0; b < plane.GetWidth(); ++b)
+                    plane.GetRow(y)[b] = static_cast<std::uint8_t>(110 + plane.GetRow(y)[b] % 36);
             }
         }
         FramePtr output = input;

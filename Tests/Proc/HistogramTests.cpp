@@ -38,14 +38,16 @@ TEST(Histogram, DrawsOneLightGreyBarForAUniformGrey) {
     ASSERT_EQ(picture->GetFrameInfo(), FrameInfo(256, 53));
     for (std::uint64_t x = 0; x < 256; ++x) {
         EXPECT_EQ(At(picture, x, 0), Color(0, 0, 0)) << "a bin exactly at the height leaves the top row black";
-        for (std::uint64_t y = 1; y < 50; ++y) ASSERT_EQ(At(picture, x, y), x == 90 ? Color(239, 239, 239) : Color(0, 0, 0)) << x << ' ' << y;
+        for (std::uint64_t y = 1; y < 50; ++y)
+            ASSERT_EQ(At(picture, x, y), x == 90 ? Color(239, 239, 239) : Color(0, 0, 0)) << x << ' ' << y;
         const auto level = static_cast<std::uint8_t>(x);
         for (std::uint64_t y = 50; y < 53; ++y) ASSERT_EQ(At(picture, x, y), Color(level, level, level)) << "the ramp";
     }
 }
 
 TEST(Histogram, DrawsNothingWithoutFlagsAndForBlackAndWhite) {
-    for (const auto& [color, flags] : {std::pair{Color(0, 0, 0), 7}, {Color(255, 255, 255), 7}, {Color(90, 10, 200), 0}, {Color(90, 10, 200), 8}}) {
+    for (const auto& [color, flags] :
+         {std::pair{Color(0, 0, 0), 7}, {Color(255, 255, 255), 7}, {Color(90, 10, 200), 0}, {Color(90, 10, 200), 8}}) {
         const FramePtr picture = Apply(Bars(20, flags), MakeFrame(PixFmt::Rgb24, 10, 10, color));
         for (std::uint64_t x = 0; x < 256; ++x) {
             for (std::uint64_t y = 0; y < 20; ++y) ASSERT_EQ(At(picture, x, y), Color(0, 0, 0));

@@ -7,25 +7,64 @@ namespace Orvexa::Test {
 namespace {
 
 // The order in which the effects of the module are registered, complete. Two of the kinds differ from one-input.
-const std::vector<std::string> kOrder{
-    "SettingsEffectAutoEnhance", "SettingsEffectAutoGlareRemove", "SettingsEffectBalanceLuma", "SettingsEffectBiColorToning",
-    "SettingsEffectBlackWhite", "SettingsEffectBlendPalette", "SettingsEffectBlurBokeh", "SettingsEffectBlurRadial",
-    "SettingsEffectColorBalanceAuto", "SettingsEffectColoredGlass", "SettingsEffectColorReduce", "SettingsEffectCreateVideo",
-    "SettingsEffectCustom", "SettingsEffectCutter", "SettingsEffectDeepAdjuster", "SettingsEffectDeepAligner",
-    "SettingsEffectDeepAutoRetoucher", "SettingsEffectDeepDenoiser", "SettingsEffectDeepEnhancer", "SettingsEffectDeepImageEnhancer",
-    "SettingsEffectDeepLumaUpscaler", "SettingsEffectDeepRestorer", "SettingsEffectDeepRestorerEx", "SettingsEffectDeepSuperResolutor",
-    "SettingsEffectDetailsEnhance", "SettingsEffectDirectionalAreaDeformation", "SettingsEffectDrawFace", "SettingsEffectEdgeRemove",
-    "SettingsEffectEmpty", "SettingsEffectEyeExtending", "SettingsEffectGradient", "SettingsEffectGradientPosterize",
-    "SettingsEffectFaceMask", "SettingsEffectFaceRecognition", "SettingsEffectFaceThinning", "SettingsEffectHistogram",
-    "SettingsEffectImplode", "SettingsEffectMatting", "SettingsEffectOilPaint", "SettingsEffectPixelate",
-    "SettingsEffectReduceLocalLuma", "SettingsEffectRemoveBackground", "SettingsEffectReplaceChroma", "SettingsEffectSegmentation",
-    "SettingsEffectShapeMask", "SettingsEffectSketch", "SettingsEffectStitcher", "SettingsEffectTiltShift",
-    "SettingsEffectTintTemperature", "SettingsEffectVignette", "SettingsEffectWhiteBalance"};
+const std::vector<std::string> kOrder{"SettingsEffectAutoEnhance",
+                                      "SettingsEffectAutoGlareRemove",
+                                      "SettingsEffectBalanceLuma",
+                                      "SettingsEffectBiColorToning",
+                                      "SettingsEffectBlackWhite",
+                                      "SettingsEffectBlendPalette",
+                                      "SettingsEffectBlurBokeh",
+                                      "SettingsEffectBlurRadial",
+                                      "SettingsEffectColorBalanceAuto",
+                                      "SettingsEffectColoredGlass",
+                                      "SettingsEffectColorReduce",
+                                      "SettingsEffectCreateVideo",
+                                      "SettingsEffectCustom",
+                                      "SettingsEffectCutter",
+                                      "SettingsEffectDeepAdjuster",
+                                      "SettingsEffectDeepAligner",
+                                      "SettingsEffectDeepAutoRetoucher",
+                                      "SettingsEffectDeepDenoiser",
+                                      "SettingsEffectDeepEnhancer",
+                                      "SettingsEffectDeepImageEnhancer",
+                                      "SettingsEffectDeepLumaUpscaler",
+                                      "SettingsEffectDeepRestorer",
+                                      "SettingsEffectDeepRestorerEx",
+                                      "SettingsEffectDeepSuperResolutor",
+                                      "SettingsEffectDetailsEnhance",
+                                      "SettingsEffectDirectionalAreaDeformation",
+                                      "SettingsEffectDrawFace",
+                                      "SettingsEffectEdgeRemove",
+                                      "SettingsEffectEmpty",
+                                      "SettingsEffectEyeExtending",
+                                      "SettingsEffectGradient",
+                                      "SettingsEffectGradientPosterize",
+                                      "SettingsEffectFaceMask",
+                                      "SettingsEffectFaceRecognition",
+                                      "SettingsEffectFaceThinning",
+                                      "SettingsEffectHistogram",
+                                      "SettingsEffectImplode",
+                                      "SettingsEffectMatting",
+                                      "SettingsEffectOilPaint",
+                                      "SettingsEffectPixelate",
+                                      "SettingsEffectReduceLocalLuma",
+                                      "SettingsEffectRemoveBackground",
+                                      "SettingsEffectReplaceChroma",
+                                      "SettingsEffectSegmentation",
+                                      "SettingsEffectShapeMask",
+                                      "SettingsEffectSketch",
+                                      "SettingsEffectStitcher",
+                                      "SettingsEffectTiltShift",
+                                      "SettingsEffectTintTemperature",
+                                      "SettingsEffectVignette",
+                                      "SettingsEffectWhiteBalance"};
 const std::vector<std::string> kTwoInput{"SettingsEffectBlendPalette", "SettingsEffectReduceLocalLuma", "SettingsEffectSegmentation"};
 const std::vector<std::string> kVarInput{"SettingsEffectCutter", "SettingsEffectEdgeRemove", "SettingsEffectMatting",
                                          "SettingsEffectRemoveBackground", "SettingsEffectStitcher"};
 
-bool Contains(const std::vector<std::string>& names, const std::string& name) { return std::find(names.begin(), names.end(), name) != names.end(); }
+bool Contains(const std::vector<std::string>& names, const std::string& name) {
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
 
 TEST(Registrator, RegistersItsEffectsInTheFixedOrderUnderOneName) {
     const auto factory = Core::MakeRefCounted<EffectFactory>();

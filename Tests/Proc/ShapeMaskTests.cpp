@@ -27,7 +27,8 @@ TEST(ShapeMask, FallsOffFromTheEllipseAlongACubic) {
     EXPECT_EQ(At(mask, 100, 50), 200);
     EXPECT_EQ(At(mask, 150, 50), 200) << "on the edge";
     EXPECT_EQ(At(mask, 175, 50), 120) << "half-way, level slopes";
-    EXPECT_EQ(At(mask, 100, 87), std::lround(200 * (2 * std::pow(0.48, 3) - 3 * std::pow(0.48, 2) + 1) + 40 * (3 * std::pow(0.48, 2) - 2 * std::pow(0.48, 3))));
+    EXPECT_EQ(At(mask, 100, 87), std::lround(200 * (2 * std::pow(0.48, 3) - 3 * std::pow(0.48, 2) + 1) +
+                                             40 * (3 * std::pow(0.48, 2) - 2 * std::pow(0.48, 3))));
     EXPECT_EQ(At(mask, 0, 0), 40);
     EXPECT_EQ(At(mask, 0, 50), 40) << "twice the shape";
     EXPECT_GT(At(mask, 1, 50), 39);
@@ -45,7 +46,8 @@ TEST(ShapeMask, MeasuresRectanglesFromSidesAndCorners) {
 }
 
 TEST(ShapeMask, TurnsCounterClockwiseAndTakesCirclesFromTheShorterSide) {
-    const FramePtr turned = Apply(Shape({{"width", "0.8"}, {"height", "0.1"}, {"angle", "30"}, {"threshold", "1.01"}}), MakeFrame(PixFmt::Gray8, 200, 200));
+    const FramePtr turned =
+        Apply(Shape({{"width", "0.8"}, {"height", "0.1"}, {"angle", "30"}, {"threshold", "1.01"}}), MakeFrame(PixFmt::Gray8, 200, 200));
     EXPECT_EQ(At(turned, 100 + 52, 100 - 30), 255) << "up on the right";
     EXPECT_EQ(At(turned, 100 + 52, 100 + 30), 0);
     const FramePtr circle = Apply(Shape({{"shape", "circle"}, {"threshold", "1"}}), MakeFrame(PixFmt::Gray8, 200, 100));
@@ -69,8 +71,12 @@ TEST(ShapeMask, ReadsTheThresholdByItsMode) {
 
 TEST(ShapeMask, TiltsTheEndsOfTheFalloffAndClampsWhatOvershoots) {
     const auto at = [](const char* foregroundTilt, const char* backgroundTilt, std::uint64_t x) {
-        return At(Apply(Shape({{"foreground", "200"}, {"background", "50"}, {"foregroundTilt", foregroundTilt}, {"backgroundTilt", backgroundTilt}}),
-                        MakeFrame(PixFmt::Gray8, 200, 100)), x, 50);
+        return At(
+            Apply(
+                Shape(
+                    {{"foreground", "200"}, {"background", "50"}, {"foregroundTilt", foregroundTilt}, {"backgroundTilt", backgroundTilt}}),
+                MakeFrame(PixFmt::Gray8, 200, 100)),
+            x, 50);
     };
     EXPECT_EQ(at("0", "0", 162), std::lround(200 - 150 * (3 * 0.24 * 0.24 - 2 * 0.24 * 0.24 * 0.24)));
     EXPECT_EQ(at("80", "0", 175), std::lround(125 + 80 * 0.125)) << "h10 is 1/8 in the middle, the extent beyond the shape 1";
@@ -108,8 +114,10 @@ TEST(ShapeMask, EvaluatesLargeMasksAtAFractionOfTheirSize) {
 
 TEST(ShapeMask, FillsPlainMasksAndNeedsSettingsOtherwise) {
     const FramePtr input = MakeFrame(PixFmt::Rgb24, 7, 5);
-    EXPECT_TRUE(SameFrames(Apply(Shape({{"foregroundOnly", "true"}, {"foreground", "77"}}), input), MakeFrame(PixFmt::Gray8, 7, 5, Color(77, 77, 77))));
-    EXPECT_TRUE(SameFrames(Apply(Shape({{"backgroundOnly", "true"}, {"background", "9"}}), input), MakeFrame(PixFmt::Gray8, 7, 5, Color(9, 9, 9))));
+    EXPECT_TRUE(SameFrames(Apply(Shape({{"foregroundOnly", "true"}, {"foreground", "77"}}), input),
+                           MakeFrame(PixFmt::Gray8, 7, 5, Color(77, 77, 77))));
+    EXPECT_TRUE(
+        SameFrames(Apply(Shape({{"backgroundOnly", "true"}, {"background", "9"}}), input), MakeFrame(PixFmt::Gray8, 7, 5, Color(9, 9, 9))));
     FramePtr frame = input;
     EXPECT_THROW(CreateModuleEffect(SettingsEffectShapeMask::CLASS_ID)->ProcessData(frame), EffectException);
     // A shape of another number keeps the one before.

@@ -18,7 +18,8 @@ SettingsEffectTintTemperature Shift(int temperature, int tint) {
 FramePtr Muted(PixFmt pixFmt) {
     const FramePtr rgb = MakeFrame(PixFmt::Rgb24, 97, 61);
     for (std::uint64_t y = 0; y < 61; ++y) {
-        for (std::uint64_t b = 0; b < 291; ++b) rgb->GetPlane(0).GetRow(y)[b] = static_cast<std::uint8_t>(100 + rgb->GetPlane(0).GetRow(y)[b] % 56);
+        for (std::uint64_t b = 0; b < 291; ++b)
+            rgb->GetPlane(0).GetRow(y)[b] = static_cast<std::uint8_t>(100 + rgb->GetPlane(0).GetRow(y)[b] % 56);
     }
     return Converted(rgb, pixFmt);
 }
@@ -32,7 +33,8 @@ TEST(TintTemperature, ShiftsColourAndKeepsLumaInEveryByteOrder) {
         const FramePtr rgb = Converted(input, PixFmt::Rgb24), shifted = Converted(warm, PixFmt::Rgb24);
         for (std::uint64_t y = 0; y < 61; ++y) {
             for (std::uint64_t x = 0; x < 97; ++x) {
-                ASSERT_NEAR(after->GetPlane(0).GetRow(y)[x], before->GetPlane(0).GetRow(y)[x], pixFmt == PixFmt::Yuv444p ? 0 : 1) << Name(pixFmt);
+                ASSERT_NEAR(after->GetPlane(0).GetRow(y)[x], before->GetPlane(0).GetRow(y)[x], pixFmt == PixFmt::Yuv444p ? 0 : 1)
+                    << Name(pixFmt);
                 const std::uint8_t *p = rgb->GetPlane(0).GetOffsetPtr(x, y), *q = shifted->GetPlane(0).GetOffsetPtr(x, y);
                 // Offsets (25, -10, -25) less their luma, -1.2; three roundings of Y'CbCr.
                 ASSERT_NEAR(q[0] - p[0], 26, 4) << Name(pixFmt);

@@ -43,7 +43,8 @@ TEST(Vignette, BlendsTheColourByTheShapesMask) {
                     const double from = std::as_const(*source).GetPlane(0).GetOffsetPtr(x, y)[k];
                     const double to = k == description.alpha ? from : std::as_const(*layer).GetPlane(0).GetOffsetPtr(x, y)[k];
                     // The blender rounds the opacity and the product.
-                    ASSERT_NEAR(std::as_const(*result).GetPlane(0).GetOffsetPtr(x, y)[k], from + (to - from) * opacity, 1.0) << x << ", " << y;
+                    ASSERT_NEAR(std::as_const(*result).GetPlane(0).GetOffsetPtr(x, y)[k], from + (to - from) * opacity, 1.0)
+                        << x << ", " << y;
                 }
             }
         }
@@ -58,16 +59,20 @@ TEST(Vignette, KeepsMaskAndLayerAsLongAsTheyFit) {
         return Calls(spied);
     };
     const std::vector<std::string> kept{"run SettingsColorspaceConverter#1", "run SettingsEffectImageBlender#1"};
-    const std::vector<std::string> newMask{"run SettingsColorspaceConverter#1",         "set SettingsEffectShapeMask#1",
+    const std::vector<std::string> newMask{"run SettingsColorspaceConverter#1",
+                                           "set SettingsEffectShapeMask#1",
                                            "set SettingsResizer#1",  // the shape mask's own
-                                           "run SettingsEffectShapeMask#1",             "set SettingsEffectExtraAlphaExtractor#1",
-                                           "run SettingsEffectExtraAlphaExtractor#1",   "run SettingsEffectAlphaInserter#1",
+                                           "run SettingsEffectShapeMask#1",
+                                           "set SettingsEffectExtraAlphaExtractor#1",
+                                           "run SettingsEffectExtraAlphaExtractor#1",
+                                           "run SettingsEffectAlphaInserter#1",
                                            "run SettingsEffectImageBlender#1"};
     std::vector<std::string> newFormat = newMask, newLayer{kept[0], "run SettingsEffectAlphaInserter#1", kept[1]};
     newFormat.erase(newFormat.begin() + 1, newFormat.begin() + 4);
 
     spied.effect->SetSettings(Edges(Color(1, 2, 3)));
-    EXPECT_THAT(spied.factory->TakeTranscript(), testing::Contains(StartsWith("set SettingsColorspaceConverter#1 pixFmts=8,25,26,27,28,2,3")))
+    EXPECT_THAT(spied.factory->TakeTranscript(),
+                testing::Contains(StartsWith("set SettingsColorspaceConverter#1 pixFmts=8,25,26,27,28,2,3")))
         << "when it was created";
     EXPECT_EQ(run(PixFmt::Rgb24, 12), newMask);
     EXPECT_EQ(run(PixFmt::Rgb24, 12), kept);

@@ -15,7 +15,8 @@ FramePtr Balance(const Color& color, FramePtr frame) {
     return Apply(settings, std::move(frame));
 }
 
-// The curve in real numbers, rounded down: lines 0 -> 0, v -> g, 255 -> 255, or slope 2 above v where the upper line rises 5 or more a step.
+// The curve in real numbers, rounded down: lines 0 -> 0, v -> g, 255 -> 255, or slope 2 above v where the upper line rises 5 or more a
+// step.
 int Expected(int v, int g, int x) {
     if (v > 0 && x <= v) return static_cast<int>(std::floor(static_cast<double>(g) * x / v));
     if (v > 0 && v < 255 && std::floor((255.0 - g) / (255.0 - v)) >= 5) return g + 2 * (x - v);
@@ -33,7 +34,8 @@ FramePtr Levels(PixFmt pixFmt) {
 }
 
 TEST(WhiteBalance, SendsEveryLevelThroughTheCurveOfItsByte) {
-    const Color colors[] = {{200, 180, 150}, {0, 90, 120}, {255, 30, 60}, {250, 40, 10}, {1, 254, 128}, {255, 255, 0}, {254, 3, 3}, {0, 0, 0}, {255, 255, 255}};
+    const Color colors[] = {{200, 180, 150}, {0, 90, 120}, {255, 30, 60}, {250, 40, 10},  {1, 254, 128},
+                            {255, 255, 0},   {254, 3, 3},  {0, 0, 0},     {255, 255, 255}};
     for (const PixFmt pixFmt : {PixFmt::Rgb24, PixFmt::Bgr24, PixFmt::Rgba, PixFmt::Bgra, PixFmt::Rgba2, PixFmt::Bgra2}) {
         const FramePtr levels = Levels(pixFmt);
         for (const Color& color : colors) {
@@ -44,7 +46,8 @@ TEST(WhiteBalance, SendsEveryLevelThroughTheCurveOfItsByte) {
             for (std::uint64_t x = 0; x < 256; ++x) {
                 // Byte k of the colour drives byte k of the pixel, in BGR formats, too.
                 for (int k = 0; k < 3; ++k) {
-                    ASSERT_EQ(after.GetOffsetPtr(x, 0)[k], Expected(color[k], grey, static_cast<int>(x))) << Name(pixFmt) << " level " << x << " byte " << k;
+                    ASSERT_EQ(after.GetOffsetPtr(x, 0)[k], Expected(color[k], grey, static_cast<int>(x)))
+                        << Name(pixFmt) << " level " << x << " byte " << k;
                 }
                 if (before.GetBytesPerPixel() == 4) {
                     ASSERT_EQ(after.GetOffsetPtr(x, 0)[3], before.GetOffsetPtr(x, 0)[3]);

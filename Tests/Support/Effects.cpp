@@ -9,7 +9,8 @@ namespace {
 
 std::string Tell(const ConstFramePtr& frame) {
     if (frame == nullptr) return "nothing";
-    return Name(frame->GetPixFmt()) + " " + std::to_string(frame->GetFrameInfo().width) + "x" + std::to_string(frame->GetFrameInfo().height);
+    return Name(frame->GetPixFmt()) + " " + std::to_string(frame->GetFrameInfo().width) + "x" +
+           std::to_string(frame->GetFrameInfo().height);
 }
 
 // What one- and two-input recorders have in common: everything goes to the real effect, and settings into the transcript.
@@ -41,8 +42,8 @@ protected:
 
 class OneInputRecorder : public Recorder<IOneInputEffectVideo> {
 public:
-    using Recorder::Recorder;
     using IOneInputEffectVideo::ProcessData;
+    using Recorder::Recorder;
     void ProcessData(DataPtr& data) override {
         LendAs<IDataVideo>(data, [this](FramePtr& frame) {
             const std::string before = Tell(frame);
@@ -54,8 +55,8 @@ public:
 
 class TwoInputRecorder : public Recorder<ITwoInputEffectVideo> {
 public:
-    using Recorder::Recorder;
     using ITwoInputEffectVideo::ProcessData;
+    using Recorder::Recorder;
     void ProcessData(DataPtr& data, const ConstDataPtr& second) override {
         LendAs<IDataVideo>(data, [&](FramePtr& frame) {
             const auto secondFrame = boost::dynamic_pointer_cast<const IDataVideo>(second);
@@ -127,15 +128,18 @@ std::string SpyFactory::NextName(const std::string& classId, const std::string& 
     return name;
 }
 
-void SpyFactory::CreateOneInputEffect(OneInputPtr& out, const std::string& classId, const std::string& implName, const AllocatorPtr& allocator) {
-    if (implName == ImplNames::ORVEXA) return EffectFactory::CreateOneInputEffect(out, classId, implName, allocator);  // the effect under test
+void SpyFactory::CreateOneInputEffect(OneInputPtr& out, const std::string& classId, const std::string& implName,
+                                      const AllocatorPtr& allocator) {
+    if (implName == ImplNames::ORVEXA)
+        return EffectFactory::CreateOneInputEffect(out, classId, implName, allocator);  // the effect under test
     OneInputPtr real;
     const std::string name = NextName(classId, implName);
     EffectFactory::CreateOneInputEffect(real, classId, implName, allocator);
     out = Core::MakeRefCounted<OneInputRecorder>(*this, name, real);
 }
 
-void SpyFactory::CreateTwoInputEffect(TwoInputPtr& out, const std::string& classId, const std::string& implName, const AllocatorPtr& allocator) {
+void SpyFactory::CreateTwoInputEffect(TwoInputPtr& out, const std::string& classId, const std::string& implName,
+                                      const AllocatorPtr& allocator) {
     if (implName == ImplNames::ORVEXA) return EffectFactory::CreateTwoInputEffect(out, classId, implName, allocator);
     TwoInputPtr real;
     const std::string name = NextName(classId, implName);

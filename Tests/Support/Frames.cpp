@@ -36,7 +36,9 @@ void FillPlane(const Plane& plane, Pattern pattern, std::mt19937& random) {
                 case Pattern::Noise: value = static_cast<int>(random()); break;
                 case Pattern::Checker: value = (x + y) % 2 == 0 ? 255 : 0; break;
                 case Pattern::OnePixel: value = x == width / bpp / 2 && y == height / 2 ? 255 : 0; break;
-                case Pattern::ColorCube: value = static_cast<int>((y * (width / bpp) + x) / (channel == 0 ? 1 : channel == 1 ? 6 : 36) % 6 * 51); break;
+                case Pattern::ColorCube:
+                    value = static_cast<int>((y * (width / bpp) + x) / (channel == 0 ? 1 : channel == 1 ? 6 : 36) % 6 * 51);
+                    break;
             }
             plane.GetRow(y)[b] = static_cast<std::uint8_t>(value);
         }
@@ -103,20 +105,22 @@ testing::AssertionResult SameFrames(const ConstFramePtr& actual, const ConstFram
     }
     const FrameInfo &a = actual->GetFrameInfo(), &e = expected->GetFrameInfo();
     if (actual->GetPixFmt() != expected->GetPixFmt() || a.width != e.width || a.height != e.height) {
-        return testing::AssertionFailure() << "the frame is " << testing::PrintToString(actual) << " instead of " << testing::PrintToString(expected);
+        return testing::AssertionFailure() << "the frame is " << testing::PrintToString(actual) << " instead of "
+                                           << testing::PrintToString(expected);
     }
     std::ostringstream differences;
     std::size_t count = 0;
     constexpr std::size_t kShown = 5;
     for (std::uint8_t i = 0; i < GetPlanesCount(*actual); ++i) {
         const ConstPlane p = actual->GetPlane(i), q = expected->GetPlane(i);
-        if (p.GetWidth() != q.GetWidth() || p.GetHeight() != q.GetHeight()) return testing::AssertionFailure() << "plane " << int{i} << " has another size";
+        if (p.GetWidth() != q.GetWidth() || p.GetHeight() != q.GetHeight())
+            return testing::AssertionFailure() << "plane " << int{i} << " has another size";
         for (std::uint64_t y = 0; y < p.GetHeight(); ++y) {
             for (std::uint64_t b = 0; b < p.GetWidth(); ++b) {
                 const int is = p.GetRow(y)[b], should = q.GetRow(y)[b];
                 if (std::abs(is - should) <= tolerance || count++ >= kShown) continue;
-                differences << "\n  plane " << int{i} << " (" << b / p.GetBytesPerPixel() << ", " << y << ") byte " << b % p.GetBytesPerPixel()
-                            << ": " << is << " instead of " << should;
+                differences << "\n  plane " << int{i} << " (" << b / p.GetBytesPerPixel() << ", " << y << ") byte "
+                            << b % p.GetBytesPerPixel() << ": " << is << " instead of " << should;
             }
         }
     }
@@ -139,12 +143,15 @@ testing::AssertionResult GuardedFrame::IsGuardIntact() const {
     for (std::uint8_t i = 0; i < GetPlanesCount(*whole_); ++i) {
         const ConstPlane all = std::as_const(*whole_).GetPlane(i), inner = std::as_const(*view_).GetPlane(i);
         const std::int64_t distance = inner.GetData() - all.GetData();
-        const bool isInside = distance >= 0 && static_cast<std::uint64_t>(distance) < static_cast<std::uint64_t>(all.GetStride()) * all.GetHeight();
+        const bool isInside =
+            distance >= 0 && static_cast<std::uint64_t>(distance) < static_cast<std::uint64_t>(all.GetStride()) * all.GetHeight();
         if (isInside) {
-            const std::uint64_t top = static_cast<std::uint64_t>(distance / all.GetStride()), left = static_cast<std::uint64_t>(distance % all.GetStride());
+            const std::uint64_t top = static_cast<std::uint64_t>(distance / all.GetStride()),
+                                left = static_cast<std::uint64_t>(distance % all.GetStride());
             for (std::uint64_t y = 0; y < inner.GetHeight(); ++y) {
                 const std::size_t at = offset + (top + y) * all.GetWidth() + left;
-                std::copy_n(before_.begin() + static_cast<std::ptrdiff_t>(at), inner.GetWidth(), after.begin() + static_cast<std::ptrdiff_t>(at));
+                std::copy_n(before_.begin() + static_cast<std::ptrdiff_t>(at), inner.GetWidth(),
+                            after.begin() + static_cast<std::ptrdiff_t>(at));
             }
         }
         offset += all.GetWidth() * all.GetHeight();

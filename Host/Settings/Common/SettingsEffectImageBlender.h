@@ -16,7 +16,8 @@ class SettingsEffectImageBlender final : public Settings {
     ORVEXA_FIELD(int, PositionX, 0, Any(), "pixels", "Left edge of the second input within the first.")
     ORVEXA_FIELD(int, PositionY, 0, Any(), "pixels", "Top edge of the second input within the first.")
     ORVEXA_FIELD(std::uint8_t, Strength, 255, Range(0, 255), "", "Opacity of the second input.")
-    ORVEXA_FIELD(BlendAlphaMode, AlphaMode, BlendAlphaMode::UseAlpha, Named("ignore=0 use=1"), "", "Whether the second input's own alpha channel counts.")
+    ORVEXA_FIELD(BlendAlphaMode, AlphaMode, BlendAlphaMode::UseAlpha, Named("ignore=0 use=1"), "",
+                 "Whether the second input's own alpha channel counts.")
 
     SettingsEffectImageBlender() = default;
     SettingsEffectImageBlender(int x, int y, std::uint8_t strength, BlendAlphaMode mode) {

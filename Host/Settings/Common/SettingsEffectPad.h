@@ -21,7 +21,8 @@ class SettingsEffectPad final : public Settings {
     ORVEXA_FIELD(Orvexa::Proc::Color, Color, Orvexa::Proc::Color::Black(Opacity::Opaque), Any(), "", "Colour of filled margins.")
 
     SettingsEffectPad() = default;
-    SettingsEffectPad(const CropInfo& margins, PadMode mode, const Orvexa::Proc::Color& color) {
+    SettingsEffectPad(const CropInfo& margins, PadMode mode,
+                      const Orvexa::Proc::Color& color = Orvexa::Proc::Color::Black(Opacity::Opaque)) {
         SetMargins(margins);
         SetMode(mode);
         SetColor(color);

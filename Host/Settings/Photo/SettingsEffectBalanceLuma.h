@@ -5,7 +5,8 @@
 namespace Orvexa::Proc {
 
 class SettingsEffectBalanceLuma final : public Settings {
-    ORVEXA_SETTINGS(SettingsEffectBalanceLuma, "BalanceLuma", "Tone and colour", "Lifts shadows, pushes highlights, changes exposure and stretches contrast.")
+    ORVEXA_SETTINGS(SettingsEffectBalanceLuma, "BalanceLuma", "Tone and colour",
+                    "Lifts shadows, pushes highlights, changes exposure and stretches contrast.")
     ORVEXA_EQUALITY(SettingsEffectBalanceLuma)
     ORVEXA_FIELD(std::int32_t, Shadows, 0, Range(-100, 100), "", "Brightens dark tones; negative values darken them.")
     ORVEXA_FIELD(std::int32_t, Highlights, 0, Range(-100, 100), "", "Brightens bright tones; negative values darken them.")

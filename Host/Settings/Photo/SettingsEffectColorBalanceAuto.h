@@ -5,7 +5,8 @@
 namespace Orvexa::Proc {
 
 class SettingsEffectColorBalanceAuto final : public Settings {
-    ORVEXA_SETTINGS(SettingsEffectColorBalanceAuto, "ColorBalanceAuto", "Tone and colour", "Removes colour casts and dullness by the picture's own statistics.")
+    ORVEXA_SETTINGS(SettingsEffectColorBalanceAuto, "ColorBalanceAuto", "Tone and colour",
+                    "Removes colour casts and dullness by the picture's own statistics.")
     ORVEXA_EQUALITY(SettingsEffectColorBalanceAuto)
     ORVEXA_FIELD(bool, WhiteBalance, false, Any(), "", "Stretches each channel between its own black and white points.")
     ORVEXA_FIELD(bool, LightBalance, false, Any(), "", "Stretches channels and luma gently and darkens the mid tones a little.")

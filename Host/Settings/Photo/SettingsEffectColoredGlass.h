@@ -6,7 +6,8 @@
 namespace Orvexa::Proc {
 
 class SettingsEffectColoredGlass final : public Settings {
-    ORVEXA_SETTINGS(SettingsEffectColoredGlass, "ColoredGlass", "Blur, stylise and generators", "Lays a sheet of tinted glass over the picture.")
+    ORVEXA_SETTINGS(SettingsEffectColoredGlass, "ColoredGlass", "Blur, stylise and generators",
+                    "Lays a sheet of tinted glass over the picture.")
     ORVEXA_EQUALITY(SettingsEffectColoredGlass)
     ORVEXA_FIELD(std::int32_t, Alpha, 30, Range(0, 100), "%", "Opacity of the glass.")
     ORVEXA_FIELD(Orvexa::Proc::Color, Color, Orvexa::Proc::Color(255, 179, 71), Any(), "", "Colour of the glass.")

@@ -10,7 +10,8 @@ class SettingsEffectCreateVideo final : public Settings {
     ORVEXA_EQUALITY(SettingsEffectCreateVideo)
     ORVEXA_FIELD(int, Width, 1920, Range(1, 131072), "pixels", "Width of the new picture.")
     ORVEXA_FIELD(int, Height, 1080, Range(1, 131072), "pixels", "Height of the new picture.")
-    ORVEXA_FIELD(Orvexa::Proc::Color, Color, Orvexa::Proc::Color::Black(Opacity::Opaque), Any(), "", "Its colour; the picture has alpha if the colour is not opaque.")
+    ORVEXA_FIELD(Orvexa::Proc::Color, Color, Orvexa::Proc::Color::Black(Opacity::Opaque), Any(), "",
+                 "Its colour; the picture has alpha if the colour is not opaque.")
 };
 
 }  // namespace Orvexa::Proc

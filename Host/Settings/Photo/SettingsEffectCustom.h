@@ -12,7 +12,8 @@ class SettingsEffectCustom final : public Settings {
 public:
     using FunctorType = std::function<void(FramePtr&)>;
 
-    ORVEXA_SETTINGS(SettingsEffectCustom, "Custom", "Basics", "Runs a C++ function of the host on the picture; not available on the command line.")
+    ORVEXA_SETTINGS(SettingsEffectCustom, "Custom", "Basics",
+                    "Runs a C++ function of the host on the picture; not available on the command line.")
     ORVEXA_FIELD(FunctorType, Functor, nullptr, Any(), "", "The function; it may change the frame or replace it.")
 
     SettingsEffectCustom() = default;

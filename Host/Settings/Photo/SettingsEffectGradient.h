@@ -12,7 +12,8 @@ class SettingsEffectGradient final : public Settings {
 public:
     using StopMap = std::map<std::uint16_t, Color>;
 
-    ORVEXA_SETTINGS(SettingsEffectGradient, "Gradient", "Blur, stylise and generators", "Maps the picture's tones to a gradient of colours and keeps its brightness.")
+    ORVEXA_SETTINGS(SettingsEffectGradient, "Gradient", "Blur, stylise and generators",
+                    "Maps the picture's tones to a gradient of colours and keeps its brightness.")
     ORVEXA_EQUALITY(SettingsEffectGradient)
     ORVEXA_FIELD(StopMap, Stops, {}, KeyRange(0, 256), "level", "Colours as position:#RRGGBB.")
 

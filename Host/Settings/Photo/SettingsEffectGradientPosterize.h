@@ -5,7 +5,8 @@
 namespace Orvexa::Proc {
 
 class SettingsEffectGradientPosterize final : public Settings {
-    ORVEXA_SETTINGS(SettingsEffectGradientPosterize, "GradientPosterize", "Tone and colour", "Reduces colours to a few tones and keeps brightness gradients.")
+    ORVEXA_SETTINGS(SettingsEffectGradientPosterize, "GradientPosterize", "Tone and colour",
+                    "Reduces colours to a few tones and keeps brightness gradients.")
     ORVEXA_EQUALITY(SettingsEffectGradientPosterize)
     ORVEXA_FIELD(std::uint8_t, ColorCount, 8, Range(1, 255), "", "Number of tones.")
 };

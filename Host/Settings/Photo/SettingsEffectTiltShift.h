@@ -18,7 +18,8 @@ class SettingsEffectTiltShift final : public Settings {
         return band;
     }
 
-    ORVEXA_SETTINGS(SettingsEffectTiltShift, "TiltShift", "Blur, stylise and generators", "Keeps a band or an ellipse in focus and blurs the rest, as if the scene were a model.")
+    ORVEXA_SETTINGS(SettingsEffectTiltShift, "TiltShift", "Blur, stylise and generators",
+                    "Keeps a band or an ellipse in focus and blurs the rest, as if the scene were a model.")
     ORVEXA_EQUALITY(SettingsEffectTiltShift)
     ORVEXA_FIELD(int, Blur, 100, Range(0, 100), "percent", "How much is blurred; an effect keeps what it was created with.")
     ORVEXA_FIELD(int, Sharpen, 0, Range(0, 100), "percent", "How much blurred edges are sharpened; kept likewise.")

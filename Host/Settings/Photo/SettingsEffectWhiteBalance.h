@@ -7,8 +7,10 @@ namespace Orvexa::Proc {
 
 /// No equality of its own: the effect compares the colour.
 class SettingsEffectWhiteBalance final : public Settings {
-    ORVEXA_SETTINGS(SettingsEffectWhiteBalance, "WhiteBalance", "Tone and colour", "Removes a colour cast, given one colour that should have been grey.")
-    ORVEXA_FIELD(Orvexa::Proc::Color, Color, Orvexa::Proc::Color(128, 128, 128), Any(), "", "The colour in the picture that should be grey.")
+    ORVEXA_SETTINGS(SettingsEffectWhiteBalance, "WhiteBalance", "Tone and colour",
+                    "Removes a colour cast, given one colour that should have been grey.")
+    ORVEXA_FIELD(Orvexa::Proc::Color, Color, Orvexa::Proc::Color(128, 128, 128), Any(), "",
+                 "The colour in the picture that should be grey.")
 };
 
 }  // namespace Orvexa::Proc

@@ -56,7 +56,8 @@ public:
 
 private:
     const std::vector<PixFmt>& GetWorkingPixFmts() const override {
-        static const std::vector<PixFmt> formats{PixFmt::Yuv444p, PixFmt::Yuv420p, PixFmt::Yuv422p, PixFmt::Yuv440p, PixFmt::Yuva444p, PixFmt::Yuva420p};
+        static const std::vector<PixFmt> formats{PixFmt::Yuv444p, PixFmt::Yuv420p,  PixFmt::Yuv422p,
+                                                 PixFmt::Yuv440p, PixFmt::Yuva444p, PixFmt::Yuva420p};
         return formats;
     }
 

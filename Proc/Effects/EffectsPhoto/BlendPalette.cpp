@@ -38,10 +38,15 @@ Placement Place(const FrameInfo& picture, const FrameInfo& image, std::int64_t x
     const std::int64_t px = std::max<std::int64_t>(0, x), py = std::max<std::int64_t>(0, y);
     const std::int64_t sx = std::max<std::int64_t>(0, -x), sy = std::max<std::int64_t>(0, -y);
     const auto overlap = [](std::int64_t imageSize, std::int64_t imageStart, std::int64_t pictureSize, std::int64_t pictureStart) {
-        return static_cast<std::uint32_t>(std::min(std::max<std::int64_t>(0, imageSize - imageStart), std::max<std::int64_t>(0, pictureSize - pictureStart)));
+        return static_cast<std::uint32_t>(
+            std::min(std::max<std::int64_t>(0, imageSize - imageStart), std::max<std::int64_t>(0, pictureSize - pictureStart)));
     };
-    return {static_cast<std::uint32_t>(px), static_cast<std::uint32_t>(py), static_cast<std::uint32_t>(sx), static_cast<std::uint32_t>(sy),
-            overlap(image.width, sx, picture.width, px), overlap(image.height, sy, picture.height, py)};
+    return {static_cast<std::uint32_t>(px),
+            static_cast<std::uint32_t>(py),
+            static_cast<std::uint32_t>(sx),
+            static_cast<std::uint32_t>(sy),
+            overlap(image.width, sx, picture.width, px),
+            overlap(image.height, sy, picture.height, py)};
 }
 
 // Looks up `count` indices and writes the packed values `step` bytes apart, left to right: with three bytes a pixel each value's
@@ -85,7 +90,8 @@ private:
         const bool isBlueFirst = pixFmt == PixFmt::Bgr24 || pixFmt == PixFmt::Bgra || pixFmt == PixFmt::Bgra2;
         if (!isRedFirst && !isBlueFirst) ThrowAt(kUnsupportedLocation, "Pixel format is not supported!");
         std::optional<Table>& colors = isRedFirst ? rgba_ : bgra_;
-        if (!colors) colors = MakeTable(settings_.GetPalette(), [&](const Color& color) { return isRedFirst ? color.rgba() : color.bgra(); });
+        if (!colors)
+            colors = MakeTable(settings_.GetPalette(), [&](const Color& color) { return isRedFirst ? color.rgba() : color.bgra(); });
         if (!opacities_) {
             opacities_ = MakeTable(settings_.GetPalette(), [](const Color& color) { return color.alpha() * 0x01010101u; });
         }

@@ -27,8 +27,8 @@ using ResizeMethods = SettingsResizer::ResizeMethods;
 
 constexpr std::uint32_t kReducedSide = 512;  // bounds the cost of the convolution, whatever the picture
 constexpr std::size_t kChannels = 3;
-constexpr std::size_t kBufferUnit = 8;        // buffers are rounded up to this many floats
-constexpr double kMaskPercentile = 0.05;      // share of the pixels below the dark and above the bright percentile
+constexpr std::size_t kBufferUnit = 8;    // buffers are rounded up to this many floats
+constexpr double kMaskPercentile = 0.05;  // share of the pixels below the dark and above the bright percentile
 constexpr boost::source_location kTooSmallLocation{"Proc/Effects/EffectsPhoto/BlurBokeh.cpp", 172,
                                                    "Orvexa::Proc::BlurBokeh::ProcessInternalCSC"};
 
@@ -67,7 +67,10 @@ Kernel MakeKernel(const ConstPlane& aperture, const FrameInfo& info, float thres
 class PaddedPicture {
 public:
     PaddedPicture(const ConstPlane& plane, const FrameInfo& info, const Kernel& kernel, float threshold, float gain)
-        : width_(info.width), height_(info.height), kernelWidth_(kernel.width), kernelHeight_(kernel.height),
+        : width_(info.width),
+          height_(info.height),
+          kernelWidth_(kernel.width),
+          kernelHeight_(kernel.height),
           samples_(RoundUpToUnit((height_ + kernelHeight_) * GetStride())) {
         std::array<float, 256> boosted;
         for (int value = 0; value < 256; ++value) boosted[value] = Boosted(static_cast<std::uint8_t>(value), threshold, gain);
@@ -140,7 +143,8 @@ Detail::Curve MakeMaskCurve(const ConstPlane& mask, std::uint64_t pixels, double
     const auto target = static_cast<std::uint64_t>(static_cast<double>(pixels) * kMaskPercentile);
     const int dark = Detail::LowPercentile(counts, target);
     const int bright = Detail::HighPercentile(counts, target);
-    const auto knee = static_cast<int>(std::clamp<std::int64_t>(dark + Detail::RoundHalfAway(kneePosition * (bright - dark)), -65536, 65536));
+    const auto knee =
+        static_cast<int>(std::clamp<std::int64_t>(dark + Detail::RoundHalfAway(kneePosition * (bright - dark)), -65536, 65536));
 
     Detail::Curve curve;
     curve.fill(255);
@@ -245,7 +249,8 @@ private:
         const std::size_t count = kChannels * info.width, stride = RoundUpToUnit(count);
         std::vector<float> sums(stride * info.height);
         for (std::size_t y = 0; y < info.height; ++y) std::copy_n(picture.GetPixel(0, y), count, sums.data() + y * stride);
-        Detail::Convolve(MakeTaps(kernel_, picture.GetStride()), picture.GetData(), picture.GetStride(), sums.data(), stride, info.height, count);
+        Detail::Convolve(MakeTaps(kernel_, picture.GetStride()), picture.GetData(), picture.GetStride(), sums.data(), stride, info.height,
+                         count);
 
         FramePtr blurred = NewFrame(allocator_, small.GetPixFmt(), info);
         const Plane plane = blurred->GetPlane(0);
@@ -259,7 +264,8 @@ private:
         greyConverter_->ProcessData(mask);
         const FrameInfo& info = mask->GetFrameInfo();
         const Plane plane = mask->GetPlane(0);
-        Detail::ApplyCurve(MakeMaskCurve(plane, info.width * info.height, settings_.GetThreshold(), SharpShare(settings_.GetStrength())), plane, plane);
+        Detail::ApplyCurve(MakeMaskCurve(plane, info.width * info.height, settings_.GetThreshold(), SharpShare(settings_.GetStrength())),
+                           plane, plane);
         FramePtr chromaMask = mask;
         extraAlphaExtractor_->ProcessData(chromaMask);
         sharp.SetExtraAlpha(0, std::as_const(*mask).GetPlane(0));
@@ -280,8 +286,6 @@ private:
 
 }  // namespace
 
-OneInputPtr CreateBlurBokeh(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeEffect<BlurBokeh>(factory, allocator);
-}
+OneInputPtr CreateBlurBokeh(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<BlurBokeh>(factory, allocator); }
 
 }  // namespace Orvexa::Proc

@@ -70,7 +70,8 @@ Curves LightBalanceCurves(const std::array<Limits, 4>& limits) {
     const Detail::Curve gamma = GammaCurve();
     const auto stretch = [&](const Limits& range) { return Detail::Compose(Detail::StretchCurve(range.black, range.white), gamma); };
     const Detail::Curve luma = stretch(limits[3]);
-    return {Detail::Compose(stretch(limits[0]), luma), Detail::Compose(stretch(limits[1]), luma), Detail::Compose(stretch(limits[2]), luma)};
+    return {Detail::Compose(stretch(limits[0]), luma), Detail::Compose(stretch(limits[1]), luma),
+            Detail::Compose(stretch(limits[2]), luma)};
 }
 
 class ColorBalanceAuto : public EffectBaseCSCOneInput<SettingsEffectColorBalanceAuto> {

@@ -1,7 +1,7 @@
 // ColorReduce: every pixel in which one colour dominates becomes a grey of matching weight, tinted like the picture's darkest pixel.
 //
-// With S the weighted sum of the other two colours, a pixel is replaced when the weighted colour is more than threshold / 2 times S, by the grey
-// that gives the colour half the weight of S. The offsets of the darkest pixel are added with 8-bit wrap-around, on purpose.
+// With S the weighted sum of the other two colours, a pixel is replaced when the weighted colour is more than threshold / 2 times S, by the
+// grey that gives the colour half the weight of S. The offsets of the darkest pixel are added with 8-bit wrap-around, on purpose.
 
 #include <algorithm>
 #include <array>
@@ -52,7 +52,8 @@ std::array<std::uint8_t, 3> DarkestOffsets(const ConstPlane& plane, std::uint64_
     return offsets;
 }
 
-void Reduce(const Plane& plane, std::uint64_t bytesPerPixel, const Roles& roles, double threshold, const std::array<std::uint8_t, 3>& offsets) {
+void Reduce(const Plane& plane, std::uint64_t bytesPerPixel, const Roles& roles, double threshold,
+            const std::array<std::uint8_t, 3>& offsets) {
     const auto [a, b, c] = roles.byte;
     const auto [wa, wb, wc] = roles.weight;
     for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) {
@@ -75,8 +76,8 @@ public:
 
 private:
     const std::vector<PixFmt>& GetWorkingPixFmts() const override {
-        static const std::vector<PixFmt> formats{PixFmt::Rgb24, PixFmt::Bgr24, PixFmt::Rgba, PixFmt::Rgba2, PixFmt::Bgra,
-                                                 PixFmt::Bgra2, PixFmt::Argb,  PixFmt::Argb2, PixFmt::Abgr, PixFmt::Abgr2};
+        static const std::vector<PixFmt> formats{PixFmt::Rgb24, PixFmt::Bgr24, PixFmt::Rgba,  PixFmt::Rgba2, PixFmt::Bgra,
+                                                 PixFmt::Bgra2, PixFmt::Argb,  PixFmt::Argb2, PixFmt::Abgr,  PixFmt::Abgr2};
         return formats;
     }
 

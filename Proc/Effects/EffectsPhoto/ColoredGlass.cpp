@@ -60,7 +60,8 @@ private:
             const ConstPlane from = picture.GetPlane(tint.plane);
             const Plane to = tinted->GetPlane(tint.plane);
             const std::vector<std::uint8_t> glass = TintRow(tint, from.GetWidth());
-            for (std::uint64_t y = 0; y < from.GetHeight(); ++y) Detail::BlendRow(from.GetRow(y), glass.data(), opacity, to.GetRow(y), glass.size());
+            for (std::uint64_t y = 0; y < from.GetHeight(); ++y)
+                Detail::BlendRow(from.GetRow(y), glass.data(), opacity, to.GetRow(y), glass.size());
         }
         frame = std::move(tinted);
     }

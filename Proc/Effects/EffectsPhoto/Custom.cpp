@@ -22,8 +22,6 @@ private:
 
 }  // namespace
 
-OneInputPtr CreateCustom(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeEffect<Custom>(factory, allocator);
-}
+OneInputPtr CreateCustom(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<Custom>(factory, allocator); }
 
 }  // namespace Orvexa::Proc

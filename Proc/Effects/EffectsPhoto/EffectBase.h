@@ -106,8 +106,7 @@ public:
     using IOneInputEffectVideo::ProcessData;
 
     void ProcessData(DataPtr& data) override {
-        this->RunLogged(Details::kOneInputLines,
-                        [&] { this->KeepTiming(data, [this](FramePtr& frame) { ProcessInternalImpl(frame); }); });
+        this->RunLogged(Details::kOneInputLines, [&] { this->KeepTiming(data, [this](FramePtr& frame) { ProcessInternalImpl(frame); }); });
     }
 
 protected:
@@ -224,7 +223,8 @@ template <class SettingsT>
 class EffectBaseCSCLuma : public EffectBaseCSCOneInput<SettingsT> {
 public:
     EffectBaseCSCLuma(const FactoryPtr& factory, const AllocatorPtr& allocator)
-        : EffectBaseCSCOneInput<SettingsT>(factory, allocator), lumaConverter_(this->CreateOneInput(SettingsColorspaceConverter::CLASS_ID)) {
+        : EffectBaseCSCOneInput<SettingsT>(factory, allocator),
+          lumaConverter_(this->CreateOneInput(SettingsColorspaceConverter::CLASS_ID)) {
         lumaConverter_->SetSettings(SettingsColorspaceConverter().AddPixFmt(PixFmt::Yuv444p).AddPixFmt(PixFmt::Yuva444p));
     }
 

@@ -65,8 +65,6 @@ private:
 
 }  // namespace
 
-OneInputPtr CreateGradient(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeEffect<Gradient>(factory, allocator);
-}
+OneInputPtr CreateGradient(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<Gradient>(factory, allocator); }
 
 }  // namespace Orvexa::Proc

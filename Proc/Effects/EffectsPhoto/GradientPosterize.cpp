@@ -1,5 +1,5 @@
-// GradientPosterize: reduces a picture's colours to a few tones and keeps its brightness gradients: every chroma sample becomes the mean chroma
-// of all samples of its luma level; luma stays.
+// GradientPosterize: reduces a picture's colours to a few tones and keeps its brightness gradients: every chroma sample becomes the mean
+// chroma of all samples of its luma level; luma stays.
 
 #include <vector>
 
@@ -44,8 +44,8 @@ private:
     bool IsConvertBack() const override { return false; }
 
     const std::vector<PixFmt>& GetWorkingPixFmts() const override {
-        static const std::vector<PixFmt> formats{PixFmt::Yuva444p, PixFmt::Yuva422p, PixFmt::Yuva420p, PixFmt::Yuv444p,  PixFmt::Yuv440p,
-                                                 PixFmt::Yuv422p,  PixFmt::Yuv420p,  PixFmt::Yuv411p,  PixFmt::Yuv410p,  PixFmt::Yuvj420p,
+        static const std::vector<PixFmt> formats{PixFmt::Yuva444p, PixFmt::Yuva422p, PixFmt::Yuva420p, PixFmt::Yuv444p, PixFmt::Yuv440p,
+                                                 PixFmt::Yuv422p,  PixFmt::Yuv420p,  PixFmt::Yuv411p,  PixFmt::Yuv410p, PixFmt::Yuvj420p,
                                                  PixFmt::Yuvj422p, PixFmt::Yuvj444p, PixFmt::Yuvj440p, PixFmt::Yuvj411p};
         return formats;
     }

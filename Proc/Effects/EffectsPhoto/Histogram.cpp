@@ -1,7 +1,8 @@
-// Histogram: replaces the picture by a picture of its colour histogram: filled bars in red, green and blue over each other, above a grey ramp.
+// Histogram: replaces the picture by a picture of its colour histogram: filled bars in red, green and blue over each other, above a grey
+// ramp.
 //
-// Large pictures are sampled on a grid of 100 x 100. The tallest bar between the end bins fills the height; the end bins, which collect clipped
-// pixels, are cut to it. A spline may smooth the bars.
+// Large pictures are sampled on a grid of 100 x 100. The tallest bar between the end bins fills the height; the end bins, which collect
+// clipped pixels, are cut to it. A spline may smooth the bars.
 
 #include <algorithm>
 #include <array>
@@ -21,7 +22,7 @@ namespace Orvexa::Proc {
 namespace {
 
 constexpr std::size_t kBins = 256;
-constexpr std::size_t kChannels = 4;      // the fourth takes part in the search for the scale and is always empty
+constexpr std::size_t kChannels = 4;          // the fourth takes part in the search for the scale and is always empty
 constexpr std::uint32_t kSampledFrom = 1000;  // width + height from which the picture is sampled
 constexpr std::uint32_t kGrid = 100;
 constexpr std::uint8_t kFull = 255;
@@ -109,11 +110,13 @@ public:
         EffectBaseCSCOneInput::SetSettings(settings);
         if (settings_.GetWidth() != kBins) {
             SettingsResizer size(SettingsResizer::ResizeMethods::Bicubic);
-            size.SetCustomMode(SettingsResizer::kExactSizeToo, FrameInfo(settings_.GetWidth(), settings_.GetHeightScale() + settings_.GetHeightLevel()));
+            size.SetCustomMode(SettingsResizer::kExactSizeToo,
+                               FrameInfo(settings_.GetWidth(), settings_.GetHeightScale() + settings_.GetHeightLevel()));
             resizer_->SetSettings(size);
         }
         // A smoother stays when the smoothing is set back to 0. Intended.
-        if (settings_.GetSharpen() > 0) smoother_ = std::make_unique<Detail::SplineSmoother>(positions_, static_cast<std::size_t>(settings_.GetSharpen()) + 1);
+        if (settings_.GetSharpen() > 0)
+            smoother_ = std::make_unique<Detail::SplineSmoother>(positions_, static_cast<std::size_t>(settings_.GetSharpen()) + 1);
     }
 
 private:
@@ -147,7 +150,8 @@ private:
             case PixFmt::Rgb24: CountPacked(vectors, frame.GetPlane(0), info, description.bytesPerPixel); break;
             case PixFmt::Yuv420p:
             case PixFmt::Yuv444p:
-                for (std::uint8_t k = 0; k < 3; ++k) CountPlane(vectors[k], frame.GetPlane(k), info, description.GetShiftX(k), description.GetShiftY(k));
+                for (std::uint8_t k = 0; k < 3; ++k)
+                    CountPlane(vectors[k], frame.GetPlane(k), info, description.GetShiftX(k), description.GetShiftY(k));
                 break;
             default: Throw("Unsupported pixel format");
         }
@@ -176,8 +180,6 @@ private:
 
 }  // namespace
 
-OneInputPtr CreateHistogram(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeEffect<Histogram>(factory, allocator);
-}
+OneInputPtr CreateHistogram(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<Histogram>(factory, allocator); }
 
 }  // namespace Orvexa::Proc

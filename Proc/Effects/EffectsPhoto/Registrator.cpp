@@ -1,19 +1,25 @@
 // The module's entry: registers every effect with the host's factory, always in this order.
 
+#include "Host/Settings/Common/SettingsEffectOilPaint.h"
 #include "Host/Settings/Photo/SettingsEffectBalanceLuma.h"
 #include "Host/Settings/Photo/SettingsEffectBlackWhite.h"
 #include "Host/Settings/Photo/SettingsEffectBlendPalette.h"
 #include "Host/Settings/Photo/SettingsEffectBlurBokeh.h"
+#include "Host/Settings/Photo/SettingsEffectBlurRadial.h"
 #include "Host/Settings/Photo/SettingsEffectColorBalanceAuto.h"
 #include "Host/Settings/Photo/SettingsEffectColorReduce.h"
 #include "Host/Settings/Photo/SettingsEffectColoredGlass.h"
 #include "Host/Settings/Photo/SettingsEffectCreateVideo.h"
 #include "Host/Settings/Photo/SettingsEffectCustom.h"
+#include "Host/Settings/Photo/SettingsEffectDirectionalAreaDeformation.h"
 #include "Host/Settings/Photo/SettingsEffectEmpty.h"
 #include "Host/Settings/Photo/SettingsEffectGradient.h"
 #include "Host/Settings/Photo/SettingsEffectGradientPosterize.h"
 #include "Host/Settings/Photo/SettingsEffectHistogram.h"
+#include "Host/Settings/Photo/SettingsEffectImplode.h"
+#include "Host/Settings/Photo/SettingsEffectPixelate.h"
 #include "Host/Settings/Photo/SettingsEffectShapeMask.h"
+#include "Host/Settings/Photo/SettingsEffectSketch.h"
 #include "Host/Settings/Photo/SettingsEffectTiltShift.h"
 #include "Host/Settings/Photo/SettingsEffectTintTemperature.h"
 #include "Host/Settings/Photo/SettingsEffectVignette.h"
@@ -22,9 +28,10 @@
 
 namespace Orvexa::Proc {
 
-OneInputCreator CreateBalanceLuma, CreateBlackWhite, CreateBlurBokeh, CreateColorBalanceAuto, CreateColoredGlass, CreateColorReduce, CreateCreateVideo,
-    CreateCustom, CreateEmptyEffect, CreateGradient, CreateGradientPosterize, CreateHistogram, CreateShapeMask, CreateTiltShift, CreateTintTemperature,
-    CreateVignette, CreateWhiteBalance;
+OneInputCreator CreateBalanceLuma, CreateBlackWhite, CreateBlurBokeh, CreateBlurRadial, CreateColorBalanceAuto, CreateColoredGlass,
+    CreateColorReduce, CreateCreateVideo, CreateCustom, CreateDirectionalAreaDeformation, CreateEmptyEffect, CreateGradient,
+    CreateGradientPosterize, CreateHistogram, CreateImplode, CreateOilPaint, CreatePixelate, CreateShapeMask, CreateSketch, CreateTiltShift,
+    CreateTintTemperature, CreateVignette, CreateWhiteBalance;
 TwoInputCreator CreateBlendPalette;
 
 namespace {
@@ -53,16 +60,22 @@ extern "C" [[gnu::visibility("default")]] bool Registrator(Orvexa::Proc::IEffect
     Add<SettingsEffectBlackWhite>(*factory, CreateBlackWhite);
     Add<SettingsEffectBlendPalette>(*factory, CreateBlendPalette);
     Add<SettingsEffectBlurBokeh>(*factory, CreateBlurBokeh);
+    Add<SettingsEffectBlurRadial>(*factory, CreateBlurRadial);
     Add<SettingsEffectColorBalanceAuto>(*factory, CreateColorBalanceAuto);
     Add<SettingsEffectColoredGlass>(*factory, CreateColoredGlass);
     Add<SettingsEffectColorReduce>(*factory, CreateColorReduce);
     Add<SettingsEffectCreateVideo>(*factory, CreateCreateVideo);
     Add<SettingsEffectCustom>(*factory, CreateCustom);
+    Add<SettingsEffectDirectionalAreaDeformation>(*factory, CreateDirectionalAreaDeformation);
     Add<SettingsEffectEmpty>(*factory, CreateEmptyEffect);
     Add<SettingsEffectGradient>(*factory, CreateGradient);
     Add<SettingsEffectGradientPosterize>(*factory, CreateGradientPosterize);
     Add<SettingsEffectHistogram>(*factory, CreateHistogram);
+    Add<SettingsEffectImplode>(*factory, CreateImplode);
+    Add<SettingsEffectOilPaint>(*factory, CreateOilPaint);
+    Add<SettingsEffectPixelate>(*factory, CreatePixelate);
     Add<SettingsEffectShapeMask>(*factory, CreateShapeMask);
+    Add<SettingsEffectSketch>(*factory, CreateSketch);
     Add<SettingsEffectTiltShift>(*factory, CreateTiltShift);
     Add<SettingsEffectTintTemperature>(*factory, CreateTintTemperature);
     Add<SettingsEffectVignette>(*factory, CreateVignette);

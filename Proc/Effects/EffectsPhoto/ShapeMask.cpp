@@ -1,6 +1,6 @@
-// ShapeMask: replaces a picture by a grey mask of its size: one value inside an ellipse or a rectangle, another far outside, and a cubic falloff
-// between them. The settings map pixels to a space in which the shape is the unit disc or the unit square. Large masks are evaluated at a
-// fraction of their size and scaled up.
+// ShapeMask: replaces a picture by a grey mask of its size: one value inside an ellipse or a rectangle, another far outside, and a cubic
+// falloff between them. The settings map pixels to a space in which the shape is the unit disc or the unit square. Large masks are
+// evaluated at a fraction of their size and scaled up.
 
 #include <algorithm>
 #include <cmath>
@@ -33,8 +33,11 @@ double OuterExtent(const SettingsEffectShapeMask& settings) {
 class Impl {
 public:
     explicit Impl(const SettingsEffectShapeMask& settings)
-        : extent_(OuterExtent(settings)), foreground_(settings.GetForeground()), background_(settings.GetBackground()),
-          foregroundSlope_(settings.GetForegroundTilt() / (1 / (extent_ - 1))), backgroundSlope_(settings.GetBackgroundTilt() / (1 / (extent_ - 1))) {}
+        : extent_(OuterExtent(settings)),
+          foreground_(settings.GetForeground()),
+          background_(settings.GetBackground()),
+          foregroundSlope_(settings.GetForegroundTilt() / (1 / (extent_ - 1))),
+          backgroundSlope_(settings.GetBackgroundTilt() / (1 / (extent_ - 1))) {}
     virtual ~Impl() = default;
     virtual std::uint8_t Value(const Point& point) const = 0;
 
@@ -137,7 +140,8 @@ private:
         }
         FramePtr mask = Evaluate(reduced);
         SettingsResizer enlargement(SettingsResizer::ResizeMethods::FastBilinear);
-        enlargement.SetCustomMode(SettingsResizer::kExactSizeToo, FrameInfo(info.width + info.width % 2, info.height + info.height % 2, info.aspect));
+        enlargement.SetCustomMode(SettingsResizer::kExactSizeToo,
+                                  FrameInfo(info.width + info.width % 2, info.height + info.height % 2, info.aspect));
         resizer_->SetSettings(enlargement);
         if (reduced != info) {
             resizer_->ProcessData(mask);
@@ -166,8 +170,6 @@ private:
 
 }  // namespace
 
-OneInputPtr CreateShapeMask(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeEffect<ShapeMask>(factory, allocator);
-}
+OneInputPtr CreateShapeMask(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<ShapeMask>(factory, allocator); }
 
 }  // namespace Orvexa::Proc

@@ -19,7 +19,8 @@ public:
           blender_(CreateTwoInput(SettingsEffectImageBlender::CLASS_ID)),
           extraAlphaExtractor_(CreateOneInput(SettingsEffectExtraAlphaExtractor::CLASS_ID)),
           alphaInserter_(CreateTwoInput(SettingsEffectAlphaInserter::CLASS_ID)) {
-        static const std::vector<PixFmt> kFormats{PixFmt::Gray8, PixFmt::Argb, PixFmt::Rgba, PixFmt::Abgr, PixFmt::Bgra, PixFmt::Rgb24, PixFmt::Bgr24};
+        static const std::vector<PixFmt> kFormats{PixFmt::Gray8, PixFmt::Argb,  PixFmt::Rgba, PixFmt::Abgr,
+                                                  PixFmt::Bgra,  PixFmt::Rgb24, PixFmt::Bgr24};
         converter_->SetSettings(SettingsColorspaceConverter(kFormats, true));
         SettingsEffectImageBlender blending;
         blending.SetAlphaMode(BlendAlphaMode::IgnoreAlpha);

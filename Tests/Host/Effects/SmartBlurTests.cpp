@@ -76,7 +76,8 @@ TEST(SmartBlur, CanSmoothColourAndKeepBrightness) {
     settings.SetChromaBlur(100);
     const FramePtr source = MakeFrame(PixFmt::Rgb24, 64, 48);
     const FramePtr result = RunHost(settings, source);
-    EXPECT_LT(Spread(Read(*Converted(result, PixFmt::Yuv444p), 1), 16, 48), 0.5 * Spread(Read(*Converted(source, PixFmt::Yuv444p), 1), 16, 48));
+    EXPECT_LT(Spread(Read(*Converted(result, PixFmt::Yuv444p), 1), 16, 48),
+              0.5 * Spread(Read(*Converted(source, PixFmt::Yuv444p), 1), 16, 48));
     EXPECT_TRUE(SameFrames(RunHost(Blurring(100, 0), source), source)) << "no blur at all";
 }
 

@@ -15,7 +15,8 @@ double Dot(const std::vector<double>& a, const std::vector<double>& b) { return 
 
 }  // namespace
 
-SplineSmoother::SplineSmoother(const std::vector<double>& positions, std::size_t knots) : unknowns_(2 * knots), normal_(unknowns_ * unknowns_) {
+SplineSmoother::SplineSmoother(const std::vector<double>& positions, std::size_t knots)
+    : unknowns_(2 * knots), normal_(unknowns_ * unknowns_) {
     std::vector<double> knot(knots);
     for (std::size_t i = 0; i < knots; ++i) {
         knot[i] = positions.front() + ((positions.back() - positions.front()) / static_cast<double>(knots - 1)) * static_cast<double>(i);
@@ -31,7 +32,8 @@ SplineSmoother::SplineSmoother(const std::vector<double>& positions, std::size_t
     // Basis times its transpose: each sample touches a 4 x 4 block only.
     for (const Basis& basis : basis_) {
         for (std::size_t i = 0; i < 4; ++i) {
-            for (std::size_t k = 0; k < 4; ++k) normal_[(basis.first + i) * unknowns_ + basis.first + k] += basis.weights[i] * basis.weights[k];
+            for (std::size_t k = 0; k < 4; ++k)
+                normal_[(basis.first + i) * unknowns_ + basis.first + k] += basis.weights[i] * basis.weights[k];
         }
     }
 }

@@ -62,8 +62,8 @@ inline std::array<Counts, 3> CountChannels(const ConstPlane& plane, std::uint64_
 }
 
 /// Counts of the first three bytes of every pixel and of their weighted sum divided by `unit`.
-inline std::array<Counts, 4> CountChannelsAndLuma(const ConstPlane& plane, std::uint64_t bytesPerPixel, const std::array<std::uint32_t, 3>& weights,
-                                                  std::uint32_t unit) {
+inline std::array<Counts, 4> CountChannelsAndLuma(const ConstPlane& plane, std::uint64_t bytesPerPixel,
+                                                  const std::array<std::uint32_t, 3>& weights, std::uint32_t unit) {
     return StatisticsDetails::CountPixels<4>(plane, bytesPerPixel, [&](auto& table, const std::uint8_t* pixel) {
         for (std::size_t k = 0; k < 3; ++k) ++table[k][pixel[k]];
         ++table[3][(pixel[0] * weights[0] + pixel[1] * weights[1] + pixel[2] * weights[2]) / unit];

@@ -1,0 +1,115 @@
+// Remapping: every pixel of the result is a bilinear sample of the frame at a position that a function gives. Positions outside are clamped
+// to the edge.
+//
+// The function is evaluated for a few rows at a time, next to the sampling: positions of a whole picture would take eight bytes a pixel.
+// Samples of subsampled planes move like the pixel at their upper left.
+
+#include <algorithm>
+#include <opencv2/imgproc.hpp>
+
+#include "Host/Conf/PixFmtDescription.h"
+#include "Host/Effects/ConvertPixFmt.h"
+#include "Host/Effects/HostEffect.h"
+#include "Host/Effects/Mats.h"
+#include "Host/Settings/Common/SettingsEffectRemapping.h"
+
+namespace Orvexa::Proc {
+namespace {
+
+constexpr int kBlockRows = 16, kBlockColumns = 2048;
+constexpr int kMaxSourceSide = 32766;  // cv::remap counts in 16 bits
+
+// Bounds of positions, which are clamped to one sample around the source at the same time. What is not a number goes to the first sample.
+struct Bounds {
+    int first, end;
+};
+Bounds ClampPositions(cv::Mat& positions, int sourceSide) {
+    float low = static_cast<float>(sourceSide), high = 0.0f;
+    const float last = static_cast<float>(sourceSide - 1);
+    for (int y = 0; y < positions.rows; ++y) {
+        float* row = positions.ptr<float>(y);
+        for (int x = 0; x < positions.cols; ++x) {
+            const float value = row[x] > 0.0f ? (row[x] < last ? row[x] : last) : 0.0f;
+            row[x] = value;
+            low = value < low ? value : low;
+            high = value > high ? value : high;
+        }
+    }
+    return {static_cast<int>(low), std::min(static_cast<int>(high) + 2, sourceSide)};
+}
+
+// The positions of a block in a plane of which every sample stands for 2^shift pixels.
+class PlanePositions {
+public:
+    PlanePositions(const SettingsEffectRemapping::RowFunction& function, int pixelsPerRow, int shiftX, int shiftY)
+        : function_(function), pixelsPerRow_(pixelsPerRow), shiftX_(shiftX), shiftY_(shiftY), rowX_(pixelsPerRow), rowY_(pixelsPerRow) {}
+
+    void FillRow(int y, int width, float* sourceX, float* sourceY) {
+        if (shiftX_ == 0 && shiftY_ == 0) {
+            function_(y, width, sourceX, sourceY);
+            return;
+        }
+        const int pixelY = y << shiftY_;
+        function_(pixelY, pixelsPerRow_, rowX_.data(), rowY_.data());
+        const float scaleX = 1.0f / static_cast<float>(1 << shiftX_), scaleY = 1.0f / static_cast<float>(1 << shiftY_);
+        for (int x = 0; x < width; ++x) {
+            const int pixelX = x << shiftX_;
+            sourceX[x] = static_cast<float>(x) + (rowX_[static_cast<std::size_t>(pixelX)] - static_cast<float>(pixelX)) * scaleX;
+            sourceY[x] = static_cast<float>(y) + (rowY_[static_cast<std::size_t>(pixelX)] - static_cast<float>(pixelY)) * scaleY;
+        }
+    }
+
+private:
+    const SettingsEffectRemapping::RowFunction& function_;
+    const int pixelsPerRow_, shiftX_, shiftY_;
+    std::vector<float> rowX_, rowY_;
+};
+
+void RemapBlock(const cv::Mat& source, cv::Mat block, cv::Mat mapX, cv::Mat mapY) {
+    const Bounds columns = ClampPositions(mapX, source.cols), rows = ClampPositions(mapY, source.rows);
+    if (columns.end - columns.first > kMaxSourceSide || rows.end - rows.first > kMaxSourceSide) {
+        Throw("The picture is too large to be moved about this far: neighbouring pixels come from more than 32766 pixels apart");
+    }
+    mapX -= columns.first;
+    mapY -= rows.first;
+    cv::remap(source(cv::Range(rows.first, rows.end), cv::Range(columns.first, columns.end)), block, mapX, mapY, cv::INTER_LINEAR,
+              cv::BORDER_REPLICATE);
+}
+
+class Remapping : public HostOneInput<SettingsEffectRemapping> {
+public:
+    using HostOneInput::HostOneInput;
+
+protected:
+    void Process(FramePtr& frame) override {
+        if (!settings_.GetRowFunction()) Throw("Settings are not set!");
+        const ConstFramePtr source = frame->GetPixFmt() == PixFmt::Pal8 ? ConvertPixFmt(*frame, PixFmt::Rgba, allocator_) : frame;
+        const PixFmtDescription& description = PixFmtDescription::Get(source->GetPixFmt());
+        const FramePtr moved = NewFrame(allocator_, source->GetPixFmt(), source->GetFrameInfo());
+        for (std::uint8_t i = 0; i < description.planes; ++i) {
+            PlanePositions positions(settings_.GetRowFunction(), static_cast<int>(source->GetFrameInfo().width), description.GetShiftX(i),
+                                     description.GetShiftY(i));
+            RemapPlane(AsMat(source->GetPlane(i)), AsMat(moved->GetPlane(i)), positions);
+        }
+        frame = moved;
+    }
+
+private:
+    static void RemapPlane(const cv::Mat& source, cv::Mat target, PlanePositions& positions) {
+        cv::Mat mapX(kBlockRows, target.cols, CV_32F), mapY(kBlockRows, target.cols, CV_32F);
+        for (int top = 0; top < target.rows; top += kBlockRows) {
+            const int height = std::min(kBlockRows, target.rows - top);
+            for (int y = 0; y < height; ++y) positions.FillRow(top + y, target.cols, mapX.ptr<float>(y), mapY.ptr<float>(y));
+            for (int left = 0; left < target.cols; left += kBlockColumns) {
+                const cv::Rect place(left, 0, std::min(kBlockColumns, target.cols - left), height);
+                RemapBlock(source, target(place + cv::Point(0, top)), mapX(place), mapY(place));
+            }
+        }
+    }
+};
+
+}  // namespace
+
+OneInputPtr CreateRemapping(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<Remapping>(factory, allocator); }
+
+}  // namespace Orvexa::Proc

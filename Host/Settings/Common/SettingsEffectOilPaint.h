@@ -1,0 +1,14 @@
+#pragma once
+
+#include "Host/Settings/Settings.h"
+
+namespace Orvexa::Proc {
+
+class SettingsEffectOilPaint final : public Settings {
+    ORVEXA_SETTINGS(SettingsEffectOilPaint, "OilPaint", "Blur, stylise and generators",
+                    "Paints the picture in strokes of oil: each pixel takes the most frequent colour around it.")
+    ORVEXA_EQUALITY(SettingsEffectOilPaint)
+    ORVEXA_FIELD(double, Radius, 3.0, Range(0.5, 16), "pixels", "Size of the strokes.")
+};
+
+}  // namespace Orvexa::Proc

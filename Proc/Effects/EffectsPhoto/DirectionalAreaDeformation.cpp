@@ -1,0 +1,159 @@
+// DirectionalAreaDeformation: pushes the picture along a stroke of a capsule-shaped brush.
+//
+// The pushes of all calls add up in a displacement field, which is always applied to the first picture the effect saw. Only what the
+// present stroke touches is drawn anew, so a stroke's cost does not depend on the picture's size.
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "Host/Settings/Common/SettingsEffectRemapping.h"
+#include "Host/Settings/Photo/SettingsEffectDirectionalAreaDeformation.h"
+#include "Proc/Effects/EffectsPhoto/Detail/Hermite.h"
+#include "Proc/Effects/EffectsPhoto/EffectBase.h"
+
+namespace Orvexa::Proc {
+namespace {
+
+constexpr double kPushPerSize = 0.2;      // of the brush's diameter, at full strength
+constexpr float kFullPushRadius = 0.25f;  // of the brush's radius: nearer to the stroke the push is whole
+constexpr float kOutsideBrush = 10.0f;    // any distance from 1 on
+constexpr float kNoPush = 0.00001f;
+
+struct Push {
+    float x = 0.0f, y = 0.0f;
+};
+
+// Columns left <= x < right, rows top <= y < bottom.
+struct Box {
+    std::int64_t left = 0, top = 0, right = 0, bottom = 0;
+    bool IsEmpty() const { return left >= right || top >= bottom; }
+};
+
+// The capsule around a line, and how much it pushes.
+class Brush {
+public:
+    explicit Brush(const SettingsEffectDirectionalAreaDeformation& settings)
+        : fromX_(static_cast<float>(settings.GetFromX())),
+          fromY_(static_cast<float>(settings.GetFromY())),
+          radius_(static_cast<float>(settings.GetSize() * 0.5)) {
+        const float dx = static_cast<float>(settings.GetToX()) - fromX_, dy = static_cast<float>(settings.GetToY()) - fromY_;
+        const float length = std::sqrt(dx * dx + dy * dy);
+        ux_ = dx / length;  // not a number for a stroke of no length, which pushes nothing
+        uy_ = dy / length;
+        length_ = (dx * ux_ + dy * uy_) / radius_;
+        amount_ = static_cast<float>(settings.GetStrength() * (settings.GetSize() * kPushPerSize) / 100.0);
+    }
+
+    void Add(Push& push, std::int64_t x, std::int64_t y) const {
+        const float distance = DistanceOf(static_cast<float>(x) - fromX_, static_cast<float>(y) - fromY_);
+        if (!(distance < 1.0f)) return;
+        const float weight = WeightAt(distance);
+        const float present = std::sqrt(push.x * push.x + push.y * push.y);
+        if (present < kNoPush) {
+            push = {weight * ux_, weight * uy_};
+            return;
+        }
+        if (weight + present == 0.0f) return;
+        // Pushes in one direction do not grow without bound.
+        const float scale = std::max(weight, present) / (present + weight);
+        push = {(push.x + weight * ux_) * scale, (push.y + weight * uy_) * scale};
+    }
+
+private:
+    // In units of the radius.
+    float DistanceOf(float rx, float ry) const {
+        const float across = (ry * ux_ - rx * uy_) / radius_, along = (ry * uy_ + rx * ux_) / radius_;
+        if (along >= 0.0f && along <= length_) return std::abs(across);
+        if (along < 0.0f) return std::sqrt(across * across + along * along);
+        if (along > length_) return std::sqrt((along - length_) * (along - length_) + across * across);
+        return kOutsideBrush;
+    }
+    float WeightAt(float distance) const {
+        if (distance < kFullPushRadius) return amount_;
+        const double t = (distance - kFullPushRadius) / (1.0 - kFullPushRadius);
+        return static_cast<float>(amount_ * Detail::HermiteBasis(t)[0]);
+    }
+
+    float fromX_, fromY_, radius_, ux_, uy_, length_, amount_;
+};
+
+Box BoxOf(const SettingsEffectDirectionalAreaDeformation& settings, const FrameInfo& info) {
+    const std::int64_t half = settings.GetSize() / 2;
+    const auto clip = [&](std::int64_t a, std::int64_t b, std::int64_t side) {
+        return std::pair(std::max<std::int64_t>(0, std::min(a, b) - half), std::min(side, std::max(a, b) - half + settings.GetSize()));
+    };
+    const auto [left, right] = clip(settings.GetFromX(), settings.GetToX(), info.width);
+    const auto [top, bottom] = clip(settings.GetFromY(), settings.GetToY(), info.height);
+    return {left, top, right, bottom};
+}
+
+class DirectionalAreaDeformation : public EffectBaseOneInput<SettingsEffectDirectionalAreaDeformation> {
+public:
+    DirectionalAreaDeformation(const FactoryPtr& factory, const AllocatorPtr& allocator)
+        : EffectBaseOneInput(factory, allocator),
+          converter_(CreateOneInput(SettingsColorspaceConverter::CLASS_ID)),
+          remapper_(CreateOneInput(SettingsEffectRemapping::CLASS_ID)) {}
+
+    /// Keeps the field and the picture that it is applied to.
+    void ResetSettings() override { settings_ = SettingsEffectDirectionalAreaDeformation(0.0); }
+
+private:
+    void ProcessInternalImpl(FramePtr& frame) override {
+        const FrameInfo info = frame->GetFrameInfo();
+        if (base_ == nullptr || field_.size() != info.width || field_.front().size() != info.height) {
+            field_.assign(info.width, std::vector<Push>(info.height));
+            base_ = CloneFrame(*frame, kCloneIndependent);
+        }
+        const Box box = BoxOf(settings_, info);
+        if (box.IsEmpty()) return;
+        const Brush brush(settings_);
+        for (std::int64_t x = box.left; x < box.right; ++x) {
+            std::vector<Push>& column = field_[static_cast<std::size_t>(x)];
+            for (std::int64_t y = box.top; y < box.bottom; ++y) brush.Add(column[static_cast<std::size_t>(y)], x, y);
+        }
+        Redraw(frame, box);
+    }
+
+    void Redraw(const FramePtr& frame, const Box& box) {
+        const FrameInfo& info = frame->GetFrameInfo();
+        const std::int64_t margin = settings_.GetSize() / 2 + 1;  // no push reaches farther
+        const Box source{std::max<std::int64_t>(box.left - margin, 0), std::max<std::int64_t>(box.top - margin, 0),
+                         std::min<std::int64_t>(box.right + margin, info.width), std::min<std::int64_t>(box.bottom + margin, info.height)};
+        FramePtr patch = CloneFrame(*base_, kCloneView);  // the remapper makes a new frame and leaves the base alone
+        Crop(*patch, source);
+        remapper_->SetSettings(SettingsEffectRemapping([this, source](int x, int y) {
+            const Push& push = field_[static_cast<std::size_t>(source.left + x)][static_cast<std::size_t>(source.top + y)];
+            return std::pair(static_cast<float>(x) - push.x, static_cast<float>(y) - push.y);
+        }));
+        remapper_->ProcessData(patch);
+        Crop(*patch, {box.left - source.left, box.top - source.top, box.right - source.left, box.bottom - source.top});
+        if (patch->GetPixFmt() != frame->GetPixFmt()) {
+            if (frame->GetPixFmt() != converterPixFmt_) {
+                converterPixFmt_ = frame->GetPixFmt();
+                converter_->SetSettings(SettingsColorspaceConverter(converterPixFmt_, true));
+            }
+            converter_->ProcessData(patch);
+        }
+        CopyDataVideo(patch, frame, static_cast<int>(box.left), static_cast<int>(box.top));
+    }
+
+    static void Crop(IDataVideo& frame, const Box& box) {
+        frame.Crop(static_cast<std::uint32_t>(box.left), static_cast<std::uint32_t>(box.top),
+                   static_cast<std::uint32_t>(box.right - box.left), static_cast<std::uint32_t>(box.bottom - box.top));
+    }
+
+    FramePtr base_;
+    OneInputPtr converter_;
+    OneInputPtr remapper_;
+    PixFmt converterPixFmt_ = PixFmt::None;
+    std::vector<std::vector<Push>> field_;  // by column, then row
+};
+
+}  // namespace
+
+OneInputPtr CreateDirectionalAreaDeformation(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<DirectionalAreaDeformation>(factory, allocator);
+}
+
+}  // namespace Orvexa::Proc

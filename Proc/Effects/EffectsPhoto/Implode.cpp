@@ -1,0 +1,50 @@
+// Implode: inside the ellipse that fits the frame every pixel shows what lies farther out (or nearer) on the same ray. The amount falls
+// from the centre to nothing at the ellipse along the cubic 2 r^3 - 3 r^2 + 1, level at both ends. Exploding takes half the strength.
+
+#include <cmath>
+#include <utility>
+
+#include "Host/Settings/Common/SettingsEffectRemapping.h"
+#include "Host/Settings/Photo/SettingsEffectImplode.h"
+#include "Proc/Effects/EffectsPhoto/Detail/Hermite.h"
+#include "Proc/Effects/EffectsPhoto/EffectBase.h"
+
+namespace Orvexa::Proc {
+namespace {
+
+constexpr double kImplodeGain = 1.0, kExplodeGain = -0.5;
+
+// Where the pixel (x, y) of a frame with these half sides comes from.
+std::pair<float, float> SourceOf(float x, float y, float halfWidth, float halfHeight, float amount) {
+    const float u = x / halfWidth - 1.0f, v = y / halfHeight - 1.0f;
+    const float r = std::sqrt(u * u + v * v);
+    const auto falloff = static_cast<float>(Detail::HermiteBasis(r)[0]);
+    const float scale = falloff * amount + 1.0f;
+    const float sourceX = (u * scale + 1.0f) * halfWidth, sourceY = (v * scale + 1.0f) * halfHeight;
+    return {r >= 1.0f ? x : sourceX, r >= 1.0f ? y : sourceY};
+}
+
+class Implode : public EffectBaseOneInput<SettingsEffectImplode> {
+public:
+    Implode(const FactoryPtr& factory, const AllocatorPtr& allocator)
+        : EffectBaseOneInput(factory, allocator), remapper_(CreateOneInput(SettingsEffectRemapping::CLASS_ID)) {}
+
+private:
+    void ProcessInternalImpl(FramePtr& frame) override {
+        const FrameInfo info = frame->GetFrameInfo();
+        const float halfWidth = static_cast<float>(info.width) * 0.5f, halfHeight = static_cast<float>(info.height) * 0.5f;
+        const double gain = settings_.GetMode() == ImplodeMode::Implode ? kImplodeGain : kExplodeGain;
+        const auto amount = static_cast<float>(gain * settings_.GetStrength() / 100.0);
+        remapper_->SetSettings(SettingsEffectRemapping(
+            [=](int x, int y) { return SourceOf(static_cast<float>(x), static_cast<float>(y), halfWidth, halfHeight, amount); }));
+        remapper_->ProcessData(frame);
+    }
+
+    OneInputPtr remapper_;
+};
+
+}  // namespace
+
+OneInputPtr CreateImplode(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<Implode>(factory, allocator); }
+
+}  // namespace Orvexa::Proc
