@@ -1,0 +1,85 @@
+#include <gtest/gtest.h>
+
+#include "Host/Core/Exception.h"
+#include "Host/Settings/Common/SettingsEffectCharcoal.h"
+#include "Host/Settings/Common/SettingsEffectNoiseVideo.h"
+#include "Host/Settings/Common/SettingsEffectOilPaint.h"
+#include "Tests/Support/Effects.h"
+#include "Tests/Support/Frames.h"
+
+namespace Orvexa::Test {
+namespace {
+
+FramePtr Painted(double radius, FramePtr frame) {
+    OneInputPtr effect;
+    HostFactory()->CreateOneInputEffect(effect, SettingsEffectOilPaint::CLASS_ID, ImplPhotoNames::IMAGEMAGICK, {});
+    SettingsEffectOilPaint settings;
+    settings.SetRadius(radius);
+    effect->SetSettings(settings);
+    effect->ProcessData(frame);
+    return frame;
+}
+
+SettingsEffectNoiseVideo Noise(std::uint32_t seed, NoiseType type = NoiseType::Random) {
+    SettingsEffectNoiseVideo settings;
+    settings.SetSeed(seed);
+    settings.SetType(type);
+    return settings;
+}
+
+TEST(MagickEffects, NoiseIsMadeFromItsSeed) {
+    const FramePtr black = MakeFrame(PixFmt::Gray8, 97, 61, Color::Black(Opacity::Opaque));
+    const FramePtr first = RunHost(Noise(1), black), other = RunHost(Noise(2), black);
+    EXPECT_TRUE(SameFrames(RunHost(Noise(1), black), first));
+    EXPECT_FALSE(SameFrames(other, first));
+    // All levels are there about equally often: 5917 pixels in four classes of about 1479, which deviate by about 33.
+    int classes[4] = {};
+    for (const std::uint8_t level : Bytes(*first)) ++classes[level / 64];
+    for (const int count : classes) EXPECT_NEAR(count, 1479, 200);
+    EXPECT_THROW(RunHost(Noise(1, static_cast<NoiseType>(7)), black), EffectException);
+}
+
+TEST(MagickEffects, NoiseOfAnyKindMovesAroundThePicture) {
+    const FramePtr grey = MakeFrame(PixFmt::Rgb24, 97, 61, Color(128, 128, 128));
+    for (const NoiseType type : {NoiseType::Uniform, NoiseType::Gaussian, NoiseType::Multiplicative, NoiseType::Impulse,
+                                 NoiseType::Laplacian, NoiseType::Poisson}) {
+        const FramePtr noisy = RunHost(Noise(1, type), grey);
+        EXPECT_FALSE(SameFrames(noisy, grey)) << static_cast<int>(type);
+        double sum = 0;
+        for (const std::uint8_t level : Bytes(*noisy)) sum += level;
+        EXPECT_NEAR(sum / (97 * 61 * 3), 128, 8) << static_cast<int>(type);
+    }
+}
+
+TEST(MagickEffects, KeepFormatAndAlpha) {
+    for (const PixFmt pixFmt : {PixFmt::Gray8, PixFmt::Bgr24, PixFmt::Abgr, PixFmt::Yuva420p}) {
+        const FramePtr source = MakeFrame(pixFmt, 40, 30);
+        for (const FramePtr& result : {Painted(1, source), RunHost(SettingsEffectCharcoal(), source), RunHost(Noise(3), source)}) {
+            ASSERT_EQ(result->GetPixFmt(), pixFmt);
+            ASSERT_EQ(result->GetFrameInfo(), source->GetFrameInfo());
+            const PixFmtDescription& description = PixFmtDescription::Get(pixFmt);
+            if (!description.HasAlpha()) continue;
+            const FramePtr before = Converted(source, PixFmt::Rgba), after = Converted(result, PixFmt::Rgba);
+            for (std::size_t i = 3; i < Bytes(*before).size(); i += 4) ASSERT_EQ(Bytes(*after)[i], Bytes(*before)[i]);
+        }
+    }
+}
+
+TEST(MagickEffects, OilPaintTakesTheMostFrequentColour) {
+    FramePtr speckled = MakeFrame(PixFmt::Rgb24, 40, 30, Color(200, 100, 50));
+    for (const std::uint32_t x : {5u, 20u, 33u}) std::fill_n(speckled->GetPlane(0).GetOffsetPtr(x, 15), 3, std::uint8_t{0});
+    EXPECT_TRUE(SameFrames(Painted(3, speckled), MakeFrame(PixFmt::Rgb24, 40, 30, Color(200, 100, 50))));
+}
+
+TEST(MagickEffects, CharcoalDrawsEdgesOnWhite) {
+    FramePtr step = MakeFrame(PixFmt::Gray8, 60, 40, Color::Black(Opacity::Opaque));
+    for (std::uint32_t y = 0; y < 40; ++y) std::fill_n(step->GetPlane(0).GetOffsetPtr(30, y), 30, std::uint8_t{255});
+    const FramePtr drawn = RunHost(SettingsEffectCharcoal(), step);
+    const ConstPlane plane = std::as_const(*drawn).GetPlane(0);
+    EXPECT_LT(*plane.GetOffsetPtr(30, 20), 100);
+    EXPECT_GT(*plane.GetOffsetPtr(5, 20), 200);
+    EXPECT_GT(*plane.GetOffsetPtr(55, 20), 200);
+}
+
+}  // namespace
+}  // namespace Orvexa::Test

@@ -1,0 +1,123 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "Host/Settings/Photo/SettingsEffectDirectionalAreaDeformation.h"
+#include "Tests/Support/Effects.h"
+#include "Tests/Support/Frames.h"
+
+namespace Orvexa::Test {
+namespace {
+
+struct Stroke {
+    int fromX, fromY, toX, toY, size;
+    double strength = 100;
+};
+
+class Brushed {
+public:
+    FramePtr operator()(const Stroke& stroke, FramePtr frame) {
+        SettingsEffectDirectionalAreaDeformation settings;
+        settings.SetFromX(stroke.fromX);
+        settings.SetFromY(stroke.fromY);
+        settings.SetToX(stroke.toX);
+        settings.SetToY(stroke.toY);
+        settings.SetSize(stroke.size);
+        settings.SetStrength(stroke.strength);
+        effect_->SetSettings(settings);
+        effect_->ProcessData(frame);
+        return frame;
+    }
+
+private:
+    OneInputPtr effect_ = CreateModuleEffect(SettingsEffectDirectionalAreaDeformation::CLASS_ID);
+};
+
+// Levels count up from left to right, so that a pixel tells where it comes from.
+FramePtr Slope(std::uint32_t width, std::uint32_t height) {
+    std::vector<int> samples;
+    for (std::uint32_t i = 0; i < width * height; ++i) samples.push_back(static_cast<int>(i % width));
+    return MakeFrame(PixFmt::Gray8, width, height, samples);
+}
+
+int At(const ConstFramePtr& frame, int x, int y) {
+    return *frame->GetPlane(0).GetOffsetPtr(static_cast<std::uint64_t>(x), static_cast<std::uint64_t>(y));
+}
+
+TEST(DirectionalAreaDeformation, PushesAlongTheStrokeAndLeavesTheRestAlone) {
+    const Stroke stroke{80, 60, 130, 60, 40};
+    const FramePtr result = Brushed()(stroke, Slope(200, 120));
+    for (int y = 0; y < 120; ++y) {
+        for (int x = 0; x < 200; ++x) {
+            // From the capsule's axis, in radii.
+            const double distance = std::hypot(x - std::clamp(x, 80, 130), y - 60) / 20.0;
+            const double t = std::clamp((distance - 0.25) / 0.75, 0.0, 1.0);
+            const double push = 100 * (40 * 0.2) / 100 * (1 - t * t * (3 - 2 * t));
+            const bool isOutsideBox = x < 60 || x >= 150 || y < 40 || y >= 80;
+            ASSERT_NEAR(At(result, x, y), x - push, isOutsideBox ? 0 : 1) << x << ", " << y;
+        }
+    }
+}
+
+TEST(DirectionalAreaDeformation, AddsUpPushesOfTheFirstPicture) {
+    const FramePtr base = MakeFrame(PixFmt::Gray8, 200, 120);
+    const Stroke right{80, 60, 120, 60, 40}, down{100, 50, 100, 70, 40};
+    Brushed brush;
+    // Eight pixels; a second push the same way adds nothing.
+    for (int i = 0; i < 2; ++i) {
+        const FramePtr pushed = brush(right, CloneFrame(*base, kCloneIndependent));
+        EXPECT_EQ(At(pushed, 100, 60), At(base, 92, 60)) << i;
+        EXPECT_EQ(At(pushed, 104, 63), At(base, 96, 63)) << i;
+    }
+    // Across it: (8, 8) * 8 / (8 + 8). What was pushed is the first picture, whatever the frame shows now.
+    const FramePtr twice = brush(down, MakeFrame(PixFmt::Gray8, 200, 120, Color::Black(Opacity::Opaque)));
+    EXPECT_EQ(At(twice, 100, 60), At(base, 96, 56));
+    EXPECT_EQ(At(twice, 60, 60), 0) << "outside the stroke the frame is its own";
+    // A picture of another size starts anew.
+    const FramePtr other = MakeFrame(PixFmt::Gray8, 201, 120);
+    const FramePtr anew = brush(right, CloneFrame(*other, kCloneIndependent));
+    EXPECT_EQ(At(anew, 100, 60), At(other, 92, 60));
+}
+
+TEST(DirectionalAreaDeformation, StrokesThatPushNothing) {
+    const FramePtr base = MakeFrame(PixFmt::Gray8, 100, 80), black = MakeFrame(PixFmt::Gray8, 100, 80, Color::Black(Opacity::Opaque));
+    struct {
+        Stroke stroke;
+        bool isRedrawn;  // from the first picture
+        const char* what;
+    } const cases[] = {{{50, 40, 50, 40, 20}, true, "no length"},
+                       {{45, 40, 55, 40, 20, 0}, true, "no strength"},
+                       {{300, 40, 400, 40, 20}, false, "right of the picture"},
+                       {{-200, -50, -100, -60, 20}, false, "above and left"},
+                       {{110, 40, 150, 40, 20}, false, "the brush ends at the edge"}};
+    for (const auto& [stroke, isRedrawn, what] : cases) {
+        Brushed brush;
+        EXPECT_TRUE(SameFrames(brush(stroke, CloneFrame(*base, kCloneIndependent)), base)) << what;
+        const FramePtr second = brush(stroke, CloneFrame(*black, kCloneIndependent));
+        EXPECT_EQ(At(second, 50, 40), isRedrawn ? At(base, 50, 40) : 0) << what;
+        EXPECT_EQ(At(second, 10, 10), 0) << what;
+    }
+}
+
+TEST(DirectionalAreaDeformation, DrawsIntoFramesOfOtherFormats) {
+    const FramePtr base = MakeFrame(PixFmt::Rgb24, 100, 80, Pattern::ColorCube);
+    Brushed brush;
+    brush({30, 40, 70, 40, 20}, CloneFrame(*base, kCloneIndependent));
+    const FramePtr expected = brush({30, 40, 70, 40, 20}, CloneFrame(*base, kCloneIndependent));
+    const FramePtr result = brush({30, 40, 70, 40, 20}, Converted(base, PixFmt::Bgra));
+    EXPECT_TRUE(SameFrames(result, Converted(expected, PixFmt::Bgra)));
+}
+
+TEST(DirectionalAreaDeformation, AStrokesReachIsClippedToThePicture) {
+    // A brush larger than the picture, and strokes that leave it.
+    for (const Stroke& stroke : {Stroke{-50, -50, 150, 130, 300}, Stroke{99, 79, 131072, 131072, 16384}, Stroke{0, 0, 99, 79, 1}}) {
+        const GuardedFrame guarded(PixFmt::Rgb24, 100, 80);
+        FramePtr frame = guarded.GetFrame();
+        Brushed()(stroke, frame);
+        EXPECT_TRUE(guarded.IsGuardIntact());
+    }
+}
+
+}  // namespace
+}  // namespace Orvexa::Test
