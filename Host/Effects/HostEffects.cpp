@@ -6,6 +6,7 @@
 #include "Host/Settings/Common/SettingsEffectCharcoal.h"
 #include "Host/Settings/Common/SettingsEffectCompose.h"
 #include "Host/Settings/Common/SettingsEffectImageBlender.h"
+#include "Host/Settings/Common/SettingsEffectMorphology.h"
 #include "Host/Settings/Common/SettingsEffectNoiseVideo.h"
 #include "Host/Settings/Common/SettingsEffectOilPaint.h"
 #include "Host/Settings/Common/SettingsEffectPad.h"
@@ -14,12 +15,13 @@
 #include "Host/Settings/Common/SettingsEffectSmartBlur.h"
 #include "Host/Settings/Common/SettingsEffectVideoGenerator.h"
 #include "Host/Settings/Common/SettingsResizer.h"
+#include "Host/Settings/Photo/SettingsEffectSegmentation.h"
 
 namespace Orvexa::Proc {
 
-OneInputCreator CreateAlphaExtractor, CreateAperture, CreateColorspaceConverter, CreateExtraAlphaExtractor, CreatePad, CreatePosterize,
-    CreateRemapping, CreateResizer, CreateSmartBlur;
-TwoInputCreator CreateAlphaInserter, CreateCompose, CreateImageBlender;
+OneInputCreator CreateAlphaExtractor, CreateAperture, CreateColorspaceConverter, CreateExtraAlphaExtractor, CreateMorphology, CreatePad,
+    CreatePosterize, CreateRemapping, CreateResizer, CreateSmartBlur;
+TwoInputCreator CreateAlphaInserter, CreateCompose, CreateGrabCut, CreateImageBlender;
 
 namespace {
 
@@ -48,12 +50,14 @@ void RegisterHostEffects(IEffectFactory& factory) {
     Add<SettingsEffectCompose>(factory, CreateCompose);
     Add<SettingsEffectExtraAlphaExtractor>(factory, CreateExtraAlphaExtractor);
     Add<SettingsEffectImageBlender>(factory, CreateImageBlender);
+    Add<SettingsEffectMorphology>(factory, CreateMorphology);
     Add<SettingsEffectPad>(factory, CreatePad);
     Add<SettingsEffectPosterize>(factory, CreatePosterize);
     Add<SettingsEffectRemapping>(factory, CreateRemapping);
     Add<SettingsEffectSmartBlur>(factory, CreateSmartBlur);
     Add<SettingsEffectVideoGenerator>(factory, CreateAperture);
     Add<SettingsResizer>(factory, CreateResizer);
+    factory.RegisterTwoInputEffect(SettingsEffectSegmentation::CLASS_ID, ImplPhotoNames::OPENCV, CreateGrabCut, 0);
     AddProvided<SettingsEffectCharcoal>(factory, ImplPhotoNames::IMAGEMAGICK, kMagickLibrary);
     AddProvided<SettingsEffectNoiseVideo>(factory, ImplPhotoNames::IMAGEMAGICK, kMagickLibrary);
     AddProvided<SettingsEffectOilPaint>(factory, ImplPhotoNames::IMAGEMAGICK, kMagickLibrary);

@@ -8,6 +8,9 @@ namespace Orvexa::Proc {
 enum class SegmentationAlgorithm : std::int32_t { Auto = 0, Host = 1, GridGraph = 2, HostAlternative = 3 };
 
 class SettingsEffectSegmentation final : public Settings {
+public:
+    static constexpr PixFmt kSecondInput = PixFmt::Gray8;
+
     ORVEXA_SETTINGS(SettingsEffectSegmentation, "Segmentation", "Segmentation, matting and tiling",
                     "Separates the subject from the background, given a few strokes on each in a second picture.")
     ORVEXA_EQUALITY(SettingsEffectSegmentation)
@@ -21,6 +24,8 @@ class SettingsEffectSegmentation final : public Settings {
     ORVEXA_FIELD(bool, ShowProgress, true, Any(), "", "Whether progress is reported and the effect can be cancelled.")
     ORVEXA_FIELD(bool, DemoMode, false, Any(), "", "Whether the subject is painted over the picture instead of returning the mask.")
     ORVEXA_FIELD(Color, DemoColor, Color(255, 0, 0, 128), Any(), "", "The colour that the subject is painted with.")
+
+    bool ShowProgress() const { return GetShowProgress(); }
 };
 
 }  // namespace Orvexa::Proc

@@ -11,6 +11,7 @@
 #include "Host/Settings/Photo/SettingsEffectColoredGlass.h"
 #include "Host/Settings/Photo/SettingsEffectCreateVideo.h"
 #include "Host/Settings/Photo/SettingsEffectCustom.h"
+#include "Host/Settings/Photo/SettingsEffectCutter.h"
 #include "Host/Settings/Photo/SettingsEffectDirectionalAreaDeformation.h"
 #include "Host/Settings/Photo/SettingsEffectEmpty.h"
 #include "Host/Settings/Photo/SettingsEffectGradient.h"
@@ -18,8 +19,10 @@
 #include "Host/Settings/Photo/SettingsEffectHistogram.h"
 #include "Host/Settings/Photo/SettingsEffectImplode.h"
 #include "Host/Settings/Photo/SettingsEffectPixelate.h"
+#include "Host/Settings/Photo/SettingsEffectSegmentation.h"
 #include "Host/Settings/Photo/SettingsEffectShapeMask.h"
 #include "Host/Settings/Photo/SettingsEffectSketch.h"
+#include "Host/Settings/Photo/SettingsEffectStitcher.h"
 #include "Host/Settings/Photo/SettingsEffectTiltShift.h"
 #include "Host/Settings/Photo/SettingsEffectTintTemperature.h"
 #include "Host/Settings/Photo/SettingsEffectVignette.h"
@@ -32,7 +35,8 @@ OneInputCreator CreateBalanceLuma, CreateBlackWhite, CreateBlurBokeh, CreateBlur
     CreateColorReduce, CreateCreateVideo, CreateCustom, CreateDirectionalAreaDeformation, CreateEmptyEffect, CreateGradient,
     CreateGradientPosterize, CreateHistogram, CreateImplode, CreateOilPaint, CreatePixelate, CreateShapeMask, CreateSketch, CreateTiltShift,
     CreateTintTemperature, CreateVignette, CreateWhiteBalance;
-TwoInputCreator CreateBlendPalette;
+TwoInputCreator CreateBlendPalette, CreateSegmentation;
+VarInputCreator CreateCutter, CreateStitcher;
 
 namespace {
 
@@ -66,6 +70,7 @@ extern "C" [[gnu::visibility("default")]] bool Registrator(Orvexa::Proc::IEffect
     Add<SettingsEffectColorReduce>(*factory, CreateColorReduce);
     Add<SettingsEffectCreateVideo>(*factory, CreateCreateVideo);
     Add<SettingsEffectCustom>(*factory, CreateCustom);
+    Add<SettingsEffectCutter>(*factory, CreateCutter);
     Add<SettingsEffectDirectionalAreaDeformation>(*factory, CreateDirectionalAreaDeformation);
     Add<SettingsEffectEmpty>(*factory, CreateEmptyEffect);
     Add<SettingsEffectGradient>(*factory, CreateGradient);
@@ -74,8 +79,10 @@ extern "C" [[gnu::visibility("default")]] bool Registrator(Orvexa::Proc::IEffect
     Add<SettingsEffectImplode>(*factory, CreateImplode);
     Add<SettingsEffectOilPaint>(*factory, CreateOilPaint);
     Add<SettingsEffectPixelate>(*factory, CreatePixelate);
+    Add<SettingsEffectSegmentation>(*factory, CreateSegmentation);
     Add<SettingsEffectShapeMask>(*factory, CreateShapeMask);
     Add<SettingsEffectSketch>(*factory, CreateSketch);
+    Add<SettingsEffectStitcher>(*factory, CreateStitcher);
     Add<SettingsEffectTiltShift>(*factory, CreateTiltShift);
     Add<SettingsEffectTintTemperature>(*factory, CreateTintTemperature);
     Add<SettingsEffectVignette>(*factory, CreateVignette);

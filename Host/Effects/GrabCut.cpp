@@ -1,0 +1,98 @@
+// GrabCut: segmentation by iterated graph cuts with colour models of both sides (C. Rother, V. Kolmogorov, A. Blake, "GrabCut", ACM
+// Transactions on Graphics 23(3), 2004), as OpenCV has it.
+//
+// Two forms. A picture with a grey seed mask: what equals the foreground or the background value is certain, the rest is probably
+// background; the picture is replaced by a mask of both values. A grey frame of labels, 0 background, 1 foreground, 2 probably background,
+// 3 probably foreground, with a picture in colour: the labels are overwritten with 0 or 255.
+
+#include <opencv2/imgproc.hpp>
+
+#include "Host/Conf/PixFmtDescription.h"
+#include "Host/Effects/ConvertPixFmt.h"
+#include "Host/Effects/HostEffect.h"
+#include "Host/Effects/Mats.h"
+#include "Host/Settings/Photo/SettingsEffectSegmentation.h"
+
+namespace Orvexa::Proc {
+namespace {
+
+constexpr int kIterations = 5;
+constexpr std::uint8_t kLabelForeground = 255, kLabelBackground = 0;
+
+bool IsForeground(std::uint8_t label) { return (label & 1) != 0; }
+
+void CheckSizes(const IDataVideo& a, const IDataVideo& b) {
+    if (a.GetFrameInfo().width != b.GetFrameInfo().width || a.GetFrameInfo().height != b.GetFrameInfo().height) {
+        Throw("The picture and its mask must have the same size!");
+    }
+}
+
+// Replaces labels 2 and 3. Without a trace of either side there is nothing to tell them apart by, and they stay.
+void Cut(const cv::Mat& picture, cv::Mat& labels) {
+    const auto has = [&](bool isForeground) { return cv::countNonZero((labels & 1) == (isForeground ? 1 : 0)) > 0; };
+    if (!has(true) || !has(false)) return;
+    // Clustering starts from random numbers, whose state is a thread's own.
+    cv::theRNG().state = 1;
+    cv::Mat background, foreground;
+    cv::grabCut(picture, labels, cv::Rect(), background, foreground, kIterations, cv::GC_INIT_WITH_MASK);
+}
+
+class GrabCut : public HostTwoInput<SettingsEffectSegmentation> {
+public:
+    using HostTwoInput::HostTwoInput;
+
+protected:
+    void Process(FramePtr& frame, const ConstFramePtr& second) override {
+        CheckSizes(*frame, *second);
+        if (second->GetPixFmt() == PixFmt::Gray8) {
+            frame = CutBySeeds(*frame, second->GetPlane(0));
+        } else if (frame->GetPixFmt() == PixFmt::Gray8) {
+            CutByLabels(frame->GetPlane(0), *second);
+        } else {
+            Throw("Segmentation needs a grey mask beside the picture!");
+        }
+    }
+
+private:
+    cv::Mat ColorsOf(const IDataVideo& picture) const {
+        return AsMat(std::as_const(*ConvertPixFmt(picture, PixFmt::Bgr24, allocator_)).GetPlane(0)).clone();
+    }
+
+    FramePtr CutBySeeds(const IDataVideo& picture, const ConstPlane& seeds) const {
+        const FramePtr mask = NewFrame(allocator_, PixFmt::Gray8, picture.GetFrameInfo());
+        const Plane plane = mask->GetPlane(0);
+        const std::uint8_t foreground = settings_.GetForeground(), background = settings_.GetBackground();
+        for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) {
+            for (std::uint64_t x = 0; x < plane.GetWidth(); ++x) {
+                const std::uint8_t seed = seeds.GetRow(y)[x];
+                plane.GetRow(y)[x] = seed == foreground ? cv::GC_FGD : seed == background ? cv::GC_BGD : cv::GC_PR_BGD;
+            }
+        }
+        CutLabels(plane, picture, foreground, background);
+        return mask;
+    }
+
+    void CutByLabels(const Plane& labels, const IDataVideo& picture) const {
+        for (std::uint64_t y = 0; y < labels.GetHeight(); ++y) {
+            for (std::uint64_t x = 0; x < labels.GetWidth(); ++x) {
+                if (labels.GetRow(y)[x] > cv::GC_PR_FGD) Throw("Segmentation labels must be 0..3!");
+            }
+        }
+        CutLabels(labels, picture, kLabelForeground, kLabelBackground);
+    }
+
+    void CutLabels(const Plane& labels, const IDataVideo& picture, std::uint8_t foreground, std::uint8_t background) const {
+        cv::Mat cut = AsMat(labels).clone();
+        Cut(ColorsOf(picture), cut);
+        for (std::uint64_t y = 0; y < labels.GetHeight(); ++y) {
+            const std::uint8_t* label = cut.ptr(static_cast<int>(y));
+            for (std::uint64_t x = 0; x < labels.GetWidth(); ++x) labels.GetRow(y)[x] = IsForeground(label[x]) ? foreground : background;
+        }
+    }
+};
+
+}  // namespace
+
+TwoInputPtr CreateGrabCut(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<GrabCut>(factory, allocator); }
+
+}  // namespace Orvexa::Proc

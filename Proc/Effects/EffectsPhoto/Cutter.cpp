@@ -1,0 +1,52 @@
+// Cutter: cuts a picture into overlapping patches of one size, for effects that cannot take the whole. The picture is continued to the
+// right and at the bottom until the patches cover it exactly. Patches are views: cutting copies nothing.
+
+#include "Host/Settings/Common/SettingsEffectPad.h"
+#include "Host/Settings/Photo/SettingsEffectCutter.h"
+#include "Proc/Effects/EffectsPhoto/Detail/Tiling.h"
+#include "Proc/Effects/EffectsPhoto/EffectBase.h"
+
+namespace Orvexa::Proc {
+namespace {
+
+class Cutter : public EffectBaseVarInput<SettingsEffectCutter> {
+public:
+    Cutter(const FactoryPtr& factory, const AllocatorPtr& allocator)
+        : EffectBaseVarInput(factory, allocator), pad_(CreateOneInput(SettingsEffectPad::CLASS_ID)) {}
+
+private:
+    DataPtr ProcessInternalImpl(std::vector<DataPtr>& frames) override {
+        if (frames.empty()) Throw("There is no frame to process!");
+        FramePtr picture = CloneFrame(dynamic_cast<const IDataVideo&>(*frames.front()), kCloneView);
+        const std::uint32_t patchWidth = settings_.GetPatchWidth(), patchHeight = settings_.GetPatchHeight();
+        const std::uint32_t overlapX = settings_.GetOverlapX(), overlapY = settings_.GetOverlapY();
+        const std::uint32_t width = Detail::Fit(picture->GetFrameInfo().width, patchWidth, overlapX);
+        const std::uint32_t height = Detail::Fit(picture->GetFrameInfo().height, patchHeight, overlapY);
+        Continue(picture, width, height);
+        frames.clear();
+        for (std::uint32_t y = 0; y + overlapY < height; y += patchHeight - overlapY) {
+            for (std::uint32_t x = 0; x + overlapX < width; x += patchWidth - overlapX) {
+                const FramePtr patch = CloneFrame(*picture, kCloneView);
+                patch->Crop(x, y, patchWidth, patchHeight);
+                frames.push_back(patch);
+            }
+        }
+        return {};
+    }
+
+    void Continue(FramePtr& picture, std::uint32_t width, std::uint32_t height) {
+        const CropInfo margins{0, width - picture->GetFrameInfo().width, 0, height - picture->GetFrameInfo().height};
+        if (margins == CropInfo()) return;
+        const PadMode mode = settings_.GetPadMode() == CutterPadMode::Fill ? PadMode::Fill : PadMode::Replicate;
+        pad_->SetSettings(SettingsEffectPad(margins, mode, settings_.GetPadColor()));
+        pad_->ProcessData(picture);
+    }
+
+    OneInputPtr pad_;
+};
+
+}  // namespace
+
+VarInputPtr CreateCutter(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<Cutter>(factory, allocator); }
+
+}  // namespace Orvexa::Proc

@@ -1,0 +1,167 @@
+// Segmentation: separates the subject from the background, as strokes on both of them ask for. The separating is left to an inner effect,
+// most often the minimum cut of GridGraphImpl; what this one adds is what becomes of its mask: opacities, smoother borders, the strokes
+// themselves, or a picture that shows the result.
+
+#include <string>
+
+#include "Host/Core/Exception.h"
+#include "Host/Settings/Common/SettingsEffectAlpha.h"
+#include "Host/Settings/Common/SettingsEffectImageBlender.h"
+#include "Host/Settings/Common/SettingsEffectMorphology.h"
+//AUTO #include "Proc/Effects/EffectsPhoto/Detail/AutoImpl.h"
+#include "Proc/Effects/EffectsPhoto/Detail/GridGraphImpl.h"
+
+namespace Orvexa::Proc {
+namespace {
+
+using Algorithm = SegmentationAlgorithm;
+
+// Whether both values occur.
+bool HasBothSeeds(const ConstPlane& seeds, std::uint8_t foreground, std::uint8_t background) {
+    bool hasForeground = false, hasBackground = false;
+    for (std::uint64_t y = 0; y < seeds.GetHeight(); ++y) {
+        const std::uint8_t* row = seeds.GetRow(y);
+        for (std::uint64_t x = 0; x < seeds.GetWidth(); ++x) {
+            hasForeground |= row[x] == foreground;
+            hasBackground |= row[x] == background;
+        }
+        if (hasForeground && hasBackground) return true;
+    }
+    return false;
+}
+
+// `alphaRow` may be null.
+void WriteOpacities(std::uint8_t* mask, const std::uint8_t* alphaRow, std::uint8_t foreground, std::uint8_t opacity, std::uint64_t width) {
+    if (alphaRow == nullptr) {
+        for (std::uint64_t x = 0; x < width; ++x) mask[x] = mask[x] == foreground ? opacity : std::uint8_t{0};
+    } else {
+        for (std::uint64_t x = 0; x < width; ++x) mask[x] = mask[x] == foreground && alphaRow[x] != 0 ? opacity : std::uint8_t{0};
+    }
+}
+
+void CopyStrokes(const ConstPlane& seeds, const Plane& mask) {
+    for (std::uint64_t y = 0; y < mask.GetHeight(); ++y) {
+        const std::uint8_t* stroke = seeds.GetRow(y);
+        std::uint8_t* row = mask.GetRow(y);
+        for (std::uint64_t x = 0; x < mask.GetWidth(); ++x) row[x] = stroke[x] != 0 ? stroke[x] : row[x];
+    }
+}
+
+class Segmentation : public EffectBaseTwoInput<SettingsEffectSegmentation> {
+public:
+    Segmentation(const FactoryPtr& factory, const AllocatorPtr& allocator)
+        : EffectBaseTwoInput(factory, allocator),
+          morphology_(CreateOneInput(SettingsEffectMorphology::CLASS_ID)),
+          alphaExtractor_(CreateOneInput(SettingsEffectAlphaExtractor::CLASS_ID)) {
+        alphaExtractor_->SetSettings(SettingsEffectAlphaExtractor());
+    }
+
+    using EffectBaseTwoInput::SetSettings;
+    void SetSettings(const SettingsEffectSegmentation& settings) override {
+        settings_ = settings;
+        switch (settings_.GetAlgorithm()) {
+            //AUTO             case Algorithm::Auto: inner_ = MakeEffect<Auto::AutoImpl>(factory_, allocator_); break;
+            case Algorithm::GridGraph: inner_ = MakeEffect<GridGraph::GridGraphImpl>(factory_, allocator_); break;
+            case Algorithm::Host:
+            case Algorithm::HostAlternative: inner_ = CreateTwoInput(SettingsEffectSegmentation::CLASS_ID, ImplPhotoNames::OPENCV); break;
+        }
+        if (inner_ != nullptr) {
+            inner_->SetSettings(static_cast<const Settings&>(settings_));
+            LendProgress();
+        }
+        if (settings_.GetSmooth() == 0) return;
+        SettingsEffectMorphology closing(MorphologyOperation::Close, 1, MorphologyKernel::Rectangle, MorphologyBorder::Reflect);
+        closing.SetIterations(settings_.GetSmooth());
+        morphology_->SetSettings(closing);
+    }
+
+    void SetProgressController(const ProgressPtr& controller) override {
+        EffectBaseTwoInput::SetProgressController(controller);
+        if (inner_ != nullptr) LendProgress();
+    }
+
+protected:
+    /// What the inner effect tells of itself.
+    void AddStatistics(Core::Property& statistics) const override {
+        if (inner_ != nullptr) statistics.Add(inner_->GetStatistic());
+    }
+
+private:
+    void LendProgress() { inner_->SetProgressController(settings_.ShowProgress() ? GetProgressController() : ProgressPtr()); }
+
+    void ProcessInternalImpl(FramePtr& frame, const ConstFramePtr& seeds) override {
+        if (inner_ == nullptr) SetSettings(SettingsEffectSegmentation(settings_));
+        if (inner_ == nullptr) Throw("Segmentation algorithm is not supported! It must be 0..3.");
+        if (seeds != nullptr) CheckSeeds(*frame, *seeds);
+        if (settings_.GetAlgorithm() != Algorithm::Auto && seeds != nullptr &&
+            !HasBothSeeds(seeds->GetPlane(0), settings_.GetForeground(), settings_.GetBackground())) {
+            frame = CloneFrame(*seeds, kCloneCopy);
+            return;
+        }
+        FramePtr mask = frame;
+        inner_->ProcessData(mask, seeds);
+        if (GetProgressController() != nullptr && GetProgressController()->IsCancelled()) return;
+        MakeOpacities(frame, *mask);
+        if (settings_.GetSmooth() != 0) mask = Smoothed(mask);
+        if (settings_.GetKeepSelection() && seeds != nullptr) CopyStrokes(seeds->GetPlane(0), mask->GetPlane(0));
+        frame = settings_.GetDemoMode() ? Painted(*frame, mask) : mask;
+    }
+
+    static void CheckSeeds(const IDataVideo& frame, const IDataVideo& seeds) {
+        const FrameInfo &info = frame.GetFrameInfo(), &seedInfo = seeds.GetFrameInfo();
+        if (seeds.GetPixFmt() == PixFmt::Gray8 && seedInfo.width == info.width && seedInfo.height == info.height) return;
+        Throw("The seed mask must be grey with one byte a pixel and have the size of the picture, " + std::to_string(info.width) + " x " +
+              std::to_string(info.height) + "; it has " + std::to_string(seedInfo.width) + " x " + std::to_string(seedInfo.height));
+    }
+
+    // Pixels that are transparent in the picture are in its mask, too.
+    void MakeOpacities(const FramePtr& frame, IDataVideo& mask) {
+        FramePtr alpha = frame;
+        alphaExtractor_->ProcessData(alpha);
+        const Plane plane = mask.GetPlane(0);
+        for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) {
+            WriteOpacities(plane.GetRow(y), alpha == nullptr ? nullptr : std::as_const(*alpha).GetPlane(0).GetRow(y),
+                           settings_.GetForeground(), settings_.GetAlpha(), plane.GetWidth());
+        }
+    }
+
+    // Closed within a margin, so that the border of the picture does not hold the subject.
+    FramePtr Smoothed(const FramePtr& mask) {
+        const FrameInfo& info = mask->GetFrameInfo();
+        const std::uint32_t margin = settings_.GetSmooth();
+        FramePtr smooth = NewFrame(allocator_, PixFmt::Gray8, FrameInfo(info.width + 2 * margin, info.height + 2 * margin, info.aspect));
+        smooth->Fill(Color::Black(Opacity::Opaque));
+        CopyDataVideo(mask, smooth, static_cast<int>(margin), static_cast<int>(margin));
+        morphology_->ProcessData(smooth);
+        smooth->Crop(margin, margin, info.width, info.height);
+        return smooth;
+    }
+
+    FramePtr Painted(const IDataVideo& picture, const FramePtr& mask) {
+        OneInputPtr extractor = CreateOneInput(SettingsEffectExtraAlphaExtractor::CLASS_ID);
+        extractor->SetSettings(SettingsEffectExtraAlphaExtractor(picture.GetPixFmt()));
+        FramePtr chromaMask = mask;
+        extractor->ProcessData(chromaMask);
+        const FramePtr paint = NewFrame(allocator_, picture.GetPixFmt(), picture.GetFrameInfo());
+        paint->Fill(settings_.GetDemoColor());
+        paint->SetExtraAlpha(0, std::as_const(*mask).GetPlane(0));
+        paint->SetExtraAlpha(1, std::as_const(*chromaMask).GetPlane(0));
+        TwoInputPtr blender = CreateTwoInput(SettingsEffectImageBlender::CLASS_ID);
+        blender->SetSettings(SettingsEffectImageBlender());
+        FramePtr painted = CloneFrame(picture, kCloneIndependent);
+        blender->ProcessData(painted, ConstFramePtr(paint));
+        return painted;
+    }
+
+    TwoInputPtr inner_;
+    OneInputPtr morphology_;
+    OneInputPtr alphaExtractor_;
+};
+
+}  // namespace
+
+TwoInputPtr CreateSegmentation(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<Segmentation>(factory, allocator);
+}
+
+}  // namespace Orvexa::Proc

@@ -1,0 +1,231 @@
+// Stitcher: puts patches of one size, row by row, together to the picture that they were cut from. Where patches overlap, the later one is
+// blended over the earlier ones by a mask that rises along a cubic, level at both ends, from the outer edge of the overlap to its inner
+// one.
+//
+// Where four patches meet, three blends come one after another. The weights are to be products of the ramps of both axes, R going right and
+// D going down: (1 - R)(1 - D), R(1 - D), (1 - R)D and RD, which are the weights of the two patches above at the upper edge, and so on, all
+// around. The last patch therefore gets RD, and the one to its left (1 - R)D / (1 - RD) in its upper right corner, of which the last leaves
+// (1 - R)D.
+
+#include <array>
+#include <string>
+
+#include "Host/Conf/PixFmtDescription.h"
+#include "Host/Settings/Common/SettingsEffectAlpha.h"
+#include "Host/Settings/Common/SettingsEffectImageBlender.h"
+#include "Host/Settings/Photo/SettingsEffectStitcher.h"
+#include "Proc/Effects/EffectsPhoto/Detail/Hermite.h"
+#include "Proc/Effects/EffectsPhoto/Detail/Tiling.h"
+#include "Proc/Effects/EffectsPhoto/EffectBase.h"
+
+namespace Orvexa::Proc {
+namespace {
+
+// Of a row or column of patches.
+enum Place : std::size_t { kFirst, kMiddle, kLast };
+
+// Patches along one axis, in pixels: a patch of `patch` pixels carries `inner` pixels of picture behind a margin of `margin`.
+struct Axis {
+    std::uint32_t patch, margin, inner, overlap, length, canvas, step;
+
+    std::uint32_t GetCount() const { return (canvas - patch) / step + 1; }
+    Place PlaceOf(std::uint32_t position) const { return position == 0 ? kFirst : position + patch == canvas ? kLast : kMiddle; }
+};
+
+Axis MakeAxis(const char* name, std::uint32_t patch, std::uint64_t before, std::uint64_t after, std::uint32_t overlap,
+              std::uint32_t length) {
+    if (before + after >= patch)
+        Throw("The margins leave nothing of a patch's " + std::string(name) + " of " + std::to_string(patch) + " pixels");
+    const std::uint64_t shared = overlap + before + after;
+    if (shared >= patch) Throw("Overlap must be smaller than the patch!");
+    if (length == 0) Throw("Stitcher needs the size of the picture that was cut: its frame " + std::string(name) + " is 0");
+    const auto sharedPixels = static_cast<std::uint32_t>(shared);
+    return {patch,
+            static_cast<std::uint32_t>(before),
+            patch - static_cast<std::uint32_t>(before + after),
+            overlap,
+            length,
+            Detail::Fit(length, patch, sharedPixels),
+            patch - sharedPixels};
+}
+
+// The opacity i pixels into an overlap.
+std::vector<std::uint8_t> MakeRamp(std::uint32_t overlap) {
+    std::vector<std::uint8_t> ramp(overlap);
+    for (std::uint32_t i = 0; i < overlap; ++i) {
+        const auto basis = Detail::HermiteBasis(static_cast<double>(i) / overlap);
+        ramp[i] = static_cast<std::uint8_t>(basis[0] * (255 / overlap) + basis[2] * 255.0);
+    }
+    return ramp;
+}
+
+// The opacities of a patch, for which the ramps of its overlaps with earlier patches and with the next one in its row are given.
+void DrawMask(const Plane& mask, Place row, Place column, const std::vector<std::uint8_t>& down, const std::vector<std::uint8_t>& right) {
+    const auto at = [](const std::vector<std::uint8_t>& ramp, bool isThere, std::uint64_t i) {
+        return isThere && i < ramp.size() ? ramp[i] / 255.0 : 1.0;
+    };
+    const std::uint64_t width = mask.GetWidth(), next = width - right.size();
+    for (std::uint64_t y = 0; y < mask.GetHeight(); ++y) {
+        std::uint8_t* opacities = mask.GetRow(y);
+        const double fromAbove = at(down, row != kFirst, y);
+        for (std::uint64_t x = 0; x < width; ++x) {
+            double opacity = fromAbove * at(right, column != kFirst, x);
+            if (fromAbove < 1.0 && column != kLast && x >= next) {
+                const double ofNext = right[x - next] / 255.0;
+                opacity *= (1.0 - ofNext) / (1.0 - ofNext * fromAbove);
+            }
+            opacities[x] = static_cast<std::uint8_t>(opacity * 255.0 + 0.5);
+        }
+    }
+}
+
+// A patch's opacities, and for formats without alpha the same for subsampled chroma.
+struct BlendMask {
+    FramePtr luma, chroma;
+};
+
+// Makes the masks of one call, each when it is first asked for.
+class BlendMasks {
+public:
+    /// `chromaExtractor` is empty for formats with alpha.
+    BlendMasks(const AllocatorPtr& allocator, const OneInputPtr& chromaExtractor, const Axis& across, const Axis& down)
+        : allocator_(allocator),
+          chromaExtractor_(chromaExtractor),
+          info_(across.inner, down.inner),
+          right_(MakeRamp(across.overlap)),
+          down_(MakeRamp(down.overlap)) {}
+
+    const BlendMask& Get(Place row, Place column) {
+        BlendMask& mask = masks_[row * 3 + column];
+        if (mask.luma == nullptr) {
+            mask.luma = NewFrame(allocator_, PixFmt::Gray8, info_);
+            DrawMask(mask.luma->GetPlane(0), row, column, down_, right_);
+            if (chromaExtractor_ != nullptr) {
+                mask.chroma = CloneFrame(*mask.luma, kCloneView);
+                chromaExtractor_->ProcessData(mask.chroma);
+            }
+        }
+        return mask;
+    }
+
+private:
+    const AllocatorPtr& allocator_;
+    const OneInputPtr chromaExtractor_;
+    const FrameInfo info_;
+    const std::vector<std::uint8_t> right_, down_;
+    std::array<BlendMask, 9> masks_;
+};
+
+// The blender leaves alpha alone; patches fade into each other in alpha, too.
+void BlendAlpha(const PixFmtDescription& description, const Plane& canvas, const ConstPlane& patch, const ConstPlane& mask) {
+    const std::uint64_t step = canvas.GetBytesPerPixel(),
+                        first = description.IsPlanar() ? 0 : static_cast<std::uint64_t>(description.alpha);
+    for (std::uint64_t y = 0; y < mask.GetHeight(); ++y) {
+        std::uint8_t* under = canvas.GetRow(y) + first;
+        const std::uint8_t* over = patch.GetRow(y) + first;
+        const std::uint8_t* opacity = mask.GetRow(y);
+        for (std::uint64_t x = 0; x < mask.GetWidth(); ++x) {
+            const int sum = under[x * step] * (255 - opacity[x]) + over[x * step] * opacity[x];
+            under[x * step] = static_cast<std::uint8_t>((sum + 127) / 255);
+        }
+    }
+}
+
+class Stitcher : public EffectBaseVarInput<SettingsEffectStitcher> {
+public:
+    Stitcher(const FactoryPtr& factory, const AllocatorPtr& allocator)
+        : EffectBaseVarInput(factory, allocator),
+          blender_(CreateTwoInput(SettingsEffectImageBlender::CLASS_ID)),
+          alphaInserter_(CreateTwoInput(SettingsEffectAlphaInserter::CLASS_ID)) {
+        blender_->SetSettings(SettingsEffectImageBlender());
+        alphaInserter_->SetSettings(SettingsEffectAlphaInserter());
+    }
+
+private:
+    DataPtr ProcessInternalImpl(std::vector<DataPtr>& frames) override {
+        if (frames.empty()) Throw("There is no frame to process!");
+        const auto& first = dynamic_cast<const IDataVideo&>(*frames.front());
+        const FrameInfo& info = first.GetFrameInfo();
+        const CropInfo& crop = settings_.GetCropInfo();
+        const Axis across = MakeAxis("width", info.width, crop.left, crop.right, settings_.GetOverlapX(), settings_.GetFrameWidth());
+        const Axis down = MakeAxis("height", info.height, crop.top, crop.bottom, settings_.GetOverlapY(), settings_.GetFrameHeight());
+        CheckPatches(frames, first, across, down);
+
+        const FramePtr canvas = MakeCanvas(first, across, down);
+        BlendMasks masks(allocator_, CreateChromaExtractor(first.GetPixFmt()), across, down);
+        auto patch = frames.begin();
+        for (std::uint32_t y = 0; y + down.patch <= down.canvas; y += down.step) {
+            for (std::uint32_t x = 0; x + across.patch <= across.canvas; x += across.step) {
+                FramePtr inner = CloneFrame(dynamic_cast<const IDataVideo&>(**patch++), kCloneView);
+                inner->Crop(across.margin, down.margin, across.inner, down.inner);
+                if ((x == 0 && y == 0) || !settings_.IsOverlapped()) {
+                    CopyDataVideo(inner, canvas, static_cast<int>(across.margin + x), static_cast<int>(down.margin + y));
+                    continue;
+                }
+                FramePtr target = CloneFrame(*canvas, kCloneView);
+                target->Crop(across.margin + x, down.margin + y, across.inner, down.inner);
+                Blend(target, inner, masks.Get(down.PlaceOf(y), across.PlaceOf(x)));
+            }
+        }
+        canvas->Crop(0, 0, settings_.GetFrameWidth(), settings_.GetFrameHeight());
+        return canvas;
+    }
+
+    static void CheckPatches(const std::vector<DataPtr>& frames, const IDataVideo& first, const Axis& across, const Axis& down) {
+        const std::uint64_t columns = across.GetCount(), rows = down.GetCount();
+        if (frames.size() != columns * rows) {
+            Throw("A picture of " + std::to_string(across.length) + " x " + std::to_string(down.length) + " pixels has " +
+                  std::to_string(columns * rows) + " patches, " + std::to_string(columns) + " x " + std::to_string(rows) + ", of " +
+                  std::to_string(across.patch) + " x " + std::to_string(down.patch) + " pixels with these overlaps; there are " +
+                  std::to_string(frames.size()));
+        }
+        for (std::size_t i = 1; i < frames.size(); ++i) {
+            const auto& patch = dynamic_cast<const IDataVideo&>(*frames[i]);
+            const FrameInfo& info = patch.GetFrameInfo();
+            if (patch.GetPixFmt() != first.GetPixFmt() || info.width != across.patch || info.height != down.patch) {
+                Throw("All patches must have the size and pixel format of the first, " + std::to_string(across.patch) + " x " +
+                      std::to_string(down.patch) + "; patch " + std::to_string(i) + " has " + std::to_string(info.width) + " x " +
+                      std::to_string(info.height));
+            }
+        }
+    }
+
+    FramePtr MakeCanvas(const IDataVideo& first, const Axis& across, const Axis& down) const {
+        FramePtr canvas = NewFrame(allocator_, first.GetPixFmt(), FrameInfo(across.canvas, down.canvas, first.GetFrameInfo().aspect));
+        canvas->SetTimestamp(first.GetTimestamp());
+        canvas->SetDuration(first.GetDuration());
+        canvas->Fill(Color::Black(Opacity::Opaque));
+        return canvas;
+    }
+
+    OneInputPtr CreateChromaExtractor(PixFmt pixFmt) const {
+        if (PixFmtDescription::Get(pixFmt).HasAlpha()) return {};
+        OneInputPtr extractor = CreateOneInput(SettingsEffectExtraAlphaExtractor::CLASS_ID);
+        extractor->SetSettings(SettingsEffectExtraAlphaExtractor(pixFmt));
+        return extractor;
+    }
+
+    void Blend(FramePtr& target, const FramePtr& patch, const BlendMask& mask) {
+        const PixFmtDescription& description = PixFmtDescription::Get(patch->GetPixFmt());
+        const ConstPlane opacities = std::as_const(*mask.luma).GetPlane(0);
+        FramePtr layer = patch;
+        if (description.HasAlpha()) {
+            const auto plane = static_cast<std::uint8_t>(description.IsPlanar() ? 3 : 0);
+            BlendAlpha(description, target->GetPlane(plane), std::as_const(*patch).GetPlane(plane), opacities);
+            alphaInserter_->ProcessData(layer, ConstFramePtr(mask.luma));
+        } else {
+            layer->SetExtraAlpha(0, opacities);
+            layer->SetExtraAlpha(1, std::as_const(*mask.chroma).GetPlane(0));
+        }
+        blender_->ProcessData(target, ConstFramePtr(layer));
+    }
+
+    TwoInputPtr blender_;
+    TwoInputPtr alphaInserter_;
+};
+
+}  // namespace
+
+VarInputPtr CreateStitcher(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<Stitcher>(factory, allocator); }
+
+}  // namespace Orvexa::Proc
