@@ -113,5 +113,6 @@ int main(int argc, char** argv) {
     Orvexa::Bench::AddWhiteBalance();
     Orvexa::Bench::AddConvolution();
     Orvexa::Bench::AddTone();
+    Orvexa::Bench::AddStylise();
     return Orvexa::Bench::RunPairs(argc, argv);
 }

@@ -1,7 +1,8 @@
-// The grid-graph solver beside Boost's general maximum flow on the same capacities, beside itself with one worker, and over picture sizes.
+// The grid-graph solver beside Boost's general maximum flow on the same capacities, beside itself with one worker, and over picture sizes;
+// the whole Segmentation beside OpenCV's grab cut.
 //
 // The runs at large sizes take from seconds to minutes, so the program times single runs itself. Arguments choose parts: boost, workers,
-// growth.
+// growth, segmentation.
 
 #include <chrono>
 #include <cmath>
@@ -9,12 +10,14 @@
 #include <cstring>
 #include <functional>
 #include <limits>
+#include <opencv2/imgproc.hpp>
 #include <optional>
 #include <random>
 #include <vector>
 
 #include "Bench/Pictures.h"
 #include "Host/Core/RefCount.h"
+#include "Host/Settings/Photo/SettingsEffectSegmentation.h"
 #include "Proc/Effects/EffectsPhoto/Detail/GridGraphImpl.h"
 #include "Tests/Support/BoostGridCut.h"
 
@@ -157,6 +160,26 @@ void MeasureGrowth() {
     }
 }
 
+void CompareSegmentation() {
+    const Scene scene = SceneOf(12.0);
+    Proc::TwoInputPtr effect;
+    BenchFactory()->CreateTwoInputEffect(effect, Proc::SettingsEffectSegmentation::CLASS_ID, ImplNames::ORVEXA, {});
+    effect->SetSettings(Proc::SettingsEffectSegmentation());
+    const double ours = FastestSeconds(5, [&] {
+        FramePtr frame = scene.grey;
+        effect->ProcessData(frame, Proc::ConstFramePtr(scene.seeds));
+    });
+    cv::Mat picture, labels = View(scene.seeds, CV_8UC1).clone(), background, foreground;
+    cv::cvtColor(View(scene.grey, CV_8UC1), picture, cv::COLOR_GRAY2BGR);
+    cv::Mat table(1, 256, CV_8U, cv::Scalar(cv::GC_PR_BGD));
+    table.at<std::uint8_t>(kForeground) = cv::GC_FGD;
+    table.at<std::uint8_t>(kBackground) = cv::GC_BGD;
+    cv::LUT(labels, table, labels);
+    const double peer = Seconds([&] { cv::grabCut(picture, labels, cv::Rect(), background, foreground, 1, cv::GC_INIT_WITH_MASK); });
+    std::printf("Segmentation at 12 megapixels: %.3f s; cv::grabCut, one iteration: %.3f s; ratio %.2f, goal 10\n", ours, peer,
+                peer / ours);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -168,5 +191,6 @@ int main(int argc, char** argv) {
     if (isChosen("growth")) MeasureGrowth();
     if (isChosen("workers")) CompareWorkers();
     if (isChosen("boost")) CompareWithBoost();
+    if (isChosen("segmentation")) CompareSegmentation();
     return 0;
 }

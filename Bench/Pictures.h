@@ -24,7 +24,8 @@ FramePtr Photograph(const AllocatorPtr& allocator, PixFmt pixFmt);
 /// Plane 0 as a matrix that shares its memory.
 cv::Mat View(const FramePtr& frame, int type);
 
-/// The benchmarks of the tone effects.
+/// The benchmarks of the tone effects, and of blurs, stylise filters, warps and tiling.
 void AddTone();
+void AddStylise();
 
 }  // namespace Orvexa::Bench

@@ -41,23 +41,24 @@ private:
     std::map<std::string, double> times_;
 };
 
-void Register(const std::string& name, std::function<void()> work) {
+void Register(const std::string& name, std::function<void()> work, int runs) {
     benchmark::RegisterBenchmark(name.c_str(),
                                  [work = std::move(work)](benchmark::State& state) {
                                      for (auto _ : state) work();
                                  })
         ->Unit(benchmark::kMillisecond)
         ->UseRealTime()
-        ->Repetitions(5)
+        ->Repetitions(runs)
         ->MinTime(0.2);
 }
 
 }  // namespace
 
-void AddPair(const std::string& name, const std::string& peerName, double goal, std::function<void()> ours, std::function<void()> peer) {
+void AddPair(const std::string& name, const std::string& peerName, double goal, std::function<void()> ours, std::function<void()> peer,
+             int peerRuns) {
     Pairs().push_back({name, peerName, goal});
-    Register(name + " | kalvatri", std::move(ours));
-    Register(name + " | " + peerName, std::move(peer));
+    Register(name + " | kalvatri", std::move(ours), 5);
+    Register(name + " | " + peerName, std::move(peer), peerRuns);
 }
 
 int RunPairs(int argc, char** argv) {

@@ -105,6 +105,31 @@ private:
     std::vector<std::uint8_t> storage_;
 };
 
+enum class Coverage { Nothing, Everything, Mixed };
+
+Coverage CoverageOf(const std::uint8_t* opacity, std::size_t pixels) {
+    std::uint8_t any = 0, all = 255;
+    for (std::size_t i = 0; i < pixels; ++i) any |= opacity[i], all &= opacity[i];
+    return any == 0 ? Coverage::Nothing : all == 255 ? Coverage::Everything : Coverage::Mixed;
+}
+
+// Masks are nothing or everything in most places, where nothing is to be mixed.
+void BlendMaskedRow(std::uint8_t* d, const std::uint8_t* s, const std::uint8_t* opacity, std::size_t pixels, std::size_t bytesPerPixel,
+                    int skipped, std::uint8_t* spread) {
+    constexpr std::size_t kRun = 64;
+    for (std::size_t i = 0; i < pixels; i += kRun) {
+        const std::size_t run = std::min(kRun, pixels - i), first = i * bytesPerPixel;
+        const Coverage coverage = CoverageOf(opacity + i, run);
+        if (coverage == Coverage::Nothing) continue;
+        if (coverage == Coverage::Everything && skipped < 0) {
+            std::memcpy(d + first, s + first, run * bytesPerPixel);
+            continue;
+        }
+        if (bytesPerPixel > 1) SpreadRow(spread, opacity + i, run, bytesPerPixel, skipped);
+        BlendRow(d + first, s + first, bytesPerPixel > 1 ? spread : opacity + i, run * bytesPerPixel);
+    }
+}
+
 // Blends one plane; `skipped` is D's alpha byte or -1.
 void BlendPlane(const Plane& d, const ConstPlane& s, std::int64_t x, std::int64_t y, const ConstChannel& alpha, std::uint8_t strength,
                 int skipped) {
@@ -115,19 +140,24 @@ void BlendPlane(const Plane& d, const ConstPlane& s, std::int64_t x, std::int64_
                       bytes = pixels * bytesPerPixel;
     std::vector<std::uint8_t> samples(alpha.step == 1 ? 0 : pixels), scaled(pixels, strength), spread(bytesPerPixel == 1 ? 0 : bytes);
     const bool isOpaque = alpha.data == nullptr;
+    if (isOpaque && bytesPerPixel > 1) SpreadRow(spread.data(), scaled.data(), pixels, bytesPerPixel, skipped);
     for (std::int64_t row = 0; row < rows.count; ++row) {
-        if (!isOpaque) {
-            const std::uint8_t* source = alpha.GetRow(static_cast<int>(rows.inS + row)) + columns.inS * alpha.step;
-            if (alpha.step != 1) {
-                CopyChannel({source, 0, alpha.step, static_cast<int>(pixels), 1}, {samples.data(), 0, 1, static_cast<int>(pixels), 1});
-                source = samples.data();
-            }
-            ScaleRow(scaled.data(), source, strength, pixels);
+        std::uint8_t* to = d.GetOffsetPtr(static_cast<std::uint64_t>(columns.inD), static_cast<std::uint64_t>(rows.inD + row));
+        const std::uint8_t* from = s.GetOffsetPtr(static_cast<std::uint64_t>(columns.inS), static_cast<std::uint64_t>(rows.inS + row));
+        if (isOpaque) {
+            BlendRow(to, from, bytesPerPixel > 1 ? spread.data() : scaled.data(), bytes);
+            continue;
         }
-        if (bytesPerPixel > 1 && (row == 0 || !isOpaque)) SpreadRow(spread.data(), scaled.data(), pixels, bytesPerPixel, skipped);
-        BlendRow(d.GetOffsetPtr(static_cast<std::uint64_t>(columns.inD), static_cast<std::uint64_t>(rows.inD + row)),
-                 s.GetOffsetPtr(static_cast<std::uint64_t>(columns.inS), static_cast<std::uint64_t>(rows.inS + row)),
-                 bytesPerPixel > 1 ? spread.data() : scaled.data(), bytes);
+        const std::uint8_t* opacity = alpha.GetRow(static_cast<int>(rows.inS + row)) + columns.inS * alpha.step;
+        if (alpha.step != 1) {
+            CopyChannel({opacity, 0, alpha.step, static_cast<int>(pixels), 1}, {samples.data(), 0, 1, static_cast<int>(pixels), 1});
+            opacity = samples.data();
+        }
+        if (strength != 255) {
+            ScaleRow(scaled.data(), opacity, strength, pixels);
+            opacity = scaled.data();
+        }
+        BlendMaskedRow(to, from, opacity, pixels, bytesPerPixel, skipped, spread.data());
     }
 }
 

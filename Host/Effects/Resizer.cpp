@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <opencv2/imgproc.hpp>
 
 #include "Host/Conf/PixFmtDescription.h"
@@ -80,10 +81,23 @@ int EnlargingInterpolation(Methods method, bool isChroma) {
     Throw("Resize method is not supported! It must be 0..2 or 4..10.");
 }
 
+// Cells are drawn once along a row; the rows of a cell are copies of the first.
+void EnlargeCells(const cv::Mat& from, cv::Mat to) {
+    cv::Mat wide, rows(from.rows, 1, CV_32S), rowsOfTarget;
+    for (int y = 0; y < from.rows; ++y) rows.at<int>(y) = y;
+    cv::resize(from, wide, cv::Size(to.cols, from.rows), 0, 0, cv::INTER_NEAREST_EXACT);
+    cv::resize(rows, rowsOfTarget, cv::Size(1, to.rows), 0, 0, cv::INTER_NEAREST_EXACT);
+    for (int y = 0; y < to.rows; ++y) {
+        std::memcpy(to.ptr(y), wide.ptr(rowsOfTarget.at<int>(y)), static_cast<std::size_t>(to.cols) * to.elemSize());
+    }
+}
+
 void ResizePlane(const cv::Mat& from, cv::Mat to, int enlarging) {
     const cv::Size size = to.size();
     if (from.size() == size) {
         from.copyTo(to);
+    } else if (enlarging == cv::INTER_NEAREST_EXACT && size.height >= 2 * from.rows) {
+        EnlargeCells(from, to);
     } else if (enlarging == cv::INTER_NEAREST_EXACT || (size.width >= from.cols && size.height >= from.rows)) {
         cv::resize(from, to, size, 0, 0, enlarging);
     } else if (size.width <= from.cols && size.height <= from.rows) {

@@ -194,7 +194,8 @@ private:
         FramePtr canvas = NewFrame(allocator_, first.GetPixFmt(), FrameInfo(across.canvas, down.canvas, first.GetFrameInfo().aspect));
         canvas->SetTimestamp(first.GetTimestamp());
         canvas->SetDuration(first.GetDuration());
-        canvas->Fill(Color::Black(Opacity::Opaque));
+        // Without margins the patches cover it.
+        if (settings_.GetCropInfo() != CropInfo()) canvas->Fill(Color::Black(Opacity::Opaque));
         return canvas;
     }
 
