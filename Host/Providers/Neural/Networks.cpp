@@ -25,8 +25,11 @@ namespace {
 
 constexpr float kFlagThreshold = 0.5f;  // a flag is set above it
 
-// The reason without OpenCV's own place in it, in one line.
-std::string ReasonOf(const cv::Exception& exception) { return exception.err.substr(0, exception.err.find('\n')); }
+// OpenCV's complaint, its first line.
+std::string ReasonOf(const cv::Exception& exception) {
+    const std::size_t begin = exception.err.starts_with("> ") ? 2 : 0;
+    return exception.err.substr(begin, exception.err.find('\n') - begin);
+}
 
 std::string SizeOf(const FrameInfo& info) { return std::to_string(info.width) + " x " + std::to_string(info.height); }
 
