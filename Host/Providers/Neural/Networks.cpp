@@ -25,10 +25,12 @@ namespace {
 
 constexpr float kFlagThreshold = 0.5f;  // a flag is set above it
 
-// OpenCV's complaint, its first line.
-std::string ReasonOf(const cv::Exception& exception) {
-    const std::size_t begin = exception.err.starts_with("> ") ? 2 : 0;
-    return exception.err.substr(begin, exception.err.find('\n') - begin);
+// A complaint of OpenCV or of the libraries below it, its first line.
+std::string ReasonOf(const std::exception& exception) {
+    const auto* fromOpenCv = dynamic_cast<const cv::Exception*>(&exception);
+    const std::string text = fromOpenCv != nullptr ? fromOpenCv->err : exception.what();
+    const std::size_t begin = text.starts_with("> ") ? 2 : 0;
+    return text.substr(begin, text.find('\n') - begin);
 }
 
 std::string SizeOf(const FrameInfo& info) { return std::to_string(info.width) + " x " + std::to_string(info.height); }
@@ -46,16 +48,18 @@ cv::dnn::Net ReadNet(const Core::ioPath& file) {
     const std::vector<char> bytes(std::istreambuf_iterator<char>(stream), {});
     const std::string expected = "The model file " + file.string() + " cannot be loaded, it must be an ONNX model with one output";
     if (bytes.empty()) Throw(expected + ": it is empty");
+    cv::dnn::Net net;
+    std::size_t outputs = 0;
     try {
-        cv::dnn::Net net = cv::dnn::readNetFromONNX(bytes.data(), bytes.size());
-        const std::size_t outputs = net.empty() ? 0 : net.getUnconnectedOutLayers().size();
-        if (outputs != 1) Throw(expected + ": it has " + std::to_string(outputs));
-        net.setPreferableBackend(cv::dnn::DNN_BACKEND_OPENCV);
-        net.setPreferableTarget(cv::dnn::DNN_TARGET_CPU);
-        return net;
-    } catch (const cv::Exception& exception) {
+        net = cv::dnn::readNetFromONNX(bytes.data(), bytes.size());
+        outputs = net.empty() ? 0 : net.getUnconnectedOutLayers().size();
+    } catch (const std::exception& exception) {
         Throw(expected + ": " + ReasonOf(exception));
     }
+    if (outputs != 1) Throw(expected + ": it has " + std::to_string(outputs));
+    net.setPreferableBackend(cv::dnn::DNN_BACKEND_OPENCV);
+    net.setPreferableTarget(cv::dnn::DNN_TARGET_CPU);
+    return net;
 }
 
 class Network : public NeuralBase {
@@ -110,7 +114,7 @@ private:
             cv::Mat output = net_.forward();
             if (output.depth() != CV_32F) output.convertTo(output, CV_32F);
             return output.isContinuous() ? output : output.clone();
-        } catch (const cv::Exception& exception) {
+        } catch (const std::exception& exception) {
             Throw("The model " + model_.file.string() + " cannot take a picture of " + SizeOf(info) + " as an input of " + ShapeOf(input) +
                   ": " + ReasonOf(exception));
         }
