@@ -4,6 +4,8 @@
 // ImageMagick works on one thread here, so that its results do not depend on how many there are, and so that several jobs share the
 // processors among themselves.
 
+#include <cassert>  // Magick++ relies on it
+
 #include <Magick++.h>
 
 #include <mutex>

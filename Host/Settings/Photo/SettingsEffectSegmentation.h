@@ -24,6 +24,7 @@ public:
     ORVEXA_FIELD(bool, ShowProgress, true, Any(), "", "Whether progress is reported and the effect can be cancelled.")
     ORVEXA_FIELD(bool, DemoMode, false, Any(), "", "Whether the subject is painted over the picture instead of returning the mask.")
     ORVEXA_FIELD(Color, DemoColor, Color(255, 0, 0, 128), Any(), "", "The colour that the subject is painted with.")
+    ORVEXA_FIELD(Core::ioPath, ModelsRoot, Core::ioPath(), Any(), "", "Folder of the neural models; empty for the installed one.")
 
     bool ShowProgress() const { return GetShowProgress(); }
 };

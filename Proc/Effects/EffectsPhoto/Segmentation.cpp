@@ -8,7 +8,7 @@
 #include "Host/Settings/Common/SettingsEffectAlpha.h"
 #include "Host/Settings/Common/SettingsEffectImageBlender.h"
 #include "Host/Settings/Common/SettingsEffectMorphology.h"
-//AUTO #include "Proc/Effects/EffectsPhoto/Detail/AutoImpl.h"
+#include "Proc/Effects/EffectsPhoto/Detail/AutoImpl.h"
 #include "Proc/Effects/EffectsPhoto/Detail/GridGraphImpl.h"
 
 namespace Orvexa::Proc {
@@ -60,7 +60,7 @@ public:
     void SetSettings(const SettingsEffectSegmentation& settings) override {
         settings_ = settings;
         switch (settings_.GetAlgorithm()) {
-            //AUTO             case Algorithm::Auto: inner_ = MakeEffect<Auto::AutoImpl>(factory_, allocator_); break;
+            case Algorithm::Auto: inner_ = MakeEffect<Auto::AutoImpl>(factory_, allocator_); break;
             case Algorithm::GridGraph: inner_ = MakeEffect<GridGraph::GridGraphImpl>(factory_, allocator_); break;
             case Algorithm::Host:
             case Algorithm::HostAlternative: inner_ = CreateTwoInput(SettingsEffectSegmentation::CLASS_ID, ImplPhotoNames::OPENCV); break;

@@ -1,0 +1,75 @@
+// Neural networks: a picture in, numbers or a picture out.
+//
+// What runs them is a library of its own, loaded when a network is first asked for. The networks are files in a folder of models, whose
+// manifest tells how each is fed and read; docs/models.md describes it.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <variant>
+#include <vector>
+
+#include "Host/Core/Path.h"
+#include "Host/Proc/IData.h"
+
+namespace Orvexa::Proc::Neural {
+
+/// What a network is asked for. Each type has one kind of result.
+enum class NeuralType : std::int32_t {
+    Adjustments = 0,       ///< six adjustment values: float vector
+    TiltAngle = 1,         ///< by how much the horizon is tilted: double
+    EnhancementFlag = 5,   ///< which way of enhancing fits the picture: flag
+    HorizonFlag = 6,       ///< whether there is a horizon: flag
+    ImageScore = 7,        ///< how good the picture is: double
+    SegmentationMask = 8,  ///< how much each of 320 x 320 pixels belongs to the subject: byte vector, row by row
+};
+
+/// Sides of the mask of `NeuralType::SegmentationMask`, in pixels.
+inline constexpr std::uint32_t kMaskSize = 320;
+
+/// Number of values of `NeuralType::Adjustments`.
+inline constexpr std::size_t kAdjustmentsCount = 6;
+
+/// Which implementation runs a network.
+enum class ImplName : std::int32_t { Default = 0, OpenCv = 1 };
+
+/// A network that makes a picture of a picture, by its number in the manifest.
+enum class ModelFileId : std::int32_t {};
+
+/// What a network found. A getter of another kind than the network's throws `EffectException`.
+class NeuralResult {
+public:
+    using Value = std::variant<std::vector<float>, std::vector<unsigned char>, bool, double, FramePtr>;
+
+    explicit NeuralResult(Value value) : value_(std::move(value)) {}
+    std::vector<float> GetFloatVectorResult() const;
+    std::vector<unsigned char> GetUint8VectorResult() const;
+    bool GetBool() const;
+    double GetDouble() const;
+    /// A frame in `Rgb24` or `Gray8`, possibly of another size than the input.
+    FramePtr GetFrame() const;
+
+private:
+    Value value_;
+};
+
+/// A loaded network. One caller uses it at a time.
+class NeuralBase {
+public:
+    virtual ~NeuralBase() = default;
+    /// Runs the network on the picture in any format, scaled to the network's input size. The frame is not modified. A network that cannot
+    /// take the picture, or gives other values than its manifest promises, throws `EffectException`.
+    virtual std::shared_ptr<NeuralResult> Process(FramePtr& frame) = 0;
+};
+
+/// The network of a type. An empty `modelsRoot` stands for `GetModelsDirectory()`. A missing or damaged manifest or model, or an unknown
+/// type or implementation, throws `EffectException`.
+std::shared_ptr<NeuralBase> CreateNeural(NeuralType type, ImplName impl, const Core::ioPath& modelsRoot);
+
+/// The network behind a model identifier, whose result is a frame from `allocator`. Errors are those of `CreateNeural`.
+std::shared_ptr<NeuralBase> CreateImageNeural(ModelFileId id, ImplName impl, const Core::ioPath& modelsRoot, const AllocatorPtr& allocator);
+
+/// The folder of models of the installation that the host library belongs to.
+Core::ioPath GetModelsDirectory();
+
+}  // namespace Orvexa::Proc::Neural
