@@ -1,4 +1,4 @@
-// Morphology: erosion, dilation, opening and closing of every plane by a square. Alpha and chroma are treated like all samples; indexed
+// Morphology: erosion, dilation, opening and closing of every plane. Alpha and chroma are treated like all samples; indexed
 // frames as RGBA.
 
 #include <opencv2/imgproc.hpp>
@@ -31,18 +31,27 @@ int BorderOf(MorphologyBorder border) {
     Throw("Morphology border is not supported! It must be 0..2.");
 }
 
+int ShapeOf(MorphologyKernel kernel) {
+    switch (kernel) {
+        case MorphologyKernel::Rectangle: return cv::MORPH_RECT;
+        case MorphologyKernel::Ellipse: return cv::MORPH_ELLIPSE;
+        case MorphologyKernel::Cross: return cv::MORPH_CROSS;
+    }
+    Throw("Morphology kernel is not supported! It must be 0..2.");
+}
+
 class Morphology : public HostOneInput<SettingsEffectMorphology> {
 public:
     using HostOneInput::HostOneInput;
 
 protected:
     void Process(FramePtr& frame) override {
-        if (settings_.GetKernel() != MorphologyKernel::Rectangle) Throw("Morphology kernel is not supported! It must be 0.");
-        const int operation = OperationOf(settings_.GetOperation()), border = BorderOf(settings_.GetBorder());
+        const int operation = OperationOf(settings_.GetOperation()), border = BorderOf(settings_.GetBorder()),
+                  shape = ShapeOf(settings_.GetKernel());
         if (settings_.GetSize() <= 0 || settings_.GetIterations() == 0) return;
         const ConstFramePtr source = frame->GetPixFmt() == PixFmt::Pal8 ? ConvertPixFmt(*frame, PixFmt::Rgba, allocator_) : frame;
         const FramePtr result = NewFrame(allocator_, source->GetPixFmt(), source->GetFrameInfo());
-        const cv::Mat kernel = cv::getStructuringElement(cv::MORPH_RECT, cv::Size(2, 2) * settings_.GetSize() + cv::Size(1, 1));
+        const cv::Mat kernel = cv::getStructuringElement(shape, cv::Size(2, 2) * settings_.GetSize() + cv::Size(1, 1));
         for (std::uint8_t i = 0; i < GetPlanesCount(*source); ++i) {
             cv::Mat target = AsMat(result->GetPlane(i));
             cv::morphologyEx(AsMat(source->GetPlane(i)), target, operation, kernel, cv::Point(-1, -1),

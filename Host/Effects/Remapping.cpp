@@ -5,6 +5,8 @@
 // Samples of subsampled planes move like the pixel at their upper left.
 
 #include <algorithm>
+#include <bit>
+#include <limits>
 #include <opencv2/imgproc.hpp>
 
 #include "Host/Conf/PixFmtDescription.h"
@@ -24,18 +26,21 @@ struct Bounds {
     int first, end;
 };
 Bounds ClampPositions(cv::Mat& positions, int sourceSide) {
-    float low = static_cast<float>(sourceSide), high = 0.0f;
+    // Floats that are not negative are ordered like their bits, whose extremes are found several at a time.
+    std::int32_t low = std::numeric_limits<std::int32_t>::max(), high = 0;
     const float last = static_cast<float>(sourceSide - 1);
     for (int y = 0; y < positions.rows; ++y) {
         float* row = positions.ptr<float>(y);
         for (int x = 0; x < positions.cols; ++x) {
-            const float value = row[x] > 0.0f ? (row[x] < last ? row[x] : last) : 0.0f;
+            const float positive = row[x] > 0.0f ? row[x] : 0.0f;
+            const float value = positive < last ? positive : last;
             row[x] = value;
-            low = value < low ? value : low;
-            high = value > high ? value : high;
+            const auto bits = std::bit_cast<std::int32_t>(value);
+            low = std::min(low, bits);
+            high = std::max(high, bits);
         }
     }
-    return {static_cast<int>(low), std::min(static_cast<int>(high) + 2, sourceSide)};
+    return {static_cast<int>(std::bit_cast<float>(low)), std::min(static_cast<int>(std::bit_cast<float>(high)) + 2, sourceSide)};
 }
 
 // The positions of a block in a plane of which every sample stands for 2^shift pixels.

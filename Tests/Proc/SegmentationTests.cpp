@@ -152,7 +152,7 @@ public:
     void SetStage(std::string_view) override {}
     void SetTotal(std::uint64_t) override {}
     void Finish() override {}
-    void Step(std::uint64_t steps) override { this->steps += steps; }
+    void Step(std::uint64_t count) override { steps += count; }
     bool IsCancelled() const override { return isCancelled; }
 
     std::atomic<std::uint64_t> steps = 0;

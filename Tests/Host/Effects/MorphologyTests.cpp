@@ -55,11 +55,26 @@ TEST(Morphology, TakesExtremesOfSquares) {
     }
 }
 
+TEST(Morphology, DrawsTheShapeOfItsKernel) {
+    std::vector<int> dot(49, 0), cross(49, 0);
+    dot[24] = 255;
+    for (const int i : {10, 17, 22, 23, 24, 25, 26, 31, 38}) cross[static_cast<std::size_t>(i)] = 255;
+    EXPECT_TRUE(
+        SameFrames(RunHost(SettingsEffectMorphology(Dilate, 2, MorphologyKernel::Cross, Constant), MakeFrame(PixFmt::Gray8, 7, 7, dot)),
+                   MakeFrame(PixFmt::Gray8, 7, 7, cross)));
+    const FramePtr disc =
+        RunHost(SettingsEffectMorphology(Dilate, 3, MorphologyKernel::Ellipse, Constant), MakeFrame(PixFmt::Gray8, 7, 7, dot));
+    const auto at = [&](std::uint32_t x, std::uint32_t y) { return *std::as_const(*disc).GetPlane(0).GetOffsetPtr(x, y); };
+    EXPECT_EQ(at(0, 0), 0);
+    EXPECT_EQ(at(0, 3), 255);
+    EXPECT_EQ(at(1, 1), 255);
+}
+
 TEST(Morphology, RefusesWhatItDoesNotKnow) {
     const FramePtr frame = MakeFrame(PixFmt::Gray8, 5, 5);
     for (const SettingsEffectMorphology& settings :
          {SettingsEffectMorphology(static_cast<MorphologyOperation>(0), 1, MorphologyKernel::Rectangle, Constant),
-          SettingsEffectMorphology(Erode, 1, static_cast<MorphologyKernel>(1), Constant),
+          SettingsEffectMorphology(Erode, 1, static_cast<MorphologyKernel>(3), Constant),
           SettingsEffectMorphology(Erode, 1, MorphologyKernel::Rectangle, static_cast<MorphologyBorder>(3))}) {
         EXPECT_THROW(RunHost(settings, frame), EffectException);
     }
