@@ -76,7 +76,8 @@ void CheckPictures(const Chain& chain, std::size_t inputs) {
         if (step.effect->kind == Proc::EffectKind::OneInput && !step.with.empty()) {
             ThrowUsage(SettingUp(step), name + " takes one picture; with= is for effects that take more");
         }
-        if (step.effect->kind == Proc::EffectKind::TwoInput && step.with.size() != 1) {
+        const bool isEnough = step.with.size() == 1 || (step.with.empty() && !step.settings->NeedsSecondInput());
+        if (step.effect->kind == Proc::EffectKind::TwoInput && !isEnough) {
             ThrowUsage(SettingUp(step), name + " takes a second picture, given once as with=FILE");
         }
     }

@@ -19,7 +19,8 @@ void RunStep(const Proc::OneInputPtr& effect, const Pictures&, Pictures& picture
 }
 
 void RunStep(const Proc::TwoInputPtr& effect, const Pictures& with, Pictures& pictures) {
-    for (FramePtr& picture : pictures) effect->ProcessData(picture, Proc::ConstFramePtr(with.front()));
+    const Proc::ConstFramePtr second = with.empty() ? FramePtr() : with.front();
+    for (FramePtr& picture : pictures) effect->ProcessData(picture, second);
 }
 
 void RunStep(const Proc::VarInputPtr& effect, const Pictures& with, Pictures& pictures) {

@@ -70,6 +70,8 @@ public:
     virtual ~Settings() = default;
     /// True when these settings ask for nothing, so that an effect may leave its frame alone.
     virtual bool IsEmpty() const { return false; }
+    /// Whether an effect of two pictures needs the second one with these settings.
+    virtual bool NeedsSecondInput() const { return true; }
     virtual const std::string& GetClassId() const = 0;
     virtual const FieldList& GetFields() const = 0;
     virtual std::unique_ptr<Settings> Copy() const = 0;

@@ -26,6 +26,7 @@ public:
     ORVEXA_FIELD(Color, DemoColor, Color(255, 0, 0, 128), Any(), "", "The colour that the subject is painted with.")
     ORVEXA_FIELD(Core::ioPath, ModelsRoot, Core::ioPath(), Any(), "", "Folder of the neural models; empty for the installed one.")
 
+    bool NeedsSecondInput() const override { return GetAlgorithm() != SegmentationAlgorithm::Auto; }
     bool ShowProgress() const { return GetShowProgress(); }
 };
 
