@@ -142,7 +142,8 @@ TEST(EverySettingsClass, HasFieldsThatCountSurviveTextAndKeepTheirRanges) {
                 EXPECT_THROW(field.parse(*copy, FormatDouble(*field.limits.max + 1)), SettingsException) << name;
             }
             // Any text can be the name of a file.
-            if (field.type != "path") EXPECT_THROW(field.parse(*copy, "#nonsense;"), SettingsException) << name;
+            if (field.type == "path") continue;
+            EXPECT_THROW(field.parse(*copy, "#nonsense;"), SettingsException) << name;
         }
     }
     EXPECT_GT(fields, 20);

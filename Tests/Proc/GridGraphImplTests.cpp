@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "Host/Core/Exception.h"
+#include "Host/Io/ImageFiles.h"
 #include "Proc/Effects/EffectsPhoto/Detail/GridGraphImpl.h"
 #include "Tests/Support/BoostGridCut.h"
 #include "Tests/Support/Effects.h"
@@ -96,6 +97,20 @@ TEST(GridGraphImpl, CutsPicturesOfEveryFormatWhereTheFormulaSays) {
                 ASSERT_EQ(Bytes(*mask), labels) << number << ", " << width << " x " << height;
             }
         }
+    }
+}
+
+TEST(GridGraphImpl, CutsPhotographsLikeAnIndependentSolver) {
+    const Core::ioPath samples = ORVEXA_SAMPLES;
+    for (const char* name : {"astronaut.png", "chelsea.png", "coffee.png"}) {
+        const FramePtr photo = Io::ReadImage(samples / name, TestAllocator()).frame;
+        const FramePtr seeds = Io::ReadImage(samples / "seeds" / name, TestAllocator()).frame;
+        FramePtr mask = photo;
+        MakeEffect<GridGraphImpl>(ModuleFactory(), TestAllocator())->ProcessData(mask, ConstFramePtr(seeds));
+        const FrameInfo info = photo->GetFrameInfo();
+        std::vector<std::uint8_t> labels = BoostGridCut(info.width, info.height, ExpectedCapacities(photo, seeds)).FindBackground();
+        for (std::uint8_t& label : labels) label = label != 0 ? 128 : 255;
+        EXPECT_EQ(Bytes(*mask), labels) << name;
     }
 }
 
