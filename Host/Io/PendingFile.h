@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "Host/Core/Path.h"
 
 namespace Orvexa::Io {
@@ -16,6 +18,12 @@ public:
 
     int GetDescriptor() const { return descriptor_; }
     void Commit();
+
+    /// For a process that ends while others of its threads are writing: removes all files that are not complete, and lets no thread open or
+    /// complete another.
+    static void AbandonAll();
+    /// Whether `name` is that of an incomplete file for a target called `target` whose process is no more.
+    static bool IsLeftOver(const std::string& name, const std::string& target);
 
 private:
     Core::ioPath target_;
