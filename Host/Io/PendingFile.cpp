@@ -12,6 +12,7 @@
 #include <mutex>
 #include <set>
 #include <string>
+#include <unordered_set>
 #include <utility>
 
 #include "Host/Core/Exception.h"
@@ -76,13 +77,20 @@ void PendingFile::AbandonAll() {
     for (const Core::ioPath& file : Incomplete().files) unlink(file.c_str());
 }
 
-bool PendingFile::IsLeftOver(const std::string& name, const std::string& target) {
-    const std::string stem = Stem(target);
-    if (!name.starts_with(stem)) return false;
-    const std::string rest = name.substr(stem.size());
-    pid_t process = 0;
-    const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), process);
-    return error == std::errc() && process > 0 && *end == '-' && kill(process, 0) != 0 && errno == ESRCH;
+void PendingFile::RemoveLeftOvers(const Core::ioPath& folder, const std::vector<std::string>& targets) {
+    std::unordered_set<std::string> stems;
+    for (const std::string& target : targets) stems.insert(Stem(target));
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
+        const std::string name = entry.path().filename().string();
+        const std::size_t mark = name.rfind(kPart);
+        if (mark == std::string::npos || !stems.contains(name.substr(0, mark + std::strlen(kPart)))) continue;
+        const char* const digits = name.c_str() + mark + std::strlen(kPart);
+        pid_t process = 0;
+        const auto [end, failure] = std::from_chars(digits, name.c_str() + name.size(), process);
+        const bool isPart = failure == std::errc() && *end == '-' && process > 0;
+        if (isPart && kill(process, 0) != 0 && errno == ESRCH) unlink(entry.path().c_str());
+    }
 }
 
 void WriteInto(const Core::ioPath& file, const void* bytes, std::size_t size) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "Host/Core/Path.h"
 
@@ -22,8 +23,8 @@ public:
     /// For a process that ends while others of its threads are writing: removes all files that are not complete, and lets no thread open or
     /// complete another.
     static void AbandonAll();
-    /// Whether `name` is that of an incomplete file for a target called `target` whose process is no more.
-    static bool IsLeftOver(const std::string& name, const std::string& target);
+    /// Removes from `folder` the incomplete files for `targets` there whose processes were killed.
+    static void RemoveLeftOvers(const Core::ioPath& folder, const std::vector<std::string>& targets);
 
 private:
     Core::ioPath target_;
