@@ -81,12 +81,12 @@ void CheckOutputs(const std::vector<BatchItem>& items, const Core::ioPath& folde
             ThrowUsage(kPlanning,
                        earlier->second->input + " and " + item.input + " would both become " + (folder / item.outputName).string());
     }
-    for (const auto& [name, item] : outputs) {
-        const auto id = IdOf(folder / name);
+    for (const BatchItem& item : items) {
+        const auto id = item.outputName.empty() ? std::nullopt : IdOf(folder / item.outputName);
         const auto source = id ? sources.find(*id) : sources.end();
         if (source != sources.end())
             ThrowUsage(kPlanning,
-                       "the result of " + item->input + " would overwrite the input " + source->second + "; choose another folder");
+                       "the result of " + item.input + " would overwrite the input " + source->second + "; choose another folder");
     }
 }
 

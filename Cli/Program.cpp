@@ -82,6 +82,11 @@ public:
         const auto usage = usages.find(command->get_name());
         return "Usage: kalvatri " + (usage == usages.end() ? "COMMAND [options]" : usage->second) + "\n";
     }
+    std::string make_help(const CLI::App* command, std::string name, CLI::AppFormatMode mode) const override {
+        std::string text = CLI::Formatter::make_help(command, std::move(name), mode);
+        for (std::size_t gap = text.find("\n\n\n"); gap != std::string::npos; gap = text.find("\n\n\n")) text.erase(gap, 1);
+        return text;
+    }
     std::string make_footer(const CLI::App* command) const override { return command->get_footer(); }
 };
 
@@ -115,7 +120,7 @@ struct Program {
             AddCommand("apply", "apply -i IN -o OUT [options]\n       EFFECT [key=value]... [with=FILE]... [EFFECT ...]...",
                        "Run effects on a picture", apply, RunApply);
         applyCommand->footer(examples);
-        CLI::App* batchCommand = AddCommand("batch", "batch -o DIR [options] IN... -- EFFECT [key=value]... [EFFECT ...]...",
+        CLI::App* batchCommand = AddCommand("batch", "batch -o DIR [options] IN... -- EFFECT [key=value]... [EFFECT]...",
                                             "Run effects on many pictures", batch, RunBatch);
         batchCommand->footer(
             "Examples:\n"
