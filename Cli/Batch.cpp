@@ -124,6 +124,19 @@ void ReadFurtherPictures(Batch& batch) {
     }
 }
 
+// The picture after the chain. The chain's errors know nothing of files, so the file's name comes before them.
+Proc::FramePtr RunChain(const Batch& batch, const std::string& input, Proc::FramePtr picture) {
+    try {
+        // Effects remember what they were last used for, so each picture gets new ones.
+        ChainRunner runner(batch.factory, batch.chain, [&](const Core::ioPath& file) { return batch.furtherPictures.at(file); });
+        std::vector<Proc::FramePtr> pictures;
+        pictures.push_back(Converted(std::move(picture), batch.options, batch.factory));
+        return runner.Run(std::move(pictures)).front();
+    } catch (const CommandError& error) {
+        throw CommandError(error.GetExitCode(), input, error.what(), error.GetOrigin());
+    }
+}
+
 // One picture from file to file.
 void Process(const Batch& batch, const BatchItem& item, MemoryBudget& budget, Ledger& ledger, Report& report) {
     const std::string reading = "reading " + item.input;
@@ -132,22 +145,16 @@ void Process(const Batch& batch, const BatchItem& item, MemoryBudget& budget, Le
     const MemoryBudget::Share share = budget.Take(EstimateMemory(size.GetPixels() + batch.furtherPixels));
     const auto begin = Clock::now();
     try {
-        // Effects remember what they were last used for, so each picture gets new ones.
-        ChainRunner runner(batch.factory, batch.chain, [&](const Core::ioPath& file) { return batch.furtherPictures.at(file); });
         Io::LoadedImage image =
             While(reading, [&] { return Io::ReadImage(Core::ioPath(item.input), batch.factory->GetAllocator(), batch.options.read); });
         report.inputNotes = std::move(image.notes);
         Io::WriteOptions writing;
         writing.quality = batch.options.quality;
         writing.metadata = std::move(image.metadata);
-        const auto pictures = While(item.input, [&] {
-            std::vector<Proc::FramePtr> one;
-            one.push_back(Converted(std::move(image.frame), batch.options, batch.factory));
-            return runner.Run(std::move(one));
-        });
+        const Proc::FramePtr result = RunChain(batch, item.input, std::move(image.frame));
         const Core::ioPath output = batch.folder / item.outputName;
         While("writing " + output.string(),
-              [&] { report.outputNotes = Io::WriteImage(output, item.format, pictures.front(), writing, batch.factory); });
+              [&] { report.outputNotes = Io::WriteImage(output, item.format, result, writing, batch.factory); });
         While("recording " + output.string(), [&] { ledger.Add(item.outputName, batch.GetEntry(item, stamp)); });
         report.status = BatchStatus::Done;
     } catch (...) {

@@ -120,7 +120,7 @@ struct Program {
             AddCommand("apply", "apply -i IN -o OUT [options]\n       EFFECT [key=value]... [with=FILE]... [EFFECT ...]...",
                        "Run effects on a picture", apply, RunApply);
         applyCommand->footer(examples);
-        CLI::App* batchCommand = AddCommand("batch", "batch -o DIR [options] IN... -- EFFECT [key=value]... [EFFECT]...",
+        CLI::App* batchCommand = AddCommand("batch", "batch -o DIR [options] IN... -- EFFECT [key=val]... [EFFECT]...",
                                             "Run effects on many pictures", batch, RunBatch);
         batchCommand->footer(
             "Examples:\n"
