@@ -236,6 +236,7 @@ public:
             Count(item.status);
             if (item.status == BatchStatus::Failed) std::cerr << "kalvatri: " << item.error << '\n';
         }
+        totals_.finishedAtStart = totals_.GetFinished();
     }
 
     bool IsFinished() const { return totals_.GetFinished() == totals_.inputs; }

@@ -31,7 +31,7 @@ std::string FormatDuration(double seconds) {
 
 std::string FormatProgress(const BatchTotals& totals) {
     std::string text = std::to_string(totals.GetFinished()) + " of " + std::to_string(totals.inputs);
-    const std::size_t worked = totals.done + totals.failed;
+    const std::size_t worked = totals.GetFinished() - totals.finishedAtStart;
     if (worked == 0 || !(totals.seconds > 0)) return text;
     const double rate = static_cast<double>(worked) / totals.seconds;
     text += Format(rate >= 10 ? ", %.0f files/s, " : rate >= 0.1 ? ", %.1f files/s, " : ", %.3f files/s, ", rate);

@@ -51,15 +51,15 @@ TEST(BatchProgress, TellsTimesInTheUnitsPeopleUse) {
 TEST(BatchProgress, DerivesTheSpeedFromWhatWasWorkedOn) {
     const std::pair<BatchTotals, const char*> cases[] = {
         {{.inputs = 9, .seconds = 5}, "0 of 9"},
-        {{.inputs = 9, .skipped = 4, .seconds = 5}, "4 of 9"},
+        {{.inputs = 9, .skipped = 3, .failed = 1, .finishedAtStart = 4, .seconds = 5}, "4 of 9"},
         {{.inputs = 9, .done = 1}, "1 of 9"},
-        {{.inputs = 100, .done = 10, .skipped = 30, .seconds = 4}, "40 of 100, 2.5 files/s, 24 s left"},
+        {{.inputs = 100, .done = 10, .skipped = 30, .finishedAtStart = 30, .seconds = 4}, "40 of 100, 2.5 files/s, 24 s left"},
         {{.inputs = 100, .done = 9, .failed = 1, .seconds = 0.5}, "10 of 100, 20 files/s, 5 s left"},
         {{.inputs = 3, .done = 1, .seconds = 80}, "1 of 3, 0.013 files/s, 2 min 40 s left"},
         {{.inputs = 2, .done = 2, .seconds = 1}, "2 of 2, 2.0 files/s, 0 s left"},
     };
     for (const auto& [totals, text] : cases) EXPECT_EQ(Kalvatri::FormatProgress(totals), text);
-    EXPECT_EQ(Kalvatri::FormatSummary({1, 0, 0, 1, 2}), "1 picture: 0 done, 0 skipped, 1 failed in 2 s");
+    EXPECT_EQ(Kalvatri::FormatSummary({.inputs = 1, .failed = 1, .seconds = 2}), "1 picture: 0 done, 0 skipped, 1 failed in 2 s");
 }
 
 TEST(BatchBudget, ReadsAmountsOfMemory) {
