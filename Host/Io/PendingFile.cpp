@@ -1,12 +1,11 @@
 #include "Host/Io/PendingFile.h"
 
 #include <fcntl.h>
-#include <signal.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <mutex>
@@ -51,6 +50,7 @@ PendingFile::PendingFile(const Core::ioPath& target) : target_(target) {
         descriptor_ = open(temporary_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
         if (descriptor_ < 0 && errno != EEXIST) ThrowErrno("cannot write into the folder");
     }
+    flock(descriptor_, LOCK_EX | LOCK_NB);  // tells others that the file is being worked on; it ends with the process however that ends
     Incomplete().files.insert(temporary_);
     if (isReplacing) fchmod(descriptor_, old.st_mode & 07777);  // at worst the new file has the rights of any new file
 }
@@ -85,11 +85,11 @@ void PendingFile::RemoveLeftOvers(const Core::ioPath& folder, const std::vector<
         const std::string name = entry.path().filename().string();
         const std::size_t mark = name.rfind(kPart);
         if (mark == std::string::npos || !stems.contains(name.substr(0, mark + std::strlen(kPart)))) continue;
-        const char* const digits = name.c_str() + mark + std::strlen(kPart);
-        pid_t process = 0;
-        const auto [end, failure] = std::from_chars(digits, name.c_str() + name.size(), process);
-        const bool isPart = failure == std::errc() && *end == '-' && process > 0;
-        if (isPart && kill(process, 0) != 0 && errno == ESRCH) unlink(entry.path().c_str());
+        if (name.find_first_not_of("0123456789-", mark + std::strlen(kPart)) != std::string::npos) continue;
+        const int descriptor = open(entry.path().c_str(), O_RDONLY | O_CLOEXEC);
+        if (descriptor < 0) continue;
+        if (flock(descriptor, LOCK_EX | LOCK_NB) == 0) unlink(entry.path().c_str());
+        close(descriptor);
     }
 }
 

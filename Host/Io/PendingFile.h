@@ -23,7 +23,7 @@ public:
     /// For a process that ends while others of its threads are writing: removes all files that are not complete, and lets no thread open or
     /// complete another.
     static void AbandonAll();
-    /// Removes from `folder` the incomplete files for `targets` there whose processes were killed.
+    /// Removes from `folder` the incomplete files for `targets` there that no process works on any more.
     static void RemoveLeftOvers(const Core::ioPath& folder, const std::vector<std::string>& targets);
 
 private:

@@ -16,6 +16,7 @@
 #include "Cli/SettingsJson.h"
 #include "Host/Core/Exception.h"
 #include "Host/Io/ImageFiles.h"
+#include "Host/Io/PendingFile.h"
 #include "Tests/Cli/KalvatriProcess.h"
 #include "Tests/Support/Frames.h"
 
@@ -367,13 +368,10 @@ TEST_F(Batch, GoesOnFromWhereItWasStopped) {
 
 TEST_F(Batch, RemovesWhatAKilledProcessLeftAndNothingElse) {
     Make("a.png");
-    const pid_t dead = fork();
-    if (dead == 0) _exit(0);
-    waitpid(dead, nullptr, 0);
     std::filesystem::create_directory(out_);
-    const std::string ofDead = ".part-" + std::to_string(dead) + "-0";
-    const Words kept = {".a.png.part-" + std::to_string(getpid()) + "-0", ".a.png.part-x", ".other.png" + ofDead, "a.png" + ofDead};
-    for (const std::string& name : kept + Words{".a.png" + ofDead}) WriteFile(out_ / name, std::string("part"));
+    const Io::PendingFile other(out_ / "a.png");  // of a process that is alive
+    const Words kept = Names() + Words{".a.png.part-x", ".b.png.part-1-0", "a.png.part-1-0"};
+    for (const std::string& name : {kept[1], kept[2], kept[3], std::string(".a.png.part-1-0")}) WriteFile(out_ / name, std::string("part"));
     ASSERT_EQ(RunKalvatri(Command()).exitCode, 0);
     EXPECT_THAT(Names(), testing::UnorderedElementsAreArray(kept + Words{"a.png"}));
 }
