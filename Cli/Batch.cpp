@@ -74,7 +74,7 @@ struct Batch {
     Proc::FactoryPtr factory;
     Core::ioPath folder;
     std::string fingerprint;
-    std::map<Core::ioPath, Proc::FramePtr> furtherPictures;  // by the names in the chain; shared, so no effect writes into them
+    std::map<Core::ioPath, Proc::ConstFramePtr> furtherPictures;  // by their names in the chain
     std::uint64_t furtherPixels = 0;
 
     LedgerEntry GetEntry(const BatchItem& item, const FileStamp& stamp) const { return {item.GetAbsoluteInput(), stamp, fingerprint}; }
@@ -127,8 +127,10 @@ void ReadFurtherPictures(Batch& batch) {
 // The picture after the chain. The chain's errors know nothing of files, so the file's name comes before them.
 Proc::FramePtr RunChain(const Batch& batch, const std::string& input, Proc::FramePtr picture) {
     try {
-        // Effects remember what they were last used for, so each picture gets new ones.
-        ChainRunner runner(batch.factory, batch.chain, [&](const Core::ioPath& file) { return batch.furtherPictures.at(file); });
+        // Effects remember what they were last used for, so each picture gets new ones. A view can be given a time of its own, and its
+        // pixels are not written into, because it shares them.
+        ChainRunner runner(batch.factory, batch.chain,
+                           [&](const Core::ioPath& file) { return Proc::CloneFrame(*batch.furtherPictures.at(file), Proc::kCloneView); });
         std::vector<Proc::FramePtr> pictures;
         pictures.push_back(Converted(std::move(picture), batch.options, batch.factory));
         return runner.Run(std::move(pictures)).front();

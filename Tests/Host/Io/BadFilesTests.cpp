@@ -206,7 +206,6 @@ TEST(BadFiles, NothingIsLeftOfAbandonedFiles) {
         Io::PendingFile complete(folder.File("complete")), incomplete(folder.File("incomplete"));
         complete.Commit();
         Io::PendingFile::AbandonAll();
-        std::thread late([&] { Io::PendingFile(folder.File("late")).Commit(); });
         _exit(0);
     }
     int status = -1;
