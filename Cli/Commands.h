@@ -28,20 +28,36 @@ struct DescribeOptions : CommonOptions {
     bool isMarkdown = false;  ///< the reference page of all effects
 };
 
-struct ApplyOptions : CommonOptions {
-    std::vector<std::string> inputs;  ///< files; "-" is stdin
-    std::string output;               ///< a file, "-" for stdout, or a name with {} for the number of each picture
+/// A chain of effects, and how pictures come to it and leave it.
+struct ChainOptions : CommonOptions {
     std::vector<std::string> chain;
     std::string settingsFile;
-    std::string format;
+    std::string format;  ///< a suffix; empty for that of the file's name
     std::optional<int> pixFmt;
     int quality = Orvexa::Io::WriteOptions().quality;
     Orvexa::Io::ReadOptions read;
+};
+
+struct ApplyOptions : ChainOptions {
+    std::vector<std::string> inputs;  ///< files; "-" is stdin
+    std::string output;               ///< a file, "-" for stdout, or a name with {} for the number of each picture
     bool isShowingStatistics = false;
+};
+
+struct BatchOptions : ChainOptions {
+    static constexpr int kMaxJobs = 1024;
+    std::vector<std::string> inputs;  ///< files, or folders for the pictures in them
+    std::string outputFolder;
+    int jobs = 0;        ///< at a time; 0 for the number of processors
+    std::string memory;  ///< such as 512M; empty for half of the machine's
+    bool isForced = false;
+    bool isDryRun = false;
+    bool isJson = false;
 };
 
 void RunList(const ListOptions& options);
 void RunDescribe(const DescribeOptions& options);
 void RunApply(const ApplyOptions& options);
+void RunBatch(const BatchOptions& options);
 
 }  // namespace Kalvatri

@@ -11,6 +11,8 @@ namespace Kalvatri {
 
 enum class ExitCode : int { Done = 0, Failed = 1, WrongUsage = 2 };
 
+inline constexpr char kReadingCommandLine[] = "reading the command line";
+
 /// A failure that is ready to be shown.
 class CommandError : public std::exception {
 public:

@@ -17,8 +17,6 @@ namespace Kalvatri {
 
 namespace {
 
-constexpr char kReadingCommandLine[] = "reading the command line";
-
 // glog writes to stderr alone, and that only when asked to.
 void StartLogging(bool isVerbose) {
     constexpr int kEffectLogLevel = 30;
@@ -34,21 +32,40 @@ void AddCommonOptions(CLI::App& command, CommonOptions& options) {
     command.add_flag("-v,--verbose", options.isVerbose, "Log what happens, and where failures come from");
 }
 
-void AddApplyOptions(CLI::App& command, ApplyOptions& options) {
-    command.add_option("-i,--input", options.inputs, "A picture; - is stdin")->option_text("IN")->required()->allow_extra_args(false);
-    command.add_option("-o,--output", options.output, "The result; - is stdout, {} a number if there are many")
-        ->option_text("OUT")
-        ->required();
-    command.add_option("chain", options.chain)->group("");  // told in the usage
+void AddChainOptions(CLI::App& command, ChainOptions& options, const std::string& source) {
     command.add_option("--settings", options.settingsFile, "Take the chain from a JSON file")->option_text("FILE");
-    command.add_option("--format", options.format, "File format, if not by the suffix of OUT")->option_text("NAME");
+    command.add_option("--format", options.format, "File format, if not by the suffix of " + source)->option_text("NAME");
     command.add_option("--quality", options.quality, "Of lossy formats, " + std::to_string(options.quality) + " if not given")
         ->option_text("1..100")
         ->check(CLI::Range(Orvexa::Io::WriteOptions::kMinQuality, Orvexa::Io::WriteOptions::kMaxQuality));
     command.add_option("--pixfmt", options.pixFmt, "Convert the input to this pixel format first")->option_text("N");
     command.add_option("--max-pixels", options.read.maxPixels, "Refuse larger pictures, 2^28 if not given")->option_text("N");
     command.add_flag("--allow-truncated", options.read.allowTruncated, "Read damaged files as far as they go");
+}
+
+void AddApplyOptions(CLI::App& command, ApplyOptions& options) {
+    command.add_option("-i,--input", options.inputs, "A picture; - is stdin")->option_text("IN")->required()->allow_extra_args(false);
+    command.add_option("-o,--output", options.output, "The result; - is stdout, {} a number if there are many")
+        ->option_text("OUT")
+        ->required();
+    command.add_option("chain", options.chain)->group("");  // told in the usage
+    AddChainOptions(command, options, "OUT");
     command.add_flag("--stats", options.isShowingStatistics, "Print the effects' statistics as JSON");
+}
+
+void AddBatchOptions(CLI::App& command, BatchOptions& options) {
+    command.add_option("inputs", options.inputs)->group("");  // told in the usage
+    command.add_option("-o,--output", options.outputFolder, "The folder of the results, named as the inputs")
+        ->option_text("DIR")
+        ->required();
+    command.add_option("-j,--jobs", options.jobs, "Pictures at a time, one a processor if not given")
+        ->option_text("N")
+        ->check(CLI::Range(1, BatchOptions::kMaxJobs));
+    command.add_option("--memory", options.memory, "For all jobs, half of the machine's if not given")->option_text("512M|2G");
+    command.add_flag("--force", options.isForced, "Make anew what is up to date");
+    command.add_flag("--dry-run", options.isDryRun, "Say what would be done");
+    command.add_flag("--json", options.isJson, "Print a report as JSON");
+    AddChainOptions(command, options, "IN");
 }
 
 // The command line library's own texts have up to three lines.
@@ -65,6 +82,11 @@ public:
         const auto usage = usages.find(command->get_name());
         return "Usage: kalvatri " + (usage == usages.end() ? "COMMAND [options]" : usage->second) + "\n";
     }
+    std::string make_help(const CLI::App* command, std::string name, CLI::AppFormatMode mode) const override {
+        std::string text = CLI::Formatter::make_help(command, std::move(name), mode);
+        for (std::size_t gap = text.find("\n\n\n"); gap != std::string::npos; gap = text.find("\n\n\n")) text.erase(gap, 1);
+        return text;
+    }
     std::string make_footer(const CLI::App* command) const override { return command->get_footer(); }
 };
 
@@ -74,6 +96,7 @@ struct Program {
     ListOptions list;
     DescribeOptions describe;
     ApplyOptions apply;
+    BatchOptions batch;
     std::function<void()> run;
     const CommonOptions* common = nullptr;
 
@@ -97,6 +120,12 @@ struct Program {
             AddCommand("apply", "apply -i IN -o OUT [options]\n       EFFECT [key=value]... [with=FILE]... [EFFECT ...]...",
                        "Run effects on a picture", apply, RunApply);
         applyCommand->footer(examples);
+        CLI::App* batchCommand = AddCommand("batch", "batch -o DIR [options] IN... -- EFFECT [key=val]... [EFFECT]...",
+                                            "Run effects on many pictures", batch, RunBatch);
+        batchCommand->footer(
+            "Examples:\n"
+            "  kalvatri batch -o out photos -- WhiteBalance color=#c8b496\n"
+            "  kalvatri batch -o out -j 4 --format png *.jpg -- BlurBokeh size=0.05\n");
     }
 
     void Parse(const std::vector<std::string>& arguments) {
@@ -109,7 +138,10 @@ struct Program {
                        (word.empty() ? "a command is missing" : "there is no command \"" + word + "\"") +
                            (nearest.empty() ? "; the commands are " + CLI::detail::join(names, ", ") : "; did you mean " + nearest + "?"));
         }
-        app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));  // the library takes them from the back
+        // Of a batch's two lists the library is given the first.
+        const auto mark = word == "batch" ? std::find(arguments.begin(), arguments.end(), "--") : arguments.end();
+        if (mark != arguments.end()) batch.chain.assign(mark + 1, arguments.end());
+        app.parse(std::vector<std::string>(std::make_reverse_iterator(mark), arguments.rend()));  // it takes them from the back
     }
 
 private:
@@ -119,6 +151,7 @@ private:
         formatter->usages[name] = usage;
         CLI::App* added = app.add_subcommand(name, summary);
         if constexpr (std::is_same_v<Options, ApplyOptions>) AddApplyOptions(*added, options);
+        if constexpr (std::is_same_v<Options, BatchOptions>) AddBatchOptions(*added, options);
         AddCommonOptions(*added, options);
         added->callback([this, &options, command] {
             common = &options;

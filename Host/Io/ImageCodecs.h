@@ -10,6 +10,7 @@ public:
     virtual ~ImageCodecs() = default;
     virtual LoadedImage Read(const Core::ioPath& file, const Proc::AllocatorPtr& allocator, const ReadOptions& options) = 0;
     virtual LoadedImage Read(std::span<const std::uint8_t> bytes, const Proc::AllocatorPtr& allocator, const ReadOptions& options) = 0;
+    virtual ImageSize ReadSize(const Core::ioPath& file, const ReadOptions& options) = 0;
     /// Writes a frame of a format that `IsWritable`. `descriptor` is an empty file, open for reading and writing.
     virtual Notes Write(int descriptor, FileFormat format, const Proc::ConstFramePtr& frame, const WriteOptions& options) = 0;
     virtual Notes Write(std::vector<std::uint8_t>& bytes, FileFormat format, const Proc::ConstFramePtr& frame,

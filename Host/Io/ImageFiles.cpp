@@ -40,6 +40,15 @@ Proc::FramePtr ToWritable(const Proc::FramePtr& frame, const Proc::FactoryPtr& f
     return converted;
 }
 
+void CheckInput(const Core::ioPath& file) {
+    std::error_code error;
+    const auto status = std::filesystem::status(file, error);
+    if (!std::filesystem::exists(status))
+        Throw(status.type() == std::filesystem::file_type::none ? error.message() : "the file does not exist");
+    if (std::filesystem::is_directory(status)) Throw("this is a folder, not a picture");
+    if (std::filesystem::is_regular_file(status) && std::filesystem::file_size(file, error) == 0 && !error) Throw("the file is empty");
+}
+
 void CheckQuality(const WriteOptions& options) {
     if (options.quality >= WriteOptions::kMinQuality && options.quality <= WriteOptions::kMaxQuality) return;
     Throw("the quality must be from " + std::to_string(WriteOptions::kMinQuality) + " to " + std::to_string(WriteOptions::kMaxQuality));
@@ -62,13 +71,13 @@ FileFormat FindFormat(std::string_view suffix) {
 bool IsWritable(PixFmt pixFmt) { return pixFmt == PixFmt::Gray8 || pixFmt == PixFmt::Rgb24 || pixFmt == PixFmt::Rgba; }
 
 LoadedImage ReadImage(const Core::ioPath& file, const Proc::AllocatorPtr& allocator, const ReadOptions& options) {
-    std::error_code error;
-    const auto status = std::filesystem::status(file, error);
-    if (!std::filesystem::exists(status))
-        Throw(status.type() == std::filesystem::file_type::none ? error.message() : "the file does not exist");
-    if (std::filesystem::is_directory(status)) Throw("this is a folder, not a picture");
-    if (std::filesystem::is_regular_file(status) && std::filesystem::file_size(file, error) == 0 && !error) Throw("the file is empty");
+    CheckInput(file);
     return Codecs().Read(file, allocator, options);
+}
+
+ImageSize ReadImageSize(const Core::ioPath& file, const ReadOptions& options) {
+    CheckInput(file);
+    return Codecs().ReadSize(file, options);
 }
 
 LoadedImage ReadImage(std::span<const std::uint8_t> bytes, const Proc::AllocatorPtr& allocator, const ReadOptions& options) {

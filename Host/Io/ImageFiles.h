@@ -1,7 +1,7 @@
 // Image files to frames and back, with their metadata.
 //
-// The codecs live in a library that is loaded with the first picture. A program that writes pictures should ignore SIGXFSZ, so that a file
-// size limit is reported like a full disk instead of ending the process.
+// The codecs live in a library that is loaded with the first picture. All functions may be called from several threads at once. A program
+// that writes pictures should ignore SIGXFSZ, so that a file size limit is reported like a full disk instead of ending the process.
 #pragma once
 
 #include <cstdint>
@@ -37,6 +37,12 @@ struct ReadOptions {
     bool allowTruncated = false;                       ///< whether a damaged file is read as far as it goes
 };
 
+/// The size of an upright picture in pixels.
+struct ImageSize {
+    std::uint32_t width = 0, height = 0;
+    std::uint64_t GetPixels() const { return std::uint64_t{width} * height; }
+};
+
 struct LoadedImage {
     Proc::FramePtr frame;  ///< upright; `Gray8`, `Rgb24`, or `Rgba` for a picture with alpha
     MetadataPtr metadata;  ///< without the orientation, which is applied, and without preview pictures
@@ -52,6 +58,9 @@ struct WriteOptions {
 /// Reads a picture into a frame of `allocator`; of several pictures in a file, the first. Whatever prevents it throws `EffectException`.
 LoadedImage ReadImage(const Core::ioPath& file, const Proc::AllocatorPtr& allocator, const ReadOptions& options = {});
 LoadedImage ReadImage(std::span<const std::uint8_t> bytes, const Proc::AllocatorPtr& allocator, const ReadOptions& options = {});
+
+/// Reads no more than a file's header where the format allows. Errors as `ReadImage`, of which it is no promise.
+ImageSize ReadImageSize(const Core::ioPath& file, const ReadOptions& options = {});
 
 /// Writes a frame in the format that the suffix of `file` stands for; it must be a format that `IsWritable` unless `factory` is given,
 /// whose colour-space converter then brings it into one. The file appears when it is complete: after a failure, which throws

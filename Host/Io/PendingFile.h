@@ -1,5 +1,8 @@
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "Host/Core/Path.h"
 
 namespace Orvexa::Io {
@@ -16,6 +19,12 @@ public:
 
     int GetDescriptor() const { return descriptor_; }
     void Commit();
+
+    /// For a process that ends while others of its threads are writing: removes all files that are not complete, and lets no thread open or
+    /// complete another.
+    static void AbandonAll();
+    /// Removes from `folder` the incomplete files for `targets` there that no process works on any more.
+    static void RemoveLeftOvers(const Core::ioPath& folder, const std::vector<std::string>& targets);
 
 private:
     Core::ioPath target_;

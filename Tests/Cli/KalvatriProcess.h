@@ -6,7 +6,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Tests/Support/TempFolder.h"
@@ -20,37 +22,70 @@ struct Outcome {
 
 struct ProcessOptions {
     std::string stdinFile = "/dev/null";
-    std::string stdoutFile = {};      ///< empty to capture it
-    rlim_t fileSize = RLIM_INFINITY;  ///< bytes that a file may have
+    std::string stdoutFile = {};       ///< empty to capture it
+    rlim_t fileSize = RLIM_INFINITY;   ///< bytes that a file may have
+    rlim_t openFiles = RLIM_INFINITY;  ///< at a time
 };
 
-inline Outcome RunKalvatri(const std::vector<std::string>& arguments, const ProcessOptions& options = {}) {
-    const TempFolder folder;
-    const std::string outFile = options.stdoutFile.empty() ? folder.File("out") : options.stdoutFile, errFile = folder.File("err");
-    std::vector<char*> argv{const_cast<char*>(KALVATRI_PROGRAM)};
-    for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
-    argv.push_back(nullptr);
-
-    const pid_t child = fork();
-    if (child == 0) {
+/// The program while it runs; it is killed with the object.
+class KalvatriProcess {
+public:
+    explicit KalvatriProcess(const std::vector<std::string>& arguments, ProcessOptions options = {}) : options_(std::move(options)) {
+        std::vector<char*> argv{const_cast<char*>(KALVATRI_PROGRAM)};
+        for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
+        argv.push_back(nullptr);
+        child_ = fork();
+        if (child_ != 0) return;
         const auto redirect = [](const std::string& file, int flags, int to) { return dup2(open(file.c_str(), flags, 0600), to) == to; };
-        bool isReady = redirect(options.stdinFile, O_RDONLY, 0) && redirect(outFile, O_WRONLY | O_CREAT | O_TRUNC, 1) &&
-                       redirect(errFile, O_WRONLY | O_CREAT | O_TRUNC, 2);
-        if (options.fileSize != RLIM_INFINITY) {
-            const rlimit limit{options.fileSize, options.fileSize};
-            isReady = setrlimit(RLIMIT_FSIZE, &limit) == 0 && isReady;
-        }
+        const bool isReady = redirect(options_.stdinFile, O_RDONLY, 0) && redirect(GetOutFile(), O_WRONLY | O_CREAT | O_TRUNC, 1) &&
+                             redirect(folder_.File("err"), O_WRONLY | O_CREAT | O_TRUNC, 2) && Limit(RLIMIT_FSIZE, options_.fileSize) &&
+                             Limit(RLIMIT_NOFILE, options_.openFiles);
         if (isReady) execv(KALVATRI_PROGRAM, argv.data());
         _exit(127);
     }
-    int status = 0;
-    waitpid(child, &status, 0);
-    const auto text = [](const std::string& file) {
-        const FileBytes bytes = ReadFile(file);
-        return std::string(bytes.begin(), bytes.end());
-    };
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), options.stdoutFile.empty() ? text(outFile) : "",
-            text(errFile)};
+    KalvatriProcess(const KalvatriProcess&) = delete;
+    KalvatriProcess& operator=(const KalvatriProcess&) = delete;
+    ~KalvatriProcess() {
+        Send(SIGKILL);
+        Wait();
+    }
+
+    void Send(int signal) {
+        if (IsRunning()) kill(child_, signal);
+    }
+
+    bool IsRunning() {
+        if (!hasEnded_) hasEnded_ = waitpid(child_, &status_, WNOHANG) != 0;
+        return !hasEnded_;
+    }
+
+    Outcome Wait() {
+        if (!hasEnded_) waitpid(child_, &status_, 0);
+        hasEnded_ = true;
+        const auto text = [](const std::string& file) {
+            const FileBytes bytes = ReadFile(file);
+            return std::string(bytes.begin(), bytes.end());
+        };
+        return {WIFEXITED(status_) ? WEXITSTATUS(status_) : 128 + WTERMSIG(status_), options_.stdoutFile.empty() ? text(GetOutFile()) : "",
+                text(folder_.File("err"))};
+    }
+
+private:
+    static bool Limit(int resource, rlim_t value) {
+        const rlimit limit{value, value};
+        return value == RLIM_INFINITY || setrlimit(static_cast<__rlimit_resource>(resource), &limit) == 0;
+    }
+    std::string GetOutFile() const { return options_.stdoutFile.empty() ? folder_.File("out") : options_.stdoutFile; }
+
+    const ProcessOptions options_;
+    const TempFolder folder_;
+    pid_t child_ = -1;
+    int status_ = 0;
+    bool hasEnded_ = false;
+};
+
+inline Outcome RunKalvatri(const std::vector<std::string>& arguments, const ProcessOptions& options = {}) {
+    return KalvatriProcess(arguments, options).Wait();
 }
 
 }  // namespace Orvexa::Test

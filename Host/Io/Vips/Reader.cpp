@@ -22,7 +22,7 @@ void CheckLoader(vips::VSource& source) {
     for (const char* known : kLoaders) {
         if (loader.starts_with(known)) return;
     }
-    vips_error_clear();
+    TakeVipsError();
     Throw("this is not a JPEG, PNG, WebP, TIFF, HEIF, AVIF or GIF picture, or its beginning is damaged");
 }
 
@@ -135,6 +135,15 @@ void Decode(const VImage& image, const Proc::Plane& plane, int orientation) {
 
 }  // namespace
 
+ImageSize ReadVipsSize(vips::VSource source, const ReadOptions& options) {
+    CheckLoader(source);
+    const VImage file = OpenImage(source, options);
+    CheckSize(file, options);
+    ImageSize size{static_cast<std::uint32_t>(file.width()), static_cast<std::uint32_t>(file.height())};
+    if (IsTurned(vips_image_get_orientation(file.get_image()))) std::swap(size.width, size.height);
+    return size;
+}
+
 LoadedImage ReadVips(vips::VSource source, const Proc::AllocatorPtr& allocator, const ReadOptions& options) {
     CheckLoader(source);
     const unsigned warningsBefore = GetWarningCount();
@@ -163,7 +172,7 @@ LoadedImage ReadVips(vips::VSource source, const Proc::AllocatorPtr& allocator, 
         Throw("the picture is truncated or damaged (" + reason + "); --allow-truncated reads what there is of it");
     }
     // The JPEG decoder leaves its complaints in the error buffer; warnings of the others are often about harmless details.
-    const bool isDamaged = *vips_error_buffer() != '\0';
+    const bool isDamaged = HasVipsError();
     if (options.allowTruncated && (isDamaged || GetWarningCount() != warningsBefore)) {
         loaded.notes.push_back("the picture is truncated or damaged; what is missing is left plain");
     } else if (isDamaged) {

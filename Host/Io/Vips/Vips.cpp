@@ -1,9 +1,14 @@
 #include "Host/Io/Vips/Vips.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <mutex>
+#include <shared_mutex>
 #include <string_view>
 
 #include "Host/Core/Exception.h"
@@ -17,12 +22,16 @@ namespace {
 
 std::atomic<unsigned> warningCount{0};
 
+std::mutex turn;             // taken on the way to `calls`, so that a call which waits to run alone is not overtaken for ever
+std::shared_mutex calls;     // shared by calls that run side by side
+bool mayTakeErrors = false;  // guarded by `calls`
+
 }  // namespace
 
 void StartVips() {
     static std::once_flag once;
     std::call_once(once, [] {
-        if (vips_init("kalvatri") != 0) Throw("the image library cannot be started: " + TakeVipsError());
+        if (vips_init("kalvatri") != 0) Throw(std::string("the image library cannot be started: ") + vips_error_buffer());
         std::atexit(vips_shutdown);
         vips_cache_set_max(0);    // a file that was rewritten must not be answered from memory
         vips_concurrency_set(1);  // decoding and encoding are serial; more threads only take memory
@@ -31,9 +40,30 @@ void StartVips() {
     });
 }
 
+ErrorGuard::SideBySide::SideBySide() {
+    const std::lock_guard fair(turn);
+    calls.lock_shared();
+}
+ErrorGuard::SideBySide::~SideBySide() { calls.unlock_shared(); }
+
+ErrorGuard::Alone::Alone() {
+    const std::lock_guard fair(turn);
+    calls.lock();
+    mayTakeErrors = true;
+    vips_error_clear();
+}
+ErrorGuard::Alone::~Alone() {
+    vips_error_clear();
+    mayTakeErrors = false;
+    calls.unlock();
+}
+
+bool HasVipsError() { return *vips_error_buffer() != '\0'; }
+
 unsigned GetWarningCount() { return warningCount; }
 
 std::string TakeVipsError() {
+    if (!mayTakeErrors) return {};
     // One line an error, the first is the cause; each begins with the name of an operation. A failed system call comes as a
     // line "unix error: reason" and says most.
     std::string text = vips_error_buffer();
@@ -53,43 +83,67 @@ std::string TakeVipsError() {
 
 namespace {
 
-class VipsCodecs final : public ImageCodecs {
-public:
-    VipsCodecs() { Details::StartVips(); }
+bool Nothing() { return false; }
 
-    LoadedImage Read(const Core::ioPath& file, const Proc::AllocatorPtr& allocator, const ReadOptions& options) override {
-        return Guarded([&] { return Details::ReadVips(vips::VSource::new_from_file(file.c_str()), allocator, options); });
-    }
-    LoadedImage Read(std::span<const std::uint8_t> bytes, const Proc::AllocatorPtr& allocator, const ReadOptions& options) override {
-        return Guarded([&] { return Details::ReadVips(vips::VSource::new_from_memory(bytes.data(), bytes.size()), allocator, options); });
-    }
-    Notes Write(int descriptor, FileFormat format, const Proc::ConstFramePtr& frame, const WriteOptions& options) override {
-        return Guarded([&] { return Details::WriteVips(vips::VTarget::new_to_descriptor(descriptor), format, frame, options); });
-    }
-    Notes Write(std::vector<std::uint8_t>& bytes, FileFormat format, const Proc::ConstFramePtr& frame,
-                const WriteOptions& options) override {
-        return Guarded([&] {
-            const vips::VTarget target = vips::VTarget::new_to_memory();
-            Notes notes = Details::WriteVips(target, format, frame, options);
-            VipsBlob* blob = nullptr;
-            g_object_get(target.get_target(), "blob", &blob, nullptr);
-            std::size_t size = 0;
-            const auto* data = static_cast<const std::uint8_t*>(vips_blob_get(blob, &size));
-            bytes.assign(data, data + size);
-            vips_area_unref(VIPS_AREA(blob));
-            return notes;
-        });
-    }
+// What ReadVips looks at when it is done, and which may be another call's doing.
+auto Heeded(const ReadOptions& options) {
+    return [isTolerant = options.allowTruncated, before = Details::GetWarningCount()] {
+        return Details::HasVipsError() || (isTolerant && Details::GetWarningCount() != before);
+    };
+}
 
-private:
-    template <class Call>
-    static auto Guarded(Call&& call) -> decltype(call()) {
-        vips_error_clear();
+template <class Call, class MetError>
+auto Guarded(Call&& call, MetError&& metError, bool isRepeatable = true) {
+    const auto told = [&] {
         try {
             return call();
         } catch (const vips::VError&) {
             Throw(Details::TakeVipsError());
         }
+    };
+    return isRepeatable ? Details::ErrorGuard::Run(told, metError) : Details::ErrorGuard::RunAlone(told);
+}
+
+class VipsCodecs final : public ImageCodecs {
+public:
+    VipsCodecs() { Details::StartVips(); }
+
+    LoadedImage Read(const Core::ioPath& file, const Proc::AllocatorPtr& allocator, const ReadOptions& options) override {
+        const auto read = [&] { return Details::ReadVips(vips::VSource::new_from_file(file.c_str()), allocator, options); };
+        return Guarded(read, Heeded(options), std::filesystem::is_regular_file(file));
+    }
+    LoadedImage Read(std::span<const std::uint8_t> bytes, const Proc::AllocatorPtr& allocator, const ReadOptions& options) override {
+        return Guarded([&] { return Details::ReadVips(vips::VSource::new_from_memory(bytes.data(), bytes.size()), allocator, options); },
+                       Heeded(options));
+    }
+    ImageSize ReadSize(const Core::ioPath& file, const ReadOptions& options) override {
+        return Guarded([&] { return Details::ReadVipsSize(vips::VSource::new_from_file(file.c_str()), options); }, Nothing,
+                       std::filesystem::is_regular_file(file));
+    }
+    Notes Write(int descriptor, FileFormat format, const Proc::ConstFramePtr& frame, const WriteOptions& options) override {
+        return Guarded(
+            [&] {
+                // What a failed attempt has written goes.
+                if (ftruncate(descriptor, 0) != 0 || lseek(descriptor, 0, SEEK_SET) != 0) Throw(std::strerror(errno));
+                return Details::WriteVips(vips::VTarget::new_to_descriptor(descriptor), format, frame, options);
+            },
+            Nothing);
+    }
+    Notes Write(std::vector<std::uint8_t>& bytes, FileFormat format, const Proc::ConstFramePtr& frame,
+                const WriteOptions& options) override {
+        return Guarded(
+            [&] {
+                const vips::VTarget target = vips::VTarget::new_to_memory();
+                Notes notes = Details::WriteVips(target, format, frame, options);
+                VipsBlob* blob = nullptr;
+                g_object_get(target.get_target(), "blob", &blob, nullptr);
+                std::size_t size = 0;
+                const auto* data = static_cast<const std::uint8_t*>(vips_blob_get(blob, &size));
+                bytes.assign(data, data + size);
+                vips_area_unref(VIPS_AREA(blob));
+                return notes;
+            },
+            Nothing);
     }
 };
 

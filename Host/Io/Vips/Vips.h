@@ -15,7 +15,44 @@ void StartVips();
 /// Counts the warnings of libvips and the codecs below it, which are kept off stderr.
 unsigned GetWarningCount();
 
-/// Empties libvips' error buffer and gives what it said last, in one line.
+/// Runs a call of the codecs. libvips has one error text for the whole process, so calls run side by side only as long as nothing fails:
+/// one that meets an error is told so by `MetError`, or throws, and is run once more while no other runs, so that the text is its own.
+class ErrorGuard {
+public:
+    template <class Call, class MetError>
+    static auto Run(Call&& call, MetError&& metError) {
+        {
+            const SideBySide others;
+            try {
+                auto result = call();
+                if (!metError()) return result;
+            } catch (const std::exception&) {  // comes again
+            }
+        }
+        return RunAlone(call);
+    }
+    /// For calls that cannot be repeated, such as those that read from a pipe.
+    template <class Call>
+    static auto RunAlone(Call&& call) {
+        const Alone nobody;
+        return call();
+    }
+
+private:
+    struct SideBySide {
+        SideBySide();
+        ~SideBySide();
+    };
+    struct Alone {
+        Alone();
+        ~Alone();
+    };
+};
+
+/// Whether libvips' error buffer holds something; of any thread's unless the call runs alone.
+bool HasVipsError();
+
+/// Empties libvips' error buffer and gives what it said last, in one line; while other calls may run leaves it as it is.
 std::string TakeVipsError();
 
 /// A kind of metadata and where libvips keeps it.
@@ -50,6 +87,7 @@ private:
     unsigned kinds_ = 0;
 };
 
+ImageSize ReadVipsSize(vips::VSource source, const ReadOptions& options);
 LoadedImage ReadVips(vips::VSource source, const Proc::AllocatorPtr& allocator, const ReadOptions& options);
 Notes WriteVips(vips::VTarget target, FileFormat format, const Proc::ConstFramePtr& frame, const WriteOptions& options);
 

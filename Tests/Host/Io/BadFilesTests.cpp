@@ -2,8 +2,15 @@
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <functional>
+#include <set>
+#include <thread>
 
 #include "Host/Core/Exception.h"
+#include "Host/Io/PendingFile.h"
 #include "Host/Proc/VideoFrame.h"
 #include "Tests/Host/Io/VipsPictures.h"
 
@@ -140,6 +147,71 @@ TEST(BadFiles, AFailedWriteLeavesTheOldFileAndNothingElse) {
     EXPECT_THAT(ErrorOf([&] { Io::WriteImage("/dev/full", Io::FileFormat::Png, frame, {}, {}); }), HasSubstr("No space left"));
     EXPECT_THAT(folder.List(), ElementsAre("file", "old.webp"));
     EXPECT_EQ(ReadFile(folder.File("old.webp")), (FileBytes{'o', 'l', 'd'}));
+}
+
+// What is said of a picture is the same whatever other threads meet at that time.
+TEST(BadFiles, ErrorsOfPicturesSideBySideStayApart) {
+    const TempFolder folder;
+    const FileBytes jpeg = Encode(NoisePicture(64, 64, 3), ".jpg"), png = Encode(NoisePicture(64, 64, 3), ".png");
+    FileBytes damaged = jpeg;
+    damaged[jpeg.size() / 2] = 0xff;  // a marker that cannot stand there
+    damaged[jpeg.size() / 2 + 1] = 0xd9;
+    const FileBytes half(png.begin(), png.begin() + static_cast<std::ptrdiff_t>(png.size() / 2));
+    const FramePtr wide = MakeFrame(PixFmt::Gray8, 20000, 1), frame = MakeFrame(PixFmt::Rgb24, 64, 64);
+    std::filesystem::create_symlink("/dev/full", folder.File("full"));
+
+    const auto read = [](const FileBytes& bytes, bool isTolerant) {
+        std::string said;
+        const std::string error = ErrorOf([&] {
+            for (const std::string& note : Read(bytes, {.allowTruncated = isTolerant}).notes) said += note + "; ";
+        });
+        return said + error;
+    };
+    const auto write = [&](const FramePtr& picture, const char* name, Io::FileFormat format) {
+        return ErrorOf([&] { Io::WriteImage(folder.File(name), format, picture, {}, {}); });
+    };
+    const std::function<std::string()> calls[] = {
+        [&] { return read(jpeg, false); },
+        [&] { return read(damaged, false); },
+        [&] { return read(half, false); },
+        [&] { return read(FileBytes(50, 'x'), false); },
+        [&] { return read(png, true); },
+        [&] { return read(half, true); },
+        [&] { return write(wide, "wide.webp", Io::FileFormat::Webp); },
+        [&] { return write(frame, "full", Io::FileFormat::Png); },
+        [&] { return write(frame, "good.png", Io::FileFormat::Png); },
+    };
+    std::vector<std::string> alone;
+    for (const auto& call : calls) alone.push_back(call());
+    EXPECT_EQ(alone[0] + alone[4] + alone[8], "no errorno errorno error");
+
+    std::vector<std::set<std::string>> together(std::size(calls));
+    {
+        std::vector<std::jthread> threads;
+        for (std::size_t i = 0; i < std::size(calls); ++i) {
+            threads.emplace_back([&, i] {
+                for (int round = 0; round < 30; ++round) together[i].insert(calls[i]());
+            });
+        }
+    }
+    for (std::size_t i = 0; i < std::size(calls); ++i) EXPECT_THAT(together[i], ElementsAre(alone[i]));
+    EXPECT_TRUE(SameFrames(Io::ReadImage(Core::ioPath(folder.File("good.png")), TestAllocator()).frame, frame));
+}
+
+// In a process of its own, which ends as an interrupted program does.
+TEST(BadFiles, NothingIsLeftOfAbandonedFiles) {
+    const TempFolder folder;
+    const pid_t child = fork();
+    if (child == 0) {
+        Io::PendingFile complete(folder.File("complete")), incomplete(folder.File("incomplete"));
+        complete.Commit();
+        Io::PendingFile::AbandonAll();
+        _exit(0);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_THAT(folder.List(), ElementsAre("complete"));
 }
 
 TEST(BadFiles, AReplacedFileKeepsItsRightsAndALinkItsPlace) {

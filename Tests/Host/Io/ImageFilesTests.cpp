@@ -119,6 +119,8 @@ TEST_F(ImageFiles, EveryOrientationIsBroughtUprightAndForgotten) {
             picture.tiffsave(folder_.File("in.tif").c_str());
             const Io::LoadedImage loaded = Read("in.tif");
             EXPECT_TRUE(SameFrames(loaded.frame, ToFrame(picture.autorot())));
+            const Io::ImageSize size = Io::ReadImageSize(folder_.File("in.tif"));
+            EXPECT_EQ(Conf::FrameInfo(size.width, size.height), loaded.frame->GetFrameInfo()) << "the header tells the upright size";
             Write("out.png", loaded.frame, {.quality = 90, .metadata = loaded.metadata});
             EXPECT_LE(vips_image_get_orientation(VImage::pngload(folder_.File("out.png").c_str()).get_image()), 1);
         }

@@ -1,0 +1,61 @@
+#include "Cli/BatchBudget.h"
+
+#include <unistd.h>
+
+#include <cctype>
+#include <charconv>
+#include <limits>
+#include <string_view>
+
+#include "Host/Core/Exception.h"
+
+namespace Kalvatri {
+
+MemoryBudget::Share::~Share() {
+    {
+        const std::lock_guard lock(budget_.mutex_);
+        budget_.taken_ -= bytes_;
+        --budget_.shares_;
+    }
+    budget_.changed_.notify_all();
+}
+
+MemoryBudget::Share MemoryBudget::Take(std::uint64_t bytes) {
+    {
+        std::unique_lock lock(mutex_);
+        const std::uint64_t ticket = nextTicket_++;
+        changed_.wait(lock, [&] {
+            const bool fits = taken_ <= limit_ && bytes <= limit_ - taken_;
+            return servedTickets_ == ticket && (shares_ == 0 || fits);
+        });
+        taken_ += bytes;
+        ++shares_;
+        ++servedTickets_;
+    }
+    changed_.notify_all();  // the next one may fit too
+    return {*this, bytes};
+}
+
+std::uint64_t ParseMemory(const std::string& text) {
+    constexpr std::string_view kUnits = "KMGT";
+    std::uint64_t bytes = 0;
+    const char* const last = text.data() + text.size();
+    const auto [end, error] = std::from_chars(text.data(), last, bytes);
+    std::size_t shift = 0;
+    bool isValid = error == std::errc() && bytes > 0 && last - end <= 1;
+    if (isValid && end != last) {
+        const std::size_t unit = kUnits.find(static_cast<char>(std::toupper(static_cast<unsigned char>(*end))));
+        isValid = unit != std::string_view::npos;
+        shift = 10 * (unit + 1);
+    }
+    if (!isValid || bytes > std::numeric_limits<std::uint64_t>::max() >> shift)
+        Orvexa::Throw("\"" + text + "\" is not an amount of memory such as 512M or 2G");
+    return bytes << shift;
+}
+
+std::uint64_t GetDefaultMemory() {
+    const auto pages = static_cast<std::uint64_t>(sysconf(_SC_PHYS_PAGES)), size = static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
+    return pages * size / 2;
+}
+
+}  // namespace Kalvatri

@@ -1,0 +1,39 @@
+// What a batch tells people while it runs.
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace Kalvatri {
+
+struct BatchTotals {
+    std::size_t inputs = 0;
+    std::size_t done = 0, skipped = 0, failed = 0;
+    std::size_t finishedAtStart = 0;  ///< before any work began
+    double seconds = 0;               ///< since the work began
+
+    std::size_t GetFinished() const { return done + skipped + failed; }
+};
+
+/// "45 s", "3 min 20 s" or "2 h 05 min".
+std::string FormatDuration(double seconds);
+/// "12 of 340, 3.4 files/s, 1 min 36 s left"; what was finished at the start says nothing about the speed.
+std::string FormatProgress(const BatchTotals& totals);
+/// "340 pictures: 300 done, 38 skipped, 2 failed in 1 min 40 s"
+std::string FormatSummary(const BatchTotals& totals);
+
+/// One line on the terminal behind stderr that is written over again and again; nothing elsewhere.
+class ProgressLine {
+public:
+    explicit ProgressLine(bool isWanted);
+    ~ProgressLine() { Clear(); }
+    void Show(const std::string& text);
+    /// Makes room for an ordinary line.
+    void Clear();
+
+private:
+    bool isWanted_;
+    std::string shown_;
+};
+
+}  // namespace Kalvatri
