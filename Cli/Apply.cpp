@@ -1,14 +1,19 @@
 // kalvatri apply: runs a chain of effects on a picture.
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <future>
 #include <iostream>
 
 #include "Cli/Catalogue.h"
 #include "Cli/ChainInput.h"
+#include "Cli/ChainProgress.h"
 #include "Cli/ChainRunner.h"
 #include "Cli/Commands.h"
 #include "Cli/Errors.h"
+#include "Cli/StopSignals.h"
+#include "Host/Io/PendingFile.h"
 
 namespace Kalvatri {
 
@@ -69,9 +74,7 @@ std::string Numbered(std::string file, std::size_t number) {
     return mark == std::string::npos ? file : file.replace(mark, std::strlen(kNumberMark), std::to_string(number));
 }
 
-}  // namespace
-
-void RunApply(const ApplyOptions& options) {
+void Apply(const ApplyOptions& options, const Core::ProgressPtr& progress) {
     const Io::FileFormat format = OutputFormat(options);
     CheckPixFmt(options);
     const Proc::FactoryPtr factory = LoadEffects(options.module);
@@ -79,7 +82,8 @@ void RunApply(const ApplyOptions& options) {
     const Chain chain = MakeChain(catalogue, options);
     CheckPictures(chain, options.inputs.size());
 
-    ChainRunner runner(factory, chain, [&](const Core::ioPath& file) { return Read(file.string(), options, factory).frame; });
+    ChainRunner runner(
+        factory, chain, [&](const Core::ioPath& file) { return Read(file.string(), options, factory).frame; }, progress);
     std::vector<Proc::FramePtr> pictures;
     Io::WriteOptions writing;
     writing.quality = options.quality;
@@ -97,6 +101,25 @@ void RunApply(const ApplyOptions& options) {
     }
     for (std::size_t i = 0; i < pictures.size(); ++i) Write(Numbered(options.output, i), format, pictures[i], writing, options, factory);
     if (options.isShowingStatistics) (options.output == kStdStream ? std::cerr : std::cout) << FormatJson(runner.GetStatistics()) << '\n';
+}
+
+}  // namespace
+
+// The work is done by a second thread, so that a signal is answered whatever it is in the middle of.
+void RunApply(const ApplyOptions& options) {
+    constexpr std::chrono::milliseconds kPatience{50}, kTimeToCancel{1000};
+    const StopSignals signals;
+    const auto progress = Core::MakeRefCounted<ChainProgress>(!options.isQuiet);
+    std::future<void> work = std::async(std::launch::async, [&] { Apply(options, progress); });
+    while (work.wait_for(kPatience) != std::future_status::ready) {
+        if (signals.GetSeen() == 0) continue;
+        Io::PendingFile::AbandonAll();
+        progress->Cancel();
+        work.wait_for(kTimeToCancel);
+        progress->Finish();
+        EndBySignal(signals.GetSeen(), "interrupted");
+    }
+    work.get();
 }
 
 }  // namespace Kalvatri

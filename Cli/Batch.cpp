@@ -2,8 +2,6 @@
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
-#include <csignal>
-#include <cstdlib>
 #include <deque>
 #include <iostream>
 #include <map>
@@ -19,6 +17,8 @@
 #include "Cli/ChainRunner.h"
 #include "Cli/Commands.h"
 #include "Cli/Errors.h"
+#include "Cli/ProgressLine.h"
+#include "Cli/StopSignals.h"
 #include "Host/Core/Threads.h"
 #include "Host/Io/PendingFile.h"
 
@@ -32,31 +32,6 @@ using Clock = std::chrono::steady_clock;
 using Items = std::vector<BatchItem>;
 
 double SecondsSince(Clock::time_point begin) { return std::chrono::duration<double>(Clock::now() - begin).count(); }
-
-// The signals that ask the program to end, noted instead of obeyed as long as the object lives.
-class StopSignals {
-public:
-    StopSignals() {
-        for (std::size_t i = 0; i < std::size(kSignals); ++i) {
-            sigaction(kSignals[i], nullptr, &before_[i]);
-            if (before_[i].sa_handler == SIG_IGN) continue;  // such as in the background
-            struct sigaction action {};
-            action.sa_handler = [](int received) { seen = received; };
-            sigaction(kSignals[i], &action, nullptr);
-        }
-    }
-    StopSignals(const StopSignals&) = delete;
-    StopSignals& operator=(const StopSignals&) = delete;
-    ~StopSignals() {
-        for (std::size_t i = 0; i < std::size(kSignals); ++i) sigaction(kSignals[i], &before_[i], nullptr);
-    }
-    int GetSeen() const { return seen; }  ///< 0 for none
-
-private:
-    static constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
-    static inline volatile std::sig_atomic_t seen = 0;
-    struct sigaction before_[std::size(kSignals)]{};
-};
 
 // A picture that a job is through with.
 struct Report {
@@ -324,14 +299,9 @@ void SkipUpToDate(const Batch& batch, const Ledger& ledger, Items& items) {
     }
 }
 
-// Ends the process from among its working threads, which cannot be stopped in the middle of an effect.
 [[noreturn]] void Interrupt(Teller& teller, int signal) {
     Io::PendingFile::AbandonAll();
-    const std::string summary = teller.Finish();
-    std::cerr << "kalvatri: interrupted; the same command goes on from here: " << summary << '\n';
-    std::cout.flush();
-    constexpr int kSignalExitCode = 128;
-    std::_Exit(kSignalExitCode + signal);
+    EndBySignal(signal, "interrupted; the same command goes on from here: " + teller.Finish());
 }
 
 void Run(Batch& batch, Items& items, std::uint64_t memory, Ledger& ledger, const StopSignals& signals) {

@@ -1,11 +1,8 @@
 #include "Cli/BatchProgress.h"
 
-#include <unistd.h>
-
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
-#include <iostream>
 
 namespace Kalvatri {
 
@@ -41,20 +38,6 @@ std::string FormatProgress(const BatchTotals& totals) {
 std::string FormatSummary(const BatchTotals& totals) {
     return std::to_string(totals.inputs) + (totals.inputs == 1 ? " picture: " : " pictures: ") + std::to_string(totals.done) + " done, " +
            std::to_string(totals.skipped) + " skipped, " + std::to_string(totals.failed) + " failed in " + FormatDuration(totals.seconds);
-}
-
-ProgressLine::ProgressLine(bool isWanted) : isWanted_(isWanted && isatty(STDERR_FILENO) != 0) {}
-
-void ProgressLine::Show(const std::string& text) {
-    if (!isWanted_ || text == shown_) return;
-    std::cerr << "\r\x1b[K" << text << std::flush;
-    shown_ = text;
-}
-
-void ProgressLine::Clear() {
-    if (shown_.empty()) return;
-    std::cerr << "\r\x1b[K" << std::flush;
-    shown_.clear();
 }
 
 }  // namespace Kalvatri

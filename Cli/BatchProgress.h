@@ -22,18 +22,4 @@ std::string FormatProgress(const BatchTotals& totals);
 /// "340 pictures: 300 done, 38 skipped, 2 failed in 1 min 40 s"
 std::string FormatSummary(const BatchTotals& totals);
 
-/// One line on the terminal behind stderr that is written over again and again; nothing elsewhere.
-class ProgressLine {
-public:
-    explicit ProgressLine(bool isWanted);
-    ~ProgressLine() { Clear(); }
-    void Show(const std::string& text);
-    /// Makes room for an ordinary line.
-    void Clear();
-
-private:
-    bool isWanted_;
-    std::string shown_;
-};
-
 }  // namespace Kalvatri

@@ -55,7 +55,8 @@ FramePtr InFormat(const Proc::FactoryPtr& factory, FramePtr picture, PixFmt pixF
     return picture;
 }
 
-ChainRunner::ChainRunner(const Proc::FactoryPtr& factory, const Chain& chain, const PictureReader& read) {
+ChainRunner::ChainRunner(const Proc::FactoryPtr& factory, const Chain& chain, const PictureReader& read, Core::ProgressPtr progress)
+    : progress_(std::move(progress)) {
     for (const Step& step : chain) {
         RunningStep running{&step, {}, {}};
         While("setting up " + step.effect->GetName(), [&] {
@@ -71,7 +72,12 @@ ChainRunner::ChainRunner(const Proc::FactoryPtr& factory, const Chain& chain, co
                     factory->CreateVarInputEffect(running.effect.emplace<Proc::VarInputPtr>(), classId, ImplNames::ORVEXA, {});
                     break;
             }
-            std::visit([&](const auto& effect) { effect->SetSettings(*step.settings); }, running.effect);
+            std::visit(
+                [&](const auto& effect) {
+                    effect->SetProgressController(progress_);
+                    effect->SetSettings(*step.settings);
+                },
+                running.effect);
         });
         for (const Core::ioPath& file : step.with)
             running.with.push_back(InFormat(factory, read(file), step.effect->settings->getSecondInput()));
@@ -81,11 +87,15 @@ ChainRunner::ChainRunner(const Proc::FactoryPtr& factory, const Chain& chain, co
 
 Pictures ChainRunner::Run(Pictures pictures) {
     for (const RunningStep& running : steps_) {
-        While("running " + running.step->effect->GetName(), [&] {
+        const std::string& name = running.step->effect->GetName();
+        While("running " + name, [&] {
+            if (progress_ != nullptr) progress_->SetStage(name);
             std::visit([&](const auto& effect) { RunStep(effect, running.with, pictures); }, running.effect);
+            if (progress_ != nullptr && progress_->IsCancelled()) Throw("cancelled");
             CheckResult(pictures);
         });
     }
+    if (progress_ != nullptr) progress_->Finish();
     return pictures;
 }
 

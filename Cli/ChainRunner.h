@@ -13,11 +13,13 @@ using PictureReader = std::function<Orvexa::Proc::FramePtr(const Orvexa::Core::i
 
 class ChainRunner {
 public:
-    /// Creates the effects of `chain` and reads its further pictures; `chain` must outlive the runner.
-    ChainRunner(const Orvexa::Proc::FactoryPtr& factory, const Chain& chain, const PictureReader& read);
+    /// Creates the effects of `chain` and reads its further pictures; `chain` must outlive the runner. The effects report to `progress`,
+    /// which may be empty.
+    ChainRunner(const Orvexa::Proc::FactoryPtr& factory, const Chain& chain, const PictureReader& read,
+                Orvexa::Core::ProgressPtr progress = {});
 
     /// Runs the steps one after another. A step for one picture runs on each that there is; a variable-input step takes all at once. Errors
-    /// throw `CommandError`.
+    /// and cancellation throw `CommandError`.
     std::vector<Orvexa::Proc::FramePtr> Run(std::vector<Orvexa::Proc::FramePtr> pictures);
 
     /// The effects' statistics, an array with one object a step.
@@ -31,6 +33,7 @@ private:
         std::vector<Orvexa::Proc::FramePtr> with;
     };
 
+    Orvexa::Core::ProgressPtr progress_;
     std::vector<RunningStep> steps_;
 };
 

@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 
+#include "Cli/ChainProgress.h"
 #include "Cli/ChainRunner.h"
 #include "Cli/Errors.h"
 #include "Host/Core/Exception.h"
@@ -242,6 +243,37 @@ TEST_F(Chains, SayWhatIsWrongWithJson) {
             EXPECT_THAT(error.what(), HasSubstr(reason)) << json;
         }
     }
+}
+
+class Stages : public Core::IProgressController {
+public:
+    void SetStage(std::string_view name) override { stages.emplace_back(name); }
+    void SetTotal(std::uint64_t) override {}
+    void Finish() override { stages.emplace_back("end"); }
+    void Step(std::uint64_t) override {}
+    bool IsCancelled() const override { return stages.size() > cancelAfter; }
+
+    std::vector<std::string> stages;
+    std::size_t cancelAfter = 100;
+};
+
+TEST_F(Chains, TellTheirStagesAndCanBeCancelled) {
+    const Chain chain = Kalvatri::ParseChain(catalogue_, std::vector<std::string>{"TestTone", "TestBeside", "TestTone"});
+    const auto progress = Core::MakeRefCounted<Stages>();
+    ChainRunner runner(factory_, chain, {}, progress);
+    runner.Run({Row({1})});
+    EXPECT_THAT(progress->stages, ElementsAre("TestTone", "TestBeside", "TestTone", "end"));
+    progress->stages.clear();
+    progress->cancelAfter = 1;
+    EXPECT_THROW(runner.Run({Row({1})}), CommandError);
+    EXPECT_THAT(progress->stages, ElementsAre("TestTone", "TestBeside"));
+}
+
+TEST(Progress, FillsItsBar) {
+    EXPECT_EQ(Kalvatri::FormatBar("Segmentation", 0, 100), "Segmentation [....................] 0 %");
+    EXPECT_EQ(Kalvatri::FormatBar("Segmentation", 47, 100), "Segmentation [#########...........] 47 %");
+    EXPECT_EQ(Kalvatri::FormatBar("x", 101, 100), "x [####################] 100 %") << "never more than all";
+    EXPECT_EQ(Kalvatri::FormatBar("x", 3, 0), "x [....................] 0 %") << "before a total is known";
 }
 
 }  // namespace

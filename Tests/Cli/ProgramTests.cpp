@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <sstream>
 
@@ -283,6 +285,21 @@ TEST_F(Program, ExtremeShapesPass) {
         const Outcome outcome = RunKalvatri({"apply", "-i", input, "-o", folder_.File("out.png"), "WhiteBalance"});
         EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
         EXPECT_TRUE(SameFrames(Read("out.png"), frame)) << "grey as the reference changes nothing";
+    }
+}
+
+TEST_F(Program, AnInterruptLeavesNothingBehind) {
+    // The program waits for a picture on its standard input, which never comes.
+    const TempFolder folder;
+    const std::string pipe = folder.File("pipe");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    for (const int signal : {SIGINT, SIGTERM}) {
+        KalvatriProcess process({"apply", "-i", "-", "-o", folder.File("out.png"), "EmptyEffect"}, {.stdinFile = pipe});
+        const int writer = open(pipe.c_str(), O_WRONLY);  // waits for the program to open its end
+        process.Send(signal);
+        EXPECT_EQ(process.Wait().exitCode, 128 + signal);
+        close(writer);
+        EXPECT_EQ(folder.List(), std::set<std::string>{"pipe"});
     }
 }
 
