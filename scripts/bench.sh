@@ -6,9 +6,12 @@ cd "$(dirname "$0")/.."
 
 scripts/install-packages.sh
 cmake --preset release -DCMAKE_CXX_COMPILER_LAUNCHER=ccache > /tmp/orvexa-configure-bench.log
-cmake --build --preset release --target EffectsBench kalvatri EffectsKalvatriPhoto OrvexaImageFiles
+cmake --build --preset release --target EffectsBench GridGraphBench kalvatri EffectsKalvatriPhoto OrvexaImageFiles
 build/release/bin/EffectsBench ${1:+--benchmark_filter="$1"}
 [ $# -eq 0 ] || exit 0
+
+echo
+build/release/bin/GridGraphBench
 
 # Whole commands on a photograph of 24 megapixels: fastest of five for the time, largest for the memory.
 scratch=$(mktemp -d)
@@ -40,3 +43,23 @@ echo "  WhiteBalance, -level: times as fast      $(ratio "$level_s" "$ours_s")  
 echo "  WhiteBalance, -level: share of memory    $(ratio "$ours_k" "$level_k")   goal 0.5 or less"
 echo "  BalanceLuma, -gamma: times as fast       $(ratio "$gamma_s" "$tone_s")   goal 2"
 echo "kalvatri list                              $list_s s   goal 0.06"
+
+# Forty photographs of 12 megapixels, two at a time, beside ImageMagick with as many threads as it likes.
+unset MAGICK_THREAD_LIMIT
+mkdir "$scratch/photos" "$scratch/peer"
+for number in $(seq 40); do
+    convert samples/coffee.png -resize '4000x3000!' -attenuate 0.2 -seed "$number" +noise gaussian -quality 92 "$scratch/photos/$number.jpg"
+done
+once() { # NAME COMMAND...: as measure, one run
+    local name=$1 seconds kib
+    shift
+    read -r seconds kib < <({ command time -f '%e %M' "$@" > /dev/null; } 2>&1 | tail -n 1)
+    printf -v "${name}_s" %s "$seconds"
+    printf -v "${name}_k" %s "$kib"
+}
+once batch build/release/bin/kalvatri batch -q -j 2 -o "$scratch/batch" "$scratch/photos" --quality 92 -- BalanceLuma shadows=40 Vignette
+once mogrify mogrify -path "$scratch/peer" -gamma 1.2 -vignette 0x3 -quality 92 "$scratch"/photos/*.jpg
+echo
+echo "kalvatri batch -j 2, 40 photographs of 12 megapixels, BalanceLuma and Vignette, against mogrify -gamma -vignette"
+echo "  times as fast      $(ratio "$mogrify_s" "$batch_s")   goal 2"
+echo "  share of memory    $(ratio "$batch_k" "$mogrify_k")   goal 0.5 or less"

@@ -8,7 +8,7 @@ packages=(
     libopencv-dev libtbb-dev libvips-dev libmagick++-dev
     libcli11-dev nlohmann-json3-dev
     libgtest-dev libgmock-dev libbenchmark-dev
-    imagemagick libimage-exiftool-perl time
+    imagemagick libimage-exiftool-perl time fonts-dejavu-core
 )
 
 missing=()
