@@ -35,5 +35,8 @@ white-balance WhiteBalance color=#c8b496
 bokeh BlurBokeh
 bokeh-hearts BlurBokeh size=0.09 imageGain=4 aperture.shape=heart
 cool-bokeh WhiteBalance color=#c8b496 BlurBokeh aperture.shape=polygon aperture.blades=6
+miniature TiltShift
+sketch Sketch
+paint OilPaint Vignette
 EXAMPLES
 echo "Open demo/index.html to compare."
