@@ -201,6 +201,19 @@ TEST(Segmentation, TakesItsInnerEffectByTheAlgorithm) {
     EXPECT_THAT(factory->TakeTranscript(), ElementsAre(HasSubstr("foreground=3"))) << "the inner effect stays and is told";
 }
 
+TEST(Segmentation, NeedsNoStrokesWithAModel) {
+    SettingsEffectSegmentation settings;
+    settings.SetAlgorithm(SegmentationAlgorithm::Auto);
+    settings.SetModelsRoot(ORVEXA_TEST_MODELS);
+    const FramePtr mask = Segmented(settings, Halves(), {});
+    ASSERT_EQ(mask->GetPixFmt(), PixFmt::Gray8);
+    EXPECT_NE(Bytes(*mask), std::vector<std::uint8_t>(Bytes(*mask).size(), Bytes(*mask)[0])) << "one half is the subject";
+    EXPECT_TRUE(SameFrames(Segmented(settings, Halves(), MakeFrame(PixFmt::Gray8, 3, 2)), mask)) << "strokes do not count";
+    settings.SetKeepSelection(true);
+    EXPECT_THROW(Segmented(settings, Halves(), MakeFrame(PixFmt::Gray8, 3, 2)), EffectException) << "unless they are to be kept";
+    EXPECT_EQ(*Segmented(settings, Halves(), Seeds({{4, 4, 99}}))->GetPlane(0).GetOffsetPtr(4, 4), 99);
+}
+
 TEST(Segmentation, SaysWhatIsWrongWithSeeds) {
     for (const FramePtr& seeds : {MakeFrame(PixFmt::Gray8, kWidth + 1, kHeight), MakeFrame(PixFmt::Rgb24, kWidth, kHeight)}) {
         try {

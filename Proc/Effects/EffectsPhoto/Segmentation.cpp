@@ -92,9 +92,9 @@ private:
     void ProcessInternalImpl(FramePtr& frame, const ConstFramePtr& seeds) override {
         if (inner_ == nullptr) SetSettings(SettingsEffectSegmentation(settings_));
         if (inner_ == nullptr) Throw("Segmentation algorithm is not supported! It must be 0..3.");
-        if (seeds != nullptr) CheckSeeds(*frame, *seeds);
-        if (settings_.GetAlgorithm() != Algorithm::Auto && seeds != nullptr &&
-            !HasBothSeeds(seeds->GetPlane(0), settings_.GetForeground(), settings_.GetBackground())) {
+        const bool asksForStrokes = settings_.GetAlgorithm() != Algorithm::Auto && seeds != nullptr;
+        if (asksForStrokes || (settings_.GetKeepSelection() && seeds != nullptr)) CheckSeeds(*frame, *seeds);
+        if (asksForStrokes && !HasBothSeeds(seeds->GetPlane(0), settings_.GetForeground(), settings_.GetBackground())) {
             frame = CloneFrame(*seeds, kCloneCopy);
             return;
         }
