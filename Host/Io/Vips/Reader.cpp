@@ -15,12 +15,12 @@ constexpr int kStripRows = 32;  // decoded at a time: enough for 90-degree turns
 constexpr const char* kLoaders[] = {"VipsForeignLoadJpeg", "VipsForeignLoadPng",  "VipsForeignLoadWebp",
                                     "VipsForeignLoadTiff", "VipsForeignLoadHeif", "VipsForeignLoadNsgif"};
 
-// libvips knows many more formats, and the readers of some open other files or run scripts; those stay closed.
-void CheckLoader(vips::VSource& source) {
+// The loader of the picture. libvips knows many more formats, and the readers of some open other files or run scripts; those stay closed.
+std::string_view CheckLoader(vips::VSource& source) {
     const char* found = vips_foreign_find_load_source(source.get_source());
     const std::string_view loader = found != nullptr ? found : "";
     for (const char* known : kLoaders) {
-        if (loader.starts_with(known)) return;
+        if (loader.starts_with(known)) return loader;
     }
     TakeVipsError();
     Throw("this is not a JPEG, PNG, WebP, TIFF, HEIF, AVIF or GIF picture, or its beginning is damaged");
@@ -144,8 +144,9 @@ ImageSize ReadVipsSize(vips::VSource source, const ReadOptions& options) {
     return size;
 }
 
-LoadedImage ReadVips(vips::VSource source, const Proc::AllocatorPtr& allocator, const ReadOptions& options) {
-    CheckLoader(source);
+namespace {
+
+LoadedImage ReadAndClose(const vips::VSource& source, const Proc::AllocatorPtr& allocator, const ReadOptions& options) {
     const unsigned warningsBefore = GetWarningCount();
     const VImage file = OpenImage(source, options);
     CheckSize(file, options);
@@ -173,11 +174,24 @@ LoadedImage ReadVips(vips::VSource source, const Proc::AllocatorPtr& allocator, 
     }
     // The JPEG decoder leaves its complaints in the error buffer; warnings of the others are often about harmless details.
     const bool isDamaged = HasVipsError();
-    if (options.allowTruncated && (isDamaged || GetWarningCount() != warningsBefore)) {
+    const bool isIncomplete = options.allowTruncated && (isDamaged || GetWarningCount() != warningsBefore);
+    if (isDamaged || isIncomplete) ErrorGuard::NeedOwnErrors();
+    if (isIncomplete) {
         loaded.notes.push_back("the picture is truncated or damaged; what is missing is left plain");
     } else if (isDamaged) {
         loaded.notes.push_back("the picture may be damaged (" + TakeVipsError() + ")");
     }
+    return loaded;
+}
+
+}  // namespace
+
+LoadedImage ReadVips(vips::VSource source, const Proc::AllocatorPtr& allocator, const ReadOptions& options) {
+    const bool isJpeg = CheckLoader(source).starts_with("VipsForeignLoadJpeg");
+    const unsigned warningsBefore = GetOwnWarningCount();
+    LoadedImage loaded = ReadAndClose(source, allocator, options);
+    // The decoder, when it is closed, warns of complaints that the error buffer may have lost.
+    if (isJpeg && GetOwnWarningCount() != warningsBefore) ErrorGuard::NeedOwnErrors();
     return loaded;
 }
 

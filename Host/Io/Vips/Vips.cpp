@@ -21,10 +21,13 @@ namespace Details {
 namespace {
 
 std::atomic<unsigned> warningCount{0};
+thread_local unsigned ownWarningCount = 0;
 
-std::mutex turn;             // taken on the way to `calls`, so that a call which waits to run alone is not overtaken for ever
-std::shared_mutex calls;     // shared by calls that run side by side
-bool mayTakeErrors = false;  // guarded by `calls`
+std::mutex turn;          // taken on the way to `calls`, so that a call which waits to run alone is not overtaken for ever
+std::shared_mutex calls;  // shared by calls that run side by side
+bool isAlone = false;     // guarded by `calls`
+
+class NotAlone : public std::exception {};
 
 }  // namespace
 
@@ -35,7 +38,10 @@ void StartVips() {
         std::atexit(vips_shutdown);
         vips_cache_set_max(0);    // a file that was rewritten must not be answered from memory
         vips_concurrency_set(1);  // decoding and encoding are serial; more threads only take memory
-        const auto countWarning = [](const gchar*, GLogLevelFlags, const gchar*, gpointer) { ++warningCount; };
+        const auto countWarning = [](const gchar*, GLogLevelFlags, const gchar*, gpointer) {
+            ++warningCount;
+            ++ownWarningCount;
+        };
         g_log_set_handler("VIPS", static_cast<GLogLevelFlags>(G_LOG_LEVEL_MASK | G_LOG_FLAG_RECURSION), countWarning, nullptr);
     });
 }
@@ -49,21 +55,26 @@ ErrorGuard::SideBySide::~SideBySide() { calls.unlock_shared(); }
 ErrorGuard::Alone::Alone() {
     const std::lock_guard fair(turn);
     calls.lock();
-    mayTakeErrors = true;
+    isAlone = true;
     vips_error_clear();
 }
 ErrorGuard::Alone::~Alone() {
     vips_error_clear();
-    mayTakeErrors = false;
+    isAlone = false;
     calls.unlock();
+}
+
+void ErrorGuard::NeedOwnErrors() {
+    if (!isAlone) throw NotAlone();
 }
 
 bool HasVipsError() { return *vips_error_buffer() != '\0'; }
 
 unsigned GetWarningCount() { return warningCount; }
+unsigned GetOwnWarningCount() { return ownWarningCount; }
 
 std::string TakeVipsError() {
-    if (!mayTakeErrors) return {};
+    ErrorGuard::NeedOwnErrors();
     // One line an error, the first is the cause; each begins with the name of an operation. A failed system call comes as a
     // line "unix error: reason" and says most.
     std::string text = vips_error_buffer();
@@ -83,17 +94,8 @@ std::string TakeVipsError() {
 
 namespace {
 
-bool Nothing() { return false; }
-
-// What ReadVips looks at when it is done, and which may be another call's doing.
-auto Heeded(const ReadOptions& options) {
-    return [isTolerant = options.allowTruncated, before = Details::GetWarningCount()] {
-        return Details::HasVipsError() || (isTolerant && Details::GetWarningCount() != before);
-    };
-}
-
-template <class Call, class MetError>
-auto Guarded(Call&& call, MetError&& metError, bool isRepeatable = true) {
+template <class Call>
+auto Guarded(Call&& call, bool isRepeatable = true) {
     const auto told = [&] {
         try {
             return call();
@@ -101,7 +103,7 @@ auto Guarded(Call&& call, MetError&& metError, bool isRepeatable = true) {
             Throw(Details::TakeVipsError());
         }
     };
-    return isRepeatable ? Details::ErrorGuard::Run(told, metError) : Details::ErrorGuard::RunAlone(told);
+    return isRepeatable ? Details::ErrorGuard::Run(told) : Details::ErrorGuard::RunAlone(told);
 }
 
 class VipsCodecs final : public ImageCodecs {
@@ -110,40 +112,35 @@ public:
 
     LoadedImage Read(const Core::ioPath& file, const Proc::AllocatorPtr& allocator, const ReadOptions& options) override {
         const auto read = [&] { return Details::ReadVips(vips::VSource::new_from_file(file.c_str()), allocator, options); };
-        return Guarded(read, Heeded(options), std::filesystem::is_regular_file(file));
+        return Guarded(read, std::filesystem::is_regular_file(file));
     }
     LoadedImage Read(std::span<const std::uint8_t> bytes, const Proc::AllocatorPtr& allocator, const ReadOptions& options) override {
-        return Guarded([&] { return Details::ReadVips(vips::VSource::new_from_memory(bytes.data(), bytes.size()), allocator, options); },
-                       Heeded(options));
+        return Guarded([&] { return Details::ReadVips(vips::VSource::new_from_memory(bytes.data(), bytes.size()), allocator, options); });
     }
     ImageSize ReadSize(const Core::ioPath& file, const ReadOptions& options) override {
-        return Guarded([&] { return Details::ReadVipsSize(vips::VSource::new_from_file(file.c_str()), options); }, Nothing,
+        return Guarded([&] { return Details::ReadVipsSize(vips::VSource::new_from_file(file.c_str()), options); },
                        std::filesystem::is_regular_file(file));
     }
     Notes Write(int descriptor, FileFormat format, const Proc::ConstFramePtr& frame, const WriteOptions& options) override {
-        return Guarded(
-            [&] {
-                // What a failed attempt has written goes.
-                if (ftruncate(descriptor, 0) != 0 || lseek(descriptor, 0, SEEK_SET) != 0) Throw(std::strerror(errno));
-                return Details::WriteVips(vips::VTarget::new_to_descriptor(descriptor), format, frame, options);
-            },
-            Nothing);
+        return Guarded([&] {
+            // What a failed attempt has written goes.
+            if (ftruncate(descriptor, 0) != 0 || lseek(descriptor, 0, SEEK_SET) != 0) Throw(std::strerror(errno));
+            return Details::WriteVips(vips::VTarget::new_to_descriptor(descriptor), format, frame, options);
+        });
     }
     Notes Write(std::vector<std::uint8_t>& bytes, FileFormat format, const Proc::ConstFramePtr& frame,
                 const WriteOptions& options) override {
-        return Guarded(
-            [&] {
-                const vips::VTarget target = vips::VTarget::new_to_memory();
-                Notes notes = Details::WriteVips(target, format, frame, options);
-                VipsBlob* blob = nullptr;
-                g_object_get(target.get_target(), "blob", &blob, nullptr);
-                std::size_t size = 0;
-                const auto* data = static_cast<const std::uint8_t*>(vips_blob_get(blob, &size));
-                bytes.assign(data, data + size);
-                vips_area_unref(VIPS_AREA(blob));
-                return notes;
-            },
-            Nothing);
+        return Guarded([&] {
+            const vips::VTarget target = vips::VTarget::new_to_memory();
+            Notes notes = Details::WriteVips(target, format, frame, options);
+            VipsBlob* blob = nullptr;
+            g_object_get(target.get_target(), "blob", &blob, nullptr);
+            std::size_t size = 0;
+            const auto* data = static_cast<const std::uint8_t*>(vips_blob_get(blob, &size));
+            bytes.assign(data, data + size);
+            vips_area_unref(VIPS_AREA(blob));
+            return notes;
+        });
     }
 };
 

@@ -14,18 +14,19 @@ void StartVips();
 
 /// Counts the warnings of libvips and the codecs below it, which are kept off stderr.
 unsigned GetWarningCount();
+/// Those of the calling thread.
+unsigned GetOwnWarningCount();
 
-/// Runs a call of the codecs. libvips has one error text for the whole process, so calls run side by side only as long as nothing fails:
-/// one that meets an error is told so by `MetError`, or throws, and is run once more while no other runs, so that the text is its own.
+/// Runs a call of the codecs. libvips has one error text for the whole process, into which every thread writes and which sniffing at a file
+/// may clear. So calls run side by side only as long as nothing fails: one that throws is run once more while no other runs.
 class ErrorGuard {
 public:
-    template <class Call, class MetError>
-    static auto Run(Call&& call, MetError&& metError) {
+    template <class Call>
+    static auto Run(Call&& call) {
         {
             const SideBySide others;
             try {
-                auto result = call();
-                if (!metError()) return result;
+                return call();
             } catch (const std::exception&) {  // comes again
             }
         }
@@ -37,6 +38,8 @@ public:
         const Alone nobody;
         return call();
     }
+    /// For what can be told only by the error text: makes `Run` repeat a call that does not run alone.
+    static void NeedOwnErrors();
 
 private:
     struct SideBySide {
@@ -52,7 +55,7 @@ private:
 /// Whether libvips' error buffer holds something; of any thread's unless the call runs alone.
 bool HasVipsError();
 
-/// Empties libvips' error buffer and gives what it said last, in one line; while other calls may run leaves it as it is.
+/// Empties libvips' error buffer and gives what it said last, in one line. Needs own errors.
 std::string TakeVipsError();
 
 /// A kind of metadata and where libvips keeps it.
