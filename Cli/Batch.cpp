@@ -8,6 +8,7 @@
 #include <mutex>
 #include <system_error>
 #include <thread>
+#include <utility>
 
 #include "Cli/BatchBudget.h"
 #include "Cli/BatchLedger.h"

@@ -3,7 +3,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <cctype>
 #include <map>
 #include <optional>
 #include <unordered_map>
@@ -55,7 +54,8 @@ BatchItem MakeItem(std::string input, std::string suffix) {
     if (suffix.empty()) suffix = file.extension().string();
     if (suffix.starts_with('.')) suffix.erase(0, 1);
     try {
-        if (const auto status = std::filesystem::status(file); !std::filesystem::exists(status))
+        std::error_code ignored;
+        if (std::filesystem::status(file, ignored).type() == std::filesystem::file_type::not_found)
             throw CommandError(ExitCode::Failed, "reading " + input, "the file does not exist");
         item.format = While("choosing the format for " + input + " (--format gives one)", [&] { return Io::FindFormat(suffix); });
         item.outputName = file.stem().string() + "." + suffix;

@@ -237,15 +237,17 @@ TEST_F(Batch, OneBadFileNeverStopsTheRest) {
                                                         {"text.jpg", "not a JPEG, PNG"},
                                                         {"name.txt", "not a known file format"},
                                                         {"large.png", "limit of 10000 (--max-pixels)"},
-                                                        {"gone.png", "does not exist"}};
+                                                        {"gone.png", "does not exist"},
+                                                        {std::string(300, 'n') + ".png", "File name too long"}};
     for (const char* jobs : {"1", "4"}) {
-        const Outcome outcome = RunKalvatri(To("out") +
-                                            Words{"--json", "--force", "--max-pixels", "10000", "-j", jobs, in_.string(),
-                                                  (in_ / "gone.png").string(), (in_ / "name.txt").string()} +
-                                            chain_);
+        const Outcome outcome =
+            RunKalvatri(To("out") +
+                        Words{"--json", "--force", "--max-pixels", "10000", "-j", jobs, in_.string(), (in_ / "gone.png").string(),
+                              (in_ / "name.txt").string(), (in_ / (std::string(300, 'n') + ".png")).string()} +
+                        chain_);
         EXPECT_EQ(outcome.exitCode, 1);
         const Json report = Json::parse(outcome.out);
-        ASSERT_EQ(report["inputs"].size(), 12u);
+        ASSERT_EQ(report["inputs"].size(), 13u);
         for (const Json& input : report["inputs"]) {
             const std::string name = std::filesystem::path(input["input"].get<std::string>()).filename().string();
             const auto reason = reasons.find(name);
@@ -255,8 +257,8 @@ TEST_F(Batch, OneBadFileNeverStopsTheRest) {
             EXPECT_THAT(outcome.err, HasSubstr("kalvatri: " + input["error"].get<std::string>() + "\n")) << name;
         }
         EXPECT_EQ(report["totals"]["done"], 6);
-        EXPECT_EQ(report["totals"]["failed"], 6);
-        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 7) << "a line each and the summary: " << outcome.err;
+        EXPECT_EQ(report["totals"]["failed"], 7);
+        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 8) << "a line each and the summary: " << outcome.err;
         EXPECT_EQ(Names().size(), 6u);
     }
 }
