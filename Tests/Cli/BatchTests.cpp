@@ -282,6 +282,7 @@ TEST_F(Batch, RefusesWhatCannotEndWell) {
         {out + Words{good}, 2, "the effects are missing"},
         {out + Words{good, "EmptyEffect"}, 2, "the effects are missing"},
         {out + Words{good, "--"}, 2, "the effects are missing"},
+        {out + Words{good, "--", "Cutter"}, 2, "a batch makes one of each"},
         {out + Words{good, "--", "EmptyEfect"}, 2, "did you mean EmptyEffect?"},
         {out + Words{good, "-j", "0"} + chain_, 2, "--jobs"},
         {out + Words{good, "-j", "-1"} + chain_, 2, "--jobs"},
