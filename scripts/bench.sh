@@ -22,8 +22,8 @@ measure() { # NAME COMMAND...: leaves seconds in ${NAME}_s and KiB in ${NAME}_k
     shift
     for _ in 1 2 3 4 5; do
         read -r seconds kib < <({ command time -f '%e %M' "$@" > /dev/null; } 2>&1 | tail -n 1)
-        best=$(awk -v a="$seconds" -v b="$best" 'BEGIN { print a < b ? a : b }')
-        most=$(awk -v a="$kib" -v b="$most" 'BEGIN { print a > b ? a : b }')
+        best=$(awk -v a="$seconds" -v b="$best" 'BEGIN { print (a < b) ? a : b }')
+        most=$(awk -v a="$kib" -v b="$most" 'BEGIN { print (a > b) ? a : b }')
     done
     printf -v "${name}_s" %s "$best"
     printf -v "${name}_k" %s "$most"

@@ -18,12 +18,14 @@ constexpr std::size_t kPooledFrom = std::size_t{256} << 10;
 
 constexpr std::size_t RoundUp(std::size_t size, std::size_t unit) { return (size + unit - 1) / unit * unit; }
 
+constexpr bool IsHuge(std::size_t size) { return size >= 2 * kHugePage; }
+constexpr std::size_t AlignmentOf(std::size_t size) { return IsHuge(size) ? kHugePage : PixelPool::kAlignment; }
+
+/// `size` is a multiple of its alignment.
 std::uint8_t* AllocateBlock(std::size_t size) {
-    const bool isHuge = size >= 2 * kHugePage;
-    const std::size_t alignment = isHuge ? kHugePage : PixelPool::kAlignment;
-    void* data = std::aligned_alloc(alignment, RoundUp(size, alignment));
+    void* data = std::aligned_alloc(AlignmentOf(size), size);
 #ifdef __linux__
-    if (data != nullptr && isHuge) madvise(data, RoundUp(size, alignment), MADV_HUGEPAGE);
+    if (data != nullptr && IsHuge(size)) madvise(data, size, MADV_HUGEPAGE);
 #endif
     return static_cast<std::uint8_t*>(data);
 }
@@ -35,7 +37,8 @@ std::shared_ptr<PixelPool> PixelPool::Create(std::size_t capacity) { return std:
 PixelPool::~PixelPool() { Clear(); }
 
 std::shared_ptr<std::uint8_t> PixelPool::Allocate(std::size_t size) {
-    const Block block = Take(RoundUp(size == 0 ? 1 : size, kAlignment));
+    // A picture's size differs little between pixel formats; rounded up, one's blocks serve the other.
+    const Block block = Take(size == 0 ? kAlignment : RoundUp(size, AlignmentOf(size)));
     // If the control block cannot be allocated the deleter runs at once, so the block is not lost.
     return {block.data, [pool = shared_from_this(), block](std::uint8_t*) { pool->Keep(block); }};
 }
@@ -43,12 +46,16 @@ std::shared_ptr<std::uint8_t> PixelPool::Allocate(std::size_t size) {
 PixelPool::Block PixelPool::Take(std::size_t size) {
     if (size >= kPooledFrom) {
         const std::lock_guard lock(mutex_);
+        auto best = idle_.end();
         for (auto block = idle_.begin(); block != idle_.end(); ++block) {
             // A block may be an eighth larger than asked for, no more: memory is reserved for what needs it.
             if (block->size < size || block->size - size > size / 8) continue;
-            const Block taken = *block;
+            if (best == idle_.end() || block->size < best->size) best = block;
+        }
+        if (best != idle_.end()) {
+            const Block taken = *best;
             idleBytes_ -= taken.size;
-            idle_.erase(block);
+            idle_.erase(best);
             return taken;
         }
     }

@@ -27,6 +27,14 @@ bool IsPalette(const PixFmtDescription& description, std::uint8_t plane) {
     return description.kind == PixFmtDescription::Kind::Indexed && plane == 1;
 }
 
+bool HaveSameBytes(const ConstPlane& a, const ConstPlane& b) {
+    if (a.GetWidth() != b.GetWidth() || a.GetHeight() != b.GetHeight()) return false;
+    for (std::uint64_t y = 0; y < a.GetHeight(); ++y) {
+        if (std::memcmp(a.GetRow(y), b.GetRow(y), a.GetWidth()) != 0) return false;
+    }
+    return true;
+}
+
 }  // namespace
 
 VideoFrame::VideoFrame(std::shared_ptr<PixelPool> pool, PixFmt pixFmt, const FrameInfo& info)
@@ -64,6 +72,11 @@ ConstPlane VideoFrame::GetPlane(std::uint8_t index) const { return CheckedPlane(
 
 void VideoFrame::SetExtraAlpha(std::uint8_t index, const ConstPlane& plane) {
     if (index >= extraAlpha_.size()) Throw("Extra alpha index must be 0 or 1!");
+    // Formats without subsampled chroma are given one mask twice; it is only read.
+    if (const ExtraAlpha& other = extraAlpha_[1 - index]; other.storage != nullptr && HaveSameBytes(plane, other.plane)) {
+        extraAlpha_[index] = other;
+        return;
+    }
     const std::uint64_t stride = AlignedStride(plane.GetWidth());
     ExtraAlpha extra;
     extra.storage = pool_->Allocate(stride * plane.GetHeight());

@@ -269,6 +269,13 @@ TEST(Frames, OwnACopyOfTheirExtraAlpha) {
     EXPECT_FALSE(frame->GetExtraAlpha(0).has_value());
     ASSERT_TRUE(frame->GetExtraAlpha(1).has_value());
     EXPECT_EQ(Bytes(*frame->GetExtraAlpha(1)), bytes);
+    // The same mask as both, then another as one of them.
+    frame->SetExtraAlpha(0, *frame->GetExtraAlpha(1));
+    EXPECT_EQ(Bytes(*frame->GetExtraAlpha(0)), bytes);
+    const FramePtr other = MakeFrame(PixFmt::Gray8, 7, 5, Pattern::Ramp);
+    frame->SetExtraAlpha(0, std::as_const(*other).GetPlane(0));
+    EXPECT_EQ(Bytes(*frame->GetExtraAlpha(0)), Bytes(*other));
+    EXPECT_EQ(Bytes(*frame->GetExtraAlpha(1)), bytes);
     EXPECT_NE(ThrownBy([&] { frame->SetExtraAlpha(2, frame->GetPlane(0)); }), "nothing was thrown");
 }
 

@@ -208,14 +208,18 @@ public:
 
 protected:
     void ProcessInternalImpl(FramePtr& frame) override {
-        const ConstFramePtr input = frame;
+        ConstFramePtr input = frame;
         this->ConvertIn(frame);
+        if (frame != input && !ReadsInput()) input.reset();  // makes room for the way back
         ProcessInternalCSC(frame, input);
         this->ConvertBack(frame);
     }
 
-    /// `frame` is in a working format and may be `input` itself, the caller's own frame: its pixels must not be changed then.
+    /// `frame` is in a working format and may be `input` itself, the caller's own frame: its pixels must not be changed then. `input` is
+    /// empty after a conversion unless `ReadsInput`.
     virtual void ProcessInternalCSC(FramePtr& frame, const ConstFramePtr& input) = 0;
+    /// Whether the algorithm reads the frame as it was before the conversion.
+    virtual bool ReadsInput() const { return false; }
 };
 
 /// One frame in a working format, whose luma is restored after the effect.
