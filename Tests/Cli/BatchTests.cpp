@@ -270,12 +270,7 @@ TEST_F(Batch, RefusesWhatCannotEndWell) {
     std::filesystem::create_directory(folder_.File("empty"));
     std::filesystem::create_symlink(in_, folder_.File("link"));
     const Words out = To("out");
-    struct Case {
-        Words words;
-        int exitCode;
-        const char* reason;
-    };
-    const Case cases[] = {
+    const BadCommand cases[] = {
         {{"batch", good, "--", "EmptyEffect"}, 2, "--output is required"},
         {out + chain_, 2, "pictures are missing"},
         {out + Words{folder_.File("empty")} + chain_, 2, "no pictures in the folders"},
@@ -298,13 +293,8 @@ TEST_F(Batch, RefusesWhatCannotEndWell) {
         {{"batch", "-o", folder_.File("file"), good, "--", "EmptyEffect"}, 2, "is no folder"},
         {{"batch", "-o", folder_.File("file/out"), good, "--", "EmptyEffect"}, 1, "Not a directory"},
     };
-    for (const Case& bad : cases) {
-        SCOPED_TRACE(testing::PrintToString(bad.words));
-        const Outcome outcome = RunKalvatri(bad.words);
-        EXPECT_EQ(outcome.exitCode, bad.exitCode);
-        EXPECT_THAT(outcome.err, MatchesRegex("kalvatri: [^\n]+\n"));
-        EXPECT_THAT(outcome.err, HasSubstr(bad.reason));
-        EXPECT_THAT(outcome.out, IsEmpty());
+    for (const BadCommand& bad : cases) {
+        ExpectRefused(bad);
         EXPECT_THAT(Names(), IsEmpty());
     }
     EXPECT_THAT(Contents(in_), testing::SizeIs(1));

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -86,6 +87,21 @@ private:
 
 inline Outcome RunKalvatri(const std::vector<std::string>& arguments, const ProcessOptions& options = {}) {
     return KalvatriProcess(arguments, options).Wait();
+}
+
+/// A command that is refused, with the exit code and a part of the one line that says why.
+struct BadCommand {
+    std::vector<std::string> words;
+    int exitCode;
+    std::string reason;
+};
+inline void ExpectRefused(const BadCommand& bad) {
+    SCOPED_TRACE(testing::PrintToString(bad.words));
+    const Outcome outcome = RunKalvatri(bad.words);
+    EXPECT_EQ(outcome.exitCode, bad.exitCode);
+    EXPECT_THAT(outcome.err, testing::MatchesRegex("kalvatri: [^\n]+\n"));
+    EXPECT_THAT(outcome.err, testing::HasSubstr(bad.reason));
+    EXPECT_THAT(outcome.out, testing::IsEmpty());
 }
 
 }  // namespace Orvexa::Test

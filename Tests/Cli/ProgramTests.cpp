@@ -191,12 +191,7 @@ TEST_F(Program, BadInputIsAnsweredWithOneLineAndHarmsNothing) {
     const Words apply = {"apply", "-i", good, "-o", old};
     const auto from = [&](const char* name) { return Words{"apply", "-i", folder_.File(name), "-o", old, "EmptyEffect"}; };
     const auto to = [&](const std::string& output) { return Words{"apply", "-i", good, "-o", output, "EmptyEffect"}; };
-    struct Case {
-        Words words;
-        int exitCode;
-        const char* reason;
-    };
-    const Case cases[] = {
+    const BadCommand cases[] = {
         {{}, 2, "a command is missing; the commands are list, describe, apply, batch"},
         {{"aply"}, 2, "did you mean apply?"},
         {{"list", "--jsn"}, 2, "--jsn"},
@@ -246,13 +241,8 @@ TEST_F(Program, BadInputIsAnsweredWithOneLineAndHarmsNothing) {
         {{"list", "--module", good}, 1, "cannot be loaded"},
         {{"list", "--module", (GetPluginDirectory() / "libOrvexaImageFiles.so").string()}, 1, "no function Registrator"},
     };
-    for (const Case& bad : cases) {
-        SCOPED_TRACE(testing::PrintToString(bad.words));
-        const Outcome outcome = RunKalvatri(bad.words);
-        EXPECT_EQ(outcome.exitCode, bad.exitCode);
-        EXPECT_THAT(outcome.err, MatchesRegex("kalvatri: [^\n]+\n"));
-        EXPECT_THAT(outcome.err, HasSubstr(bad.reason));
-        EXPECT_THAT(outcome.out, IsEmpty());
+    for (const BadCommand& bad : cases) {
+        ExpectRefused(bad);
         EXPECT_EQ(folder_.List(), before);
         EXPECT_EQ(ReadFile(old), oldBytes);
     }
