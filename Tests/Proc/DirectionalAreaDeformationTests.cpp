@@ -41,10 +41,6 @@ FramePtr Slope(std::uint32_t width, std::uint32_t height) {
     return MakeFrame(PixFmt::Gray8, width, height, samples);
 }
 
-int At(const ConstFramePtr& frame, int x, int y) {
-    return *frame->GetPlane(0).GetOffsetPtr(static_cast<std::uint64_t>(x), static_cast<std::uint64_t>(y));
-}
-
 TEST(DirectionalAreaDeformation, PushesAlongTheStrokeAndLeavesTheRestAlone) {
     const Stroke stroke{80, 60, 130, 60, 40};
     const FramePtr result = Brushed()(stroke, Slope(200, 120));
@@ -55,7 +51,7 @@ TEST(DirectionalAreaDeformation, PushesAlongTheStrokeAndLeavesTheRestAlone) {
             const double t = std::clamp((distance - 0.25) / 0.75, 0.0, 1.0);
             const double push = 100 * (40 * 0.2) / 100 * (1 - t * t * (3 - 2 * t));
             const bool isOutsideBox = x < 60 || x >= 150 || y < 40 || y >= 80;
-            ASSERT_NEAR(At(result, x, y), x - push, isOutsideBox ? 0 : 1) << x << ", " << y;
+            ASSERT_NEAR(SampleAt(result, x, y), x - push, isOutsideBox ? 0 : 1) << x << ", " << y;
         }
     }
 }
@@ -67,17 +63,17 @@ TEST(DirectionalAreaDeformation, AddsUpPushesOfTheFirstPicture) {
     // Eight pixels; a second push the same way adds nothing.
     for (int i = 0; i < 2; ++i) {
         const FramePtr pushed = brush(right, CloneFrame(*base, kCloneIndependent));
-        EXPECT_EQ(At(pushed, 100, 60), At(base, 92, 60)) << i;
-        EXPECT_EQ(At(pushed, 104, 63), At(base, 96, 63)) << i;
+        EXPECT_EQ(SampleAt(pushed, 100, 60), SampleAt(base, 92, 60)) << i;
+        EXPECT_EQ(SampleAt(pushed, 104, 63), SampleAt(base, 96, 63)) << i;
     }
     // Across it: (8, 8) * 8 / (8 + 8). What was pushed is the first picture, whatever the frame shows now.
     const FramePtr twice = brush(down, MakeFrame(PixFmt::Gray8, 200, 120, Color::Black(Opacity::Opaque)));
-    EXPECT_EQ(At(twice, 100, 60), At(base, 96, 56));
-    EXPECT_EQ(At(twice, 60, 60), 0) << "outside the stroke the frame is its own";
+    EXPECT_EQ(SampleAt(twice, 100, 60), SampleAt(base, 96, 56));
+    EXPECT_EQ(SampleAt(twice, 60, 60), 0) << "outside the stroke the frame is its own";
     // A picture of another size starts anew.
     const FramePtr other = MakeFrame(PixFmt::Gray8, 201, 120);
     const FramePtr anew = brush(right, CloneFrame(*other, kCloneIndependent));
-    EXPECT_EQ(At(anew, 100, 60), At(other, 92, 60));
+    EXPECT_EQ(SampleAt(anew, 100, 60), SampleAt(other, 92, 60));
 }
 
 TEST(DirectionalAreaDeformation, StrokesThatPushNothing) {
@@ -95,8 +91,8 @@ TEST(DirectionalAreaDeformation, StrokesThatPushNothing) {
         Brushed brush;
         EXPECT_TRUE(SameFrames(brush(stroke, CloneFrame(*base, kCloneIndependent)), base)) << what;
         const FramePtr second = brush(stroke, CloneFrame(*black, kCloneIndependent));
-        EXPECT_EQ(At(second, 50, 40), isRedrawn ? At(base, 50, 40) : 0) << what;
-        EXPECT_EQ(At(second, 10, 10), 0) << what;
+        EXPECT_EQ(SampleAt(second, 50, 40), isRedrawn ? SampleAt(base, 50, 40) : 0) << what;
+        EXPECT_EQ(SampleAt(second, 10, 10), 0) << what;
     }
 }
 

@@ -51,10 +51,9 @@ TEST(Pixelate, FillsCellsWithTheirMean) {
         for (std::uint32_t x = 0; x < 96; ++x) {
             double sum = 0;
             for (const std::uint32_t i : {0u, 1u}) {
-                for (const std::uint32_t k : {0u, 1u})
-                    sum += *std::as_const(*source).GetPlane(0).GetOffsetPtr(x / 2 * 2 + i, y / 2 * 2 + k);
+                for (const std::uint32_t k : {0u, 1u}) sum += SampleAt(source, x / 2 * 2 + i, y / 2 * 2 + k);
             }
-            ASSERT_NEAR(*std::as_const(*result).GetPlane(0).GetOffsetPtr(x, y), sum / 4, 0.5) << x << ", " << y;
+            ASSERT_NEAR(SampleAt(result, x, y), sum / 4, 0.5) << x << ", " << y;
         }
     }
 }

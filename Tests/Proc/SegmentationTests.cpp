@@ -138,9 +138,8 @@ TEST(Segmentation, PaintsTheSubjectInDemoMode) {
             for (const std::uint32_t x : {2u, 8u, 14u, 22u}) {  // away from the edge, where chroma samples are shared
                 const double share = x < kEdge ? alpha / 255.0 : 0;
                 for (int k = 0; k < 3; ++k) {
-                    const double from = std::as_const(*before).GetPlane(0).GetOffsetPtr(x, 5)[k];
-                    EXPECT_NEAR(std::as_const(*result).GetPlane(0).GetOffsetPtr(x, 5)[k], from + (red[k] - from) * share, 2)
-                        << Name(pixFmt) << ' ' << x;
+                    const double from = SampleAt(before, x, 5, k);
+                    EXPECT_NEAR(SampleAt(result, x, 5, k), from + (red[k] - from) * share, 2) << Name(pixFmt) << ' ' << x;
                 }
             }
         }

@@ -17,7 +17,7 @@ SettingsEffectShapeMask Shape(std::initializer_list<std::pair<const char*, const
     return settings;
 }
 
-int At(const FramePtr& mask, std::uint64_t x, std::uint64_t y) { return *std::as_const(*mask).GetPlane(0).GetOffsetPtr(x, y); }
+int At(const FramePtr& mask, std::uint64_t x, std::uint64_t y) { return SampleAt(mask, x, y); }
 
 TEST(ShapeMask, FallsOffFromTheEllipseAlongACubic) {
     // Half extents 50 x 25 around (100, 50); the falloff ends at twice the shape.

@@ -101,20 +101,17 @@ TEST(Cutter, CutsPatchesRowByRow) {
 TEST(Cutter, ContinuesThePictureToTheRightAndBelow) {
     SettingsEffectCutter settings = CutterOf({5, 3, 4, 4, 1, 1});
     const FramePtr picture = MakeFrame(PixFmt::Gray8, 5, 3);
-    const auto at = [](const FramePtr& patch, std::uint32_t x, std::uint32_t y) {
-        return *std::as_const(*patch).GetPlane(0).GetOffsetPtr(x, y);
-    };
     const Frames replicated = Cut(settings, picture);
     ASSERT_EQ(replicated.size(), 2u);  // from 0 and 3, to 7 x 4
     for (std::uint32_t x = 2; x < 4; ++x) {
-        for (std::uint32_t y = 0; y < 4; ++y) EXPECT_EQ(at(replicated[1], x, y), at(picture, 4, std::min(y, 2u)));
+        for (std::uint32_t y = 0; y < 4; ++y) EXPECT_EQ(SampleAt(replicated[1], x, y), SampleAt(picture, 4, std::min(y, 2u)));
     }
     settings.SetPadMode(CutterPadMode::Fill);
     settings.SetPadColor(Color(77, 77, 77));
     const Frames filled = Cut(settings, picture);
-    EXPECT_EQ(at(filled[1], 1, 2), at(picture, 4, 2));
-    EXPECT_EQ(at(filled[1], 2, 0), 77);
-    EXPECT_EQ(at(filled[0], 0, 3), 77);
+    EXPECT_EQ(SampleAt(filled[1], 1, 2), SampleAt(picture, 4, 2));
+    EXPECT_EQ(SampleAt(filled[1], 2, 0), 77);
+    EXPECT_EQ(SampleAt(filled[0], 0, 3), 77);
     // Any other mode continues the edge, and a picture that fits is not continued at all.
     const auto factory = Core::MakeRefCounted<SpyFactory>();
     settings.SetPadMode(static_cast<CutterPadMode>(5));
@@ -182,11 +179,10 @@ TEST(Stitcher, LeavesNoSeams) {
     const FramePtr picture = Stitched(StitcherOf(tiling), patches);
     // A ramp rises by 1.5 / length at most, and starts at 1 / length; levels differ by 40 at most. Two roundings.
     const double across = 40 * 1.5 / 20 + 2, down = 40 * 1.5 / 16 + 2;
-    const auto at = [&](std::uint32_t x, std::uint32_t y) { return int{*std::as_const(*picture).GetPlane(0).GetOffsetPtr(x, y)}; };
     for (std::uint32_t y = 0; y + 1 < tiling.height; ++y) {
         for (std::uint32_t x = 0; x + 1 < tiling.width; ++x) {
-            ASSERT_LE(std::abs(at(x + 1, y) - at(x, y)), across) << x << ", " << y;
-            ASSERT_LE(std::abs(at(x, y + 1) - at(x, y)), down) << x << ", " << y;
+            ASSERT_LE(std::abs(SampleAt(picture, x + 1, y) - SampleAt(picture, x, y)), across) << x << ", " << y;
+            ASSERT_LE(std::abs(SampleAt(picture, x, y + 1) - SampleAt(picture, x, y)), down) << x << ", " << y;
         }
     }
 }
@@ -215,9 +211,7 @@ TEST(Stitcher, LeavesMarginsOfPatchesOut) {
             for (std::uint32_t x = 0; x < 97; ++x) {
                 const bool isBlack = x < 4 || y < 3;
                 for (int k = 0; k < 3; ++k) {
-                    ASSERT_EQ(std::as_const(*result).GetPlane(0).GetOffsetPtr(x, y)[k],
-                              isBlack ? 0 : std::as_const(*picture).GetPlane(0).GetOffsetPtr(x, y)[k])
-                        << x << ", " << y;
+                    ASSERT_EQ(SampleAt(result, x, y, k), isBlack ? 0 : SampleAt(picture, x, y, k)) << x << ", " << y;
                 }
             }
         }

@@ -38,13 +38,12 @@ TEST(Vignette, BlendsTheColourByTheShapesMask) {
         ASSERT_EQ(result->GetPixFmt(), pixFmt);
         for (std::uint32_t y = 0; y < 61; ++y) {
             for (std::uint32_t x = 0; x < 97; ++x) {
-                const double opacity = *std::as_const(*mask).GetPlane(0).GetOffsetPtr(x, y) / 255.0;
+                const double opacity = SampleAt(mask, x, y) / 255.0;
                 for (int k = 0; k < description.bytesPerPixel; ++k) {
-                    const double from = std::as_const(*source).GetPlane(0).GetOffsetPtr(x, y)[k];
-                    const double to = k == description.alpha ? from : std::as_const(*layer).GetPlane(0).GetOffsetPtr(x, y)[k];
+                    const double from = SampleAt(source, x, y, k);
+                    const double to = k == description.alpha ? from : SampleAt(layer, x, y, k);
                     // The blender rounds the opacity and the product.
-                    ASSERT_NEAR(std::as_const(*result).GetPlane(0).GetOffsetPtr(x, y)[k], from + (to - from) * opacity, 1.0)
-                        << x << ", " << y;
+                    ASSERT_NEAR(SampleAt(result, x, y, k), from + (to - from) * opacity, 1.0) << x << ", " << y;
                 }
             }
         }

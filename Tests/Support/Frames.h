@@ -43,6 +43,11 @@ FramePtr MakeFrame(PixFmt pixFmt, std::uint32_t width, std::uint32_t height, con
 /// A grey or packed frame from its samples, row by row.
 FramePtr MakeFrame(PixFmt pixFmt, std::uint32_t width, std::uint32_t height, const std::vector<int>& samples);
 
+/// Byte `channel` of a pixel in plane 0.
+inline int SampleAt(const ConstFramePtr& frame, std::uint64_t x, std::uint64_t y, int channel = 0) {
+    return frame->GetPlane(0).GetOffsetPtr(x, y)[channel];
+}
+
 /// All bytes of a plane, rows without padding.
 std::vector<std::uint8_t> Bytes(const ConstPlane& plane);
 /// The bytes of all planes.

@@ -51,9 +51,9 @@ TEST(Compose, KeepsAlphaAndWhatTheSecondInputDoesNotReach) {
     for (std::uint32_t y = 0; y < 5; ++y) {
         for (std::uint32_t x = 0; x < 7; ++x) {
             for (int k = 0; k < 4; ++k) {
-                const int under = std::as_const(*d).GetPlane(0).GetOffsetPtr(x, y)[k];
-                const int over = x < 4 && k < 3 ? std::as_const(*s).GetPlane(0).GetOffsetPtr(x, y)[k] : 0;
-                ASSERT_EQ(std::as_const(*result).GetPlane(0).GetOffsetPtr(x, y)[k], std::abs(under - over)) << x << ", " << y << ", " << k;
+                const int under = SampleAt(d, x, y, k);
+                const int over = x < 4 && k < 3 ? SampleAt(s, x, y, k) : 0;
+                ASSERT_EQ(SampleAt(result, x, y, k), std::abs(under - over)) << x << ", " << y << ", " << k;
             }
         }
     }

@@ -64,10 +64,9 @@ TEST(Morphology, DrawsTheShapeOfItsKernel) {
                    MakeFrame(PixFmt::Gray8, 7, 7, cross)));
     const FramePtr disc =
         RunHost(SettingsEffectMorphology(Dilate, 3, MorphologyKernel::Ellipse, Constant), MakeFrame(PixFmt::Gray8, 7, 7, dot));
-    const auto at = [&](std::uint32_t x, std::uint32_t y) { return *std::as_const(*disc).GetPlane(0).GetOffsetPtr(x, y); };
-    EXPECT_EQ(at(0, 0), 0);
-    EXPECT_EQ(at(0, 3), 255);
-    EXPECT_EQ(at(1, 1), 255);
+    EXPECT_EQ(SampleAt(disc, 0, 0), 0);
+    EXPECT_EQ(SampleAt(disc, 0, 3), 255);
+    EXPECT_EQ(SampleAt(disc, 1, 1), 255);
 }
 
 TEST(Morphology, RefusesWhatItDoesNotKnow) {
