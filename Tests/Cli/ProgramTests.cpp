@@ -278,6 +278,24 @@ TEST_F(Program, ExtremeShapesPass) {
     }
 }
 
+TEST_F(Program, CutsPicturesIntoFilesAndStitchesThem) {
+    const FramePtr picture = MakeFrame(PixFmt::Rgb24, 97, 61);
+    const std::string input = Make("in.png", picture);
+    const Words cut{"Cutter", "patchWidth=40", "patchHeight=40", "overlapX=8", "overlapY=8"};
+    const Words stitch{"Stitcher", "frameWidth=97", "frameHeight=61", "overlapX=8", "overlapY=8"};
+    ASSERT_EQ(RunKalvatri(Words{"apply", "-i", input, "-o", folder_.File("patch_{}.png")} + cut).exitCode, 0);
+    Words patches{"apply", "-o", folder_.File("whole.png")};
+    for (int i = 0; i < 6; ++i) patches = patches + Words{"-i", folder_.File("patch_" + std::to_string(i) + ".png")};
+    ASSERT_EQ(RunKalvatri(patches + stitch).exitCode, 0);
+    EXPECT_TRUE(SameFrames(Read("whole.png"), picture));
+    // In one command each patch goes through the steps between; a change of single pixels is the same for a patch and for the whole.
+    const Words between{"BalanceLuma", "shadows=50"};
+    ASSERT_EQ(RunKalvatri(Words{"apply", "-i", input, "-o", folder_.File("one.png")} + cut + between + stitch).exitCode, 0);
+    ASSERT_EQ(RunKalvatri(Words{"apply", "-i", input, "-o", folder_.File("other.png")} + between).exitCode, 0);
+    EXPECT_TRUE(SameFrames(Read("one.png"), Read("other.png")));
+    ExpectRefused({Words{"apply", "-i", input, "-o", folder_.File("none.png")} + cut, 2, "a {} in the name takes their numbers"});
+}
+
 TEST_F(Program, AnInterruptLeavesNothingBehind) {
     // The program waits for a picture on its standard input, which never comes.
     const TempFolder folder;
