@@ -21,7 +21,7 @@ Json ToJson(const Field& field, const Orvexa::Proc::Settings& defaults) {
     for (const auto& named : field.limits.names) values.push_back({{"name", named.name}, {"value", named.value}});
     return {{"key", field.key},
             {"type", field.type},
-            {"default", FieldToJson(field, field.format(defaults))},
+            {"default", FieldToJson(field, field.Format(defaults))},
             {"min", ToJson(field.limits.min)},
             {"max", ToJson(field.limits.max)},
             {"values", std::move(values)},
@@ -53,7 +53,7 @@ std::string ValuesText(const Field& field) {
 void Print(const EffectEntry& effect, const Orvexa::Proc::Settings& defaults) {
     std::cout << effect.GetName() << " (" << effect.GetKindName() << "): " << effect.settings->summary << '\n';
     for (const Field& field : defaults.GetFields()) {
-        std::cout << "  " << field.key << "=" << field.format(defaults) << "    " << ValuesText(field) << "\n      " << field.summary
+        std::cout << "  " << field.key << "=" << field.Format(defaults) << "    " << ValuesText(field) << "\n      " << field.summary
                   << '\n';
     }
 }
@@ -74,7 +74,7 @@ void PrintReference(const Catalogue& catalogue) {
         if (defaults->GetFields().empty()) continue;
         std::cout << "\n| setting | default | values | meaning |\n|---|---|---|---|\n";
         for (const Field& field : defaults->GetFields()) {
-            const std::string value = field.format(*defaults);
+            const std::string value = field.Format(*defaults);
             std::cout << "| `" << field.key << "` | " << (value.empty() ? "" : "`" + Cell(value) + "`") << " | " << Cell(ValuesText(field))
                       << " | " << Cell(std::string(field.summary)) << " |\n";
         }

@@ -48,7 +48,7 @@ Json SettingsToJson(const Proc::Settings& settings) {
     for (const Proc::Field& field : settings.GetFields()) {
         Json* place = &json;
         for (const std::string_view name : Proc::SplitText(field.key, '.')) place = &(*place)[std::string(name)];
-        *place = FieldToJson(field, field.format(settings));
+        *place = FieldToJson(field, field.Format(settings));
     }
     return json;
 }

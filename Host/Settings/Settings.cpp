@@ -88,7 +88,7 @@ Limits Named(std::string_view namesAndNumbers) {
     return limits;
 }
 
-namespace Details {
+namespace {
 
 std::string KeyOf(std::string_view name) {
     std::string key(name);
@@ -96,13 +96,7 @@ std::string KeyOf(std::string_view name) {
     return key;
 }
 
-std::string FormatWithNames(std::string text, const Limits& limits) {
-    for (const NamedValue& named : limits.names) {
-        if (std::to_string(named.value) == text) return named.name;
-    }
-    return text;
-}
-
+// Replaces names by their numbers and checks numbers against the limits.
 std::string CheckLimits(std::string_view text, std::string_view type, const Limits& limits) {
     if (!limits.names.empty()) {
         std::string known;
@@ -123,6 +117,44 @@ std::string CheckLimits(std::string_view text, std::string_view type, const Limi
         }
     }
     return std::string(text);
+}
+
+}  // namespace
+
+const void* Field::Find(const Settings& settings) const {
+    Settings* holder = &const_cast<Settings&>(settings);  // the accessors serve reading and writing
+    for (const Group group : groups) holder = &group(*holder);
+    return value(*holder);
+}
+
+std::string Field::Format(const Settings& settings) const {
+    const std::string text = operations->format(Find(settings));
+    for (const NamedValue& named : limits.names) {
+        if (std::to_string(named.value) == text) return named.name;
+    }
+    return text;
+}
+
+void Field::Parse(Settings& settings, std::string_view text) const {
+    operations->parse(const_cast<void*>(Find(settings)), CheckLimits(text, type, limits));
+}
+
+bool Field::IsEqual(const Settings& a, const Settings& b) const { return operations->isEqual(Find(a), Find(b)); }
+
+namespace Details {
+
+void AddField(FieldList& fields, std::string_view name, Limits limits, std::string_view unit, std::string_view summary,
+              const ValueOperations& operations, Field::Value value) {
+    const std::string_view type = limits.names.empty() ? operations.typeName : "enum";
+    fields.push_back({KeyOf(name), type, std::move(limits), unit, summary, &operations, value, {}});
+}
+
+void AddGroup(FieldList& fields, std::string_view name, const FieldList& inner, Field::Group group) {
+    for (Field field : inner) {
+        field.key = KeyOf(name) + "." + field.key;
+        field.groups.insert(field.groups.begin(), group);
+        fields.push_back(std::move(field));
+    }
 }
 
 }  // namespace Details
@@ -146,7 +178,7 @@ const Field& FindField(const Settings& settings, std::string_view key) {
 void SetField(Settings& settings, std::string_view key, std::string_view text) {
     const Field& field = FindField(settings, key);
     try {
-        field.parse(settings, text);
+        field.Parse(settings, text);
     } catch (const SettingsException& exception) {
         Throw<SettingsException>(std::string(key) + ": " + exception.what());
     }
@@ -154,7 +186,7 @@ void SetField(Settings& settings, std::string_view key, std::string_view text) {
 
 std::string FormatSettings(const Settings& settings) {
     std::string text;
-    for (const Field& field : settings.GetFields()) text += (text.empty() ? "" : " ") + field.key + "=" + field.format(settings);
+    for (const Field& field : settings.GetFields()) text += (text.empty() ? "" : " ") + field.key + "=" + field.Format(settings);
     return text;
 }
 

@@ -16,6 +16,7 @@
 // the setters. A class without equality leaves the ORVEXA_EQUALITY line out.
 #pragma once
 
+#include <array>
 #include <memory>
 #include <optional>
 #include <string>
@@ -50,16 +51,35 @@ Limits Named(std::string_view namesAndNumbers);
 /// No limits beyond the type's own.
 inline Limits Any() { return {}; }
 
-/// A settings field at run time.
+/// How values of one type are written, read and compared, whatever class they are a member of.
+struct ValueOperations {
+    std::string_view typeName;
+    std::string (*format)(const void* value);
+    void (*parse)(void* value, std::string_view text);
+    bool (*isEqual)(const void* a, const void* b);
+};
+
+/// A settings field at run time. Its functions take settings of the class whose list the field is from.
 struct Field {
+    using Value = void* (*)(Settings&);
+    using Group = Settings& (*)(Settings&);
+
     std::string key;
     std::string_view type;  ///< bool, int, double, enum, color, string, list, map, ...
     Limits limits;
     std::string_view unit;
     std::string_view summary;
-    std::function<std::string(const Settings&)> format;
-    std::function<void(Settings&, std::string_view)> parse;  ///< throws `SettingsException`
-    std::function<bool(const Settings&, const Settings&)> isEqual;
+    const ValueOperations* operations;
+    Value value;                ///< the member in the object that holds it
+    std::vector<Group> groups;  ///< the way from the settings to that object, outermost group first
+
+    std::string Format(const Settings& settings) const;
+    /// Throws `SettingsException`.
+    void Parse(Settings& settings, std::string_view text) const;
+    bool IsEqual(const Settings& a, const Settings& b) const;
+
+private:
+    const void* Find(const Settings& settings) const;
 };
 
 using FieldList = std::vector<Field>;
@@ -118,30 +138,43 @@ using LineTag = std::integral_constant<int, Line>;
 
 template <class S, class T>
 struct FieldDeclaration {
-    using Class = S;
     using Value = T;
     T S::*member;
     const char* name;
     Limits (*limits)();
     const char* unit;
     const char* summary;
-    bool isGroup;
 };
 
-/// Calls `visit` with the declaration of every field of S, in the order of their lines.
-template <class S, class Visitor>
-constexpr void VisitFields(Visitor&& visit) {
-    const auto visitLine = [&]<int Line>(LineTag<Line> line) {
-        if constexpr (requires { S::FieldOnLine(line); }) visit(S::FieldOnLine(line));
-    };
-    [&]<int... Lines>(std::integer_sequence<int, Lines...>) { (visitLine(LineTag<Lines>{}), ...); }
-    (std::make_integer_sequence<int, kMaxFieldLines>{});
+template <class S, int Line>
+concept HasFieldOnLine = requires {
+    S::FieldOnLine(LineTag<Line>{});
+};
+
+template <class S, int... Lines>
+consteval auto FindFieldLines(std::integer_sequence<int, Lines...>) {
+    constexpr std::size_t kCount = (std::size_t{HasFieldOnLine<S, Lines>} + ...);
+    std::array<int, kCount> lines{};
+    std::size_t count = 0;
+    ((HasFieldOnLine<S, Lines> ? void(lines[count++] = Lines) : void()), ...);
+    return lines;
 }
 
-std::string KeyOf(std::string_view name);
-std::string FormatWithNames(std::string text, const Limits& limits);
-/// Replaces names by their numbers and checks numbers against the limits.
-std::string CheckLimits(std::string_view text, std::string_view type, const Limits& limits);
+template <class S, int Line>
+inline constexpr auto kDeclaration = S::FieldOnLine(LineTag<Line>{});
+
+/// The lines of S, counted from its first, that declare fields.
+template <class S>
+inline constexpr auto kFieldLines = FindFieldLines<S>(std::make_integer_sequence<int, kMaxFieldLines>{});
+
+/// Calls `visit` with a LineTag for every field of S, in the order of their lines.
+template <class S, class Visitor>
+constexpr void VisitFieldLines(Visitor&& visit) {
+    [&]<std::size_t... Fields>(std::index_sequence<Fields...>) {
+        (visit(LineTag<kFieldLines<S>[Fields]> {}), ...);
+    }
+    (std::make_index_sequence<kFieldLines<S>.size()>{});
+}
 
 /// Equality where the type has it; functions and classes without equality are never equal.
 template <class T>
@@ -150,41 +183,35 @@ bool ValuesEqual(const T& a, const T& b) {
     return false;
 }
 
+template <class T>
+inline const ValueOperations kValueOperations{
+    TextCodec<T>::TypeName(),
+    [](const void* value) { return TextCodec<T>::Format(*static_cast<const T*>(value)); },
+    [](void* value, std::string_view text) { *static_cast<T*>(value) = TextCodec<T>::Parse(text); },
+    [](const void* a, const void* b) { return ValuesEqual(*static_cast<const T*>(a), *static_cast<const T*>(b)); },
+};
+
+template <class S, int Line>
+auto& MemberOnLine(Settings& settings) {
+    return static_cast<S&>(settings).*kDeclaration<S, Line>.member;
+}
+
+void AddField(FieldList& fields, std::string_view name, Limits limits, std::string_view unit, std::string_view summary,
+              const ValueOperations& operations, Field::Value value);
+/// The fields of a nested settings object, under the keys group.field.
+void AddGroup(FieldList& fields, std::string_view name, const FieldList& inner, Field::Group group);
+
 template <class S>
 FieldList MakeFieldList() {
     FieldList fields;
-    VisitFields<S>([&](const auto& declaration) {
+    VisitFieldLines<S>([&]<int Line>(LineTag<Line>) {
+        constexpr auto& declaration = kDeclaration<S, Line>;
         using T = typename std::decay_t<decltype(declaration)>::Value;
-        const auto member = declaration.member;
         if constexpr (std::is_base_of_v<Settings, T>) {
-            for (Field inner : T::Fields()) {
-                inner.key = KeyOf(declaration.name) + "." + inner.key;
-                inner.format = [member, format = inner.format](const Settings& s) { return format(static_cast<const S&>(s).*member); };
-                inner.parse = [member, parse = inner.parse](Settings& s, std::string_view text) {
-                    parse(static_cast<S&>(s).*member, text);
-                };
-                inner.isEqual = [member, isEqual = inner.isEqual](const Settings& a, const Settings& b) {
-                    return isEqual(static_cast<const S&>(a).*member, static_cast<const S&>(b).*member);
-                };
-                fields.push_back(std::move(inner));
-            }
+            AddGroup(fields, declaration.name, T::Fields(), [](Settings& s) -> Settings& { return MemberOnLine<S, Line>(s); });
         } else {
-            Field field;
-            field.key = KeyOf(declaration.name);
-            field.limits = declaration.limits();
-            field.type = field.limits.names.empty() ? TextCodec<T>::TypeName() : "enum";
-            field.unit = declaration.unit;
-            field.summary = declaration.summary;
-            field.format = [member, limits = field.limits](const Settings& s) {
-                return FormatWithNames(TextCodec<T>::Format(static_cast<const S&>(s).*member), limits);
-            };
-            field.parse = [member, type = field.type, limits = field.limits](Settings& s, std::string_view text) {
-                static_cast<S&>(s).*member = TextCodec<T>::Parse(CheckLimits(text, type, limits));
-            };
-            field.isEqual = [member](const Settings& a, const Settings& b) {
-                return ValuesEqual(static_cast<const S&>(a).*member, static_cast<const S&>(b).*member);
-            };
-            fields.push_back(std::move(field));
+            AddField(fields, declaration.name, declaration.limits(), declaration.unit, declaration.summary, kValueOperations<T>,
+                     [](Settings& s) -> void* { return &MemberOnLine<S, Line>(s); });
         }
     });
     return fields;
@@ -193,7 +220,10 @@ FieldList MakeFieldList() {
 template <class S>
 bool FieldsEqual(const S& a, const S& b) {
     bool isEqual = true;
-    VisitFields<S>([&](const auto& declaration) { isEqual = isEqual && ValuesEqual(a.*declaration.member, b.*declaration.member); });
+    VisitFieldLines<S>([&]<int Line>(LineTag<Line>) {
+        constexpr auto member = kDeclaration<S, Line>.member;
+        isEqual = isEqual && ValuesEqual(a.*member, b.*member);
+    });
     return isEqual;
 }
 
@@ -244,32 +274,34 @@ public:
 #define ORVEXA_EQUALITY(Class) \
     friend bool operator==(const Class& a, const Class& b) { return ::Orvexa::Proc::Details::FieldsEqual(a, b); }
 
-#define ORVEXA_FIELD_MEMBER(Type, Name, Initial, LimitsValue, Unit, Summary, IsGroup)                    \
-private:                                                                                                 \
-    Type value##Name##_ = Initial;                                                                       \
-                                                                                                         \
-public:                                                                                                  \
-    static constexpr auto FieldOnLine(::Orvexa::Proc::Details::LineTag<__LINE__ - kFirstLine>) {         \
-        return ::Orvexa::Proc::Details::FieldDeclaration<SelfT, Type>{                                   \
-            &SelfT::value##Name##_, #Name, +[]() -> ::Orvexa::Proc::Limits { return LimitsValue; }, Unit, Summary, IsGroup}; \
-    }                                                                                                    \
-    void Set##Name(Type value) { value##Name##_ = std::move(value); }                                    \
-    bool Is##Name##Default() const { return Is##Name##Equal(SelfT()); }                                  \
+#define ORVEXA_FIELD_MEMBER(Type, Name, Initial, LimitsValue, Unit, Summary)                                        \
+private:                                                                                                            \
+    Type value##Name##_ = Initial;                                                                                  \
+                                                                                                                    \
+public:                                                                                                             \
+    static constexpr auto FieldOnLine(::Orvexa::Proc::Details::LineTag<__LINE__ - kFirstLine>) {                    \
+        return ::Orvexa::Proc::Details::FieldDeclaration<SelfT, Type>{                                              \
+            &SelfT::value##Name##_, #Name, +[]() -> ::Orvexa::Proc::Limits { return LimitsValue; }, Unit, Summary}; \
+    }                                                                                                               \
+    static_assert(__LINE__ - kFirstLine < ::Orvexa::Proc::Details::kMaxFieldLines,                                  \
+                  "Fields this far down would not be found: raise kMaxFieldLines.");                                \
+    void Set##Name(Type value) { value##Name##_ = std::move(value); }                                               \
+    bool Is##Name##Default() const { return Is##Name##Equal(SelfT()); }                                             \
     bool Is##Name##Equal(const SelfT& other) const { return ::Orvexa::Proc::Details::ValuesEqual(value##Name##_, other.value##Name##_); }
 
-#define ORVEXA_FIELD(Type, Name, Initial, LimitsValue, Unit, Summary)           \
-    ORVEXA_FIELD_MEMBER(Type, Name, Initial, LimitsValue, Unit, Summary, false) \
+#define ORVEXA_FIELD(Type, Name, Initial, LimitsValue, Unit, Summary)    \
+    ORVEXA_FIELD_MEMBER(Type, Name, Initial, LimitsValue, Unit, Summary) \
     ::Orvexa::Proc::Details::Accessed<Type> Get##Name() const { return value##Name##_; }
 
-#define ORVEXA_FLAG(Name, Initial, Summary)                                             \
-    ORVEXA_FIELD_MEMBER(bool, Name, Initial, ::Orvexa::Proc::Any(), "", Summary, false) \
+#define ORVEXA_FLAG(Name, Initial, Summary)                                      \
+    ORVEXA_FIELD_MEMBER(bool, Name, Initial, ::Orvexa::Proc::Any(), "", Summary) \
     bool Is##Name() const { return value##Name##_; }
 
 #define ORVEXA_GROUP(Type, Name) ORVEXA_GROUP_FROM(Type, Name, Type())
 
-#define ORVEXA_GROUP_FROM(Type, Name, Initial)                                    \
-    ORVEXA_FIELD_MEMBER(Type, Name, Initial, ::Orvexa::Proc::Any(), "", "", true) \
-    const Type& Get##Name() const { return value##Name##_; }                      \
+#define ORVEXA_GROUP_FROM(Type, Name, Initial)                              \
+    ORVEXA_FIELD_MEMBER(Type, Name, Initial, ::Orvexa::Proc::Any(), "", "") \
+    const Type& Get##Name() const { return value##Name##_; }                \
     Type& Get##Name() { return value##Name##_; }
 
 }  // namespace Orvexa::Proc

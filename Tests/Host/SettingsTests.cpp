@@ -105,11 +105,11 @@ std::string Different(const Field& field, const Settings& settings) {
     for (const std::string& candidate : candidates) {
         const auto copy = settings.Copy();
         try {
-            field.parse(*copy, candidate);
+            field.Parse(*copy, candidate);
         } catch (const SettingsException&) {
             continue;
         }
-        if (!field.isEqual(*copy, settings)) return candidate;
+        if (!field.IsEqual(*copy, settings)) return candidate;
     }
     return {};
 }
@@ -128,22 +128,22 @@ TEST(EverySettingsClass, HasFieldsThatCountSurviveTextAndKeepTheirRanges) {
             ++fields;
             // The default is one that the field itself accepts.
             auto copy = defaults->Copy();
-            ASSERT_NO_THROW(field.parse(*copy, field.format(*defaults))) << name;
-            EXPECT_TRUE(field.isEqual(*copy, *defaults)) << name;
+            ASSERT_NO_THROW(field.Parse(*copy, field.Format(*defaults))) << name;
+            EXPECT_TRUE(field.IsEqual(*copy, *defaults)) << name;
             const std::string other = Different(field, *defaults);
             ASSERT_FALSE(other.empty()) << name << " has no second value";
-            field.parse(*copy, other);
-            EXPECT_FALSE(field.isEqual(*copy, *defaults)) << name;
+            field.Parse(*copy, other);
+            EXPECT_FALSE(field.IsEqual(*copy, *defaults)) << name;
             auto again = defaults->Copy();
-            field.parse(*again, field.format(*copy));
-            EXPECT_TRUE(field.isEqual(*again, *copy)) << name << " = " << field.format(*copy);
+            field.Parse(*again, field.Format(*copy));
+            EXPECT_TRUE(field.IsEqual(*again, *copy)) << name << " = " << field.Format(*copy);
             if (field.limits.min && field.type != "list") {
-                EXPECT_THROW(field.parse(*copy, FormatDouble(*field.limits.min - 1)), SettingsException) << name;
-                EXPECT_THROW(field.parse(*copy, FormatDouble(*field.limits.max + 1)), SettingsException) << name;
+                EXPECT_THROW(field.Parse(*copy, FormatDouble(*field.limits.min - 1)), SettingsException) << name;
+                EXPECT_THROW(field.Parse(*copy, FormatDouble(*field.limits.max + 1)), SettingsException) << name;
             }
             // Any text can be the name of a file.
             if (field.type == "path") continue;
-            EXPECT_THROW(field.parse(*copy, "#nonsense;"), SettingsException) << name;
+            EXPECT_THROW(field.Parse(*copy, "#nonsense;"), SettingsException) << name;
         }
     }
     EXPECT_GT(fields, 20);
