@@ -1,5 +1,6 @@
 #include "Host/Core/Json.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
