@@ -1,4 +1,5 @@
 // kalvatri apply: runs a chain of effects on a picture.
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -13,6 +14,7 @@
 #include "Cli/Commands.h"
 #include "Cli/Errors.h"
 #include "Cli/StopSignals.h"
+#include "Host/Core/Threads.h"
 #include "Host/Io/PendingFile.h"
 
 namespace Kalvatri {
@@ -21,7 +23,6 @@ using namespace Orvexa;
 
 namespace {
 
-constexpr char kStdStream[] = "-";
 constexpr char kNumberMark[] = "{}";
 
 std::string NameOf(const std::string& file, const char* stream) { return file == kStdStream ? stream : file; }
@@ -45,6 +46,15 @@ Io::LoadedImage Read(const std::string& file, const ApplyOptions& options, const
         PrintNotes(NameOf(file, "stdin"), image.notes, options);
         return image;
     });
+}
+
+// Whoever comes second would find nothing left to read.
+void CheckStdin(const ApplyOptions& options, const Chain& chain) {
+    auto readers = std::count(options.inputs.begin(), options.inputs.end(), kStdStream);
+    readers += options.settingsFile == kStdStream ? 1 : 0;
+    for (const Step& step : chain) readers += std::count(step.with.begin(), step.with.end(), kStdStream);
+    if (readers > 1)
+        ThrowUsage(kReadingCommandLine, "only one of the pictures (-i, with=) and the settings can come from stdin, as it is read once");
 }
 
 Io::FileFormat OutputFormat(const ApplyOptions& options) {
@@ -77,9 +87,12 @@ std::string Numbered(std::string file, std::size_t number) {
 void Apply(const ApplyOptions& options, const Core::ProgressPtr& progress) {
     const Io::FileFormat format = OutputFormat(options);
     CheckPixFmt(options);
+    CheckStdin(options, {});
+    if (options.threads > 0) Core::SetLibraryThreads(options.threads);
     const Proc::FactoryPtr factory = LoadEffects(options.module);
     const Catalogue catalogue(*factory);
     const Chain chain = MakeChain(catalogue, options);
+    CheckStdin(options, chain);
     CheckPictures(chain, options.inputs.size());
 
     ChainRunner runner(

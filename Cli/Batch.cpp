@@ -309,8 +309,7 @@ void Run(Batch& batch, Items& items, std::uint64_t memory, Ledger& ledger, const
     Teller teller(batch, items);
     if (!teller.IsFinished()) ReadFurtherPictures(batch);
     Jobs jobs(batch, items, memory, ledger);
-    const unsigned processors = std::max(1u, std::thread::hardware_concurrency());
-    jobs.Start(batch.options.jobs > 0 ? batch.options.jobs : static_cast<int>(processors));
+    jobs.Start(batch.options.jobs > 0 ? batch.options.jobs : Core::CountProcessors());
     while (!teller.IsFinished()) {
         teller.ShowProgress();
         for (const Report& report : jobs.TakeReports()) teller.Tell(report);

@@ -86,9 +86,11 @@ bool Ledger::Load() {
     for (std::string line; std::getline(stream, line); ++lines) {
         if (stream.eof()) isWhole = false;  // the last line has no end
         try {
-            const Json json = Json::parse(line);
+            const Json json = ParseJson(line);
             const FileStamp stamp{json.at("inputSize").get<std::uint64_t>(), json.at("inputModified").get<std::int64_t>()};
             rows_[json.at("output")] = {{json.at("input"), stamp, json.at("chain")}, json.at("outputSize").get<std::uint64_t>()};
+        } catch (const Proc::SettingsException&) {
+            isWhole = false;
         } catch (const Json::exception&) {
             isWhole = false;
         }

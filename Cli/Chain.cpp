@@ -1,5 +1,7 @@
 #include "Cli/Chain.h"
 
+#include <set>
+
 #include "Cli/Errors.h"
 
 namespace Kalvatri {
@@ -49,11 +51,12 @@ Chain ParseChain(const Catalogue& catalogue, const Json& json) {
     for (const Json& object : json) {
         if (!object.is_object() || !object.contains(kEffect) || !object[kEffect].is_string()) ThrowUsage(kReadingChain, kForm);
         Step step = MakeStep(catalogue, object[kEffect].get<std::string>());
+        std::set<std::string> given;
         for (const auto& [key, value] : object.items()) {
             if (key == kEffect) continue;
             if (key != kWith) {
                 While(SettingUp(step), ExitCode::WrongUsage,
-                      [&, name = key, &member = value] { SetFromJson(*step.settings, name, member); });
+                      [&, name = key, &member = value] { SetFromJson(*step.settings, name, member, given); });
                 continue;
             }
             for (const Json& file : value.is_array() ? value : Json::array({value})) {
@@ -64,6 +67,17 @@ Chain ParseChain(const Catalogue& catalogue, const Json& json) {
         chain.push_back(std::move(step));
     }
     return chain;
+}
+
+Json ChainToJson(const Chain& chain) {
+    Json json = Json::array();
+    for (const Step& step : chain) {
+        Json object = {{kEffect, step.effect->GetName()}};
+        object.update(DifferencesToJson(*step.settings, *step.effect->settings->create()));
+        for (const Core::ioPath& file : step.with) object[kWith].push_back(file.string());
+        json.push_back(std::move(object));
+    }
+    return json;
 }
 
 void CheckPictures(const Chain& chain, std::size_t inputs) {

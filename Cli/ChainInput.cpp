@@ -1,10 +1,6 @@
 #include "Cli/ChainInput.h"
 
-#include <cerrno>
-#include <cstring>
-#include <fstream>
 #include <iostream>
-#include <iterator>
 
 #include "Cli/ChainRunner.h"
 #include "Cli/Errors.h"
@@ -16,14 +12,12 @@ using namespace Orvexa;
 
 namespace {
 
-Json ReadJsonFile(const std::string& file) {
-    const std::string text = While("reading " + file, [&] {
-        std::ifstream stream(file, std::ios::binary);
-        std::string content{std::istreambuf_iterator<char>(stream), {}};
-        if (!stream.is_open() || stream.bad()) Throw(std::strerror(errno));
-        return content;
-    });
-    return While("reading " + file, ExitCode::WrongUsage, [&] { return ParseJson(text); });
+Json ReadSettings(const std::string& file) {
+    const bool isStdin = file == kStdStream;
+    const std::string reading = "reading " + (isStdin ? "the settings from stdin" : file);
+    const std::string text =
+        While(reading, [&] { return isStdin ? Core::ReadJsonText(std::cin) : Core::ReadJsonText(Core::ioPath(file)); });
+    return While(reading, ExitCode::WrongUsage, [&] { return ParseJson(text); });
 }
 
 }  // namespace
@@ -32,7 +26,18 @@ Chain MakeChain(const Catalogue& catalogue, const ChainOptions& options) {
     if (options.settingsFile.empty()) return ParseChain(catalogue, options.chain);
     if (!options.chain.empty())
         ThrowUsage(kReadingCommandLine, "the effects stand either in the --settings file or on the command line, not in both");
-    return ParseChain(catalogue, ReadJsonFile(options.settingsFile));
+    return ParseChain(catalogue, ReadSettings(options.settingsFile));
+}
+
+void PrintSettings(const ChainOptions& options) {
+    const Proc::FactoryPtr factory = LoadEffects(options.module);
+    const Chain chain = MakeChain(Catalogue(*factory), options);
+    CheckPictures(chain, 1);
+    try {
+        std::cout << ChainToJson(chain).dump(2) << '\n';
+    } catch (const Json::type_error&) {
+        throw CommandError(ExitCode::Failed, "printing the settings", "a text or the name of a file is not UTF-8, as JSON has to be");
+    }
 }
 
 void CheckPixFmt(const ChainOptions& options) {

@@ -10,6 +10,8 @@ namespace Kalvatri {
 
 /// The chain of the command line or of the settings file.
 Chain MakeChain(const Catalogue& catalogue, const ChainOptions& options);
+/// Writes that chain to stdout in the form of a settings file. No picture is needed.
+void PrintSettings(const ChainOptions& options);
 /// Checks the pixel format that is asked for.
 void CheckPixFmt(const ChainOptions& options);
 /// A picture that was read, in the pixel format that is asked for.

@@ -11,6 +11,9 @@
 
 namespace Kalvatri {
 
+/// Stands for stdin or stdout where the name of a file is asked for.
+inline constexpr char kStdStream[] = "-";
+
 /// What every command takes.
 struct CommonOptions {
     Orvexa::Core::ioPath module;  ///< empty for the installed one
@@ -30,17 +33,21 @@ struct DescribeOptions : CommonOptions {
 
 /// A chain of effects, and how pictures come to it and leave it.
 struct ChainOptions : CommonOptions {
+    static constexpr std::int64_t kMaxMaxPixels = std::int64_t{1} << 40;  ///< bytes for so many can still be counted in 64 bits
     std::vector<std::string> chain;
-    std::string settingsFile;
-    std::string format;  ///< a suffix; empty for that of the file's name
+    std::string settingsFile;         ///< "-" is stdin
+    bool isPrintingSettings = false;  ///< instead of running the chain
+    std::string format;               ///< a suffix; empty for that of the file's name
     std::optional<int> pixFmt;
     int quality = Orvexa::Io::WriteOptions().quality;
     Orvexa::Io::ReadOptions read;
 };
 
 struct ApplyOptions : ChainOptions {
+    static constexpr int kMaxThreads = 1024;
     std::vector<std::string> inputs;  ///< files; "-" is stdin
     std::string output;               ///< a file, "-" for stdout, or a name with {} for the number of each picture
+    int threads = 0;                  ///< for the work on one picture; 0 for the number of processors
     bool isShowingStatistics = false;
 };
 

@@ -9,13 +9,18 @@
 #include <map>
 #include <memory>
 
+#include "Cli/ChainInput.h"
 #include "Cli/Commands.h"
 #include "Cli/Errors.h"
+#include "Host/Conf/PixFmtDescription.h"
+#include "Host/Core/Exception.h"
 #include "Host/Settings/Settings.h"
 
 namespace Kalvatri {
 
 namespace {
+
+constexpr char kInput[] = "-i,--input", kOutput[] = "-o,--output";
 
 // glog writes to stderr alone, and that only when asked to.
 void StartLogging(bool isVerbose) {
@@ -26,47 +31,85 @@ void StartLogging(bool isVerbose) {
     google::InitGoogleLogging("kalvatri");
 }
 
+// A value that is not empty, which would else be as good as none.
+template <class Text>
+CLI::Option* AddText(CLI::App& command, const std::string& names, Text& target, const std::string& help) {
+    const auto check = [](const std::string& text) { return text.empty() ? "the value is empty" : ""; };
+    return command.add_option(names, target, help)->check(check);
+}
+
+// A whole number in decimal digits. The command line library would also take 0x10, -1 as 2^64 - 1, and an empty text as 0.
+template <class Number>
+CLI::Option* AddNumber(CLI::App& command, const std::string& names, Number& target, std::int64_t min, std::int64_t max,
+                       const std::string& help) {
+    const std::string name = names.substr(names.rfind(',') + 1);
+    const auto parse = [&target, min, max, name](const std::string& text) {
+        try {
+            target = static_cast<Number>(Orvexa::Proc::ParseInteger(text, min, max));
+        } catch (const Orvexa::Proc::SettingsException&) {
+            throw CLI::ValidationError(
+                name, "\"" + text + "\" is not a whole number in the range " + std::to_string(min) + ".." + std::to_string(max));
+        }
+    };
+    return command.add_option_function<std::string>(names, parse, help);
+}
+
+int LastPixFmt() {
+    int last = 0;
+    for (const auto& description : Orvexa::PixFmtDescription::GetPixelFormatDescroptionsList())
+        last = std::max(last, static_cast<int>(description.pixFmt));
+    return last;
+}
+
 void AddCommonOptions(CLI::App& command, CommonOptions& options) {
-    command.add_option("--module", options.module, "The module of effects, if not the installed one")->option_text("FILE");
+    AddText(command, "--module", options.module, "The module of effects, if not the installed one")->option_text("FILE");
     command.add_flag("-q,--quiet", options.isQuiet, "No notes on what is lost");
     command.add_flag("-v,--verbose", options.isVerbose, "Log what happens, and where failures come from");
 }
 
 void AddChainOptions(CLI::App& command, ChainOptions& options, const std::string& source) {
-    command.add_option("--settings", options.settingsFile, "Take the chain from a JSON file")->option_text("FILE");
-    command.add_option("--format", options.format, "File format, if not by the suffix of " + source)->option_text("NAME");
-    command.add_option("--quality", options.quality, "Of lossy formats, " + std::to_string(options.quality) + " if not given")
-        ->option_text("1..100")
-        ->check(CLI::Range(Orvexa::Io::WriteOptions::kMinQuality, Orvexa::Io::WriteOptions::kMaxQuality));
-    command.add_option("--pixfmt", options.pixFmt, "Convert the input to this pixel format first")->option_text("N");
-    command.add_option("--max-pixels", options.read.maxPixels, "Refuse larger pictures, 2^28 if not given")->option_text("N");
+    AddText(command, "--settings", options.settingsFile, "Take the chain from a JSON file; - is stdin")->option_text("FILE");
+    command.add_flag("--print-settings", options.isPrintingSettings, "Print the chain as such a file, do nothing else");
+    AddText(command, "--format", options.format, "File format, if not by the suffix of " + source)->option_text("NAME");
+    AddNumber(command, "--quality", options.quality, Orvexa::Io::WriteOptions::kMinQuality, Orvexa::Io::WriteOptions::kMaxQuality,
+              "Of lossy formats, " + std::to_string(options.quality) + " if not given")
+        ->option_text("1..100");
+    AddNumber(command, "--pixfmt", options.pixFmt, 0, LastPixFmt(), "Convert the input to this pixel format first")->option_text("N");
+    AddNumber(command, "--max-pixels", options.read.maxPixels, 1, ChainOptions::kMaxMaxPixels, "Refuse larger pictures, 2^28 if not given")
+        ->option_text("N");
     command.add_flag("--allow-truncated", options.read.allowTruncated, "Read damaged files as far as they go");
 }
 
 void AddApplyOptions(CLI::App& command, ApplyOptions& options) {
-    command.add_option("-i,--input", options.inputs, "A picture; - is stdin")->option_text("IN")->required()->allow_extra_args(false);
-    command.add_option("-o,--output", options.output, "The result; - is stdout, {} a number if there are many")
-        ->option_text("OUT")
-        ->required();
+    AddText(command, kInput, options.inputs, "A picture; - is stdin")->option_text("IN")->allow_extra_args(false);
+    AddText(command, kOutput, options.output, "The result; - is stdout, {} a number if there are many")->option_text("OUT");
     command.add_option("chain", options.chain)->group("");  // told in the usage
     AddChainOptions(command, options, "OUT");
+    AddNumber(command, "--threads", options.threads, 1, ApplyOptions::kMaxThreads, "To work with, one a processor if not given")
+        ->option_text("N");
     command.add_flag("--stats", options.isShowingStatistics, "Print the effects' statistics as JSON");
 }
 
 void AddBatchOptions(CLI::App& command, BatchOptions& options) {
     command.add_option("inputs", options.inputs)->group("");  // told in the usage
-    command.add_option("-o,--output", options.outputFolder, "The folder of the results, named as the inputs")
-        ->option_text("DIR")
-        ->required();
-    command.add_option("-j,--jobs", options.jobs, "Pictures at a time, one a processor if not given")
-        ->option_text("N")
-        ->check(CLI::Range(1, BatchOptions::kMaxJobs));
-    command.add_option("--memory", options.memory, "For all jobs, half of the machine's if not given")->option_text("512M|2G");
+    AddText(command, kOutput, options.outputFolder, "The folder of the results, named as the inputs")->option_text("DIR");
+    AddNumber(command, "-j,--jobs", options.jobs, 1, BatchOptions::kMaxJobs, "Pictures at a time, one a processor if not given")
+        ->option_text("N");
+    AddText(command, "--memory", options.memory, "For all jobs, half of the machine's if not given")->option_text("512M|2G");
     command.add_flag("--force", options.isForced, "Make anew what is up to date");
     command.add_flag("--dry-run", options.isDryRun, "Say what would be done");
     command.add_flag("--json", options.isJson, "Print a report as JSON");
     AddChainOptions(command, options, "IN");
 }
+
+void Require(bool isGiven, const std::string& names) {
+    if (!isGiven) throw CLI::RequiredError(names.substr(names.rfind(',') + 1));
+}
+void CheckRequired(const ApplyOptions& options) {
+    Require(!options.inputs.empty(), kInput);
+    Require(!options.output.empty(), kOutput);
+}
+void CheckRequired(const BatchOptions& options) { Require(!options.outputFolder.empty(), kOutput); }
 
 // The command line library's own texts have up to three lines.
 std::string Description(const CLI::ParseError& error) {
@@ -156,6 +199,13 @@ private:
         added->callback([this, &options, command] {
             common = &options;
             run = [&options, command] { command(options); };
+            if constexpr (std::is_base_of_v<ChainOptions, Options>) {
+                if (options.isPrintingSettings) {
+                    run = [&options] { PrintSettings(options); };
+                } else {
+                    CheckRequired(options);
+                }
+            }
         });
         return added;
     }

@@ -43,9 +43,12 @@ Json FieldToJson(const Proc::Field& field, const std::string& text) {
     return list;
 }
 
-Json SettingsToJson(const Proc::Settings& settings) {
+namespace {
+
+Json ToJson(const Proc::Settings& settings, const Proc::Settings* start) {
     Json json = Json::object();
     for (const Proc::Field& field : settings.GetFields()) {
+        if (start != nullptr && field.isEqual(settings, *start)) continue;
         Json* place = &json;
         for (const std::string_view name : Proc::SplitText(field.key, '.')) place = &(*place)[std::string(name)];
         *place = FieldToJson(field, field.Format(settings));
@@ -53,11 +56,18 @@ Json SettingsToJson(const Proc::Settings& settings) {
     return json;
 }
 
-void SetFromJson(Proc::Settings& settings, const std::string& key, const Json& value) {
+}  // namespace
+
+Json SettingsToJson(const Proc::Settings& settings) { return ToJson(settings, nullptr); }
+
+Json DifferencesToJson(const Proc::Settings& settings, const Proc::Settings& start) { return ToJson(settings, &start); }
+
+void SetFromJson(Proc::Settings& settings, const std::string& key, const Json& value, std::set<std::string>& given) {
     if (value.is_object() && IsGroup(settings, key)) {
-        for (const auto& [name, member] : value.items()) SetFromJson(settings, key + "." + name, member);
+        for (const auto& [name, member] : value.items()) SetFromJson(settings, key + "." + name, member, given);
         return;
     }
+    if (!given.insert(key).second) Throw<Proc::SettingsException>(key + ": is given twice");
     if (!value.is_structured()) return Proc::SetField(settings, key, ScalarText(key, value));
     std::string text;
     for (const auto& [name, member] : value.items()) {
@@ -66,15 +76,6 @@ void SetFromJson(Proc::Settings& settings, const std::string& key, const Json& v
         text += ScalarText(key, member);
     }
     Proc::SetField(settings, key, text);
-}
-
-Json ParseJson(const std::string& text) {
-    try {
-        return Json::parse(text);
-    } catch (const Json::parse_error& error) {
-        std::string what = error.what();  // begins with the class of the error in brackets
-        Throw<Proc::SettingsException>(what.substr(std::min(what.find("] ") + 2, what.size())));
-    }
 }
 
 std::string FormatJson(const Json& json) { return json.dump(2, ' ', false, Json::error_handler_t::replace); }

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs a build into a scratch prefix, then configures, builds and runs the consumer program of Tests/Package against it.
+# Installs a build into a scratch prefix, then builds and runs the example of docs/host-api.md against it, and checks the documents.
 #   scripts/check-package.sh BUILD_DIRECTORY
 set -euo pipefail
 build=$(cd "$1" && pwd)
@@ -16,7 +16,23 @@ cmake --build "$scratch/build" > "$scratch/build.log" || {
     cat "$scratch/build.log"
     exit 1
 }
-"$scratch/build/Consumer"
+"$scratch/build/DiamondVignette" "$source/samples/coffee.png" "$scratch/diamond.jpg"
+[ -s "$scratch/diamond.jpg" ]
 "$scratch/prefix/bin/kalvatri" apply -q -i "$source/samples/coffee.png" -o "$scratch/out.png" WhiteBalance color=#c8b496
 [ -s "$scratch/out.png" ]
+
+# Whatever an installed document links to is installed, too.
+documents=$(find "$scratch/prefix/share/doc" -name '*.md')
+[ -n "$documents" ] || {
+    echo "No documents are installed."
+    exit 1
+}
+while read -r document; do
+    while read -r link; do
+        [ -e "$(dirname "$document")/$link" ] || {
+            echo "${document#"$scratch/prefix/"} links to $link, which is not installed."
+            exit 1
+        }
+    done < <(sed '/^```/,/^```/d' "$document" | grep -oE '\]\([^)#]+' | cut -c 3- | grep -vE '^[a-z]+:')
+done <<< "$documents"
 echo "The installed package works."

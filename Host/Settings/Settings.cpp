@@ -32,21 +32,42 @@ std::string FormatDouble(double value) {
     return std::string(buffer, result.ptr);
 }
 
+namespace {
+
+// Reads a number that has to be all of the text.
+template <class Number>
+std::errc ReadNumber(std::string_view text, Number& value) {
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    return end == text.data() + text.size() ? error : std::errc::invalid_argument;
+}
+
+std::string RangeText(std::int64_t min, std::int64_t max) { return "in the range " + std::to_string(min) + ".." + std::to_string(max); }
+
+std::int64_t ParseWhole(std::string_view text, std::int64_t min, std::int64_t max, std::string_view expected) {
+    std::int64_t value = 0;
+    const std::errc error = ReadNumber(text, value);
+    if (error == std::errc::invalid_argument) ThrowNotA(text, expected);
+    if (error != std::errc() || value < min || value > max) ThrowNotA(text, RangeText(min, max));
+    return value;
+}
+
+void CheckRange(std::string_view text, const Limits& limits) {
+    const std::string range = "in the range " + FormatDouble(*limits.min) + ".." + FormatDouble(*limits.max);
+    double value = 0;
+    if (ReadNumber(text, value) != std::errc() || std::isnan(value)) ThrowNotA(text, "a number " + range);
+    if (value < *limits.min || value > *limits.max) ThrowNotA(text, range);
+}
+
+}  // namespace
+
 double ParseDouble(std::string_view text) {
     double value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc() || end != text.data() + text.size() || !std::isfinite(value)) ThrowNotA(text, "a number");
+    if (ReadNumber(text, value) != std::errc() || !std::isfinite(value)) ThrowNotA(text, "a number");
     return value;
 }
 
 std::int64_t ParseInteger(std::string_view text, std::int64_t min, std::int64_t max) {
-    std::int64_t value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error == std::errc::invalid_argument || end != text.data() + text.size()) ThrowNotA(text, "a whole number");
-    if (error != std::errc() || value < min || value > max) {
-        ThrowNotA(text, "in the range " + std::to_string(min) + ".." + std::to_string(max));
-    }
-    return value;
+    return ParseWhole(text, min, max, "a whole number");
 }
 
 bool TextCodec<bool>::Parse(std::string_view text) {
@@ -107,13 +128,15 @@ std::string CheckLimits(std::string_view text, std::string_view type, const Limi
         }
         ThrowNotA(text, "one of " + known);
     }
-    if (limits.min && (type == "int" || type == "double" || type == "list" || limits.isOfKeys)) {
-        for (std::string_view part : SplitText(text, ',')) {
-            if (limits.isOfKeys) part = part.substr(0, part.find(':'));
-            const double value = ParseDouble(part);
-            if (value < *limits.min || value > *limits.max) {
-                ThrowNotA(part, "in the range " + FormatDouble(*limits.min) + ".." + FormatDouble(*limits.max));
-            }
+    if (!limits.min) return std::string(text);
+    if (type == "int") {
+        const auto min = static_cast<std::int64_t>(*limits.min), max = static_cast<std::int64_t>(*limits.max);
+        ParseWhole(text, min, max, "a whole number " + RangeText(min, max));
+    } else if (type == "double") {
+        CheckRange(text, limits);
+    } else if (type == "list" || limits.isOfKeys) {
+        for (const std::string_view part : SplitText(text, ',')) {
+            CheckRange(limits.isOfKeys ? part.substr(0, part.find(':')) : part, limits);
         }
     }
     return std::string(text);
@@ -159,6 +182,18 @@ void AddGroup(FieldList& fields, std::string_view name, const FieldList& inner, 
 
 }  // namespace Details
 
+namespace {
+
+// The key that was most likely meant, a group's field by its own name, too: "shape" for "aperture.shape".
+std::string NearestKey(std::string_view key, const std::vector<std::string>& keys) {
+    std::vector<std::string> names = keys;
+    for (const std::string& full : keys) names.push_back(full.substr(full.rfind('.') + 1));
+    const auto found = std::find(names.begin(), names.end(), NearestName(key, names));
+    return found == names.end() ? "" : keys[static_cast<std::size_t>(found - names.begin()) % keys.size()];
+}
+
+}  // namespace
+
 const Field& FindField(const Settings& settings, std::string_view key) {
     std::vector<std::string> keys;
     for (const Field& field : settings.GetFields()) {
@@ -166,8 +201,11 @@ const Field& FindField(const Settings& settings, std::string_view key) {
         keys.push_back(field.key);
     }
     std::string message = "there is no setting \"" + std::string(key) + "\"";
+    const std::string nearest = NearestKey(key, keys);
     if (keys.empty()) {
         message += ", this effect has none";
+    } else if (!nearest.empty()) {
+        message += "; did you mean " + nearest + "?";
     } else {
         message += "; the settings are ";
         for (std::size_t i = 0; i < keys.size(); ++i) message += (i == 0 ? "" : ", ") + keys[i];
@@ -195,6 +233,8 @@ std::string NearestName(std::string_view word, const std::vector<std::string>& c
     std::string nearest;
     std::size_t nearestDistance = word.size() / 2 + 1;  // more than half of the word wrong is another word
     for (const std::string& candidate : candidates) {
+        const std::size_t longer = std::max(word.size(), candidate.size()), shorter = std::min(word.size(), candidate.size());
+        if (longer - shorter >= nearestDistance) continue;  // a distance is at least that large, and long words take long
         // Levenshtein distance, one row at a time, letter case ignored.
         std::vector<std::size_t> row(candidate.size() + 1);
         std::iota(row.begin(), row.end(), std::size_t{0});

@@ -218,6 +218,18 @@ TEST_F(Chains, TakeSettingsFromJsonByWayOfTheirTexts) {
     EXPECT_EQ(ToneOf(Json::array({back}).dump()), expected);
 }
 
+TEST_F(Chains, AreWrittenDownWithWhatDiffersFromTheStart) {
+    const std::vector<std::string> words = {"testtone", "level=1", "gain=0.25",  "inner.depth=7", "title=", "stops=3:#ff0000",
+                                            "TestOver", "with=7",  "TestBeside", "with=8",        "with=9", "TestTone"};
+    const Json json = Kalvatri::ChainToJson(Kalvatri::ParseChain(catalogue_, words));
+    EXPECT_EQ(json.dump(), R"([{"effect":"TestTone","gain":0.25,"stops":"3:#ff0000","inner":{"depth":7}},)"
+                           R"({"effect":"TestOver","with":["7"]},{"effect":"TestBeside","with":["8","9"]},{"effect":"TestTone"}])");
+    EXPECT_EQ(Kalvatri::ChainToJson(Kalvatri::ParseChain(catalogue_, json)), json);
+    const Chain full = Kalvatri::ParseChain(catalogue_, std::vector<std::string>{"TestTone", "taps=1,2", "mode=rich", "soft=true"});
+    const Chain again = Kalvatri::ParseChain(catalogue_, Kalvatri::ChainToJson(full));
+    EXPECT_EQ(Kalvatri::SettingsToJson(*again.at(0).settings), Kalvatri::SettingsToJson(*full.at(0).settings));
+}
+
 TEST_F(Chains, SayWhatIsWrongWithJson) {
     const std::pair<const char*, const char*> cases[] = {
         {R"({"effect": "TestTone"})", "array of objects"},
@@ -225,7 +237,11 @@ TEST_F(Chains, SayWhatIsWrongWithJson) {
         {R"([{"level": 1}])", "array of objects"},
         {R"([{"effect": 7}])", "array of objects"},
         {R"([{"effect": "TestTon"}])", "did you mean TestTone?"},
-        {R"([{"effect": "TestTone", "levle": 1}])", "the settings are level, gain"},
+        {R"([{"effect": "TestTone", "levle": 1}])", "did you mean level?"},
+        {R"([{"effect": "TestTone", "zzzzz": 1}])", "the settings are level, gain"},
+        {R"([{"effect": "TestTone", "effect": "TestOver"}])", "the key \"effect\" is given twice"},
+        {R"([{"effect": "TestTone", "inner": {"depth": 1}, "inner.depth": 2}])", "inner.depth: is given twice"},
+        {R"([{"effect": "TestTone", "level": ""}])", "is not a whole number in the range -100..100"},
         {R"([{"effect": "TestTone", "level": 101}])", "in the range -100..100"},
         {R"([{"effect": "TestTone", "level": 1.5}])", "is not a whole number"},
         {R"([{"effect": "TestTone", "level": null}])", "instead of null"},
@@ -236,7 +252,8 @@ TEST_F(Chains, SayWhatIsWrongWithJson) {
     };
     for (const auto& [json, reason] : cases) {
         try {
-            Kalvatri::ParseChain(catalogue_, Kalvatri::ParseJson(json));
+            Kalvatri::While("parsing", ExitCode::WrongUsage,
+                            [&, text = json] { Kalvatri::ParseChain(catalogue_, Kalvatri::ParseJson(text)); });
             ADD_FAILURE() << json;
         } catch (const CommandError& error) {
             EXPECT_EQ(error.GetExitCode(), ExitCode::WrongUsage);

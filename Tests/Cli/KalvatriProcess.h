@@ -24,6 +24,7 @@ struct Outcome {
 struct ProcessOptions {
     std::string stdinFile = "/dev/null";
     std::string stdoutFile = {};       ///< empty to capture it
+    std::vector<int> closed = {};      ///< standard streams that the program is started without
     rlim_t fileSize = RLIM_INFINITY;   ///< bytes that a file may have
     rlim_t openFiles = RLIM_INFINITY;  ///< at a time
 };
@@ -41,6 +42,7 @@ public:
         const bool isReady = redirect(options_.stdinFile, O_RDONLY, 0) && redirect(GetOutFile(), O_WRONLY | O_CREAT | O_TRUNC, 1) &&
                              redirect(folder_.File("err"), O_WRONLY | O_CREAT | O_TRUNC, 2) && Limit(RLIMIT_FSIZE, options_.fileSize) &&
                              Limit(RLIMIT_NOFILE, options_.openFiles);
+        for (const int stream : options_.closed) close(stream);
         if (isReady) execv(KALVATRI_PROGRAM, argv.data());
         _exit(127);
     }

@@ -5,9 +5,13 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <sstream>
+#include <utility>
 
+#include "Cli/Commands.h"
 #include "Cli/SettingsJson.h"
+#include "Host/Core/Threads.h"
 #include "Host/Io/ImageFiles.h"
 #include "Host/Proc/EffectFactory.h"
 #include "Host/Settings/Settings.h"
@@ -113,7 +117,7 @@ TEST_F(Program, HelpFitsAScreenAndShowsTwoExamples) {
             EXPECT_LE(line.size(), 80u) << line;
             examples += line.starts_with("  kalvatri ") ? 1 : 0;
         }
-        EXPECT_LE(count, 24) << help.out;
+        EXPECT_LE(count, words.size() == 2 && (words[0] == "apply" || words[0] == "batch") ? 32 : 24) << help.out;
         EXPECT_EQ(examples, 2) << help.out;
     }
     EXPECT_THAT(RunKalvatri({"--version"}).out, MatchesRegex("kalvatri [0-9]+\\.[0-9]+\\.[0-9]+\n"));
@@ -137,6 +141,78 @@ TEST_F(Program, AppliesAChainGivenAsWordsOrAsJson) {
     const Outcome json = RunKalvatri(files + Words{"--settings", folder_.File("chain.json")});
     EXPECT_EQ(json.exitCode, 0) << json.err;
     EXPECT_TRUE(SameFrames(Read("out.png"), expected));
+    const Outcome piped =
+        RunKalvatri({"apply", "-i", input, "-o", folder_.File("piped.png"), "--settings", "-"}, {.stdinFile = folder_.File("chain.json")});
+    EXPECT_EQ(piped.exitCode, 0) << piped.err;
+    EXPECT_TRUE(SameFrames(Read("piped.png"), expected));
+}
+
+TEST_F(Program, PrintsTheChainThatWasTypedAsARecipe) {
+    const Words chain = {"blurbokeh", "size=0.09", "aperture.shape=heart", "BlendPalette", "with=no such file.png"};
+    const Outcome applied = RunKalvatri(Words{"apply", "--print-settings"} + chain);
+    const Outcome batched = RunKalvatri(Words{"batch", "--print-settings", "--"} + chain);
+    EXPECT_EQ(applied.exitCode, 0) << applied.err;
+    EXPECT_EQ(batched.out, applied.out) << batched.err;
+    EXPECT_EQ(Json::parse(applied.out).dump(), R"([{"effect":"BlurBokeh","size":0.09,"aperture":{"shape":"heart"}},)"
+                                               R"({"effect":"BlendPalette","with":["no such file.png"]}])");
+    WriteFile(folder_.File("recipe.json"), applied.out);
+    EXPECT_EQ(RunKalvatri({"apply", "--print-settings", "--settings", folder_.File("recipe.json")}).out, applied.out);
+    ExpectRefused({{"apply", "--print-settings"}, 2, "an effect is missing"});
+    ExpectRefused({{"apply", "--print-settings", "BlendPalette", "with=\xff.png"}, 1, "not UTF-8"});
+}
+
+// Every file that is opened would otherwise get the number of a closed stream, and with it the messages.
+TEST_F(Program, MessagesWithoutStreamsGoNowhere) {
+    Make("good.png", MakeFrame(PixFmt::Rgb24, 8, 8));
+    WriteFile(folder_.File("bad.png"), std::string("no picture"));
+    const Words inputs = {folder_.File("bad.png"), folder_.File("good.png"), "--", "EmptyEffect"};
+    ASSERT_EQ(RunKalvatri(Words{"batch", "-o", folder_.File("expected")} + inputs).exitCode, 1);
+    for (const std::vector<int>& closed : {std::vector{0, 1, 2}, {0, 2}, {1, 2}, {2}}) {
+        SCOPED_TRACE(testing::PrintToString(closed));
+        std::filesystem::remove_all(folder_.File("out"));
+        EXPECT_EQ(RunKalvatri(Words{"batch", "-j", "1", "-o", folder_.File("out")} + inputs, {.closed = closed}).exitCode, 1);
+        EXPECT_EQ(ReadFile(folder_.File("out/good.png")), ReadFile(folder_.File("expected/good.png")));
+        EXPECT_EQ(ReadFile(folder_.File("out/.kalvatri-batch.jsonl")), ReadFile(folder_.File("expected/.kalvatri-batch.jsonl")));
+    }
+    const Words apply = {"apply", "-i", folder_.File("good.png"), "-o"};
+    EXPECT_EQ(RunKalvatri(apply + Words{folder_.File("out.png"), "EmptyEffect"}, {.closed = {0, 1, 2}}).exitCode, 0);
+    EXPECT_EQ(RunKalvatri(apply + Words{"-", "--format", "png", "EmptyEffect"}, {.closed = {0, 1}}).exitCode, 1) << "a result is lost";
+}
+
+TEST_F(Program, GivesTheSameBytesWithAnyNumberOfThreads) {
+    const std::string input = Make("in.png", MakeFrame(PixFmt::Rgb24, 301, 207));
+    const Words chain = {"TiltShift", "BlurBokeh", "OilPaint", "Sketch"};
+    for (const char* threads : {"1", "7"}) {
+        const Outcome outcome =
+            RunKalvatri(Words{"apply", "-i", input, "-o", folder_.File(std::string(threads) + ".png"), "--threads", threads} + chain);
+        EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+    }
+    EXPECT_EQ(ReadFile(folder_.File("1.png")), ReadFile(folder_.File("7.png")));
+
+    Kalvatri::ApplyOptions options;
+    options.inputs = {input};
+    options.output = folder_.File("out.png");
+    options.chain = {"EmptyEffect"};
+    options.threads = 3;
+    Kalvatri::RunApply(options);
+    EXPECT_EQ(Core::GetLibraryThreads(), 3);
+}
+
+TEST_F(Program, ServesTheProgramOfItsManual) {
+    const FileBytes manual = ReadFile(std::string(ORVEXA_SOURCE_DIR) + "/docs/host-api.md");
+    for (const auto& [language, name] : {std::pair{"cpp", "DiamondVignette.cpp"}, {"cmake", "CMakeLists.txt"}}) {
+        const FileBytes source = ReadFile(std::string(ORVEXA_SOURCE_DIR) + "/Tests/Package/" + name);
+        const std::string shown = std::string("```") + language + "\n" + std::string(source.begin(), source.end()) + "```\n";
+        EXPECT_THAT(std::string(manual.begin(), manual.end()), HasSubstr(shown)) << "docs/host-api.md does not show " << name;
+    }
+    const std::string input = Make("white.png", MakeFrame(PixFmt::Rgb24, 100, 100, Color(255, 255, 255)));
+    const std::string command = std::string(DIAMOND_VIGNETTE_PROGRAM) + " " + input + " " + folder_.File("out.png");
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    const FramePtr result = Read("out.png");
+    const auto redAt = [&](std::size_t x, std::size_t y) { return int{std::as_const(*result).GetPlane(0).GetRow(y)[3 * x]}; };
+    EXPECT_EQ(redAt(50, 16), 255) << "inside the diamond's upper corner";
+    EXPECT_LT(redAt(74, 74), 255) << "inside the ellipse that the module's own mask has, outside the diamond";
+    EXPECT_NEAR(redAt(0, 0), 255 - 220, 1) << "covered as far as the mask's background goes";
 }
 
 TEST_F(Program, ReadsStdinAndWritesStdout) {
@@ -184,6 +260,10 @@ TEST_F(Program, BadInputIsAnsweredWithOneLineAndHarmsNothing) {
     WriteFile(folder_.File("bad.json"), std::string("[{\"effect\": "));
     WriteFile(folder_.File("object.json"), std::string("{\"effect\": \"EmptyEffect\"}"));
     WriteFile(folder_.File("key.json"), std::string("[{\"effect\": \"WhiteBalance\", \"colour\": 1}]"));
+    const std::string deep = std::string(100000, '[') + std::string(100000, ']');
+    WriteFile(folder_.File("deep.json"), "[{\"effect\": \"WhiteBalance\", \"color\": " + deep + "}]");
+    WriteFile(folder_.File("huge.json"), std::string("[{\"effect\": \"WhiteBalance\", \"color\": 1e999}]"));
+    WriteFile(folder_.File("twice.json"), std::string("[{\"effect\": \"WhiteBalance\", \"effect\": \"Sketch\"}]"));
     const std::string old = Make("old.png", MakeFrame(PixFmt::Rgb24, 2, 2));
     const FileBytes oldBytes = ReadFile(old);
     const std::set<std::string> before = folder_.List();
@@ -203,10 +283,10 @@ TEST_F(Program, BadInputIsAnsweredWithOneLineAndHarmsNothing) {
         {apply + Words{"WhiteBalanse"}, 2, "did you mean WhiteBalance?"},
         {apply + Words{"zzzzzzzzzzzzzz"}, 2, "`kalvatri list` shows the effects"},
         {apply + Words{"color=#ffffff", "WhiteBalance"}, 2, "stands before any effect"},
-        {apply + Words{"WhiteBalance", "colour=#ffffff"}, 2, "the settings are color"},
+        {apply + Words{"WhiteBalance", "colour=#ffffff"}, 2, "did you mean color?"},
         {apply + Words{"WhiteBalance", "color=white"}, 2, "#RRGGBB"},
         {apply + Words{"CreateVideo", "width=0"}, 2, "in the range 1..131072"},
-        {apply + Words{"CreateVideo", "width=many"}, 2, "is not a number"},
+        {apply + Words{"CreateVideo", "width=many"}, 2, "is not a whole number in the range 1..131072"},
         {apply + Words{"Histogram", "heightLevel=0"}, 2, "in the range 1.."},
         {apply + Words{"Histogram", "width=0"}, 2, "in the range 1.."},
         {apply + Words{"GradientPosterize", "colorCount=0"}, 2, "in the range 1.."},
@@ -219,13 +299,29 @@ TEST_F(Program, BadInputIsAnsweredWithOneLineAndHarmsNothing) {
         {apply + Words{"EmptyEffect", "with=" + good}, 2, "takes one picture"},
         {apply + Words{"-i", good, "EmptyEffect"}, 2, "takes one -i"},
         {apply + Words{"Custom"}, 2, "takes a C++ function and is not available on the command line"},
-        {apply + Words{"EmptyEffect", "--quality", "101"}, 2, "--quality"},
+        {apply + Words{"EmptyEffect", "--quality", "101"}, 2, "--quality: \"101\" is not a whole number in the range 1..100"},
+        {apply + Words{"EmptyEffect", "--quality", ""}, 2, "in the range 1..100"},
+        {apply + Words{"EmptyEffect", "--quality", "0x10"}, 2, "in the range 1..100"},
+        {apply + Words{"EmptyEffect", "--threads", "0"}, 2, "in the range 1..1024"},
+        {apply + Words{"EmptyEffect", "--max-pixels", "-1"}, 2, "in the range 1..1099511627776"},
+        {apply + Words{"EmptyEffect", "--max-pixels", "18446744073709551616"}, 2, "in the range 1.."},
+        {apply + Words{"EmptyEffect", "--max-pixels", ""}, 2, "in the range 1.."},
+        {apply + Words{"EmptyEffect", "--pixfmt", ""}, 2, "--pixfmt: \"\" is not a whole number in the range 0.."},
         {apply + Words{"EmptyEffect", "--pixfmt", "1"}, 2, "the formats are 0, 2, 3"},
+        {{"batch", "-o", folder_.File("out"), "-j", "0x2", good, "--", "EmptyEffect"}, 2, "in the range 1..1024"},
+        {{"batch", "-o", folder_.File("out"), "--memory", "", good, "--", "EmptyEffect"}, 2, "--memory: the value is empty"},
         {apply + Words{"EmptyEffect", "--format", "bmp"}, 2, "the formats are jpg"},
         {apply + Words{"EmptyEffect", "--settings", folder_.File("bad.json")}, 2, "not in both"},
         {apply + Words{"--settings", folder_.File("bad.json")}, 2, "parse error at line 1"},
         {apply + Words{"--settings", folder_.File("object.json")}, 2, "array of objects"},
-        {apply + Words{"--settings", folder_.File("key.json")}, 2, "the settings are color"},
+        {apply + Words{"--settings", folder_.File("key.json")}, 2, "did you mean color?"},
+        {apply + Words{"--settings", folder_.File("deep.json")}, 2, "more than 64 deep"},
+        {apply + Words{"--settings", folder_.File("huge.json")}, 2, "huge.json: the number '1e999' is too large"},
+        {apply + Words{"--settings", folder_.File("twice.json")}, 2, "the key \"effect\" is given twice"},
+        {apply + Words{"--settings", folder_.File("")}, 1, "it is a folder"},
+        {apply + Words{"--settings", ""}, 2, "--settings: the value is empty"},
+        {{"apply", "-i", "-", "-o", old, "--settings", "-"}, 2, "only one of"},
+        {{"apply", "-i", "-", "-o", old, "BlendPalette", "with=-"}, 2, "only one of"},
         {apply + Words{"--settings", folder_.File("none.json")}, 1, "No such file"},
         {to(folder_.File("out")), 2, "suffix is missing"},
         {to(folder_.File("out.xyz")), 2, "the formats are jpg"},

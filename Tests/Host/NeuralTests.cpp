@@ -255,7 +255,7 @@ TEST(Neural, SaysWhatIsMissingOrDamaged) {
     const TempFolder empty;
     EXPECT_EQ(complaint(empty.GetPath()),
               "The manifest " + empty.File("models.json") + " does not exist; it must tell what models there are!");
-    for (const char* text : {"", "{", "[1, 2", "{\"types\": {}} more", "\xff", "{\"types\": 1e999}"}) {
+    for (const char* text : {"", "{", "[1, 2", "{\"types\": {}} more", "\xff", "{\"types\": 1e999}", "{\"types\": {}, \"types\": {}}"}) {
         models.WriteManifest(text);
         EXPECT_THAT(complaint(models.GetRoot()), HasSubstr("models.json is damaged, it must be JSON: ")) << text;
     }

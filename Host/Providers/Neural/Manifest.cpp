@@ -2,19 +2,18 @@
 
 #include <algorithm>
 #include <charconv>
-#include <fstream>
 #include <map>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 
 #include "Host/Core/Exception.h"
+#include "Host/Core/Json.h"
 
 namespace Orvexa::Proc::Neural {
 
 namespace {
 
-using Json = nlohmann::json;
+using Core::Json;
 
 constexpr char kManifestName[] = "models.json";
 constexpr std::uint32_t kMaxSide = 16384;  // of a network's input, in pixels
@@ -175,19 +174,24 @@ std::map<std::int64_t, Model> ReadSection(const Reader& manifest, const char* se
     return entries;
 }
 
+Json ReadManifestFile(const std::string& file) {
+    try {
+        return Core::ParseJson(Core::ReadJsonText(Core::ioPath(file)));
+    } catch (const SettingsException& exception) {
+        Throw("The manifest " + file + " is damaged, it must be JSON: " + exception.what());
+    } catch (const EffectException& exception) {
+        Throw("The manifest " + file + " cannot be read: " + exception.what());
+    }
+}
+
 Manifest ReadManifest(const Core::ioPath& root) {
     std::error_code error;
     if (!std::filesystem::is_directory(root, error)) Throw("The models folder " + root.string() + " does not exist!");
     const std::string file = (root / kManifestName).string();
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream) Throw("The manifest " + file + " does not exist; it must tell what models there are!");
-    try {
-        const Json json = Json::parse(stream);
-        const Reader reader(json, file, {"types", "models"});
-        return {ReadSection(reader, "types", file, root), ReadSection(reader, "models", file, root)};
-    } catch (const Json::exception& exception) {
-        Throw("The manifest " + file + " is damaged, it must be JSON: " + exception.what());
-    }
+    if (!std::filesystem::exists(file, error)) Throw("The manifest " + file + " does not exist; it must tell what models there are!");
+    const Json json = ReadManifestFile(file);
+    const Reader reader(json, file, {"types", "models"});
+    return {ReadSection(reader, "types", file, root), ReadSection(reader, "models", file, root)};
 }
 
 Model FindEntry(const std::map<std::int64_t, Model>& entries, std::int32_t number, const char* what, const Core::ioPath& root) {

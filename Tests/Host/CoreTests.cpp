@@ -1,0 +1,95 @@
+// JSON from outside, and the count of threads.
+
+#include <gmock/gmock.h>
+#include <sched.h>
+
+#include <sstream>
+
+#include "Host/Core/Exception.h"
+#include "Host/Core/Json.h"
+#include "Host/Core/Threads.h"
+#include "Tests/Support/TempFolder.h"
+
+namespace Orvexa::Test {
+
+namespace {
+
+using testing::HasSubstr;
+
+template <class Call>
+std::string ComplaintOf(Call&& call) {
+    try {
+        call();
+    } catch (const Proc::ProcException& exception) {
+        return exception.what();
+    }
+    return "accepted";
+}
+
+std::string Nested(std::size_t levels, const std::string& opening, const std::string& closing) {
+    std::string text;
+    for (std::size_t i = 0; i < levels; ++i) text += opening;
+    text += "1";
+    for (std::size_t i = 0; i < levels; ++i) text += closing;
+    return text;
+}
+
+std::string ManyMembers(std::size_t count) {
+    std::string text = "{";
+    for (std::size_t i = 0; i < count; ++i) text += (i > 0 ? ",\"" : "\"") + std::to_string(i) + "\":0";
+    return text + "}";
+}
+
+TEST(Json, IsTakenWithinLimitsOnly) {
+    constexpr std::size_t kDepth = Core::kMaxJsonDepth, kMembers = Core::kMaxJsonMembers;
+    const std::pair<std::string, std::string> cases[] = {
+        {Nested(kDepth, "[", "]"), "accepted"},
+        {Nested(kDepth + 1, "[", "]"), "more than 64 deep"},
+        {Nested(100000, "[", "]"), "more than 64 deep"},
+        {Nested(100000, "{\"a\":[", "]}"), "more than 64 deep"},
+        {std::string(100000, '['), "more than 64 deep"},
+        {ManyMembers(kMembers), "accepted"},
+        {ManyMembers(kMembers + 1), "more than 4096 members"},
+        {R"({"a": {"a": 1}, "b": {"a": 2}})", "accepted"},
+        {R"([{"a": 1}, {"a": 2}])", "accepted"},
+        {R"({"a": {"b": 1, "b": 1}})", "the key \"b\" is given twice in one object"},
+        {R"({"a": {}, "b": [{}], "a": 1})", "the key \"a\" is given twice in one object"},
+        {"[1e308, 1e-999]", "accepted"},
+        {"[-1e999]", "the number '-1e999' is too large"},
+        {"[1", "parse error at line 1, column 3"},
+        {"\"\xff\"", "invalid string"},
+        {"", "parse error"},
+    };
+    for (const auto& [text, complaint] : cases)
+        EXPECT_THAT(ComplaintOf([&, &json = text] { Core::ParseJson(json); }), HasSubstr(complaint)) << text.substr(0, 80);
+    EXPECT_EQ(Core::ParseJson(R"({"z": [1, -2.5, "\u00e9", null], "a": true})").dump(), R"({"z":[1,-2.5,"é",null],"a":true})");
+}
+
+TEST(Json, IsReadFromFilesOfModestSize) {
+    const TempFolder folder;
+    WriteFile(folder.File("good.json"), std::string("[1]"));
+    const auto complaint = [](const std::string& file) { return ComplaintOf([&] { Core::ReadJsonText(Core::ioPath(file)); }); };
+    EXPECT_EQ(Core::ReadJsonText(Core::ioPath(folder.File("good.json"))), "[1]");
+    EXPECT_EQ(complaint(folder.File("none.json")), "No such file or directory");
+    EXPECT_EQ(complaint(folder.GetPath()), "it is a folder, not a JSON file");
+    EXPECT_EQ(complaint("/dev/zero"), "it is larger than 4 MiB");
+    std::istringstream largest(std::string(Core::kMaxJsonBytes, ' '));
+    EXPECT_EQ(Core::ReadJsonText(largest).size(), Core::kMaxJsonBytes);
+}
+
+TEST(Threads, AreAsManyAsTheProcessorsThatTheProcessMayUse) {
+    cpu_set_t all, one;
+    ASSERT_EQ(sched_getaffinity(0, sizeof all, &all), 0);
+    int processor = 0;
+    while (!CPU_ISSET(processor, &all)) ++processor;
+    CPU_ZERO(&one);
+    CPU_SET(processor, &one);
+    EXPECT_EQ(Core::CountProcessors(), CPU_COUNT(&all));
+    ASSERT_EQ(sched_setaffinity(0, sizeof one, &one), 0);
+    EXPECT_EQ(Core::CountProcessors(), 1);
+    EXPECT_EQ(sched_setaffinity(0, sizeof all, &all), 0);
+}
+
+}  // namespace
+
+}  // namespace Orvexa::Test
