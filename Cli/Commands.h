@@ -28,6 +28,10 @@ struct DescribeOptions : CommonOptions {
     bool isMarkdown = false;  ///< the reference page of all effects
 };
 
+struct FormatsOptions : CommonOptions {
+    bool isJson = false;
+};
+
 /// A chain of effects, and how pictures come to it and leave it.
 struct ChainOptions : CommonOptions {
     std::vector<std::string> chain;
@@ -57,6 +61,7 @@ struct BatchOptions : ChainOptions {
 
 void RunList(const ListOptions& options);
 void RunDescribe(const DescribeOptions& options);
+void RunFormats(const FormatsOptions& options);
 void RunApply(const ApplyOptions& options);
 void RunBatch(const BatchOptions& options);
 
