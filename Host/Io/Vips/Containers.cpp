@@ -135,8 +135,8 @@ public:
     }
 };
 
-// ISO/IEC 14496-12 (boxes), 23008-12 (items): the `meta` box tells in `iinf` which items there are and in `iloc` where. The new EXIF item is
-// appended in a box of its own, and the old one's location is changed.
+// ISO/IEC 14496-12 (boxes), 23008-12 (items): the `meta` box tells in `iinf` which items there are and in `iloc` where. The new EXIF item
+// is appended in a box of its own, and the old one's location is changed.
 class HeifFilter final : public WholeFileFilter {
 public:
     using WholeFileFilter::WholeFileFilter;
@@ -219,7 +219,8 @@ private:
         const std::uint64_t version = cursor.Take(1);
         cursor.Take(3);
         const std::uint64_t sizes = cursor.Take(1), moreSizes = cursor.Take(1);
-        const std::size_t offsetSize = sizes >> 4, lengthSize = sizes & 15, baseSize = moreSizes >> 4, indexSize = version > 0 ? moreSizes & 15 : 0;
+        const std::size_t offsetSize = sizes >> 4, lengthSize = sizes & 15, baseSize = moreSizes >> 4,
+                          indexSize = version > 0 ? moreSizes & 15 : 0;
         const auto put = [&](std::size_t place, std::size_t bytes, std::uint64_t number) {
             file.replace(place, bytes, Number(number, bytes, Order::Big));
         };
@@ -253,8 +254,8 @@ private:
 
 std::unique_ptr<HeaderFilter> MakeMetadataFilter(FileFormat format, InsertedMetadata metadata) {
     const bool hasExif = !metadata.exif.empty();
-    const bool hasAny = hasExif || !metadata.xmp.main.empty() || !metadata.resources.empty() || !metadata.comment.empty() ||
-                        !metadata.texts.empty();
+    const bool hasAny =
+        hasExif || !metadata.xmp.main.empty() || !metadata.resources.empty() || !metadata.comment.empty() || !metadata.texts.empty();
     if (format == FileFormat::Jpeg && hasAny) return std::make_unique<JpegFilter>(std::move(metadata));
     if (format == FileFormat::Png && hasAny) return std::make_unique<PngFilter>(std::move(metadata));
     if (format == FileFormat::Webp && hasExif) return std::make_unique<WebpFilter>(std::move(metadata));

@@ -14,10 +14,10 @@ namespace Orvexa::Io::Details {
 
 /// What goes into a file as it stands; each may be empty. A file keeps what libvips writes in place of an empty one.
 struct InsertedMetadata {
-    std::string exif;       ///< a block; in JPEG files within the limit of a segment
-    SplitXmp xmp;           ///< in JPEG files only; libvips writes it into the others
-    std::string resources;  ///< Photoshop's image resources, in JPEG and PNG files
-    std::string comment;    ///< in JPEG and PNG files
+    std::string exif;                                        ///< a block; in JPEG files within the limit of a segment
+    SplitXmp xmp;                                            ///< in JPEG files only; libvips writes it into the others
+    std::string resources;                                   ///< Photoshop's image resources, in JPEG and PNG files
+    std::string comment;                                     ///< in JPEG and PNG files
     std::vector<std::pair<std::string, std::string>> texts;  ///< in PNG files, by their keywords
 };
 

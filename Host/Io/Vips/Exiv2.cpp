@@ -42,7 +42,7 @@ auto Serially(Call&& call) {
 
 // What every TIFF file has tells nothing of its own.
 bool IsCommon(const Exiv2::Exifdatum& datum) {
-    static const std::set<std::string> keys = {"Exif.Image.Orientation",  "Exif.Image.XResolution", "Exif.Image.YResolution",
+    static const std::set<std::string> keys = {"Exif.Image.Orientation",    "Exif.Image.XResolution", "Exif.Image.YResolution",
                                                "Exif.Image.ResolutionUnit", "Exif.Image.ExifTag",     "Exif.Image.GPSTag"};
     return keys.contains(datum.key());
 }

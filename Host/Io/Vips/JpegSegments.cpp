@@ -78,7 +78,8 @@ void AddSegment(std::string& bytes, unsigned marker, std::string_view start, std
 // One or more segments, each with the same start.
 void AddSegments(std::string& bytes, unsigned marker, std::string_view start, std::string_view content) {
     const std::size_t room = kMaxContent - start.size();
-    for (; !content.empty(); content.remove_prefix(std::min(room, content.size()))) AddSegment(bytes, marker, start, content.substr(0, room));
+    for (; !content.empty(); content.remove_prefix(std::min(room, content.size())))
+        AddSegment(bytes, marker, start, content.substr(0, room));
 }
 
 }  // namespace

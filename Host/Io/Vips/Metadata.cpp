@@ -4,8 +4,8 @@
 #include <cstdio>
 
 #include "Host/Core/Exception.h"
-#include "Host/Io/Vips/Exiv2.h"
 #include "Host/Io/Vips/ExifBlock.h"
+#include "Host/Io/Vips/Exiv2.h"
 #include "Host/Io/Vips/ImageResources.h"
 #include "Host/Io/Vips/JpegSegments.h"
 #include "Host/Io/Vips/TiffFile.h"
@@ -68,8 +68,7 @@ MetadataBlocks ReadMetadataBlocks(vips::VSource& source, std::string_view loader
         JpegSegments segments = ReadJpegSegments(source);
         blocks = {std::move(segments.exif), std::move(segments.xmp), std::move(segments.resources), {}, std::move(segments.comment), {}};
         if (!segments.xmpExtension.empty()) {
-            OrNote("the extension of the XMP data is left out", notes,
-                   [&] { blocks.xmp = JoinXmp(blocks.xmp, segments.xmpExtension); });
+            OrNote("the extension of the XMP data is left out", notes, [&] { blocks.xmp = JoinXmp(blocks.xmp, segments.xmpExtension); });
         }
     } else if (loader.starts_with("VipsForeignLoadTiff")) {
         OrNote("the EXIF data is left out", notes, [&] { blocks.exif = ReadTiffExif(source); });
@@ -78,8 +77,7 @@ MetadataBlocks ReadMetadataBlocks(vips::VSource& source, std::string_view loader
     return blocks;
 }
 
-PictureMetadata::PictureMetadata(MetadataBlocks blocks, const vips::VImage& image, bool isTurned, bool isSrgb,
-                                 Notes& notes)
+PictureMetadata::PictureMetadata(MetadataBlocks blocks, const vips::VImage& image, bool isTurned, bool isSrgb, Notes& notes)
     : blocks_(std::move(blocks)), xres_(image.xres()), yres_(image.yres()) {
     TakeFields(image);
     if (!blocks_.exif.empty() && FindExifBlock(blocks_.exif).empty()) notes.push_back("the EXIF data is damaged and left out");
@@ -129,9 +127,12 @@ void PictureMetadata::TakeText(const std::string& keyword, const std::string& te
     } else {
         const std::string kind = keyword.substr(kRawProfile.size());
         std::string bytes = ParseRawProfile(text);
-        if (kind == "exif" || kind == "APP1") (IsXmp(bytes) ? blocks_.xmp : blocks_.exif) = std::move(bytes);
-        else if (kind == "iptc" || kind == "8bim") blocks_.resources += bytes.starts_with('\x1c') ? WrapIptc(bytes) : bytes;
-        else if (kind == "xmp") blocks_.xmp = std::move(bytes);
+        if (kind == "exif" || kind == "APP1")
+            (IsXmp(bytes) ? blocks_.xmp : blocks_.exif) = std::move(bytes);
+        else if (kind == "iptc" || kind == "8bim")
+            blocks_.resources += bytes.starts_with('\x1c') ? WrapIptc(bytes) : bytes;
+        else if (kind == "xmp")
+            blocks_.xmp = std::move(bytes);
     }
 }
 

@@ -10,8 +10,8 @@
 #include <utility>
 
 #include "Host/Core/Exception.h"
-#include "Host/Io/Vips/Exiv2.h"
 #include "Host/Io/Vips/ExifBlock.h"
+#include "Host/Io/Vips/Exiv2.h"
 
 namespace Orvexa::Io::Details {
 
@@ -114,7 +114,10 @@ public:
         for (std::size_t i = 0; i < entries; ++i) {
             const std::string entry = directory.substr(i * 12, 12);
             TiffWriter::Field field{static_cast<std::uint16_t>(number(entry.substr(0, 2))),
-                                    static_cast<std::uint16_t>(number(entry.substr(2, 2))), number(entry.substr(4, 4)), {}, {}};
+                                    static_cast<std::uint16_t>(number(entry.substr(2, 2))),
+                                    number(entry.substr(4, 4)),
+                                    {},
+                                    {}};
             const std::size_t size = GetTypeSize(field.type) * field.count;
             const std::uint32_t valueAt = number(entry.substr(8, 4)) + static_cast<std::uint32_t>(base_);
             // A rational is two numbers.

@@ -57,7 +57,12 @@ struct ExifSample {
         const auto copyrightAt = kValues, commentAt = copyrightAt + Size(copyright), noteAt = commentAt + Size(comment);
         previewAt = noteAt + Size(note);
         block = std::string("II\x2a\0", 4) + Long(kMain);
-        Directory({{0x112, 3, 1, 6}, {0x11a, 5, 1, kResolution}, {0x11b, 5, 1, kResolution}, {0x8298, 2, Size(copyright), copyrightAt}, {0x8769, 4, 1, kExif}}, previewAt);
+        Directory({{0x112, 3, 1, 6},
+                   {0x11a, 5, 1, kResolution},
+                   {0x11b, 5, 1, kResolution},
+                   {0x8298, 2, Size(copyright), copyrightAt},
+                   {0x8769, 4, 1, kExif}},
+                  previewAt);
         orientationAt = kMain + 2 + 8;
         linkAt = kMain + 2 + 5 * 12;
         block.resize(kExif);
@@ -70,7 +75,10 @@ struct ExifSample {
         block += thumbnail;
     }
 
-    std::string copyright = std::string("Gr\xf6\xdf" "e 2024\0\0", 12);
+    std::string copyright = std::string(
+        "Gr\xf6\xdf"
+        "e 2024\0\0",
+        12);
     std::string comment = std::string("JIS\0\0\0\0\0$3$a$s$H!!!", 19) + '!';
     std::string note, block;
     std::size_t orientationAt = 0, widthAt = 0, linkAt = 0, previewAt = 0;
@@ -196,7 +204,9 @@ TEST_F(Metadata, ExifTravelsByteByByte) {
 TEST_F(Metadata, DamagedExifIsLeftOutWithANote) {
     NoisePicture(8, 8, 3).jpegsave(folder_.File("in.jpg").c_str(), VImage::option()->set("strip", true));
     std::string bytes = Bytes("in.jpg");
-    bytes.insert(2, std::string("\xff\xe1\0\x10" "Exif\0\0nonsense", 18));
+    bytes.insert(2, std::string("\xff\xe1\0\x10"
+                                "Exif\0\0nonsense",
+                                18));
     WriteFile(folder_.File("in.jpg"), bytes);
     const Io::LoadedImage loaded = Io::ReadImage(Core::ioPath(folder_.File("in.jpg")), TestAllocator());
     EXPECT_THAT(loaded.notes, ElementsAre(HasSubstr("the EXIF data is damaged")));
@@ -255,8 +265,7 @@ TEST_F(Metadata, ColoursAreConvertedToSrgbByTheProfileOnRequest) {
     };
     const auto toLevel = [](double v) { return 255 * (v <= 0.0031308 ? 12.92 * v : 1.055 * std::pow(v, 1 / 2.4) - 0.055); };
     constexpr double kMatrix[3][3] = {{1.2249, -0.2247, 0}, {-0.0420, 1.0419, 0}, {-0.0197, -0.0786, 1.0979}};
-    VImage picture =
-        PlainPicture(8, 8, {color[0], color[1], color[2]}, VIPS_INTERPRETATION_sRGB, VIPS_FORMAT_UCHAR).copy();
+    VImage picture = PlainPicture(8, 8, {color[0], color[1], color[2]}, VIPS_INTERPRETATION_sRGB, VIPS_FORMAT_UCHAR).copy();
     SetBlob(picture, VIPS_META_ICC_NAME, Profile("p3"));
     picture.pngsave(folder_.File("in.png").c_str());
 
