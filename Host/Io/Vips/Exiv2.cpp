@@ -20,18 +20,27 @@ namespace {
 constexpr char kNoteNamespace[] = "http://ns.adobe.com/xmp/note/", kNotePrefix[] = "xmpNote", kExtensionName[] = "HasExtendedXMP";
 
 // The XMP toolkit below exiv2 is made for one thread.
-template <class Call>
-auto Serially(Call&& call) {
+std::mutex& Turn() {
     static std::mutex mutex;
-    const std::lock_guard lock(mutex);
+    return mutex;
+}
+
+// Called with the turn.
+bool IsReady() {
     static const bool isReady = [] {
         Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute);
         if (!Exiv2::XmpParser::initialize()) return false;
         Exiv2::XmpProperties::registerNs(kNoteNamespace, kNotePrefix);
         return true;
     }();
+    return isReady;
+}
+
+template <class Call>
+auto Serially(Call&& call) {
+    const std::lock_guard lock(Turn());
     try {
-        if (!isReady) Throw("exiv2 cannot be started");
+        if (!IsReady()) Throw("exiv2 cannot be started");
         return call();
     } catch (const Proc::EffectException&) {
         throw;

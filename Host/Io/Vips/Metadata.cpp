@@ -151,12 +151,22 @@ bool PictureMetadata::Has(MetadataKind::Bit kind) const {
 std::string PictureMetadata::MakeExif(const vips::VImage& image, const FormatInfo& format, Notes& notes) const {
     std::string exif = blocks_.exif;
     SetSize(exif, static_cast<std::uint32_t>(image.width()), static_cast<std::uint32_t>(image.height()));
-    AddResolution(exif, image.xres() * kMillimetresInInch, image.yres() * kMillimetresInInch);
+    const bool hasOwnResolution = format.format == FileFormat::Png || format.format == FileFormat::Tiff;
+    if (hasResolution_ && !hasOwnResolution) AddResolution(exif, xres_ * kMillimetresInInch, yres_ * kMillimetresInInch);
     if (format.format == FileFormat::Jpeg && exif.size() > kMaxJpegExif) {
         exif = ShrinkExif(exif);
         notes.push_back("JPEG files hold 64 kilobytes of EXIF data; the largest tags are left out");
     }
     return exif;
+}
+
+void PictureMetadata::NoteTexts(const FormatInfo& format, Notes& notes) const {
+    std::string keywords;
+    for (const auto& [keyword, text] : blocks_.texts) {
+        if (keyword.starts_with("date:")) continue;  // the dates of files on their way, which some programs leave behind
+        keywords += (keywords.empty() ? "" : ", ") + keyword;
+    }
+    if (!keywords.empty()) notes.push_back("the texts of the PNG file (" + keywords + ") cannot be kept in " + format.name + " files");
 }
 
 InsertedMetadata PictureMetadata::Attach(VipsImage* raw, const FormatInfo& format, Notes& notes) const {
@@ -165,11 +175,7 @@ InsertedMetadata PictureMetadata::Attach(VipsImage* raw, const FormatInfo& forma
         if (Has(kind.bit) && (format.metadata & kind.bit) == 0)
             notes.push_back(std::string(kind.text) + " cannot be kept in " + format.name + " files");
     }
-    if (!blocks_.texts.empty() && format.format != FileFormat::Png) {
-        std::string keywords;
-        for (const auto& [keyword, text] : blocks_.texts) keywords += (keywords.empty() ? "" : ", ") + keyword;
-        notes.push_back("the texts of PNG files (" + keywords + ") cannot be kept in " + format.name + " files");
-    }
+    if (format.format != FileFormat::Png) NoteTexts(format, notes);
     const auto isKept = [&](MetadataKind::Bit kind) { return Has(kind) && (format.metadata & kind) != 0; };
     raw->Xres = hasResolution_ ? xres_ : kDefaultResolution;
     raw->Yres = hasResolution_ ? yres_ : kDefaultResolution;

@@ -39,6 +39,7 @@ public:
 private:
     void TakeFields(const vips::VImage& image);
     void TakeText(const std::string& keyword, const std::string& text);
+    void NoteTexts(const FormatInfo& format, Notes& notes) const;
     std::string MakeExif(const vips::VImage& image, const FormatInfo& format, Notes& notes) const;
 
     MetadataBlocks blocks_;

@@ -281,6 +281,20 @@ TEST_F(Metadata, ColoursAreConvertedToSrgbByTheProfileOnRequest) {
     EXPECT_EQ(asItIs.frame->GetPlane(0).GetData()[0], color[0]);
 }
 
+TEST_F(Metadata, TextsOfPngFilesStayInPngFiles) {
+    VImage picture = NoisePicture(8, 8, 3).copy();
+    picture.set("png-comment-0-Title",
+                "Gr\xc3\xbc\xc3\x9f"
+                "e");
+    picture.set("png-comment-1-date:create", "2024");
+    picture.pngsave(folder_.File("in.png").c_str());
+    EXPECT_THAT(Pass("in.png", "a.png"), IsEmpty());
+    EXPECT_THAT(Pass("a.png", "b.png"), IsEmpty());
+    EXPECT_THAT(Bytes("b.png"), HasSubstr("Gr\xc3\xbc\xc3\x9f"
+                                          "e"));
+    EXPECT_THAT(Pass("b.png", "a.jpg"), ElementsAre(HasSubstr("(Title) cannot be kept in JPEG files")));
+}
+
 TEST_F(Metadata, AProfileStaysWithTheKindOfPictureItIsFor) {
     MakePhotograph("in.jpg");
     const Io::LoadedImage color = Io::ReadImage(Core::ioPath(folder_.File("in.jpg")), TestAllocator());
