@@ -84,7 +84,8 @@ Json DescribeChain(const Chain& chain, const BatchOptions& options) {
     }
     return {{"version", KALVATRI_VERSION}, {"module", options.module.string()},
             {"steps", std::move(steps)},   {"pixfmt", options.pixFmt ? Json(*options.pixFmt) : Json()},
-            {"quality", options.quality},  {"allowTruncated", options.read.allowTruncated}};
+            {"quality", options.quality},  {"allowTruncated", options.read.allowTruncated},
+            {"srgb", options.read.toSrgb}};
 }
 
 void ReadFurtherPictures(Batch& batch) {

@@ -31,6 +31,10 @@ struct DescribeOptions : CommonOptions {
     bool isMarkdown = false;  ///< the reference page of all effects
 };
 
+struct FormatsOptions : CommonOptions {
+    bool isJson = false;
+};
+
 /// A chain of effects, and how pictures come to it and leave it.
 struct ChainOptions : CommonOptions {
     static constexpr std::int64_t kMaxMaxPixels = std::int64_t{1} << 40;  ///< bytes for so many can still be counted in 64 bits
@@ -64,6 +68,7 @@ struct BatchOptions : ChainOptions {
 
 void RunList(const ListOptions& options);
 void RunDescribe(const DescribeOptions& options);
+void RunFormats(const FormatsOptions& options);
 void RunApply(const ApplyOptions& options);
 void RunBatch(const BatchOptions& options);
 

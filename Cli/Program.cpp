@@ -77,6 +77,7 @@ void AddChainOptions(CLI::App& command, ChainOptions& options, const std::string
     AddNumber(command, "--pixfmt", options.pixFmt, 0, LastPixFmt(), "Convert the input to this pixel format first")->option_text("N");
     AddNumber(command, "--max-pixels", options.read.maxPixels, 1, ChainOptions::kMaxMaxPixels, "Refuse larger pictures, 2^28 if not given")
         ->option_text("N");
+    command.add_flag("--srgb", options.read.toSrgb, "Convert the colours of the input to sRGB by its profile");
     command.add_flag("--allow-truncated", options.read.allowTruncated, "Read damaged files as far as they go");
 }
 
@@ -138,6 +139,7 @@ struct Program {
     std::shared_ptr<HelpFormatter> formatter = std::make_shared<HelpFormatter>();
     ListOptions list;
     DescribeOptions describe;
+    FormatsOptions formats;
     ApplyOptions apply;
     BatchOptions batch;
     std::function<void()> run;
@@ -159,6 +161,8 @@ struct Program {
         describeCommand->add_option("effect", describe.effect)->group("");  // told in the usage
         describeCommand->add_flag("--json", describe.isJson, "As JSON");
         describeCommand->add_flag("--markdown", describe.isMarkdown, "All effects, as a page in Markdown");
+        CLI::App* formatsCommand = AddCommand("formats", "formats [--json]", "Show the kinds of files", formats, RunFormats);
+        formatsCommand->add_flag("--json", formats.isJson, "As JSON");
         CLI::App* applyCommand =
             AddCommand("apply", "apply -i IN -o OUT [options]\n       EFFECT [key=value]... [with=FILE]... [EFFECT ...]...",
                        "Run effects on a picture", apply, RunApply);

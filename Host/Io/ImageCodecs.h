@@ -15,6 +15,7 @@ public:
     virtual Notes Write(int descriptor, FileFormat format, const Proc::ConstFramePtr& frame, const WriteOptions& options) = 0;
     virtual Notes Write(std::vector<std::uint8_t>& bytes, FileFormat format, const Proc::ConstFramePtr& frame,
                         const WriteOptions& options) = 0;
+    virtual FormatSupport GetSupport(FileFormat format) = 0;
 };
 
 /// The type of the library's one function, whose result lives as long as the process.

@@ -15,12 +15,6 @@ namespace Orvexa::Io {
 
 namespace {
 
-constexpr std::pair<std::string_view, FileFormat> kSuffixes[] = {
-    {"jpg", FileFormat::Jpeg},  {"jpeg", FileFormat::Jpeg}, {"png", FileFormat::Png},   {"webp", FileFormat::Webp},
-    {"tif", FileFormat::Tiff},  {"tiff", FileFormat::Tiff}, {"heic", FileFormat::Heic}, {"heif", FileFormat::Heic},
-    {"avif", FileFormat::Avif}, {"gif", FileFormat::Gif},
-};
-
 ImageCodecs& Codecs() {
     static ImageCodecs& codecs =
         reinterpret_cast<GetImageCodecsFunction*>(Proc::LoadSymbol(Proc::GetPluginDirectory() / kImageCodecsLibrary, kGetImageCodecs))();
@@ -60,13 +54,17 @@ FileFormat FindFormat(std::string_view suffix) {
     std::string name(suffix.substr(suffix.starts_with('.') ? 1 : 0));
     std::transform(name.begin(), name.end(), name.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     std::string known;
-    for (const auto& [candidate, format] : kSuffixes) {
-        if (candidate == name) return format;
-        known += (known.empty() ? "" : ", ") + std::string(candidate);
+    for (const FormatInfo& info : GetFormats()) {
+        for (const std::string_view candidate : info.suffixes) {
+            if (candidate == name) return info.format;
+            known += (known.empty() ? "" : ", ") + std::string(candidate);
+        }
     }
     Throw((name.empty() ? "a suffix is missing that tells the file format" : "\"" + name + "\" is not a known file format") +
           "; the formats are " + known);
 }
+
+FormatSupport GetFormatSupport(FileFormat format) { return Codecs().GetSupport(format); }
 
 bool IsWritable(PixFmt pixFmt) { return pixFmt == PixFmt::Gray8 || pixFmt == PixFmt::Rgb24 || pixFmt == PixFmt::Rgba; }
 

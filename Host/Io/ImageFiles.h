@@ -12,17 +12,17 @@
 #include <vector>
 
 #include "Host/Core/Path.h"
+#include "Host/Io/Formats.h"
 #include "Host/Proc/IEffectFactory.h"
 
 namespace Orvexa::Io {
 
-enum class FileFormat { Jpeg, Png, Webp, Tiff, Heic, Avif, Gif };
-
-/// The format that a file name's suffix stands for, letter case ignored, with or without the dot: jpg, jpeg, png, webp, tif, tiff, heic,
-/// heif, avif or gif. Any other suffix throws `EffectException`.
+/// The format that a file name's suffix stands for, letter case ignored, with or without the dot. Suffixes that `GetFormats` does not list
+/// throw `EffectException`.
 FileFormat FindFormat(std::string_view suffix);
 
-/// EXIF, XMP, IPTC, colour profile and resolution of a picture that was read, to be handed to the picture that is written.
+/// The metadata of a picture that was read, to be handed to the picture that is written: the kinds of `GetMetadataKinds`, byte by byte
+/// except for what would be wrong of the new picture (orientation, size, preview pictures).
 class ImageMetadata {
 public:
     virtual ~ImageMetadata() = default;
@@ -35,6 +35,7 @@ using Notes = std::vector<std::string>;
 struct ReadOptions {
     std::uint64_t maxPixels = std::uint64_t{1} << 28;  ///< a larger picture is refused before memory is taken for it
     bool allowTruncated = false;                       ///< whether a damaged file is read as far as it goes
+    bool toSrgb = false;                               ///< whether a picture with a colour profile is converted to sRGB, losing the profile
 };
 
 /// The size of an upright picture in pixels.

@@ -1,145 +1,211 @@
-#include <string>
-#include <string_view>
-#include <utility>
+#include "Host/Io/Vips/Metadata.h"
 
-#include "Host/Io/Vips/Vips.h"
+#include <algorithm>
+#include <cstdio>
+
+#include "Host/Core/Exception.h"
+#include "Host/Io/Vips/ExifBlock.h"
+#include "Host/Io/Vips/Exiv2.h"
+#include "Host/Io/Vips/ImageResources.h"
+#include "Host/Io/Vips/JpegSegments.h"
+#include "Host/Io/Vips/TiffFile.h"
+#include "Host/Io/Vips/Xmp.h"
 
 namespace Orvexa::Io::Details {
 
 namespace {
 
-constexpr char kExifPrefix[] = "exif-";
-constexpr char kOrientationField[] = "exif-ifd0-Orientation";
-constexpr char kPreviewPrefix[] = "exif-ifd1-";  // IFD 1 describes the preview picture, which no longer shows what the file shows
-
 // Pixels per millimetre. libvips reads a file without a resolution as 1; 72 per inch is the usual stand-in.
 constexpr double kUnknownResolution = 1.0;
-constexpr double kDefaultResolution = 72.0 / 25.4;
+constexpr double kMillimetresInInch = 25.4;
+constexpr double kDefaultResolution = 72.0 / kMillimetresInInch;
 
-bool IsKept(std::string_view name) {
-    if (name == kOrientationField || name.starts_with(kPreviewPrefix)) return false;
-    if (name.starts_with(kExifPrefix)) return true;
-    for (const MetadataKind& kind : kMetadataKinds) {
-        if (kind.field != nullptr && name == kind.field) return true;
-    }
-    return false;
+constexpr char kPngText[] = "png-comment-", kHeifItem[] = "heif-mime-";
+
+// libvips frees some blobs with the picture whose fields they are, so that they must not be shared.
+std::string CopyBlob(VipsImage* image, const char* field) {
+    const void* data = nullptr;
+    std::size_t size = 0;
+    if (vips_image_get_typeof(image, field) != VIPS_TYPE_BLOB || vips_image_get_blob(image, field, &data, &size) != 0) return {};
+    return {static_cast<const char*>(data), size};
 }
 
-unsigned KindOf(std::string_view name) {
-    for (const MetadataKind& kind : kMetadataKinds) {
-        if (kind.field != nullptr && name == kind.field) return kind.bit;
-    }
-    return MetadataKind::Exif;  // the single EXIF tags
+void SetBlob(VipsImage* image, const char* field, const std::string& bytes) {
+    if (!bytes.empty()) vips_image_set_blob_copy(image, field, bytes.data(), bytes.size());
 }
 
-// Some programs repeat the orientation in XMP, as tiff:Orientation="6" or <tiff:Orientation>6</tiff:Orientation>.
-void ResetOrientation(std::string& xmp) {
-    constexpr std::string_view kTag = "tiff:Orientation";
-    for (std::size_t at = xmp.find(kTag); at != std::string::npos; at = xmp.find(kTag, at + kTag.size())) {
-        const std::size_t value = xmp.find_first_not_of("=\"'> \t\r\n", at + kTag.size());
-        if (value != std::string::npos && xmp[value] >= '1' && xmp[value] <= '8') xmp[value] = '1';
+bool IsXmp(std::string_view text) {
+    return text.find("<x:xmpmeta") != std::string_view::npos || text.find("<rdf:RDF") != std::string_view::npos;
+}
+
+template <class Call>
+void OrNote(const std::string& what, Notes& notes, Call&& call) {
+    try {
+        call();
+    } catch (const Proc::EffectException& error) {
+        notes.push_back(what + " (" + Describe(error) + ")");
     }
 }
 
-// IPTC records come bare (in TIFF files) or in the resource block of a JPEG file, which is the form to be written. Of bare ones only what
-// is a record counts, as their length in the file is not reliable.
-std::string WrapIptc(std::string_view bare) {
-    constexpr char kRecordMark = 0x1c;  // IIM 4.2: mark, record, data set, two bytes of length, data
-    constexpr std::size_t kHeader = 5;
-    const auto byteAt = [&](std::size_t at) { return static_cast<std::size_t>(static_cast<unsigned char>(bare[at])); };
-    std::size_t end = 0;
-    while (end + kHeader <= bare.size() && bare[end] == kRecordMark) {
-        const std::size_t next = end + kHeader + (byteAt(end + 3) << 8 | byteAt(end + 4));
-        if (next > bare.size()) break;
-        end = next;
-    }
-    std::string block(
-        "Photoshop 3.0\0"
-        "8BIM\x04\x04\0\0",
-        22);  // resource 0x0404 without a name
-    for (int shift = 24; shift >= 0; shift -= 8) block += static_cast<char>(end >> shift & 255);
-    block += bare.substr(0, end);
-    if (end % 2 != 0) block += '\0';
-    return block;
+template <class Visit>
+void ForEachField(const vips::VImage& image, Visit&& visit) {
+    gchar** names = vips_image_get_fields(image.get_image());
+    for (gchar** name = names; name != nullptr && *name != nullptr; ++name) visit(std::string(*name));
+    g_strfreev(names);
 }
 
-void CopyField(VipsImage* from, const char* name, VipsImage* to) {
-    GValue value = G_VALUE_INIT;
-    if (vips_image_get(from, name, &value) != 0) return;
-    vips_image_set(to, name, &value);
-    g_value_unset(&value);
+// ICC.1:2022, 7.2: bytes 16..19 of the header name the colour space of the data.
+bool IsProfileFor(std::string_view profile, bool isGray) {
+    return profile.size() >= 20 && profile.substr(16, 4) == (isGray ? "GRAY" : "RGB ");
 }
 
 }  // namespace
 
-VipsMetadata::VipsMetadata(const vips::VImage& image, bool isTurned) : fields_(vips_image_new()) {
-    struct Visit {
-        VipsImage* to;
-        unsigned kinds = 0;
-    } visit{fields_.get_image()};
-    vips_image_map(
-        image.get_image(),
-        [](VipsImage* from, const char* name, GValue*, void* data) -> void* {
-            if (!IsKept(name)) return nullptr;
-            auto& into = *static_cast<Visit*>(data);
-            CopyField(from, name, into.to);
-            into.kinds |= KindOf(name);
-            return nullptr;
-        },
-        &visit);
-    kinds_ = visit.kinds;
-
-    if (Has(MetadataKind::Xmp)) {
-        std::string xmp(GetBlob(VIPS_META_XMP_NAME));
-        ResetOrientation(xmp);
-        vips_image_set_blob_copy(fields_.get_image(), VIPS_META_XMP_NAME, xmp.data(), xmp.size());
+MetadataBlocks ReadMetadataBlocks(vips::VSource& source, std::string_view loader, Notes& notes) {
+    MetadataBlocks blocks;
+    vips_source_rewind(source.get_source());  // whoever looked for the loader has read some
+    if (loader.starts_with("VipsForeignLoadJpeg")) {
+        JpegSegments segments = ReadJpegSegments(source);
+        blocks = {std::move(segments.exif), std::move(segments.xmp), std::move(segments.resources), {}, std::move(segments.comment), {}};
+        if (!segments.xmpExtension.empty()) {
+            OrNote("the extension of the XMP data is left out", notes, [&] { blocks.xmp = JoinXmp(blocks.xmp, segments.xmpExtension); });
+        }
+    } else if (loader.starts_with("VipsForeignLoadTiff")) {
+        OrNote("the EXIF data is left out", notes, [&] { blocks.exif = ReadTiffExif(source); });
     }
-    if (Has(MetadataKind::Iptc) && GetBlob(VIPS_META_IPTC_NAME).starts_with('\x1c')) {
-        const std::string block = WrapIptc(GetBlob(VIPS_META_IPTC_NAME));
-        vips_image_set_blob_copy(fields_.get_image(), VIPS_META_IPTC_NAME, block.data(), block.size());
-    }
+    vips_source_rewind(source.get_source());
+    return blocks;
+}
 
-    double xres = image.xres();
-    double yres = image.yres();
-    if (xres != kUnknownResolution || yres != kUnknownResolution) {
-        kinds_ |= MetadataKind::Resolution;
+PictureMetadata::PictureMetadata(MetadataBlocks blocks, const vips::VImage& image, bool isTurned, bool isSrgb, Notes& notes)
+    : blocks_(std::move(blocks)), xres_(image.xres()), yres_(image.yres()) {
+    TakeFields(image);
+    if (!blocks_.exif.empty() && FindExifBlock(blocks_.exif).empty()) notes.push_back("the EXIF data is damaged and left out");
+    blocks_.exif = FindExifBlock(blocks_.exif);
+    blocks_.resources = CleanResources(blocks_.resources);
+    if (isTurned) std::swap(xres_, yres_);
+    MakeUpright(blocks_.exif, isTurned);
+    MakeXmpUpright(blocks_.xmp);
+    if (isSrgb) {
+        SetSrgb(blocks_.exif);
+        SetXmpSrgb(blocks_.xmp);
+    }
+    hasResolution_ = xres_ != kUnknownResolution || yres_ != kUnknownResolution;
+}
+
+// Only what was not found in the file itself.
+void PictureMetadata::TakeFields(const vips::VImage& image) {
+    VipsImage* raw = image.get_image();
+    const auto take = [](std::string& block, std::string&& other) {
+        if (block.empty()) block = std::move(other);
+    };
+    blocks_.icc = CopyBlob(raw, VIPS_META_ICC_NAME);
+    ForEachField(image, [&](const std::string& name) {
+        if (name.starts_with(kHeifItem)) {
+            std::string item = CopyBlob(raw, name.c_str());
+            if (IsXmp(item)) take(blocks_.xmp, std::move(item));
+        } else if (name.starts_with(kPngText)) {
+            const char* text = nullptr;
+            const std::size_t dash = name.find('-', sizeof kPngText - 1);  // a number stands before it
+            if (dash == std::string::npos || vips_image_get_string(raw, name.c_str(), &text) != 0) return;
+            TakeText(name.substr(dash + 1), text);
+        }
+    });
+    const bool isTiff = vips_image_get_typeof(raw, VIPS_META_PHOTOSHOP_NAME) != 0 || CopyBlob(raw, VIPS_META_IPTC_NAME).starts_with('\x1c');
+    if (isTiff) {
+        take(blocks_.resources, WrapIptc(CopyBlob(raw, VIPS_META_IPTC_NAME)) + WithoutIptc(CopyBlob(raw, VIPS_META_PHOTOSHOP_NAME)));
+    }
+    take(blocks_.exif, CopyBlob(raw, VIPS_META_EXIF_NAME));
+    take(blocks_.xmp, CopyBlob(raw, VIPS_META_XMP_NAME));
+}
+
+void PictureMetadata::TakeText(const std::string& keyword, const std::string& text) {
+    if (keyword == "Comment") {
+        blocks_.comment += (blocks_.comment.empty() ? "" : "\n") + text;
+    } else if (!keyword.starts_with(kRawProfile)) {
+        blocks_.texts.emplace_back(keyword, text);
     } else {
-        xres = yres = kDefaultResolution;
+        const std::string kind = keyword.substr(kRawProfile.size());
+        std::string bytes = ParseRawProfile(text);
+        if (kind == "exif" || kind == "APP1")
+            (IsXmp(bytes) ? blocks_.xmp : blocks_.exif) = std::move(bytes);
+        else if (kind == "iptc" || kind == "8bim")
+            blocks_.resources += bytes.starts_with('\x1c') ? WrapIptc(bytes) : bytes;
+        else if (kind == "xmp")
+            blocks_.xmp = std::move(bytes);
     }
-    if (isTurned) std::swap(xres, yres);
-    fields_.get_image()->Xres = xres;
-    fields_.get_image()->Yres = yres;
 }
 
-bool VipsMetadata::IsProfileFor(bool isGray) const {
-    if (!Has(MetadataKind::Icc)) return false;
-    // ICC.1:2022, 7.2: bytes 16..19 of the header name the colour space of the data.
-    const std::string_view profile = GetBlob(VIPS_META_ICC_NAME);
-    return profile.size() >= 20 && profile.substr(16, 4) == (isGray ? "GRAY" : "RGB ");
+bool PictureMetadata::Has(MetadataKind::Bit kind) const {
+    switch (kind) {
+        case MetadataKind::Exif: return !blocks_.exif.empty();
+        case MetadataKind::Xmp: return !blocks_.xmp.empty();
+        case MetadataKind::Iptc: return !FindIptc(blocks_.resources).empty();
+        case MetadataKind::Icc: return !blocks_.icc.empty();
+        case MetadataKind::Resolution: return hasResolution_;
+        case MetadataKind::Comment: return !blocks_.comment.empty();
+    }
+    return false;
 }
 
-std::string_view VipsMetadata::GetBlob(const char* field) const {
-    std::size_t size = 0;
-    const void* data = fields_.get_blob(field, &size);
-    return {static_cast<const char*>(data), size};
+std::string PictureMetadata::MakeExif(const vips::VImage& image, const FormatInfo& format, Notes& notes) const {
+    std::string exif = blocks_.exif;
+    SetSize(exif, static_cast<std::uint32_t>(image.width()), static_cast<std::uint32_t>(image.height()));
+    const bool hasOwnResolution = format.format == FileFormat::Png || format.format == FileFormat::Tiff;
+    if (hasResolution_ && !hasOwnResolution) AddResolution(exif, xres_ * kMillimetresInInch, yres_ * kMillimetresInInch);
+    if (format.format == FileFormat::Jpeg && exif.size() > kMaxJpegExif) {
+        exif = ShrinkExif(exif);
+        notes.push_back("JPEG files hold 64 kilobytes of EXIF data; the largest tags are left out");
+    }
+    return exif;
 }
 
-void VipsMetadata::CopyTo(VipsImage* image, unsigned kept) const {
-    struct Visit {
-        VipsImage* to;
-        unsigned kept;
-    } visit{image, kept};
-    vips_image_map(
-        fields_.get_image(),
-        [](VipsImage* from, const char* name, GValue*, void* data) -> void* {
-            const auto& into = *static_cast<Visit*>(data);
-            if (IsKept(name) && (KindOf(name) & into.kept) != 0) CopyField(from, name, into.to);
-            return nullptr;
-        },
-        &visit);
-    vips_image_set_int(image, VIPS_META_ORIENTATION, 1);  // written over what the EXIF block says
-    image->Xres = fields_.xres();
-    image->Yres = fields_.yres();
+void PictureMetadata::NoteTexts(const FormatInfo& format, Notes& notes) const {
+    std::string keywords;
+    for (const auto& [keyword, text] : blocks_.texts) {
+        if (keyword.starts_with("date:")) continue;  // the dates of files on their way, which some programs leave behind
+        keywords += (keywords.empty() ? "" : ", ") + keyword;
+    }
+    if (!keywords.empty()) notes.push_back("the texts of the PNG file (" + keywords + ") cannot be kept in " + format.name + " files");
 }
+
+InsertedMetadata PictureMetadata::Attach(VipsImage* raw, const FormatInfo& format, Notes& notes) const {
+    const vips::VImage image(raw, vips::NOSTEAL);
+    for (const MetadataKind& kind : GetMetadataKinds()) {
+        if (Has(kind.bit) && (format.metadata & kind.bit) == 0)
+            notes.push_back(std::string(kind.text) + " cannot be kept in " + format.name + " files");
+    }
+    if (format.format != FileFormat::Png) NoteTexts(format, notes);
+    const auto isKept = [&](MetadataKind::Bit kind) { return Has(kind) && (format.metadata & kind) != 0; };
+    raw->Xres = hasResolution_ ? xres_ : kDefaultResolution;
+    raw->Yres = hasResolution_ ? yres_ : kDefaultResolution;
+
+    const bool isGray = image.bands() == 1;
+    if (isKept(MetadataKind::Icc) && !IsProfileFor(blocks_.icc, isGray)) {
+        notes.push_back(std::string("the colour profile is not for ") + (isGray ? "grey" : "RGB") + " pictures and cannot be kept");
+    } else if (isKept(MetadataKind::Icc)) {
+        SetBlob(raw, VIPS_META_ICC_NAME, blocks_.icc);
+    }
+    InsertedMetadata inserted;
+    if (isKept(MetadataKind::Exif))
+        OrNote("the EXIF data is too large for JPEG files", notes, [&] { inserted.exif = MakeExif(image, format, notes); });
+    if (isKept(MetadataKind::Xmp)) {
+        std::string xmp = blocks_.xmp;
+        SetXmpSize(xmp, static_cast<std::uint32_t>(image.width()), static_cast<std::uint32_t>(image.height()));
+        if (format.format != FileFormat::Jpeg) {
+            SetBlob(raw, VIPS_META_XMP_NAME, xmp);
+        } else if (xmp.size() <= kMaxJpegXmp) {
+            inserted.xmp.main = std::move(xmp);
+        } else {
+            OrNote("the XMP data is too large for JPEG files", notes, [&] { inserted.xmp = DivideXmp(xmp, kMaxJpegXmp); });
+        }
+    }
+    if ((format.metadata & MetadataKind::Iptc) != 0) inserted.resources = blocks_.resources;
+    if (isKept(MetadataKind::Comment)) inserted.comment = blocks_.comment;
+    if (format.format == FileFormat::Png) inserted.texts = blocks_.texts;
+    return inserted;
+}
+
+void SetDefaultResolution(VipsImage* image) { image->Xres = image->Yres = kDefaultResolution; }
 
 }  // namespace Orvexa::Io::Details

@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "Host/Core/Exception.h"
+#include "Host/Io/Vips/Metadata.h"
 #include "Host/Io/Vips/Vips.h"
 
 namespace Orvexa::Io::Details {
@@ -12,18 +13,15 @@ using vips::VImage;
 
 constexpr int kStripRows = 32;  // decoded at a time: enough for 90-degree turns to write runs, small enough for the cache
 
-constexpr const char* kLoaders[] = {"VipsForeignLoadJpeg", "VipsForeignLoadPng",  "VipsForeignLoadWebp",
-                                    "VipsForeignLoadTiff", "VipsForeignLoadHeif", "VipsForeignLoadNsgif"};
-
 // The loader of the picture. libvips knows many more formats, and the readers of some open other files or run scripts; those stay closed.
 std::string_view CheckLoader(vips::VSource& source) {
     const char* found = vips_foreign_find_load_source(source.get_source());
     const std::string_view loader = found != nullptr ? found : "";
-    for (const char* known : kLoaders) {
-        if (loader.starts_with(known)) return loader;
+    for (const VipsFormat& known : kVipsFormats) {
+        if (loader.starts_with(known.loader)) return loader;
     }
     TakeVipsError();
-    Throw("this is not a JPEG, PNG, WebP, TIFF, HEIF, AVIF or GIF picture, or its beginning is damaged");
+    Throw("this is not a " + GetFormatNames() + " picture, or its beginning is damaged");
 }
 
 // Reads no more than the header where the format allows.
@@ -43,15 +41,35 @@ void CheckSize(const VImage& image, const ReadOptions& options) {
           std::to_string(options.maxPixels) + " (--max-pixels)");
 }
 
+std::string DescribeReduction(const VImage& image) {
+    return std::to_string(8 * vips_format_sizeof(image.format())) + "-bit samples are reduced to 8 bits";
+}
+
+bool HasProfile(const VImage& image) { return vips_image_get_typeof(image.get_image(), VIPS_META_ICC_NAME) != 0; }
+
+// The colours as sRGB has them, without the profile that told what they were. CMYK is left to `ToEightBits`.
+VImage ToSrgb(const VImage& image, Notes& notes) {
+    if (!HasProfile(image) || image.guess_interpretation() == VIPS_INTERPRETATION_CMYK) return image;
+    try {
+        VImage converted = image.icc_transform("srgb", VImage::option()->set("embedded", true)->set("black_point_compensation", true));
+        const bool isGray = image.bands() == 1;
+        if (isGray) converted = converted.extract_band(0).copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_B_W));
+        if (image.format() != VIPS_FORMAT_UCHAR) notes.push_back(DescribeReduction(image));
+        converted = converted.copy();
+        converted.remove(VIPS_META_ICC_NAME);
+        return converted;
+    } catch (const vips::VError&) {
+        notes.push_back("the colour profile cannot be used (" + TakeVipsError() + "); the colours stay as they are");
+        return image;
+    }
+}
+
 // 1, 3 or 4 bands of 8 bits.
 VImage ToEightBits(VImage image, Notes& notes) {
     const VipsInterpretation meaning = image.guess_interpretation();
     const int bands = image.bands();
     const bool isCmyk = meaning == VIPS_INTERPRETATION_CMYK && bands >= 4;
-    if (image.format() != VIPS_FORMAT_UCHAR) {
-        const auto bits = 8 * vips_format_sizeof(image.format());
-        notes.push_back(std::to_string(bits) + "-bit samples are reduced to 8 bits");
-    }
+    if (image.format() != VIPS_FORMAT_UCHAR) notes.push_back(DescribeReduction(image));
     if (isCmyk) {
         notes.push_back("CMYK is brought to sRGB");
         // The picture's own profile says what its inks are; without one, the library's general CMYK profile.
@@ -146,18 +164,21 @@ ImageSize ReadVipsSize(vips::VSource source, const ReadOptions& options) {
 
 namespace {
 
-LoadedImage ReadAndClose(const vips::VSource& source, const Proc::AllocatorPtr& allocator, const ReadOptions& options) {
+LoadedImage ReadAndClose(vips::VSource& source, std::string_view loader, const Proc::AllocatorPtr& allocator, const ReadOptions& options) {
+    LoadedImage loaded;
+    MetadataBlocks blocks = ReadMetadataBlocks(source, loader, loaded.notes);
     const unsigned warningsBefore = GetWarningCount();
     const VImage file = OpenImage(source, options);
     CheckSize(file, options);
 
-    LoadedImage loaded;
     if (const int pages = vips_image_get_n_pages(file.get_image()); pages > 1) {
         loaded.notes.push_back("only the first of its " + std::to_string(pages) + " pictures is read");
     }
     const int orientation = vips_image_get_orientation(file.get_image());
-    const VImage picture = ToEightBits(file, loaded.notes);
-    loaded.metadata = std::make_shared<VipsMetadata>(picture, IsTurned(orientation));
+    const VImage colors = options.toSrgb ? ToSrgb(file, loaded.notes) : file;
+    const VImage picture = ToEightBits(colors, loaded.notes);
+    const bool isSrgb = HasProfile(file) && !HasProfile(colors);
+    loaded.metadata = std::make_shared<PictureMetadata>(std::move(blocks), picture, IsTurned(orientation), isSrgb, loaded.notes);
 
     Conf::FrameInfo info(static_cast<std::uint32_t>(picture.width()), static_cast<std::uint32_t>(picture.height()));
     if (IsTurned(orientation)) std::swap(info.width, info.height);
@@ -187,9 +208,10 @@ LoadedImage ReadAndClose(const vips::VSource& source, const Proc::AllocatorPtr& 
 }  // namespace
 
 LoadedImage ReadVips(vips::VSource source, const Proc::AllocatorPtr& allocator, const ReadOptions& options) {
-    const bool isJpeg = CheckLoader(source).starts_with("VipsForeignLoadJpeg");
+    const std::string_view loader = CheckLoader(source);
+    const bool isJpeg = loader.starts_with("VipsForeignLoadJpeg");
     const unsigned warningsBefore = GetOwnWarningCount();
-    LoadedImage loaded = ReadAndClose(source, allocator, options);
+    LoadedImage loaded = ReadAndClose(source, loader, allocator, options);
     // The decoder, when it is closed, warns of complaints that the error buffer may have lost.
     if (isJpeg && GetOwnWarningCount() != warningsBefore) ErrorGuard::NeedOwnErrors();
     return loaded;

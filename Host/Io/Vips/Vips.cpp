@@ -124,23 +124,21 @@ public:
     Notes Write(int descriptor, FileFormat format, const Proc::ConstFramePtr& frame, const WriteOptions& options) override {
         return Guarded([&] {
             // What a failed attempt has written goes.
-            if (ftruncate(descriptor, 0) != 0 || lseek(descriptor, 0, SEEK_SET) != 0) Throw(std::strerror(errno));
-            return Details::WriteVips(vips::VTarget::new_to_descriptor(descriptor), format, frame, options);
+            if (ftruncate(descriptor, 0) != 0) Throw(std::strerror(errno));
+            Details::FileOutput output(descriptor);
+            return Details::WriteVips(output, format, frame, options);
         });
     }
     Notes Write(std::vector<std::uint8_t>& bytes, FileFormat format, const Proc::ConstFramePtr& frame,
                 const WriteOptions& options) override {
         return Guarded([&] {
-            const vips::VTarget target = vips::VTarget::new_to_memory();
-            Notes notes = Details::WriteVips(target, format, frame, options);
-            VipsBlob* blob = nullptr;
-            g_object_get(target.get_target(), "blob", &blob, nullptr);
-            std::size_t size = 0;
-            const auto* data = static_cast<const std::uint8_t*>(vips_blob_get(blob, &size));
-            bytes.assign(data, data + size);
-            vips_area_unref(VIPS_AREA(blob));
-            return notes;
+            bytes.clear();
+            Details::MemoryOutput output(bytes);
+            return Details::WriteVips(output, format, frame, options);
         });
+    }
+    FormatSupport GetSupport(FileFormat format) override {
+        return Details::ErrorGuard::RunAlone([&] { return Details::TryFormat(format); });
     }
 };
 

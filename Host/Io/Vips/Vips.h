@@ -1,4 +1,4 @@
-// What reading and writing share: the start of the library, its errors, its metadata fields.
+// What reading and writing share: the start of the library, its errors, its formats.
 #pragma once
 
 #include <string>
@@ -6,6 +6,7 @@
 #include <vips/vips8>
 
 #include "Host/Io/ImageFiles.h"
+#include "Host/Io/Vips/Output.h"
 
 namespace Orvexa::Io::Details {
 
@@ -58,40 +59,24 @@ bool HasVipsError();
 /// Empties libvips' error buffer and gives what it said last, in one line. Needs own errors.
 std::string TakeVipsError();
 
-/// A kind of metadata and where libvips keeps it.
-struct MetadataKind {
-    enum Bit : unsigned { Exif = 1, Xmp = 2, Iptc = 4, Icc = 8, Resolution = 16 };
-    Bit bit;
-    const char* name;   ///< for people
-    const char* field;  ///< null where it is no field of its own
+/// What reads and writes a format: the start of its loaders' names, and the operation that saves.
+struct VipsFormat {
+    FileFormat format;
+    const char *loader, *saver;
 };
-inline constexpr MetadataKind kMetadataKinds[] = {
-    {MetadataKind::Exif, "the EXIF data", VIPS_META_EXIF_NAME}, {MetadataKind::Xmp, "the XMP data", VIPS_META_XMP_NAME},
-    {MetadataKind::Iptc, "the IPTC data", VIPS_META_IPTC_NAME}, {MetadataKind::Icc, "the colour profile", VIPS_META_ICC_NAME},
-    {MetadataKind::Resolution, "the resolution", nullptr},
-};
-
-/// Metadata as the fields of an image without pixels. Read only once made, so several threads may write pictures with it.
-class VipsMetadata : public ImageMetadata {
-public:
-    /// Takes the metadata of a picture whose orientation is about to be applied; `isTurned` tells that this swaps its sides.
-    VipsMetadata(const vips::VImage& image, bool isTurned);
-
-    bool Has(MetadataKind::Bit bit) const { return (kinds_ & bit) != 0; }
-    /// Whether the colour profile is made for pictures in grey or in RGB; false without a profile.
-    bool IsProfileFor(bool isGray) const;
-    /// Sets the fields of the `kept` kinds and the resolution on `image`.
-    void CopyTo(VipsImage* image, unsigned kept) const;
-
-private:
-    std::string_view GetBlob(const char* field) const;
-
-    vips::VImage fields_;
-    unsigned kinds_ = 0;
+inline constexpr VipsFormat kVipsFormats[] = {
+    {FileFormat::Jpeg, "VipsForeignLoadJpeg", "jpegsave_target"}, {FileFormat::Png, "VipsForeignLoadPng", "pngsave_target"},
+    {FileFormat::Webp, "VipsForeignLoadWebp", "webpsave_target"}, {FileFormat::Tiff, "VipsForeignLoadTiff", "tiffsave_target"},
+    {FileFormat::Heic, "VipsForeignLoadHeif", "heifsave_target"}, {FileFormat::Avif, "VipsForeignLoadHeif", "heifsave_target"},
+    {FileFormat::Gif, "VipsForeignLoadNsgif", "gifsave_target"},
 };
 
 ImageSize ReadVipsSize(vips::VSource source, const ReadOptions& options);
 LoadedImage ReadVips(vips::VSource source, const Proc::AllocatorPtr& allocator, const ReadOptions& options);
-Notes WriteVips(vips::VTarget target, FileFormat format, const Proc::ConstFramePtr& frame, const WriteOptions& options);
+/// `output` is empty.
+Notes WriteVips(Output& output, FileFormat format, const Proc::ConstFramePtr& frame, const WriteOptions& options);
+
+/// Writes and reads a small picture.
+FormatSupport TryFormat(FileFormat format);
 
 }  // namespace Orvexa::Io::Details

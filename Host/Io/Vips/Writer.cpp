@@ -1,7 +1,14 @@
 #include <algorithm>
 #include <cstring>
+#include <optional>
+#include <utility>
 
 #include "Host/Core/Exception.h"
+#include "Host/Io/Vips/Containers.h"
+#include "Host/Io/Vips/ImageResources.h"
+#include "Host/Io/Vips/Metadata.h"
+#include "Host/Io/Vips/Output.h"
+#include "Host/Io/Vips/TiffFile.h"
 #include "Host/Io/Vips/Vips.h"
 
 namespace Orvexa::Io::Details {
@@ -11,31 +18,8 @@ namespace {
 using vips::VImage;
 using vips::VOption;
 
-// What a file format can hold.
-struct FormatTraits {
-    FileFormat format;
-    const char* name;
-    const char* saver;
-    bool hasAlpha;
-    std::uint32_t maxSide;
-    unsigned metadata;
-};
-constexpr unsigned kExif = MetadataKind::Exif, kXmp = MetadataKind::Xmp, kIptc = MetadataKind::Iptc, kIcc = MetadataKind::Icc,
-                   kResolution = MetadataKind::Resolution;
-// libvips writes neither EXIF nor IPTC to TIFF files that other programs could read.
-// WebP, HEIF and AVIF have no resolution of their own, but it is among the EXIF tags that are written.
-constexpr FormatTraits kFormats[] = {
-    {FileFormat::Jpeg, "JPEG", "jpegsave_target", false, 65500, kExif | kXmp | kIptc | kIcc | kResolution},
-    {FileFormat::Png, "PNG", "pngsave_target", true, 0x7fffffff, kExif | kXmp | kIcc | kResolution},
-    {FileFormat::Webp, "WebP", "webpsave_target", true, 16383, kExif | kXmp | kIcc | kResolution},
-    {FileFormat::Tiff, "TIFF", "tiffsave_target", true, 0x7fffffff, kXmp | kIcc | kResolution},
-    {FileFormat::Heic, "HEIF", "heifsave_target", true, 16384, kExif | kXmp | kIcc | kResolution},
-    {FileFormat::Avif, "AVIF", "heifsave_target", true, 16384, kExif | kXmp | kIcc | kResolution},
-    {FileFormat::Gif, "GIF", "gifsave_target", true, 65535, 0},
-};
-
-const FormatTraits& TraitsOf(FileFormat format) {
-    return *std::find_if(std::begin(kFormats), std::end(kFormats), [&](const FormatTraits& traits) { return traits.format == format; });
+const char* SaverOf(FileFormat format) {
+    return std::find_if(std::begin(kVipsFormats), std::end(kVipsFormats), [&](const auto& known) { return known.format == format; })->saver;
 }
 
 VOption* OptionsFor(FileFormat format, const WriteOptions& options) {
@@ -99,44 +83,75 @@ VImage ImageOf(FrameSource& source, const Proc::FrameInfo& info) {
     return image;
 }
 
-void Attach(const VipsMetadata& metadata, const FormatTraits& traits, bool isGray, VipsImage* image, Notes& notes) {
-    unsigned kept = traits.metadata;
-    for (const MetadataKind& kind : kMetadataKinds) {
-        if (metadata.Has(kind.bit) && (kept & kind.bit) == 0)
-            notes.push_back(std::string(kind.name) + " cannot be kept in " + traits.name + " files");
-    }
-    if (metadata.Has(MetadataKind::Icc) && (kept & MetadataKind::Icc) != 0 && !metadata.IsProfileFor(isGray)) {
-        notes.push_back(std::string("the colour profile is not for ") + (isGray ? "grey" : "RGB") + " pictures and cannot be kept");
-        kept &= ~static_cast<unsigned>(MetadataKind::Icc);
-    }
-    metadata.CopyTo(image, kept);
-}
-
 }  // namespace
 
-Notes WriteVips(vips::VTarget target, FileFormat format, const Proc::ConstFramePtr& frame, const WriteOptions& options) {
-    const FormatTraits& traits = TraitsOf(format);
+Notes WriteVips(Output& output, FileFormat format, const Proc::ConstFramePtr& frame, const WriteOptions& options) {
+    const FormatInfo& about = GetFormatInfo(format);
     const Proc::FrameInfo& info = frame->GetFrameInfo();
-    if (std::max(info.width, info.height) > traits.maxSide) {
-        Throw(std::to_string(info.width) + " x " + std::to_string(info.height) + " pixels are too many for " + traits.name +
-              " files; a side has at most " + std::to_string(traits.maxSide));
+    if (std::max(info.width, info.height) > about.maxSide) {
+        Throw(std::to_string(info.width) + " x " + std::to_string(info.height) + " pixels are too many for " + about.name +
+              " files; a side has at most " + std::to_string(about.maxSide));
     }
-    if (vips_type_find("VipsOperation", traits.saver) == 0)
-        Throw("the image library of this machine cannot write " + std::string(traits.name));
+    if (vips_type_find("VipsOperation", SaverOf(format)) == 0)
+        Throw("the image library of this machine cannot write " + std::string(about.name));
 
     Notes notes;
     const bool hasAlpha = frame->GetPixFmt() == PixFmt::Rgba;
-    FrameSource source{frame->GetPlane(0), hasAlpha && !traits.hasAlpha};
+    FrameSource source{frame->GetPlane(0), hasAlpha && !about.hasAlpha};
     const VImage image = ImageOf(source, info);
-    if (source.isFlattened) notes.push_back(std::string(traits.name) + " files cannot keep transparency, the picture is laid on white");
+    if (source.isFlattened) notes.push_back(std::string(about.name) + " files cannot keep transparency, the picture is laid on white");
     if (format == FileFormat::Gif) notes.push_back("GIF files hold 256 colours, the picture is reduced to them");
-    if (const auto* metadata = dynamic_cast<const VipsMetadata*>(options.metadata.get())) {
-        Attach(*metadata, traits, image.bands() == 1, image.get_image(), notes);
-    } else {
-        VipsMetadata(image, false).CopyTo(image.get_image(), 0);  // sets the default resolution
+
+    SetDefaultResolution(image.get_image());
+    InsertedMetadata inserted;
+    if (const auto* metadata = dynamic_cast<const PictureMetadata*>(options.metadata.get()))
+        inserted = metadata->Attach(image.get_image(), about, notes);
+    vips_image_set_int(image.get_image(), VIPS_META_ORIENTATION, 1);
+    std::optional<TiffAssembly> assembly;
+    if (format == FileFormat::Tiff) assembly.emplace(output, inserted.exif, FindIptc(inserted.resources), WithoutIptc(inserted.resources));
+    const auto filter = MakeMetadataFilter(format, std::move(inserted));
+    EncoderTarget target(output, assembly ? assembly->GetBase() : 0, filter.get());
+    try {
+        VImage::call(SaverOf(format), OptionsFor(format, options)->set("in", image)->set("target", target.Get()));
+    } catch (const vips::VError&) {
+        target.RethrowError();
+        throw;
     }
-    VImage::call(traits.saver, OptionsFor(format, options)->set("in", image)->set("target", target));
+    if (assembly) assembly->Finish();
     return notes;
+}
+
+FormatSupport TryFormat(FileFormat format) {
+    const auto succeeds = [](auto&& call) {
+        try {
+            return call();
+        } catch (const std::exception&) {
+            vips_error_clear();
+            return false;
+        }
+    };
+    FormatSupport support;
+    std::vector<std::uint8_t> bytes;
+    support.canWrite = succeeds([&] {
+        constexpr int kSide = 64;  // enough for every codec's blocks
+        const VImage picture = VImage::black(kSide, kSide, VImage::option()->set("bands", 3))
+                                   .copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_sRGB));
+        MemoryOutput output(bytes);
+        const EncoderTarget target(output, 0, nullptr);
+        VImage::call(SaverOf(format), OptionsFor(format, {})->set("in", picture)->set("target", target.Get()));
+        return true;
+    });
+    support.canRead = succeeds([&] {
+        if (!support.canWrite) {  // nothing to try it on
+            const auto has = [&](const VipsFormat& known) {
+                return known.format == format && vips_type_find("VipsForeignLoad", (std::string(known.loader) + "Source").c_str()) != 0;
+            };
+            return std::any_of(std::begin(kVipsFormats), std::end(kVipsFormats), has);
+        }
+        VImage::new_from_source(vips::VSource::new_from_memory(bytes.data(), bytes.size()), "").avg();
+        return true;
+    });
+    return support;
 }
 
 }  // namespace Orvexa::Io::Details

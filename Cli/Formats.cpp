@@ -1,0 +1,73 @@
+// kalvatri formats: the kinds of files that there are, and what each keeps.
+#include "Host/Io/Formats.h"
+
+#include <iomanip>
+#include <iostream>
+
+#include "Cli/Commands.h"
+#include "Cli/SettingsJson.h"
+
+namespace Kalvatri {
+
+using namespace Orvexa;
+
+namespace {
+
+struct Row {
+    const Io::FormatInfo& info;
+    Io::FormatSupport support;
+};
+
+Json ToJson(const std::vector<Row>& rows) {
+    Json list = Json::array();
+    for (const auto& [info, support] : rows) {
+        Json metadata = Json::array();
+        for (const Io::MetadataKind& kind : Io::GetMetadataKinds()) {
+            if ((info.metadata & kind.bit) != 0) metadata.push_back(kind.name);
+        }
+        list.push_back({{"format", info.name},
+                        {"suffixes", info.suffixes},
+                        {"read", support.canRead},
+                        {"write", support.canWrite},
+                        {"alpha", info.hasAlpha},
+                        {"maxSide", info.maxSide},
+                        {"metadata", std::move(metadata)}});
+    }
+    return list;
+}
+
+std::string Joined(const std::vector<std::string>& words) {
+    std::string text;
+    for (const std::string& word : words) text += (text.empty() ? "" : ", ") + word;
+    return text.empty() ? "nothing" : text;
+}
+
+void Print(const std::vector<Row>& rows) {
+    for (const auto& [info, support] : rows) {
+        std::vector<std::string> kept;
+        if (info.hasAlpha) kept.emplace_back("alpha");
+        for (const Io::MetadataKind& kind : Io::GetMetadataKinds()) {
+            if ((info.metadata & kind.bit) != 0) kept.emplace_back(kind.name);
+        }
+        constexpr int kNameWidth = 6, kSuffixesWidth = 12;
+        std::cout << std::left << std::setw(kNameWidth) << info.name << std::setw(kSuffixesWidth)
+                  << Joined({info.suffixes.begin(), info.suffixes.end()}) << "keeps " << Joined(kept);
+        if (!support.canRead) std::cout << "; the image library of this machine cannot read it";
+        if (!support.canWrite) std::cout << "; the image library of this machine cannot write it";
+        std::cout << '\n';
+    }
+}
+
+}  // namespace
+
+void RunFormats(const FormatsOptions& options) {
+    std::vector<Row> rows;
+    for (const Io::FormatInfo& info : Io::GetFormats()) rows.push_back({info, Io::GetFormatSupport(info.format)});
+    if (options.isJson) {
+        std::cout << FormatJson(ToJson(rows)) << '\n';
+    } else {
+        Print(rows);
+    }
+}
+
+}  // namespace Kalvatri
