@@ -101,6 +101,8 @@ void CheckOutputs(const std::vector<BatchItem>& items, const Core::ioPath& folde
 
 BatchPlan PlanBatch(const BatchOptions& options, const std::vector<Core::ioPath>& others) {
     if (options.inputs.empty() && options.lists.empty()) ThrowUsage(kReadingCommandLine, "pictures are missing, or folders with pictures");
+    if (options.isForced && options.isKeepingExisting)
+        ThrowUsage(kReadingCommandLine, "--force replaces existing files and --no-clobber keeps them; only one of them can be given");
     if (!options.format.empty()) While(kReadingCommandLine, ExitCode::WrongUsage, [&] { Io::FindFormat(options.format); });
     const Core::ioPath folder(options.outputFolder);
     std::error_code ignored;

@@ -67,8 +67,8 @@ void AddBatchOptions(CLI::App& command, BatchOptions& options) {
         ->option_text("N")
         ->check(CLI::Range(1, BatchOptions::kMaxJobs));
     command.add_option("--memory", options.memory, "For all jobs, half of the machine's if not given")->option_text("512M|2G");
-    CLI::Option* force = command.add_flag("--force", options.isForced, "Make anew what is up to date");
-    command.add_flag("--no-clobber", options.isKeepingExisting, "Skip what exists, up to date or not")->excludes(force);
+    command.add_flag("--force", options.isForced, "Make anew what is up to date");
+    command.add_flag("--no-clobber", options.isKeepingExisting, "Skip what exists, up to date or not");
     command.add_flag("--dry-run", options.isDryRun, "Say what would be done");
     command.add_flag("--json", options.isJson, "Print a report as JSON");
     AddChainOptions(command, options, "IN");
