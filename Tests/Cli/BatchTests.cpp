@@ -547,12 +547,6 @@ TEST_F(BatchWorkers, EndWithTheirParentAndLeaveNothing) {
     EXPECT_THAT(Names(), ElementsAre("0.png", "good.png"));
 }
 
-TEST_F(BatchWorkers, AFurtherPictureThatCannotBeReadStopsTheBatch) {
-    const std::string good = Make("good.png"), cut = Make("cut.png");
-    std::filesystem::resize_file(cut, 100);
-    ExpectRefused({To("out") + Words{good, "--", "BlendPalette", "with=" + cut}, 1, "reading " + cut + ": the picture is truncated"});
-}
-
 TEST_F(Batch, AFullDiskFailsWhatDoesNotFitAndLosesNothing) {
     Make("large.png", 300, 300);
     Make("small.png", 8, 8);
