@@ -1,27 +1,21 @@
 // kalvatri batch: runs a chain of effects on many pictures.
 #include <algorithm>
-#include <chrono>
-#include <condition_variable>
-#include <deque>
-#include <iostream>
 #include <map>
-#include <mutex>
-#include <system_error>
-#include <thread>
 #include <utility>
 
 #include "Cli/BatchBudget.h"
+#include "Cli/BatchFurtherPictures.h"
+#include "Cli/BatchJobs.h"
 #include "Cli/BatchLedger.h"
 #include "Cli/BatchPlan.h"
-#include "Cli/BatchProgress.h"
+#include "Cli/BatchReporter.h"
 #include "Cli/ChainInput.h"
-#include "Cli/ChainRunner.h"
 #include "Cli/Commands.h"
 #include "Cli/Errors.h"
-#include "Cli/ProgressLine.h"
 #include "Cli/StopSignals.h"
 #include "Host/Core/Threads.h"
 #include "Host/Io/PendingFile.h"
+#include "Host/Proc/VideoFrame.h"
 
 namespace Kalvatri {
 
@@ -29,45 +23,12 @@ using namespace Orvexa;
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-using Items = std::vector<BatchItem>;
-
-double SecondsSince(Clock::time_point begin) { return std::chrono::duration<double>(Clock::now() - begin).count(); }
-
-// A picture that a job is through with.
-struct Report {
-    std::size_t index = 0;
-    BatchStatus status = BatchStatus::Failed;
-    std::string error, origin;
-    double seconds = 0;
-    Io::Notes inputNotes, outputNotes;
-};
-
-// Everything that stays the same for all pictures.
-struct Batch {
-    const BatchOptions& options;
-    const Chain& chain;
-    Proc::FactoryPtr factory;
-    Core::ioPath folder;
-    std::string fingerprint;
-    std::map<Core::ioPath, Proc::ConstFramePtr> furtherPictures;  // by their names in the chain
-    std::uint64_t furtherPixels = 0;
-
-    LedgerEntry GetEntry(const BatchItem& item, const FileStamp& stamp) const { return {item.GetAbsoluteInput(), stamp, fingerprint}; }
-};
-
 void CheckOneToOne(const Chain& chain) {
     CheckPictures(chain, 1);
     for (const Step& step : chain) {
         if (step.effect->kind == Proc::EffectKind::VarInput)
             ThrowUsage("planning the batch", step.effect->GetName() + " takes or gives many pictures; a batch makes one of each");
     }
-}
-
-std::vector<Core::ioPath> FurtherFiles(const Chain& chain) {
-    std::vector<Core::ioPath> files;
-    for (const Step& step : chain) files.insert(files.end(), step.with.begin(), step.with.end());
-    return files;
 }
 
 // All that decides on an output's bytes, apart from its input and its name.
@@ -88,251 +49,98 @@ Json DescribeChain(const Chain& chain, const BatchOptions& options) {
             {"srgb", options.read.toSrgb}};
 }
 
-void ReadFurtherPictures(Batch& batch) {
-    for (const Core::ioPath& file : FurtherFiles(batch.chain)) {
-        if (batch.furtherPictures.contains(file)) continue;
-        const Proc::FramePtr frame = While("reading " + file.string(), [&] {
-            Io::LoadedImage image = Io::ReadImage(file, batch.factory->GetAllocator(), batch.options.read);
-            PrintNotes(file.string(), image.notes, batch.options);
-            return image.frame;
+class Batch {
+public:
+    Batch(BatchWork work, BatchPlan plan)
+        : work_(std::move(work)),
+          options_(work_.options),
+          plan_(std::move(plan)),
+          fingerprint_(Fingerprint(DescribeChain(work_.chain, options_))) {}
+
+    void PrintPlan() {
+        SkipFinished(Ledger(work_.folder, Ledger::Access::Reading));
+        BatchReporter reporter(options_, plan_);
+        reporter.PrintPlan();
+        if (reporter.HasFailures()) throw CommandError(ExitCode::Failed, "planning the batch", "some pictures cannot be worked on");
+    }
+
+    void Run(std::uint64_t memory) {
+        const StopSignals signals;
+        Ledger ledger = While("preparing the folder " + options_.outputFolder, [&] {
+            std::error_code error;
+            if (std::filesystem::create_directories(work_.folder, error); error) Throw(error.message());
+            return Ledger(work_.folder, Ledger::Access::Writing);
         });
-        batch.furtherPixels += std::uint64_t{frame->GetFrameInfo().width} * frame->GetFrameInfo().height;
-        batch.furtherPictures.emplace(file, frame);
-    }
-}
-
-// The picture after the chain. The chain's errors know nothing of files, so the file's name comes before them.
-Proc::FramePtr RunChain(const Batch& batch, const std::string& input, Proc::FramePtr picture) {
-    try {
-        // Effects remember what they were last used for, so each picture gets new ones. A view can be given a time of its own, and its
-        // pixels are not written into, because it shares them.
-        ChainRunner runner(batch.factory, batch.chain,
-                           [&](const Core::ioPath& file) { return Proc::CloneFrame(*batch.furtherPictures.at(file), Proc::kCloneView); });
-        std::vector<Proc::FramePtr> pictures;
-        pictures.push_back(Converted(std::move(picture), batch.options, batch.factory));
-        return runner.Run(std::move(pictures)).front();
-    } catch (const CommandError& error) {
-        throw CommandError(error.GetExitCode(), input, error.what(), error.GetOrigin());
-    }
-}
-
-// One picture from file to file.
-void Process(const Batch& batch, const BatchItem& item, MemoryBudget& budget, Ledger& ledger, Report& report) {
-    const std::string reading = "reading " + item.input;
-    const FileStamp stamp = StampOf(item.input).value_or(FileStamp{});  // of before, so that a change while it is read shows later
-    const Io::ImageSize size = While(reading, [&] { return Io::ReadImageSize(item.input, batch.options.read); });
-    const MemoryBudget::Share share = budget.Take(EstimateMemory(size.GetPixels() + batch.furtherPixels));
-    const auto begin = Clock::now();
-    try {
-        Io::LoadedImage image =
-            While(reading, [&] { return Io::ReadImage(Core::ioPath(item.input), batch.factory->GetAllocator(), batch.options.read); });
-        report.inputNotes = std::move(image.notes);
-        Io::WriteOptions writing;
-        writing.quality = batch.options.quality;
-        writing.metadata = std::move(image.metadata);
-        const Proc::FramePtr result = RunChain(batch, item.input, std::move(image.frame));
-        const Core::ioPath output = batch.folder / item.outputName;
-        While("writing " + output.string(),
-              [&] { report.outputNotes = Io::WriteImage(output, item.format, result, writing, batch.factory); });
-        While("recording " + output.string(), [&] { ledger.Add(item.outputName, batch.GetEntry(item, stamp)); });
-        report.status = BatchStatus::Done;
-    } catch (...) {
-        report.seconds = SecondsSince(begin);
-        throw;
-    }
-    report.seconds = SecondsSince(begin);
-}
-
-// Runs the open items on threads. What they report is told by the thread that made the object, which alone changes the items.
-class Jobs {
-public:
-    Jobs(const Batch& batch, const Items& items, std::uint64_t memory, Ledger& ledger)
-        : batch_(batch), items_(items), budget_(memory), ledger_(ledger) {
-        for (std::size_t i = 0; i < items.size(); ++i) {
-            if (items[i].status == BatchStatus::Open) waiting_.push_back(i);
+        RemoveLeftOvers();
+        SkipFinished(ledger);
+        BatchReporter reporter(options_, plan_);
+        if (!reporter.IsFinished()) {
+            ReadFurtherPictures(work_, signals);
+            WorkOnAll(memory, reporter, ledger, signals);
         }
-    }
-
-    /// Fewer threads than asked for take longer, that is all.
-    void Start(int count) {
-        const std::size_t wanted = std::min(static_cast<std::size_t>(count), waiting_.size());
-        if (wanted > 1) Core::SetLibraryThreads(1);
-        while (threads_.size() < wanted) {
-            try {
-                threads_.emplace_back([this] { Work(); });
-            } catch (const std::system_error&) {
-                if (threads_.empty()) throw;
-                break;
-            }
-        }
-    }
-
-    /// What has been reported since the last time; waits a little when there is nothing.
-    std::deque<Report> TakeReports() {
-        constexpr std::chrono::milliseconds kPatience{100};
-        std::unique_lock lock(mutex_);
-        reported_.wait_for(lock, kPatience, [this] { return !reports_.empty(); });
-        return std::exchange(reports_, {});
+        const std::string summary = reporter.Finish();
+        if (!reporter.IsFinished()) EndBySignal(signals.GetSeen(), "interrupted; the same command goes on from here: " + summary);
+        if (reporter.HasFailures()) throw CommandError(ExitCode::Failed, "running the batch", summary);
     }
 
 private:
-    void Work() {
-        for (std::unique_lock lock(mutex_); !waiting_.empty(); lock.lock()) {
-            Report report;
-            report.index = waiting_.front();
-            waiting_.pop_front();
-            lock.unlock();
-            try {
-                While("working", [&] { Process(batch_, items_[report.index], budget_, ledger_, report); });
-            } catch (const CommandError& error) {
-                report.error = error.what();
-                report.origin = error.GetOrigin();
+    LedgerEntry GetEntry(const BatchItem& item, const FileStamp& stamp) const { return {item.GetAbsoluteInput(), stamp, fingerprint_}; }
+
+    // Incomplete files of batches that were killed.
+    void RemoveLeftOvers() const {
+        std::map<Core::ioPath, std::vector<std::string>> targets = {{work_.folder, {Ledger::kFileName}}};
+        for (const BatchItem& item : plan_.items) {
+            if (item.outputName.empty()) continue;
+            const Core::ioPath output = work_.folder / item.outputName;
+            targets[output.parent_path()].push_back(output.filename().string());
+        }
+        for (const auto& [folder, names] : targets) Io::PendingFile::RemoveLeftOvers(folder, names);
+    }
+
+    void SkipFinished(const Ledger& ledger) {
+        if (options_.isForced) return;
+        for (BatchItem& item : plan_.items) {
+            if (item.status != BatchStatus::Open) continue;
+            const auto stamp = StampOf(item.input);
+            std::error_code error;
+            if (stamp && ledger.IsUpToDate(item.outputName, GetEntry(item, *stamp))) {
+                item.status = BatchStatus::Skipped;
+            } else if (options_.isKeepingExisting && std::filesystem::exists(work_.folder / item.outputName, error)) {
+                item.status = BatchStatus::Skipped;
+                item.isExisting = true;
             }
-            {
-                const std::lock_guard reporting(mutex_);
-                reports_.push_back(std::move(report));
+        }
+    }
+
+    void WorkOnAll(std::uint64_t memory, BatchReporter& reporter, Ledger& ledger, const StopSignals& signals) const {
+        BatchJobs jobs(work_, plan_.items, options_.jobs > 0 ? options_.jobs : Core::CountProcessors(), memory);
+        while (!reporter.IsFinished() && signals.GetSeen() == 0) {
+            reporter.ShowProgress();
+            for (FinishedPicture& picture : jobs.Wait()) {
+                Record(picture, ledger);
+                reporter.Report(picture.report);
             }
-            reported_.notify_one();
         }
     }
 
-    const Batch& batch_;
-    const Items& items_;
-    MemoryBudget budget_;
-    Ledger& ledger_;
-    std::mutex mutex_;
-    std::condition_variable reported_;
-    std::deque<std::size_t> waiting_;
-    std::deque<Report> reports_;
-    std::vector<std::jthread> threads_;  // last, so that it ends first
+    // An output that cannot be recorded is there all the same, but would be made anew: the picture has failed.
+    void Record(FinishedPicture& picture, Ledger& ledger) const {
+        if (!picture.report.error.empty()) return;
+        const BatchItem& item = plan_.items[picture.report.picture];
+        try {
+            While("recording " + (work_.folder / item.outputName).string(),
+                  [&] { ledger.Add(item.outputName, GetEntry(item, picture.input)); });
+        } catch (const CommandError& error) {
+            picture.report.error = error.what();
+            picture.report.origin = error.GetOrigin();
+        }
+    }
+
+    BatchWork work_;
+    const BatchOptions& options_;
+    BatchPlan plan_;
+    const std::string fingerprint_;
 };
-
-class Teller {
-public:
-    Teller(const Batch& batch, Items& items) : batch_(batch), items_(items), line_(!batch.options.isQuiet) {
-        totals_.inputs = items.size();
-        for (const BatchItem& item : items) {
-            Count(item.status);
-            if (item.status == BatchStatus::Failed) std::cerr << "kalvatri: " << item.error << '\n';
-        }
-        totals_.finishedAtStart = totals_.GetFinished();
-    }
-
-    bool IsFinished() const { return totals_.GetFinished() == totals_.inputs; }
-
-    void Tell(const Report& report) {
-        BatchItem& item = items_[report.index];
-        item.status = report.status;
-        item.error = report.error;
-        item.seconds = report.seconds;
-        Count(item.status);
-        if (!report.inputNotes.empty() || !report.outputNotes.empty() || !report.error.empty()) line_.Clear();
-        PrintNotes(item.input, report.inputNotes, batch_.options);
-        PrintNotes((batch_.folder / item.outputName).string(), report.outputNotes, batch_.options);
-        if (report.error.empty()) return;
-        std::cerr << "kalvatri: " << report.error << '\n';
-        if (batch_.options.isVerbose) std::cerr << report.origin;
-    }
-
-    void ShowProgress() {
-        totals_.seconds = SecondsSince(begin_);
-        line_.Show(FormatProgress(totals_));
-    }
-
-    /// The report, or else the summary; the summary of a batch that went wrong is an error's.
-    std::string Finish() {
-        line_.Clear();
-        totals_.seconds = SecondsSince(begin_);
-        const std::string summary = FormatSummary(totals_);
-        const bool isGood = IsFinished() && totals_.failed == 0;
-        if (batch_.options.isJson) {
-            std::cout << FormatJson(ToJson()) << '\n';
-        } else if (isGood && !batch_.options.isQuiet) {
-            std::cout << summary << '\n';
-        }
-        return summary;
-    }
-
-    bool HasFailures() const { return totals_.failed > 0; }
-
-private:
-    void Count(BatchStatus status) {
-        totals_.done += status == BatchStatus::Done ? 1 : 0;
-        totals_.skipped += status == BatchStatus::Skipped ? 1 : 0;
-        totals_.failed += status == BatchStatus::Failed ? 1 : 0;
-    }
-
-    Json ToJson() const {
-        constexpr const char* kNames[] = {"open", "done", "skipped", "failed"};
-        Json list = Json::array();
-        for (const BatchItem& item : items_) {
-            const std::string output = item.outputName.empty() ? "" : (batch_.folder / item.outputName).string();
-            Json json = {{"input", item.input},
-                         {"output", output.empty() ? Json() : Json(output)},
-                         {"status", kNames[static_cast<int>(item.status)]},
-                         {"error", item.error.empty() ? Json() : Json(item.error)},
-                         {"seconds", item.seconds}};
-            list.push_back(std::move(json));
-        }
-        const std::size_t open = totals_.inputs - totals_.GetFinished();
-        return {{"inputs", std::move(list)},
-                {"totals",
-                 {{"inputs", totals_.inputs},
-                  {"done", totals_.done},
-                  {"skipped", totals_.skipped},
-                  {"failed", totals_.failed},
-                  {"open", open},
-                  {"seconds", totals_.seconds}}}};
-    }
-
-    const Batch& batch_;
-    Items& items_;
-    BatchTotals totals_;
-    ProgressLine line_;
-    const Clock::time_point begin_ = Clock::now();
-};
-
-void SkipUpToDate(const Batch& batch, const Ledger& ledger, Items& items) {
-    if (batch.options.isForced) return;
-    for (BatchItem& item : items) {
-        const auto stamp = StampOf(item.input);
-        if (item.status == BatchStatus::Open && stamp && ledger.IsUpToDate(item.outputName, batch.GetEntry(item, *stamp)))
-            item.status = BatchStatus::Skipped;
-    }
-}
-
-[[noreturn]] void Interrupt(Teller& teller, int signal) {
-    Io::PendingFile::AbandonAll();
-    EndBySignal(signal, "interrupted; the same command goes on from here: " + teller.Finish());
-}
-
-void Run(Batch& batch, Items& items, std::uint64_t memory, Ledger& ledger, const StopSignals& signals) {
-    Teller teller(batch, items);
-    if (!teller.IsFinished()) ReadFurtherPictures(batch);
-    Jobs jobs(batch, items, memory, ledger);
-    jobs.Start(batch.options.jobs > 0 ? batch.options.jobs : Core::CountProcessors());
-    while (!teller.IsFinished()) {
-        teller.ShowProgress();
-        for (const Report& report : jobs.TakeReports()) teller.Tell(report);
-        if (signals.GetSeen() != 0) Interrupt(teller, signals.GetSeen());
-    }
-    const std::string summary = teller.Finish();
-    if (teller.HasFailures()) throw CommandError(ExitCode::Failed, "running the batch", summary);
-}
-
-void TellPlan(const Batch& batch, Items& items) {
-    Teller teller(batch, items);
-    if (batch.options.isJson) {
-        teller.Finish();
-    } else {
-        for (const BatchItem& item : items) {
-            const std::string output = (batch.folder / item.outputName).string();
-            if (item.status == BatchStatus::Open) std::cout << "make " << output << " from " << item.input << '\n';
-            if (item.status == BatchStatus::Skipped) std::cout << "skip " << item.input << ", " << output << " is up to date\n";
-        }
-    }
-    if (teller.HasFailures()) throw CommandError(ExitCode::Failed, "planning the batch", "some pictures cannot be worked on");
-}
 
 }  // namespace
 
@@ -341,31 +149,20 @@ void RunBatch(const BatchOptions& options) {
     const std::uint64_t memory = options.memory.empty()
                                      ? GetDefaultMemory()
                                      : While("reading --memory", ExitCode::WrongUsage, [&] { return ParseMemory(options.memory); });
-    const Proc::FactoryPtr factory = LoadEffects(options.module);
+    const auto allocator = Core::MakeRefCounted<Proc::FrameAllocator>();
+    const Proc::FactoryPtr factory = LoadEffects(options.module, allocator);
     const Catalogue catalogue(*factory);
     if (options.chain.empty() && options.settingsFile.empty())
         ThrowUsage(kReadingCommandLine, "the effects are missing; they stand after the pictures and --");
     const Chain chain = MakeChain(catalogue, options);
     CheckOneToOne(chain);
-    Items items = PlanBatch(options, FurtherFiles(chain));
-    Batch batch{options, chain, factory, options.outputFolder, Fingerprint(DescribeChain(chain, options)), {}, 0};
-
+    BatchPlan plan = PlanBatch(options, GetFurtherFiles(chain));
+    Batch batch({options, chain, factory, allocator->GetPool(), options.outputFolder, {}, 0}, std::move(plan));
     if (options.isDryRun) {
-        SkipUpToDate(batch, Ledger(batch.folder, Ledger::Access::Reading), items);
-        TellPlan(batch, items);
-        return;
+        batch.PrintPlan();
+    } else {
+        batch.Run(memory);
     }
-    const StopSignals signals;
-    Ledger ledger = While("preparing the folder " + options.outputFolder, [&] {
-        std::error_code error;
-        if (std::filesystem::create_directories(batch.folder, error); error) Throw(error.message());
-        return Ledger(batch.folder, Ledger::Access::Writing);
-    });
-    std::vector<std::string> targets = {Ledger::kFileName};
-    for (const BatchItem& item : items) targets.push_back(item.outputName);
-    Io::PendingFile::RemoveLeftOvers(batch.folder, targets);
-    SkipUpToDate(batch, ledger, items);
-    Run(batch, items, memory, ledger, signals);
 }
 
 }  // namespace Kalvatri

@@ -11,29 +11,37 @@
 
 namespace Kalvatri {
 
-MemoryBudget::Share::~Share() {
-    {
-        const std::lock_guard lock(budget_.mutex_);
-        budget_.taken_ -= bytes_;
-        --budget_.shares_;
-    }
-    budget_.changed_.notify_all();
+void MemoryBudget::Request(int worker, std::uint64_t bytes) {
+    Release(worker);
+    waiting_.push_back({worker, bytes});
+    GrantWhatFits();
 }
 
-MemoryBudget::Share MemoryBudget::Take(std::uint64_t bytes) {
-    {
-        std::unique_lock lock(mutex_);
-        const std::uint64_t ticket = nextTicket_++;
-        changed_.wait(lock, [&] {
-            const bool fits = taken_ <= limit_ && bytes <= limit_ - taken_;
-            return servedTickets_ == ticket && (shares_ == 0 || fits);
-        });
-        taken_ += bytes;
-        ++shares_;
-        ++servedTickets_;
+void MemoryBudget::Release(int worker) {
+    std::erase_if(waiting_, [&](const Wish& wish) { return wish.worker == worker; });
+    std::erase(granted_, worker);
+    if (const auto share = shares_.find(worker); share != shares_.end()) {
+        taken_ -= share->second;
+        shares_.erase(share);
     }
-    changed_.notify_all();  // the next one may fit too
-    return {*this, bytes};
+    GrantWhatFits();
+}
+
+void MemoryBudget::GrantWhatFits() {
+    const auto fits = [&](std::uint64_t bytes) { return taken_ <= limit_ && bytes <= limit_ - taken_; };
+    while (!waiting_.empty() && (shares_.empty() || fits(waiting_.front().bytes))) {
+        const Wish wish = waiting_.front();
+        waiting_.pop_front();
+        taken_ += wish.bytes;
+        shares_.emplace(wish.worker, wish.bytes);
+        granted_.push_back(wish.worker);
+    }
+}
+
+std::uint64_t EstimateMemory(const Chain&, std::uint64_t pixels, std::uint64_t furtherPixels) {
+    // Frames of four bytes a pixel, in the number of copies that the hungriest effects hold at a time with decoder and encoder.
+    constexpr std::uint64_t kBytesPerPixel = 4, kCopies = 6;
+    return (pixels + furtherPixels) * kBytesPerPixel * kCopies;
 }
 
 std::uint64_t ParseMemory(const std::string& text) {

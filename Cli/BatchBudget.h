@@ -1,49 +1,49 @@
 // The memory that pictures worked on side by side may take.
 #pragma once
 
-#include <condition_variable>
 #include <cstdint>
-#include <mutex>
+#include <deque>
+#include <map>
 #include <string>
+#include <utility>
+#include <vector>
+
+#include "Cli/Chain.h"
 
 namespace Kalvatri {
 
+/// Shares a number of bytes out among workers, which are told apart by numbers that the caller chooses. For one thread.
 class MemoryBudget {
 public:
-    /// A part of the budget, given back with the object.
-    class Share {
-    public:
-        Share(const Share&) = delete;
-        Share& operator=(const Share&) = delete;
-        ~Share();
-
-    private:
-        friend MemoryBudget;
-        Share(MemoryBudget& budget, std::uint64_t bytes) : budget_(budget), bytes_(bytes) {}
-        MemoryBudget& budget_;
-        const std::uint64_t bytes_;
-    };
-
     explicit MemoryBudget(std::uint64_t bytes) : limit_(bytes) {}
 
-    /// Waits until `bytes` fit into what is left; more than the whole budget fit when nothing else is taken. Requests are served in the
-    /// order in which they come, so that small ones do not keep a large one waiting for ever.
-    Share Take(std::uint64_t bytes);
+    /// Asks for `bytes` for `worker` in place of what it has. Requests are granted in the order in which they come, so that small ones
+    /// do not keep a large one waiting for ever; one for more than the whole budget is granted when nobody else has a share.
+    void Request(int worker, std::uint64_t bytes);
+    /// Takes back what `worker` has or waits for.
+    void Release(int worker);
+
+    /// The workers whose requests have been granted since the last call.
+    std::vector<int> TakeGranted() { return std::exchange(granted_, {}); }
+    bool IsAnyoneWaiting() const { return !waiting_.empty(); }
 
 private:
+    struct Wish {
+        int worker;
+        std::uint64_t bytes;
+    };
+    void GrantWhatFits();
+
     const std::uint64_t limit_;
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    std::uint64_t taken_ = 0, shares_ = 0;
-    std::uint64_t nextTicket_ = 0, servedTickets_ = 0;
+    std::uint64_t taken_ = 0;
+    std::map<int, std::uint64_t> shares_;
+    std::deque<Wish> waiting_;
+    std::vector<int> granted_;
 };
 
-/// The bytes that a chain may take for a picture: frames of four bytes a pixel, in the number of copies that the hungriest effects hold at
-/// a time with the decoder and the encoder.
-constexpr std::uint64_t EstimateMemory(std::uint64_t pixels) {
-    constexpr std::uint64_t kBytesPerPixel = 4, kCopies = 6;
-    return pixels * kBytesPerPixel * kCopies;
-}
+/// The bytes that `chain` may take for a picture of that many pixels, with the decoder and the encoder. `furtherPixels` are those of
+/// all further pictures of the chain's steps.
+std::uint64_t EstimateMemory(const Chain& chain, std::uint64_t pixels, std::uint64_t furtherPixels);
 
 /// "512M" or "2G" in bytes: a whole number, then K, M, G or T for powers of 1024, or nothing. Anything else and 0 throw `EffectException`.
 std::uint64_t ParseMemory(const std::string& text);

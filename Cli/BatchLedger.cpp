@@ -6,9 +6,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <thread>
 #include <utility>
 
 #include "Host/Core/Exception.h"
@@ -75,8 +77,13 @@ Ledger::~Ledger() {
 void Ledger::Lock() {
     lock_ = open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (lock_ < 0) ThrowErrno();
-    // Some file systems have no locks; there is then none.
-    if (flock(lock_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) Throw("another batch is writing into this folder");
+    // Workers share their batch's lock, and end a moment after a batch that was killed.
+    constexpr std::chrono::milliseconds kPatience{1000}, kPause{20};
+    for (auto waited = kPause; flock(lock_, LOCK_EX | LOCK_NB) != 0; waited += kPause) {
+        if (errno != EWOULDBLOCK) return;  // some file systems have no locks
+        if (waited > kPatience) Throw("another batch is writing into this folder");
+        std::this_thread::sleep_for(kPause);
+    }
 }
 
 bool Ledger::Load() {
@@ -127,7 +134,6 @@ void Ledger::Add(const std::string& output, const LedgerEntry& entry) {
     const std::optional<FileStamp> stamp = StampOf(folder_ / output);
     if (!stamp) ThrowErrno();
     const std::string line = FormatLine(output, {entry, stamp->size});
-    const std::lock_guard lock(mutex_);
     const off_t end = lseek(file_, 0, SEEK_END);
     try {
         WriteAll(file_, line);

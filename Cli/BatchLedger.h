@@ -6,7 +6,6 @@
 
 #include <cstdint>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <string>
 
@@ -47,9 +46,10 @@ public:
     Ledger& operator=(const Ledger&) = delete;
     ~Ledger();
 
+    /// Outputs are named by their paths relative to the ledger's folder.
     /// Whether the output of that name is there, whole and made from `entry`.
     bool IsUpToDate(const std::string& output, const LedgerEntry& entry) const;
-    /// Records a complete output; may be called from several threads.
+    /// Records a complete output.
     void Add(const std::string& output, const LedgerEntry& entry);
 
 private:
@@ -67,7 +67,6 @@ private:
     Orvexa::Core::ioPath folder_;
     std::map<std::string, Row> rows_;
     int lock_ = -1, file_ = -1;
-    std::mutex mutex_;
 };
 
 }  // namespace Kalvatri

@@ -1,13 +1,10 @@
 #include "Cli/BatchPlan.h"
 
-#include <sys/stat.h>
-
-#include <algorithm>
-#include <map>
 #include <optional>
 #include <unordered_map>
 #include <utility>
 
+#include "Cli/BatchNames.h"
 #include "Cli/Errors.h"
 
 namespace Kalvatri {
@@ -18,63 +15,73 @@ namespace {
 
 constexpr char kPlanning[] = "planning the batch";
 
-// What makes a file the same under all its names.
-using FileId = std::pair<dev_t, ino_t>;
-
-std::optional<FileId> IdOf(const Core::ioPath& file) {
-    struct stat status {};
-    if (stat(file.c_str(), &status) != 0) return std::nullopt;
-    return FileId(status.st_dev, status.st_ino);
-}
-
-bool HasPictureSuffix(const Core::ioPath& file) {
-    try {
-        Io::FindFormat(file.extension().string());
-        return true;
-    } catch (const Proc::EffectException&) {
-        return false;
-    }
-}
-
-std::vector<std::string> PicturesIn(const Core::ioPath& folder) {
-    std::vector<std::string> pictures;
-    While("reading the folder " + folder.string(), [&] {
-        for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-            const bool isHidden = entry.path().filename().string().starts_with('.');
-            if (!isHidden && entry.is_regular_file() && HasPictureSuffix(entry.path())) pictures.push_back(entry.path().string());
-        }
-    });
-    std::sort(pictures.begin(), pictures.end());
-    return pictures;
-}
-
-BatchItem MakeItem(std::string input, std::string suffix) {
-    BatchItem item;
-    const Core::ioPath file(input);
-    if (suffix.empty()) suffix = file.extension().string();
+std::string WithoutDot(std::string suffix) {
     if (suffix.starts_with('.')) suffix.erase(0, 1);
-    try {
+    return suffix;
+}
+
+// The name that --name gives is known once the pictures are counted, its format already here.
+NameTemplate MakeNameTemplate(const BatchOptions& options) {
+    return While(kReadingCommandLine + std::string(": --name"), ExitCode::WrongUsage, [&] {
+        const NameTemplate names(options.nameTemplate.empty() ? "{stem}.{ext}" : options.nameTemplate);
+        const std::string suffix = options.format.empty() ? "jpg" : options.format;
+        const std::string name = names.Fill({"in/stem", suffix, 1, 1});
+        const Io::FileFormat format = Io::FindFormat(Core::ioPath(name).extension().string());
+        if (!options.format.empty() && format != Io::FindFormat(options.format))
+            Throw("\"" + options.nameTemplate + "\" ends in another format than --format gives");
+        return names;
+    });
+}
+
+class Planner {
+public:
+    Planner(const BatchOptions& options, std::size_t count) : options_(options), names_(MakeNameTemplate(options)), count_(count) {}
+
+    BatchItem MakeItem(BatchInput input) {
+        ++number_;
+        BatchItem item;
+        item.error = std::move(input.error);
+        if (item.error.empty()) {
+            try {
+                Name(item, input);
+            } catch (const CommandError& error) {
+                item.error = error.what();
+            }
+        }
+        if (!item.error.empty()) item.status = BatchStatus::Failed;
+        item.input = std::move(input.file);
+        return item;
+    }
+
+private:
+    void Name(BatchItem& item, const BatchInput& input) const {
+        const Core::ioPath file(input.file);
         std::error_code ignored;
         if (std::filesystem::status(file, ignored).type() == std::filesystem::file_type::not_found)
-            throw CommandError(ExitCode::Failed, "reading " + input, "the file does not exist");
-        item.format = While("choosing the format for " + input + " (--format gives one)", [&] { return Io::FindFormat(suffix); });
-        item.outputName = file.stem().string() + "." + suffix;
-    } catch (const CommandError& error) {
-        item.status = BatchStatus::Failed;
-        item.error = error.what();
+            throw CommandError(ExitCode::Failed, "reading " + input.file, "the file does not exist");
+        if (IsRawSuffix(file.extension().string()))
+            throw CommandError(ExitCode::Failed, "reading " + input.file, "camera raw files cannot be read");
+        const std::string suffix = options_.format.empty() ? WithoutDot(file.extension().string()) : options_.format;
+        const Core::ioPath name = names_.Fill({file, suffix, number_, count_});
+        item.format = While("choosing the format for " + input.file + " (--format gives one)",
+                            [&] { return Io::FindFormat(name.extension().string()); });
+        item.outputName = (input.subfolder / name).string();
     }
-    item.input = std::move(input);
-    return item;
-}
+
+    const BatchOptions& options_;
+    const NameTemplate names_;
+    const std::size_t count_;
+    std::size_t number_ = 0;
+};
 
 void CheckOutputs(const std::vector<BatchItem>& items, const Core::ioPath& folder, const std::vector<Core::ioPath>& others) {
     std::unordered_map<std::string, const BatchItem*> outputs;
     std::map<FileId, std::string> sources;
     for (const Core::ioPath& other : others) {
-        if (const auto id = IdOf(other)) sources.emplace(*id, other.string());
+        if (const auto id = GetFileId(other)) sources.emplace(*id, other.string());
     }
     for (const BatchItem& item : items) {
-        if (const auto id = IdOf(item.input)) sources.emplace(*id, item.input);
+        if (const auto id = GetFileId(item.input)) sources.emplace(*id, item.input);
         if (item.outputName.empty()) continue;
         const auto [earlier, isNew] = outputs.emplace(item.outputName, &item);
         if (!isNew)
@@ -82,7 +89,7 @@ void CheckOutputs(const std::vector<BatchItem>& items, const Core::ioPath& folde
                        earlier->second->input + " and " + item.input + " would both become " + (folder / item.outputName).string());
     }
     for (const BatchItem& item : items) {
-        const auto id = item.outputName.empty() ? std::nullopt : IdOf(folder / item.outputName);
+        const auto id = item.outputName.empty() ? std::nullopt : GetFileId(folder / item.outputName);
         const auto source = id ? sources.find(*id) : sources.end();
         if (source != sources.end())
             ThrowUsage(kPlanning,
@@ -92,25 +99,25 @@ void CheckOutputs(const std::vector<BatchItem>& items, const Core::ioPath& folde
 
 }  // namespace
 
-std::vector<BatchItem> PlanBatch(const BatchOptions& options, const std::vector<Core::ioPath>& others) {
-    if (options.inputs.empty()) ThrowUsage(kReadingCommandLine, "pictures are missing, or folders with pictures");
+BatchPlan PlanBatch(const BatchOptions& options, const std::vector<Core::ioPath>& others) {
+    if (options.inputs.empty() && options.lists.empty()) ThrowUsage(kReadingCommandLine, "pictures are missing, or folders with pictures");
+    if (options.isForced && options.isKeepingExisting)
+        ThrowUsage(kReadingCommandLine, "--force replaces existing files and --no-clobber keeps them; only one of them can be given");
     if (!options.format.empty()) While(kReadingCommandLine, ExitCode::WrongUsage, [&] { Io::FindFormat(options.format); });
-    std::vector<BatchItem> items;
-    for (const std::string& input : options.inputs) {
-        std::error_code ignored;
-        if (std::filesystem::is_directory(input, ignored)) {
-            for (std::string& picture : PicturesIn(input)) items.push_back(MakeItem(std::move(picture), options.format));
-        } else {
-            items.push_back(MakeItem(input, options.format));
-        }
-    }
-    if (items.empty()) ThrowUsage(kPlanning, "there are no pictures in the folders given");
     const Core::ioPath folder(options.outputFolder);
     std::error_code ignored;
     if (std::filesystem::exists(folder, ignored) && !std::filesystem::is_directory(folder, ignored))
         ThrowUsage(kPlanning, options.outputFolder + " is no folder");
-    CheckOutputs(items, folder, others);
-    return items;
+    BatchInputs inputs = FindInputs(options);
+    BatchPlan plan{{}, std::move(inputs.others)};
+    Planner planner(options, inputs.pictures.size());
+    for (BatchInput& input : inputs.pictures) plan.items.push_back(planner.MakeItem(std::move(input)));
+    if (plan.items.empty()) {
+        const std::string what = DescribeOthers(plan.others);
+        ThrowUsage(kPlanning, "there are no pictures in the folders and lists given" + (what.empty() ? what : "; " + what));
+    }
+    CheckOutputs(plan.items, folder, others);
+    return plan;
 }
 
 }  // namespace Kalvatri

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "Cli/BatchLedger.h"
+#include "Cli/BatchInputs.h"
 #include "Cli/Commands.h"
 #include "Host/Core/Path.h"
 #include "Host/Io/ImageFiles.h"
@@ -15,18 +15,23 @@ enum class BatchStatus { Open, Done, Skipped, Failed };
 
 struct BatchItem {
     std::string input;
-    std::string outputName;  ///< in the folder of the results; empty when it has none
+    std::string outputName;  ///< path in the folder of the results; empty when it has none
     Orvexa::Io::FileFormat format{};
     BatchStatus status = BatchStatus::Open;
-    std::string error;   ///< of a failed one, a line
-    double seconds = 0;  ///< that were spent on it
+    bool isExisting = false;  ///< whether it was skipped because its output is there, whatever it was made from
+    std::string error;        ///< of a failed one, a line
+    double seconds = 0;       ///< that were spent on it
 
     std::string GetAbsoluteInput() const { return std::filesystem::absolute(input).lexically_normal().string(); }
 };
 
-/// The pictures that `options` name, in that order; a folder stands for the pictures right in it, by name. One whose output has no known
-/// format has failed already. Two pictures with the same output, and outputs that would overwrite an input or one of `others`, throw
-/// `CommandError`.
-std::vector<BatchItem> PlanBatch(const BatchOptions& options, const std::vector<Orvexa::Core::ioPath>& others);
+struct BatchPlan {
+    std::vector<BatchItem> items;
+    std::map<std::string, std::size_t> others;  ///< as in `BatchInputs`
+};
+
+/// The pictures that `options` name, in that order. One without a known format for its output, and one that is not there, has failed
+/// already. Two pictures with the same output, and outputs that would overwrite an input or one of `others`, throw `CommandError`.
+BatchPlan PlanBatch(const BatchOptions& options, const std::vector<Orvexa::Core::ioPath>& others);
 
 }  // namespace Kalvatri

@@ -36,8 +36,10 @@ std::string FormatProgress(const BatchTotals& totals) {
 }
 
 std::string FormatSummary(const BatchTotals& totals) {
-    return std::to_string(totals.inputs) + (totals.inputs == 1 ? " picture: " : " pictures: ") + std::to_string(totals.done) + " done, " +
-           std::to_string(totals.skipped) + " skipped, " + std::to_string(totals.failed) + " failed in " + FormatDuration(totals.seconds);
+    std::string text = std::to_string(totals.inputs) + (totals.inputs == 1 ? " picture: " : " pictures: ") + std::to_string(totals.done) +
+                       " done, " + std::to_string(totals.skipped) + " skipped";
+    if (totals.existing > 0) text += " (" + std::to_string(totals.existing) + (totals.existing == 1 ? " exists" : " exist") + " already)";
+    return text + ", " + std::to_string(totals.failed) + " failed in " + FormatDuration(totals.seconds);
 }
 
 }  // namespace Kalvatri

@@ -9,6 +9,7 @@ namespace Kalvatri {
 struct BatchTotals {
     std::size_t inputs = 0;
     std::size_t done = 0, skipped = 0, failed = 0;
+    std::size_t existing = 0;         ///< of the skipped ones, those whose output is there and not to be replaced
     std::size_t finishedAtStart = 0;  ///< before any work began
     double seconds = 0;               ///< since the work began
 
@@ -19,7 +20,7 @@ struct BatchTotals {
 std::string FormatDuration(double seconds);
 /// "12 of 340, 3.4 files/s, 1 min 36 s left"; what was finished at the start says nothing about the speed.
 std::string FormatProgress(const BatchTotals& totals);
-/// "340 pictures: 300 done, 38 skipped, 2 failed in 1 min 40 s"
+/// "340 pictures: 300 done, 38 skipped (5 exist already), 2 failed in 1 min 40 s"
 std::string FormatSummary(const BatchTotals& totals);
 
 }  // namespace Kalvatri

@@ -56,9 +56,9 @@ const EffectEntry& Catalogue::Find(std::string_view name) const {
           (nearest.empty() ? "`kalvatri list` shows the effects" : "did you mean " + nearest + "?"));
 }
 
-Proc::FactoryPtr LoadEffects(const Core::ioPath& file) {
+Proc::FactoryPtr LoadEffects(const Core::ioPath& file, Proc::AllocatorPtr allocator) {
     return While("loading the effects", [&] {
-        Proc::FactoryPtr factory = Proc::MakeHostFactory();
+        Proc::FactoryPtr factory = Proc::MakeHostFactory(std::move(allocator));
         // A bare file name would be searched for in the system's library folders.
         Proc::LoadModule(file.empty() ? Proc::GetPluginDirectory() / "EffectsKalvatriPhoto.so" : std::filesystem::absolute(file), *factory);
         return factory;

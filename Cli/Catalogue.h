@@ -35,7 +35,7 @@ private:
 };
 
 /// A factory with the host's effects and those of the module in `file`; an empty name stands for the module that is installed with the
-/// program.
-Orvexa::Proc::FactoryPtr LoadEffects(const Orvexa::Core::ioPath& file);
+/// program. With an empty `allocator` the factory makes one of its own.
+Orvexa::Proc::FactoryPtr LoadEffects(const Orvexa::Core::ioPath& file, Orvexa::Proc::AllocatorPtr allocator = {});
 
 }  // namespace Kalvatri

@@ -58,10 +58,14 @@ struct ApplyOptions : ChainOptions {
 struct BatchOptions : ChainOptions {
     static constexpr int kMaxJobs = 1024;
     std::vector<std::string> inputs;  ///< files, or folders for the pictures in them
+    std::vector<std::string> lists;   ///< files with further inputs, one a line; "-" is stdin
+    bool isRecursive = false;         ///< whether a folder also stands for the pictures in its sub-folders
     std::string outputFolder;
-    int jobs = 0;        ///< at a time; 0 for the number of processors
-    std::string memory;  ///< such as 512M; empty for half of the machine's
+    std::string nameTemplate;  ///< such as {stem}-web.{ext}; empty for the input's name
+    int jobs = 0;              ///< at a time; 0 for the number of processors
+    std::string memory;        ///< such as 512M; empty for half of the machine's
     bool isForced = false;
+    bool isKeepingExisting = false;  ///< whether an output that is there is left alone
     bool isDryRun = false;
     bool isJson = false;
 };

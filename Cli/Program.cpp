@@ -94,10 +94,16 @@ void AddApplyOptions(CLI::App& command, ApplyOptions& options) {
 void AddBatchOptions(CLI::App& command, BatchOptions& options) {
     command.add_option("inputs", options.inputs)->group("");  // told in the usage
     AddText(command, kOutput, options.outputFolder, "The folder of the results, named as the inputs")->option_text("DIR");
+    command.add_flag("-r,--recursive", options.isRecursive, "Sub-folders too, mirrored in DIR");
+    AddText(command, "-T,--files-from", options.lists, "More inputs from a list, one a line; - is stdin")
+        ->option_text("FILE")
+        ->allow_extra_args(false);
+    AddText(command, "--name", options.nameTemplate, "Name results by {stem}, {ext}, {n} and {folder}")->option_text("{stem}-web.{ext}");
     AddNumber(command, "-j,--jobs", options.jobs, 1, BatchOptions::kMaxJobs, "Pictures at a time, one a processor if not given")
         ->option_text("N");
     AddText(command, "--memory", options.memory, "For all jobs, half of the machine's if not given")->option_text("512M|2G");
     command.add_flag("--force", options.isForced, "Make anew what is up to date");
+    command.add_flag("--no-clobber", options.isKeepingExisting, "Skip what exists, up to date or not");
     command.add_flag("--dry-run", options.isDryRun, "Say what would be done");
     command.add_flag("--json", options.isJson, "Print a report as JSON");
     AddChainOptions(command, options, "IN");
@@ -172,7 +178,8 @@ struct Program {
         batchCommand->footer(
             "Examples:\n"
             "  kalvatri batch -o out photos -- WhiteBalance color=#c8b496\n"
-            "  kalvatri batch -o out -j 4 --format png *.jpg -- BlurBokeh size=0.05\n");
+            "  kalvatri batch -o out -j 4 --format png *.jpg -- BlurBokeh size=0.05\n"
+            "  kalvatri batch -o web -r --name '{stem}-web.{ext}' photos -- BalanceLuma shadows=40\n");
     }
 
     void Parse(const std::vector<std::string>& arguments) {

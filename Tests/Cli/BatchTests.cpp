@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <functional>
 #include <limits>
@@ -12,12 +11,14 @@
 #include <thread>
 
 #include "Cli/BatchBudget.h"
+#include "Cli/BatchNames.h"
 #include "Cli/BatchProgress.h"
 #include "Cli/SettingsJson.h"
 #include "Host/Core/Exception.h"
 #include "Host/Io/ImageFiles.h"
 #include "Host/Io/PendingFile.h"
 #include "Tests/Cli/KalvatriProcess.h"
+#include "Tests/Cli/Module/EndsProcess.h"
 #include "Tests/Support/Frames.h"
 
 namespace Orvexa::Test {
@@ -27,6 +28,7 @@ namespace {
 using Kalvatri::BatchTotals;
 using Kalvatri::Json;
 using Kalvatri::MemoryBudget;
+using Kalvatri::NameTemplate;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -61,6 +63,8 @@ TEST(BatchProgress, DerivesTheSpeedFromWhatWasWorkedOn) {
     };
     for (const auto& [totals, text] : cases) EXPECT_EQ(Kalvatri::FormatProgress(totals), text);
     EXPECT_EQ(Kalvatri::FormatSummary({.inputs = 1, .failed = 1, .seconds = 2}), "1 picture: 0 done, 0 skipped, 1 failed in 2 s");
+    EXPECT_EQ(Kalvatri::FormatSummary({.inputs = 9, .skipped = 9, .existing = 2, .seconds = 0}),
+              "9 pictures: 0 done, 9 skipped (2 exist already), 0 failed in 0 s");
 }
 
 TEST(BatchBudget, ReadsAmountsOfMemory) {
@@ -71,29 +75,57 @@ TEST(BatchBudget, ReadsAmountsOfMemory) {
         EXPECT_THROW(Kalvatri::ParseMemory(text), EffectException) << text;
 }
 
-TEST(BatchBudget, IsNeverExceededButByOneThatIsAlone) {
+TEST(BatchBudget, IsGrantedInOrderAndExceededOnlyByOneThatIsAlone) {
     constexpr std::uint64_t kLimit = 100;
+    constexpr int kWorkers = 5;
     MemoryBudget budget(kLimit);
-    std::atomic<std::uint64_t> taken = 0, holders = 0;
-    std::atomic<int> violations = 0, served = 0;
-    const auto work = [&](unsigned seed) {
-        for (int i = 0; i < 200; ++i) {
-            seed = seed * 1103515245 + 12345;
-            const std::uint64_t bytes = (seed >> 16) % 130;  // some exceed the whole budget
-            const MemoryBudget::Share share = budget.Take(bytes);
-            const std::uint64_t others = holders++;
-            if ((taken += bytes) > kLimit && others > 0) ++violations;
-            ++served;
-            taken -= bytes;
-            --holders;
+    std::map<int, std::uint64_t> wishes, shares;
+    std::vector<int> order;  // of those that wait
+    std::size_t granted = 0, exceeding = 0;
+    unsigned seed = 1;
+    const auto draw = [&](unsigned end) { return ((seed = seed * 1103515245 + 12345) >> 16) % end; };
+    for (int step = 0; step < 3000; ++step) {
+        // Anybody with a share gives it back or asks for another; somebody who waits may have died.
+        const int worker = static_cast<int>(draw(kWorkers));
+        const bool isWaiting = wishes.contains(worker);
+        if (isWaiting && draw(8) != 0) continue;
+        std::erase(order, worker);
+        wishes.erase(worker);
+        shares.erase(worker);
+        if (isWaiting || draw(3) == 0) {
+            budget.Release(worker);
+        } else {
+            wishes[worker] = draw(130);  // some exceed the whole budget
+            order.push_back(worker);
+            budget.Request(worker, wishes[worker]);
         }
-    };
-    {
-        std::vector<std::jthread> threads;
-        for (unsigned seed = 1; seed <= 4; ++seed) threads.emplace_back(work, seed);
+        for (const int next : budget.TakeGranted()) {
+            ASSERT_EQ(next, order.front());
+            order.erase(order.begin());
+            shares[next] = wishes[next];
+            wishes.erase(next);
+            ++granted;
+        }
+        std::uint64_t taken = 0;
+        for (const auto& [holder, bytes] : shares) taken += bytes;
+        ASSERT_TRUE(taken <= kLimit || shares.size() == 1) << step;
+        exceeding += taken > kLimit ? 1 : 0;
+        ASSERT_EQ(budget.IsAnyoneWaiting(), !order.empty());
+        ASSERT_TRUE(order.empty() || (!shares.empty() && taken + wishes[order.front()] > kLimit)) << "one waits that would fit";
     }
-    EXPECT_EQ(violations, 0);
-    EXPECT_EQ(served, 800);
+    EXPECT_GT(granted, 500u);
+    EXPECT_GT(exceeding, 0u);
+}
+
+TEST(BatchNames, FillsTheTemplate) {
+    const NameTemplate::Values values{"photos/rome/a.b {n}.JPG", "JPG", 7, 120};
+    const std::pair<const char*, const char*> good[] = {{"{stem}.{ext}", "a.b {n}.JPG"},
+                                                        {"{stem}-web.{ext}", "a.b {n}-web.JPG"},
+                                                        {"{folder}_{n}.webp", "rome_007.webp"},
+                                                        {"{n}{stem}{n}", "007a.b {n}007"}};
+    for (const auto& [text, name] : good) EXPECT_EQ(NameTemplate(text).Fill(values), name);
+    for (const char* text : {"", "web.{ext}", "{stem", "{stem}}.jpg", "{}{stem}", "{Stem}.jpg", "{name}.jpg", "a/{stem}.jpg"})
+        EXPECT_THROW(NameTemplate{text}, EffectException) << text;
 }
 
 class Batch : public testing::Test {
@@ -231,11 +263,13 @@ TEST_F(Batch, OneBadFileNeverStopsTheRest) {
     WriteFile(in_ / "empty.jpg", std::string());
     WriteFile(in_ / "text.jpg", std::string("no picture"));
     WriteFile(in_ / "name.txt", ReadFile(in_ / "good0.png"));
+    WriteFile(in_ / "raw.nef", ReadFile(in_ / "good0.png"));
     Make("large.png", 101, 100);
     const std::map<std::string, const char*> reasons = {{"cut.png", "truncated or damaged ("},
                                                         {"empty.jpg", "the file is empty"},
                                                         {"text.jpg", "not a JPEG, PNG"},
                                                         {"name.txt", "not a known file format"},
+                                                        {"raw.nef", "camera raw files cannot be read"},
                                                         {"large.png", "limit of 10000 (--max-pixels)"},
                                                         {"gone.png", "does not exist"},
                                                         {std::string(300, 'n') + ".png", "File name too long"}};
@@ -243,11 +277,11 @@ TEST_F(Batch, OneBadFileNeverStopsTheRest) {
         const Outcome outcome =
             RunKalvatri(To("out") +
                         Words{"--json", "--force", "--max-pixels", "10000", "-j", jobs, in_.string(), (in_ / "gone.png").string(),
-                              (in_ / "name.txt").string(), (in_ / (std::string(300, 'n') + ".png")).string()} +
+                              (in_ / "name.txt").string(), (in_ / "raw.nef").string(), (in_ / (std::string(300, 'n') + ".png")).string()} +
                         chain_);
         EXPECT_EQ(outcome.exitCode, 1);
         const Json report = Json::parse(outcome.out);
-        ASSERT_EQ(report["inputs"].size(), 13u);
+        ASSERT_EQ(report["inputs"].size(), 14u);
         for (const Json& input : report["inputs"]) {
             const std::string name = std::filesystem::path(input["input"].get<std::string>()).filename().string();
             const auto reason = reasons.find(name);
@@ -257,8 +291,8 @@ TEST_F(Batch, OneBadFileNeverStopsTheRest) {
             EXPECT_THAT(outcome.err, HasSubstr("kalvatri: " + input["error"].get<std::string>() + "\n")) << name;
         }
         EXPECT_EQ(report["totals"]["done"], 6);
-        EXPECT_EQ(report["totals"]["failed"], 7);
-        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 8) << "a line each and the summary: " << outcome.err;
+        EXPECT_EQ(report["totals"]["failed"], 8);
+        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 9) << "a line each and the summary: " << outcome.err;
         EXPECT_EQ(Names().size(), 6u);
     }
 }
@@ -292,12 +326,70 @@ TEST_F(Batch, RefusesWhatCannotEndWell) {
         {{"batch", "-o", folder_.File("more"), good, "--", "BlendPalette", "with=" + folder_.File("more/good.png")}, 2, "would overwrite"},
         {{"batch", "-o", folder_.File("file"), good, "--", "EmptyEffect"}, 2, "is no folder"},
         {{"batch", "-o", folder_.File("file/out"), good, "--", "EmptyEffect"}, 1, "Not a directory"},
+        {out + Words{good, "--name", "{name}.png"} + chain_, 2, "those are {stem}, {ext}, {n} and {folder}"},
+        {out + Words{good, "--name", "{stem}"} + chain_, 2, "a suffix is missing"},
+        {out + Words{good, "--name", "{stem}.png", "--format", "jpg"} + chain_, 2, "another format than --format"},
+        {out + Words{in_.string(), "--name", "{stem}-web.{ext}", "--force", "--no-clobber"} + chain_, 2, "only one of them"},
+        {out + Words{"-T", folder_.File("none")} + chain_, 1, "No such file"},
+        {out + Words{"-T", folder_.File("empty")} + chain_, 1, "this is a folder"},
+        {out + Words{"-T", "-"} + chain_, 2, "no pictures in the folders and lists"},
     };
     for (const BadCommand& bad : cases) {
         ExpectRefused(bad);
         EXPECT_THAT(Names(), IsEmpty());
     }
     EXPECT_THAT(Contents(in_), testing::SizeIs(1));
+}
+
+TEST_F(Batch, MirrorsSubfolders) {
+    for (const char* folder : {"b", "b/deep", ".hidden", "results"}) std::filesystem::create_directory(in_ / folder);
+    for (const char* name : {"a.png", "z.png", "b/a.png", "b/deep/c.jpg", ".hidden/no.png", "results/no.png"}) Make(name);
+    for (const char* name : {"a.xmp", "b/a.XMP", "b/raw.CR2", "b/deep/raw.nef", "b/plain", ".hidden.txt", "results/no.txt"})
+        WriteFile(in_ / name, std::string("no picture"));
+    std::filesystem::create_symlink("..", in_ / "b/aloop");
+    std::filesystem::create_symlink("b", in_ / "alink");
+    std::filesystem::create_symlink("nowhere", in_ / "b/gone.png");
+    std::filesystem::create_directory(in_ / "closed");
+    std::filesystem::permissions(in_ / "closed", std::filesystem::perms::none);
+    const bool isRoot = geteuid() == 0;  // who may read everything
+
+    const Words command = {"batch", "-o", (in_ / "results").string(), "-r", in_.string(), "--", "EmptyEffect"};
+    const Outcome outcome = RunKalvatri(command);
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_THAT(outcome.err, HasSubstr("kalvatri: reading " + (in_ / "b/gone.png").string() + ": the file does not exist\n"));
+    EXPECT_THAT(outcome.err,
+                MatchesRegex("(.|\n)*" + std::string(isRoot ? "5 pictures: 4 done, 0 skipped, 1" : "6 pictures: 4 done, 0 skipped, 2") +
+                             " failed in [^;]*; 2 camera raw files \\(cr2, nef\\) cannot be read; "
+                             "3 other files are no pictures \\(1 without a suffix, 2 xmp\\)\n"));
+    std::vector<std::string> made;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(in_ / "results")) {
+        if (entry.is_regular_file() && entry.path().filename() != kLedger)
+            made.push_back(entry.path().lexically_relative(in_ / "results").string());
+    }
+    EXPECT_THAT(made, testing::UnorderedElementsAre("a.png", "z.png", "b/a.png", "b/deep/c.jpg", "no.png", "no.txt"));
+    std::filesystem::remove(in_ / "b/gone.png");
+    std::filesystem::remove(in_ / "closed");
+    EXPECT_THAT(RunKalvatri(command).out, HasSubstr("4 pictures: 0 done, 4 skipped, 0 failed"));
+}
+
+TEST_F(Batch, NamesOutputsAndKeepsThoseThatExist) {
+    Make("a.png");
+    Make("b.jpg");
+    WriteFile(folder_.File("list"), (in_ / "a.png").string() + "\r\n\n" + (in_ / "b.jpg").string());
+    const ProcessOptions list{.stdinFile = folder_.File("list")};
+    const Words fromList = To("out") + Words{"-T", "-", "--json"};
+    const Outcome first = RunKalvatri(fromList + Words{"--name", "{stem}-web.{ext}"} + chain_, list);
+    EXPECT_EQ(first.exitCode, 0) << first.err;
+    EXPECT_EQ(RunKalvatri(To("out") + Words{"-T", folder_.File("list"), "--name", "{n}.webp"} + chain_).exitCode, 0);
+    EXPECT_THAT(Names(), ElementsAre("1.webp", "2.webp", "a-web.png", "b-web.jpg"));
+
+    WriteFile(out_ / "a.png", std::string("mine"));
+    const Words keeping = {in_.string(), "--no-clobber", "--quality", "50"};
+    EXPECT_THAT(RunKalvatri(To("out") + keeping + chain_).out, HasSubstr("2 pictures: 1 done, 1 skipped (1 exists already), 0 failed"));
+    EXPECT_EQ(ReadFile(out_ / "a.png"), FileBytes({'m', 'i', 'n', 'e'}));
+    EXPECT_EQ(RunKalvatri(To("out") + keeping + Words{"--dry-run"} + chain_).out, "skip " + (in_ / "a.png").string() + ", " + Out("a.png") +
+                                                                                      " exists\nskip " + (in_ / "b.jpg").string() + ", " +
+                                                                                      Out("b.jpg") + " is up to date\n");
 }
 
 TEST_F(Batch, SaysWhatItWouldDoAndWritesNothing) {
@@ -307,11 +399,11 @@ TEST_F(Batch, SaysWhatItWouldDoAndWritesNothing) {
     const Outcome plan = RunKalvatri(Command({"--dry-run", "--format", "webp"}));
     EXPECT_EQ(plan.exitCode, 0) << plan.err;
     EXPECT_EQ(plan.out, "make " + Out("a.webp") + " from " + (in_ / "a.png").string() + "\nmake " + Out("b.webp") + " from " +
-                            (in_ / "b.jpg").string() + "\n");
+                            (in_ / "b.jpg").string() + "\n1 other file is no picture (1 txt)\n");
     EXPECT_FALSE(std::filesystem::exists(out_));
 
     const Outcome run = RunKalvatri(Command({"--format", "webp"}));
-    EXPECT_THAT(run.out, MatchesRegex("2 pictures: 2 done, 0 skipped, 0 failed in [^\n]+\n"));
+    EXPECT_THAT(run.out, MatchesRegex("2 pictures: 2 done, 0 skipped, 0 failed in [^\n]+; 1 other file is no picture \\(1 txt\\)\n"));
     EXPECT_THAT(Names(), ElementsAre("a.webp", "b.webp"));
     const std::string old = Make("c.png");
     EXPECT_EQ(Statuses(Command({"--dry-run", "--json", "--format", "webp"})),
@@ -369,12 +461,13 @@ TEST_F(Batch, RemovesWhatAKilledProcessLeftAndNothingElse) {
     EXPECT_THAT(Names(), testing::UnorderedElementsAreArray(kept + Words{"a.png"}));
 }
 
-// The first picture is a pipe; while the program waits at it, the second goes.
-TEST_F(Batch, AFileThatDisappearsFailsAlone) {
-    const std::string pipe = MakePipe("a.png"), gone = Make("b.png"), there = Make("c.png");
-    KalvatriProcess process(To("out") + Words{"-j", "1", pipe, gone, there} + chain_);
+// The first picture is a pipe; while the program waits at it, the second goes and the third is shortened.
+TEST_F(Batch, AFileThatChangesMeanwhileFailsAlone) {
+    const std::string pipe = MakePipe("a.png"), gone = Make("b.png"), cut = Make("c.png"), there = Make("d.png");
+    KalvatriProcess process(To("out") + Words{"-j", "1", pipe, gone, cut, there} + chain_);
     WaitUntil(process, [&] { return std::filesystem::exists(out_ / kLedger); });
     std::filesystem::remove(gone);
+    std::filesystem::resize_file(cut, std::filesystem::file_size(cut) / 2);
     close(open(pipe.c_str(), O_WRONLY | O_CLOEXEC));
     while (process.IsRunning()) {
         // Each opening of the pipe by the program is answered with its end.
@@ -385,8 +478,73 @@ TEST_F(Batch, AFileThatDisappearsFailsAlone) {
     const Outcome outcome = process.Wait();
     EXPECT_EQ(outcome.exitCode, 1);
     EXPECT_THAT(outcome.err, HasSubstr("kalvatri: reading " + gone + ": the file does not exist\n"));
-    EXPECT_THAT(outcome.err, HasSubstr("3 pictures: 1 done, 0 skipped, 2 failed"));
-    EXPECT_THAT(Names(), ElementsAre("c.png"));
+    EXPECT_THAT(outcome.err, HasSubstr("kalvatri: reading " + cut + ": the picture is truncated"));
+    EXPECT_THAT(outcome.err, HasSubstr("4 pictures: 1 done, 0 skipped, 3 failed"));
+    EXPECT_THAT(Names(), ElementsAre("d.png"));
+}
+
+// Pictures that end the process which works on them, by a module made for that.
+class BatchWorkers : public Batch {
+protected:
+    std::string MakeEnding(int how) const {
+        const std::string name = std::to_string(how) + ".png";
+        const Color color(kEndingRed, static_cast<std::uint8_t>(how), kEndingBlue);
+        Io::WriteImage(in_ / name, MakeFrame(PixFmt::Rgb24, 9, 9, color), {}, {});
+        return (in_ / name).string();
+    }
+    const Words endsProcess_ = {"--module", ORVEXA_ENDS_PROCESS, "--", "EndsProcess"};
+};
+
+TEST_F(BatchWorkers, ThatAPictureEndsAreReplaced) {
+    const std::string words = "; it wrote: its last  words";
+    const std::map<std::string, std::string> ends = {
+        {MakeEnding(SIGABRT), "ended by signal 6 (Aborted)" + words},
+        {MakeEnding(SIGSEGV), "ended by signal 11 (Segmentation fault)" + words},
+        {MakeEnding(SIGKILL),
+         "ended by signal 9 (Killed), as the system does when memory runs out; --memory and --jobs limit "
+         "what a batch takes" +
+             words},
+        {MakeEnding(SIGBUS), "ended by signal 7 (Bus error), as happens when a file is shortened while it is read" + words},
+        {MakeEnding(kExits), "ended with exit code 200" + words}};
+    for (int i = 0; i < 30; ++i) Make("good" + std::to_string(i) + ".png");
+    WriteFile(in_ / "empty.png", std::string());
+    for (const char* jobs : {"1", "4"}) {
+        setenv(kWritingFolderVariable, Out().c_str(), 1);
+        const Outcome outcome = RunKalvatri(To("out") + Words{"-j", jobs, "--json", "--force", in_.string()} + endsProcess_);
+        unsetenv(kWritingFolderVariable);
+        EXPECT_EQ(outcome.exitCode, 1);
+        const Json report = Json::parse(outcome.out);
+        EXPECT_EQ(report["totals"]["done"], 30);
+        EXPECT_EQ(report["totals"]["failed"], 6);
+        for (const auto& [picture, end] : ends)
+            EXPECT_THAT(outcome.err, HasSubstr("kalvatri: working on " + picture + ": the process that did it was " + end + "\n"));
+        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 7) << "a line each and the summary: " << outcome.err;
+        EXPECT_EQ(CountRecorded(), 30u);
+        EXPECT_EQ(Names().size(), 30u) << "nothing incomplete is left";
+        std::filesystem::remove(out_ / kLedger);
+    }
+}
+
+TEST_F(BatchWorkers, EndWithTheirParentAndLeaveNothing) {
+    const std::string endless = MakeEnding(kForEver);
+    Make("good.png");
+    setenv(kWritingFolderVariable, Out().c_str(), 1);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGKILL}) {
+        KalvatriProcess process(To("out") + Words{"-j", "2", "--force", in_.string()} + endsProcess_);
+        WaitUntil(process, [&] { return testing::Matches(testing::Contains(testing::StartsWith(".0.png.part-")))(Names()); });
+        process.Send(signal);
+        EXPECT_EQ(process.Wait().exitCode, 128 + signal);
+        if (signal == SIGKILL) break;
+        EXPECT_THAT(Names(), testing::Each(std::string("good.png"))) << "nothing incomplete is left";
+    }
+    unsetenv(kWritingFolderVariable);
+    // The folder's lock is free once all of them have ended; what they left goes then.
+    std::filesystem::remove(endless);
+    const Outcome after = RunKalvatri(Command());
+    EXPECT_EQ(after.exitCode, 0) << after.err;
+    WriteFile(in_ / "0.png", ReadFile(in_ / "good.png"));
+    EXPECT_EQ(RunKalvatri(Command()).exitCode, 0);
+    EXPECT_THAT(Names(), ElementsAre("0.png", "good.png"));
 }
 
 TEST_F(Batch, AFullDiskFailsWhatDoesNotFitAndLosesNothing) {
