@@ -120,7 +120,7 @@ void Process(const Batch& batch, const BatchItem& item, MemoryBudget& budget, Le
     const std::string reading = "reading " + item.input;
     const FileStamp stamp = StampOf(item.input).value_or(FileStamp{});  // of before, so that a change while it is read shows later
     const Io::ImageSize size = While(reading, [&] { return Io::ReadImageSize(item.input, batch.options.read); });
-    const MemoryBudget::Share share = budget.Take(EstimateMemory(size.GetPixels() + batch.furtherPixels));
+    const MemoryBudget::Share share = budget.Take(EstimateMemory(batch.chain, size.GetPixels(), batch.furtherPixels));
     const auto begin = Clock::now();
     try {
         Io::LoadedImage image =

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cctype>
 #include <charconv>
 #include <limits>
@@ -34,6 +35,20 @@ MemoryBudget::Share MemoryBudget::Take(std::uint64_t bytes) {
     }
     changed_.notify_all();  // the next one may fit too
     return {*this, bytes};
+}
+
+std::uint64_t EstimateMemory(const Chain& chain, std::uint64_t pixels, std::uint64_t furtherPixels) {
+    constexpr std::uint64_t kProcessBytes = std::uint64_t{64} << 20;  // libraries, and buffers that do not grow with the picture
+    constexpr double kCodecBytesPerPixel = 12;  // a picture of 4 and the coefficients of a progressive JPEG or the planes of a HEIC file
+    constexpr std::uint64_t kFurtherBytesPerPixel = 5;  // as it was read, and as the step wants it
+    double most = kCodecBytesPerPixel * static_cast<double>(pixels);
+    for (const Step& step : chain) {
+        const std::uint64_t result = step.settings->GetResultPixels(pixels);
+        most = std::max(most, step.effect->settings->bytesPerPixel * static_cast<double>(std::max(pixels, result)));
+        pixels = result;
+    }
+    most = std::max(most, kCodecBytesPerPixel * static_cast<double>(pixels));
+    return kProcessBytes + static_cast<std::uint64_t>(most) + kFurtherBytesPerPixel * furtherPixels;
 }
 
 std::uint64_t ParseMemory(const std::string& text) {

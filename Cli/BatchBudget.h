@@ -6,6 +6,8 @@
 #include <mutex>
 #include <string>
 
+#include "Cli/Chain.h"
+
 namespace Kalvatri {
 
 class MemoryBudget {
@@ -38,12 +40,10 @@ private:
     std::uint64_t nextTicket_ = 0, servedTickets_ = 0;
 };
 
-/// The bytes that a chain may take for a picture: frames of four bytes a pixel, in the number of copies that the hungriest effects hold at
-/// a time with the decoder and the encoder.
-constexpr std::uint64_t EstimateMemory(std::uint64_t pixels) {
-    constexpr std::uint64_t kBytesPerPixel = 4, kCopies = 6;
-    return pixels * kBytesPerPixel * kCopies;
-}
+/// The memory in bytes that a process needs to take a picture of `pixels` from a file through `chain` to a file: the process itself, what
+/// the hungriest of decoding, the steps (`SettingsClass::bytesPerPixel`) and encoding takes, and the chain's further pictures, which have
+/// `furtherPixels` together and are held all the time.
+std::uint64_t EstimateMemory(const Chain& chain, std::uint64_t pixels, std::uint64_t furtherPixels);
 
 /// "512M" or "2G" in bytes: a whole number, then K, M, G or T for powers of 1024, or nothing. Anything else and 0 throw `EffectException`.
 std::uint64_t ParseMemory(const std::string& text);

@@ -12,6 +12,10 @@ class SettingsEffectCreateVideo final : public Settings {
     ORVEXA_FIELD(int, Height, 1080, Range(1, 131072), "pixels", "Height of the new picture.")
     ORVEXA_FIELD(Orvexa::Proc::Color, Color, Orvexa::Proc::Color::Black(Opacity::Opaque), Any(), "",
                  "Its colour; the picture has alpha if the colour is not opaque.")
+
+    std::uint64_t GetResultPixels(std::uint64_t) const override {
+        return static_cast<std::uint64_t>(GetWidth()) * static_cast<std::uint64_t>(GetHeight());
+    }
 };
 
 }  // namespace Orvexa::Proc
