@@ -38,7 +38,7 @@ MemoryBudget::Share MemoryBudget::Take(std::uint64_t bytes) {
 }
 
 std::uint64_t EstimateMemory(const Chain& chain, std::uint64_t pixels, std::uint64_t furtherPixels) {
-    constexpr std::uint64_t kProcessBytes = std::uint64_t{64} << 20;  // libraries, and buffers that do not grow with the picture
+    constexpr std::uint64_t kProcessBytes = std::uint64_t{80} << 20;  // libraries, and what does not grow with the picture
     constexpr double kCodecBytesPerPixel = 12;  // a picture of 4 and the coefficients of a progressive JPEG or the planes of a HEIC file
     constexpr std::uint64_t kFurtherBytesPerPixel = 5;  // as it was read, and as the step wants it
     double most = kCodecBytesPerPixel * static_cast<double>(pixels);

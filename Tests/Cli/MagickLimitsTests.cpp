@@ -83,8 +83,8 @@ TEST_F(MagickLimits, AreNamedWhereNothingIsPossibleWithinThem) {
         std::string effect, reason;
     } cases[] = {{{{"width", "100"}}, "Sketch", "images of 301 x 203 pixels, where at most 100 x "},
                  {{{"height", "10"}}, "OilPaint", "x 10 are allowed"},
-                 {nothing, "OilPaint", "policy.xml"},
-                 {nothing, "Sketch", "policy.xml"}};
+                 {nothing, "OilPaint", "exhausted with 1000 bytes of memory, 0 bytes of mapped files"},
+                 {nothing, "Sketch", "policy.xml must allow more"}};
     for (const auto& [maximums, effect, reason] : cases) {
         const Environment environment(Policy(maximums));
         ExpectRefused({Command(effect), 1, reason});

@@ -1,5 +1,6 @@
 #include "Host/Providers/Magick/MagickImage.h"
 
+#include <algorithm>
 #include <memory>
 #include <string>
 
@@ -9,9 +10,18 @@ namespace Orvexa::Proc::MagickImages {
 
 namespace {
 
-constexpr char kHint[] = "; \"identify -list resource\" shows ImageMagick's limits, its policy.xml sets them";
-
-[[noreturn]] void ThrowError(const std::string& reason) { Throw("ImageMagick cannot process the picture: " + reason + kHint); }
+[[noreturn]] void ThrowError(std::string reason) {
+    // ImageMagick appends the place in its source to the reason.
+    reason.resize(std::min({reason.size(), reason.find(" `"), reason.find(" @ ")}));
+    const auto allowed = [](MagickCore::ResourceType resource, const char* kind) {
+        return std::to_string(MagickCore::GetMagickResourceLimit(resource)) + " bytes of " + kind;
+    };
+    if (reason == "cache resources exhausted") {
+        reason += " with " + allowed(MagickCore::MemoryResource, "memory") + ", " + allowed(MagickCore::MapResource, "mapped files") +
+                  " and " + allowed(MagickCore::DiskResource, "disk");
+    }
+    Throw("ImageMagick cannot process the picture: " + reason + "; ImageMagick's policy.xml must allow more");
+}
 
 using ImagePtr = std::unique_ptr<MagickCore::Image, decltype(&MagickCore::DestroyImage)>;
 
