@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cctype>
 #include <charconv>
 #include <limits>
@@ -38,10 +39,18 @@ void MemoryBudget::GrantWhatFits() {
     }
 }
 
-std::uint64_t EstimateMemory(const Chain&, std::uint64_t pixels, std::uint64_t furtherPixels) {
-    // Frames of four bytes a pixel, in the number of copies that the hungriest effects hold at a time with decoder and encoder.
-    constexpr std::uint64_t kBytesPerPixel = 4, kCopies = 6;
-    return (pixels + furtherPixels) * kBytesPerPixel * kCopies;
+std::uint64_t EstimateMemory(const Chain& chain, std::uint64_t pixels, std::uint64_t furtherPixels) {
+    constexpr std::uint64_t kProcessBytes = std::uint64_t{80} << 20;  // libraries, and what does not grow with the picture
+    constexpr double kCodecBytesPerPixel = 12;  // a picture of 4 and the coefficients of a progressive JPEG or the planes of a HEIC file
+    constexpr std::uint64_t kFurtherBytesPerPixel = 5;  // as it was read, and as the step wants it
+    double most = kCodecBytesPerPixel * static_cast<double>(pixels);
+    for (const Step& step : chain) {
+        const std::uint64_t result = step.settings->GetResultPixels(pixels);
+        most = std::max(most, step.effect->settings->bytesPerPixel * static_cast<double>(std::max(pixels, result)));
+        pixels = result;
+    }
+    most = std::max(most, kCodecBytesPerPixel * static_cast<double>(pixels));
+    return kProcessBytes + static_cast<std::uint64_t>(most) + kFurtherBytesPerPixel * furtherPixels;
 }
 
 std::uint64_t ParseMemory(const std::string& text) {

@@ -41,8 +41,9 @@ private:
     std::vector<int> granted_;
 };
 
-/// The bytes that `chain` may take for a picture of that many pixels, with the decoder and the encoder. `furtherPixels` are those of
-/// all further pictures of the chain's steps.
+/// The memory in bytes that a process needs to take a picture of `pixels` from a file through `chain` to a file: the process itself, what
+/// the hungriest of decoding, the steps (`SettingsClass::bytesPerPixel`) and encoding takes, and the chain's further pictures, which have
+/// `furtherPixels` together and are held all the time.
 std::uint64_t EstimateMemory(const Chain& chain, std::uint64_t pixels, std::uint64_t furtherPixels);
 
 /// "512M" or "2G" in bytes: a whole number, then K, M, G or T for powers of 1024, or nothing. Anything else and 0 throw `EffectException`.

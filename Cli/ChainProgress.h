@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <mutex>
 #include <string>
+#include <utility>
 
 #include "Cli/ProgressLine.h"
 #include "Host/Core/Progress.h"
@@ -32,6 +33,40 @@ private:
     ProgressLine line_;
     std::string stage_;
     std::uint64_t done_ = 0, total_ = 0;
+};
+
+/// The progress of several pictures that go through the same steps side by side, on one bar on which every step of every picture has the
+/// same length.
+class SharedProgress {
+public:
+    /// One picture's part of the bar, for its effects. Their stages and totals are its own affair.
+    class Part : public Orvexa::Core::IProgressController {
+    public:
+        Part(Orvexa::Core::ProgressPtr whole, std::size_t steps) : whole_(std::move(whole)), steps_(steps) {}
+        void SetStage(std::string_view) override {}
+        void SetTotal(std::uint64_t steps) override;
+        void Finish() override {}
+        void Step(std::uint64_t steps) override;
+        bool IsCancelled() const override { return whole_ != nullptr && whole_->IsCancelled(); }
+        /// The picture has come through one of its steps.
+        void FinishStep();
+
+    private:
+        void Report();
+
+        const Orvexa::Core::ProgressPtr whole_;
+        const std::size_t steps_;
+        std::mutex mutex_;  // guards what follows
+        std::uint64_t finished_ = 0, done_ = 0, total_ = 0, reported_ = 0;
+    };
+
+    /// `whole` may be empty.
+    SharedProgress(Orvexa::Core::ProgressPtr whole, std::size_t pictures, std::size_t steps);
+    boost::intrusive_ptr<Part> MakePart() const { return Orvexa::Core::MakeRefCounted<Part>(whole_, steps_); }
+
+private:
+    const Orvexa::Core::ProgressPtr whole_;
+    const std::size_t steps_;
 };
 
 }  // namespace Kalvatri

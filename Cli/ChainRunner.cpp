@@ -1,8 +1,12 @@
 #include "Cli/ChainRunner.h"
 
 #include <algorithm>
+#include <mutex>
+#include <string>
 
+#include "Cli/ChainProgress.h"
 #include "Cli/Errors.h"
+#include "Host/Core/Threads.h"
 #include "Host/Settings/Common/SettingsColorspaceConverter.h"
 
 namespace Kalvatri {
@@ -14,28 +18,7 @@ using Pictures = std::vector<FramePtr>;
 
 namespace {
 
-void RunStep(const Proc::OneInputPtr& effect, const Pictures&, Pictures& pictures) {
-    for (FramePtr& picture : pictures) effect->ProcessData(picture);
-}
-
-void RunStep(const Proc::TwoInputPtr& effect, const Pictures& with, Pictures& pictures) {
-    const Proc::ConstFramePtr second = with.empty() ? FramePtr() : with.front();
-    for (FramePtr& picture : pictures) effect->ProcessData(picture, second);
-}
-
-void RunStep(const Proc::VarInputPtr& effect, const Pictures& with, Pictures& pictures) {
-    std::vector<DataPtr> data(pictures.begin(), pictures.end());
-    data.insert(data.end(), with.begin(), with.end());
-    pictures.clear();
-    // One result comes as the return value, many come in the vector.
-    if (const DataPtr result = effect->Process(data)) data.assign(1, result);
-    for (const DataPtr& item : data) pictures.push_back(boost::dynamic_pointer_cast<Proc::IDataVideo>(item));
-}
-
-void CheckResult(const Pictures& pictures) {
-    const auto isMissing = [](const FramePtr& picture) { return picture == nullptr; };
-    if (pictures.empty() || std::any_of(pictures.begin(), pictures.end(), isMissing)) Throw("the effect gave no picture");
-}
+constexpr char kNoPicture[] = "the effect gave no picture";
 
 Json ToJson(const Core::Property& property) {
     Json json = {{"name", property.GetName()}};
@@ -43,6 +26,33 @@ Json ToJson(const Core::Property& property) {
     for (const Core::Property& child : property.GetChildren()) json["children"].push_back(ToJson(child));
     return json;
 }
+
+template <class AnyEffect>
+Json StatisticsOf(const AnyEffect& effect) {
+    return ToJson(std::visit([](const auto& any) { return any->GetStatistic(); }, effect));
+}
+
+// Adds the counters in the statistics of another effect of the same class to `sum`, which is null before the first.
+void AddStatistics(Json& sum, const Json& other) {
+    if (sum.is_null()) {
+        sum = other;
+        return;
+    }
+    if (sum["name"] == "count" || sum["name"] == "total") {
+        const auto number = [](const Json& json) { return std::stoll(json["value"].get<std::string>()); };
+        sum["value"] = std::to_string(number(sum) + number(other));
+    }
+    if (!sum.contains("children") || !other.contains("children")) return;
+    Json& children = sum["children"];
+    for (std::size_t i = 0; i < std::min(children.size(), other["children"].size()); ++i) AddStatistics(children[i], other["children"][i]);
+}
+
+template <class AnyEffect>
+bool IsSpent(const AnyEffect& effect) {
+    return std::visit([](const auto& any) { return any == nullptr; }, effect);
+}
+
+bool TakesAll(const Step& step) { return step.effect->kind == Proc::EffectKind::VarInput; }
 
 }  // namespace
 
@@ -56,54 +66,133 @@ FramePtr InFormat(const Proc::FactoryPtr& factory, FramePtr picture, PixFmt pixF
 }
 
 ChainRunner::ChainRunner(const Proc::FactoryPtr& factory, const Chain& chain, const PictureReader& read, Core::ProgressPtr progress)
-    : progress_(std::move(progress)) {
+    : factory_(factory), progress_(std::move(progress)) {
     for (const Step& step : chain) {
-        RunningStep running{&step, {}, {}};
-        While("setting up " + step.effect->GetName(), [&] {
-            const std::string& classId = step.effect->settings->classId;
-            switch (step.effect->kind) {
-                case Proc::EffectKind::OneInput:
-                    factory->CreateOneInputEffect(running.effect.emplace<Proc::OneInputPtr>(), classId, ImplNames::ORVEXA, {});
-                    break;
-                case Proc::EffectKind::TwoInput:
-                    factory->CreateTwoInputEffect(running.effect.emplace<Proc::TwoInputPtr>(), classId, ImplNames::ORVEXA, {});
-                    break;
-                case Proc::EffectKind::VarInput:
-                    factory->CreateVarInputEffect(running.effect.emplace<Proc::VarInputPtr>(), classId, ImplNames::ORVEXA, {});
-                    break;
-            }
-            std::visit(
-                [&](const auto& effect) {
-                    effect->SetProgressController(progress_);
-                    effect->SetSettings(*step.settings);
-                },
-                running.effect);
-        });
+        RunningStep running{&step, MakeEffect(step, progress_), {}, nullptr};
         for (const Core::ioPath& file : step.with)
             running.with.push_back(InFormat(factory, read(file), step.effect->settings->getSecondInput()));
         steps_.push_back(std::move(running));
     }
 }
 
+ChainRunner::AnyEffect ChainRunner::MakeEffect(const Step& step, const Core::ProgressPtr& progress) const {
+    return While("setting up " + step.effect->GetName(), [&] {
+        AnyEffect made;
+        const std::string& classId = step.effect->settings->classId;
+        switch (step.effect->kind) {
+            case Proc::EffectKind::OneInput:
+                factory_->CreateOneInputEffect(made.emplace<Proc::OneInputPtr>(), classId, ImplNames::ORVEXA, {});
+                break;
+            case Proc::EffectKind::TwoInput:
+                factory_->CreateTwoInputEffect(made.emplace<Proc::TwoInputPtr>(), classId, ImplNames::ORVEXA, {});
+                break;
+            case Proc::EffectKind::VarInput:
+                factory_->CreateVarInputEffect(made.emplace<Proc::VarInputPtr>(), classId, ImplNames::ORVEXA, {});
+                break;
+        }
+        std::visit(
+            [&](const auto& effect) {
+                effect->SetProgressController(progress);
+                effect->SetSettings(*step.settings);
+            },
+            made);
+        return made;
+    });
+}
+
 Pictures ChainRunner::Run(Pictures pictures) {
-    for (const RunningStep& running : steps_) {
-        const std::string& name = running.step->effect->GetName();
-        While("running " + name, [&] {
-            if (progress_ != nullptr) progress_->SetStage(name);
-            std::visit([&](const auto& effect) { RunStep(effect, running.with, pictures); }, running.effect);
-            if (progress_ != nullptr && progress_->IsCancelled()) Throw("cancelled");
-            CheckResult(pictures);
-        });
+    for (auto next = steps_.begin(); next != steps_.end();) {
+        const auto end = std::find_if(next, steps_.end(), [](const RunningStep& running) { return TakesAll(*running.step); });
+        if (next == end) {
+            Spend(*next, [&] { RunOnAll(*next, pictures); });
+            ++next;
+        } else if (pictures.size() == 1) {
+            SetStage(next->step->effect->GetName());
+            Spend(*next, [&] { RunOnOne(*next, next->effect, pictures.front()); });
+            ++next;
+        } else {
+            RunOnEach({next, end}, pictures);
+            next = end;
+        }
     }
     if (progress_ != nullptr) progress_->Finish();
     return pictures;
 }
 
+// Uses the step's effect up. Effects keep masks and pictures of the size of those that they were used for, which the next steps need not
+// have beside them.
+template <class Use>
+void ChainRunner::Spend(RunningStep& running, Use&& use) const {
+    if (IsSpent(running.effect)) running.effect = MakeEffect(*running.step, progress_);
+    use();
+    AddStatistics(running.statistics, StatisticsOf(running.effect));
+    running.effect = AnyEffect();
+}
+
+void ChainRunner::RunOnAll(const RunningStep& running, Pictures& pictures) const {
+    SetStage(running.step->effect->GetName());
+    While("running " + running.step->effect->GetName(), [&] {
+        std::vector<DataPtr> data(pictures.begin(), pictures.end());
+        data.insert(data.end(), running.with.begin(), running.with.end());
+        pictures.clear();
+        // One result comes as the return value, many come in the vector.
+        if (const DataPtr result = std::get<Proc::VarInputPtr>(running.effect)->Process(data)) data.assign(1, result);
+        for (const DataPtr& item : data) pictures.push_back(boost::dynamic_pointer_cast<Proc::IDataVideo>(item));
+        ThrowIfCancelled();
+        if (pictures.empty() || std::count(pictures.begin(), pictures.end(), nullptr) > 0) Throw(kNoPicture);
+    });
+}
+
+void ChainRunner::RunOnOne(const RunningStep& running, const AnyEffect& effect, FramePtr& picture) const {
+    While("running " + running.step->effect->GetName(), [&] {
+        if (const auto* const oneInput = std::get_if<Proc::OneInputPtr>(&effect)) {
+            (*oneInput)->ProcessData(picture);
+        } else {
+            const Proc::ConstFramePtr second = running.with.empty() ? FramePtr() : running.with.front();
+            std::get<Proc::TwoInputPtr>(effect)->ProcessData(picture, second);
+        }
+        ThrowIfCancelled();
+        if (picture == nullptr) Throw(kNoPicture);
+    });
+}
+
+void ChainRunner::RunOnEach(std::span<RunningStep> steps, Pictures& pictures) const {
+    std::string stage;
+    for (const RunningStep& running : steps) stage += (stage.empty() ? "" : ", ") + running.step->effect->GetName();
+    SetStage(stage);
+    SharedProgress progress(progress_, pictures.size(), steps.size());
+    // An effect may change pixels that nobody else can see. Whether others can must not depend on how far the other threads are, so pixels
+    // that pictures share stay shared until all are done.
+    Pictures shared;
+    for (const FramePtr& picture : pictures) {
+        if (picture->SharesPixels()) shared.push_back(Proc::CloneFrame(*picture, Proc::kCloneView));
+    }
+    std::mutex mutex;
+    Core::ParallelFor(pictures.size(), [&](std::size_t i) {
+        const auto part = progress.MakePart();
+        for (RunningStep& running : steps) {
+            const AnyEffect effect = MakeEffect(*running.step, part);
+            RunOnOne(running, effect, pictures[i]);
+            part->FinishStep();
+            const std::lock_guard lock(mutex);
+            AddStatistics(running.statistics, StatisticsOf(effect));
+        }
+    });
+}
+
+void ChainRunner::SetStage(std::string_view name) const {
+    if (progress_ != nullptr) progress_->SetStage(name);
+}
+
+void ChainRunner::ThrowIfCancelled() const {
+    if (progress_ != nullptr && progress_->IsCancelled()) Throw("cancelled");
+}
+
 Json ChainRunner::GetStatistics() const {
     Json list = Json::array();
     for (const RunningStep& running : steps_) {
-        const Core::Property statistic = std::visit([](const auto& effect) { return effect->GetStatistic(); }, running.effect);
-        list.push_back({{"effect", running.step->effect->GetName()}, {"statistics", ToJson(statistic)}});
+        list.push_back({{"effect", running.step->effect->GetName()},
+                        {"statistics", running.statistics.is_null() ? StatisticsOf(running.effect) : running.statistics}});
     }
     return list;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <span>
 #include <variant>
 #include <vector>
 
@@ -18,21 +19,34 @@ public:
     ChainRunner(const Orvexa::Proc::FactoryPtr& factory, const Chain& chain, const PictureReader& read,
                 Orvexa::Core::ProgressPtr progress = {});
 
-    /// Runs the steps one after another. A step for one picture runs on each that there is; a variable-input step takes all at once. Errors
-    /// and cancellation throw `CommandError`.
+    /// Runs the steps. A variable-input step takes all pictures at once. Between two such steps several pictures, as the patches of a large
+    /// one, go through the steps side by side (`Core::ParallelFor`), each with effects of its own, because effects remember what they were
+    /// last used for; they count as one stage of the progress. Errors and cancellation throw `CommandError`; of several pictures that fail
+    /// it is the first one's error.
     std::vector<Orvexa::Proc::FramePtr> Run(std::vector<Orvexa::Proc::FramePtr> pictures);
 
-    /// The effects' statistics, an array with one object a step.
+    /// The effects' statistics, an array with one object per step; counters are summed over the effects that served several pictures.
     Json GetStatistics() const;
 
 private:
     using AnyEffect = std::variant<Orvexa::Proc::OneInputPtr, Orvexa::Proc::TwoInputPtr, Orvexa::Proc::VarInputPtr>;
     struct RunningStep {
         const Step* step;
-        AnyEffect effect;
+        AnyEffect effect;  ///< for the first picture; null once it has been used
         std::vector<Orvexa::Proc::FramePtr> with;
+        Json statistics;  ///< of the effects that have been used, summed; null if none has
     };
 
+    AnyEffect MakeEffect(const Step& step, const Orvexa::Core::ProgressPtr& progress) const;
+    template <class Use>
+    void Spend(RunningStep& running, Use&& use) const;
+    void RunOnAll(const RunningStep& running, std::vector<Orvexa::Proc::FramePtr>& pictures) const;
+    void RunOnOne(const RunningStep& running, const AnyEffect& effect, Orvexa::Proc::FramePtr& picture) const;
+    void RunOnEach(std::span<RunningStep> steps, std::vector<Orvexa::Proc::FramePtr>& pictures) const;
+    void SetStage(std::string_view name) const;
+    void ThrowIfCancelled() const;
+
+    Orvexa::Proc::FactoryPtr factory_;
     Orvexa::Core::ProgressPtr progress_;
     std::vector<RunningStep> steps_;
 };

@@ -36,6 +36,7 @@ Json ToJson(const EffectEntry& effect, const Orvexa::Proc::Settings& defaults) {
             {"settings", effect.settings->classId},
             {"kind", effect.GetKindName()},
             {"summary", effect.settings->summary},
+            {"bytesPerPixel", effect.settings->bytesPerPixel},
             {"fields", std::move(fields)}};
 }
 

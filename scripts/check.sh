@@ -37,6 +37,8 @@ if [ -e build/release ] && [[ " ${presets[*]} " == *" release "* ]]; then
         echo "$exported"
         exit 1
     }
+    echo "== release: the same bytes with any vector code and any number of threads"
+    scripts/same-bytes.sh build/release/bin/kalvatri
     echo "== release: a program built against the installed package"
     scripts/check-package.sh build/release
 fi

@@ -10,30 +10,18 @@ font=/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 
-# Settings that show what an effect does, where its defaults leave a photograph as it is; effects that are not listed run with their defaults.
-declare -A settings=(
-    [BalanceLuma]="shadows=60 highlights=20 autoContrast=true"
-    [BlendPalette]="with=$scratch/indices.png alpha=160 palette=0:#203080ff,255:#ffa03080"
-    [ColorBalanceAuto]="whiteBalance=true lightBalance=true"
-    [BlurRadial]="mode=spin angle=20 strength=0.2"
-    [ColorReduce]="reducedColor=red"
-    [CreateVideo]="width=400 height=300 color=#3878a0"
-    [DirectionalAreaDeformation]="fromX=250 fromY=120 toX=330 toY=120 size=200"
-    [Segmentation]="demoMode=true alpha=160 smooth=2"
-    [TintTemperature]="temperature=40 tint=-10"
-    [WhiteBalance]="color=#c8b496"
-)
+. scripts/effect-settings.sh
 
 number=100
 for name in astronaut coffee; do
     photo=samples/$name.png
     read -r width height < <(identify -format '%w %h\n' "$photo")
     "$kalvatri" apply -q -i "$photo" -o "$scratch/indices.png" --format png BlackWhite threshold=0.6 ShapeMask shape=circle threshold=1.01
-    for effect in $("$kalvatri" list --json | grep -o '"effect": *"[^"]*"' | cut -d'"' -f4); do
+    for effect in $(list_effects "$kalvatri"); do
         output=$scratch/$number-$effect.png
         chain=("$effect" ${settings[$effect]:-})
         case $effect in
-            Custom) continue ;;
+            BlendPalette) chain+=("with=$scratch/indices.png") ;;
             Segmentation) chain+=("with=samples/seeds/$name.png") ;;
             Cutter)
                 "$kalvatri" apply -q -i "$photo" -o "$scratch/patch-{}.png" Cutter patchWidth=250 patchHeight=250

@@ -1,4 +1,8 @@
+// How work is spread over threads.
 #pragma once
+
+#include <cstddef>
+#include <functional>
 
 namespace Orvexa::Core {
 
@@ -10,5 +14,10 @@ int CountProcessors();
 void SetLibraryThreads(int threads);
 /// The number of threads that one call of an effect may use, its caller's included.
 int GetLibraryThreads();
+
+/// Calls `body` with 0 .. count - 1, starting in this order, on up to `GetLibraryThreads()` threads, of which the calling thread is one;
+/// returns when all calls have ended. Called from inside a `body`, it stays on the calling thread. When calls throw, no further ones start
+/// and the exception of the lowest index is rethrown. Continues with fewer threads when the system has no more.
+void ParallelFor(std::size_t count, const std::function<void(std::size_t)>& body);
 
 }  // namespace Orvexa::Core

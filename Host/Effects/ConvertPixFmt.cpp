@@ -67,26 +67,55 @@ ChannelView<Byte> RowsOf(const ChannelView<Byte>& channel, int first, int count)
 
 constexpr ChannelKind kChroma[] = {ChannelKind::Cb, ChannelKind::Cr};
 
-void PackedToPacked(const IDataVideo& source, const PixFmtDescription& from, IDataVideo& target, const PixFmtDescription& to) {
+// The rows of a packed or grey picture, and of an indexed one as RGBA: expanded one at a time, so that no second picture is needed.
+class PackedRows {
+public:
+    explicit PackedRows(const IDataVideo& source) : plane_(source.GetPlane(0)), description_(&PixFmtDescription::Get(source.GetPixFmt())) {
+        if (description_->kind != Kind::Indexed) return;
+        description_ = &PixFmtDescription::Get(PixFmt::Rgba);
+        std::memcpy(palette_.data(), source.GetPlane(1).GetData(), sizeof palette_);
+        expanded_.resize(4 * GetWidth());
+    }
+
+    const PixFmtDescription& GetDescription() const { return *description_; }
+    std::uint64_t GetHeight() const { return plane_.GetHeight(); }
+    /// In pixels.
+    std::uint64_t GetWidth() const { return plane_.GetPixelsPerRow(); }
+    /// Row y; of an indexed picture it is valid until the next one is asked for.
+    const std::uint8_t* Get(std::uint64_t y) {
+        const std::uint8_t* row = plane_.GetRow(y);
+        if (expanded_.empty()) return row;
+        for (std::uint64_t x = 0; x < GetWidth(); ++x) std::memcpy(expanded_.data() + 4 * x, &palette_[row[x]], 4);
+        return expanded_.data();
+    }
+
+private:
+    const ConstPlane plane_;
+    const PixFmtDescription* description_;
+    std::array<std::uint32_t, 256> palette_{};
+    std::vector<std::uint8_t> expanded_;
+};
+
+void PackedToPacked(PackedRows& source, IDataVideo& target, const PixFmtDescription& to) {
+    const PixFmtDescription& from = source.GetDescription();
     const ByteOrder order =
         from.kind == Kind::Gray ? MakeGrayOrder(GetPackedLayout(to)) : MakeByteOrder(GetPackedLayout(from), GetPackedLayout(to));
-    const ConstPlane in = source.GetPlane(0);
     const Plane out = target.GetPlane(0);
-    for (std::uint64_t y = 0; y < in.GetHeight(); ++y) ShuffleRow(order, in.GetRow(y), out.GetRow(y), in.GetPixelsPerRow());
+    for (std::uint64_t y = 0; y < source.GetHeight(); ++y) ShuffleRow(order, source.Get(y), out.GetRow(y), source.GetWidth());
 }
 
-void PackedToGray(const IDataVideo& source, const PixFmtDescription& from, IDataVideo& target) {
-    const ConstPlane in = source.GetPlane(0);
+void PackedToGray(PackedRows& source, IDataVideo& target) {
+    const PackedLayout layout = GetPackedLayout(source.GetDescription());
     const Plane out = target.GetPlane(0);
-    for (std::uint64_t y = 0; y < in.GetHeight(); ++y)
-        RgbToLumaRow(GetPackedLayout(from), in.GetRow(y), out.GetRow(y), in.GetPixelsPerRow());
+    for (std::uint64_t y = 0; y < source.GetHeight(); ++y) RgbToLumaRow(layout, source.Get(y), out.GetRow(y), source.GetWidth());
 }
 
-void PackedToPlanar(const IDataVideo& source, const PixFmtDescription& from, IDataVideo& target, const PixFmtDescription& to) {
-    const ConstPlane in = source.GetPlane(0);
+// Alpha goes along where both have it.
+void PackedToPlanar(PackedRows& source, IDataVideo& target, const PixFmtDescription& to) {
     const Channel luma = GetChannel(target, ChannelKind::Luma);
     const Channel chroma[] = {GetChannel(target, ChannelKind::Cb), GetChannel(target, ChannelKind::Cr)};
-    const PackedLayout layout = GetPackedLayout(from);
+    const PackedLayout layout = GetPackedLayout(source.GetDescription());
+    const Channel alpha = layout.alpha >= 0 && to.HasAlpha() ? GetChannel(target, ChannelKind::Alpha) : Channel{};
     const bool isFull = to.chromaShiftX == 0 && to.chromaShiftY == 0;
     ChromaBand band(isFull ? 0 : luma.width);
     for (int first = 0; first < luma.height; first += kBandRows) {
@@ -94,8 +123,9 @@ void PackedToPlanar(const IDataVideo& source, const PixFmtDescription& from, IDa
         const Channel cb = isFull ? RowsOf(chroma[0], first, rows) : band.Get(ChannelKind::Cb, rows);
         const Channel cr = isFull ? RowsOf(chroma[1], first, rows) : band.Get(ChannelKind::Cr, rows);
         for (int y = 0; y < rows; ++y) {
-            RgbToYccRow(layout, in.GetRow(static_cast<std::uint64_t>(first + y)), luma.GetRow(first + y), cb.GetRow(y), cr.GetRow(y),
-                        static_cast<std::size_t>(luma.width));
+            const std::uint8_t* row = source.Get(static_cast<std::uint64_t>(first + y));
+            RgbToYccRow(layout, row, luma.GetRow(first + y), cb.GetRow(y), cr.GetRow(y), static_cast<std::size_t>(luma.width));
+            if (alpha.data != nullptr) CopyChannel({row + layout.alpha, 0, layout.bytes, luma.width, 1}, RowsOf(alpha, first + y, 1));
         }
         if (isFull) continue;
         const int coarseRows = -(-rows >> to.chromaShiftY);
@@ -148,20 +178,6 @@ void PlanarToPlanar(const IDataVideo& source, const PixFmtDescription& from, IDa
     }
 }
 
-FramePtr ExpandPalette(const IDataVideo& source, const AllocatorPtr& allocator) {
-    FramePtr target = NewFrame(allocator, PixFmt::Rgba, source.GetFrameInfo());
-    std::array<std::uint32_t, 256> palette;
-    std::memcpy(palette.data(), source.GetPlane(1).GetData(), sizeof palette);
-    const ConstPlane in = source.GetPlane(0);
-    const Plane out = target->GetPlane(0);
-    for (std::uint64_t y = 0; y < in.GetHeight(); ++y) {
-        const std::uint8_t* from = in.GetRow(y);
-        std::uint8_t* to = out.GetRow(y);
-        for (std::uint64_t x = 0; x < in.GetWidth(); ++x) std::memcpy(to + 4 * x, &palette[from[x]], 4);
-    }
-    return target;
-}
-
 // Indexed frames hold what has at most 256 colours: greys under their own value, others in the order of their first pixels.
 FramePtr MakeIndexed(const IDataVideo& source, const AllocatorPtr& allocator) {
     FramePtr target = NewFrame(allocator, PixFmt::Pal8, source.GetFrameInfo());
@@ -200,34 +216,33 @@ FramePtr MakeIndexed(const IDataVideo& source, const AllocatorPtr& allocator) {
 FramePtr ConvertPixFmt(const IDataVideo& source, PixFmt target, const AllocatorPtr& allocator) {
     const PixFmtDescription& from = PixFmtDescription::Get(source.GetPixFmt());
     const PixFmtDescription& to = PixFmtDescription::Get(target);
-    if (from.kind == Kind::Indexed && to.kind != Kind::Indexed) {
-        FramePtr expanded = ExpandPalette(source, allocator);
-        return target == PixFmt::Rgba ? expanded : ConvertPixFmt(*expanded, target, allocator);
-    }
     if (to.kind == Kind::Indexed && from.kind != Kind::Indexed) return MakeIndexed(source, allocator);
 
     FramePtr result = NewFrame(allocator, target, source.GetFrameInfo());
-    if (from.kind == Kind::Indexed) {
+    if (to.kind == Kind::Indexed) {
         for (std::uint8_t i = 0; i < from.planes; ++i) CopyPlane(source.GetPlane(i), result->GetPlane(i));
         return result;
     }
-    const bool isFromPacked = from.kind == Kind::Packed, isToPacked = to.kind == Kind::Packed;
-    if (isToPacked && (isFromPacked || !HasColor(from))) {
-        PackedToPacked(source, from, *result, to);
-        return result;  // the byte order includes alpha
-    }
-    if (isFromPacked && !HasColor(to)) {
-        PackedToGray(source, from, *result);
-    } else if (isFromPacked) {
-        PackedToPlanar(source, from, *result, to);
+    const bool isFromPacked = from.kind == Kind::Packed || from.kind == Kind::Indexed, isToPacked = to.kind == Kind::Packed;
+    if (isFromPacked || (isToPacked && !HasColor(from))) {
+        PackedRows rows(source);
+        if (isToPacked) {
+            PackedToPacked(rows, *result, to);  // the byte order includes alpha
+        } else if (HasColor(to)) {
+            PackedToPlanar(rows, *result, to);
+        } else {
+            PackedToGray(rows, *result);
+        }
     } else if (isToPacked) {
         PlanarToPacked(source, from, *result, to);
     } else {
         PlanarToPlanar(source, from, *result, to);
     }
-    if (to.HasAlpha() && from.HasAlpha()) {
+    // Packed rows have brought their alpha along, and packed targets have been given some where the source has none.
+    if (!to.HasAlpha() || (from.HasAlpha() ? isFromPacked : isToPacked)) return result;
+    if (from.HasAlpha()) {
         CopyChannel(GetChannel(source, ChannelKind::Alpha), GetChannel(*result, ChannelKind::Alpha));
-    } else if (to.HasAlpha() && !isToPacked) {
+    } else {
         FillChannel(GetChannel(*result, ChannelKind::Alpha), kOpaque);
     }
     return result;

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "Host/Core/Exception.h"
+#include "Host/Core/Vectors.h"
 #include "Host/Proc/VideoFrame.h"
 
 namespace Orvexa::Proc {
@@ -105,6 +106,7 @@ std::vector<Registration> EffectFactory::GetRegistrations() const {
 }
 
 FactoryPtr MakeHostFactory(AllocatorPtr allocator) {
+    Core::ChooseVectors();
     FactoryPtr factory = Core::MakeRefCounted<EffectFactory>(std::move(allocator));
     RegisterHostEffects(*factory);
     return factory;

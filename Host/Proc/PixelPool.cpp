@@ -1,8 +1,9 @@
 #include "Host/Proc/PixelPool.h"
 
+#include <algorithm>
 #include <cstdlib>
+#include <iterator>
 #include <new>
-#include <vector>
 
 #ifdef __linux__
 #include <sys/mman.h>
@@ -18,6 +19,7 @@ constexpr std::size_t kPooledFrom = std::size_t{256} << 10;
 
 constexpr std::size_t RoundUp(std::size_t size, std::size_t unit) { return (size + unit - 1) / unit * unit; }
 
+constexpr bool IsPooled(std::size_t size) { return size >= kPooledFrom; }
 constexpr bool IsHuge(std::size_t size) { return size >= 2 * kHugePage; }
 constexpr std::size_t AlignmentOf(std::size_t size) { return IsHuge(size) ? kHugePage : PixelPool::kAlignment; }
 
@@ -44,7 +46,8 @@ std::shared_ptr<std::uint8_t> PixelPool::Allocate(std::size_t size) {
 }
 
 PixelPool::Block PixelPool::Take(std::size_t size) {
-    if (size >= kPooledFrom) {
+    std::list<Block> evicted;
+    if (IsPooled(size)) {
         const std::lock_guard lock(mutex_);
         auto best = idle_.end();
         for (auto block = idle_.begin(); block != idle_.end(); ++block) {
@@ -52,42 +55,64 @@ PixelPool::Block PixelPool::Take(std::size_t size) {
             if (block->size < size || block->size - size > size / 8) continue;
             if (best == idle_.end() || block->size < best->size) best = block;
         }
+        takenBytes_ += best == idle_.end() ? size : best->size;
+        mostTakenBytes_ = std::max(mostTakenBytes_, takenBytes_);
         if (best != idle_.end()) {
             const Block taken = *best;
             idleBytes_ -= taken.size;
             idle_.erase(best);
             return taken;
         }
+        // The slack keeps a small request from costing a large block.
+        evicted = EvictDownTo(mostTakenBytes_ + mostTakenBytes_ / 8 - takenBytes_);
     }
+    Free(evicted);
     std::uint8_t* data = AllocateBlock(size);
     if (data == nullptr) {
         Clear();
         data = AllocateBlock(size);
     }
-    if (data == nullptr) throw std::bad_alloc();
+    if (data == nullptr) {
+        if (IsPooled(size)) {
+            const std::lock_guard lock(mutex_);
+            takenBytes_ -= size;
+        }
+        throw std::bad_alloc();
+    }
     return {data, size};
 }
 
 void PixelPool::Keep(Block block) noexcept {
-    std::vector<Block> evicted;
-    if (block.size < kPooledFrom || block.size > capacity_) {
-        std::free(block.data);
-        return;
-    }
-    try {
+    std::list<Block> evicted;
+    if (IsPooled(block.size)) {
         const std::lock_guard lock(mutex_);
-        evicted.reserve(idle_.size());
-        idle_.push_front(block);
-        idleBytes_ += block.size;
-        while (idleBytes_ > capacity_) {
-            evicted.push_back(idle_.back());
-            idleBytes_ -= idle_.back().size;
-            idle_.pop_back();
+        takenBytes_ -= block.size;
+        if (block.size <= capacity_) {
+            try {
+                idle_.push_front(block);
+                idleBytes_ += block.size;
+                block.data = nullptr;
+                evicted = EvictDownTo(capacity_);
+            } catch (const std::bad_alloc&) {
+                // It is freed instead.
+            }
         }
-    } catch (...) {
-        std::free(block.data);
     }
-    for (const Block& old : evicted) std::free(old.data);
+    std::free(block.data);
+    Free(evicted);
+}
+
+std::list<PixelPool::Block> PixelPool::EvictDownTo(std::size_t bytes) noexcept {
+    std::list<Block> evicted;
+    while (idleBytes_ > bytes) {
+        idleBytes_ -= idle_.back().size;
+        evicted.splice(evicted.end(), idle_, std::prev(idle_.end()));
+    }
+    return evicted;
+}
+
+void PixelPool::Free(const std::list<Block>& blocks) noexcept {
+    for (const Block& block : blocks) std::free(block.data);
 }
 
 void PixelPool::Clear() {
@@ -97,12 +122,17 @@ void PixelPool::Clear() {
         dropped.swap(idle_);
         idleBytes_ = 0;
     }
-    for (const Block& block : dropped) std::free(block.data);
+    Free(dropped);
 }
 
 std::size_t PixelPool::GetIdleBytes() const {
     const std::lock_guard lock(mutex_);
     return idleBytes_;
+}
+
+std::size_t PixelPool::GetMostTakenBytes() const {
+    const std::lock_guard lock(mutex_);
+    return mostTakenBytes_;
 }
 
 }  // namespace Orvexa::Proc

@@ -70,11 +70,16 @@ Plane VideoFrame::CheckedPlane(std::uint8_t index) const {
 Plane VideoFrame::GetPlane(std::uint8_t index) { return CheckedPlane(index); }
 ConstPlane VideoFrame::GetPlane(std::uint8_t index) const { return CheckedPlane(index); }
 
-void VideoFrame::SetExtraAlpha(std::uint8_t index, const ConstPlane& plane) {
+VideoFrame::ExtraAlpha& VideoFrame::CheckedExtraAlpha(std::uint8_t index) {
     if (index >= extraAlpha_.size()) Throw("Extra alpha index must be 0 or 1!");
+    return extraAlpha_[index];
+}
+
+void VideoFrame::SetExtraAlpha(std::uint8_t index, const ConstPlane& plane) {
+    ExtraAlpha& attached = CheckedExtraAlpha(index);
     // Formats without subsampled chroma are given one mask twice; it is only read.
     if (const ExtraAlpha& other = extraAlpha_[1 - index]; other.storage != nullptr && HaveSameBytes(plane, other.plane)) {
-        extraAlpha_[index] = other;
+        attached = other;
         return;
     }
     const std::uint64_t stride = AlignedStride(plane.GetWidth());
@@ -83,7 +88,21 @@ void VideoFrame::SetExtraAlpha(std::uint8_t index, const ConstPlane& plane) {
     const Plane copy(extra.storage.get(), static_cast<std::int64_t>(stride), plane.GetWidth(), plane.GetHeight(), 1, true);
     CopyPlane(plane, copy);
     extra.plane = copy;
-    extraAlpha_[index] = std::move(extra);
+    attached = std::move(extra);
+}
+
+void VideoFrame::ShareExtraAlpha(std::uint8_t index, const VideoFrame& mask) {
+    CheckedExtraAlpha(index) = {mask.storage_, mask.planes_[0]};
+}
+
+void ShareExtraAlpha(IDataVideo& frame, std::uint8_t index, const ConstFramePtr& mask) {
+    auto* const own = dynamic_cast<VideoFrame*>(&frame);
+    const auto* const ownMask = dynamic_cast<const VideoFrame*>(mask.get());
+    if (own != nullptr && ownMask != nullptr) {
+        own->ShareExtraAlpha(index, *ownMask);
+    } else {
+        frame.SetExtraAlpha(index, mask->GetPlane(0));
+    }
 }
 
 std::optional<ConstPlane> VideoFrame::GetExtraAlpha(std::uint8_t index) const {

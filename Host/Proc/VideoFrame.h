@@ -31,6 +31,8 @@ public:
     void Crop(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height) override;
     std::optional<ConstPlane> GetExtraAlpha(std::uint8_t index) const override;
     bool SharesPixels() const override { return storage_.use_count() > 1; }
+    /// See the function of that name.
+    void ShareExtraAlpha(std::uint8_t index, const VideoFrame& mask);
 
 private:
     struct ExtraAlpha {
@@ -40,6 +42,7 @@ private:
 
     VideoFrame(const VideoFrame& other) = default;
     Plane CheckedPlane(std::uint8_t index) const;
+    ExtraAlpha& CheckedExtraAlpha(std::uint8_t index);
     friend class Core::RefCounted<VideoFrame>;
 
     std::shared_ptr<PixelPool> pool_;
@@ -51,6 +54,10 @@ private:
     std::int64_t duration_ = 0;
     std::int64_t timestamp_ = 0;
 };
+
+/// As `frame.SetExtraAlpha(index, plane 0 of mask)`, but without copying the pixels, which count as shared from then on
+/// (`IDataVideo::SharesPixels`). For masks that nobody changes while they are attached.
+void ShareExtraAlpha(IDataVideo& frame, std::uint8_t index, const ConstFramePtr& mask);
 
 /// Allocates frames over one pixel pool; safe to use from several threads.
 class FrameAllocator : public IFrameAllocator {

@@ -92,6 +92,8 @@ public:
     virtual bool IsEmpty() const { return false; }
     /// Whether an effect of two pictures needs the second one with these settings.
     virtual bool NeedsSecondInput() const { return true; }
+    /// How many pixels the result has that an effect with these settings makes of a picture of `pixels`.
+    virtual std::uint64_t GetResultPixels(std::uint64_t pixels) const { return pixels; }
     virtual const std::string& GetClassId() const = 0;
     virtual const FieldList& GetFields() const = 0;
     virtual std::unique_ptr<Settings> Copy() const = 0;
@@ -120,6 +122,7 @@ struct SettingsClass {
     std::string summary;
     std::unique_ptr<Settings> (*create)();  ///< with the defaults, or the class's own Preset()
     PixFmt (*getSecondInput)();             ///< the format that a second picture has to be in; `None` for any
+    double bytesPerPixel;                   ///< see `Details::GetBytesPerPixel`
 };
 
 /// Every settings class of the loaded libraries; the module's classes appear when the module is loaded.
@@ -244,31 +247,40 @@ PixFmt GetSecondInput() {
     return PixFmt::None;
 }
 
+/// The memory that an effect takes at its peak, in bytes per pixel of the larger one of its picture and its result, both included, when
+/// pictures have 4 bytes a pixel. An effect that takes more than two such pictures declares kBytesPerPixel; `scripts/memory.sh` compares
+/// with what is measured.
+template <class S>
+constexpr double GetBytesPerPixel() {
+    if constexpr (requires { S::kBytesPerPixel; }) return S::kBytesPerPixel;
+    return 8;
+}
+
 /// Accessors hand out small values by value, others by reference.
 template <class T>
 using Accessed = std::conditional_t<std::is_arithmetic_v<T> || std::is_enum_v<T>, T, const T&>;
 
 }  // namespace Details
 
-#define ORVEXA_SETTINGS(Class, EffectName, Group, Summary)                                                     \
-public:                                                                                                        \
-    static inline const std::string CLASS_ID = #Class;                                                         \
-    static constexpr std::string_view kClassName = #Class;                                                     \
-    const std::string& GetClassId() const override { return CLASS_ID; }                                        \
-    const ::Orvexa::Proc::FieldList& GetFields() const override { return Fields(); }                           \
-    std::unique_ptr<::Orvexa::Proc::Settings> Copy() const override { return std::make_unique<Class>(*this); } \
-    static const ::Orvexa::Proc::FieldList& Fields() {                                                         \
-        static const ::Orvexa::Proc::FieldList fields = ::Orvexa::Proc::Details::MakeFieldList<Class>();       \
-        return fields;                                                                                         \
-    }                                                                                                          \
-                                                                                                               \
-private:                                                                                                       \
-    using SelfT = Class;                                                                                       \
-    static constexpr int kFirstLine = __LINE__;                                                                \
-    static inline const bool kIsCatalogued = ::Orvexa::Proc::SettingsCatalogue::Add(                           \
-        {#Class, EffectName, Group, Summary, [] { return ::Orvexa::Proc::Details::CreateSettings<Class>(); },  \
-         [] { return ::Orvexa::Proc::Details::GetSecondInput<Class>(); }});                                    \
-                                                                                                               \
+#define ORVEXA_SETTINGS(Class, EffectName, Group, Summary)                                                                      \
+public:                                                                                                                         \
+    static inline const std::string CLASS_ID = #Class;                                                                          \
+    static constexpr std::string_view kClassName = #Class;                                                                      \
+    const std::string& GetClassId() const override { return CLASS_ID; }                                                         \
+    const ::Orvexa::Proc::FieldList& GetFields() const override { return Fields(); }                                            \
+    std::unique_ptr<::Orvexa::Proc::Settings> Copy() const override { return std::make_unique<Class>(*this); }                  \
+    static const ::Orvexa::Proc::FieldList& Fields() {                                                                          \
+        static const ::Orvexa::Proc::FieldList fields = ::Orvexa::Proc::Details::MakeFieldList<Class>();                        \
+        return fields;                                                                                                          \
+    }                                                                                                                           \
+                                                                                                                                \
+private:                                                                                                                        \
+    using SelfT = Class;                                                                                                        \
+    static constexpr int kFirstLine = __LINE__;                                                                                 \
+    static inline const bool kIsCatalogued = ::Orvexa::Proc::SettingsCatalogue::Add(                                            \
+        {#Class, EffectName, Group, Summary, [] { return ::Orvexa::Proc::Details::CreateSettings<Class>(); },                   \
+         [] { return ::Orvexa::Proc::Details::GetSecondInput<Class>(); }, ::Orvexa::Proc::Details::GetBytesPerPixel<Class>()}); \
+                                                                                                                                \
 public:
 
 #define ORVEXA_EQUALITY(Class) \

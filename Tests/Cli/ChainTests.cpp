@@ -4,10 +4,14 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
+
+#include "Cli/BatchBudget.h"
 #include "Cli/ChainProgress.h"
 #include "Cli/ChainRunner.h"
 #include "Cli/Errors.h"
 #include "Host/Core/Exception.h"
+#include "Host/Core/Threads.h"
 #include "Host/Proc/EffectFactory.h"
 #include "Host/Settings/Common/Color.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
@@ -55,6 +59,17 @@ TEST_SETTINGS(SettingsTestOver, "TestOver")
 TEST_SETTINGS(SettingsTestColumns, "TestColumns")
 TEST_SETTINGS(SettingsTestBeside, "TestBeside")
 TEST_SETTINGS(SettingsTestNothing, "TestNothing")
+TEST_SETTINGS(SettingsTestSeen, "TestSeen")
+TEST_SETTINGS(SettingsTestPicky, "TestPicky")
+
+class SettingsTestHungry final : public Settings {
+public:
+    static constexpr double kBytesPerPixel = 50;
+    ORVEXA_SETTINGS(SettingsTestHungry, "TestHungry", "Test", "Takes much memory for a picture of another size.")
+    ORVEXA_EQUALITY(SettingsTestHungry)
+    ORVEXA_FIELD(std::uint32_t, Pixels, 1, Any(), "", "The size of its result.")
+    std::uint64_t GetResultPixels(std::uint64_t) const override { return GetPixels(); }
+};
 
 namespace {
 
@@ -81,6 +96,42 @@ private:
     void ProcessInternalImpl(FramePtr& frame) override { frame.reset(); }
 };
 
+// Replaces every picture by one sample: how many pictures it has been given, and 100 more if others see the pixels of the last.
+class Seen : public EffectBaseOneInput<SettingsTestSeen> {
+public:
+    using EffectBaseOneInput::EffectBaseOneInput;
+
+private:
+    void ProcessInternalImpl(FramePtr& frame) override {
+        frame = MakeFrame(PixFmt::Gray8, 1, 1, {++seen_ + (frame->SharesPixels() ? 100 : 0)});
+    }
+    int seen_ = 0;
+};
+
+// Refuses odd samples. Announces ten steps and does three of them.
+class Picky : public EffectBaseOneInput<SettingsTestPicky> {
+public:
+    using EffectBaseOneInput::EffectBaseOneInput;
+
+private:
+    void ProcessInternalImpl(FramePtr& frame) override {
+        if (const ProgressPtr& progress = GetProgressController()) {
+            progress->SetTotal(10);
+            progress->Step(3);
+        }
+        const int sample = *std::as_const(*frame).GetPlane(0).GetRow(0);
+        if (sample % 2 != 0) Throw("odd " + std::to_string(sample));
+    }
+};
+
+class Hungry : public EffectBaseOneInput<SettingsTestHungry> {
+public:
+    using EffectBaseOneInput::EffectBaseOneInput;
+
+private:
+    void ProcessInternalImpl(FramePtr&) override {}
+};
+
 class Over : public EffectBaseTwoInput<SettingsTestOver> {
 public:
     using EffectBaseTwoInput::EffectBaseTwoInput;
@@ -89,7 +140,7 @@ private:
     void ProcessInternalImpl(FramePtr& frame, const ConstFramePtr& second) override { CopyDataVideo(second, frame, 0, 0); }
 };
 
-// One picture for each column of the first.
+// One picture for each column of the first, as a view of it.
 class Columns : public EffectBaseVarInput<SettingsTestColumns> {
 public:
     using EffectBaseVarInput::EffectBaseVarInput;
@@ -99,7 +150,7 @@ private:
         const FramePtr first = boost::dynamic_pointer_cast<IDataVideo>(frames.at(0));
         frames.clear();
         for (std::uint32_t x = 0; x < first->GetFrameInfo().width; ++x) {
-            FramePtr column = CloneFrame(*first, kCloneIndependent);
+            const FramePtr column = CloneFrame(*first, kCloneView);
             column->Crop(x, 0, 1, first->GetFrameInfo().height);
             frames.push_back(column);
         }
@@ -132,6 +183,9 @@ FactoryPtr TestFactory() {
     const std::string& impl = ImplNames::ORVEXA;
     factory->RegisterOneInputEffect(SettingsTestTone::CLASS_ID, impl, Create<Tone, OneInputPtr>, 0);
     factory->RegisterOneInputEffect(SettingsTestNothing::CLASS_ID, impl, Create<Nothing, OneInputPtr>, 0);
+    factory->RegisterOneInputEffect(SettingsTestSeen::CLASS_ID, impl, Create<Seen, OneInputPtr>, 0);
+    factory->RegisterOneInputEffect(SettingsTestPicky::CLASS_ID, impl, Create<Picky, OneInputPtr>, 0);
+    factory->RegisterOneInputEffect(SettingsTestHungry::CLASS_ID, impl, Create<Hungry, OneInputPtr>, 0);
     factory->RegisterTwoInputEffect(SettingsTestOver::CLASS_ID, impl, Create<Over, TwoInputPtr>, 0);
     factory->RegisterVarInputEffect(SettingsTestColumns::CLASS_ID, impl, Create<Columns, VarInputPtr>, 0);
     factory->RegisterVarInputEffect(SettingsTestBeside::CLASS_ID, impl, Create<Beside, VarInputPtr>, 0);
@@ -180,6 +234,60 @@ TEST_F(Chains, AStepForOnePictureRunsOnEachOfManyAndAVariableInputStepTakesThemA
     EXPECT_THAT(RunWords({"TestColumns", "TestTone", "level=1"}, {Row({10, 20, 30})}), ElementsAre(Samples{11}, Samples{21}, Samples{31}));
     EXPECT_THAT(RunWords({"TestColumns", "TestOver", "with=9", "TestBeside"}, {Row({10, 20})}), ElementsAre(Samples{9, 9}));
     EXPECT_THAT(RunWords({"TestColumns", "TestBeside"}, {Row({10, 20, 30})}), ElementsAre(Samples{30, 20, 10}));
+}
+
+class ThreadCount {
+public:
+    explicit ThreadCount(int threads) { Core::SetLibraryThreads(threads); }
+    ~ThreadCount() { Core::SetLibraryThreads(before_); }
+
+private:
+    const int before_ = Core::GetLibraryThreads();
+};
+
+TEST_F(Chains, GiveEveryPictureEffectsOfItsOwnAndKeepSharedPixelsShared) {
+    std::vector<int> columns(50);
+    for (std::size_t i = 0; i < columns.size(); ++i) columns[i] = static_cast<int>(2 * i);
+    for (const int threads : {1, 4}) {
+        const ThreadCount count(threads);
+        for (const Samples& result : RunWords({"TestColumns", "TestSeen"}, {Row(columns)})) EXPECT_EQ(result, Samples{101});
+    }
+}
+
+TEST_F(Chains, TellTheFirstPicturesErrorAndSumTheCounters) {
+    const ThreadCount count(4);
+    EXPECT_THAT(ErrorOf({"TestColumns", "TestPicky"}, {Row({2, 4, 6, 7, 8, 9, 11, 13})}, ExitCode::Failed),
+                HasSubstr("running TestPicky: odd 7"));
+    const Chain chain = Kalvatri::ParseChain(catalogue_, std::vector<std::string>{"TestColumns", "TestPicky", "TestBeside", "TestTone"});
+    ChainRunner runner(factory_, chain, {});
+    const auto counts = [&] {
+        std::vector<std::string> texts;
+        for (const Json& step : runner.GetStatistics()) {
+            for (const Json& child : step["statistics"]["children"]) {
+                if (child["name"] == "count") texts.push_back(child["value"]);
+            }
+        }
+        return texts;
+    };
+    EXPECT_THAT(counts(), ElementsAre("0", "0", "0", "0"));
+    runner.Run({Row({2, 4, 6})});
+    EXPECT_THAT(counts(), ElementsAre("1", "3", "1", "1"));
+    runner.Run({Row({2})});
+    EXPECT_THAT(counts(), ElementsAre("2", "4", "2", "2"));
+}
+
+TEST_F(Chains, EstimateTheMemoryOfTheHungriestStepAtTheLargestSize) {
+    const auto estimate = [&](const std::vector<std::string>& words, std::uint64_t pixels, std::uint64_t further) {
+        return Kalvatri::EstimateMemory(Kalvatri::ParseChain(catalogue_, words), pixels, further);
+    };
+    constexpr std::uint64_t kMillion = 1'000'000;
+    const std::uint64_t base = estimate({"TestTone"}, 0, 0);
+    EXPECT_GE(base, 45 * kMillion) << "the program itself";
+    EXPECT_GE(estimate({"TestTone"}, kMillion, 0) - base, 8 * kMillion);
+    EXPECT_EQ(estimate({"TestTone", "TestHungry", "pixels=1", "TestTone"}, kMillion, 0) - base, 50 * kMillion);
+    EXPECT_EQ(estimate({"TestHungry", "pixels=3000000"}, kMillion, 0) - base, 150 * kMillion);
+    EXPECT_EQ(estimate({"TestHungry", "pixels=1000000", "TestTone", "TestHungry", "pixels=1"}, 10, 0) - base, 50 * kMillion);
+    EXPECT_GE(estimate({"TestTone"}, kMillion, kMillion), estimate({"TestTone"}, kMillion, 0) + 4 * kMillion);
 }
 
 TEST_F(Chains, CountThePicturesThatAStepIsGiven) {
@@ -265,12 +373,14 @@ TEST_F(Chains, SayWhatIsWrongWithJson) {
 class Stages : public Core::IProgressController {
 public:
     void SetStage(std::string_view name) override { stages.emplace_back(name); }
-    void SetTotal(std::uint64_t) override {}
+    void SetTotal(std::uint64_t steps) override { total = steps; }
     void Finish() override { stages.emplace_back("end"); }
-    void Step(std::uint64_t) override {}
+    void Step(std::uint64_t steps) override { done += steps; }
     bool IsCancelled() const override { return stages.size() > cancelAfter; }
 
     std::vector<std::string> stages;
+    std::uint64_t total = 0;
+    std::atomic<std::uint64_t> done = 0;
     std::size_t cancelAfter = 100;
 };
 
@@ -284,6 +394,33 @@ TEST_F(Chains, TellTheirStagesAndCanBeCancelled) {
     progress->cancelAfter = 1;
     EXPECT_THROW(runner.Run({Row({1})}), CommandError);
     EXPECT_THAT(progress->stages, ElementsAre("TestTone", "TestBeside"));
+}
+
+TEST_F(Chains, ShowPicturesThatGoSideBySideOnOneBar) {
+    const ThreadCount count(4);
+    const Chain chain = Kalvatri::ParseChain(catalogue_, std::vector<std::string>{"TestColumns", "TestPicky", "TestTone", "level=2"});
+    const auto progress = Core::MakeRefCounted<Stages>();
+    ChainRunner runner(factory_, chain, {}, progress);
+    runner.Run({Row({2, 4, 6})});
+    EXPECT_THAT(progress->stages, ElementsAre("TestColumns", "TestPicky, TestTone", "end"));
+    EXPECT_GT(progress->total, 0u);
+    EXPECT_EQ(progress->done, progress->total) << "though the effect does three of ten steps";
+
+    progress->stages.clear();
+    progress->cancelAfter = 1;
+    EXPECT_THROW(runner.Run({Row({2, 4, 6})}), CommandError);
+
+    const Kalvatri::SharedProgress shared(progress, 1, 2);
+    const auto part = shared.MakePart();
+    progress->done = 0;
+    const auto doneAfter = [&](const auto& act) {
+        act();
+        return progress->done * 20 / progress->total;
+    };
+    EXPECT_EQ(doneAfter([&] { part->SetTotal(10), part->Step(5); }), 5u) << "half of the first of two steps";
+    EXPECT_EQ(doneAfter([&] { part->SetTotal(10), part->Step(2); }), 5u) << "never goes back";
+    EXPECT_EQ(doneAfter([&] { part->Step(20); }), 10u) << "never more than the step";
+    EXPECT_EQ(doneAfter([&] { part->FinishStep(), part->FinishStep(); }), 20u);
 }
 
 TEST(Progress, FillsItsBar) {

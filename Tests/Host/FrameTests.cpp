@@ -290,7 +290,7 @@ TEST(PixelPools, ReuseFreedBlocksAndStayBounded) {
     }
     EXPECT_EQ(pool->GetIdleBytes(), std::size_t{3} << 20);
     {
-        const auto smaller = pool->Allocate(std::size_t{1} << 20);
+        const auto smaller = pool->Allocate(std::size_t{300} << 10);
         EXPECT_NE(smaller.get(), first) << "a much smaller request does not take a large block";
         const auto again = pool->Allocate((std::size_t{3} << 20) - 100);
         EXPECT_EQ(again.get(), first);
@@ -299,6 +299,17 @@ TEST(PixelPools, ReuseFreedBlocksAndStayBounded) {
     EXPECT_LE(pool->GetIdleBytes(), std::size_t{8} << 20);
     pool->Clear();
     EXPECT_EQ(pool->GetIdleBytes(), 0u);
+}
+
+TEST(PixelPools, MakeRoomBeforeTakingFreshMemory) {
+    constexpr std::size_t kMegabyte = std::size_t{1} << 20;
+    const auto pool = PixelPool::Create(64 * kMegabyte);
+    pool->Allocate(8 * kMegabyte);
+    const auto larger = pool->Allocate(12 * kMegabyte);
+    EXPECT_EQ(pool->GetIdleBytes(), 0u) << "the block of 8 serves nothing of 12";
+    pool->Allocate(8 * kMegabyte);
+    const auto small = pool->Allocate(2 * kMegabyte);
+    EXPECT_EQ(pool->GetIdleBytes(), 8 * kMegabyte) << "20 were taken before, and 2 more are within an eighth";
 }
 
 TEST(PixelPools, AreOutlivedByTheirBlocks) {

@@ -75,11 +75,13 @@ void RegisterEverything(IEffectFactory& factory) {
 }  // namespace
 
 const FactoryPtr& ModuleFactory() {
-    static const FactoryPtr factory = [] {
-        FactoryPtr made = Core::MakeRefCounted<EffectFactory>();
-        RegisterEverything(*made);
-        return made;
-    }();
+    static const FactoryPtr factory = MakeModuleFactory({});
+    return factory;
+}
+
+FactoryPtr MakeModuleFactory(const AllocatorPtr& allocator) {
+    const auto factory = Core::MakeRefCounted<EffectFactory>(allocator);
+    RegisterEverything(*factory);
     return factory;
 }
 

@@ -12,6 +12,8 @@ using namespace Proc;
 
 /// A host factory with the module loaded, made once per program.
 const FactoryPtr& ModuleFactory();
+/// Another such factory, whose effects take their frames from `allocator`.
+FactoryPtr MakeModuleFactory(const AllocatorPtr& allocator);
 
 /// A factory with the host's sub-effects only.
 const FactoryPtr& HostFactory();

@@ -1,18 +1,15 @@
 // The sub-effects that the host builds on ImageMagick: noise, charcoal and oil paint. They live in a library of their own, which is loaded
 // when one of them is first asked for.
-//
-// ImageMagick works on one thread here, so that its results do not depend on how many there are, and so that several jobs share the
-// processors among themselves.
 
-#include <cassert>  // Magick++ relies on it
-
-#include <Magick++.h>
-
+#include <algorithm>
 #include <mutex>
+#include <vector>
 
 #include "Host/Conf/PixFmtDescription.h"
+#include "Host/Core/Threads.h"
 #include "Host/Effects/ConvertPixFmt.h"
 #include "Host/Effects/HostEffect.h"
+#include "Host/Providers/Magick/MagickImage.h"
 #include "Host/Settings/Common/SettingsEffectCharcoal.h"
 #include "Host/Settings/Common/SettingsEffectNoiseVideo.h"
 #include "Host/Settings/Common/SettingsEffectOilPaint.h"
@@ -20,13 +17,7 @@
 namespace Orvexa::Proc {
 namespace {
 
-// A frame's rows one after another, and back.
-std::vector<std::uint8_t> Packed(const ConstPlane& plane) {
-    std::vector<std::uint8_t> bytes;
-    bytes.reserve(plane.GetWidth() * plane.GetHeight());
-    for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) bytes.insert(bytes.end(), plane.GetRow(y), plane.GetRow(y) + plane.GetWidth());
-    return bytes;
-}
+using MagickImages::Part;
 
 /// Runs `Change` on the picture as an image of ImageMagick's. Alpha and the frame's format stay; an indexed frame becomes RGBA.
 template <class SettingsT>
@@ -36,13 +27,19 @@ public:
 
 protected:
     virtual void Change(Magick::Image& image) const = 0;
+    /// The parts that the picture is changed in, each on its own.
+    virtual std::vector<Part> GetParts(const FrameInfo& info) const { return {{0, 0, info.width, info.height}}; }
+    /// The pixels around a part on which its result depends. Outside the picture they repeat its edge.
+    virtual std::uint64_t GetMargin() const { return 0; }
 
     void Process(FramePtr& frame) override {
         const PixFmt format = frame->GetPixFmt();
         const PixFmtDescription& description = PixFmtDescription::Get(format);
         const bool isGrey = description.kind == PixFmtDescription::Kind::Gray;
         const FramePtr color = ConvertPixFmt(*frame, description.HasAlpha() ? PixFmt::Rgba : PixFmt::Rgb24, this->allocator_);
-        const FramePtr changed = this->Run(*color, isGrey);
+        // Of a grey picture the red channel alone comes back: noise would differ from channel to channel.
+        const FramePtr changed = NewFrame(this->allocator_, isGrey ? PixFmt::Gray8 : color->GetPixFmt(), color->GetFrameInfo());
+        Change(*color, *changed);
         if (description.HasAlpha()) KeepAlpha(*color, *changed);
         frame = changed->GetPixFmt() == format || description.kind == PixFmtDescription::Kind::Indexed
                     ? changed
@@ -50,26 +47,29 @@ protected:
     }
 
 private:
-    FramePtr Run(const IDataVideo& color, bool isGrey) const {
-        const bool hasAlpha = color.GetPixFmt() == PixFmt::Rgba;
-        const FrameInfo& info = color.GetFrameInfo();
-        // Of a grey picture the red channel alone comes back: noise would differ from channel to channel.
-        const FramePtr changed = NewFrame(this->allocator_, isGrey ? PixFmt::Gray8 : color.GetPixFmt(), info);
-        try {
-            Magick::Image image(info.width, info.height, hasAlpha ? "RGBP" : "RGB", Magick::CharPixel, Packed(color.GetPlane(0)).data());
-            Change(image);
-            const Plane plane = changed->GetPlane(0);
-            for (std::uint32_t y = 0; y < info.height; ++y) {
-                image.write(0, static_cast<ssize_t>(y), info.width, 1,
-                            isGrey     ? "R"
-                            : hasAlpha ? "RGBP"
-                                       : "RGB",
-                            Magick::CharPixel, plane.GetRow(y));
-            }
-        } catch (const Magick::Exception& exception) {
-            Throw("ImageMagick cannot process the picture: " + std::string(exception.what()));
-        }
-        return changed;
+    static const char* MapOf(PixFmt format) { return format == PixFmt::Gray8 ? "R" : format == PixFmt::Rgba ? "RGBP" : "RGB"; }
+
+    void Change(const IDataVideo& from, IDataVideo& to) const {
+        const std::vector<Part> parts = GetParts(from.GetFrameInfo());
+        const ConstPlane source = from.GetPlane(0);
+        const Plane target = to.GetPlane(0);
+        Core::ParallelFor(parts.size(), [&](std::size_t i) {
+            const Part& part = parts[i];
+            const Part whole = WithMargin(part, from.GetFrameInfo());
+            MagickImages::Translated([&] {
+                Magick::Image image = MagickImages::Load(source, whole, MapOf(from.GetPixFmt()));
+                Change(image);
+                MagickImages::Store(image, part.x - whole.x, part.y - whole.y, target, part, MapOf(to.GetPixFmt()));
+            });
+        });
+    }
+
+    Part WithMargin(const Part& part, const FrameInfo& info) const {
+        const std::uint64_t margin = GetMargin();
+        const std::uint64_t left = std::min(part.x, margin), top = std::min(part.y, margin);
+        const std::uint64_t right = std::min(info.width - part.x - part.width, margin),
+                            bottom = std::min(info.height - part.y - part.height, margin);
+        return {part.x - left, part.y - top, left + part.width + right, top + part.height + bottom};
     }
 
     static void KeepAlpha(const IDataVideo& from, IDataVideo& to) {
@@ -86,9 +86,45 @@ class Charcoal : public MagickEffect<SettingsEffectCharcoal> {
     void Change(Magick::Image& image) const override { image.charcoal(settings_.GetRadius(), settings_.GetDeviation()); }
 };
 
+// A stroke takes its colour from the square around it, so the picture can be painted in parts, side by side. Parts keep within
+// ImageMagick's limits, and bound the memory that its images take.
 class OilPaint : public MagickEffect<SettingsEffectOilPaint> {
     using MagickEffect::MagickEffect;
     void Change(Magick::Image& image) const override { image.oilPaint(settings_.GetRadius()); }
+
+    // As ImageMagick determines it.
+    std::uint64_t GetReach() const { return MagickCore::GetOptimalKernelWidth2D(settings_.GetRadius(), 0.5); }
+    std::uint64_t GetMargin() const override { return GetReach() / 2; }
+
+    std::vector<Part> GetParts(const FrameInfo& info) const override {
+        constexpr std::uint64_t kImages = 3;  // at a time: the painter works on two copies of its own
+        constexpr std::uint64_t kMaxBytes = std::uint64_t{192} << 20;
+        const MagickImages::Limits limits = MagickImages::GetLimits();
+        const auto threads = static_cast<std::uint64_t>(Core::GetLibraryThreads());
+        // ImageMagick reads rows and columns of the reach around a part at a time.
+        const std::uint64_t around = 2 * GetReach();
+        if (around >= std::min(limits.width, limits.height)) MagickImages::RequireSize(around + 1, around + 1);
+        const std::uint64_t maxWidth = limits.width - around, columns = (info.width + maxWidth - 1) / maxWidth;
+        const std::uint64_t rowBytes = kImages * MagickImages::kBytesPerPixel * (std::min<std::uint64_t>(info.width, maxWidth) + around);
+        const std::uint64_t fitting = std::min(limits.bytes, kMaxBytes) / threads / rowBytes;
+        const std::uint64_t maxHeight = std::min(std::max(fitting, 2 * around), limits.height) - around;
+        // At least one band per thread, unless painting the margins would take more time than is saved.
+        const std::uint64_t minRows = (info.height + maxHeight - 1) / maxHeight;
+        const std::uint64_t rows = std::max(minRows, std::clamp<std::uint64_t>(info.height / (2 * around), 1, threads));
+        return MakeGrid(info, columns, rows);
+    }
+
+    static std::vector<Part> MakeGrid(const FrameInfo& info, std::uint64_t columns, std::uint64_t rows) {
+        std::vector<Part> parts;
+        for (std::uint64_t row = 0; row < rows; ++row) {
+            const std::uint64_t top = info.height * row / rows, bottom = info.height * (row + 1) / rows;
+            for (std::uint64_t column = 0; column < columns; ++column) {
+                const std::uint64_t left = info.width * column / columns, right = info.width * (column + 1) / columns;
+                parts.push_back({left, top, right - left, bottom - top});
+            }
+        }
+        return parts;
+    }
 };
 
 class Noise : public MagickEffect<SettingsEffectNoiseVideo> {
@@ -115,8 +151,7 @@ class Noise : public MagickEffect<SettingsEffectNoiseVideo> {
 extern "C" [[gnu::visibility("default")]] void RegisterProvider(Orvexa::Proc::IEffectFactory* factory) {
     using namespace Orvexa::Proc;
     using Orvexa::ImplPhotoNames;
-    Magick::InitializeMagick(nullptr);
-    MagickCore::SetMagickResourceLimit(MagickCore::ThreadResource, 1);
+    MagickImages::Initialize();
     factory->RegisterOneInputEffect(
         SettingsEffectCharcoal::CLASS_ID, ImplPhotoNames::IMAGEMAGICK,
         [](const FactoryPtr& f, const AllocatorPtr& a) { return MakeEffect<Charcoal>(f, a); }, 0);

@@ -5,6 +5,10 @@
 namespace Orvexa::Proc {
 
 class SettingsEffectOilPaint final : public Settings {
+public:
+    // ImageMagick has three pictures of 8 bytes a pixel; larger pictures, which are painted reduced, take less.
+    static constexpr double kBytesPerPixel = 36;
+
     ORVEXA_SETTINGS(SettingsEffectOilPaint, "OilPaint", "Blur, stylise and generators",
                     "Paints the picture in strokes of oil: each pixel takes the most frequent colour around it.")
     ORVEXA_EQUALITY(SettingsEffectOilPaint)

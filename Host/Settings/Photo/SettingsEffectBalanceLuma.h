@@ -5,6 +5,9 @@
 namespace Orvexa::Proc {
 
 class SettingsEffectBalanceLuma final : public Settings {
+public:
+    static constexpr double kBytesPerPixel = 9;
+
     ORVEXA_SETTINGS(SettingsEffectBalanceLuma, "BalanceLuma", "Tone and colour",
                     "Lifts shadows, pushes highlights, changes exposure and stretches contrast.")
     ORVEXA_EQUALITY(SettingsEffectBalanceLuma)

@@ -6,6 +6,9 @@
 namespace Orvexa::Proc {
 
 class SettingsEffectBlurBokeh final : public Settings {
+public:
+    static constexpr double kBytesPerPixel = 14;
+
     ORVEXA_SETTINGS(SettingsEffectBlurBokeh, "BlurBokeh", "Blur, stylise and generators",
                     "Lets highlights bloom into the shape of a lens aperture.")
     ORVEXA_EQUALITY(SettingsEffectBlurBokeh)

@@ -12,6 +12,8 @@ enum class BlurRadialMode : std::int32_t {
 
 class SettingsEffectBlurRadial final : public Settings {
 public:
+    static constexpr double kBytesPerPixel = 12;
+
     using Mode = BlurRadialMode;
 
     ORVEXA_SETTINGS(SettingsEffectBlurRadial, "BlurRadial", "Blur, stylise and generators",

@@ -6,6 +6,9 @@
 namespace Orvexa::Proc {
 
 class SettingsEffectColoredGlass final : public Settings {
+public:
+    static constexpr double kBytesPerPixel = 9;
+
     ORVEXA_SETTINGS(SettingsEffectColoredGlass, "ColoredGlass", "Blur, stylise and generators",
                     "Lays a sheet of tinted glass over the picture.")
     ORVEXA_EQUALITY(SettingsEffectColoredGlass)

@@ -9,6 +9,8 @@ enum class CutterPadMode : std::int32_t { Replicate = 0, Fill = 1 };
 
 class SettingsEffectCutter final : public Settings {
 public:
+    static constexpr double kBytesPerPixel = 14;
+
     using PadMode = CutterPadMode;
 
     ORVEXA_SETTINGS(SettingsEffectCutter, "Cutter", "Segmentation, matting and tiling",

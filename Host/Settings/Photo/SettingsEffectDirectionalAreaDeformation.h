@@ -5,6 +5,9 @@
 namespace Orvexa::Proc {
 
 class SettingsEffectDirectionalAreaDeformation final : public Settings {
+public:
+    static constexpr double kBytesPerPixel = 22;
+
     ORVEXA_SETTINGS(SettingsEffectDirectionalAreaDeformation, "DirectionalAreaDeformation", "Blur, stylise and generators",
                     "Pushes the picture along a stroke of a soft brush.")
     ORVEXA_EQUALITY(SettingsEffectDirectionalAreaDeformation)

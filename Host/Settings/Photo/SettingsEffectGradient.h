@@ -10,6 +10,8 @@ namespace Orvexa::Proc {
 /// Colours by position 0..256 on the way from black to white. No stops at all give a black palette.
 class SettingsEffectGradient final : public Settings {
 public:
+    static constexpr double kBytesPerPixel = 11;
+
     using StopMap = std::map<std::uint16_t, Color>;
 
     ORVEXA_SETTINGS(SettingsEffectGradient, "Gradient", "Blur, stylise and generators",

@@ -5,6 +5,9 @@
 namespace Orvexa::Proc {
 
 class SettingsEffectGradientPosterize final : public Settings {
+public:
+    static constexpr double kBytesPerPixel = 11;
+
     ORVEXA_SETTINGS(SettingsEffectGradientPosterize, "GradientPosterize", "Tone and colour",
                     "Reduces colours to a few tones and keeps brightness gradients.")
     ORVEXA_EQUALITY(SettingsEffectGradientPosterize)

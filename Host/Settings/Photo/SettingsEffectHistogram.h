@@ -13,6 +13,10 @@ class SettingsEffectHistogram final : public Settings {
     ORVEXA_FIELD(std::int32_t, Sharpen, 0, Range(-1, 128), "segments",
                  "Smooths the bars by a spline with this many segments; 0 or less leaves them as they are.")
     ORVEXA_FIELD(std::int64_t, Flags, 7, Range(0, 15), "", "Sum of 1 to show red, 2 green, 4 blue.")
+
+    std::uint64_t GetResultPixels(std::uint64_t) const override {
+        return std::uint64_t{GetWidth()} * (std::uint64_t{GetHeightLevel()} + GetHeightScale());
+    }
 };
 
 }  // namespace Orvexa::Proc

@@ -7,6 +7,9 @@ namespace Orvexa::Proc {
 enum class ImplodeMode : std::int32_t { Implode = 0, Explode = 1 };
 
 class SettingsEffectImplode final : public Settings {
+public:
+    static constexpr double kBytesPerPixel = 9;
+
     ORVEXA_SETTINGS(SettingsEffectImplode, "Implode", "Blur, stylise and generators",
                     "Draws the picture in towards its centre, or bulges it out.")
     ORVEXA_EQUALITY(SettingsEffectImplode)

@@ -10,6 +10,7 @@ enum class SegmentationAlgorithm : std::int32_t { Auto = 0, Host = 1, GridGraph 
 class SettingsEffectSegmentation final : public Settings {
 public:
     static constexpr PixFmt kSecondInput = PixFmt::Gray8;
+    static constexpr double kBytesPerPixel = 48;
 
     ORVEXA_SETTINGS(SettingsEffectSegmentation, "Segmentation", "Segmentation, matting and tiling",
                     "Separates the subject from the background, given a few strokes on each in a second picture.")

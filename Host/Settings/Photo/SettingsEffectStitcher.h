@@ -6,6 +6,9 @@
 namespace Orvexa::Proc {
 
 class SettingsEffectStitcher final : public Settings {
+public:
+    static constexpr double kBytesPerPixel = 14;
+
     ORVEXA_SETTINGS(SettingsEffectStitcher, "Stitcher", "Segmentation, matting and tiling",
                     "Puts patches of a picture together; where they overlap, one fades into the other.")
     ORVEXA_EQUALITY(SettingsEffectStitcher)

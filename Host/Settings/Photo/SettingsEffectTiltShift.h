@@ -5,6 +5,9 @@
 namespace Orvexa::Proc {
 
 class SettingsEffectTiltShift final : public Settings {
+public:
+    static constexpr double kBytesPerPixel = 11;
+
     // A level band across the picture stays in focus.
     static SettingsEffectShapeMask FocusBand() {
         SettingsEffectShapeMask band;

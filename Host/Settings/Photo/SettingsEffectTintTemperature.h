@@ -5,6 +5,9 @@
 namespace Orvexa::Proc {
 
 class SettingsEffectTintTemperature final : public Settings {
+public:
+    static constexpr double kBytesPerPixel = 11;
+
     ORVEXA_SETTINGS(SettingsEffectTintTemperature, "TintTemperature", "Tone and colour",
                     "Makes colours warmer or cooler, greener or pinker, and keeps brightness.")
     ORVEXA_EQUALITY(SettingsEffectTintTemperature)

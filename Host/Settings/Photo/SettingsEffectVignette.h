@@ -6,6 +6,9 @@
 namespace Orvexa::Proc {
 
 class SettingsEffectVignette final : public Settings {
+public:
+    static constexpr double kBytesPerPixel = 12;
+
     // Clear inside an ellipse, nearly covered in the corners.
     static SettingsEffectShapeMask Surroundings() {
         SettingsEffectShapeMask ellipse;

@@ -233,19 +233,32 @@ public:
     }
 
 protected:
-    void ProcessInternalCSC(FramePtr& frame, const ConstFramePtr&) override {
-        FramePtr before = frame;
-        lumaConverter_->ProcessData(before);
-        ProcessInternalColor(frame);
-        FramePtr after = frame;
-        lumaConverter_->ProcessData(after);
-        CopyPlane(std::as_const(*before).GetPlane(0), after->GetPlane(0));
-        frame = std::move(after);
+    /// As in the base, but without keeping the unconverted input, which nobody reads: its memory serves the conversions.
+    void ProcessInternalImpl(FramePtr& frame) override {
+        this->ConvertIn(frame);
+        ProcessInternalCSC(frame, ConstFramePtr());
+        this->ConvertBack(frame);
     }
 
+    void ProcessInternalCSC(FramePtr& frame, const ConstFramePtr&) override {
+        const FramePtr luma = TakeLuma(frame);
+        ProcessInternalColor(frame);
+        lumaConverter_->ProcessData(frame);
+        CopyPlane(std::as_const(*luma).GetPlane(0), frame->GetPlane(0));
+    }
+
+    /// The algorithm. It may change the pixels of `frame` only where nobody else sees them (`IsExclusive`), else it replaces the frame.
     virtual void ProcessInternalColor(FramePtr& frame) = 0;
 
 private:
+    // The luma plane alone, so that a whole converted frame need not be held while the algorithm runs.
+    FramePtr TakeLuma(FramePtr picture) {
+        lumaConverter_->ProcessData(picture);
+        FramePtr luma = NewFrame(this->allocator_, PixFmt::Gray8, picture->GetFrameInfo());
+        CopyPlane(std::as_const(*picture).GetPlane(0), luma->GetPlane(0));
+        return luma;
+    }
+
     OneInputPtr lumaConverter_;
 };
 

@@ -5,6 +5,7 @@
 // Mask and blur are deliberately not renewed when the settings change: the blur keeps the strength that it was created with, and the mask
 // follows the picture's geometry alone.
 
+#include "Host/Proc/VideoFrame.h"
 #include "Host/Settings/Common/SettingsEffectAlpha.h"
 #include "Host/Settings/Common/SettingsEffectImageBlender.h"
 #include "Host/Settings/Common/SettingsEffectSmartBlur.h"
@@ -56,8 +57,8 @@ private:
         ConvertTo(frame->GetPixFmt(), blurred);
         MakeMasks(frame->GetPixFmt(), blurred);
         alphaInserter_->ProcessData(blurred, ConstFramePtr(mask_));
-        blurred->SetExtraAlpha(0, std::as_const(*mask_).GetPlane(0));
-        blurred->SetExtraAlpha(1, std::as_const(*chromaMask_).GetPlane(0));
+        ShareExtraAlpha(*blurred, 0, mask_);
+        ShareExtraAlpha(*blurred, 1, chromaMask_);
         blender_->ProcessData(frame, ConstFramePtr(blurred));
     }
 

@@ -36,10 +36,9 @@ private:
 
     void ProcessInternalColor(FramePtr& frame) override {
         const Detail::PackedRgb layout(frame->GetPixFmt());
-        FramePtr shifted = CloneFrame(*frame, kCloneIndependent);
+        if (!IsExclusive(frame)) frame = CloneFrame(*frame, kCloneIndependent);
         const std::array<Detail::Curve, 3> curves{layout.isBlueFirst ? blue_ : red_, green_, layout.isBlueFirst ? red_ : blue_};
-        Detail::ApplyCurves(curves, shifted->GetPlane(0), layout.bytesPerPixel);
-        frame = std::move(shifted);
+        Detail::ApplyCurves(curves, frame->GetPlane(0), layout.bytesPerPixel);
     }
 
     Detail::Curve red_{}, green_{}, blue_{};

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "Host/Core/Exception.h"
+#include "Host/Core/Threads.h"
 #include "Host/Settings/Common/SettingsEffectCharcoal.h"
 #include "Host/Settings/Common/SettingsEffectNoiseVideo.h"
 #include "Host/Settings/Common/SettingsEffectOilPaint.h"
@@ -69,6 +70,22 @@ TEST(MagickEffects, OilPaintTakesTheMostFrequentColour) {
     FramePtr speckled = MakeFrame(PixFmt::Rgb24, 40, 30, Color(200, 100, 50));
     for (const std::uint32_t x : {5u, 20u, 33u}) std::fill_n(speckled->GetPlane(0).GetOffsetPtr(x, 15), 3, std::uint8_t{0});
     EXPECT_TRUE(SameFrames(Painted(3, speckled), MakeFrame(PixFmt::Rgb24, 40, 30, Color(200, 100, 50))));
+}
+
+TEST(MagickEffects, OilPaintInBandsIsOilPaint) {
+    const int before = Core::GetLibraryThreads();
+    for (const double radius : {0.5, 3.0, 7.5}) {
+        for (const PixFmt pixFmt : {PixFmt::Gray8, PixFmt::Rgba}) {
+            const FramePtr picture = MakeFrame(pixFmt, 41, 403);
+            Core::SetLibraryThreads(1);
+            const FramePtr whole = Painted(radius, picture);
+            for (const int threads : {2, 7}) {
+                Core::SetLibraryThreads(threads);
+                EXPECT_TRUE(SameFrames(Painted(radius, picture), whole)) << radius << " on " << threads << " threads";
+            }
+        }
+    }
+    Core::SetLibraryThreads(before);
 }
 
 TEST(MagickEffects, CharcoalDrawsEdgesOnWhite) {
