@@ -1,23 +1,20 @@
 #include "Proc/Effects/EffectsPhoto/Detail/GridGraph.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
-#include <cstring>
-#include <exception>
-#include <limits>
-#include <mutex>
-#include <system_error>
-#include <thread>
+#include <string>
 
 #include "Host/Core/Exception.h"
+#include "Proc/Effects/EffectsPhoto/Detail/GridGraphWorkers.h"
 
 namespace Orvexa::Proc::GridGraph {
 
 namespace {
 
-// Flags, parent direction, five residuals, stamp and four list links.
-constexpr std::size_t kNodeArrays = 12;
-constexpr std::size_t kBytesPerNode = 2 * sizeof(std::uint8_t) + 5 * sizeof(Capacity) + 5 * sizeof(std::uint32_t);
+// Flags, parent direction, five residuals and the stamp.
+constexpr std::size_t kNodeArrays = 8;
+constexpr std::size_t kBytesPerNode = sizeof(Flags) + sizeof(Direction) + 5 * sizeof(Capacity) + sizeof(std::uint32_t);
 
 NodeArrays TakeNodes(ZeroedBlock& block, const GridLayout& layout) {
     const std::size_t count = layout.GetNodeCount();
@@ -28,71 +25,20 @@ NodeArrays TakeNodes(ZeroedBlock& block, const GridLayout& layout) {
     for (Capacity*& residual : nodes.residual) residual = block.Take<Capacity>(count);
     nodes.terminalResidual = block.Take<Capacity>(count);
     nodes.stamp = block.Take<std::uint32_t>(count);
-    nodes.nextActive = block.Take<NodeIndex>(count);
-    nodes.nextOrphan = block.Take<NodeIndex>(count);
-    nodes.nextLateOrphan = block.Take<NodeIndex>(count);
-    nodes.nextFreed = block.Take<NodeIndex>(count);
     return nodes;
 }
 
-void CheckArguments(std::uint32_t width, std::uint32_t height, std::uint32_t threads, std::uint32_t blockSize) {
-    if (width == 0 || height == 0 || threads == 0 || blockSize == 0) {
+void CheckArguments(std::uint32_t width, std::uint32_t height, std::uint32_t workers, std::uint32_t blockSize) {
+    if (width == 0 || height == 0 || workers == 0 || blockSize == 0) {
         Throw("A grid graph needs at least one pixel, one thread and regions of at least one node");
     }
-    constexpr std::size_t kMaxNodes = std::numeric_limits<NodeIndex>::max();
-    // In 64 bits a padded side cannot overflow.
-    const std::size_t nodes = (std::size_t{width} + GridLayout::kTileSide) * (std::size_t{height} + GridLayout::kTileSide);
-    if (width > kMaxNodes / 2 || height > kMaxNodes / 2 || nodes > kMaxNodes) {
+    // A padded side has at most 2^32 + 8 nodes, so that the product fits into 64 bits once each factor is known to be small enough.
+    constexpr std::uint64_t kMaxNodes = std::uint64_t{1} << 32;
+    const std::uint64_t paddedWidth = GridLayout::Padded(width), paddedHeight = GridLayout::Padded(height);
+    if (paddedWidth > kMaxNodes / paddedHeight) {
         Throw("The picture of " + std::to_string(width) + " x " + std::to_string(height) +
               " pixels is too large for a grid graph of 2^32 nodes");
     }
-}
-
-bool Overflows(Capacity capacity, Capacity opposite) { return capacity + opposite > std::numeric_limits<Capacity>::max(); }
-
-void CheckCapacities(const Capacities& capacities, std::uint32_t width, std::uint32_t height) {
-    const std::size_t pixels = std::size_t{width} * height;
-    for (const auto* array :
-         {&capacities.source, &capacities.sink, &capacities.left, &capacities.right, &capacities.up, &capacities.down}) {
-        if (array->size() != pixels) {
-            Throw("Capacities of " + std::to_string(array->size()) + " pixels were given for a graph of " + std::to_string(pixels));
-        }
-    }
-    bool overflows = false;
-    for (std::size_t y = 0; y < height; ++y) {
-        const std::size_t row = y * width;
-        for (std::size_t p = row; p + 1 < row + width; ++p) overflows |= Overflows(capacities.right[p], capacities.left[p + 1]);
-        if (y + 1 == height) break;
-        for (std::size_t p = row; p < row + width; ++p) overflows |= Overflows(capacities.down[p], capacities.up[p + width]);
-    }
-    if (overflows) Throw("The capacities of two opposite edges must not add up to more than 65535");
-}
-
-// Runs `work(worker)` on a thread for each worker and waits for them all. Fewer threads than asked for take longer, that is all; the
-// first exception of a worker is thrown on.
-template <class Worker, class Work>
-void RunOnThreads(std::span<Worker> workers, Work&& work) {
-    std::exception_ptr failure;
-    std::once_flag hasFailed;
-    {
-        std::vector<std::jthread> threads;
-        threads.reserve(workers.size());
-        for (Worker& worker : workers) {
-            try {
-                threads.emplace_back([&] {
-                    try {
-                        work(worker);
-                    } catch (...) {
-                        std::call_once(hasFailed, [&] { failure = std::current_exception(); });
-                    }
-                });
-            } catch (const std::system_error&) {
-                if (threads.empty()) throw;
-                break;
-            }
-        }
-    }
-    if (failure != nullptr) std::rethrow_exception(failure);
 }
 
 template <class Visit>
@@ -104,21 +50,21 @@ void ForEachEdge(const GridLayout& layout, const Boundary& boundary, Visit&& vis
 
 }  // namespace
 
-std::size_t Solver::GetAllocationSize(std::uint32_t width, std::uint32_t height, std::uint32_t threads, std::uint32_t blockSize) {
-    CheckArguments(width, height, threads, blockSize);
+std::size_t Solver::GetAllocationSize(std::uint32_t width, std::uint32_t height, std::uint32_t workers, std::uint32_t blockSize) {
+    CheckArguments(width, height, workers, blockSize);
     const GridLayout layout(width, height);
     return layout.GetNodeCount() * kBytesPerNode + RegionGrid(layout, blockSize).GetBoundaryNodeBound() * sizeof(NodeIndex) +
-           threads * sizeof(WorkerState) + kNodeArrays * ZeroedBlock::kAlignment;
+           kNodeArrays * ZeroedBlock::kAlignment;
 }
 
-Solver::Solver(std::uint32_t width, std::uint32_t height, std::uint32_t threads, std::uint32_t blockSize,
+Solver::Solver(std::uint32_t width, std::uint32_t height, std::uint32_t workers, std::uint32_t blockSize,
                Core::IProgressController& progress)
     : width_(width),
       height_(height),
+      workers_(workers),
       progress_(progress),
-      block_(GetAllocationSize(width, height, threads, blockSize)),
+      block_(GetAllocationSize(width, height, workers, blockSize)),
       nodes_(TakeNodes(block_, GridLayout(width, height))),
-      workers_(block_.Take<WorkerState>(threads), threads),
       plan_(nodes_.layout, RegionGrid(nodes_.layout, blockSize), block_) {
     progress_.SetTotal(plan_.GetBoundaries().size() + plan_.GetRegionCount());
 }
@@ -134,26 +80,23 @@ void Solver::ForEachRun(std::uint32_t y, Visit&& visit) const {
     }
 }
 
-// The workers share the rows: most of the time goes into the first touch of the memory. Rows of one tile go to one worker.
-void Solver::SetCapacities(const Capacities& capacities) {
-    CheckCapacities(capacities, width_, height_);
-    std::atomic<std::uint32_t> nextTileRow{0};
-    std::atomic<std::uint16_t> flow{flow_};
-    RunOnThreads(workers_, [&](WorkerState&) {
-        constexpr std::uint32_t kSide = GridLayout::kTileSide;
-        for (std::uint32_t tileRow; (tileRow = nextTileRow.fetch_add(1, std::memory_order_relaxed)) <= height_ / kSide;) {
-            const std::uint32_t top = tileRow * kSide;  // of the padded grid, whose first row is above the picture
-            std::uint16_t rowFlow = 0;
-            for (std::uint32_t y = top == 0 ? 0 : top - 1; y < std::min(height_, top + kSide - 1); ++y) {
-                ForEachRun(y, [&](NodeIndex node, std::uint32_t x, std::uint32_t count) {
-                    rowFlow = static_cast<std::uint16_t>(rowFlow + SetRun(capacities, node, std::size_t{y} * width_ + x, count));
-                });
-            }
-            flow.fetch_add(rowFlow, std::memory_order_relaxed);
+// The workers share the rows: most of the time goes into the first touch of the memory. The rows of one row of tiles go to one worker.
+void Solver::SetCapacities(const Capacities& capacities, std::uint16_t pushed) {
+    capacities.Check(width_, height_);
+    std::atomic<std::uint16_t> flow{pushed};
+    constexpr std::uint32_t kSide = GridLayout::kTileSide;
+    ShareOut(workers_, height_ / kSide + 1, [&](std::uint32_t tileRow) {
+        const std::uint32_t top = tileRow * kSide;  // of the padded grid, whose first row is above the picture
+        std::uint16_t rowFlow = 0;
+        for (std::uint32_t y = top == 0 ? 0 : top - 1; y < std::min(height_, top + kSide - 1); ++y) {
+            ForEachRun(y, [&](NodeIndex node, std::uint32_t x, std::uint32_t count) {
+                rowFlow = static_cast<std::uint16_t>(rowFlow + SetRun(capacities, node, std::size_t{y} * width_ + x, count));
+            });
         }
+        flow.fetch_add(rowFlow, std::memory_order_relaxed);
     });
     flow_ = flow;
-    CloseOuterEdges();
+    RemoveOuterEdges();
 }
 
 // Gives the flow that goes straight from the source to the sink, modulo 2^16.
@@ -173,15 +116,26 @@ std::uint16_t Solver::SetRun(const Capacities& capacities, NodeIndex node, std::
     return flow;
 }
 
-void Solver::CloseOuterEdges() {
+// Their residuals have to go, too: wherever a boundary between regions is opened, the residuals decide.
+void Solver::RemoveOuterEdges() {
+    const auto remove = [&](std::uint32_t x, std::uint32_t y, Direction direction) {
+        const NodeIndex node = nodes_.layout.GetIndex(x, y);
+        nodes_.residual[direction][node] = 0;
+        nodes_.CloseEdge(node, direction);
+    };
     for (std::uint32_t x = 1; x <= width_; ++x) {
-        nodes_.CloseEdge(nodes_.layout.GetIndex(x, 1), kUp);
-        nodes_.CloseEdge(nodes_.layout.GetIndex(x, height_), kDown);
+        remove(x, 1, kUp);
+        remove(x, height_, kDown);
     }
     for (std::uint32_t y = 1; y <= height_; ++y) {
-        nodes_.CloseEdge(nodes_.layout.GetIndex(1, y), kLeft);
-        nodes_.CloseEdge(nodes_.layout.GetIndex(width_, y), kRight);
+        remove(1, y, kLeft);
+        remove(width_, y, kRight);
     }
+}
+
+void Solver::ReadResidualRow(std::uint32_t y, Direction direction, Capacity* row) const {
+    const Capacity* const residual = nodes_.residual[direction];
+    ForEachRun(y, [&](NodeIndex node, std::uint32_t x, std::uint32_t count) { std::copy_n(residual + node, count, row + x); });
 }
 
 void Solver::ReadRow(std::uint32_t y, std::uint8_t foreground, std::uint8_t background, std::uint8_t* mask) const {
@@ -194,13 +148,17 @@ void Solver::ReadRow(std::uint32_t y, std::uint8_t foreground, std::uint8_t back
 
 void Solver::Compute() {
     for (const Boundary& boundary : plan_.GetBoundaries()) CloseBoundary(boundary);
-    RunOnThreads(workers_, [&](WorkerState& state) { Work(state); });
-    for (const WorkerState& state : workers_) flow_ = static_cast<std::uint16_t>(flow_ + state.flow);
+    std::atomic<std::uint16_t> flow{flow_};
+    RunOnThreads(workers_, [&] {
+        TreeSearch search(nodes_, progress_);
+        Work(search);
+        flow.fetch_add(search.GetFlow(), std::memory_order_relaxed);
+    });
+    flow_ = flow;
 }
 
-// A worker that finds nothing to merge leaves: whoever solves the last region that others wait for will look for merges after it.
-void Solver::Work(WorkerState& state) {
-    TreeSearch search(nodes_, state, progress_);
+// A worker that finds nothing to merge exits; the worker that frees the last region retries.
+void Solver::Work(TreeSearch& search) {
     while (const auto region = plan_.TakeRegion()) {
         ActivateRegion(plan_.GetRegion(*region), search);
         plan_.Release(*region, search.Run(plan_.GetTime(*region)));

@@ -6,45 +6,39 @@
 #pragma once
 
 #include <cstdint>
-#include <span>
-#include <vector>
 
 #include "Host/Core/Progress.h"
+#include "Proc/Effects/EffectsPhoto/Detail/GridGraphCapacities.h"
 #include "Proc/Effects/EffectsPhoto/Detail/GridGraphMemory.h"
 #include "Proc/Effects/EffectsPhoto/Detail/GridGraphRegions.h"
 #include "Proc/Effects/EffectsPhoto/Detail/GridGraphTrees.h"
 
 namespace Orvexa::Proc::GridGraph {
 
-/// Capacities of a picture's pixels in row order: links with the two terminals, and edges to the four neighbours.
-struct Capacities {
-    explicit Capacities(std::size_t pixels) : source(pixels), sink(pixels), left(pixels), right(pixels), up(pixels), down(pixels) {}
-    std::vector<Capacity> source, sink, left, right, up, down;
-};
-
 /// Built, filled, computed once, read, in this order.
 class Solver {
 public:
     /// The memory for the nodes, in bytes.
-    static std::size_t GetAllocationSize(std::uint32_t width, std::uint32_t height, std::uint32_t threads, std::uint32_t blockSize);
+    static std::size_t GetAllocationSize(std::uint32_t width, std::uint32_t height, std::uint32_t workers, std::uint32_t blockSize);
 
     /// A graph of `width` x `height` pixels, all free. `threads` workers will share regions of `blockSize` x `blockSize` nodes; all four
     /// numbers are at least 1. `progress`, which has to outlive the solver and to accept calls from all workers, is told the number of
     /// regions and boundaries to come. Throws `std::bad_alloc`, with a description that names the bytes, if the memory cannot be had.
-    Solver(std::uint32_t width, std::uint32_t height, std::uint32_t threads, std::uint32_t blockSize, Core::IProgressController& progress);
+    Solver(std::uint32_t width, std::uint32_t height, std::uint32_t workers, std::uint32_t blockSize, Core::IProgressController& progress);
 
-    /// Sets the capacities of all pixels. Edges that lead out of the picture are ignored. Arrays of another size than the picture's
-    /// throw `EffectException`, as do two opposite edges whose capacities add up to more than 65535: flow could overflow them.
-    void SetCapacities(const Capacities& capacities);
+    /// Sets the capacities of all pixels; edges that lead out of the picture are ignored. `pushed` is the flow, modulo 2^16, that was
+    /// pushed through them before (see `HeadStart`). Throws as `Capacities::Check` does.
+    void SetCapacities(const Capacities& capacities, std::uint16_t pushed = 0);
 
     /// Finds the maximum flow, or stops early when the controller reports cancellation; the labels mean nothing then.
     void Compute();
 
-    /// After `Compute`: `kSinkTree` for the pixels from which flow could still reach the sink; they are the background, all others the
-    /// foreground.
-    Label GetLabel(std::uint32_t x, std::uint32_t y) const { return LabelOf(nodes_.GetFlags(nodes_.layout.GetIndex(x + 1, y + 1))); }
-    /// The same for a row of pixels, as `background` or `foreground` in `mask`.
+    /// After `Compute`: a row of pixels as `background` or `foreground` in `mask`. Background are the pixels from which flow could
+    /// still reach the sink.
     void ReadRow(std::uint32_t y, std::uint8_t foreground, std::uint8_t background, std::uint8_t* mask) const;
+
+    /// After `Compute`: what is left of the capacities of a row's edges in one direction.
+    void ReadResidualRow(std::uint32_t y, Direction direction, Capacity* row) const;
 
     /// The maximum flow modulo 2^16.
     std::uint16_t GetFlow() const { return flow_; }
@@ -53,18 +47,17 @@ private:
     template <class Visit>
     void ForEachRun(std::uint32_t y, Visit&& visit) const;
     std::uint16_t SetRun(const Capacities& capacities, NodeIndex node, std::size_t pixel, std::uint32_t count);
-    void CloseOuterEdges();
+    void RemoveOuterEdges();
 
-    void Work(WorkerState& state);
+    void Work(TreeSearch& search);
     void ActivateRegion(const Region& region, TreeSearch& search) const;
     void CloseBoundary(const Boundary& boundary) const;
     void OpenBoundary(const Boundary& boundary, TreeSearch& search) const;
 
-    const std::uint32_t width_, height_;
+    const std::uint32_t width_, height_, workers_;
     Core::IProgressController& progress_;
     ZeroedBlock block_;
     const NodeArrays nodes_;
-    const std::span<WorkerState> workers_;
     RegionPlan plan_;
     std::uint16_t flow_ = 0;
 };

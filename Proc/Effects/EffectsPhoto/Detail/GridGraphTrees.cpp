@@ -78,12 +78,13 @@ std::uint32_t TreeSearch::Run(std::uint32_t time) {
 // ---- growth: the trees take free nodes until they touch
 
 bool TreeSearch::Grow(Bridge& bridge) {
-    while (state_.activeHead != kNoNode) {
-        const NodeIndex node = state_.activeHead;
+    while (!active_.IsEmpty()) {
+        const NodeIndex node = active_.Front();
         const Label tree = LabelOf(nodes_.GetFlags(node));
         if (tree == kSourceTree && GrowFrom<kSourceTree>(node, bridge)) return true;
         if (tree == kSinkTree && GrowFrom<kSinkTree>(node, bridge)) return true;
-        PopActive();
+        active_.Pop();
+        nodes_.SetFlags(node, static_cast<Flags>(nodes_.GetFlags(node) & ~kIsActive));
     }
     return false;
 }
@@ -108,13 +109,6 @@ bool TreeSearch::GrowFrom(NodeIndex node, Bridge& bridge) {
         }
         return false;
     });
-}
-
-void TreeSearch::PopActive() {
-    const NodeIndex node = state_.activeHead;
-    const NodeIndex next = std::exchange(nodes_.nextActive[node], kNoNode);
-    state_.activeHead = next == node ? kNoNode : next;
-    if (next == node) state_.activeTail = kNoNode;
 }
 
 // ---- augmentation: a path takes all the flow that it can
@@ -150,43 +144,39 @@ void TreeSearch::Augment(const Bridge& bridge) {
         if (Push(nodes, node, parent, up, amount)) MakeOrphan(node);
         return true;
     }));
-    state_.flow = static_cast<std::uint16_t>(state_.flow + amount);
+    flow_ = static_cast<std::uint16_t>(flow_ + amount);
 }
 
 void TreeSearch::MakeOrphan(NodeIndex node) {
     nodes_.parentDirection[node] = kNoParent;
-    nodes_.nextOrphan[node] = std::exchange(orphanTop_, node);
+    orphans_.push_back(node);
 }
 
 // ---- adoption: nodes that lost their parent find another one, or become free
 
 void TreeSearch::Adopt(std::uint32_t time) {
     while (!progress_.IsCancelled()) {
-        const NodeIndex orphan = TakeOrphan();
-        if (orphan == kNoNode) break;
-        if (LabelOf(nodes_.GetFlags(orphan)) == kSourceTree) {
-            AdoptOrFree<kSourceTree>(orphan, time);
+        const std::optional<NodeIndex> orphan = TakeOrphan();
+        if (!orphan) break;
+        if (LabelOf(nodes_.GetFlags(*orphan)) == kSourceTree) {
+            AdoptOrFree<kSourceTree>(*orphan, time);
         } else {
-            AdoptOrFree<kSinkTree>(orphan, time);
+            AdoptOrFree<kSinkTree>(*orphan, time);
         }
     }
-    while (freedTop_ != kNoNode) {
-        const NodeIndex freed = freedTop_;
-        freedTop_ = std::exchange(nodes_.nextFreed[freed], kNoNode);
-        ActivateAround(freed);
-    }
+    for (; !freed_.empty(); freed_.pop_back()) ActivateAround(freed_.back());
 }
 
-// Orphans made by freeing their parents come first, oldest first; then those of the augmentation, newest first.
-NodeIndex TreeSearch::TakeOrphan() {
-    if (lateOrphanHead_ != kNoNode) {
-        const NodeIndex orphan = lateOrphanHead_;
-        lateOrphanHead_ = std::exchange(nodes_.nextLateOrphan[orphan], kNoNode);
-        if (lateOrphanHead_ == kNoNode) lateOrphanTail_ = kNoNode;
+// Secondary orphans come first, oldest first; then those of the augmentation, newest first.
+std::optional<NodeIndex> TreeSearch::TakeOrphan() {
+    if (!secondaryOrphans_.IsEmpty()) {
+        const NodeIndex orphan = secondaryOrphans_.Front();
+        secondaryOrphans_.Pop();
         return orphan;
     }
-    const NodeIndex orphan = orphanTop_;
-    if (orphan != kNoNode) orphanTop_ = std::exchange(nodes_.nextOrphan[orphan], kNoNode);
+    if (orphans_.empty()) return std::nullopt;
+    const NodeIndex orphan = orphans_.back();
+    orphans_.pop_back();
     return orphan;
 }
 
@@ -195,7 +185,7 @@ void TreeSearch::AdoptOrFree(NodeIndex orphan, std::uint32_t time) {
     if (FindParent<Tree>(orphan, time)) return;
     OrphanChildren<Tree>(orphan);
     nodes_.SetFlags(orphan, WithLabel(nodes_.GetFlags(orphan), kFree));
-    nodes_.nextFreed[orphan] = std::exchange(freedTop_, orphan);
+    freed_.push_back(orphan);
 }
 
 template <Label Tree>
@@ -238,16 +228,11 @@ void TreeSearch::OrphanChildren(NodeIndex node) {
         if (Tree == kSinkTree && !HasResidual(neighbourFlags, Opposite(direction))) return;
         if (LabelOf(neighbourFlags) != Tree || nodes_.parentDirection[neighbour] != Opposite(direction)) return;
         nodes_.parentDirection[neighbour] = kNoParent;
-        if (lateOrphanTail_ == kNoNode) {
-            lateOrphanHead_ = neighbour;
-        } else {
-            nodes_.nextLateOrphan[lateOrphanTail_] = neighbour;
-        }
-        lateOrphanTail_ = neighbour;
+        secondaryOrphans_.Push(neighbour);
     });
 }
 
-// Whoever could take a freed node into its tree gets another chance to.
+// Reactivates the neighbours that could adopt a freed node.
 void TreeSearch::ActivateAround(NodeIndex freed) {
     const Flags flags = nodes_.GetFlags(freed);
     ForEachInAdoptionOrder([&](auto direction) {
