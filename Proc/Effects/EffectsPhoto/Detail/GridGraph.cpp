@@ -149,7 +149,8 @@ void Solver::ReadRow(std::uint32_t y, std::uint8_t foreground, std::uint8_t back
 void Solver::Compute() {
     for (const Boundary& boundary : plan_.GetBoundaries()) CloseBoundary(boundary);
     std::atomic<std::uint16_t> flow{flow_};
-    RunOnThreads(workers_, [&] {
+    const auto threads = static_cast<std::uint32_t>(std::min<std::size_t>(workers_, plan_.GetRegionCount()));
+    RunOnThreads(threads, [&] {
         TreeSearch search(nodes_, progress_);
         Work(search);
         flow.fetch_add(search.GetFlow(), std::memory_order_relaxed);

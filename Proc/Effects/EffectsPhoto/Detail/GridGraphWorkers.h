@@ -1,6 +1,7 @@
 // Threads for the stages of the grid graph.
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <exception>
@@ -42,7 +43,7 @@ void RunOnThreads(std::uint32_t count, Work&& work) {
 template <class Work>
 void ShareOut(std::uint32_t count, std::uint32_t parts, Work&& work) {
     std::atomic<std::uint32_t> next{0};
-    RunOnThreads(count, [&] {
+    RunOnThreads(std::min(count, parts), [&] {
         for (std::uint32_t part; (part = next.fetch_add(1, std::memory_order_relaxed)) < parts;) work(part);
     });
 }
