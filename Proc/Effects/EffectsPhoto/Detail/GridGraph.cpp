@@ -3,9 +3,13 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <limits>
+#include <mutex>
 #include <string>
+#include <utility>
 
 #include "Host/Core/Exception.h"
+#include "Proc/Effects/EffectsPhoto/Detail/GridGraphProgress.h"
 #include "Proc/Effects/EffectsPhoto/Detail/GridGraphWorkers.h"
 
 namespace Orvexa::Proc::GridGraph {
@@ -58,15 +62,16 @@ std::size_t Solver::GetAllocationSize(std::uint32_t width, std::uint32_t height,
 }
 
 Solver::Solver(std::uint32_t width, std::uint32_t height, std::uint32_t workers, std::uint32_t blockSize,
-               Core::IProgressController& progress)
-    : width_(width),
-      height_(height),
+               Core::IProgressController& progress, const HeadStart& headStart)
+    : size_{width, height},
       workers_(workers),
+      headStart_(headStart),
       progress_(progress),
       block_(GetAllocationSize(width, height, workers, blockSize)),
       nodes_(TakeNodes(block_, GridLayout(width, height))),
-      plan_(nodes_.layout, RegionGrid(nodes_.layout, blockSize), block_) {
-    progress_.SetTotal(plan_.GetBoundaries().size() + plan_.GetRegionCount());
+      regions_(nodes_.layout, blockSize),
+      boundaryNodes_(block_.Take<NodeIndex>(regions_.GetBoundaryNodeBound())) {
+    progress_.SetTotal(GetStepCount());
 }
 
 // ---- filling and reading
@@ -74,46 +79,62 @@ Solver::Solver(std::uint32_t width, std::uint32_t height, std::uint32_t workers,
 // The nodes of a row of pixels, in runs that lie next to each other: visit(first node, first x, count).
 template <class Visit>
 void Solver::ForEachRun(std::uint32_t y, Visit&& visit) const {
-    for (std::uint32_t x = 0, count; x < width_; x += count) {
-        count = std::min(width_ - x, GridLayout::kTileSide - (x + 1) % GridLayout::kTileSide);
+    for (std::uint32_t x = 0, count; x < size_.width; x += count) {
+        count = std::min(size_.width - x, GridLayout::kTileSide - (x + 1) % GridLayout::kTileSide);
         visit(nodes_.layout.GetIndex(x + 1, y + 1), x, count);
     }
 }
 
 // The workers share the rows: most of the time goes into the first touch of the memory. The rows of one row of tiles go to one worker.
-void Solver::SetCapacities(const Capacities& capacities, std::uint16_t pushed) {
-    capacities.Check(width_, height_);
-    std::atomic<std::uint16_t> flow{pushed};
+void Solver::SetCapacities(const Capacities& capacities) {
+    capacities.Check(size_.width, size_.height);
+    std::mutex mutex;
+    FillSummary whole;
     constexpr std::uint32_t kSide = GridLayout::kTileSide;
-    ShareOut(workers_, height_ / kSide + 1, [&](std::uint32_t tileRow) {
+    ShareOut(workers_, size_.height / kSide + 1, [&](std::uint32_t tileRow) {
         const std::uint32_t top = tileRow * kSide;  // of the padded grid, whose first row is above the picture
-        std::uint16_t rowFlow = 0;
-        for (std::uint32_t y = top == 0 ? 0 : top - 1; y < std::min(height_, top + kSide - 1); ++y) {
+        FillSummary summary;
+        for (std::uint32_t y = top == 0 ? 0 : top - 1; y < std::min(size_.height, top + kSide - 1); ++y) {
             ForEachRun(y, [&](NodeIndex node, std::uint32_t x, std::uint32_t count) {
-                rowFlow = static_cast<std::uint16_t>(rowFlow + SetRun(capacities, node, std::size_t{y} * width_ + x, count));
+                SetRun(capacities, node, std::size_t{y} * size_.width + x, count, summary);
             });
         }
-        flow.fetch_add(rowFlow, std::memory_order_relaxed);
+        const std::lock_guard lock(mutex);
+        whole.flow = static_cast<std::uint16_t>(whole.flow + summary.flow);
+        whole.maxLink = std::max(whole.maxLink, summary.maxLink);
+        whole.maxEdge = std::max(whole.maxEdge, summary.maxEdge);
     });
-    flow_ = flow;
+    flow_ = whole.flow;
+    // With full flow over all edges of a node, its terminal residual must still be a capacity.
+    fitsHeadStart_ = whole.maxLink + 4 * whole.maxEdge <= std::numeric_limits<Capacity>::max();
     RemoveOuterEdges();
 }
 
-// Gives the flow that goes straight from the source to the sink, modulo 2^16.
-std::uint16_t Solver::SetRun(const Capacities& capacities, NodeIndex node, std::size_t pixel, std::uint32_t count) {
+void Solver::SetRun(const Capacities& capacities, NodeIndex node, std::size_t pixel, std::uint32_t count, FillSummary& summary) {
     const std::array arrays{capacities.right.data(), capacities.down.data(), capacities.up.data(), capacities.left.data()};
-    for (std::size_t k = 0; k < kDirections; ++k) std::copy_n(arrays[k] + pixel, count, nodes_.residual[k] + node);
-    std::uint16_t flow = 0;
+    for (std::size_t k = 0; k < kDirections; ++k) {
+        std::copy_n(arrays[k] + pixel, count, nodes_.residual[k] + node);
+        for (std::uint32_t i = 0; i < count; ++i) summary.maxEdge = std::max(summary.maxEdge, arrays[k][pixel + i]);
+    }
     for (std::uint32_t i = 0; i < count; ++i, ++node, ++pixel) {
         const Capacity source = capacities.source[pixel], sink = capacities.sink[pixel];
-        flow = static_cast<std::uint16_t>(flow + std::min(source, sink));
-        nodes_.terminalResidual[node] = static_cast<Capacity>(std::max(source, sink) - std::min(source, sink));
-        nodes_.parentDirection[node] = source == sink ? kNoParent : kTerminal;
-        Flags flags = source == sink ? kFree : source > sink ? kSourceTree : kSinkTree;
-        for (std::size_t k = 0; k < kDirections; ++k) flags |= arrays[k][pixel] != 0 ? EdgeBit(static_cast<Direction>(k)) : 0;
-        nodes_.flags[node] = flags;
+        const Capacity less = std::min(source, sink), more = std::max(source, sink);
+        summary.flow = static_cast<std::uint16_t>(summary.flow + less);  // straight from the source to the sink
+        summary.maxLink = std::max(summary.maxLink, more);
+        nodes_.terminalResidual[node] = static_cast<Capacity>(more - less);
+        Plant(node, source > sink ? kSourceTree : kSinkTree);
     }
-    return flow;
+}
+
+// Makes a node the root of a tree, or free if it has no terminal residual.
+void Solver::Plant(NodeIndex node, Label tree) const {
+    const bool isRoot = nodes_.terminalResidual[node] != 0;
+    nodes_.parentDirection[node] = isRoot ? kTerminal : kNoParent;
+    Flags flags = isRoot ? tree : kFree;
+    for (std::size_t k = 0; k < kDirections; ++k) {
+        flags |= nodes_.residual[k][node] != 0 ? EdgeBit(static_cast<Direction>(k)) : 0;
+    }
+    nodes_.flags[node] = flags;
 }
 
 // Their residuals have to go, too: wherever a boundary between regions is opened, the residuals decide.
@@ -123,19 +144,14 @@ void Solver::RemoveOuterEdges() {
         nodes_.residual[direction][node] = 0;
         nodes_.CloseEdge(node, direction);
     };
-    for (std::uint32_t x = 1; x <= width_; ++x) {
+    for (std::uint32_t x = 1; x <= size_.width; ++x) {
         remove(x, 1, kUp);
-        remove(x, height_, kDown);
+        remove(x, size_.height, kDown);
     }
-    for (std::uint32_t y = 1; y <= height_; ++y) {
+    for (std::uint32_t y = 1; y <= size_.height; ++y) {
         remove(1, y, kLeft);
-        remove(width_, y, kRight);
+        remove(size_.width, y, kRight);
     }
-}
-
-void Solver::ReadResidualRow(std::uint32_t y, Direction direction, Capacity* row) const {
-    const Capacity* const residual = nodes_.residual[direction];
-    ForEachRun(y, [&](NodeIndex node, std::uint32_t x, std::uint32_t count) { std::copy_n(residual + node, count, row + x); });
 }
 
 void Solver::ReadRow(std::uint32_t y, std::uint8_t foreground, std::uint8_t background, std::uint8_t* mask) const {
@@ -147,29 +163,82 @@ void Solver::ReadRow(std::uint32_t y, std::uint8_t foreground, std::uint8_t back
 // ---- computing
 
 void Solver::Compute() {
-    for (const Boundary& boundary : plan_.GetBoundaries()) CloseBoundary(boundary);
+    const auto pixels = size_.GetPixelCount();
+    const bool mayGetHeadStart = fitsHeadStart_ && pixels > headStart_.minPixels && std::min(size_.width, size_.height) > 3;
+    const auto budget =
+        mayGetHeadStart ? static_cast<std::int64_t>(headStart_.workPerPixel * static_cast<double>(pixels)) : WorkBudget::kUnlimited;
+    Core::RefCounted<ProgressShare> progress(progress_, GetStepCount());
+    if (budget > 0 && Search(budget, progress) == Result::Complete) return;
+    ComputeFromCoarserGrid(GetStepCount() - progress.GetPassed());
+}
+
+// Search gives up at whatever point; what it has pushed stays.
+void Solver::ComputeFromCoarserGrid(std::uint64_t steps) {
+    if (progress_.IsCancelled()) return;
+    Core::RefCounted<ProgressShare> coarse(progress_, steps / 2), fine(progress_, steps - steps / 2);
+    flow_ = static_cast<std::uint16_t>(flow_ + PushCoarseFlow(nodes_, size_, FindCoarseFlow(coarse), CoarseWork{workers_, progress_}));
+    ShareOut(workers_, nodes_.layout.GetPaddedHeight() / GridLayout::kTileSide, [&](std::uint32_t tileRow) {
+        const NodeIndex count = GridLayout::kTileSide * nodes_.layout.GetPaddedWidth(), first = tileRow * count;
+        for (NodeIndex i = 0; i < count; ++i) Plant(first + i, LabelOf(nodes_.flags[first + i]));
+        std::fill_n(nodes_.stamp + first, count, 0);
+    });
+    fine.SetTotal(GetStepCount());
+    Search(WorkBudget::kUnlimited, fine);
+}
+
+// The coarser grid gets its own head start from the next coarser one at once.
+Flow Solver::FindCoarseFlow(Core::IProgressController& progress) const {
+    const PictureSize size = size_.Halved();
+    const HeadStart atOnce{.minPixels = headStart_.coarsestPixels, .coarsestPixels = headStart_.coarsestPixels, .workPerPixel = 0};
+    std::optional<Capacities> capacities = Coarsen(nodes_, size_, CoarseWork{workers_, progress});
+    Solver solver(size.width, size.height, workers_, regions_.blockSize, progress, atOnce);
+    solver.SetCapacities(*capacities);
+    Flow flow{std::move(capacities->right), std::move(capacities->down)};
+    capacities.reset();
+    solver.Compute();
+    for (std::uint32_t y = 0; y < size.height; ++y) {
+        solver.ForEachRun(y, [&](NodeIndex node, std::uint32_t x, std::uint32_t count) {
+            const std::size_t first = std::size_t{y} * size.width + x;
+            const auto subtract = [&](Direction direction, std::vector<Capacity>& from) {
+                const Capacity* const residual = solver.nodes_.residual[direction] + node;
+                for (std::uint32_t i = 0; i < count; ++i) from[first + i] = static_cast<Capacity>(from[first + i] - residual[i]);
+            };
+            subtract(kRight, flow.right);
+            subtract(kDown, flow.down);
+        });
+    }
+    return flow;
+}
+
+// Finds the maximum flow, unless it takes more than `budget` units of work or is cancelled.
+Solver::Result Solver::Search(std::int64_t units, Core::IProgressController& progress) {
+    RegionPlan plan(nodes_.layout, regions_, boundaryNodes_);
+    for (const Boundary& boundary : plan.GetBoundaries()) CloseBoundary(boundary);
     std::atomic<std::uint16_t> flow{flow_};
-    const auto threads = static_cast<std::uint32_t>(std::min<std::size_t>(workers_, plan_.GetRegionCount()));
-    RunOnThreads(threads, [&] {
-        TreeSearch search(nodes_, progress_);
-        Work(search);
+    WorkBudget budget(units);
+    RunOnThreads(static_cast<std::uint32_t>(std::min<std::size_t>(workers_, plan.GetRegionCount())), [&] {
+        TreeSearch search(nodes_, budget, progress);
+        SearchRegions(plan, search, budget, progress);
         flow.fetch_add(search.GetFlow(), std::memory_order_relaxed);
     });
     flow_ = flow;
+    return budget.IsSpent() ? Result::Stopped : Result::Complete;
 }
 
 // A worker that finds nothing to merge exits; the worker that frees the last region retries.
-void Solver::Work(TreeSearch& search) {
-    while (const auto region = plan_.TakeRegion()) {
-        ActivateRegion(plan_.GetRegion(*region), search);
-        plan_.Release(*region, search.Run(plan_.GetTime(*region)));
-        progress_.Step(1);
-        if (progress_.IsCancelled()) return;
+void Solver::SearchRegions(RegionPlan& plan, TreeSearch& search, const WorkBudget& budget, Core::IProgressController& progress) const {
+    while (const auto region = plan.TakeRegion()) {
+        ActivateRegion(plan.GetRegion(*region), search);
+        plan.Release(*region, search.Run(plan.GetTime(*region)));
+        if (budget.IsSpent()) return;
+        progress.Step(1);
+        if (progress.IsCancelled()) return;
     }
-    while (const auto merge = plan_.TakeMerge(progress_)) {
-        progress_.Step(merge->boundaries.size());
+    while (const auto merge = plan.TakeMerge(progress)) {
+        progress.Step(merge->boundaries.size());
         for (const Boundary& boundary : merge->boundaries) OpenBoundary(boundary, search);
-        plan_.Release(merge->region, search.Run(plan_.GetTime(merge->region)));
+        plan.Release(merge->region, search.Run(plan.GetTime(merge->region)));
+        if (budget.IsSpent()) return;
     }
 }
 

@@ -9,9 +9,7 @@ namespace Orvexa::Proc::GridGraph {
 
 namespace {
 
-bool Overflows(Capacity capacity, Capacity opposite) {
-    return capacity + opposite > std::numeric_limits<Capacity>::max();
-}
+bool Overflows(Capacity capacity, Capacity opposite) { return capacity + opposite > std::numeric_limits<Capacity>::max(); }
 
 }  // namespace
 

@@ -66,11 +66,13 @@ template <class Visit>
 }  // namespace
 
 std::uint32_t TreeSearch::Run(std::uint32_t time) {
+    constexpr std::int64_t kUnitsAtOnce = 4096;  // seldom enough for the workers not to wait for each other
     Bridge bridge;
-    while (!progress_.IsCancelled() && Grow(bridge)) {
+    while (!progress_.IsCancelled() && !budget_.IsSpent() && Grow(bridge)) {
         ++time;
         Augment(bridge);
         Adopt(time);
+        if (work_ >= kUnitsAtOnce) budget_.Spend(std::exchange(work_, 0));
     }
     return time;
 }
@@ -113,17 +115,21 @@ bool TreeSearch::GrowFrom(NodeIndex node, Bridge& bridge) {
 
 // ---- augmentation: a path takes all the flow that it can
 
-Capacity TreeSearch::FindBottleneck(const Bridge& bridge) const {
+Capacity TreeSearch::FindBottleneck(const Bridge& bridge) {
     const NodeArrays nodes = nodes_;  // a copy that nobody else sees stays in registers
     Capacity least = nodes.residual[bridge.direction][bridge.source];
+    std::int64_t steps = 0;
     const NodeIndex sourceRoot = Climb(nodes, bridge.source, [&](NodeIndex, NodeIndex parent, auto up) {
         least = std::min(least, nodes.residual[Opposite(up)][parent]);
+        ++steps;
         return true;
     });
     const NodeIndex sinkRoot = Climb(nodes, bridge.sink, [&](NodeIndex node, NodeIndex, auto up) {
         least = std::min(least, nodes.residual[up][node]);
+        ++steps;
         return true;
     });
+    work_ += steps;
     return std::min({least, nodes.terminalResidual[sourceRoot], nodes.terminalResidual[sinkRoot]});
 }
 
@@ -158,6 +164,7 @@ void TreeSearch::Adopt(std::uint32_t time) {
     while (!progress_.IsCancelled()) {
         const std::optional<NodeIndex> orphan = TakeOrphan();
         if (!orphan) break;
+        ++work_;
         if (LabelOf(nodes_.GetFlags(*orphan)) == kSourceTree) {
             AdoptOrFree<kSourceTree>(*orphan, time);
         } else {
@@ -206,7 +213,12 @@ bool TreeSearch::FindParent(NodeIndex orphan, std::uint32_t time) {
 // Whether a node's parents lead to the terminal. Stamps what they lead through, so that the climb is not repeated in this adoption.
 bool TreeSearch::IsConnected(NodeIndex node, std::uint32_t time) {
     const NodeArrays nodes = nodes_;
-    const NodeIndex end = Climb(nodes, node, [&](NodeIndex passed, NodeIndex, auto) { return nodes.stamp[passed] != time; });
+    std::int64_t steps = 0;
+    const NodeIndex end = Climb(nodes, node, [&](NodeIndex passed, NodeIndex, auto) {
+        ++steps;
+        return nodes.stamp[passed] != time;
+    });
+    work_ += steps;
     if (nodes.parentDirection[end] == kNoParent) return false;
     Climb(nodes, node, [&](NodeIndex passed, NodeIndex, auto) {
         nodes.stamp[passed] = time;

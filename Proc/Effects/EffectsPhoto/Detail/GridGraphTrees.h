@@ -5,7 +5,9 @@
 // saturated edges look for a new parent in their tree or leave it.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <vector>
 
@@ -13,6 +15,19 @@
 #include "Proc/Effects/EffectsPhoto/Detail/GridGraphNodes.h"
 
 namespace Orvexa::Proc::GridGraph {
+
+/// What a search may cost, shared by all workers. A unit is a step along a tree or a node adopted, some nanoseconds.
+class WorkBudget {
+public:
+    static constexpr std::int64_t kUnlimited = std::numeric_limits<std::int64_t>::max();
+
+    explicit WorkBudget(std::int64_t units) : left_(units) {}
+    bool IsSpent() const { return left_.load(std::memory_order_relaxed) <= 0; }
+    void Spend(std::int64_t units) { left_.fetch_sub(units, std::memory_order_relaxed); }
+
+private:
+    std::atomic<std::int64_t> left_;
+};
 
 /// A first-in, first-out queue in two vectors: one is read from, the other one filled; they change places when the first is used up.
 class NodeQueue {
@@ -36,10 +51,11 @@ private:
     std::size_t next_ = 0;
 };
 
-/// The two trees of the region that one worker is busy with. Its lists are empty between regions, unless the computation is cancelled.
+/// The two trees of the region that one worker is busy with. Its lists are empty between regions, unless a search was stopped.
 class TreeSearch {
 public:
-    TreeSearch(const NodeArrays& nodes, const Core::IProgressController& progress) : nodes_(nodes), progress_(progress) {}
+    TreeSearch(const NodeArrays& nodes, WorkBudget& budget, const Core::IProgressController& progress)
+        : nodes_(nodes), budget_(budget), progress_(progress) {}
 
     /// Queues a node that may be able to grow its tree, unless it is queued already.
     void Activate(NodeIndex node) {
@@ -49,8 +65,8 @@ public:
         active_.Push(node);
     }
 
-    /// Pushes flow between the trees, starting from the active nodes, until none is left or the computation is cancelled. `time` is
-    /// the region's, which counts augmentations; returns the time at the end.
+    /// Pushes flow between the trees, starting from the active nodes, until none is left, the budget is spent or the
+    /// computation is cancelled. `time` is the region's, which counts augmentations; returns the time at the end.
     std::uint32_t Run(std::uint32_t time);
 
     /// The flow pushed so far, modulo 2^16.
@@ -67,7 +83,7 @@ private:
     template <Label Tree>
     bool GrowFrom(NodeIndex node, Bridge& bridge);
 
-    Capacity FindBottleneck(const Bridge& bridge) const;
+    Capacity FindBottleneck(const Bridge& bridge);
     void Augment(const Bridge& bridge);
     void MakeOrphan(NodeIndex node);
 
@@ -83,7 +99,9 @@ private:
     void ActivateAround(NodeIndex freed);
 
     const NodeArrays nodes_;
+    WorkBudget& budget_;
     const Core::IProgressController& progress_;
+    std::int64_t work_ = 0;  // not yet taken from the budget
     NodeQueue active_;
     std::vector<NodeIndex> orphans_;  // of the last augmentation
     NodeQueue secondaryOrphans_;      // made by freeing their parents
