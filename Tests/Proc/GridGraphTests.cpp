@@ -21,7 +21,7 @@ namespace {
 using Proc::EffectException;
 using Proc::GridGraph::Capacities;
 using Proc::GridGraph::Capacity;
-using Proc::GridGraph::kSinkTree;
+using Proc::GridGraph::HeadStart;
 using Proc::GridGraph::Solver;
 
 constexpr std::uint32_t kWorkers = 12;
@@ -134,9 +134,14 @@ struct Solution {
     std::uint16_t flow;
 };
 
-Solution Solve(const Grid& grid, std::uint32_t blockSize, std::uint32_t workers = kWorkers) {
+// A plain search; flow from coarser grids first; the same after a part of a plain search.
+constexpr HeadStart kNone{.minPixels = std::numeric_limits<std::size_t>::max()};
+constexpr HeadStart kAtOnce{.minPixels = 0, .coarsestPixels = 4, .workPerPixel = 0};
+constexpr HeadStart kInMidSearch{.minPixels = 0, .coarsestPixels = 4, .workPerPixel = 0.5};
+
+Solution Solve(const Grid& grid, std::uint32_t blockSize, std::uint32_t workers = kWorkers, const HeadStart& headStart = kNone) {
     Core::RefCounted<TestProgress> progress;
-    Solver solver(grid.width, grid.height, workers, blockSize, progress);
+    Solver solver(grid.width, grid.height, workers, blockSize, progress, headStart);
     solver.SetCapacities(grid.capacities);
     solver.Compute();
     EXPECT_EQ(progress.steps, progress.total) << "all regions and boundaries were done";
@@ -160,20 +165,28 @@ std::int64_t CutValue(const Grid& grid, const std::vector<std::uint8_t>& isBackg
     return value;
 }
 
-testing::AssertionResult IsTheMinimumCut(const Grid& grid, const Solution& solution) {
+// Solves the grid with and without head starts.
+testing::AssertionResult FindsTheMinimumCut(const Grid& grid, std::uint32_t blockSize) {
     const BoostGridCut boost(grid.width, grid.height, grid.capacities);
     const std::int64_t flow = boost.GetFlow();
     const std::vector<std::uint8_t> expected = boost.FindBackground();
-    const std::int64_t value = CutValue(grid, solution.isBackground);
-    if (value != flow) return testing::AssertionFailure() << "the cut is worth " << value << ", the flow " << flow;
-    if (solution.flow != static_cast<std::uint16_t>(flow)) {
-        return testing::AssertionFailure() << "the flow ends in " << solution.flow << " instead of " << static_cast<std::uint16_t>(flow);
+    for (const HeadStart& headStart : {kNone, kAtOnce, kInMidSearch}) {
+        const Solution solution = Solve(grid, blockSize, kWorkers, headStart);
+        const auto failure = [&] {
+            return testing::AssertionFailure() << "head start after " << headStart.workPerPixel << " units a pixel: ";
+        };
+        const std::int64_t value = CutValue(grid, solution.isBackground);
+        if (value != flow) return failure() << "the cut is worth " << value << ", the flow " << flow;
+        if (solution.flow != static_cast<std::uint16_t>(flow)) {
+            return failure() << "the flow ends in " << solution.flow << " instead of " << static_cast<std::uint16_t>(flow);
+        }
+        const auto [ours, theirs] = std::mismatch(solution.isBackground.begin(), solution.isBackground.end(), expected.begin());
+        if (ours == solution.isBackground.end()) continue;
+        const auto p = static_cast<std::size_t>(ours - solution.isBackground.begin());
+        return failure() << "pixel (" << p % grid.width << ", " << p / grid.width << ") should be " << (*theirs ? "back" : "fore")
+                         << "ground";
     }
-    const auto [ours, theirs] = std::mismatch(solution.isBackground.begin(), solution.isBackground.end(), expected.begin());
-    if (ours == solution.isBackground.end()) return testing::AssertionSuccess();
-    const auto p = static_cast<std::size_t>(ours - solution.isBackground.begin());
-    return testing::AssertionFailure() << "pixel (" << p % grid.width << ", " << p / grid.width << ") should be "
-                                       << (*theirs ? "back" : "fore") << "ground";
+    return testing::AssertionSuccess();
 }
 
 TEST(GridGraph, LabelsRandomGridsLikeAnIndependentSolver) {
@@ -185,7 +198,7 @@ TEST(GridGraph, LabelsRandomGridsLikeAnIndependentSolver) {
             const std::uint32_t width = 1 + random() % 45, height = 1 + random() % 45;
             const Grid grid = MakeGrid(width, height, material, round);
             const std::uint32_t blockSize = kBlockSizes[round % std::size(kBlockSizes)];
-            ASSERT_TRUE(IsTheMinimumCut(grid, Solve(grid, blockSize)))
+            ASSERT_TRUE(FindsTheMinimumCut(grid, blockSize))
                 << material.name << ", " << grid.width << " x " << grid.height << ", round " << round << ", blocks of " << blockSize;
         }
     }
@@ -195,7 +208,7 @@ TEST(GridGraph, LabelsFlatAreasLikeAnIndependentSolver) {
     for (unsigned round = 0; round < 25; ++round) {
         const Grid grid = MakeFlatAreas(60 + 7 * round % 50, 50 + 11 * round % 60, round);
         for (const std::uint32_t blockSize : {16u, 24u, 640u}) {
-            ASSERT_TRUE(IsTheMinimumCut(grid, Solve(grid, blockSize))) << "round " << round << ", blocks of " << blockSize;
+            ASSERT_TRUE(FindsTheMinimumCut(grid, blockSize)) << "round " << round << ", blocks of " << blockSize;
         }
     }
 }
@@ -209,7 +222,7 @@ TEST(GridGraph, HoldsAtTheEdgesOfTilesAndBlocks) {
         for (const Material& material : kMaterials) {
             const Grid grid = MakeGrid(width, height, material, width + height);
             for (const std::uint32_t blockSize : {8u, 640u}) {
-                ASSERT_TRUE(IsTheMinimumCut(grid, Solve(grid, blockSize)))
+                ASSERT_TRUE(FindsTheMinimumCut(grid, blockSize))
                     << material.name << ", " << width << " x " << height << ", blocks of " << blockSize;
             }
         }
@@ -218,7 +231,7 @@ TEST(GridGraph, HoldsAtTheEdgesOfTilesAndBlocks) {
 
 TEST(GridGraph, MergesBlocksOfFullSize) {
     const Grid grid = MakeFlatAreas(700, 660, 5);
-    EXPECT_TRUE(IsTheMinimumCut(grid, Solve(grid, 640)));
+    EXPECT_TRUE(FindsTheMinimumCut(grid, 640));
 }
 
 TEST(GridGraph, GivesTheSameLabelsWhateverTheWorkersDo) {
@@ -227,9 +240,11 @@ TEST(GridGraph, GivesTheSameLabelsWhateverTheWorkersDo) {
         const Solution first = Solve(*grid, 640, 1);
         for (const std::uint32_t workers : {1u, 2u, 12u, 12u, 12u, 12u, 40u}) {
             for (const std::uint32_t blockSize : {8u, 16u, 56u}) {
-                const Solution solution = Solve(*grid, blockSize, workers);
-                ASSERT_EQ(solution.isBackground, first.isBackground) << workers << " workers, blocks of " << blockSize;
-                ASSERT_EQ(solution.flow, first.flow);
+                for (const HeadStart& headStart : {kNone, kAtOnce, kInMidSearch}) {
+                    const Solution solution = Solve(*grid, blockSize, workers, headStart);
+                    ASSERT_EQ(solution.isBackground, first.isBackground) << workers << " workers, blocks of " << blockSize;
+                    ASSERT_EQ(solution.flow, first.flow);
+                }
             }
         }
     }
@@ -296,9 +311,11 @@ TEST(GridGraph, PassesOnWhatTheControllerThrows) {
 
 TEST(GridGraph, RefusesWhatItCannotHold) {
     Core::RefCounted<TestProgress> progress;
-    const std::uint32_t sides[][2] = {{0, 5}, {5, 0}, {65536, 65536}, {4294967295u, 4294967295u}};
+    const std::uint32_t sides[][2] = {
+        {0, 5}, {5, 0}, {65536, 65536}, {4294967295u, 4294967295u}, {7, 286331145}};  // 16 x 286331152 with the ring, just above 2^32 nodes
     for (const auto& [width, height] : sides)
-        EXPECT_THROW(Solver(width, height, 12, 640, progress), EffectException) << width << " x " << height;
+        EXPECT_THROW(Solver::GetAllocationSize(width, height, 12, 640), EffectException) << width << " x " << height;
+    EXPECT_THROW(Solver(65536, 65536, 12, 640, progress), EffectException);
     EXPECT_THROW(Solver(5, 5, 0, 640, progress), EffectException);
     EXPECT_THROW(Solver(5, 5, 12, 0, progress), EffectException);
 
@@ -313,10 +330,26 @@ TEST(GridGraph, RefusesWhatItCannotHold) {
 }
 
 TEST(GridGraph, AllocatesWhatItSays) {
-    // 32 bytes a node, 4 a boundary node, 96 a worker, 64 for each of the 12 arrays.
-    EXPECT_EQ(Solver::GetAllocationSize(1, 1, 12, 640), 64u * 32 + 12 * 96 + 768);
-    EXPECT_EQ(Solver::GetAllocationSize(639, 5, 1, 640), 648u * 8 * 32 + 640 * 4 + 96 + 768);
-    EXPECT_EQ(Solver::GetAllocationSize(30, 30, 2, 16), 32u * 32 * 32 + 4 * 16 * 4 + 2 * 96 + 768);
+    // 16 bytes per node, 4 per boundary node, 64 for each of the 8 arrays.
+    EXPECT_EQ(Solver::GetAllocationSize(1, 1, 12, 640), 64u * 16 + 512);
+    EXPECT_EQ(Solver::GetAllocationSize(639, 5, 1, 640), 648u * 8 * 16 + 640 * 4 + 512);
+    EXPECT_EQ(Solver::GetAllocationSize(30, 30, 2, 16), 32u * 32 * 16 + 4 * 16 * 4 + 512);
+}
+
+TEST(GridGraph, IgnoresEdgesOutOfThePicture) {
+    for (const auto& [width, height] : {std::pair{3u, 3u}, {7u, 7u}, {8u, 1u}}) {
+        for (const std::uint32_t blockSize : {1u, 3u, 8u}) {  // boundaries lie between the pixels and the ring around them, too
+            Grid grid = MakeGrid(width, height, kMaterials[0], 2);
+            for (std::size_t p = 0; p < grid.GetPixels(); ++p) {
+                Capacities& c = grid.capacities;
+                if (p % width == 0) c.left[p] = 999;
+                if (p % width == width - 1) c.right[p] = 999;
+                if (p < width) c.up[p] = 999;
+                if (p + width >= grid.GetPixels()) c.down[p] = 999;
+            }
+            EXPECT_TRUE(FindsTheMinimumCut(grid, blockSize)) << width << " x " << height << ", blocks of " << blockSize;
+        }
+    }
 }
 
 #if defined(__linux__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)

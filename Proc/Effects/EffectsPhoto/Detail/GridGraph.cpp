@@ -1,23 +1,24 @@
 #include "Proc/Effects/EffectsPhoto/Detail/GridGraph.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
-#include <cstring>
-#include <exception>
 #include <limits>
 #include <mutex>
-#include <system_error>
-#include <thread>
+#include <string>
+#include <utility>
 
 #include "Host/Core/Exception.h"
+#include "Proc/Effects/EffectsPhoto/Detail/GridGraphProgress.h"
+#include "Proc/Effects/EffectsPhoto/Detail/GridGraphWorkers.h"
 
 namespace Orvexa::Proc::GridGraph {
 
 namespace {
 
-// Flags, parent direction, five residuals, stamp and four list links.
-constexpr std::size_t kNodeArrays = 12;
-constexpr std::size_t kBytesPerNode = 2 * sizeof(std::uint8_t) + 5 * sizeof(Capacity) + 5 * sizeof(std::uint32_t);
+// Flags, parent direction, five residuals and the stamp.
+constexpr std::size_t kNodeArrays = 8;
+constexpr std::size_t kBytesPerNode = sizeof(Flags) + sizeof(Direction) + 5 * sizeof(Capacity) + sizeof(std::uint32_t);
 
 NodeArrays TakeNodes(ZeroedBlock& block, const GridLayout& layout) {
     const std::size_t count = layout.GetNodeCount();
@@ -28,71 +29,20 @@ NodeArrays TakeNodes(ZeroedBlock& block, const GridLayout& layout) {
     for (Capacity*& residual : nodes.residual) residual = block.Take<Capacity>(count);
     nodes.terminalResidual = block.Take<Capacity>(count);
     nodes.stamp = block.Take<std::uint32_t>(count);
-    nodes.nextActive = block.Take<NodeIndex>(count);
-    nodes.nextOrphan = block.Take<NodeIndex>(count);
-    nodes.nextLateOrphan = block.Take<NodeIndex>(count);
-    nodes.nextFreed = block.Take<NodeIndex>(count);
     return nodes;
 }
 
-void CheckArguments(std::uint32_t width, std::uint32_t height, std::uint32_t threads, std::uint32_t blockSize) {
-    if (width == 0 || height == 0 || threads == 0 || blockSize == 0) {
+void CheckArguments(std::uint32_t width, std::uint32_t height, std::uint32_t workers, std::uint32_t blockSize) {
+    if (width == 0 || height == 0 || workers == 0 || blockSize == 0) {
         Throw("A grid graph needs at least one pixel, one thread and regions of at least one node");
     }
-    constexpr std::size_t kMaxNodes = std::numeric_limits<NodeIndex>::max();
-    // In 64 bits a padded side cannot overflow.
-    const std::size_t nodes = (std::size_t{width} + GridLayout::kTileSide) * (std::size_t{height} + GridLayout::kTileSide);
-    if (width > kMaxNodes / 2 || height > kMaxNodes / 2 || nodes > kMaxNodes) {
+    // A padded side has at most 2^32 + 8 nodes, so that the product fits into 64 bits once each factor is known to be small enough.
+    constexpr std::uint64_t kMaxNodes = std::uint64_t{1} << 32;
+    const std::uint64_t paddedWidth = GridLayout::Padded(width), paddedHeight = GridLayout::Padded(height);
+    if (paddedWidth > kMaxNodes / paddedHeight) {
         Throw("The picture of " + std::to_string(width) + " x " + std::to_string(height) +
               " pixels is too large for a grid graph of 2^32 nodes");
     }
-}
-
-bool Overflows(Capacity capacity, Capacity opposite) { return capacity + opposite > std::numeric_limits<Capacity>::max(); }
-
-void CheckCapacities(const Capacities& capacities, std::uint32_t width, std::uint32_t height) {
-    const std::size_t pixels = std::size_t{width} * height;
-    for (const auto* array :
-         {&capacities.source, &capacities.sink, &capacities.left, &capacities.right, &capacities.up, &capacities.down}) {
-        if (array->size() != pixels) {
-            Throw("Capacities of " + std::to_string(array->size()) + " pixels were given for a graph of " + std::to_string(pixels));
-        }
-    }
-    bool overflows = false;
-    for (std::size_t y = 0; y < height; ++y) {
-        const std::size_t row = y * width;
-        for (std::size_t p = row; p + 1 < row + width; ++p) overflows |= Overflows(capacities.right[p], capacities.left[p + 1]);
-        if (y + 1 == height) break;
-        for (std::size_t p = row; p < row + width; ++p) overflows |= Overflows(capacities.down[p], capacities.up[p + width]);
-    }
-    if (overflows) Throw("The capacities of two opposite edges must not add up to more than 65535");
-}
-
-// Runs `work(worker)` on a thread for each worker and waits for them all. Fewer threads than asked for take longer, that is all; the
-// first exception of a worker is thrown on.
-template <class Worker, class Work>
-void RunOnThreads(std::span<Worker> workers, Work&& work) {
-    std::exception_ptr failure;
-    std::once_flag hasFailed;
-    {
-        std::vector<std::jthread> threads;
-        threads.reserve(workers.size());
-        for (Worker& worker : workers) {
-            try {
-                threads.emplace_back([&] {
-                    try {
-                        work(worker);
-                    } catch (...) {
-                        std::call_once(hasFailed, [&] { failure = std::current_exception(); });
-                    }
-                });
-            } catch (const std::system_error&) {
-                if (threads.empty()) throw;
-                break;
-            }
-        }
-    }
-    if (failure != nullptr) std::rethrow_exception(failure);
 }
 
 template <class Visit>
@@ -104,23 +54,24 @@ void ForEachEdge(const GridLayout& layout, const Boundary& boundary, Visit&& vis
 
 }  // namespace
 
-std::size_t Solver::GetAllocationSize(std::uint32_t width, std::uint32_t height, std::uint32_t threads, std::uint32_t blockSize) {
-    CheckArguments(width, height, threads, blockSize);
+std::size_t Solver::GetAllocationSize(std::uint32_t width, std::uint32_t height, std::uint32_t workers, std::uint32_t blockSize) {
+    CheckArguments(width, height, workers, blockSize);
     const GridLayout layout(width, height);
     return layout.GetNodeCount() * kBytesPerNode + RegionGrid(layout, blockSize).GetBoundaryNodeBound() * sizeof(NodeIndex) +
-           threads * sizeof(WorkerState) + kNodeArrays * ZeroedBlock::kAlignment;
+           kNodeArrays * ZeroedBlock::kAlignment;
 }
 
-Solver::Solver(std::uint32_t width, std::uint32_t height, std::uint32_t threads, std::uint32_t blockSize,
-               Core::IProgressController& progress)
-    : width_(width),
-      height_(height),
+Solver::Solver(std::uint32_t width, std::uint32_t height, std::uint32_t workers, std::uint32_t blockSize,
+               Core::IProgressController& progress, const HeadStart& headStart)
+    : size_{width, height},
+      workers_(workers),
+      headStart_(headStart),
       progress_(progress),
-      block_(GetAllocationSize(width, height, threads, blockSize)),
+      block_(GetAllocationSize(width, height, workers, blockSize)),
       nodes_(TakeNodes(block_, GridLayout(width, height))),
-      workers_(block_.Take<WorkerState>(threads), threads),
-      plan_(nodes_.layout, RegionGrid(nodes_.layout, blockSize), block_) {
-    progress_.SetTotal(plan_.GetBoundaries().size() + plan_.GetRegionCount());
+      regions_(nodes_.layout, blockSize),
+      boundaryNodes_(block_.Take<NodeIndex>(regions_.GetBoundaryNodeBound())) {
+    progress_.SetTotal(GetStepCount());
 }
 
 // ---- filling and reading
@@ -128,59 +79,78 @@ Solver::Solver(std::uint32_t width, std::uint32_t height, std::uint32_t threads,
 // The nodes of a row of pixels, in runs that lie next to each other: visit(first node, first x, count).
 template <class Visit>
 void Solver::ForEachRun(std::uint32_t y, Visit&& visit) const {
-    for (std::uint32_t x = 0, count; x < width_; x += count) {
-        count = std::min(width_ - x, GridLayout::kTileSide - (x + 1) % GridLayout::kTileSide);
+    for (std::uint32_t x = 0, count; x < size_.width; x += count) {
+        count = std::min(size_.width - x, GridLayout::kTileSide - (x + 1) % GridLayout::kTileSide);
         visit(nodes_.layout.GetIndex(x + 1, y + 1), x, count);
     }
 }
 
-// The workers share the rows: most of the time goes into the first touch of the memory. Rows of one tile go to one worker.
+// The workers share the rows: most of the time goes into the first touch of the memory. The rows of one row of tiles go to one worker.
 void Solver::SetCapacities(const Capacities& capacities) {
-    CheckCapacities(capacities, width_, height_);
-    std::atomic<std::uint32_t> nextTileRow{0};
-    std::atomic<std::uint16_t> flow{flow_};
-    RunOnThreads(workers_, [&](WorkerState&) {
-        constexpr std::uint32_t kSide = GridLayout::kTileSide;
-        for (std::uint32_t tileRow; (tileRow = nextTileRow.fetch_add(1, std::memory_order_relaxed)) <= height_ / kSide;) {
-            const std::uint32_t top = tileRow * kSide;  // of the padded grid, whose first row is above the picture
-            std::uint16_t rowFlow = 0;
-            for (std::uint32_t y = top == 0 ? 0 : top - 1; y < std::min(height_, top + kSide - 1); ++y) {
-                ForEachRun(y, [&](NodeIndex node, std::uint32_t x, std::uint32_t count) {
-                    rowFlow = static_cast<std::uint16_t>(rowFlow + SetRun(capacities, node, std::size_t{y} * width_ + x, count));
-                });
-            }
-            flow.fetch_add(rowFlow, std::memory_order_relaxed);
+    capacities.Check(size_.width, size_.height);
+    std::mutex mutex;
+    FillSummary whole;
+    constexpr std::uint32_t kSide = GridLayout::kTileSide;
+    ShareOut(workers_, size_.height / kSide + 1, [&](std::uint32_t tileRow) {
+        const std::uint32_t top = tileRow * kSide;  // of the padded grid, whose first row is above the picture
+        FillSummary summary;
+        for (std::uint32_t y = top == 0 ? 0 : top - 1; y < std::min(size_.height, top + kSide - 1); ++y) {
+            ForEachRun(y, [&](NodeIndex node, std::uint32_t x, std::uint32_t count) {
+                SetRun(capacities, node, std::size_t{y} * size_.width + x, count, summary);
+            });
         }
+        const std::lock_guard lock(mutex);
+        whole.flow = static_cast<std::uint16_t>(whole.flow + summary.flow);
+        whole.maxLink = std::max(whole.maxLink, summary.maxLink);
+        whole.maxEdge = std::max(whole.maxEdge, summary.maxEdge);
     });
-    flow_ = flow;
-    CloseOuterEdges();
+    flow_ = whole.flow;
+    // With full flow over all edges of a node, its terminal residual must still be a capacity.
+    fitsHeadStart_ = whole.maxLink + 4 * whole.maxEdge <= std::numeric_limits<Capacity>::max();
+    RemoveOuterEdges();
 }
 
-// Gives the flow that goes straight from the source to the sink, modulo 2^16.
-std::uint16_t Solver::SetRun(const Capacities& capacities, NodeIndex node, std::size_t pixel, std::uint32_t count) {
+void Solver::SetRun(const Capacities& capacities, NodeIndex node, std::size_t pixel, std::uint32_t count, FillSummary& summary) {
     const std::array arrays{capacities.right.data(), capacities.down.data(), capacities.up.data(), capacities.left.data()};
-    for (std::size_t k = 0; k < kDirections; ++k) std::copy_n(arrays[k] + pixel, count, nodes_.residual[k] + node);
-    std::uint16_t flow = 0;
+    for (std::size_t k = 0; k < kDirections; ++k) {
+        std::copy_n(arrays[k] + pixel, count, nodes_.residual[k] + node);
+        for (std::uint32_t i = 0; i < count; ++i) summary.maxEdge = std::max(summary.maxEdge, arrays[k][pixel + i]);
+    }
     for (std::uint32_t i = 0; i < count; ++i, ++node, ++pixel) {
         const Capacity source = capacities.source[pixel], sink = capacities.sink[pixel];
-        flow = static_cast<std::uint16_t>(flow + std::min(source, sink));
-        nodes_.terminalResidual[node] = static_cast<Capacity>(std::max(source, sink) - std::min(source, sink));
-        nodes_.parentDirection[node] = source == sink ? kNoParent : kTerminal;
-        Flags flags = source == sink ? kFree : source > sink ? kSourceTree : kSinkTree;
-        for (std::size_t k = 0; k < kDirections; ++k) flags |= arrays[k][pixel] != 0 ? EdgeBit(static_cast<Direction>(k)) : 0;
-        nodes_.flags[node] = flags;
+        const Capacity less = std::min(source, sink), more = std::max(source, sink);
+        summary.flow = static_cast<std::uint16_t>(summary.flow + less);  // straight from the source to the sink
+        summary.maxLink = std::max(summary.maxLink, more);
+        nodes_.terminalResidual[node] = static_cast<Capacity>(more - less);
+        Plant(node, source > sink ? kSourceTree : kSinkTree);
     }
-    return flow;
 }
 
-void Solver::CloseOuterEdges() {
-    for (std::uint32_t x = 1; x <= width_; ++x) {
-        nodes_.CloseEdge(nodes_.layout.GetIndex(x, 1), kUp);
-        nodes_.CloseEdge(nodes_.layout.GetIndex(x, height_), kDown);
+// Makes a node the root of a tree, or free if it has no terminal residual.
+void Solver::Plant(NodeIndex node, Label tree) const {
+    const bool isRoot = nodes_.terminalResidual[node] != 0;
+    nodes_.parentDirection[node] = isRoot ? kTerminal : kNoParent;
+    Flags flags = isRoot ? tree : kFree;
+    for (std::size_t k = 0; k < kDirections; ++k) {
+        flags |= nodes_.residual[k][node] != 0 ? EdgeBit(static_cast<Direction>(k)) : 0;
     }
-    for (std::uint32_t y = 1; y <= height_; ++y) {
-        nodes_.CloseEdge(nodes_.layout.GetIndex(1, y), kLeft);
-        nodes_.CloseEdge(nodes_.layout.GetIndex(width_, y), kRight);
+    nodes_.flags[node] = flags;
+}
+
+// Their residuals have to go, too: wherever a boundary between regions is opened, the residuals decide.
+void Solver::RemoveOuterEdges() {
+    const auto remove = [&](std::uint32_t x, std::uint32_t y, Direction direction) {
+        const NodeIndex node = nodes_.layout.GetIndex(x, y);
+        nodes_.residual[direction][node] = 0;
+        nodes_.CloseEdge(node, direction);
+    };
+    for (std::uint32_t x = 1; x <= size_.width; ++x) {
+        remove(x, 1, kUp);
+        remove(x, size_.height, kDown);
+    }
+    for (std::uint32_t y = 1; y <= size_.height; ++y) {
+        remove(1, y, kLeft);
+        remove(size_.width, y, kRight);
     }
 }
 
@@ -193,24 +163,82 @@ void Solver::ReadRow(std::uint32_t y, std::uint8_t foreground, std::uint8_t back
 // ---- computing
 
 void Solver::Compute() {
-    for (const Boundary& boundary : plan_.GetBoundaries()) CloseBoundary(boundary);
-    RunOnThreads(workers_, [&](WorkerState& state) { Work(state); });
-    for (const WorkerState& state : workers_) flow_ = static_cast<std::uint16_t>(flow_ + state.flow);
+    const auto pixels = size_.GetPixelCount();
+    const bool mayGetHeadStart = fitsHeadStart_ && pixels > headStart_.minPixels && std::min(size_.width, size_.height) > 3;
+    const auto budget =
+        mayGetHeadStart ? static_cast<std::int64_t>(headStart_.workPerPixel * static_cast<double>(pixels)) : WorkBudget::kUnlimited;
+    Core::RefCounted<ProgressShare> progress(progress_, GetStepCount());
+    if (budget > 0 && Search(budget, progress) == Result::Complete) return;
+    ComputeFromCoarserGrid(GetStepCount() - progress.GetPassed());
 }
 
-// A worker that finds nothing to merge leaves: whoever solves the last region that others wait for will look for merges after it.
-void Solver::Work(WorkerState& state) {
-    TreeSearch search(nodes_, state, progress_);
-    while (const auto region = plan_.TakeRegion()) {
-        ActivateRegion(plan_.GetRegion(*region), search);
-        plan_.Release(*region, search.Run(plan_.GetTime(*region)));
-        progress_.Step(1);
-        if (progress_.IsCancelled()) return;
+// Search gives up at whatever point; what it has pushed stays.
+void Solver::ComputeFromCoarserGrid(std::uint64_t steps) {
+    if (progress_.IsCancelled()) return;
+    Core::RefCounted<ProgressShare> coarse(progress_, steps / 2), fine(progress_, steps - steps / 2);
+    flow_ = static_cast<std::uint16_t>(flow_ + PushCoarseFlow(nodes_, size_, FindCoarseFlow(coarse), CoarseWork{workers_, progress_}));
+    ShareOut(workers_, nodes_.layout.GetPaddedHeight() / GridLayout::kTileSide, [&](std::uint32_t tileRow) {
+        const NodeIndex count = GridLayout::kTileSide * nodes_.layout.GetPaddedWidth(), first = tileRow * count;
+        for (NodeIndex i = 0; i < count; ++i) Plant(first + i, LabelOf(nodes_.flags[first + i]));
+        std::fill_n(nodes_.stamp + first, count, 0);
+    });
+    fine.SetTotal(GetStepCount());
+    Search(WorkBudget::kUnlimited, fine);
+}
+
+// The coarser grid gets its own head start from the next coarser one at once.
+Flow Solver::FindCoarseFlow(Core::IProgressController& progress) const {
+    const PictureSize size = size_.Halved();
+    const HeadStart atOnce{.minPixels = headStart_.coarsestPixels, .coarsestPixels = headStart_.coarsestPixels, .workPerPixel = 0};
+    std::optional<Capacities> capacities = Coarsen(nodes_, size_, CoarseWork{workers_, progress});
+    Solver solver(size.width, size.height, workers_, regions_.blockSize, progress, atOnce);
+    solver.SetCapacities(*capacities);
+    Flow flow{std::move(capacities->right), std::move(capacities->down)};
+    capacities.reset();
+    solver.Compute();
+    for (std::uint32_t y = 0; y < size.height; ++y) {
+        solver.ForEachRun(y, [&](NodeIndex node, std::uint32_t x, std::uint32_t count) {
+            const std::size_t first = std::size_t{y} * size.width + x;
+            const auto subtract = [&](Direction direction, std::vector<Capacity>& from) {
+                const Capacity* const residual = solver.nodes_.residual[direction] + node;
+                for (std::uint32_t i = 0; i < count; ++i) from[first + i] = static_cast<Capacity>(from[first + i] - residual[i]);
+            };
+            subtract(kRight, flow.right);
+            subtract(kDown, flow.down);
+        });
     }
-    while (const auto merge = plan_.TakeMerge(progress_)) {
-        progress_.Step(merge->boundaries.size());
+    return flow;
+}
+
+// Finds the maximum flow, unless it takes more than `budget` units of work or is cancelled.
+Solver::Result Solver::Search(std::int64_t units, Core::IProgressController& progress) {
+    RegionPlan plan(nodes_.layout, regions_, boundaryNodes_);
+    for (const Boundary& boundary : plan.GetBoundaries()) CloseBoundary(boundary);
+    std::atomic<std::uint16_t> flow{flow_};
+    WorkBudget budget(units);
+    RunOnThreads(static_cast<std::uint32_t>(std::min<std::size_t>(workers_, plan.GetRegionCount())), [&] {
+        TreeSearch search(nodes_, budget, progress);
+        SearchRegions(plan, search, budget, progress);
+        flow.fetch_add(search.GetFlow(), std::memory_order_relaxed);
+    });
+    flow_ = flow;
+    return budget.IsSpent() ? Result::Stopped : Result::Complete;
+}
+
+// A worker that finds nothing to merge exits; the worker that frees the last region retries.
+void Solver::SearchRegions(RegionPlan& plan, TreeSearch& search, const WorkBudget& budget, Core::IProgressController& progress) const {
+    while (const auto region = plan.TakeRegion()) {
+        ActivateRegion(plan.GetRegion(*region), search);
+        plan.Release(*region, search.Run(plan.GetTime(*region)));
+        if (budget.IsSpent()) return;
+        progress.Step(1);
+        if (progress.IsCancelled()) return;
+    }
+    while (const auto merge = plan.TakeMerge(progress)) {
+        progress.Step(merge->boundaries.size());
         for (const Boundary& boundary : merge->boundaries) OpenBoundary(boundary, search);
-        plan_.Release(merge->region, search.Run(plan_.GetTime(merge->region)));
+        plan.Release(merge->region, search.Run(plan.GetTime(merge->region)));
+        if (budget.IsSpent()) return;
     }
 }
 

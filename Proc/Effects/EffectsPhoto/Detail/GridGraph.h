@@ -6,32 +6,36 @@
 #pragma once
 
 #include <cstdint>
-#include <span>
-#include <vector>
 
 #include "Host/Core/Progress.h"
+#include "Proc/Effects/EffectsPhoto/Detail/GridGraphCapacities.h"
+#include "Proc/Effects/EffectsPhoto/Detail/GridGraphCoarse.h"
 #include "Proc/Effects/EffectsPhoto/Detail/GridGraphMemory.h"
 #include "Proc/Effects/EffectsPhoto/Detail/GridGraphRegions.h"
 #include "Proc/Effects/EffectsPhoto/Detail/GridGraphTrees.h"
 
 namespace Orvexa::Proc::GridGraph {
 
-/// Capacities of a picture's pixels in row order: links with the two terminals, and edges to the four neighbours.
-struct Capacities {
-    explicit Capacities(std::size_t pixels) : source(pixels), sink(pixels), left(pixels), right(pixels), up(pixels), down(pixels) {}
-    std::vector<Capacity> source, sink, left, right, up, down;
+/// When a solver stops searching and first gets flow from a coarser grid (see docs/grid-graph.md). Whatever the numbers, the labels are
+/// the same.
+struct HeadStart {
+    std::size_t minPixels = 250'000;    ///< smaller graphs are solved without
+    std::size_t coarsestPixels = 4000;  ///< no graph of up to this size is made coarser
+    double workPerPixel = 16;           ///< what a plain search may cost before it is given up, in units of `WorkBudget`
 };
 
 /// Built, filled, computed once, read, in this order.
 class Solver {
 public:
     /// The memory for the nodes, in bytes.
-    static std::size_t GetAllocationSize(std::uint32_t width, std::uint32_t height, std::uint32_t threads, std::uint32_t blockSize);
+    static std::size_t GetAllocationSize(std::uint32_t width, std::uint32_t height, std::uint32_t workers, std::uint32_t blockSize);
 
-    /// A graph of `width` x `height` pixels, all free. `threads` workers will share regions of `blockSize` x `blockSize` nodes; all four
-    /// numbers are at least 1. `progress`, which has to outlive the solver and to accept calls from all workers, is told the number of
-    /// regions and boundaries to come. Throws `std::bad_alloc`, with a description that names the bytes, if the memory cannot be had.
-    Solver(std::uint32_t width, std::uint32_t height, std::uint32_t threads, std::uint32_t blockSize, Core::IProgressController& progress);
+    /// A graph of `width` x `height` pixels, all free. `workers` threads will share regions of `blockSize` x `blockSize` nodes; all four
+    /// numbers are at least 1. `progress`, which has to outlive the solver and to accept calls from all threads, gets as total the
+    /// number of regions and boundaries. Throws `EffectException` if the graph would have more than 2^32 nodes, and `std::bad_alloc`,
+    /// with a description that names the bytes, if the memory cannot be had.
+    Solver(std::uint32_t width, std::uint32_t height, std::uint32_t workers, std::uint32_t blockSize, Core::IProgressController& progress,
+           const HeadStart& headStart = {});
 
     /// Sets the capacities of all pixels. Edges that lead out of the picture are ignored. Arrays of another size than the picture's
     /// throw `EffectException`, as do two opposite edges whose capacities add up to more than 65535: flow could overflow them.
@@ -40,32 +44,47 @@ public:
     /// Finds the maximum flow, or stops early when the controller reports cancellation; the labels mean nothing then.
     void Compute();
 
-    /// After `Compute`: `kSinkTree` for the pixels from which flow could still reach the sink; they are the background, all others the
-    /// foreground.
-    Label GetLabel(std::uint32_t x, std::uint32_t y) const { return LabelOf(nodes_.GetFlags(nodes_.layout.GetIndex(x + 1, y + 1))); }
-    /// The same for a row of pixels, as `background` or `foreground` in `mask`.
+    /// After `Compute`: a row of pixels as `background` or `foreground` in `mask`. Background are the pixels from which flow could
+    /// still reach the sink.
     void ReadRow(std::uint32_t y, std::uint8_t foreground, std::uint8_t background, std::uint8_t* mask) const;
 
     /// The maximum flow modulo 2^16.
     std::uint16_t GetFlow() const { return flow_; }
 
 private:
+    enum class Result { Complete, Stopped };
+
+    /// What is learnt while the graph is filled.
+    struct FillSummary {
+        std::uint16_t flow = 0;  ///< from links with both terminals
+        Capacity maxLink = 0, maxEdge = 0;
+    };
+
     template <class Visit>
     void ForEachRun(std::uint32_t y, Visit&& visit) const;
-    std::uint16_t SetRun(const Capacities& capacities, NodeIndex node, std::size_t pixel, std::uint32_t count);
-    void CloseOuterEdges();
+    void SetRun(const Capacities& capacities, NodeIndex node, std::size_t pixel, std::uint32_t count, FillSummary& summary);
+    void Plant(NodeIndex node, Label tree) const;
+    void RemoveOuterEdges();
 
-    void Work(WorkerState& state);
+    std::uint64_t GetStepCount() const { return regions_.GetRegionCount() + regions_.GetBoundaryCount(); }
+    void ComputeFromCoarserGrid(std::uint64_t steps);
+    Flow FindCoarseFlow(Core::IProgressController& progress) const;
+
+    Result Search(std::int64_t units, Core::IProgressController& progress);
+    void SearchRegions(RegionPlan& plan, TreeSearch& search, const WorkBudget& budget, Core::IProgressController& progress) const;
     void ActivateRegion(const Region& region, TreeSearch& search) const;
     void CloseBoundary(const Boundary& boundary) const;
     void OpenBoundary(const Boundary& boundary, TreeSearch& search) const;
 
-    const std::uint32_t width_, height_;
+    const PictureSize size_;
+    const std::uint32_t workers_;
+    const HeadStart headStart_;
     Core::IProgressController& progress_;
     ZeroedBlock block_;
     const NodeArrays nodes_;
-    const std::span<WorkerState> workers_;
-    RegionPlan plan_;
+    const RegionGrid regions_;
+    NodeIndex* const boundaryNodes_;
+    bool fitsHeadStart_ = true;
     std::uint16_t flow_ = 0;
 };
 

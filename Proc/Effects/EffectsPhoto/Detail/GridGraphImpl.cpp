@@ -43,8 +43,8 @@ std::optional<PixelLayout> FindLayout(PixFmt pixFmt) {
     }
 }
 
-// Edge capacities by the sum of squared differences over the samples, up to the first that is 1: all larger sums give 1, too. A colour
-// picture's sum is divided by 9 to stand for the mean of its channels.
+// Edge capacities, indexed by the sum of squared differences over the samples. The table ends with the first capacity of 1, since all
+// larger sums give 1, too. The sum of a colour picture is divided by 9.
 std::vector<Capacity> MakeWeights(double divisor) {
     std::vector<Capacity> weights;
     do {
@@ -105,7 +105,7 @@ bool FillCapacities(const ConstPlane& image, const PixelLayout& layout, const Co
     return true;
 }
 
-// For the log alone, which has always told this number: that of the unpadded picture.
+// Logged only; a fixed formula, which ignores the padding.
 std::uint64_t EstimateBytes(std::uint64_t width, std::uint64_t height) {
     const std::uint64_t across = (width + kBlockSize - 1) / kBlockSize, down = (height + kBlockSize - 1) / kBlockSize;
     return ((across * kBlockSize - kBlockSize) * down + (down * kBlockSize - kBlockSize) * across + width * height * 9) * 4 + 1984;
@@ -160,10 +160,10 @@ void GridGraphImpl::ProcessInternalImpl(FramePtr& frame, const ConstFramePtr& se
 
     VLOG(Details::kLogVerbosity) << "Prepare GridGraph graph";
     const auto capacitiesProgress = Core::MakeRefCounted<ProgressController>(parent, kCapacitiesShare);
-    if (const auto capacities = MakeCapacities(*Readable(frame), seeds->GetPlane(0), foreground, background, *capacitiesProgress)) {
-        solver.SetCapacities(*capacities);
-    }
-    if (solverProgress->IsCancelled()) return;
+    auto capacities = MakeCapacities(*Readable(frame), seeds->GetPlane(0), foreground, background, *capacitiesProgress);
+    if (solverProgress->IsCancelled() || !capacities) return;
+    solver.SetCapacities(*capacities);
+    capacities.reset();
 
     VLOG(Details::kLogVerbosity) << "Compute GridGraph graph";
     solver.Compute();
@@ -177,7 +177,7 @@ void GridGraphImpl::ProcessInternalImpl(FramePtr& frame, const ConstFramePtr& se
     VLOG(Details::kLogVerbosity) << "GridGraph done";
 }
 
-// The frame in a format that capacities can be made of.
+// The frame in a format that `MakeCapacities` accepts.
 ConstFramePtr GridGraphImpl::Readable(const FramePtr& frame) {
     if (FindLayout(frame->GetPixFmt())) return frame;
     if (greyConverter_ == nullptr) {

@@ -14,9 +14,6 @@ namespace Orvexa::Proc::GridGraph {
 using NodeIndex = std::uint32_t;
 using Capacity = std::uint16_t;
 
-/// A corner of the ring stands for no node: it ends every list.
-inline constexpr NodeIndex kNoNode = 0;
-
 enum Label : std::uint8_t { kFree = 0, kSourceTree = 1, kSinkTree = 2 };
 
 /// Where a neighbour lies; also where a node's parent is, which can be the terminal itself or missing.
@@ -29,11 +26,13 @@ constexpr Direction Opposite(Direction direction) { return static_cast<Direction
 template <Direction D>
 using DirectionTag = std::integral_constant<Direction, D>;
 
-/// One byte a node: its label in bits 0 and 1, and a bit for each direction in which the edge from the node has residual capacity.
-/// The bits of an edge across a closed region boundary are clear, whatever its capacity.
+/// One byte per node: its label in bits 0 and 1, in bits 2 to 5 for each direction whether the edge from the node has residual
+/// capacity, and in bit 6 whether the node is in its worker's queue of active nodes. The edge bits across a closed region boundary are
+/// clear, whatever the residual capacity.
 using Flags = std::uint8_t;
 
 constexpr Flags kLabelMask = 3;
+constexpr Flags kIsActive = 64;
 constexpr Label LabelOf(Flags flags) { return static_cast<Label>(flags & kLabelMask); }
 constexpr Flags WithLabel(Flags flags, Label label) { return static_cast<Flags>((flags & ~kLabelMask) | label); }
 constexpr Flags EdgeBit(Direction direction) { return static_cast<Flags>(4 << direction); }
@@ -46,10 +45,12 @@ public:
     static constexpr std::uint32_t kTileNodes = kTileSide * kTileSide;
 
     GridLayout(std::uint32_t width, std::uint32_t height)
-        : paddedWidth_(Padded(width)), paddedHeight_(Padded(height)), rowJump_(kTileSide * paddedWidth_ - (kTileNodes - kTileSide)) {}
+        : paddedWidth_(static_cast<std::uint32_t>(Padded(width))),
+          paddedHeight_(static_cast<std::uint32_t>(Padded(height))),
+          rowJump_(kTileSide * paddedWidth_ - (kTileNodes - kTileSide)) {}
 
     /// The side of the padded grid for a picture's side.
-    static constexpr std::uint32_t Padded(std::uint32_t side) { return (side + 1) / kTileSide * kTileSide + kTileSide; }
+    static constexpr std::uint64_t Padded(std::uint64_t side) { return (side + 1) / kTileSide * kTileSide + kTileSide; }
 
     std::uint32_t GetPaddedWidth() const { return paddedWidth_; }
     std::uint32_t GetPaddedHeight() const { return paddedHeight_; }
@@ -75,9 +76,9 @@ private:
     std::uint32_t rowJump_;  // from a tile's last row to the first row of the tile below
 };
 
-/// The arrays of the graph, one entry a node. A thread touches the nodes of the regions it works on and no others, except that it
-/// reads the flags of neighbours across a closed boundary, in which only the always clear edge bit matters to it: flags are
-/// therefore relaxed atomics.
+/// The arrays of the graph, one entry per node. A thread touches only the nodes of the region that it works on, with one exception:
+/// it reads the flags of neighbours across a closed boundary. Of these it uses only the edge bit, which is clear on both sides, but
+/// their owner may be changing other bits: flags are therefore relaxed atomics.
 struct NodeArrays {
     GridLayout layout;
     Flags* flags = nullptr;
@@ -85,10 +86,6 @@ struct NodeArrays {
     std::array<Capacity*, kDirections> residual{};  ///< of the edge from the node in each direction
     Capacity* terminalResidual = nullptr;           ///< left on the link between the node and the terminal of its tree
     std::uint32_t* stamp = nullptr;                 ///< when the node's path to the terminal was last confirmed
-    NodeIndex* nextActive = nullptr;                ///< the last node of the queue links to itself
-    NodeIndex* nextOrphan = nullptr;
-    NodeIndex* nextLateOrphan = nullptr;
-    NodeIndex* nextFreed = nullptr;
 
     Flags GetFlags(NodeIndex node) const { return std::atomic_ref<Flags>(flags[node]).load(std::memory_order_relaxed); }
     void SetFlags(NodeIndex node, Flags value) const { std::atomic_ref<Flags>(flags[node]).store(value, std::memory_order_relaxed); }

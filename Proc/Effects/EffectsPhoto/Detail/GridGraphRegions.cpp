@@ -17,9 +17,9 @@ void RegionPlan::SpinLock::lock() {
     }
 }
 
-RegionPlan::RegionPlan(const GridLayout& layout, const RegionGrid& grid, ZeroedBlock& block)
+RegionPlan::RegionPlan(const GridLayout& layout, const RegionGrid& grid, NodeIndex* boundaryNodes)
     : grid_(grid), width_(layout.GetPaddedWidth()), height_(layout.GetPaddedHeight()), states_(grid.GetRegionCount()) {
-    NodeIndex* place = block.Take<NodeIndex>(grid.GetBoundaryNodeBound());
+    NodeIndex* place = boundaryNodes;
     pending_.reserve(2 * states_.size());
     for (std::size_t region = 0; region < states_.size(); ++region) {
         states_[region].parent = region;

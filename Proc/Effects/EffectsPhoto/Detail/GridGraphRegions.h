@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "Host/Core/Progress.h"
-#include "Proc/Effects/EffectsPhoto/Detail/GridGraphMemory.h"
 #include "Proc/Effects/EffectsPhoto/Detail/GridGraphNodes.h"
 
 namespace Orvexa::Proc::GridGraph {
@@ -19,10 +18,9 @@ struct RegionGrid {
         : blockSize(side), across((layout.GetPaddedWidth() - 1) / side + 1), down((layout.GetPaddedHeight() - 1) / side + 1) {}
 
     std::size_t GetRegionCount() const { return std::size_t{across} * down; }
+    std::size_t GetBoundaryCount() const { return std::size_t{across - 1} * down + std::size_t{down - 1} * across; }
     /// At least as many as there are nodes in the lists of all boundaries.
-    std::size_t GetBoundaryNodeBound() const {
-        return std::size_t{blockSize} * (std::size_t{across - 1} * down + std::size_t{down - 1} * across);
-    }
+    std::size_t GetBoundaryNodeBound() const { return blockSize * GetBoundaryCount(); }
 
     std::uint32_t blockSize, across, down;
 };
@@ -43,8 +41,8 @@ struct Boundary {
 /// regions that are not busy are merged, so that no node is ever touched by two workers.
 class RegionPlan {
 public:
-    /// Keeps the nodes of the boundaries in `block`, which has room for `grid.GetBoundaryNodeBound()` of them.
-    RegionPlan(const GridLayout& layout, const RegionGrid& grid, ZeroedBlock& block);
+    /// Keeps the nodes of the boundaries in `boundaryNodes`, where there is room for `grid.GetBoundaryNodeBound()` of them.
+    RegionPlan(const GridLayout& layout, const RegionGrid& grid, NodeIndex* boundaryNodes);
 
     std::size_t GetRegionCount() const { return states_.size(); }
     Region GetRegion(std::size_t region) const;

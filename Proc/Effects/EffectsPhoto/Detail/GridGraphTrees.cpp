@@ -66,11 +66,13 @@ template <class Visit>
 }  // namespace
 
 std::uint32_t TreeSearch::Run(std::uint32_t time) {
+    constexpr std::int64_t kUnitsAtOnce = 4096;  // seldom enough for the workers not to wait for each other
     Bridge bridge;
-    while (!progress_.IsCancelled() && Grow(bridge)) {
+    while (!progress_.IsCancelled() && !budget_.IsSpent() && Grow(bridge)) {
         ++time;
         Augment(bridge);
         Adopt(time);
+        if (work_ >= kUnitsAtOnce) budget_.Spend(std::exchange(work_, 0));
     }
     return time;
 }
@@ -78,12 +80,13 @@ std::uint32_t TreeSearch::Run(std::uint32_t time) {
 // ---- growth: the trees take free nodes until they touch
 
 bool TreeSearch::Grow(Bridge& bridge) {
-    while (state_.activeHead != kNoNode) {
-        const NodeIndex node = state_.activeHead;
+    while (!active_.IsEmpty()) {
+        const NodeIndex node = active_.Front();
         const Label tree = LabelOf(nodes_.GetFlags(node));
         if (tree == kSourceTree && GrowFrom<kSourceTree>(node, bridge)) return true;
         if (tree == kSinkTree && GrowFrom<kSinkTree>(node, bridge)) return true;
-        PopActive();
+        active_.Pop();
+        nodes_.SetFlags(node, static_cast<Flags>(nodes_.GetFlags(node) & ~kIsActive));
     }
     return false;
 }
@@ -110,26 +113,23 @@ bool TreeSearch::GrowFrom(NodeIndex node, Bridge& bridge) {
     });
 }
 
-void TreeSearch::PopActive() {
-    const NodeIndex node = state_.activeHead;
-    const NodeIndex next = std::exchange(nodes_.nextActive[node], kNoNode);
-    state_.activeHead = next == node ? kNoNode : next;
-    if (next == node) state_.activeTail = kNoNode;
-}
-
 // ---- augmentation: a path takes all the flow that it can
 
-Capacity TreeSearch::FindBottleneck(const Bridge& bridge) const {
+Capacity TreeSearch::FindBottleneck(const Bridge& bridge) {
     const NodeArrays nodes = nodes_;  // a copy that nobody else sees stays in registers
     Capacity least = nodes.residual[bridge.direction][bridge.source];
+    std::int64_t steps = 0;
     const NodeIndex sourceRoot = Climb(nodes, bridge.source, [&](NodeIndex, NodeIndex parent, auto up) {
         least = std::min(least, nodes.residual[Opposite(up)][parent]);
+        ++steps;
         return true;
     });
     const NodeIndex sinkRoot = Climb(nodes, bridge.sink, [&](NodeIndex node, NodeIndex, auto up) {
         least = std::min(least, nodes.residual[up][node]);
+        ++steps;
         return true;
     });
+    work_ += steps;
     return std::min({least, nodes.terminalResidual[sourceRoot], nodes.terminalResidual[sinkRoot]});
 }
 
@@ -150,43 +150,40 @@ void TreeSearch::Augment(const Bridge& bridge) {
         if (Push(nodes, node, parent, up, amount)) MakeOrphan(node);
         return true;
     }));
-    state_.flow = static_cast<std::uint16_t>(state_.flow + amount);
+    flow_ = static_cast<std::uint16_t>(flow_ + amount);
 }
 
 void TreeSearch::MakeOrphan(NodeIndex node) {
     nodes_.parentDirection[node] = kNoParent;
-    nodes_.nextOrphan[node] = std::exchange(orphanTop_, node);
+    orphans_.push_back(node);
 }
 
 // ---- adoption: nodes that lost their parent find another one, or become free
 
 void TreeSearch::Adopt(std::uint32_t time) {
     while (!progress_.IsCancelled()) {
-        const NodeIndex orphan = TakeOrphan();
-        if (orphan == kNoNode) break;
-        if (LabelOf(nodes_.GetFlags(orphan)) == kSourceTree) {
-            AdoptOrFree<kSourceTree>(orphan, time);
+        const std::optional<NodeIndex> orphan = TakeOrphan();
+        if (!orphan) break;
+        ++work_;
+        if (LabelOf(nodes_.GetFlags(*orphan)) == kSourceTree) {
+            AdoptOrFree<kSourceTree>(*orphan, time);
         } else {
-            AdoptOrFree<kSinkTree>(orphan, time);
+            AdoptOrFree<kSinkTree>(*orphan, time);
         }
     }
-    while (freedTop_ != kNoNode) {
-        const NodeIndex freed = freedTop_;
-        freedTop_ = std::exchange(nodes_.nextFreed[freed], kNoNode);
-        ActivateAround(freed);
-    }
+    for (; !freed_.empty(); freed_.pop_back()) ActivateAround(freed_.back());
 }
 
-// Orphans made by freeing their parents come first, oldest first; then those of the augmentation, newest first.
-NodeIndex TreeSearch::TakeOrphan() {
-    if (lateOrphanHead_ != kNoNode) {
-        const NodeIndex orphan = lateOrphanHead_;
-        lateOrphanHead_ = std::exchange(nodes_.nextLateOrphan[orphan], kNoNode);
-        if (lateOrphanHead_ == kNoNode) lateOrphanTail_ = kNoNode;
+// Secondary orphans come first, oldest first; then those of the augmentation, newest first.
+std::optional<NodeIndex> TreeSearch::TakeOrphan() {
+    if (!secondaryOrphans_.IsEmpty()) {
+        const NodeIndex orphan = secondaryOrphans_.Front();
+        secondaryOrphans_.Pop();
         return orphan;
     }
-    const NodeIndex orphan = orphanTop_;
-    if (orphan != kNoNode) orphanTop_ = std::exchange(nodes_.nextOrphan[orphan], kNoNode);
+    if (orphans_.empty()) return std::nullopt;
+    const NodeIndex orphan = orphans_.back();
+    orphans_.pop_back();
     return orphan;
 }
 
@@ -195,7 +192,7 @@ void TreeSearch::AdoptOrFree(NodeIndex orphan, std::uint32_t time) {
     if (FindParent<Tree>(orphan, time)) return;
     OrphanChildren<Tree>(orphan);
     nodes_.SetFlags(orphan, WithLabel(nodes_.GetFlags(orphan), kFree));
-    nodes_.nextFreed[orphan] = std::exchange(freedTop_, orphan);
+    freed_.push_back(orphan);
 }
 
 template <Label Tree>
@@ -216,7 +213,12 @@ bool TreeSearch::FindParent(NodeIndex orphan, std::uint32_t time) {
 // Whether a node's parents lead to the terminal. Stamps what they lead through, so that the climb is not repeated in this adoption.
 bool TreeSearch::IsConnected(NodeIndex node, std::uint32_t time) {
     const NodeArrays nodes = nodes_;
-    const NodeIndex end = Climb(nodes, node, [&](NodeIndex passed, NodeIndex, auto) { return nodes.stamp[passed] != time; });
+    std::int64_t steps = 0;
+    const NodeIndex end = Climb(nodes, node, [&](NodeIndex passed, NodeIndex, auto) {
+        ++steps;
+        return nodes.stamp[passed] != time;
+    });
+    work_ += steps;
     if (nodes.parentDirection[end] == kNoParent) return false;
     Climb(nodes, node, [&](NodeIndex passed, NodeIndex, auto) {
         nodes.stamp[passed] = time;
@@ -238,16 +240,11 @@ void TreeSearch::OrphanChildren(NodeIndex node) {
         if (Tree == kSinkTree && !HasResidual(neighbourFlags, Opposite(direction))) return;
         if (LabelOf(neighbourFlags) != Tree || nodes_.parentDirection[neighbour] != Opposite(direction)) return;
         nodes_.parentDirection[neighbour] = kNoParent;
-        if (lateOrphanTail_ == kNoNode) {
-            lateOrphanHead_ = neighbour;
-        } else {
-            nodes_.nextLateOrphan[lateOrphanTail_] = neighbour;
-        }
-        lateOrphanTail_ = neighbour;
+        secondaryOrphans_.Push(neighbour);
     });
 }
 
-// Whoever could take a freed node into its tree gets another chance to.
+// Reactivates the neighbours that could adopt a freed node.
 void TreeSearch::ActivateAround(NodeIndex freed) {
     const Flags flags = nodes_.GetFlags(freed);
     ForEachInAdoptionOrder([&](auto direction) {

@@ -5,42 +5,72 @@
 // saturated edges look for a new parent in their tree or leave it.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
+#include <limits>
+#include <optional>
+#include <vector>
 
 #include "Host/Core/Progress.h"
 #include "Proc/Effects/EffectsPhoto/Detail/GridGraphNodes.h"
 
 namespace Orvexa::Proc::GridGraph {
 
-/// What one worker keeps between regions; all zero at first. So large that no two workers write to one cache line.
-struct WorkerState {
-    NodeIndex activeHead, activeTail;
-    std::uint16_t flow;  ///< wraps; only its sum over all workers, modulo 2^16, has a meaning
-    std::uint8_t unused[86];
-};
-static_assert(sizeof(WorkerState) == 96);
+/// What a search may cost, shared by all workers. A unit is a step along a tree or a node adopted, some nanoseconds.
+class WorkBudget {
+public:
+    static constexpr std::int64_t kUnlimited = std::numeric_limits<std::int64_t>::max();
 
-/// The two trees of the region that one worker is busy with.
+    explicit WorkBudget(std::int64_t units) : left_(units) {}
+    bool IsSpent() const { return left_.load(std::memory_order_relaxed) <= 0; }
+    void Spend(std::int64_t units) { left_.fetch_sub(units, std::memory_order_relaxed); }
+
+private:
+    std::atomic<std::int64_t> left_;
+};
+
+/// A first-in, first-out queue in two vectors: one is read from, the other one filled; they change places when the first is used up.
+class NodeQueue {
+public:
+    bool IsEmpty() const { return next_ == reading_.size() && filling_.empty(); }
+    void Push(NodeIndex node) { filling_.push_back(node); }
+    /// The oldest node. The queue must not be empty.
+    NodeIndex Front() {
+        if (next_ == reading_.size()) {
+            reading_.clear();
+            reading_.swap(filling_);
+            next_ = 0;
+        }
+        return reading_[next_];
+    }
+    /// Removes the node that `Front` has just given.
+    void Pop() { ++next_; }
+
+private:
+    std::vector<NodeIndex> reading_, filling_;
+    std::size_t next_ = 0;
+};
+
+/// The two trees of the region that one worker is busy with. Its lists are empty between regions, unless a search was stopped.
 class TreeSearch {
 public:
-    TreeSearch(const NodeArrays& nodes, WorkerState& state, const Core::IProgressController& progress)
-        : nodes_(nodes), state_(state), progress_(progress) {}
+    TreeSearch(const NodeArrays& nodes, WorkBudget& budget, const Core::IProgressController& progress)
+        : nodes_(nodes), budget_(budget), progress_(progress) {}
 
     /// Queues a node that may be able to grow its tree, unless it is queued already.
     void Activate(NodeIndex node) {
-        if (nodes_.nextActive[node] != kNoNode) return;
-        if (state_.activeTail == kNoNode) {
-            state_.activeHead = node;
-        } else {
-            nodes_.nextActive[state_.activeTail] = node;
-        }
-        nodes_.nextActive[node] = node;
-        state_.activeTail = node;
+        const Flags flags = nodes_.GetFlags(node);
+        if ((flags & kIsActive) != 0) return;
+        nodes_.SetFlags(node, flags | kIsActive);
+        active_.Push(node);
     }
 
-    /// Pushes flow between the trees, from the active nodes on, until none is left or the computation is cancelled. Takes the region's
-    /// time, which counts augmentations and only grows, and gives what it has become.
+    /// Pushes flow between the trees, starting from the active nodes, until none is left, the budget is spent or the
+    /// computation is cancelled. `time` is the region's, which counts augmentations; returns the time at the end.
     std::uint32_t Run(std::uint32_t time);
+
+    /// The flow pushed so far, modulo 2^16.
+    std::uint16_t GetFlow() const { return flow_; }
 
 private:
     /// An edge from the source tree to the sink tree.
@@ -52,14 +82,13 @@ private:
     bool Grow(Bridge& bridge);
     template <Label Tree>
     bool GrowFrom(NodeIndex node, Bridge& bridge);
-    void PopActive();
 
-    Capacity FindBottleneck(const Bridge& bridge) const;
+    Capacity FindBottleneck(const Bridge& bridge);
     void Augment(const Bridge& bridge);
     void MakeOrphan(NodeIndex node);
 
     void Adopt(std::uint32_t time);
-    NodeIndex TakeOrphan();
+    std::optional<NodeIndex> TakeOrphan();
     template <Label Tree>
     void AdoptOrFree(NodeIndex orphan, std::uint32_t time);
     template <Label Tree>
@@ -70,12 +99,14 @@ private:
     void ActivateAround(NodeIndex freed);
 
     const NodeArrays nodes_;
-    WorkerState& state_;
+    WorkBudget& budget_;
     const Core::IProgressController& progress_;
-    NodeIndex orphanTop_ = kNoNode;
-    NodeIndex lateOrphanHead_ = kNoNode;
-    NodeIndex lateOrphanTail_ = kNoNode;
-    NodeIndex freedTop_ = kNoNode;
+    std::int64_t work_ = 0;  // not yet taken from the budget
+    NodeQueue active_;
+    std::vector<NodeIndex> orphans_;  // of the last augmentation
+    NodeQueue secondaryOrphans_;      // made by freeing their parents
+    std::vector<NodeIndex> freed_;
+    std::uint16_t flow_ = 0;
 };
 
 }  // namespace Orvexa::Proc::GridGraph
