@@ -48,7 +48,7 @@ namespace {
 Json ToJson(const Proc::Settings& settings, const Proc::Settings* start) {
     Json json = Json::object();
     for (const Proc::Field& field : settings.GetFields()) {
-        if (start != nullptr && field.isEqual(settings, *start)) continue;
+        if (start != nullptr && field.IsEqual(settings, *start)) continue;
         Json* place = &json;
         for (const std::string_view name : Proc::SplitText(field.key, '.')) place = &(*place)[std::string(name)];
         *place = FieldToJson(field, field.Format(settings));
