@@ -3,6 +3,7 @@
 #include <glib.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <exiv2/exiv2.hpp>
 #include <map>
 #include <mutex>
@@ -30,6 +31,7 @@ bool IsReady() {
     static const bool isReady = [] {
         Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute);
         if (!Exiv2::XmpParser::initialize()) return false;
+        std::atexit(Exiv2::XmpParser::terminate);  // frees the namespaces, those of files that were read among them
         Exiv2::XmpProperties::registerNs(kNoteNamespace, kNotePrefix);
         return true;
     }();
