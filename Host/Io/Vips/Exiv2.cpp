@@ -13,6 +13,7 @@
 
 #include "Host/Core/Exception.h"
 #include "Host/Io/Vips/ExifBlock.h"
+#include "Host/Io/Vips/JpegSegments.h"
 
 namespace Orvexa::Io::Details {
 
@@ -109,6 +110,7 @@ std::string ShrinkExif(const std::string& block) {
         const Exiv2::ByteOrder order = Exiv2::ExifParser::decode(exif, bytes, static_cast<std::uint32_t>(block.size()));
         Exiv2::Blob blob;
         Exiv2::ExifParser::encode(blob, order, exif);
+        if (blob.size() > kMaxJpegExif) Throw("too many tags are large");
         return std::string(blob.begin(), blob.end());
     });
 }
