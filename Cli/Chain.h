@@ -12,7 +12,7 @@
 namespace Kalvatri {
 
 struct Step {
-    const EffectEntry* effect;
+    const EffectEntry* effect;  ///< of the catalogue that the chain was parsed with, which has to outlive it
     std::unique_ptr<Orvexa::Proc::Settings> settings;
     std::vector<Orvexa::Core::ioPath> with;  ///< further pictures of a two-input or variable-input effect
 };

@@ -31,7 +31,8 @@ Chain MakeChain(const Catalogue& catalogue, const ChainOptions& options) {
 
 void PrintSettings(const ChainOptions& options) {
     const Proc::FactoryPtr factory = LoadEffects(options.module);
-    const Chain chain = MakeChain(Catalogue(*factory), options);
+    const Catalogue catalogue(*factory);
+    const Chain chain = MakeChain(catalogue, options);
     CheckPictures(chain, 1);
     try {
         std::cout << ChainToJson(chain).dump(2) << '\n';

@@ -232,6 +232,7 @@ TEST_F(Batch, MakesAnewWhatHasChangedAndNothingElse) {
         {"the options that decide on no byte", command + Words{"-j", "2", "--memory", "1G", "-q"} + chain, "skipped", "skipped"},
         {"--force", command + Words{"--force"} + chain, "done", "done"},
         {"the quality", command + Words{"--quality", "50"} + chain, "done", "done"},
+        {"the colour space", command + Words{"--srgb"} + chain, "done", "done"},
         {"and back", command + chain, "done", "done"},
         {"a setting", command + chain + Words{"palette=0:#010203"}, "done", "done"},
         {"and back", command + chain, "done", "done"},

@@ -135,8 +135,8 @@ public:
     }
 };
 
-// ISO/IEC 14496-12 (boxes), 23008-12 (items): the `meta` box tells in `iinf` which items there are and in `iloc` where. The new EXIF item
-// is appended in a box of its own, and the old one's location is changed.
+// ISO/IEC 14496-12 (boxes), 23008-12 (items): the `meta` box tells in `iinf` which items there are and in `iloc` where.
+// The new EXIF item is appended in a box of its own, and the old one's location is changed.
 class HeifFilter final : public WholeFileFilter {
 public:
     using WholeFileFilter::WholeFileFilter;

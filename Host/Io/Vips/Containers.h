@@ -21,12 +21,12 @@ struct InsertedMetadata {
     std::vector<std::pair<std::string, std::string>> texts;  ///< in PNG files, by their keywords
 };
 
-/// For JPEG, PNG, WebP, HEIF and AVIF; null if there is nothing to insert. `Change` throws `EffectException` when the file is not as
-/// expected.
+/// For JPEG, PNG, WebP, HEIF and AVIF; null if there is nothing to insert. `Change` throws `EffectException` when the
+/// file is not as expected.
 std::unique_ptr<HeaderFilter> MakeMetadataFilter(FileFormat format, InsertedMetadata metadata);
 
-/// Bytes as other programs keep them in texts of PNG files, under the keyword "Raw profile type " and a kind, and back; empty if they
-/// cannot be read.
+/// Bytes as other programs keep them in texts of PNG files, under the keyword "Raw profile type " and a kind, and back;
+/// empty if they cannot be read.
 std::string ParseRawProfile(std::string_view text);
 inline constexpr std::string_view kRawProfile("Raw profile type ");
 

@@ -18,7 +18,8 @@ bool IsHeader(std::string_view bytes) {
 
 TiffBytes ViewOf(std::string& block) { return {block.data(), block.size()}; }
 
-// Overwrites the preview picture of IFD 1, and IFD 1 itself. Cameras put the preview last, so that the block can mostly be cut there.
+// Overwrites the preview picture of IFD 1, and IFD 1 itself. Cameras put the preview last, so that the block can mostly
+// be cut there.
 void RemovePreview(std::string& block) {
     TiffBytes view = ViewOf(block);
     const std::size_t link = view.GetLinkAt(view.GetFirstDirectory());

@@ -23,8 +23,8 @@ inline constexpr std::uint16_t kAscii = 2, kShort = 3, kLong = 4, kRational = 5,
 /// Bytes of one element of a field type, 0 for unknown types.
 std::size_t GetTypeSize(std::uint16_t type);
 
-/// Whether a tag of IFD 0 tells how a file's pixels are stored, or travels by other ways than among the EXIF tags (TIFF 6.0 and its
-/// supplements).
+/// Whether a tag of IFD 0 tells how a file's pixels are stored, or travels by other ways than among the EXIF tags
+/// (TIFF 6.0 and its supplements).
 bool IsAboutPixels(std::uint16_t tag);
 
 /// An entry of a directory. Its value lies within the bytes.
@@ -77,7 +77,8 @@ private:
     bool isValid_ = false, isBigEndian_ = false;
 };
 
-/// Takes away what may stand before the block's header; empty when there is no header, so that nothing can be made of the bytes.
+/// Takes away what may stand before the block's header; empty when there is no header, so that nothing can be made of
+/// the bytes.
 std::string_view FindExifBlock(std::string_view bytes);
 
 /// Marks the picture as upright and removes the preview picture. `isTurned` tells that the picture's sides are swapped.

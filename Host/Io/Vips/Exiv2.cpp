@@ -3,6 +3,7 @@
 #include <glib.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <exiv2/exiv2.hpp>
 #include <map>
 #include <mutex>
@@ -12,6 +13,7 @@
 
 #include "Host/Core/Exception.h"
 #include "Host/Io/Vips/ExifBlock.h"
+#include "Host/Io/Vips/JpegSegments.h"
 
 namespace Orvexa::Io::Details {
 
@@ -30,6 +32,7 @@ bool IsReady() {
     static const bool isReady = [] {
         Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute);
         if (!Exiv2::XmpParser::initialize()) return false;
+        std::atexit(Exiv2::XmpParser::terminate);  // frees the namespaces, those of files that were read among them
         Exiv2::XmpProperties::registerNs(kNoteNamespace, kNotePrefix);
         return true;
     }();
@@ -107,6 +110,7 @@ std::string ShrinkExif(const std::string& block) {
         const Exiv2::ByteOrder order = Exiv2::ExifParser::decode(exif, bytes, static_cast<std::uint32_t>(block.size()));
         Exiv2::Blob blob;
         Exiv2::ExifParser::encode(blob, order, exif);
+        if (blob.size() > kMaxJpegExif) Throw("too many tags are large");
         return std::string(blob.begin(), blob.end());
     });
 }

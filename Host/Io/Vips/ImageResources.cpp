@@ -15,8 +15,8 @@ std::size_t BigEndian(std::string_view bytes) {
     return number;
 }
 
-// Calls `visit(id, block, data)` for each: signature, identifier, name with its length before it, length, data; both padded to even
-// lengths.
+// Calls `visit(id, block, data)` for each: signature, identifier, name with its length before it, length, data; both
+// padded to even lengths.
 template <class Visit>
 void ForEachResource(std::string_view resources, Visit&& visit) {
     constexpr std::string_view kSignature("8BIM");

@@ -1,5 +1,5 @@
-// Photoshop's image resources: the blocks in which JPEG files hold IPTC records, and what else the program leaves beside them (Photoshop
-// file formats specification, image resources section).
+// Photoshop's image resources: the blocks in which JPEG files hold IPTC records, and what else the program leaves
+// beside them (Photoshop file formats specification, image resources section).
 #pragma once
 
 #include <string>

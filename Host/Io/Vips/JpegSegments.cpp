@@ -10,7 +10,8 @@ namespace {
 constexpr unsigned kStart = 0xd8, kScan = 0xda, kApp1 = 0xe1, kApp13 = 0xed, kComment = 0xfe;
 constexpr std::string_view kXmpStart("http://ns.adobe.com/xap/1.0/\0", 29), kExtensionStart("http://ns.adobe.com/xmp/extension/\0", 35),
     kResourcesStart("Photoshop 3.0\0", 14), kExtensionNote("HasExtendedXMP");
-constexpr std::size_t kGuidSize = 32, kExtensionHeader = kGuidSize + 8;  // the identifier, the full length, this part's place in it
+constexpr std::size_t kGuidSize = 32,
+                      kExtensionHeader = kGuidSize + 8;  // the identifier, the full length, this part's place in it
 constexpr std::size_t kMaxContent = 65533;
 constexpr std::size_t kMaxHeader = std::size_t{64} << 20;  // of all segments; no file needs a tenth of it
 

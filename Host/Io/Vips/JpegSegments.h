@@ -13,7 +13,8 @@ namespace Orvexa::Io::Details {
 struct JpegSegments {
     std::string exif, xmp, xmpExtension, resources, comment;
 };
-/// Reads the segments before the picture's data. The source must be at its beginning and may be a pipe; it has to be rewound afterwards.
+/// Reads the segments before the picture's data. The source must be at its beginning and may be a pipe; it has to be
+/// rewound afterwards.
 JpegSegments ReadJpegSegments(const vips::VSource& source);
 
 /// The sizes that one segment can hold at most.
@@ -22,8 +23,8 @@ inline constexpr std::size_t kMaxJpegExif = 65527, kMaxJpegXmp = 65502;
 /// Segments for a file. `exif` and `xmp` are within the limits above, the others become as many segments as they need.
 std::string MakeJpegSegments(const JpegSegments& content, const std::string& extensionGuid);
 
-/// Calls `visit(marker, content)` for the segments between the beginning and the first that is neither APPn nor COM, and returns the place
-/// of that one; 0 if `bytes` end before.
+/// Calls `visit(marker, content)` for the segments between the beginning and the first that is neither APPn nor COM,
+/// and returns the place of that one; 0 if `bytes` end before.
 template <class Visit>
 std::size_t VisitJpegHeader(std::string_view bytes, Visit&& visit) {
     std::size_t at = 2;

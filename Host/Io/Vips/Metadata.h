@@ -27,13 +27,14 @@ MetadataBlocks ReadMetadataBlocks(vips::VSource& source, std::string_view loader
 
 class PictureMetadata final : public ImageMetadata {
 public:
-    /// Takes what is in `blocks` and the rest from the fields of `image`, whose orientation is about to be applied. `isTurned` tells that
-    /// this swaps its sides, `isSrgb` that its colours were converted to sRGB. Says in `notes` what is damaged.
+    /// Takes what is in `blocks` and the rest from the fields of `image`, whose orientation is about to be applied.
+    /// `isTurned` tells that this swaps its sides, `isSrgb` that its colours were converted to sRGB. Says in `notes`
+    /// what is damaged.
     PictureMetadata(MetadataBlocks blocks, const vips::VImage& image, bool isTurned, bool isSrgb, Notes& notes);
 
     bool Has(MetadataKind::Bit kind) const;
-    /// Sets what libvips writes on `image`, which is to be saved in a format, and returns what has to be inserted into the file. Says in
-    /// `notes` what the format cannot hold.
+    /// Sets what libvips writes on `image`, which is to be saved in a format, and returns what has to be inserted into
+    /// the file. Says in `notes` what the format cannot hold.
     InsertedMetadata Attach(VipsImage* image, const FormatInfo& format, Notes& notes) const;
 
 private:

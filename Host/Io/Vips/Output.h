@@ -12,7 +12,8 @@
 
 namespace Orvexa::Io::Details {
 
-/// Bytes that can be written and read anywhere. Failures return a negative number and leave `errno`, as the system's calls do.
+/// Bytes that can be written and read anywhere. Failures return a negative number and leave `errno`, as the system's
+/// calls do.
 class Output {
 public:
     virtual ~Output() = default;
@@ -48,7 +49,8 @@ private:
 class HeaderFilter {
 public:
     virtual ~HeaderFilter() = default;
-    /// The size of the beginning that is to be changed, once enough of it is there; `isComplete` tells that nothing follows.
+    /// The size of the beginning that is to be changed, once enough of it is there; `isComplete` tells that nothing
+    /// follows.
     virtual std::size_t FindEnd(std::string_view bytes, bool isComplete) const = 0;
     virtual std::string Change(std::string_view header) const = 0;
 };

@@ -18,7 +18,8 @@ using testing::IsEmpty;
 using vips::VImage;
 
 constexpr char kXmp[] =
-    "<x:xmpmeta xmlns:x=\"adobe:ns:meta/\"><rdf:RDF xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\"><rdf:Description "
+    "<x:xmpmeta xmlns:x=\"adobe:ns:meta/\"><rdf:RDF "
+    "xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\"><rdf:Description "
     "rdf:about=\"\" "
     "xmlns:tiff=\"http://ns.adobe.com/tiff/1.0/\" tiff:Make=\"Acme\" tiff:Orientation=\"6\"/></rdf:RDF></x:xmpmeta>";
 // One data set, 2:90 city, in the resource block of a JPEG file.
@@ -48,8 +49,8 @@ std::string Profile(const char* name) {
     return bytes;
 }
 
-// An EXIF block as a camera makes it: with notes whose bytes only the maker understands, a comment in a Japanese encoding, a copyright in
-// Latin-1, and a preview picture at its end. Places are those of values.
+// An EXIF block as a camera makes it: with notes whose bytes only the maker understands, a comment in a Japanese
+// encoding, a copyright in Latin-1, and a preview picture at its end. Places are those of values.
 struct ExifSample {
     explicit ExifSample(const std::string& thumbnail) {
         for (int i = 0; i < 300; ++i) note += static_cast<char>(i * 7);
@@ -170,7 +171,8 @@ TEST_F(Metadata, EveryFormatKeepsWhatItCanAndNamesTheRest) {
     }
 }
 
-// Every byte of an EXIF block survives, above all maker notes, whose offsets count from the block's beginning, and texts in any encoding.
+// Every byte of an EXIF block survives, above all maker notes, whose offsets count from the block's beginning, and
+// texts in any encoding.
 TEST_F(Metadata, ExifTravelsByteByByte) {
     const std::string thumbnail("\xff\xd8\xff\xd9");
     const ExifSample sample(thumbnail);
@@ -247,7 +249,8 @@ TEST_F(Metadata, OnePictureGivesTheSameFileEveryTime) {
 }
 
 TEST_F(Metadata, BareIptcRecordsOfTiffAreWrappedForJpeg) {
-    // The length of the field is counted in words of four bytes by some writers, so that what follows the records means nothing.
+    // The length of the field is counted in words of four bytes by some writers, so that what follows the records means
+    // nothing.
     VImage picture = NoisePicture(8, 8, 3).copy();
     SetBlob(picture, VIPS_META_IPTC_NAME, kIptcRecord + std::string(24, '\x7f'));
     picture.tiffsave(folder_.File("in.tif").c_str());
@@ -256,8 +259,8 @@ TEST_F(Metadata, BareIptcRecordsOfTiffAreWrappedForJpeg) {
 }
 
 TEST_F(Metadata, ColoursAreConvertedToSrgbByTheProfileOnRequest) {
-    // Display P3 and sRGB share white point and tone curve, so that in linear light a matrix leads from one to the other (SMPTE EG 432-1,
-    // IEC 61966-2-1).
+    // Display P3 and sRGB share white point and tone curve, so that in linear light a matrix leads from one to the
+    // other (SMPTE EG 432-1, IEC 61966-2-1).
     const double color[] = {180, 100, 60};
     const auto toLinear = [](double level) {
         const double v = level / 255;
