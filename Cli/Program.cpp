@@ -77,7 +77,7 @@ void AddChainOptions(CLI::App& command, ChainOptions& options, const std::string
     AddNumber(command, "--pixfmt", options.pixFmt, 0, LastPixFmt(), "Convert the input to this pixel format first")->option_text("N");
     AddNumber(command, "--max-pixels", options.read.maxPixels, 1, ChainOptions::kMaxMaxPixels, "Refuse larger pictures, 2^28 if not given")
         ->option_text("N");
-    command.add_flag("--srgb", options.read.toSrgb, "Convert the colours of the input to sRGB by its profile");
+    command.add_flag("--srgb", options.read.toSrgb, "Convert the input to sRGB by its colour profile");
     command.add_flag("--allow-truncated", options.read.allowTruncated, "Read damaged files as far as they go");
 }
 
@@ -178,8 +178,7 @@ struct Program {
         batchCommand->footer(
             "Examples:\n"
             "  kalvatri batch -o out photos -- WhiteBalance color=#c8b496\n"
-            "  kalvatri batch -o out -j 4 --format png *.jpg -- BlurBokeh size=0.05\n"
-            "  kalvatri batch -o web -r --name '{stem}-web.{ext}' photos -- BalanceLuma shadows=40\n");
+            "  kalvatri batch -o web -r --name '{stem}-web.{ext}' photos -- Vignette\n");
     }
 
     void Parse(const std::vector<std::string>& arguments) {
