@@ -99,13 +99,26 @@ Pictures ChainRunner::Run(Pictures pictures) {
     return pictures;
 }
 
+Core::Property ChainRunner::StatisticsOf(const RunningStep& running) {
+    return std::visit([](const auto& effect) { return effect->GetStatistic(); }, running.effect);
+}
+
 Json ChainRunner::GetStatistics() const {
     Json list = Json::array();
     for (const RunningStep& running : steps_) {
-        const Core::Property statistic = std::visit([](const auto& effect) { return effect->GetStatistic(); }, running.effect);
-        list.push_back({{"effect", running.step->effect->GetName()}, {"statistics", ToJson(statistic)}});
+        list.push_back({{"effect", running.step->effect->GetName()}, {"statistics", ToJson(StatisticsOf(running))}});
     }
     return list;
+}
+
+std::vector<std::string> ChainRunner::GetNotes() const {
+    std::vector<std::string> notes;
+    for (const RunningStep& running : steps_) {
+        const Core::Property statistics = StatisticsOf(running);
+        const Core::Property* const note = statistics.FindChild(Core::kNoteKey);
+        if (note != nullptr) notes.push_back(running.step->effect->GetName() + ": " + note->GetValue());
+    }
+    return notes;
 }
 
 }  // namespace Kalvatri

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <string>
 #include <variant>
 #include <vector>
 
@@ -24,6 +25,8 @@ public:
 
     /// The effects' statistics, an array with one object a step.
     Json GetStatistics() const;
+    /// What the effects have to say about their last run.
+    std::vector<std::string> GetNotes() const;
 
 private:
     using AnyEffect = std::variant<Orvexa::Proc::OneInputPtr, Orvexa::Proc::TwoInputPtr, Orvexa::Proc::VarInputPtr>;
@@ -32,6 +35,8 @@ private:
         AnyEffect effect;
         std::vector<Orvexa::Proc::FramePtr> with;
     };
+
+    static Orvexa::Core::Property StatisticsOf(const RunningStep& running);
 
     Orvexa::Core::ProgressPtr progress_;
     std::vector<RunningStep> steps_;
