@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Cli/Errors.h"
+#include "Host/Core/Notes.h"
 #include "Host/Settings/Common/SettingsColorspaceConverter.h"
 
 namespace Kalvatri {

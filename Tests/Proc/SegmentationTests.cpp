@@ -4,6 +4,7 @@
 #include <atomic>
 
 #include "Host/Core/Exception.h"
+#include "Host/Core/Notes.h"
 #include "Host/Settings/Photo/SettingsEffectSegmentation.h"
 #include "Tests/Support/Effects.h"
 #include "Tests/Support/Frames.h"
