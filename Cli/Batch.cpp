@@ -152,6 +152,9 @@ void RunBatch(const BatchOptions& options) {
     const auto allocator = Core::MakeRefCounted<Proc::FrameAllocator>();
     const Proc::FactoryPtr factory = LoadEffects(options.module, allocator);
     const Catalogue catalogue(*factory);
+    const auto isStdin = [](const std::string& file) { return file == kStdStream; };
+    if (std::any_of(options.lists.begin(), options.lists.end(), isStdin) && isStdin(options.settingsFile))
+        ThrowUsage(kReadingCommandLine, "only one of the list of files and the settings can come from stdin, as it is read once");
     if (options.chain.empty() && options.settingsFile.empty())
         ThrowUsage(kReadingCommandLine, "the effects are missing; they stand after the pictures and --");
     const Chain chain = MakeChain(catalogue, options);

@@ -92,7 +92,7 @@ private:
         Io::WriteOptions writing;
         writing.quality = work_.options.quality;
         writing.metadata = std::move(image.metadata);
-        const Proc::FramePtr result = RunChain(item.input, std::move(image.frame));
+        const Proc::FramePtr result = RunChain(item.input, std::move(image.frame), report.inputNotes);
         const Core::ioPath output = work_.folder / item.outputName;
         While("writing " + output.string(), [&] {
             std::error_code error;
@@ -102,7 +102,7 @@ private:
     }
 
     // The picture after the chain. The chain's errors know nothing of files, so the file's name comes before them.
-    Proc::FramePtr RunChain(const std::string& input, Proc::FramePtr picture) const {
+    Proc::FramePtr RunChain(const std::string& input, Proc::FramePtr picture, Io::Notes& notes) const {
         try {
             // Effects remember what they were last used for, so each picture gets new ones. A view can be given a time of its own, and
             // its pixels are not written into, because it shares them.
@@ -111,7 +111,9 @@ private:
             });
             std::vector<Proc::FramePtr> pictures;
             pictures.push_back(Converted(std::move(picture), work_.options, work_.factory));
-            return runner.Run(std::move(pictures)).front();
+            Proc::FramePtr result = runner.Run(std::move(pictures)).front();
+            notes.insert(notes.end(), runner.GetNotes().begin(), runner.GetNotes().end());
+            return result;
         } catch (const CommandError& error) {
             throw CommandError(error.GetExitCode(), input, error.what(), error.GetOrigin());
         }

@@ -6,6 +6,7 @@
 
 #include "Cli/ChainProgress.h"
 #include "Cli/Errors.h"
+#include "Host/Core/Notes.h"
 #include "Host/Core/Threads.h"
 #include "Host/Settings/Common/SettingsColorspaceConverter.h"
 
@@ -28,8 +29,8 @@ Json ToJson(const Core::Property& property) {
 }
 
 template <class AnyEffect>
-Json StatisticsOf(const AnyEffect& effect) {
-    return ToJson(std::visit([](const auto& any) { return any->GetStatistic(); }, effect));
+Core::Property StatisticsOf(const AnyEffect& effect) {
+    return std::visit([](const auto& any) { return any->GetStatistic(); }, effect);
 }
 
 // Adds the counters in the statistics of another effect of the same class to `sum`, which is null before the first.
@@ -122,11 +123,20 @@ Pictures ChainRunner::Run(Pictures pictures) {
 // Uses the step's effect up. Effects keep masks and pictures of the size of those that they were used for, which the next steps need not
 // have beside them.
 template <class Use>
-void ChainRunner::Spend(RunningStep& running, Use&& use) const {
+void ChainRunner::Spend(RunningStep& running, Use&& use) {
     if (IsSpent(running.effect)) running.effect = MakeEffect(*running.step, progress_);
     use();
-    AddStatistics(running.statistics, StatisticsOf(running.effect));
+    Record(running, running.effect);
     running.effect = AnyEffect();
+}
+
+void ChainRunner::Record(RunningStep& running, const AnyEffect& effect) {
+    const Core::Property statistics = StatisticsOf(effect);
+    AddStatistics(running.statistics, ToJson(statistics));
+    const Core::Property* const note = statistics.FindChild(Core::kNoteKey);
+    if (note == nullptr) return;
+    const std::string text = running.step->effect->GetName() + ": " + note->GetValue();
+    if (std::find(notes_.begin(), notes_.end(), text) == notes_.end()) notes_.push_back(text);
 }
 
 void ChainRunner::RunOnAll(const RunningStep& running, Pictures& pictures) const {
@@ -156,7 +166,7 @@ void ChainRunner::RunOnOne(const RunningStep& running, const AnyEffect& effect, 
     });
 }
 
-void ChainRunner::RunOnEach(std::span<RunningStep> steps, Pictures& pictures) const {
+void ChainRunner::RunOnEach(std::span<RunningStep> steps, Pictures& pictures) {
     std::string stage;
     for (const RunningStep& running : steps) stage += (stage.empty() ? "" : ", ") + running.step->effect->GetName();
     SetStage(stage);
@@ -175,7 +185,7 @@ void ChainRunner::RunOnEach(std::span<RunningStep> steps, Pictures& pictures) co
             RunOnOne(running, effect, pictures[i]);
             part->FinishStep();
             const std::lock_guard lock(mutex);
-            AddStatistics(running.statistics, StatisticsOf(effect));
+            Record(running, effect);
         }
     });
 }
@@ -192,7 +202,7 @@ Json ChainRunner::GetStatistics() const {
     Json list = Json::array();
     for (const RunningStep& running : steps_) {
         list.push_back({{"effect", running.step->effect->GetName()},
-                        {"statistics", running.statistics.is_null() ? StatisticsOf(running.effect) : running.statistics}});
+                        {"statistics", running.statistics.is_null() ? ToJson(StatisticsOf(running.effect)) : running.statistics}});
     }
     return list;
 }

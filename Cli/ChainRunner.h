@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <span>
+#include <string>
 #include <variant>
 #include <vector>
 
@@ -27,6 +28,8 @@ public:
 
     /// The effects' statistics, an array with one object per step; counters are summed over the effects that served several pictures.
     Json GetStatistics() const;
+    /// What users should know about the run, one sentence each.
+    const std::vector<std::string>& GetNotes() const { return notes_; }
 
 private:
     using AnyEffect = std::variant<Orvexa::Proc::OneInputPtr, Orvexa::Proc::TwoInputPtr, Orvexa::Proc::VarInputPtr>;
@@ -39,16 +42,18 @@ private:
 
     AnyEffect MakeEffect(const Step& step, const Orvexa::Core::ProgressPtr& progress) const;
     template <class Use>
-    void Spend(RunningStep& running, Use&& use) const;
+    void Spend(RunningStep& running, Use&& use);
+    void Record(RunningStep& running, const AnyEffect& effect);
     void RunOnAll(const RunningStep& running, std::vector<Orvexa::Proc::FramePtr>& pictures) const;
     void RunOnOne(const RunningStep& running, const AnyEffect& effect, Orvexa::Proc::FramePtr& picture) const;
-    void RunOnEach(std::span<RunningStep> steps, std::vector<Orvexa::Proc::FramePtr>& pictures) const;
+    void RunOnEach(std::span<RunningStep> steps, std::vector<Orvexa::Proc::FramePtr>& pictures);
     void SetStage(std::string_view name) const;
     void ThrowIfCancelled() const;
 
     Orvexa::Proc::FactoryPtr factory_;
     Orvexa::Core::ProgressPtr progress_;
     std::vector<RunningStep> steps_;
+    std::vector<std::string> notes_;
 };
 
 /// The picture in a pixel format; `None` leaves it as it is.

@@ -242,6 +242,11 @@ TEST_F(Program, SaysWhatIsLostUnlessQuietAndLogsWhenVerbose) {
     EXPECT_THAT(RunKalvatri(words).err, MatchesRegex("kalvatri: note: [^\n]*out.jpg: [^\n]*transparency[^\n]*\n"));
     EXPECT_THAT(RunKalvatri(words + Words{"-q"}).err, IsEmpty());
     EXPECT_THAT(RunKalvatri(words + Words{"-v"}).err, HasSubstr("SettingsEffectEmpty_Orvexa starts"));
+
+    const std::string strokes = Make("strokes.png", MakeFrame(PixFmt::Gray8, 8, 8, Color(255, 255, 255)));
+    const Words oneKind = {"apply", "-i", input, "-o", folder_.File("out.png"), "Segmentation", "with=" + strokes};
+    EXPECT_THAT(RunKalvatri(oneKind).err, MatchesRegex("kalvatri: note: [^\n]*in.png: Segmentation: [^\n]*strokes[^\n]*\n"));
+    EXPECT_THAT(RunKalvatri(oneKind + Words{"-q"}).err, IsEmpty());
 }
 
 TEST_F(Program, TellsWhereAFailureComesFromWhenAsked) {

@@ -270,9 +270,10 @@ TEST(GridGraph, StopsWhereverItIsCancelled) {
     const Grid noise = MakeGrid(90, 70, kMaterials[0], 4), flat = MakeFlatAreas(90, 70, 4), empty(90, 70);
     std::size_t inRegions = 0, inMerges = 0, inWalks = 0;
     for (const Grid* grid : {&noise, &flat, &empty}) {
-        for (const std::uint32_t workers : {1u, kWorkers}) {
+        for (const auto& [workers, headStart] :
+             {std::pair{1u, kNone}, {kWorkers, kNone}, {1u, kAtOnce}, {kWorkers, kAtOnce}, {1u, kInMidSearch}}) {
             Core::RefCounted<TestProgress> counter;
-            Solver complete(grid->width, grid->height, workers, 16, counter);
+            Solver complete(grid->width, grid->height, workers, 16, counter, headStart);
             complete.SetCapacities(grid->capacities);
             complete.Compute();
             const std::uint64_t regions = 6 * 5;
@@ -280,7 +281,7 @@ TEST(GridGraph, StopsWhereverItIsCancelled) {
 
             for (std::int64_t query = 0; query < counter.queries; query += 1 + query / 64 + counter.queries / 400) {
                 Core::RefCounted<TestProgress> progress(query);
-                Solver solver(grid->width, grid->height, workers, 16, progress);
+                Solver solver(grid->width, grid->height, workers, 16, progress, headStart);
                 solver.SetCapacities(grid->capacities);
                 solver.Compute();
                 const std::int64_t steps = progress.stepsWhenCancelled;

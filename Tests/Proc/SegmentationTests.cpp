@@ -4,6 +4,7 @@
 #include <atomic>
 
 #include "Host/Core/Exception.h"
+#include "Host/Core/Notes.h"
 #include "Host/Settings/Photo/SettingsEffectSegmentation.h"
 #include "Tests/Support/Effects.h"
 #include "Tests/Support/Frames.h"
@@ -81,6 +82,7 @@ TEST(Segmentation, LeavesTransparentPixelsTransparent) {
 TEST(Segmentation, ReturnsSeedsOfOneKindAsTheyAre) {
     const auto factory = Core::MakeRefCounted<SpyFactory>();
     const auto effect = Create(SettingsEffectSegmentation(), *factory);
+    const auto hasNote = [&] { return effect->GetStatistic().FindChild(Core::kNoteKey) != nullptr; };
     for (const FramePtr& seeds : {Seeds({}), Seeds({{1, 1, 255}}), Seeds({{1, 1, 128}, {2, 2, 77}})}) {
         factory->TakeTranscript();
         FramePtr frame = Halves();
@@ -89,7 +91,11 @@ TEST(Segmentation, ReturnsSeedsOfOneKindAsTheyAre) {
         EXPECT_NE(frame, seeds);
         EXPECT_FALSE(frame->SharesPixels());
         EXPECT_THAT(factory->TakeTranscript(), ElementsAre());
+        EXPECT_TRUE(hasNote());
     }
+    FramePtr frame = Halves();
+    effect->ProcessData(frame, ConstFramePtr(Seeds(kBoth)));
+    EXPECT_FALSE(hasNote());
 }
 
 TEST(Segmentation, SmoothsWithinAMargin) {

@@ -1,10 +1,11 @@
-// Segmentation: separates the subject from the background, as strokes on both of them ask for. The separating is left to an inner effect,
-// most often the minimum cut of GridGraphImpl; what this one adds is what becomes of its mask: opacities, smoother borders, the strokes
-// themselves, or a picture that shows the result.
+// Segmentation: separates the subject from the background, guided by strokes; delegates to an inner effect, most often the minimum cut
+// of GridGraphImpl. What this one adds concerns the mask that comes back: opacities, smoother borders, the strokes themselves, or a
+// picture that shows the result.
 
 #include <string>
 
 #include "Host/Core/Exception.h"
+#include "Host/Core/Notes.h"
 #include "Host/Settings/Common/SettingsEffectAlpha.h"
 #include "Host/Settings/Common/SettingsEffectImageBlender.h"
 #include "Host/Settings/Common/SettingsEffectMorphology.h"
@@ -81,8 +82,13 @@ public:
     }
 
 protected:
-    /// What the inner effect tells of itself.
+    /// Adds the inner effect's statistics, and a note if the last result is not a mask.
     void AddStatistics(Core::Property& statistics) const override {
+        if (lacksStrokes_) {
+            statistics.SetChild(Core::kNoteKey, "strokes on both the subject (" + std::to_string(settings_.GetForeground()) +
+                                                    ") and the background (" + std::to_string(settings_.GetBackground()) +
+                                                    ") are needed; the strokes were returned as they are");
+        }
         if (inner_ != nullptr) statistics.Add(inner_->GetStatistic());
     }
 
@@ -94,7 +100,8 @@ private:
         if (inner_ == nullptr) Throw("Segmentation algorithm is not supported! It must be 0..3.");
         const bool asksForStrokes = settings_.GetAlgorithm() != Algorithm::Auto && seeds != nullptr;
         if (asksForStrokes || (settings_.GetKeepSelection() && seeds != nullptr)) CheckSeeds(*frame, *seeds);
-        if (asksForStrokes && !HasBothSeeds(seeds->GetPlane(0), settings_.GetForeground(), settings_.GetBackground())) {
+        lacksStrokes_ = asksForStrokes && !HasBothSeeds(seeds->GetPlane(0), settings_.GetForeground(), settings_.GetBackground());
+        if (lacksStrokes_) {
             frame = CloneFrame(*seeds, kCloneCopy);
             return;
         }
@@ -110,7 +117,7 @@ private:
     static void CheckSeeds(const IDataVideo& frame, const IDataVideo& seeds) {
         const FrameInfo &info = frame.GetFrameInfo(), &seedInfo = seeds.GetFrameInfo();
         if (seeds.GetPixFmt() == PixFmt::Gray8 && seedInfo.width == info.width && seedInfo.height == info.height) return;
-        Throw("The seed mask must be grey with one byte a pixel and have the size of the picture, " + std::to_string(info.width) + " x " +
+        Throw("The seed mask must be grey with one byte per pixel and have the size of the picture, " + std::to_string(info.width) + " x " +
               std::to_string(info.height) + "; it has " + std::to_string(seedInfo.width) + " x " + std::to_string(seedInfo.height));
     }
 
@@ -156,6 +163,7 @@ private:
     TwoInputPtr inner_;
     OneInputPtr morphology_;
     OneInputPtr alphaExtractor_;
+    bool lacksStrokes_ = false;  // in the last run
 };
 
 }  // namespace

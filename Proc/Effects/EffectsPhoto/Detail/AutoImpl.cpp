@@ -10,7 +10,7 @@ namespace Orvexa::Proc::Auto {
 
 namespace {
 
-constexpr std::uint8_t kThreshold = 128;  // of the network's certainty, 0..255
+constexpr std::uint8_t kThreshold = 128;  // of the network's estimate, 0..255
 
 }  // namespace
 

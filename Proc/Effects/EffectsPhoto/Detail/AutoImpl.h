@@ -1,4 +1,4 @@
-// Segmentation without strokes: a neural network tells how much each pixel belongs to the subject.
+// Segmentation without strokes: a neural network estimates how likely each pixel is to belong to the subject.
 #pragma once
 
 #include "Host/Settings/Photo/SettingsEffectSegmentation.h"
@@ -6,7 +6,7 @@
 
 namespace Orvexa::Proc::Auto {
 
-/// The first input becomes a `Gray8` mask of the foreground and background values. The second input is ignored and may be empty.
+/// Replaces the first input by a `Gray8` mask of the foreground and background values. Ignores the second input, which may be empty.
 class AutoImpl : public EffectBaseTwoInput<SettingsEffectSegmentation> {
 public:
     AutoImpl(const FactoryPtr& factory, const AllocatorPtr& allocator);
@@ -16,7 +16,7 @@ protected:
 
 private:
     OneInputPtr resizer_;
-    FrameInfo info_;  // that the resizer is set to
+    FrameInfo info_;  // the size that the resizer is set to
 };
 
 }  // namespace Orvexa::Proc::Auto

@@ -169,21 +169,28 @@ void Solver::Compute() {
         mayGetHeadStart ? static_cast<std::int64_t>(headStart_.workPerPixel * static_cast<double>(pixels)) : WorkBudget::kUnlimited;
     Core::RefCounted<ProgressShare> progress(progress_, GetStepCount());
     if (budget > 0 && Search(budget, progress) == Result::Complete) return;
+    if (progress_.IsCancelled()) return;
     ComputeFromCoarserGrid(GetStepCount() - progress.GetPassed());
 }
 
-// Search gives up at whatever point; what it has pushed stays.
+// Whatever a search that was given up has pushed stays where it is: the coarser grid is made from the residual capacities.
 void Solver::ComputeFromCoarserGrid(std::uint64_t steps) {
-    if (progress_.IsCancelled()) return;
     Core::RefCounted<ProgressShare> coarse(progress_, steps / 2), fine(progress_, steps - steps / 2);
-    flow_ = static_cast<std::uint16_t>(flow_ + PushCoarseFlow(nodes_, size_, FindCoarseFlow(coarse), CoarseWork{workers_, progress_}));
+    const Flow coarseFlow = FindCoarseFlow(coarse);
+    if (progress_.IsCancelled()) return;
+    flow_ = static_cast<std::uint16_t>(flow_ + PushCoarseFlow(nodes_, size_, coarseFlow, CoarseWork{workers_, progress_}));
+    ReplantTrees();
+    fine.SetTotal(GetStepCount());
+    Search(WorkBudget::kUnlimited, fine);
+}
+
+// Forgets all trees but their roots, for a search that begins anew.
+void Solver::ReplantTrees() {
     ShareOut(workers_, nodes_.layout.GetPaddedHeight() / GridLayout::kTileSide, [&](std::uint32_t tileRow) {
         const NodeIndex count = GridLayout::kTileSide * nodes_.layout.GetPaddedWidth(), first = tileRow * count;
         for (NodeIndex i = 0; i < count; ++i) Plant(first + i, LabelOf(nodes_.flags[first + i]));
         std::fill_n(nodes_.stamp + first, count, 0);
     });
-    fine.SetTotal(GetStepCount());
-    Search(WorkBudget::kUnlimited, fine);
 }
 
 // The coarser grid gets its own head start from the next coarser one at once.
@@ -191,6 +198,7 @@ Flow Solver::FindCoarseFlow(Core::IProgressController& progress) const {
     const PictureSize size = size_.Halved();
     const HeadStart atOnce{.minPixels = headStart_.coarsestPixels, .coarsestPixels = headStart_.coarsestPixels, .workPerPixel = 0};
     std::optional<Capacities> capacities = Coarsen(nodes_, size_, CoarseWork{workers_, progress});
+    if (progress.IsCancelled()) return {};
     Solver solver(size.width, size.height, workers_, regions_.blockSize, progress, atOnce);
     solver.SetCapacities(*capacities);
     Flow flow{std::move(capacities->right), std::move(capacities->down)};
@@ -210,7 +218,7 @@ Flow Solver::FindCoarseFlow(Core::IProgressController& progress) const {
     return flow;
 }
 
-// Finds the maximum flow, unless it takes more than `budget` units of work or is cancelled.
+// Finds the maximum flow, unless it takes more than `units` of work, or is cancelled.
 Solver::Result Solver::Search(std::int64_t units, Core::IProgressController& progress) {
     RegionPlan plan(nodes_.layout, regions_, boundaryNodes_);
     for (const Boundary& boundary : plan.GetBoundaries()) CloseBoundary(boundary);

@@ -1,8 +1,9 @@
 // Minimum cut on a 4-connected pixel grid, by several workers.
 //
-// Each worker solves regions of the grid, closed against each other, by the algorithm of GridGraphTrees.h, then merges neighbouring
-// regions, opens the boundary between them and solves on from the trees that are there, until one region is left. Which worker
-// does what is left to time, the result is not: the nodes from which flow could still reach the sink are the same for every maximum flow.
+// Each worker solves regions of the grid, closed against each other, by the algorithm of GridGraphTrees.h. It then merges neighbouring
+// regions, opens the boundary between them and continues from the existing trees, until one region is left. Where that takes too long,
+// coarser grids give the search a head start (GridGraphCoarse.h). Which worker does what depends on timing, but the result does not: the
+// nodes from which flow could still reach the sink are the same for every maximum flow. docs/grid-graph.md lists the invariants.
 #pragma once
 
 #include <cstdint>
@@ -21,7 +22,7 @@ namespace Orvexa::Proc::GridGraph {
 struct HeadStart {
     std::size_t minPixels = 250'000;    ///< smaller graphs are solved without
     std::size_t coarsestPixels = 4000;  ///< no graph of up to this size is made coarser
-    double workPerPixel = 16;           ///< what a plain search may cost before it is given up, in units of `WorkBudget`
+    double workPerPixel = 24;           ///< what a plain search may cost before it is given up, in units of `WorkBudget`
 };
 
 /// Built, filled, computed once, read, in this order.
@@ -69,6 +70,7 @@ private:
     std::uint64_t GetStepCount() const { return regions_.GetRegionCount() + regions_.GetBoundaryCount(); }
     void ComputeFromCoarserGrid(std::uint64_t steps);
     Flow FindCoarseFlow(Core::IProgressController& progress) const;
+    void ReplantTrees();
 
     Result Search(std::int64_t units, Core::IProgressController& progress);
     void SearchRegions(RegionPlan& plan, TreeSearch& search, const WorkBudget& budget, Core::IProgressController& progress) const;

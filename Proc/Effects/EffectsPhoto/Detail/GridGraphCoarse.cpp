@@ -14,7 +14,7 @@ namespace {
 // With full flow on all four edges, a pixel's links still fit into 16 bits: 32767 + 4 x 8191 = 65531.
 constexpr int kMaxCoarseEdge = 8191, kMaxCoarseLink = 32767;
 
-// Which worker gets which rows of blocks.
+// Rows of blocks that a worker takes at a time.
 constexpr std::uint32_t kBandRows = 16;
 
 template <class Visit>
@@ -103,7 +103,7 @@ public:
         Push<D>(second, toSecond);
     }
 
-    // Evens out a block by flow around its cycle. What the block as a whole has too much or too little stays with the node that has
+    // Cancels the imbalances within a block by flow around its cycle. The imbalance of the block as a whole stays with the node that has
     // most of it.
     void Balance(const Block& block) {
         std::array excess{SignedTerminal(nodes_, block.a), SignedTerminal(nodes_, block.b), SignedTerminal(nodes_, block.d),
@@ -130,7 +130,7 @@ public:
         Push<kUp>(block.c, std::clamp(x + ca, -aToC, cToA));
     }
 
-    // By how much the maximum flow has become less, modulo 2^16.
+    // By how much the flow still to be found has become less, modulo 2^16.
     std::uint16_t GetSum() const { return static_cast<std::uint16_t>(sum_); }
 
 private:
@@ -151,7 +151,7 @@ private:
         AddToTerminal(to, flow);
     }
 
-    // The cut that has all nodes on the sink's side is worth the capacity of all links from the source: what that loses, every cut loses.
+    // All cuts change by the same amount, and the cut with all nodes on the sink's side costs the sum of the links from the source.
     void AddToTerminal(NodeIndex node, int amount) {
         const int before = SignedTerminal(nodes_, node), after = before + amount;
         nodes_.terminalResidual[node] = static_cast<Capacity>(std::abs(after));

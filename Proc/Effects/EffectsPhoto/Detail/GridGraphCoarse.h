@@ -23,7 +23,7 @@ struct Flow {
     std::vector<Capacity> right, down;
 };
 
-/// Who does the work, and when to stop early: what is returned after cancellation means nothing.
+/// How many threads do the work, and who may cancel it; what is returned after cancellation means nothing.
 struct CoarseWork {
     std::uint32_t workers;
     const Core::IProgressController& progress;
@@ -32,9 +32,9 @@ struct CoarseWork {
 /// The residual capacities of a graph of `size`, added up over blocks of 2 x 2 pixels.
 Capacities Coarsen(const NodeArrays& nodes, const PictureSize& size, const CoarseWork& work);
 
-/// Pushes flow that was found on the coarser grid through the residual capacities of a graph of `size`, as far as these allow. Where
-/// more arrives at a node than leaves it, or less, its link with a terminal changes instead. Labels are left to tell, for nodes with
-/// terminal residual, which terminal that is. Returns by how much the maximum flow has become less, modulo 2^16.
+/// Pushes flow that was found on the coarser grid through the residual capacities of a graph of `size`, as far as these allow. The links
+/// of a node take up the difference between what arrives and what leaves. Updates residual capacities, and the labels of nodes with
+/// terminal residual, but no edge bits and no parents. Returns by how much the flow that is still to be found has become less, modulo 2^16.
 std::uint16_t PushCoarseFlow(const NodeArrays& nodes, const PictureSize& size, const Flow& flow, const CoarseWork& work);
 
 }  // namespace Orvexa::Proc::GridGraph
