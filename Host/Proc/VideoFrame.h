@@ -31,6 +31,7 @@ public:
     void Crop(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height) override;
     std::optional<ConstPlane> GetExtraAlpha(std::uint8_t index) const override;
     bool SharesPixels() const override { return storage_.use_count() > 1; }
+    void ClearExtraAlpha() override { extraAlpha_ = {}; }
 
 private:
     struct ExtraAlpha {
