@@ -95,6 +95,7 @@ void Apply(const ApplyOptions& options, const Core::ProgressPtr& progress) {
     for (Proc::FramePtr& picture : pictures) picture = Converted(std::move(picture), options, factory);
 
     pictures = runner.Run(std::move(pictures));
+    PrintNotes(NameOf(options.output, "stdout"), runner.GetNotes(), options);
     if (pictures.size() > 1 && options.output.find(kNumberMark) == std::string::npos) {
         ThrowUsage("writing " + NameOf(options.output, "stdout"),
                    "the chain gives " + std::to_string(pictures.size()) + " pictures; a {} in the name takes their numbers");

@@ -101,7 +101,7 @@ void ReadFurtherPictures(Batch& batch) {
 }
 
 // The picture after the chain. The chain's errors know nothing of files, so the file's name comes before them.
-Proc::FramePtr RunChain(const Batch& batch, const std::string& input, Proc::FramePtr picture) {
+Proc::FramePtr RunChain(const Batch& batch, const std::string& input, Proc::FramePtr picture, Io::Notes& notes) {
     try {
         // Effects remember what they were last used for, so each picture gets new ones. A view can be given a time of its own, and its
         // pixels are not written into, because it shares them.
@@ -109,7 +109,9 @@ Proc::FramePtr RunChain(const Batch& batch, const std::string& input, Proc::Fram
                            [&](const Core::ioPath& file) { return Proc::CloneFrame(*batch.furtherPictures.at(file), Proc::kCloneView); });
         std::vector<Proc::FramePtr> pictures;
         pictures.push_back(Converted(std::move(picture), batch.options, batch.factory));
-        return runner.Run(std::move(pictures)).front();
+        const Proc::FramePtr result = runner.Run(std::move(pictures)).front();
+        notes = runner.GetNotes();
+        return result;
     } catch (const CommandError& error) {
         throw CommandError(error.GetExitCode(), input, error.what(), error.GetOrigin());
     }
@@ -129,10 +131,12 @@ void Process(const Batch& batch, const BatchItem& item, MemoryBudget& budget, Le
         Io::WriteOptions writing;
         writing.quality = batch.options.quality;
         writing.metadata = std::move(image.metadata);
-        const Proc::FramePtr result = RunChain(batch, item.input, std::move(image.frame));
+        const Proc::FramePtr result = RunChain(batch, item.input, std::move(image.frame), report.outputNotes);
         const Core::ioPath output = batch.folder / item.outputName;
-        While("writing " + output.string(),
-              [&] { report.outputNotes = Io::WriteImage(output, item.format, result, writing, batch.factory); });
+        While("writing " + output.string(), [&] {
+            const Io::Notes notes = Io::WriteImage(output, item.format, result, writing, batch.factory);
+            report.outputNotes.insert(report.outputNotes.end(), notes.begin(), notes.end());
+        });
         While("recording " + output.string(), [&] { ledger.Add(item.outputName, batch.GetEntry(item, stamp)); });
         report.status = BatchStatus::Done;
     } catch (...) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "Cli/AlphaKeeper.h"
 #include "Cli/Errors.h"
 #include "Host/Settings/Common/SettingsColorspaceConverter.h"
 
@@ -56,7 +57,7 @@ FramePtr InFormat(const Proc::FactoryPtr& factory, FramePtr picture, PixFmt pixF
 }
 
 ChainRunner::ChainRunner(const Proc::FactoryPtr& factory, const Chain& chain, const PictureReader& read, Core::ProgressPtr progress)
-    : progress_(std::move(progress)) {
+    : factory_(factory), progress_(std::move(progress)) {
     for (const Step& step : chain) {
         RunningStep running{&step, {}, {}};
         While("setting up " + step.effect->GetName(), [&] {
@@ -90,7 +91,9 @@ Pictures ChainRunner::Run(Pictures pictures) {
         const std::string& name = running.step->effect->GetName();
         While("running " + name, [&] {
             if (progress_ != nullptr) progress_->SetStage(name);
+            const AlphaKeeper alpha(factory_, *running.step, pictures);
             std::visit([&](const auto& effect) { RunStep(effect, running.with, pictures); }, running.effect);
+            alpha.Restore(pictures, notes_);
             if (progress_ != nullptr && progress_->IsCancelled()) Throw("cancelled");
             CheckResult(pictures);
         });

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Cli/Chain.h"
+#include "Host/Io/ImageFiles.h"
 
 namespace Kalvatri {
 
@@ -22,6 +23,9 @@ public:
     /// and cancellation throw `CommandError`.
     std::vector<Orvexa::Proc::FramePtr> Run(std::vector<Orvexa::Proc::FramePtr> pictures);
 
+    /// What the effects have taken from the pictures.
+    const Orvexa::Io::Notes& GetNotes() const { return notes_; }
+
     /// The effects' statistics, an array with one object a step.
     Json GetStatistics() const;
 
@@ -33,7 +37,9 @@ private:
         std::vector<Orvexa::Proc::FramePtr> with;
     };
 
+    Orvexa::Proc::FactoryPtr factory_;
     Orvexa::Core::ProgressPtr progress_;
+    Orvexa::Io::Notes notes_;
     std::vector<RunningStep> steps_;
 };
 
