@@ -1,9 +1,10 @@
 #include "Cli/ChainRunner.h"
 
 #include <algorithm>
-#include <mutex>
 #include <string>
+#include <utility>
 
+#include "Cli/AlphaKeeper.h"
 #include "Cli/ChainProgress.h"
 #include "Cli/Errors.h"
 #include "Host/Core/Notes.h"
@@ -134,9 +135,13 @@ void ChainRunner::Record(RunningStep& running, const AnyEffect& effect) {
     const Core::Property statistics = StatisticsOf(effect);
     AddStatistics(running.statistics, ToJson(statistics));
     const Core::Property* const note = statistics.FindChild(Core::kNoteKey);
-    if (note == nullptr) return;
-    const std::string text = running.step->effect->GetName() + ": " + note->GetValue();
-    if (std::find(notes_.begin(), notes_.end(), text) == notes_.end()) notes_.push_back(text);
+    if (note != nullptr) AddNote(running, note->GetValue());
+}
+
+void ChainRunner::AddNote(const RunningStep& running, const std::string& text) {
+    std::string note = running.step->effect->GetName() + ": " + text;
+    const std::lock_guard lock(notesMutex_);
+    if (std::find(notes_.begin(), notes_.end(), note) == notes_.end()) notes_.push_back(std::move(note));
 }
 
 void ChainRunner::RunOnAll(const RunningStep& running, Pictures& pictures) const {
@@ -153,8 +158,9 @@ void ChainRunner::RunOnAll(const RunningStep& running, Pictures& pictures) const
     });
 }
 
-void ChainRunner::RunOnOne(const RunningStep& running, const AnyEffect& effect, FramePtr& picture) const {
+void ChainRunner::RunOnOne(const RunningStep& running, const AnyEffect& effect, FramePtr& picture) {
     While("running " + running.step->effect->GetName(), [&] {
+        const AlphaKeeper alpha(factory_, *running.step, picture);
         if (const auto* const oneInput = std::get_if<Proc::OneInputPtr>(&effect)) {
             (*oneInput)->ProcessData(picture);
         } else {
@@ -163,6 +169,7 @@ void ChainRunner::RunOnOne(const RunningStep& running, const AnyEffect& effect, 
         }
         ThrowIfCancelled();
         if (picture == nullptr) Throw(kNoPicture);
+        if (!alpha.Restore(picture)) AddNote(running, "it works without transparency, which is lost");
     });
 }
 

@@ -2,12 +2,14 @@
 #pragma once
 
 #include <functional>
+#include <mutex>
 #include <span>
 #include <string>
 #include <variant>
 #include <vector>
 
 #include "Cli/Chain.h"
+#include "Host/Io/ImageFiles.h"
 
 namespace Kalvatri {
 
@@ -45,14 +47,16 @@ private:
     void Spend(RunningStep& running, Use&& use);
     void Record(RunningStep& running, const AnyEffect& effect);
     void RunOnAll(const RunningStep& running, std::vector<Orvexa::Proc::FramePtr>& pictures) const;
-    void RunOnOne(const RunningStep& running, const AnyEffect& effect, Orvexa::Proc::FramePtr& picture) const;
+    void RunOnOne(const RunningStep& running, const AnyEffect& effect, Orvexa::Proc::FramePtr& picture);
     void RunOnEach(std::span<RunningStep> steps, std::vector<Orvexa::Proc::FramePtr>& pictures);
+    void AddNote(const RunningStep& running, const std::string& text);
     void SetStage(std::string_view name) const;
     void ThrowIfCancelled() const;
 
     Orvexa::Proc::FactoryPtr factory_;
     Orvexa::Core::ProgressPtr progress_;
     std::vector<RunningStep> steps_;
+    std::mutex notesMutex_;
     std::vector<std::string> notes_;
 };
 

@@ -6,7 +6,7 @@
 namespace Orvexa {
 
 struct ImplNames {
-    static inline const std::string DEFAULT = "Default";  ///< whichever implementation the factory prefers
+    static inline const std::string DEFAULT = "Default";  ///< see `IEffectFactory::CreateOneInputEffect`
     static inline const std::string ORVEXA = "Orvexa";    ///< the effects of this project's module
     static inline const std::string HOST = "Host";        ///< the host's own sub-effects
 };

@@ -8,17 +8,7 @@ namespace Orvexa {
 
 namespace Core {
 
-namespace {
-
-std::string NameOf(const void* address) {
-    const boost::stacktrace::frame frame(address);
-    const std::string name = frame.name();
-    std::ostringstream text;
-    text << (name.empty() ? "?" : name) << " [" << address << ']';
-    return text.str();
-}
-
-}  // namespace
+namespace {}  // namespace
 
 CallStack GetCallStack() {
     constexpr std::size_t kInnermostSkipped = 1, kMaxDepth = 64;
@@ -31,7 +21,11 @@ CallStack GetCallStack() {
 
 std::string CallStack::ToString() const {
     std::ostringstream text;
-    for (std::size_t i = 0; i < frames_.size(); ++i) text << "  #" << i << ' ' << NameOf(frames_[i]) << '\n';
+    for (std::size_t i = 0; i < frames_.size(); ++i) {
+        // Functions that a library does not export have no name in a release; an address alone tells nothing.
+        const std::string name = boost::stacktrace::frame(frames_[i]).name();
+        if (!name.empty()) text << "  #" << i << ' ' << name << '\n';
+    }
     return text.str();
 }
 

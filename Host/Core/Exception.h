@@ -19,7 +19,7 @@ public:
     CallStack() = default;
     explicit CallStack(std::vector<const void*> frames) : frames_(std::move(frames)) {}
     bool IsEmpty() const { return frames_.empty(); }
-    /// One line a frame.
+    /// One line per frame whose function's name is known.
     std::string ToString() const;
 
 private:

@@ -23,8 +23,8 @@ protected:
         }
         if (frame->GetPixFmt() == PixFmt::Pal8) {
             frame = ConvertPixFmt(*frame, PixFmt::Rgba, allocator_);
-        } else if (!IsExclusive(frame)) {
-            frame = CloneFrame(*frame, kCloneIndependent);
+        } else {
+            MakeWritable(frame);
         }
         CopyChannel(GetChannel(*mask, ChannelKind::Luma), GetChannel(*frame, ChannelKind::Alpha));
     }

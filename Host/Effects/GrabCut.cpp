@@ -42,6 +42,8 @@ public:
     using HostTwoInput::HostTwoInput;
 
 protected:
+    const std::string& GetImplName() const override { return ImplPhotoNames::OPENCV; }
+
     void Process(FramePtr& frame, const ConstFramePtr& second) override {
         CheckSizes(*frame, *second);
         if (second->GetPixFmt() == PixFmt::Gray8) {

@@ -6,7 +6,6 @@
 
 #include <string>
 
-#include "Host/Core/Exception.h"
 #include "Host/Proc/SettingsEffect.h"
 
 namespace Orvexa::Proc {
@@ -20,11 +19,15 @@ public:
     void SetSettings(const Settings& settings) override { this->settings_ = dynamic_cast<const SettingsT&>(settings); }
 
     Core::Property GetStatistic() const override {
-        const std::string name = SettingsT::CLASS_ID + "_" + ImplNames::HOST;
+        const std::string name = SettingsT::CLASS_ID + "_" + GetImplName();
         Core::Property statistics = Core::MakeStatistics(name, 0, this->processedCount_);
         statistics.SetChild(Core::PerformanceTimer::IMPL_NAME, name);
         return statistics;
     }
+
+protected:
+    /// The implementation name that the effect is registered under.
+    virtual const std::string& GetImplName() const { return ImplNames::HOST; }
 };
 
 /// A sub-effect on one frame.
@@ -35,14 +38,13 @@ public:
     using IOneInputEffectVideo::ProcessData;
 
     void ProcessData(DataPtr& data) override {
-        if (data == nullptr) Throw("There is no frame to process!");
         this->KeepTiming(data, [this](FramePtr& frame) { Process(frame); });
         ++this->processedCount_;
     }
 
 protected:
     /// Puts the result into `frame`: a new frame, or the same one when nothing is to be done. Pixels that anyone else can see must not
-    /// be changed; `IsExclusive` tells when nobody can.
+    /// be changed; check `IsExclusive`.
     virtual void Process(FramePtr& frame) = 0;
 };
 
@@ -77,7 +79,7 @@ public:
 
     void ProcessData(DataPtr& data, const ConstDataPtr& second) override {
         const ConstFramePtr secondFrame = boost::dynamic_pointer_cast<const IDataVideo>(second);
-        if (data == nullptr || secondFrame == nullptr) Throw("There is no frame to process!");
+        this->RequireFrame(secondFrame);
         this->KeepTiming(data, [&](FramePtr& frame) { Process(frame, secondFrame); });
         ++this->processedCount_;
     }

@@ -58,6 +58,8 @@ void RegisterHostEffects(IEffectFactory& factory) {
     Add<SettingsEffectVideoGenerator>(factory, CreateAperture);
     Add<SettingsResizer>(factory, CreateResizer);
     factory.RegisterTwoInputEffect(SettingsEffectSegmentation::CLASS_ID, ImplPhotoNames::OPENCV, CreateGrabCut, 0);
+    // Face masks rely on its order of inputs, which is not that of the module's effect.
+    factory.MarkDefault(EffectKind::TwoInput, SettingsEffectSegmentation::CLASS_ID, ImplPhotoNames::OPENCV);
     AddProvided<SettingsEffectCharcoal>(factory, ImplPhotoNames::IMAGEMAGICK, kMagickLibrary);
     AddProvided<SettingsEffectNoiseVideo>(factory, ImplPhotoNames::IMAGEMAGICK, kMagickLibrary);
     AddProvided<SettingsEffectOilPaint>(factory, ImplPhotoNames::IMAGEMAGICK, kMagickLibrary);

@@ -1,9 +1,9 @@
-// Planes as OpenCV sees them.
+// Planes and channels as OpenCV sees them.
 #pragma once
 
 #include <opencv2/core.hpp>
 
-#include "Host/Proc/Plane.h"
+#include "Host/Effects/Channels.h"
 
 namespace Orvexa::Proc {
 
@@ -16,6 +16,16 @@ inline cv::Mat AsMat(const Plane& plane) {
 inline const cv::Mat AsMat(const ConstPlane& plane) {
     return AsMat(Plane(const_cast<std::uint8_t*>(plane.GetData()), plane.GetStride(), plane.GetWidth(), plane.GetHeight(),
                        plane.GetBytesPerPixel(), false));
+}
+
+/// The alpha of a frame on the grid of one of its planes, one byte a sample. The frame's format must carry alpha.
+inline cv::Mat AlphaOnGridOf(const IDataVideo& frame, std::uint8_t plane) {
+    const PixFmtDescription& description = PixFmtDescription::Get(frame.GetPixFmt());
+    const ConstPlane grid = frame.GetPlane(plane);
+    cv::Mat alpha(static_cast<int>(grid.GetHeight()), static_cast<int>(grid.GetPixelsPerRow()), CV_8U);
+    const Channel to{alpha.data, static_cast<std::int64_t>(alpha.step), 1, alpha.cols, alpha.rows};
+    ResampleChannel(GetChannel(frame, ChannelKind::Alpha), to, description.GetShiftX(plane), description.GetShiftY(plane));
+    return alpha;
 }
 
 }  // namespace Orvexa::Proc

@@ -1,4 +1,5 @@
-// Pad: adds margins to a frame, filled with a colour, mirrored about the outermost pixels (which are not repeated) or replicated from them.
+// Pad: adds margins to a frame, filled with a colour, with more of a texture, mirrored about the outermost pixels (which are not repeated)
+// or replicated from them.
 //
 // On subsampled planes the left and top margins are rounded down, as offsets are everywhere, and the right and bottom ones take
 // what is left of the plane. In an indexed frame the colour is the nearest one of the palette.
@@ -8,8 +9,10 @@
 #include <opencv2/core.hpp>
 
 #include "Host/Conf/PixFmtDescription.h"
+#include "Host/Effects/ConvertPixFmt.h"
 #include "Host/Effects/HostEffect.h"
 #include "Host/Effects/Mats.h"
+#include "Host/Effects/Texture.h"
 #include "Host/Settings/Common/SettingsEffectPad.h"
 
 namespace Orvexa::Proc {
@@ -18,10 +21,11 @@ namespace {
 int BorderType(PadMode mode) {
     switch (mode) {
         case PadMode::Fill: return cv::BORDER_CONSTANT;
-        case PadMode::Mirror: return cv::BORDER_REFLECT_101;
         case PadMode::Replicate: return cv::BORDER_REPLICATE;
+        case PadMode::Mirror: return cv::BORDER_REFLECT_101;
+        case PadMode::Texture: break;  // is no border of OpenCV's
     }
-    Throw("Pad mode is not supported! It must be 0, 1 or 2.");
+    Throw("Pad mode is not supported! It must be 0..3.");
 }
 
 std::uint32_t PaddedSide(std::uint32_t side, std::uint32_t before, std::uint32_t after) {
@@ -58,6 +62,10 @@ protected:
         FrameInfo info = source->GetFrameInfo();
         info.width = PaddedSide(info.width, margins.left, margins.right);
         info.height = PaddedSide(info.height, margins.top, margins.bottom);
+        if (settings_.GetMode() == PadMode::Texture) {
+            frame = Extended(*source, info);
+            return;
+        }
         FramePtr target = NewFrame(allocator_, source->GetPixFmt(), info);
         const int border = BorderType(settings_.GetMode());
         const PixFmtDescription& description = PixFmtDescription::Get(source->GetPixFmt());
@@ -78,6 +86,24 @@ protected:
     }
 
 private:
+    // Windows of a texture may start anywhere, for which every pixel needs samples of its own. An indexed frame becomes RGBA.
+    FramePtr Extended(const IDataVideo& source, const FrameInfo& info) const {
+        const PixFmtDescription& description = PixFmtDescription::Get(source.GetPixFmt());
+        const bool isIndexed = description.kind == PixFmtDescription::Kind::Indexed;
+        const bool isSubsampled = description.chromaShiftX + description.chromaShiftY > 0;
+        const PixFmt working = isIndexed                ? PixFmt::Rgba
+                               : !isSubsampled          ? source.GetPixFmt()
+                               : description.HasAlpha() ? PixFmt::Yuva444p
+                                                        : PixFmt::Yuv444p;
+        const ConstFramePtr texture = working == source.GetPixFmt() ? ConstFramePtr(&source) : ConvertPixFmt(source, working, allocator_);
+        FramePtr extended = NewFrame(allocator_, working, info);
+        for (std::uint8_t i = 0; i < GetPlanesCount(*texture); ++i) {
+            ExtendTexture(AsMat(texture->GetPlane(i)), AsMat(extended->GetPlane(i)), static_cast<int>(settings_.GetMargins().left),
+                          static_cast<int>(settings_.GetMargins().top));
+        }
+        return isSubsampled ? ConvertPixFmt(*extended, source.GetPixFmt(), allocator_) : extended;
+    }
+
     // The fill colour as a pixel of one plane.
     cv::Scalar FillValue(const IDataVideo& source, std::uint8_t plane) const {
         if (settings_.GetMode() != PadMode::Fill) return {};

@@ -1,6 +1,7 @@
 // Resizer: scales a frame plane by plane, chroma to the chroma grid of the new size.
 //
-// Where an axis shrinks, the samples under each new one are averaged, so that fine patterns fade instead of turning into false ones. An
+// Where an axis shrinks, the samples under each new one are averaged, so that fine patterns fade instead of turning into false ones. A
+// transparent picture's colours are mixed in proportion to their alpha, so that what is hidden does not tint what shows. An
 // indexed frame keeps its indices with the nearest-neighbour method only: any other mixes colours that its palette lacks, so the frame
 // is expanded first and the result is RGBA.
 
@@ -13,6 +14,7 @@
 #include "Host/Effects/ConvertPixFmt.h"
 #include "Host/Effects/HostEffect.h"
 #include "Host/Effects/Mats.h"
+#include "Host/Effects/Transparency.h"
 #include "Host/Settings/Common/SettingsResizer.h"
 
 namespace Orvexa::Proc {
@@ -110,6 +112,27 @@ void ResizePlane(const cv::Mat& from, cv::Mat to, int enlarging) {
     }
 }
 
+// Products of two bytes in 16 bits, halved to leave room for the overshoot of cubic and Lanczos weights.
+constexpr double kProductScale = 0.5;
+
+// One colour channel of a plane, mixed in proportion to the alpha on the plane's grid. Where nothing shows, the target is left as it is.
+void ResizeWeighted(const cv::Mat& from, const cv::Mat& alpha, const cv::Mat& resizedAlpha, cv::Mat to, int channel, int enlarging) {
+    cv::Mat samples, products, resized(to.size(), CV_16U);
+    cv::extractChannel(from, samples, channel);
+    cv::multiply(samples, alpha, products, kProductScale, CV_16U);
+    samples.release();
+    ResizePlane(products, resized, enlarging);
+    for (int y = 0; y < to.rows; ++y) {
+        const auto *sum = resized.ptr<std::uint16_t>(y), *weight = resizedAlpha.ptr<std::uint16_t>(y);
+        std::uint8_t* sample = to.ptr(y) + channel;
+        for (int x = 0; x < to.cols; ++x, sample += to.elemSize()) {
+            if (weight[x] == 0) continue;
+            const std::uint32_t mean = (std::uint32_t{sum[x]} * 255 + weight[x] / 2) / weight[x];
+            *sample = static_cast<std::uint8_t>(std::min<std::uint32_t>(mean, 255));
+        }
+    }
+}
+
 class Resizer : public HostOneInput<SettingsResizer> {
 public:
     using HostOneInput::HostOneInput;
@@ -126,7 +149,25 @@ protected:
         for (std::uint8_t i = 0; i < description.planes; ++i) {
             ResizePlane(AsMat(source->GetPlane(i)), AsMat(target->GetPlane(i)), EnlargingInterpolation(method, description.IsChroma(i)));
         }
+        if (method != Methods::Nearest && IsTransparent(*source)) WeightColors(*source, *target, method);
         frame = std::move(target);
+    }
+
+private:
+    static void WeightColors(const IDataVideo& source, IDataVideo& target, Methods method) {
+        const PixFmtDescription& description = PixFmtDescription::Get(source.GetPixFmt());
+        const auto colorPlanes = static_cast<std::uint8_t>(description.IsPlanar() ? 3 : 1);
+        for (std::uint8_t i = 0; i < colorPlanes; ++i) {
+            const int enlarging = EnlargingInterpolation(method, description.IsChroma(i));
+            const cv::Mat from = AsMat(source.GetPlane(i)), to = AsMat(target.GetPlane(i)), alpha = AlphaOnGridOf(source, i);
+            cv::Mat scaled, resizedAlpha(to.size(), CV_16U);
+            alpha.convertTo(scaled, CV_16U, 255.0 * kProductScale);  // as fine as the products
+            ResizePlane(scaled, resizedAlpha, enlarging);
+            scaled.release();
+            for (int channel = 0; channel < from.channels(); ++channel) {
+                if (channel != description.alpha) ResizeWeighted(from, alpha, resizedAlpha, to, channel, enlarging);
+            }
+        }
     }
 };
 

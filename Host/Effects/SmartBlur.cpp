@@ -2,7 +2,8 @@
 //
 // A guided filter with the picture as its own guide (K. He, J. Sun, X. Tang, "Guided image filtering", IEEE TPAMI 35(6), 2013): in every
 // window the picture is replaced by a * picture + (1 - a) * mean, a = variance / (variance + tolerance), so that windows with an edge keep
-// it. With an endless tolerance the filter becomes two box filters. Its cost does not depend on the radius.
+// it. With an endless tolerance the filter becomes two box filters. Its cost does not depend on the radius. In a transparent picture all
+// means are weighted by alpha.
 
 #include <algorithm>
 #include <cmath>
@@ -12,6 +13,7 @@
 #include "Host/Effects/ConvertPixFmt.h"
 #include "Host/Effects/HostEffect.h"
 #include "Host/Effects/Mats.h"
+#include "Host/Effects/Transparency.h"
 #include "Host/Settings/Common/SettingsEffectSmartBlur.h"
 
 namespace Orvexa::Proc {
@@ -28,17 +30,26 @@ struct Strength {
     bool IsNeutral() const { return (radius <= 0 || blur <= 0) && sharpen <= 0; }
 };
 
-// One byte a sample, `shift`: log2 of how coarse the samples are against the picture's pixels.
-cv::Mat Smoothed(const cv::Mat& samples, const Strength& strength, int shift) {
+// `blur` of values, each counted by its weight; without weights all count alike. Where none counts, the result is 0.
+template <class Blur>
+cv::Mat WeightedMean(const cv::Mat& values, const cv::Mat& weights, Blur&& blur) {
+    constexpr double kNothing = 1e-6;  // a sample of the lowest alpha counts 1/255 in a window of up to 29 x 29 = 841
+    return weights.empty() ? blur(values) : cv::Mat(blur(values.mul(weights)) / cv::max(blur(weights), kNothing));
+}
+
+// One byte a sample; `weights` are 0..1 or empty; `shift`: log2 of how coarse the samples are against the picture's pixels.
+cv::Mat Smoothed(const cv::Mat& samples, const cv::Mat& weights, const Strength& strength, int shift) {
     cv::Mat picture;
     samples.convertTo(picture, CV_32F);
     const int radius = static_cast<int>(std::lround(std::clamp(strength.radius / kPercent, 0.0, 1.0) * kMaxRadius)) >> shift;
     if (radius > 0 && strength.blur > 0) {
         const cv::Size window(2 * radius + 1, 2 * radius + 1);
-        const auto mean = [&](const cv::Mat& of) {
-            cv::Mat result;
-            cv::boxFilter(of, result, CV_32F, window, cv::Point(-1, -1), true, cv::BORDER_REFLECT_101);
-            return result;
+        const auto mean = [&](const cv::Mat& values) {
+            return WeightedMean(values, weights, [&](const cv::Mat& of) {
+                cv::Mat result;
+                cv::boxFilter(of, result, CV_32F, window, cv::Point(-1, -1), true, cv::BORDER_REFLECT_101);
+                return result;
+            });
         };
         const cv::Mat average = mean(picture);
         if (strength.blur >= kPercent) {
@@ -53,8 +64,11 @@ cv::Mat Smoothed(const cv::Mat& samples, const Strength& strength, int shift) {
         }
     }
     if (strength.sharpen > 0) {
-        cv::Mat soft;
-        cv::GaussianBlur(picture, soft, cv::Size(), kSharpenDeviation, kSharpenDeviation, cv::BORDER_REFLECT_101);
+        const cv::Mat soft = WeightedMean(picture, weights, [](const cv::Mat& of) {
+            cv::Mat result;
+            cv::GaussianBlur(of, result, cv::Size(), kSharpenDeviation, kSharpenDeviation, cv::BORDER_REFLECT_101);
+            return result;
+        });
         picture += (picture - soft) * (strength.sharpen / kPercent);
     }
     cv::Mat result;
@@ -89,16 +103,19 @@ private:
     void Smooth(FramePtr& frame, const Strength& luma, const Strength& chroma) const {
         const PixFmtDescription& description = PixFmtDescription::Get(frame->GetPixFmt());
         const FramePtr smooth = NewFrame(allocator_, frame->GetPixFmt(), frame->GetFrameInfo());
+        const bool isTransparent = IsTransparent(*frame);
         for (std::uint8_t i = 0; i < description.planes; ++i) {
             const cv::Mat source = AsMat(std::as_const(*frame).GetPlane(i));
             cv::Mat target = AsMat(smooth->GetPlane(i));
             std::vector<cv::Mat> channels;
             cv::split(source, channels);
+            cv::Mat weights;
+            if (isTransparent) AlphaOnGridOf(*frame, i).convertTo(weights, CV_32F, 1.0 / 255.0);
             const Strength& strength = description.IsChroma(i) ? chroma : luma;
             for (int channel = 0; channel < static_cast<int>(channels.size()); ++channel) {
                 const bool isAlpha = i == 3 || (description.alpha == channel && description.kind == PixFmtDescription::Kind::Packed);
                 if (!isAlpha && !strength.IsNeutral()) {
-                    channels[static_cast<std::size_t>(channel)] = Smoothed(channels[static_cast<std::size_t>(channel)], strength,
+                    channels[static_cast<std::size_t>(channel)] = Smoothed(channels[static_cast<std::size_t>(channel)], weights, strength,
                                                                            std::max(description.GetShiftX(i), description.GetShiftY(i)));
                 }
             }

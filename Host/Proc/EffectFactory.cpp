@@ -28,6 +28,7 @@ bool EffectFactory::Register(EffectKind kind, const std::string& classId, const 
     });
     Row row{{kind, classId, implName}, creator, library};
     if (same != rows_.end()) {
+        row.isDefault = same->isDefault;
         *same = std::move(row);
         return false;
     }
@@ -51,38 +52,36 @@ void EffectFactory::RegisterProvider(EffectKind kind, const std::string& classId
     Register(kind, classId, implName, nullptr, library);
 }
 
-EffectFactory::Row* EffectFactory::FindRow(EffectKind kind, const std::string& classId, const std::string& implName) {
-    Row* modules = nullptr;
-    for (Row& row : rows_) {
-        const Registration& candidate = row.registration;
-        if (candidate.kind != kind || candidate.classId != classId) continue;
-        if (implName != ImplNames::DEFAULT) {
-            if (candidate.implName == implName) return &row;
-        } else if (candidate.implName != ImplNames::ORVEXA) {
-            return &row;  // the host's own goes first
-        } else {
-            modules = &row;
-        }
+void EffectFactory::MarkDefault(EffectKind kind, const std::string& classId, const std::string& implName) {
+    const std::lock_guard lock(mutex_);
+    RequireRow(kind, classId, implName).isDefault = true;
+}
+
+EffectFactory::Row& EffectFactory::RequireRow(EffectKind kind, const std::string& classId, const std::string& implName) {
+    const auto rank = [&](const Row& row) {
+        if (row.registration.kind != kind || row.registration.classId != classId) return 0;
+        if (implName != ImplNames::DEFAULT) return row.registration.implName == implName ? 1 : 0;
+        return row.isDefault ? 3 : row.registration.implName == ImplNames::ORVEXA ? 2 : 1;
+    };
+    const auto best = std::max_element(rows_.begin(), rows_.end(), [&](const Row& a, const Row& b) { return rank(a) < rank(b); });
+    if (best == rows_.end() || rank(*best) == 0) {
+        Throw("There is no " + std::string(kKindNames[static_cast<int>(kind)]) + " effect " + classId + " of the implementation " +
+              implName + "!");
     }
-    return modules;
+    return *best;
 }
 
 template <class Creator>
 Creator* EffectFactory::FindCreator(EffectKind kind, const std::string& classId, const std::string& implName) {
     const std::lock_guard lock(mutex_);
-    Row* row = FindRow(kind, classId, implName);
-    if (row != nullptr && row->creator == nullptr) {
+    if (const Row& row = RequireRow(kind, classId, implName); row.creator == nullptr) {
         using RegisterFunction = void(IEffectFactory*);
-        auto* provide = reinterpret_cast<RegisterFunction*>(LoadSymbol(GetPluginDirectory() / row->library, "RegisterProvider"));
+        auto* provide = reinterpret_cast<RegisterFunction*>(LoadSymbol(GetPluginDirectory() / row.library, "RegisterProvider"));
         provide(this);
-        row = FindRow(kind, classId, implName);
-        if (row->creator == nullptr) Throw("The library " + row->library + " does not provide " + classId + "!");
     }
-    if (row == nullptr) {
-        Throw("There is no " + std::string(kKindNames[static_cast<int>(kind)]) + " effect " + classId + " of the implementation " +
-              implName + "!");
-    }
-    return reinterpret_cast<Creator*>(row->creator);
+    const Row& row = RequireRow(kind, classId, implName);
+    if (row.creator == nullptr) Throw("The library " + row.library + " does not provide " + classId + "!");
+    return reinterpret_cast<Creator*>(row.creator);
 }
 
 void EffectFactory::CreateOneInputEffect(OneInputPtr& out, const std::string& classId, const std::string& implName,

@@ -29,6 +29,7 @@ public:
     void CreateVarInputEffect(VarInputPtr& out, const std::string& classId, const std::string& implName,
                               const AllocatorPtr& allocator) override;
     void RegisterProvider(EffectKind kind, const std::string& classId, const std::string& implName, const std::string& library) override;
+    void MarkDefault(EffectKind kind, const std::string& classId, const std::string& implName) override;
     std::vector<Registration> GetRegistrations() const override;
     const AllocatorPtr& GetAllocator() const override { return allocator_; }
 
@@ -37,12 +38,13 @@ private:
         Registration registration;
         void (*creator)() = nullptr;  // of the type that the kind tells; null while the provider is not loaded
         std::string library;
+        bool isDefault = false;
     };
 
     bool Register(EffectKind kind, const std::string& classId, const std::string& implName, void (*creator)(), const std::string& library);
     template <class Creator>
     Creator* FindCreator(EffectKind kind, const std::string& classId, const std::string& implName);
-    Row* FindRow(EffectKind kind, const std::string& classId, const std::string& implName);
+    Row& RequireRow(EffectKind kind, const std::string& classId, const std::string& implName);
 
     AllocatorPtr allocator_;
     mutable std::recursive_mutex mutex_;  // a provider registers itself while it is being asked for

@@ -50,6 +50,8 @@ public:
     virtual std::optional<ConstPlane> GetExtraAlpha(std::uint8_t index) const = 0;
     /// True while another frame views the same pixels.
     virtual bool SharesPixels() const = 0;
+    /// Detaches the extra alpha planes.
+    virtual void ClearExtraAlpha() = 0;
 
     /// Sets every pixel to `color`, converted to the frame's format, alpha included when the format has alpha. An indexed frame gets index
     /// 0 everywhere and `color` as palette entry 0.
@@ -61,11 +63,14 @@ using ConstDataPtr = boost::intrusive_ptr<const IData>;
 using FramePtr = boost::intrusive_ptr<IDataVideo>;
 using ConstFramePtr = boost::intrusive_ptr<const IDataVideo>;
 
+/// The largest width and height of a frame, in pixels.
+inline constexpr std::uint32_t kMaxFrameSide = 1u << 17;
+
 /// Creates frames.
 class IFrameAllocator : public virtual Core::IRefCountable {
 public:
-    /// Delivers a frame with undefined contents. A side of 0 or above 2^17 pixels, or a plane above 2^31 bytes, throws `EffectException`
-    /// "Frame size is not supported!"; an unknown format "Pixel format is not supported!".
+    /// Delivers a frame with undefined contents. A side of 0 or above `kMaxFrameSide`, or a plane above 2^31 bytes, throws
+    /// `EffectException` "Frame size is not supported!"; an unknown format "Pixel format is not supported!".
     virtual void AllocateFrame(FramePtr& out, PixFmt pixFmt, const FrameInfo& info) = 0;
 };
 
@@ -86,5 +91,9 @@ FramePtr NewFrame(const AllocatorPtr& allocator, PixFmt pixFmt, const FrameInfo&
 
 /// True when nobody but the holder of `frame` can see its pixels, so that they may be changed in place.
 bool IsExclusive(const FramePtr& frame);
+
+/// Prepares a frame for being changed: replaces it by an independent copy unless it is exclusive. Its extra alpha goes in either case, so
+/// that what a frame carries does not depend on who else holds it.
+void MakeWritable(FramePtr& frame);
 
 }  // namespace Orvexa::Proc

@@ -43,8 +43,9 @@ public:
     virtual bool RegisterVarInputEffect(const std::string& classId, const std::string& implName, VarInputCreator* creator,
                                         std::uintptr_t reserved) = 0;
 
-    /// Creates an effect. `ImplNames::DEFAULT` stands for the host's own implementation if it has one, else for the module's. With an empty
-    /// `allocator` the effect gets the factory's own. A request that cannot be met throws `EffectException` naming the class identifier.
+    /// Creates an effect. `ImplNames::DEFAULT` stands for the implementation marked as default, else for the module's
+    /// (`ImplNames::ORVEXA`), else for the first of the host's. With an empty `allocator` the effect gets the factory's own. A request that
+    /// cannot be met throws `EffectException` naming the class identifier.
     virtual void CreateOneInputEffect(OneInputPtr& out, const std::string& classId, const std::string& implName,
                                       const AllocatorPtr& allocator) = 0;
     virtual void CreateTwoInputEffect(TwoInputPtr& out, const std::string& classId, const std::string& implName,
@@ -54,6 +55,9 @@ public:
 
     /// Names a library that registers the implementation of `classId` under `implName` and is loaded when that is first asked for.
     virtual void RegisterProvider(EffectKind kind, const std::string& classId, const std::string& implName, const std::string& library) = 0;
+
+    /// Makes a registered implementation the one that `ImplNames::DEFAULT` stands for, even if the module has one.
+    virtual void MarkDefault(EffectKind kind, const std::string& classId, const std::string& implName) = 0;
 
     virtual std::vector<Registration> GetRegistrations() const = 0;
     /// The allocator that effects get when the request carries none.

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "Host/Core/Exception.h"
 #include "Host/Proc/IEffectFactory.h"
 
 namespace Orvexa::Proc {
@@ -22,9 +23,15 @@ public:
     bool QueryCapability() const override { return false; }
 
 protected:
+    template <class Pointer>
+    static void RequireFrame(const Pointer& frame) {
+        if (frame == nullptr) Throw("There is no frame to process!");
+    }
+
     /// Runs `process` on the frame that `data` holds; the frame that it holds afterwards, if any, gets the same timing.
     template <class Process>
     static void KeepTiming(DataPtr& data, Process&& process) {
+        RequireFrame(data);
         const std::int64_t timestamp = data->GetTimestamp();
         const std::int64_t duration = data->GetDuration();
         LendAs<IDataVideo>(data, process);

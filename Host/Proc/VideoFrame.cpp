@@ -9,7 +9,6 @@ namespace Orvexa::Proc {
 
 namespace {
 
-constexpr std::uint32_t kMaxSide = 1u << 17;
 constexpr std::uint64_t kMaxPlaneBytes = std::uint64_t{1} << 31;
 
 constexpr std::uint64_t AlignedStride(std::uint64_t widthBytes) {
@@ -39,7 +38,8 @@ bool HaveSameBytes(const ConstPlane& a, const ConstPlane& b) {
 
 VideoFrame::VideoFrame(std::shared_ptr<PixelPool> pool, PixFmt pixFmt, const FrameInfo& info)
     : pool_(std::move(pool)), description_(&PixFmtDescription::Get(pixFmt)), info_(info) {
-    if (info.width == 0 || info.height == 0 || info.width > kMaxSide || info.height > kMaxSide) Throw("Frame size is not supported!");
+    if (info.width == 0 || info.height == 0 || info.width > kMaxFrameSide || info.height > kMaxFrameSide)
+        Throw("Frame size is not supported!");
     struct Layout {
         std::uint64_t width, height, stride, offset;
     };
@@ -196,6 +196,14 @@ FramePtr NewFrame(const AllocatorPtr& allocator, PixFmt pixFmt, const FrameInfo&
 }
 
 bool IsExclusive(const FramePtr& frame) { return frame->GetRefCount() == 1 && !frame->SharesPixels(); }
+
+void MakeWritable(FramePtr& frame) {
+    if (IsExclusive(frame)) {
+        frame->ClearExtraAlpha();
+    } else {
+        frame = CloneFrame(*frame, kCloneIndependent);
+    }
+}
 
 namespace {
 

@@ -33,6 +33,7 @@ public:
     bool SharesPixels() const override { return storage_.use_count() > 1; }
     /// See the function of that name.
     void ShareExtraAlpha(std::uint8_t index, const VideoFrame& mask);
+    void ClearExtraAlpha() override { extraAlpha_ = {}; }
 
 private:
     struct ExtraAlpha {

@@ -252,7 +252,8 @@ TEST_F(Program, SaysWhatIsLostUnlessQuietAndLogsWhenVerbose) {
 TEST_F(Program, TellsWhereAFailureComesFromWhenAsked) {
     const Outcome outcome = RunKalvatri({"apply", "-v", "-i", folder_.File("missing.png"), "-o", folder_.File("out.png"), "EmptyEffect"});
     EXPECT_EQ(outcome.exitCode, 1);
-    EXPECT_THAT(outcome.err, HasSubstr("does not exist\n  thrown at "));
+    EXPECT_THAT(outcome.err, HasSubstr("does not exist\n  thrown at Host/"));
+    EXPECT_THAT(outcome.err, testing::Not(HasSubstr("? [")));
 }
 
 // Each: one line on stderr with the reason, the exit code, no new file, and an old output as it was.
@@ -367,6 +368,33 @@ TEST_F(Program, AFullDiskIsReportedAndLeavesTheOldFile) {
     EXPECT_EQ(outcome.exitCode, 1);
     EXPECT_THAT(outcome.err, HasSubstr("writing stdout: No space left on device"));
     EXPECT_EQ(RunKalvatri({"list"}, {.stdoutFile = "/dev/full"}).exitCode, 1);
+}
+
+// A picture that shows red on the left and hides cyan on the right.
+TEST_F(Program, TransparencyComesThroughEveryEffectOrIsNamed) {
+    const std::string input = Make("in.png", MakeHalfHidden(PixFmt::Rgba, 64, 48, Color(200, 40, 40), Color(0, 255, 255)));
+    const FramePtr before = Read("in.png");
+    for (const char* effect : {"BlurRadial", "BlurBokeh", "BlackWhite", "Gradient", "WhiteBalance", "TintTemperature", "OilPaint",
+                               "Pixelate", "TiltShift", "Vignette"}) {
+        const Outcome outcome = RunKalvatri({"apply", "-i", input, "-o", folder_.File("out.png"), effect});
+        ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
+        EXPECT_THAT(outcome.err, IsEmpty()) << effect;
+        const FramePtr after = Read("out.png");
+        ASSERT_EQ(after->GetPixFmt(), PixFmt::Rgba) << effect;
+        const std::string_view name = effect;
+        for (std::uint32_t x = 0; x < 64; ++x) {
+            const int alpha = SampleAt(after, x, 24, 3);
+            if (name != "Pixelate") {  // whose cells mix alpha, too
+                EXPECT_EQ(alpha, SampleAt(before, x, 24, 3)) << effect << ' ' << x;
+            }
+            // Nothing of the cyan: what shows is a red or a grey. A gradient has colours of its own.
+            if (name != "Gradient" && alpha > 0) {
+                EXPECT_LE(SampleAt(after, x, 24, 2), SampleAt(after, x, 24, 0) + 1) << effect << ' ' << x;
+            }
+        }
+    }
+    const Outcome sketch = RunKalvatri({"apply", "-i", input, "-o", folder_.File("out.png"), "Sketch"});
+    EXPECT_THAT(sketch.err, MatchesRegex("kalvatri: note: [^\n]*out.png: Sketch works without transparency, which is lost\n"));
 }
 
 TEST_F(Program, ExtremeShapesPass) {

@@ -26,21 +26,25 @@ OneInputPtr Create(const FactoryPtr&, const AllocatorPtr& allocator) {
     return CreateModuleEffect(SettingsEffectEmpty::CLASS_ID);
 }
 
-TEST(Factory, PrefersTheHostsImplementationAndFallsBackToTheModules) {
+TEST(Factory, PrefersTheMarkedThenTheModulesThenTheHostsImplementation) {
     const auto factory = Core::MakeRefCounted<EffectFactory>();
     const std::string id = "SomeClass";
     OneInputPtr effect;
+    EXPECT_TRUE(factory->RegisterOneInputEffect(id, ImplPhotoNames::OPENCV, Create<2>, 0));
+    factory->CreateOneInputEffect(effect, id, ImplNames::DEFAULT, TestAllocator());
+    EXPECT_EQ(lastCreator, 2);
+    EXPECT_EQ(lastAllocator, TestAllocator());
     EXPECT_TRUE(factory->RegisterOneInputEffect(id, ImplNames::ORVEXA, Create<1>, 0));
     factory->CreateOneInputEffect(effect, id, ImplNames::DEFAULT, {});
     EXPECT_EQ(lastCreator, 1);
     EXPECT_EQ(lastAllocator, factory->GetAllocator()) << "an empty allocator stands for the factory's own";
     EXPECT_NE(lastAllocator, nullptr);
-    EXPECT_TRUE(factory->RegisterOneInputEffect(id, ImplPhotoNames::OPENCV, Create<2>, 0));
-    factory->CreateOneInputEffect(effect, id, ImplNames::DEFAULT, TestAllocator());
+    factory->CreateOneInputEffect(effect, id, ImplPhotoNames::OPENCV, {});
     EXPECT_EQ(lastCreator, 2);
-    EXPECT_EQ(lastAllocator, TestAllocator());
-    factory->CreateOneInputEffect(effect, id, ImplNames::ORVEXA, {});
-    EXPECT_EQ(lastCreator, 1);
+    factory->MarkDefault(EffectKind::OneInput, id, ImplPhotoNames::OPENCV);
+    factory->RegisterOneInputEffect(id, ImplPhotoNames::OPENCV, Create<4>, 0);
+    factory->CreateOneInputEffect(effect, id, ImplNames::DEFAULT, {});
+    EXPECT_EQ(lastCreator, 4) << "marked, and still so when it is registered anew";
     EXPECT_FALSE(factory->RegisterOneInputEffect(id, ImplNames::ORVEXA, Create<3>, 0)) << "the same name again";
     factory->CreateOneInputEffect(effect, id, ImplNames::ORVEXA, {});
     EXPECT_EQ(lastCreator, 3);
@@ -63,6 +67,7 @@ TEST(Factory, NamesWhatItCannotCreate) {
     EXPECT_THROW(factory->CreateTwoInputEffect(twoInput, "Known", ImplNames::DEFAULT, {}), EffectException) << "another kind";
     factory->RegisterProvider(EffectKind::OneInput, "Provided", ImplNames::HOST, "libDoesNotExist.so");
     EXPECT_THROW(factory->CreateOneInputEffect(effect, "Provided", ImplNames::DEFAULT, {}), EffectException);
+    EXPECT_THROW(factory->MarkDefault(EffectKind::OneInput, "Known", ImplPhotoNames::OPENCV), EffectException);
 }
 
 TEST(Factory, CreatesEffectsFromSeveralThreads) {
@@ -108,8 +113,9 @@ TEST(Exceptions, CarryDescriptionOriginAndCallStack) {
     } catch (const std::exception& exception) {
         EXPECT_EQ(Describe(exception), "something specific");
         const std::string origin = DescribeOrigin(exception);
-        EXPECT_NE(origin.find("FactoryTests.cpp:"), std::string::npos) << origin;
+        EXPECT_EQ(origin.find("  thrown at Tests/Host/FactoryTests.cpp:"), 0u) << origin;
         EXPECT_NE(origin.find("#0"), std::string::npos) << origin;
+        EXPECT_EQ(origin.find('?'), std::string::npos) << origin;
     }
     EffectException coded;
     coded << TagTranscodingErrorCode(TranscodingErrors::PictureTooSmall);

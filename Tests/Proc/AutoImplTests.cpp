@@ -13,6 +13,7 @@ using Auto::AutoImpl;
 // The tests' network sees a subject where the picture is bright.
 SettingsEffectSegmentation TestSettings() {
     SettingsEffectSegmentation settings;
+    settings.SetAlgorithm(SegmentationAlgorithm::Auto);
     settings.SetModelsRoot(ORVEXA_TEST_MODELS);
     settings.SetForeground(9);
     settings.SetBackground(200);

@@ -87,16 +87,16 @@ FramePtr Counted(const std::vector<std::pair<int, int>>& levels) {
 
 TEST(BalanceLuma, StretchesBetweenTheQuotasOfTheUntouchedLuma) {
     // 20000 pixels: 20 may lie below black, 2 above white.
-    const FramePtr input = Counted({{3, 19}, {16, 1}, {235, 1}, {250, 1}});
+    const FramePtr input = Counted({{3, 19}, {16, 1}, {235, 1}, {250, 1}, {50, 1}});
     const auto lumaOf = [](const FramePtr& frame) { return Bytes(std::as_const(*frame).GetPlane(0)); };
     const auto stretched = lumaOf(Apply(Tone(0, 0, 0, true), input));
     EXPECT_EQ(stretched[0], 0);
     EXPECT_EQ(stretched[19], 0) << "16 is black";
     EXPECT_EQ(stretched[20], 255) << "235 is white";
     EXPECT_EQ(stretched[21], 255);
-    EXPECT_EQ(stretched[22], std::lround((128 - 16) * 255.0 / (235 - 16)));
-    // Exposure goes first, but the limits stay those of the input: 2 * 128 is beyond white.
-    EXPECT_EQ(lumaOf(Apply(Tone(0, 0, 25, true), input))[22], 255);
+    EXPECT_EQ(stretched[22], std::lround((50 - 16) * 255.0 / (235 - 16)));
+    // Exposure goes first, but the limits stay those of the input.
+    EXPECT_EQ(lumaOf(Apply(Tone(0, 0, 25, true), input))[22], std::lround((2 * 50 - 16) * 255.0 / (235 - 16)));
 }
 
 TEST(BalanceLuma, DoesNotStretchFlatOrSmallPictures) {

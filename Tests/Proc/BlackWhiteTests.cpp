@@ -34,6 +34,24 @@ TEST(BlackWhite, SplitsAtTheRoundedThresholdOfLuma) {
     }
 }
 
+TEST(BlackWhite, SplitsByTheLastThresholdSet) {
+    const FramePtr levels = MakeFrame(PixFmt::Gray8, 97, 61);
+    const OneInputPtr effect = CreateModuleEffect(SettingsEffectBlackWhite::CLASS_ID);
+    for (const double threshold : {0.25, 0.75, 0.75}) {
+        effect->SetSettings(Threshold(threshold));
+        FramePtr frame = levels;
+        effect->ProcessData(frame);
+        EXPECT_TRUE(SameFrames(frame, Apply(Threshold(threshold), levels))) << threshold;
+    }
+    // Resetting alone leaves the split.
+    SettingsEffectBlackWhite defaults;
+    defaults.SetThreshold(0.75);
+    effect->ResetSettings();
+    FramePtr frame = levels;
+    effect->ProcessData(frame);
+    EXPECT_TRUE(SameFrames(frame, Apply(defaults, levels)));
+}
+
 TEST(BlackWhite, RefusesThresholdsOutsideOfTheRangeAndKeepsItsSettings) {
     const OneInputPtr effect = CreateModuleEffect(SettingsEffectBlackWhite::CLASS_ID);
     effect->SetSettings(Threshold(0.25));

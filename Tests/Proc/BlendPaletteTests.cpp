@@ -66,6 +66,26 @@ TEST(BlendPalette, EqualsTheDefinitionAtEveryPlacementFormatAndOpacity) {
     }
 }
 
+// Tables are kept once built. With four bytes a pixel the opacity is that of the colours' own table, not of an older palette's.
+TEST(BlendPalette, TakesOpacityFromTheTableOfTheFormat) {
+    TwoInputPtr effect;
+    ModuleFactory()->CreateTwoInputEffect(effect, SettingsEffectBlendPalette::CLASS_ID, ImplNames::ORVEXA, {});
+    const auto draw = [&](const Color& color, PixFmt pixFmt) {
+        SettingsEffectBlendPalette settings;
+        settings.SetAlpha(255);
+        settings.SetPalette({{7, color}});
+        effect->SetSettings(settings);
+        FramePtr picture = MakeFrame(pixFmt, 1, 1, Color(255, 0, 0, 255));
+        effect->ProcessData(picture, ConstFramePtr(MakeFrame(PixFmt::Gray8, 1, 1, {7})));
+        return Bytes(*picture);
+    };
+    const Color opaqueBlue(0, 0, 255, 255), halfGreen(0, 255, 0, 128);
+    EXPECT_EQ(draw(opaqueBlue, PixFmt::Rgb24), (std::vector<std::uint8_t>{0, 0, 255}));
+    EXPECT_EQ(draw(halfGreen, PixFmt::Bgra), (std::vector<std::uint8_t>{0, 128, 127, 191}));  // (127 * 255 + 128 * 128) / 255
+    EXPECT_EQ(draw(halfGreen, PixFmt::Rgb24), (std::vector<std::uint8_t>{0, 0, 255})) << "the first palette's";
+    EXPECT_EQ(draw(opaqueBlue, PixFmt::Rgba), (std::vector<std::uint8_t>{0, 0, 255, 255})) << "the first palette's";
+}
+
 TEST(BlendPalette, RefusesOtherFormatsOnlyWhenThereIsSomethingToDraw) {
     const FramePtr indices = MakeFrame(PixFmt::Gray8, 4, 4), picture = MakeFrame(PixFmt::Yuv420p, 20, 20);
     EXPECT_THROW(Blend(Palette(255, 0, 0), picture, indices), EffectException);

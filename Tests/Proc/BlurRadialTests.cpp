@@ -199,7 +199,7 @@ TEST(BlurRadial, BlursLargePicturesReduced) {
 TEST(BlurRadial, RefusesUnknownModesAndKeepsItsLines) {
     const OneInputPtr effect = CreateModuleEffect(SettingsEffectBlurRadial::CLASS_ID);
     FramePtr frame = MakeFrame(PixFmt::Rgb24, 97, 61);
-    EXPECT_THROW(effect->ProcessData(frame), EffectException) << "no lines were ever chosen";
+    EXPECT_EQ(MessageOf([&] { effect->ProcessData(frame); }), "Settings are not set!") << "no lines were ever chosen";
 
     effect->SetSettings(SettingsOf(kZoom));
     Blur unknown = kZoom;

@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -29,6 +30,10 @@ TEST(ColorReduce, MatchesResultsWorkedOutByHand) {
     EXPECT_EQ(ReducedPixels(0, 0.9, {100, 100, 100}), (std::vector<int>{100, 100, 100})) << "0.4265 is not above 0.45";
     // The darkest pixel (20, 10, 10) gives red an offset of 10; the second becomes 0.5 * (0.587 + 0.114) * 100 / 0.299 = 117 and red 127.
     EXPECT_EQ(ReducedPixels(0, 1.0, {20, 10, 10, 200, 100, 100}), (std::vector<int>{22, 12, 12, 127, 117, 117}));
+    // Equally dark: 10 * 0.587 + 4 * 0.114 = 4 * 0.299 + 45 * 0.114; the first pixel gives the offsets.
+    EXPECT_EQ(ReducedPixels(0, 1.0, {0, 10, 4, 4, 0, 45, 200, 100, 100}), (std::vector<int>{0, 10, 4, 4, 0, 45, 117, 127, 121}));
+    const double ratio = (100 * 0.299) / (100 * 0.114 + 100 * 0.587);
+    EXPECT_EQ(ReducedPixels(0, 2 * ratio, {100, 100, 100}), (std::vector<int>{100, 100, 100})) << "at the threshold, not above it";
     // 0.5 * 0.886 * 250 / 0.114 is beyond 255: clamped, then the offset of 6 wraps.
     EXPECT_EQ(ReducedPixels(2, 0.1, {0, 0, 6, 250, 250, 250}), (std::vector<int>{0, 0, 6, 255, 255, 5}));
 }
@@ -72,7 +77,22 @@ TEST(ColorReduce, TreatsEveryFormatAlikeAndLeavesAlphaAlone) {
     }
 }
 
-TEST(ColorReduce, RefusesAColourThatIsNone) { EXPECT_THROW(Apply(Reduce(3, 1.0), MakeFrame(PixFmt::Rgb24, 2, 2)), std::runtime_error); }
+TEST(ColorReduce, AsksForItsFormatsInOrder) {
+    SpiedEffect spied = CreateSpiedEffect(SettingsEffectColorReduce::CLASS_ID);
+    FramePtr frame = MakeFrame(PixFmt::Yuva444p, 4, 4);
+    spied.effect->ProcessData(frame);
+    EXPECT_THAT(spied.factory->TakeTranscript(),
+                testing::Contains("set SettingsColorspaceConverter#2 pixFmts=2,3,26,121,28,123,25,120,27,122 accurate=true"));
+}
+
+TEST(ColorReduce, RefusesAColourThatIsNone) {
+    const FramePtr input = MakeFrame(PixFmt::Yuv420p, 4, 4);
+    const OneInputPtr effect = CreateModuleEffect(SettingsEffectColorReduce::CLASS_ID);
+    effect->SetSettings(Reduce(3, 1.0));
+    FramePtr frame = input;
+    EXPECT_THROW(effect->ProcessData(frame), std::runtime_error);
+    EXPECT_EQ(frame, input) << "the caller's own frame, not a converted one";
+}
 
 }  // namespace
 }  // namespace Orvexa::Test

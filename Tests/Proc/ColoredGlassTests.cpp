@@ -41,6 +41,14 @@ TEST(ColoredGlass, BlendsEveryByteTowardTheColourInTheFormatsOwnOrder) {
     }
 }
 
+// Sums of 16 bits wrap: 100 * (255 - 382) + 10 * 382 = -8880 is 56656, a 255th of which is 222.
+TEST(ColoredGlass, TakesOpacitiesBeyondTheWholeAsTheyAre) {
+    for (const std::uint32_t width : {1u, 40u}) {  // one by one, and in vectors
+        const FramePtr result = Apply(Glass(150, Color(10, 10, 10)), MakeFrame(PixFmt::Rgb24, width, 1, Color(100, 100, 100)));
+        EXPECT_TRUE(SameFrames(result, MakeFrame(PixFmt::Rgb24, width, 1, Color(222, 222, 222)))) << width;
+    }
+}
+
 TEST(ColoredGlass, LeavesItsWorkingFormatToTheHost) {
     EXPECT_EQ(Apply(Glass(50, Color(1, 2, 3)), MakeFrame(PixFmt::Yuv420p, 8, 8))->GetPixFmt(), PixFmt::Rgb24);
     EXPECT_EQ(Apply(Glass(50, Color(1, 2, 3)), MakeFrame(PixFmt::Yuva420p, 8, 8))->GetPixFmt(), PixFmt::Rgba);

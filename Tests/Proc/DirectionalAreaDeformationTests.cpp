@@ -3,6 +3,8 @@
 
 #include <cmath>
 
+#include "Host/Effects/HostEffect.h"
+#include "Host/Settings/Common/SettingsEffectRemapping.h"
 #include "Host/Settings/Photo/SettingsEffectDirectionalAreaDeformation.h"
 #include "Tests/Support/Effects.h"
 #include "Tests/Support/Frames.h"
@@ -17,6 +19,10 @@ struct Stroke {
 
 class Brushed {
 public:
+    explicit Brushed(IEffectFactory& factory = *ModuleFactory()) {
+        factory.CreateOneInputEffect(effect_, SettingsEffectDirectionalAreaDeformation::CLASS_ID, ImplNames::ORVEXA, {});
+    }
+
     FramePtr operator()(const Stroke& stroke, FramePtr frame) {
         SettingsEffectDirectionalAreaDeformation settings;
         settings.SetFromX(stroke.fromX);
@@ -31,7 +37,7 @@ public:
     }
 
 private:
-    OneInputPtr effect_ = CreateModuleEffect(SettingsEffectDirectionalAreaDeformation::CLASS_ID);
+    OneInputPtr effect_;
 };
 
 // Levels count up from left to right, so that a pixel tells where it comes from.
@@ -94,6 +100,60 @@ TEST(DirectionalAreaDeformation, StrokesThatPushNothing) {
         EXPECT_EQ(SampleAt(second, 50, 40), isRedrawn ? SampleAt(base, 50, 40) : 0) << what;
         EXPECT_EQ(SampleAt(second, 10, 10), 0) << what;
     }
+}
+
+// Chroma samples of the redrawn box are those of the picture, wherever box and patch begin.
+TEST(DirectionalAreaDeformation, AStrokeWithoutStrengthChangesNothingInAnyFormat) {
+    for (const PixFmtDescription& description : PixFmtDescription::GetPixelFormatDescroptionsList()) {
+        if (description.kind == PixFmtDescription::Kind::Indexed) continue;
+        const FramePtr base = MakeFrame(description.pixFmt, 97, 61);
+        for (int x = 30; x < 34; ++x) {
+            for (const int y : {20, 21}) {
+                EXPECT_TRUE(SameFrames(Brushed()({x, y, 60, 40, 11 + x % 2, 0}, CloneFrame(*base, kCloneIndependent)), base))
+                    << description.name << ' ' << x << ' ' << y;
+            }
+        }
+    }
+}
+
+// Where the remapping looks for pixel (0, 28).
+std::pair<float, float> seenPosition;
+
+class PositionReader : public HostOneInput<SettingsEffectRemapping> {
+public:
+    using HostOneInput::HostOneInput;
+
+private:
+    void Process(FramePtr&) override { settings_.GetRowFunction()(28, 1, &seenPosition.first, &seenPosition.second); }
+};
+
+TEST(DirectionalAreaDeformation, AddsPushesInSinglePrecisionFromLeftToRight) {
+    const auto factory = Core::MakeRefCounted<SpyFactory>();
+    factory->RegisterOneInputEffect(
+        SettingsEffectRemapping::CLASS_ID, ImplNames::HOST,
+        [](const FactoryPtr& f, const AllocatorPtr& a) { return MakeEffect<PositionReader>(f, a); }, 0);
+    for (int strength = 1; strength <= 100; ++strength) {
+        Brushed brush(*factory);
+        // Both push whole at (0, 28): 8 pixels at full strength, along (1, 0) and (0.8, 0.6).
+        brush({0, 30, 60, 30, 40, 73}, MakeFrame(PixFmt::Gray8, 100, 80));
+        brush({0, 28, 40, 58, 40, static_cast<double>(strength)}, MakeFrame(PixFmt::Gray8, 100, 80));
+        const auto p = static_cast<float>(73.0 * (40 * 0.2) / 100.0), w = static_cast<float>(strength * (40 * 0.2) / 100.0);
+        const float larger = std::max(w, p), sum = p + w;
+        EXPECT_EQ(seenPosition.first, 0.0f - (p + w * 0.8f) * larger / sum) << strength;
+        EXPECT_EQ(seenPosition.second, 28.0f - (0.0f + w * 0.6f) * larger / sum) << strength;
+    }
+}
+
+TEST(DirectionalAreaDeformation, ChangesOnlyWhatItsCallerCanSee) {
+    const FramePtr picture = MakeFrame(PixFmt::Rgb24, 200, 120), before = CloneFrame(*picture, kCloneIndependent);
+    FramePtr left = CloneFrame(*picture, kCloneView), right = CloneFrame(*picture, kCloneView);
+    left->Crop(0, 0, 120, 120);
+    right->Crop(80, 0, 120, 120);
+    const std::vector<std::uint8_t> ofRight = Bytes(*right);
+    const FramePtr pushed = Brushed()({60, 60, 110, 60, 40}, left);
+    EXPECT_FALSE(SameFrames(pushed, left));
+    EXPECT_EQ(Bytes(*right), ofRight);
+    EXPECT_TRUE(SameFrames(picture, before));
 }
 
 TEST(DirectionalAreaDeformation, DrawsIntoFramesOfOtherFormats) {

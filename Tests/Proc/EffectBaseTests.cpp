@@ -164,6 +164,37 @@ TEST(EffectBase, LeavesTheFrameWithTheCallerWhenTheAlgorithmFails) {
     EXPECT_EQ(log.GetLines().size(), 1u) << "no done line";
 }
 
+TEST(EffectBase, RefusesMissingFrames) {
+    const FramePtr frame = MakeFrame(PixFmt::Gray8, 2, 2);
+    const std::function<void()> calls[] = {
+        [] {
+            FramePtr none;
+            Make<OneInputProbe>()->ProcessData(none);
+        },
+        [] {
+            DataPtr none;
+            Make<OneInputProbe>()->ProcessData(none);
+        },
+        [&] {
+            FramePtr none;
+            Make<TwoInputProbe>()->ProcessData(none, ConstFramePtr(frame));
+        },
+        [&] {
+            FramePtr first = frame;
+            Make<TwoInputProbe>()->ProcessData(first, ConstFramePtr());
+        },
+        [] {
+            std::vector<DataPtr> none;
+            Make<VarInputProbe>()->Process(none);
+        },
+        [&] {
+            std::vector<DataPtr> one{frame, nullptr};
+            Make<VarInputProbe>()->Process(one);
+        },
+    };
+    for (const auto& call : calls) EXPECT_EQ(MessageOf(call), "There is no frame to process!") << &call - calls;
+}
+
 TEST(EffectBase, LendsTheFrameWithoutASecondHolder) {
     const auto effect = Make<OneInputProbe>();
     FramePtr frame = MakeFrame(PixFmt::Gray8, 2, 2);
@@ -212,6 +243,7 @@ class CscProbe : public EffectBaseCSCOneInput<SettingsEffectProbe> {
 public:
     using EffectBaseCSCOneInput::EffectBaseCSCOneInput;
     using EffectBaseCSCOneInput::Notify;
+    using EffectBaseCSCOneInput::ReleaseInput;
     std::vector<PixFmt> formats{PixFmt::Rgb24, PixFmt::Yuv444p};
     bool isConvertBack = true;
     std::function<void(FramePtr&, const ConstFramePtr&)> algorithm = [](FramePtr&, const ConstFramePtr&) {};
@@ -258,6 +290,16 @@ TEST(ColourSpaceLayer, SendsSettingsOnlyWhenTheFormatChanges) {
     EXPECT_THAT(Without(spy->TakeTranscript(), "run"), ElementsAre("set " + back + " pixFmts=5 accurate=true"));
 }
 
+TEST(ColourSpaceLayer, GivesEveryInputItsOwnFormatBack) {
+    const auto effect = Make<CscProbe>();
+    effect->formats = {PixFmt::Rgb24};
+    for (const PixFmt pixFmt : {PixFmt::Yuv420p, PixFmt::Yuv444p, PixFmt::Rgb24, PixFmt::Yuv420p}) {
+        FramePtr frame = MakeFrame(pixFmt, 4, 4);
+        effect->ProcessData(frame);
+        EXPECT_EQ(frame->GetPixFmt(), pixFmt);
+    }
+}
+
 TEST(ColourSpaceLayer, KeepsTheWorkingFormatOfEffectsThatDoNotConvertBack) {
     const auto effect = Make<CscProbe>();
     effect->isConvertBack = false;
@@ -274,6 +316,31 @@ TEST(ColourSpaceLayer, DoesNotConvertForAnEmptyList) {
     FramePtr frame = MakeFrame(PixFmt::Rgba, 4, 4);
     effect->ProcessData(frame);
     EXPECT_THAT(spy->TakeTranscript(), ElementsAre());
+}
+
+TEST(ColourSpaceLayer, KeepsTheInputUntilItIsReleased) {
+    const auto effect = Make<CscProbe>();
+    const FramePtr input = MakeFrame(PixFmt::Rgba, 4, 4);
+    FramePtr frame = input;
+    effect->algorithm = [&](FramePtr& f, const ConstFramePtr& unconverted) {
+        EXPECT_EQ(unconverted, input);
+        EXPECT_NE(f, input);
+        Throw("refused");
+    };
+    EXPECT_THROW(effect->ProcessData(frame), EffectException);
+    EXPECT_EQ(frame, input) << "the caller's own frame is back";
+    effect->algorithm = [&](FramePtr& f, const ConstFramePtr& unconverted) {
+        effect->ReleaseInput(f);
+        EXPECT_EQ(unconverted, nullptr);
+    };
+    effect->ProcessData(frame);
+    EXPECT_EQ(input->GetRefCount(), 1u) << "nobody keeps it";
+    FramePtr listed = MakeFrame(PixFmt::Rgb24, 4, 4);
+    effect->algorithm = [&](FramePtr& f, const ConstFramePtr& unconverted) {
+        effect->ReleaseInput(f);
+        EXPECT_EQ(unconverted, f) << "so that Writable still tells the caller's frame";
+    };
+    effect->ProcessData(listed);
 }
 
 TEST(ColourSpaceLayer, LendsACopyOfAFrameThatOthersSeeAndElseTheFrameItself) {

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "Host/Core/Exception.h"
 #include "Host/Settings/Photo/SettingsEffectGradient.h"
 #include "Tests/Support/Effects.h"
@@ -42,6 +44,18 @@ TEST(Gradient, InterpolatesBetweenStopsAndExtendsTheOuterOnes) {
     for (const std::size_t level : {0u, 100u, 255u}) ExpectChroma(single, level, Color(20, 200, 90));
     const auto touching = ChromaByLevel({{0, red}, {255, red}, {256, blue}});
     ExpectChroma(touching, 255, red);
+}
+
+// Without chroma on the way alpha tells the palette exactly.
+TEST(Gradient, InterpolatesAlphaTruncatingTowardZero) {
+    FramePtr ramp = MakeFrame(PixFmt::Rgba, 256, 1);
+    for (std::uint64_t x = 0; x < 256; ++x) std::fill_n(ramp->GetPlane(0).GetOffsetPtr(x, 0), 3, static_cast<std::uint8_t>(x));
+    const FramePtr result = Apply(Stops({{0, Color(90, 90, 90, 250)}, {100, Color(90, 90, 90, 3)}, {200, Color(90, 90, 90, 100)}}), ramp);
+    ASSERT_EQ(result->GetPixFmt(), PixFmt::Rgba);
+    for (int x = 0; x < 256; ++x) {
+        const double exact = x < 100 ? -247.0 * x / 100 : x < 200 ? 97.0 * (x - 100) / 100 : 0;
+        EXPECT_EQ(SampleAt(result, static_cast<std::uint64_t>(x), 0, 3), (x < 100 ? 250 : x < 200 ? 3 : 100) + std::trunc(exact)) << x;
+    }
 }
 
 TEST(Gradient, ShowsRedStopsAsRedInEveryFormat) {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 
 #include "Host/Settings/Photo/SettingsEffectHistogram.h"
@@ -85,9 +86,42 @@ TEST(Histogram, SamplesLargePicturesOnAGridAndCountsSmallOnes) {
     }
 }
 
+TEST(Histogram, TakesThePointsOfItsGridFromTheSizeOfThePlane) {
+    struct {
+        PixFmt pixFmt;
+        std::uint32_t width, column;  // of the plane's
+        int channel;
+    } const cases[] = {{PixFmt::Rgb24, 600, 300, 0},  // 50 * 600 / 100; a grid over 599 has 299
+                       {PixFmt::Yuv444p, 600, 300, 0},
+                       {PixFmt::Yuv420p, 600, 3, 1},     // 1 * 300 / 100; a grid over 600 has 6
+                       {PixFmt::Yuv420p, 699, 174, 1}};  // 50 * 349 / 100; a grid over 350 has 175
+    for (const auto& [pixFmt, width, column, channel] : cases) {
+        const FramePtr input = MakeFrame(pixFmt, width, 500, Color(100, 100, 100));
+        const Plane plane = input->GetPlane(static_cast<std::uint8_t>(channel));
+        for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) *plane.GetOffsetPtr(column, y) = 50;
+        const FramePtr picture = Apply(Bars(1000, 1 << channel), input);
+        EXPECT_GT(BarHeight(picture, 50, channel, 1000), 0) << Name(pixFmt) << ' ' << column;
+    }
+}
+
 TEST(Histogram, ResizesToTheWidthAskedFor) {
-    const FramePtr picture = Apply(Bars(40, 7, 0, 128), MakeFrame(PixFmt::Rgba, 10, 10, Color(90, 90, 90)));
-    EXPECT_EQ(picture->GetFrameInfo(), FrameInfo(128, 43));
+    const FramePtr small = Apply(Bars(40, 7, 0, 128), MakeFrame(PixFmt::Rgba, 10, 10, Color(90, 90, 90)));
+    EXPECT_EQ(small->GetFrameInfo(), FrameInfo(128, 43));
+    const FramePtr large = Apply(Bars(40, 7, 0, 512), MakeFrame(PixFmt::Rgba, 10, 10, Color(90, 90, 90)));
+    EXPECT_NEAR(At(large, 179, 20)[0], 62, 3) << "a quarter of a column away from the bar: 0.26 of it, with cubic weights";
+}
+
+TEST(Histogram, SmoothsWithOneKnotMoreThanAskedFor) {
+    const FramePtr input = MakeFrame(PixFmt::Rgb24, 60, 40);
+    std::vector<double> counts(256), positions(256);
+    for (std::size_t i = 0; i < 256; ++i) positions[i] = static_cast<double>(i);
+    for (int i = 0; i < 60 * 40; ++i) counts[static_cast<std::size_t>(SampleAt(input, i % 60, i / 60))] += 1;
+    const double tallest = *std::max_element(counts.begin() + 1, counts.end() - 1);
+    counts.front() = std::min(counts.front(), tallest);
+    counts.back() = std::min(counts.back(), tallest);
+    const std::vector<double> smooth = Detail::SplineSmoother(positions, 6 + 1).Smooth(counts);
+    const FramePtr picture = Apply(Bars(400, 1, 6), input);
+    for (std::size_t i = 0; i < 256; ++i) EXPECT_NEAR(BarHeight(picture, i, 0, 400), smooth[i] * 400 / tallest - 0.5, 0.51) << i;
 }
 
 TEST(Histogram, KeepsItsSmootherWhenSmoothingIsSetBackToZero) {

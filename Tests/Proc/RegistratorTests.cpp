@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include "Host/Core/Exception.h"
+#include "Host/Settings/Common/SettingsEffectOilPaint.h"
+#include "Host/Settings/Photo/SettingsEffectSegmentation.h"
 #include "Tests/Support/Effects.h"
 
 namespace Orvexa::Test {
@@ -84,6 +86,16 @@ TEST(Registrator, RegistersItsEffectsInTheFixedOrderUnderOneName) {
     }
     LoadModule(GetPluginDirectory() / "EffectsKalvatriPhoto.so", *factory);
     EXPECT_EQ(factory->GetRegistrations().size(), registrations.size()) << "a second call registers the same again";
+}
+
+// By the names that their effects carry in their statistics.
+TEST(Registrator, MakesTheModulesEffectsTheDefaultButForTheHostsSegmentation) {
+    OneInputPtr painter;
+    ModuleFactory()->CreateOneInputEffect(painter, SettingsEffectOilPaint::CLASS_ID, ImplNames::DEFAULT, {});
+    EXPECT_NE(painter->GetStatistic().GetName().find("EffectBase<"), std::string::npos) << "with its limit of size";
+    TwoInputPtr segmentation;
+    ModuleFactory()->CreateTwoInputEffect(segmentation, SettingsEffectSegmentation::CLASS_ID, ImplNames::DEFAULT, {});
+    EXPECT_EQ(segmentation->GetStatistic().GetName(), SettingsEffectSegmentation::CLASS_ID + "_" + ImplPhotoNames::OPENCV);
 }
 
 TEST(Registrator, LetsTheExceptionOfAFactoryThrough) {

@@ -3,7 +3,6 @@
 
 #include <cmath>
 
-#include "Host/Core/Exception.h"
 #include "Host/Settings/Photo/SettingsEffectShapeMask.h"
 #include "Tests/Support/Effects.h"
 #include "Tests/Support/Frames.h"
@@ -81,8 +80,49 @@ TEST(ShapeMask, TiltsTheEndsOfTheFalloffAndClampsWhatOvershoots) {
     EXPECT_EQ(at("0", "0", 162), std::lround(200 - 150 * (3 * 0.24 * 0.24 - 2 * 0.24 * 0.24 * 0.24)));
     EXPECT_EQ(at("80", "0", 175), std::lround(125 + 80 * 0.125)) << "h10 is 1/8 in the middle, the extent beyond the shape 1";
     EXPECT_EQ(at("0", "80", 175), std::lround(125 - 80 * 0.125));
+    const FramePtr wide =
+        Apply(Shape({{"width", "0.25"}, {"threshold", "3"}, {"foreground", "200"}, {"background", "50"}, {"foregroundTilt", "80"}}),
+              MakeFrame(PixFmt::Gray8, 200, 100));
+    EXPECT_EQ(At(wide, 150, 50), std::lround(125 + 2 * 80 * 0.125)) << "a tilt is per shape; the falloff is two shapes long";
     EXPECT_EQ(at("4000", "0", 165), 255);
     EXPECT_EQ(at("-4000", "0", 165), 0);
+}
+
+TEST(ShapeMask, FollowsNewSettingsAndSizes) {
+    const SettingsEffectShapeMask left = Shape({{"centerX", "0.2"}}), right = Shape({{"centerX", "0.8"}, {"height", "0.3"}});
+    const OneInputPtr effect = CreateModuleEffect(SettingsEffectShapeMask::CLASS_ID);
+    for (const auto& [settings, width] : {std::pair{left, 90u}, {right, 90u}, {right, 120u}}) {
+        const FramePtr input = MakeFrame(PixFmt::Gray8, width, 60);
+        FramePtr mask = input;
+        effect->SetSettings(settings);
+        effect->ProcessData(mask);
+        EXPECT_TRUE(SameFrames(mask, Apply(settings, input))) << width;
+    }
+}
+
+TEST(ShapeMask, ReadsInsideAndOutsideFromTheSettingsOfTheMoment) {
+    const OneInputPtr effect = CreateModuleEffect(SettingsEffectShapeMask::CLASS_ID);
+    effect->SetSettings(Shape({{"foreground", "200"}, {"background", "40"}}));
+    effect->ResetSettings();  // to 255 and 0; the falloff stays
+    FramePtr mask = MakeFrame(PixFmt::Gray8, 200, 100);
+    effect->ProcessData(mask);
+    EXPECT_EQ(At(mask, 100, 50), 255);
+    EXPECT_EQ(At(mask, 175, 50), 120);
+    EXPECT_EQ(At(mask, 0, 0), 0);
+}
+
+TEST(ShapeMask, AShapeWithoutExtentIsOutsideEverywhere) {
+    for (const char* mode : {"absolute", "relative", "wide"}) {
+        for (const ShapeMaskShape shape : {ShapeMaskShape::Ellipse, ShapeMaskShape::Rectangle}) {
+            SettingsEffectShapeMask settings = Shape({{"foreground", "200"}, {"background", "40"}, {"thresholdMode", mode}});
+            settings.SetShape(shape);
+            settings.SetWidth(0);
+            settings.SetHeight(0);
+            const FramePtr mask = Apply(settings, MakeFrame(PixFmt::Gray8, 8, 6));
+            EXPECT_EQ(At(mask, 4, 3), 40) << mode << ": 0 / 0";
+            EXPECT_EQ(At(mask, 1, 1), 40) << mode;
+        }
+    }
 }
 
 TEST(ShapeMask, EvaluatesLargeMasksAtAFractionOfTheirSize) {
@@ -119,7 +159,7 @@ TEST(ShapeMask, FillsPlainMasksAndNeedsSettingsOtherwise) {
     EXPECT_TRUE(
         SameFrames(Apply(Shape({{"backgroundOnly", "true"}, {"background", "9"}}), input), MakeFrame(PixFmt::Gray8, 7, 5, Color(9, 9, 9))));
     FramePtr frame = input;
-    EXPECT_THROW(CreateModuleEffect(SettingsEffectShapeMask::CLASS_ID)->ProcessData(frame), EffectException);
+    EXPECT_EQ(MessageOf([&] { CreateModuleEffect(SettingsEffectShapeMask::CLASS_ID)->ProcessData(frame); }), "Settings are not set!");
     // A shape of another number keeps the one before.
     const OneInputPtr effect = CreateModuleEffect(SettingsEffectShapeMask::CLASS_ID);
     SettingsEffectShapeMask settings = Shape({{"shape", "rectangle"}});

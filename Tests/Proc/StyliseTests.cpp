@@ -67,7 +67,7 @@ TEST(Sketch, DrawsStrokesOfLimitedSizeOverTheGreyPicture) {
     FramePtr result;
     const std::vector<std::string> large = Transcript(spied, MakeFrame(PixFmt::Rgb24, 600, 300), &result);
     EXPECT_EQ(result->GetPixFmt(), PixFmt::Gray8);
-    EXPECT_THAT(large, Contains("set SettingsEffectPad#2 margins=0,88,0,0 mode=mirror color=#000000"));
+    EXPECT_THAT(large, Contains("set SettingsEffectPad#2 margins=0,88,0,0 mode=texture color=#000000"));
     const std::vector<std::string> runs = RunsOf(large);
     ASSERT_EQ(runs.size(), 7u) << testing::PrintToString(runs);
     EXPECT_EQ(runs[0], "run SettingsEffectNoiseVideo#1 gray8 512x300 -> gray8 512x300");
@@ -81,6 +81,24 @@ TEST(Sketch, DrawsStrokesOfLimitedSizeOverTheGreyPicture) {
     const std::vector<std::string> small = Transcript(spied, MakeFrame(PixFmt::Gray8, 512, 40));
     EXPECT_THAT(small, Not(Contains(StartsWith("run SettingsEffectPad#2"))));
     EXPECT_THAT(small, Contains("run SettingsEffectNoiseVideo#1 gray8 512x40 -> gray8 512x40"));
+}
+
+TEST(Sketch, DrawsStrokesOfEveryKindOfNoise) {
+    const FramePtr grey = MakeFrame(PixFmt::Gray8, 96, 64, Color(128, 128, 128));
+    for (const Field& field : SettingsEffectSketch().GetFields()) {
+        if (field.key != "noise.type") continue;
+        for (const auto& type : field.limits.names) {
+            SettingsEffectSketch settings;
+            SetField(settings, "noise.type", type.name);
+            double sum = 0, squares = 0;
+            const std::vector<std::uint8_t> bytes = Bytes(*Apply(settings, grey));
+            for (const double level : bytes) sum += level, squares += level * level;
+            const double mean = sum / static_cast<double>(bytes.size());
+            EXPECT_GT(squares / static_cast<double>(bytes.size()) - mean * mean, 9.0) << type.name;  // three levels
+        }
+        return;
+    }
+    FAIL() << "no noise.type";
 }
 
 TEST(Sketch, HandsItsPartsOnWhenTheyChange) {

@@ -5,7 +5,6 @@
 
 #include <cmath>
 
-#include "Host/Core/Exception.h"
 #include "Host/Settings/Photo/SettingsEffectCutter.h"
 #include "Host/Settings/Photo/SettingsEffectStitcher.h"
 #include "Proc/Effects/EffectsPhoto/Detail/Tiling.h"
@@ -62,15 +61,6 @@ FramePtr Stitched(const SettingsEffectStitcher& settings, const Frames& patches)
     const DataPtr result = Create(settings, dynamic_cast<EffectFactory&>(*ModuleFactory()))->Process(data);
     EXPECT_EQ(data.size(), patches.size());
     return boost::dynamic_pointer_cast<IDataVideo>(result);
-}
-
-std::string MessageOf(const std::function<void()>& work) {
-    try {
-        work();
-    } catch (const EffectException& exception) {
-        return Describe(exception);
-    }
-    return "nothing";
 }
 
 TEST(Tiling, FindsTheLengthThatPatchesCover) {
@@ -185,6 +175,68 @@ TEST(Stitcher, LeavesNoSeams) {
             ASSERT_LE(std::abs(SampleAt(picture, x, y + 1) - SampleAt(picture, x, y)), down) << x << ", " << y;
         }
     }
+}
+
+// The upper right corner of a patch is lowered for its right neighbour, which a lone column does not have.
+TEST(Stitcher, FadesLoneColumnsAndRowsAlike) {
+    struct {
+        Tiling tiling;
+        bool isColumn;
+    } const cases[] = {
+        {{512, 1500, 512, 512, 50, 64}, true}, {{300, 1500, 512, 512, 50, 64}, true}, {{1500, 512, 512, 512, 64, 50}, false}};
+    for (const auto& [tiling, isColumn] : cases) {
+        Frames patches;
+        for (const std::uint8_t level : {80, 180, 80, 180}) {
+            patches.push_back(MakeFrame(PixFmt::Gray8, tiling.patchWidth, tiling.patchHeight, Color(level, level, level)));
+        }
+        const FramePtr picture = Stitched(StitcherOf(tiling), patches);
+        for (std::uint32_t i = 0; i < 1500; ++i) {
+            const std::uint32_t across = (isColumn ? tiling.width : tiling.height) - 1;
+            const int first = isColumn ? SampleAt(picture, 0, i) : SampleAt(picture, i, 0);
+            ASSERT_EQ(isColumn ? SampleAt(picture, across, i) : SampleAt(picture, i, across), first) << i;
+        }
+    }
+}
+
+TEST(Stitcher, GivesUnchangedPatchesBackOrRefusesThem) {
+    struct {
+        Tiling tiling;
+        CropInfo crop;
+        const char* complaint;
+    } const cases[] = {{{97, 61, 33, 25, 10, 8}, {3, 3, 2, 2}, "17 pixels apart do not fit together with a left margin of 3"},
+                       {{97, 61, 32, 26, 10, 8}, {2, 2, 3, 2}, "13 pixels apart do not fit together with a top margin of 3"},
+                       {{97, 61, 33, 25, 10, 8}, {2, 4, 2, 2}, "nothing"},
+                       {{97, 61, 32, 24, 10, 8}, {3, 3, 1, 3}, "nothing"}};
+    for (const PixFmt pixFmt : {PixFmt::Yuv420p, PixFmt::Yuva420p, PixFmt::Nv12}) {
+        for (const auto& [stitch, crop, complaint] : cases) {
+            Tiling cut = stitch;
+            cut.overlapX += crop.left + crop.right;
+            cut.overlapY += crop.top + crop.bottom;
+            const FramePtr picture = MakeFrame(pixFmt, 97, 61);
+            SettingsEffectStitcher settings = StitcherOf(stitch);
+            settings.SetCrop(crop);
+            FramePtr result;
+            EXPECT_THAT(MessageOf([&] { result = Stitched(settings, Cut(CutterOf(cut), picture)); }), HasSubstr(complaint));
+            if (result == nullptr) continue;
+            for (std::uint8_t i = 0; i < GetPlanesCount(*picture); ++i) {
+                const ConstPlane actual = std::as_const(*result).GetPlane(i), expected = std::as_const(*picture).GetPlane(i);
+                const PixFmtDescription& description = PixFmtDescription::Get(pixFmt);
+                for (std::uint64_t y = crop.top >> description.GetShiftY(i); y < expected.GetHeight(); ++y) {
+                    for (std::uint64_t x = crop.left >> description.GetShiftX(i); x < expected.GetPixelsPerRow(); ++x) {
+                        ASSERT_EQ(*actual.GetOffsetPtr(x, y), *expected.GetOffsetPtr(x, y)) << Name(pixFmt) << ' ' << x << ' ' << y;
+                    }
+                }
+            }
+        }
+    }
+}
+
+TEST(Stitcher, CannotBlendIndices) {
+    const Tiling tiling{97, 61, 32, 24, 8, 6};
+    const FramePtr picture = MakeFrame(PixFmt::Pal8, 97, 61);
+    const Frames patches = Cut(CutterOf(tiling), picture);
+    EXPECT_THAT(MessageOf([&] { Stitched(StitcherOf(tiling), patches); }), HasSubstr("Indexed patches cannot be blended"));
+    EXPECT_TRUE(SameFrames(Stitched(StitcherOf(tiling, false), patches), picture));
 }
 
 TEST(Stitcher, LeavesMarginsOfPatchesOut) {

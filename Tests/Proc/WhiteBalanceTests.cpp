@@ -34,8 +34,9 @@ FramePtr Levels(PixFmt pixFmt) {
 }
 
 TEST(WhiteBalance, SendsEveryLevelThroughTheCurveOfItsByte) {
-    const Color colors[] = {{200, 180, 150}, {0, 90, 120}, {255, 30, 60}, {250, 40, 10},  {1, 254, 128},
-                            {255, 255, 0},   {254, 3, 3},  {0, 0, 0},     {255, 255, 255}};
+    const Color colors[] = {
+        {200, 180, 150}, {0, 90, 120}, {255, 30, 60},   {250, 40, 10}, {1, 254, 128}, {255, 255, 0},
+        {254, 3, 3},     {0, 0, 0},    {255, 255, 255}, {230, 65, 65}, {230, 95, 95}};  // upper lines that rise by 5.4 and by 4.6 a step
     for (const PixFmt pixFmt : {PixFmt::Rgb24, PixFmt::Bgr24, PixFmt::Rgba, PixFmt::Bgra, PixFmt::Rgba2, PixFmt::Bgra2}) {
         const FramePtr levels = Levels(pixFmt);
         for (const Color& color : colors) {

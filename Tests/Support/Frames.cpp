@@ -128,6 +128,14 @@ testing::AssertionResult SameFrames(const ConstFramePtr& actual, const ConstFram
     return testing::AssertionFailure() << count << " samples of " << testing::PrintToString(actual) << " differ" << differences.str();
 }
 
+FramePtr MakeHalfHidden(PixFmt pixFmt, std::uint32_t width, std::uint32_t height, const Color& shown, const Color& hidden) {
+    FramePtr frame = MakeFrame(pixFmt, width, height, shown);
+    const FramePtr right = CloneFrame(*frame, kCloneView);
+    right->Crop(width / 2, 0, width - width / 2, height);
+    right->Fill(Color(hidden.red(), hidden.green(), hidden.blue(), 0));
+    return frame;
+}
+
 GuardedFrame::GuardedFrame(PixFmt pixFmt, std::uint32_t width, std::uint32_t height, Pattern pattern)
     : whole_(MakeFrame(pixFmt, kGuardLeft + width + kGuardRight, kGuardTop + height + kGuardBottom, Pattern::Noise)),
       view_(CloneFrame(*whole_, kCloneView)) {

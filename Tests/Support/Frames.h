@@ -40,6 +40,8 @@ enum class Pattern {
 FramePtr MakeFrame(PixFmt pixFmt, std::uint32_t width, std::uint32_t height, Pattern pattern = Pattern::Noise);
 /// A frame filled with a colour.
 FramePtr MakeFrame(PixFmt pixFmt, std::uint32_t width, std::uint32_t height, const Color& color);
+/// A frame of the colour `shown` whose right half is hidden: of the colour `hidden` under alpha 0.
+FramePtr MakeHalfHidden(PixFmt pixFmt, std::uint32_t width, std::uint32_t height, const Color& shown, const Color& hidden);
 /// A grey or packed frame from its samples, row by row.
 FramePtr MakeFrame(PixFmt pixFmt, std::uint32_t width, std::uint32_t height, const std::vector<int>& samples);
 

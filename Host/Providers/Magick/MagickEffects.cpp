@@ -9,6 +9,7 @@
 #include "Host/Core/Threads.h"
 #include "Host/Effects/ConvertPixFmt.h"
 #include "Host/Effects/HostEffect.h"
+#include "Host/Effects/Transparency.h"
 #include "Host/Providers/Magick/MagickImage.h"
 #include "Host/Settings/Common/SettingsEffectCharcoal.h"
 #include "Host/Settings/Common/SettingsEffectNoiseVideo.h"
@@ -32,11 +33,14 @@ protected:
     /// The pixels around a part on which its result depends. Outside the picture they repeat its edge.
     virtual std::uint64_t GetMargin() const { return 0; }
 
+    const std::string& GetImplName() const override { return ImplPhotoNames::IMAGEMAGICK; }
+
     void Process(FramePtr& frame) override {
         const PixFmt format = frame->GetPixFmt();
         const PixFmtDescription& description = PixFmtDescription::Get(format);
         const bool isGrey = description.kind == PixFmtDescription::Kind::Gray;
         const FramePtr color = ConvertPixFmt(*frame, description.HasAlpha() ? PixFmt::Rgba : PixFmt::Rgb24, this->allocator_);
+        if (color->GetPixFmt() == PixFmt::Rgba) FillHiddenPixels(*color, this->factory_);  // neighbours are painted with them
         // Of a grey picture the red channel alone comes back: noise would differ from channel to channel.
         const FramePtr changed = NewFrame(this->allocator_, isGrey ? PixFmt::Gray8 : color->GetPixFmt(), color->GetFrameInfo());
         Change(*color, *changed);
@@ -127,21 +131,27 @@ class OilPaint : public MagickEffect<SettingsEffectOilPaint> {
     }
 };
 
+MagickCore::NoiseType MagickType(NoiseType type) {
+    switch (type) {
+        case NoiseType::Uniform: return MagickCore::UniformNoise;
+        case NoiseType::Gaussian: return MagickCore::GaussianNoise;
+        case NoiseType::Impulse: return MagickCore::ImpulseNoise;
+        case NoiseType::Laplacian: return MagickCore::LaplacianNoise;
+        case NoiseType::Random: return MagickCore::RandomNoise;
+    }
+    Throw("Noise type is not supported! It must be 0, 1, 3, 4 or 6.");
+}
+
 class Noise : public MagickEffect<SettingsEffectNoiseVideo> {
     using MagickEffect::MagickEffect;
     void Change(Magick::Image& image) const override {
-        static constexpr MagickCore::NoiseType kTypes[] = {
-            MagickCore::UniformNoise, MagickCore::GaussianNoise,  MagickCore::MultiplicativeGaussianNoise,
-            MagickCore::ImpulseNoise, MagickCore::LaplacianNoise, MagickCore::PoissonNoise,
-            MagickCore::RandomNoise};
-        const auto type = static_cast<std::size_t>(settings_.GetType());
-        if (type >= std::size(kTypes)) Throw("Noise type is not supported! It must be 0..6.");
+        const MagickCore::NoiseType type = MagickType(settings_.GetType());
         // The seed is the whole library's.
         static std::mutex mutex;
         const std::lock_guard lock(mutex);
         MagickCore::SetRandomSecretKey(settings_.GetSeed());
         image.artifact("attenuate", std::to_string(settings_.GetAmount()));
-        image.addNoise(static_cast<Magick::NoiseType>(kTypes[type]));
+        image.addNoise(static_cast<Magick::NoiseType>(type));
     }
 };
 

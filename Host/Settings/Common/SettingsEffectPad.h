@@ -8,8 +8,9 @@ namespace Orvexa::Proc {
 
 enum class PadMode : std::int32_t {
     Fill = 0,
-    Mirror = 1,     ///< repeated as often as needed
+    Texture = 1,    ///< repeated, neighbouring copies faded into one another
     Replicate = 2,  ///< of the edge
+    Mirror = 3,     ///< repeated as often as needed
 };
 
 /// Adds margins to a frame.
@@ -17,7 +18,7 @@ class SettingsEffectPad final : public Settings {
     ORVEXA_SETTINGS(SettingsEffectPad, "", "Host", "Adds margins to a frame.")
     ORVEXA_EQUALITY(SettingsEffectPad)
     ORVEXA_FIELD(CropInfo, Margins, CropInfo(), Any(), "pixels", "Margins left, right, top and bottom.")
-    ORVEXA_FIELD(PadMode, Mode, PadMode::Fill, Named("fill=0 mirror=1 replicate=2"), "", "What the margins show.")
+    ORVEXA_FIELD(PadMode, Mode, PadMode::Fill, Named("fill=0 texture=1 replicate=2 mirror=3"), "", "What the margins show.")
     ORVEXA_FIELD(Orvexa::Proc::Color, Color, Orvexa::Proc::Color::Black(Opacity::Opaque), Any(), "", "Colour of filled margins.")
 
     SettingsEffectPad() = default;

@@ -24,8 +24,9 @@ public:
     ORVEXA_SETTINGS(SettingsEffectTiltShift, "TiltShift", "Blur, stylise and generators",
                     "Keeps a band or an ellipse in focus and blurs the rest, as if the scene were a model.")
     ORVEXA_EQUALITY(SettingsEffectTiltShift)
-    ORVEXA_FIELD(int, Blur, 100, Range(0, 100), "percent", "How much is blurred; an effect keeps what it was created with.")
-    ORVEXA_FIELD(int, Sharpen, 0, Range(0, 100), "percent", "How much blurred edges are sharpened; kept likewise.")
+    ORVEXA_FIELD(int, Blur, 100, Range(0, 100), "percent",
+                 "Has no effect: the blur is set up when an effect is created, with this default.")
+    ORVEXA_FIELD(int, Sharpen, 0, Range(0, 100), "percent", "Has no effect: fixed when an effect is created, like the blur.")
     ORVEXA_GROUP_FROM(SettingsEffectShapeMask, Shape, FocusBand())
 };
 

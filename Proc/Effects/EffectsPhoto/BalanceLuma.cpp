@@ -61,13 +61,11 @@ private:
         return formats;
     }
 
-    void ProcessInternalCSC(FramePtr& frame, const ConstFramePtr&) override {
-        const IDataVideo& working = *frame;
-        const Detail::Curve curve = MakeCurve(working);
-        FramePtr balanced = NewFrame(allocator_, working.GetPixFmt(), working.GetFrameInfo());
-        Detail::ApplyCurve(curve, working.GetPlane(0), balanced->GetPlane(0));
-        for (std::uint8_t i = 1; i < GetPlanesCount(working); ++i) CopyPlane(working.GetPlane(i), balanced->GetPlane(i));
-        frame = std::move(balanced);
+    void ProcessInternalCSC(FramePtr& frame, const ConstFramePtr& input) override {
+        const Detail::Curve curve = MakeCurve(*frame);
+        frame = Writable(frame, input);
+        const Plane luma = frame->GetPlane(0);
+        Detail::ApplyCurve(curve, luma, luma);
     }
 
     Detail::Curve MakeCurve(const IDataVideo& working) const {

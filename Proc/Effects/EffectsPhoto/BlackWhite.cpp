@@ -30,6 +30,7 @@ private:
     }
 
     void ProcessInternalCSC(FramePtr& frame, const ConstFramePtr&) override {
+        ReleaseInput(frame);
         FramePtr indexed = NewFrame(allocator_, PixFmt::Pal8, frame->GetFrameInfo());
         Detail::SetPalette(*indexed, {settings_.GetColorBelow().rgba(), settings_.GetColorAbove().rgba()});
         Detail::ApplyCurve(indices_, std::as_const(*frame).GetPlane(0), indexed->GetPlane(0));

@@ -1,5 +1,5 @@
 // BlendPalette: draws an index image over a picture: every index becomes a colour through a palette and is blended with that colour's own
-// opacity, scaled by a global one. The picture itself is drawn on.
+// opacity, scaled by a global one.
 
 #include <algorithm>
 #include <array>
@@ -18,6 +18,7 @@ namespace {
 constexpr boost::source_location kUnsupportedLocation{"Proc/Effects/EffectsPhoto/BlendPalette.cpp", 180,
                                                       "Orvexa::Proc::BlendPalette::ProcessInternalImpl"};
 constexpr std::size_t kPackedBytes = 4;
+constexpr std::uint32_t kOfThreeBytes = 0x00010101;  // repeats a byte
 
 // Packed values by index, first byte lowest; indices without a colour are 0.
 using Table = std::array<std::uint32_t, 256>;
@@ -56,6 +57,11 @@ void ExpandRow(const Table& table, const std::uint8_t* indices, std::size_t coun
     for (std::size_t i = 0; i < count; ++i) std::memcpy(row + i * Step, &table[indices[i]], kPackedBytes);
 }
 
+// The opacities of `count` packed colours, which are their top bytes, for each of their bytes.
+void SpreadAlpha(const std::uint8_t* colors, std::size_t count, std::uint8_t* row) {
+    for (std::size_t i = 0; i < count * kPackedBytes; ++i) row[i] = colors[i | (kPackedBytes - 1)];
+}
+
 class BlendPalette : public EffectBaseTwoInput<SettingsEffectBlendPalette> {
 public:
     using EffectBaseTwoInput::EffectBaseTwoInput;
@@ -67,6 +73,8 @@ private:
         const PixFmtDescription& description = PixFmtDescription::Get(frame->GetPixFmt());
         const auto bytesPerPixel = static_cast<std::uint8_t>(description.GetPlanWidthSize(1, 0));
         if (place.width == 0 || place.height == 0) return;
+        const Table& colors = ColorsFor(frame->GetPixFmt());
+        MakeWritable(frame);
         const Plane target = frame->GetPlane(0).MakeSubplane(place.pictureX, place.pictureY, place.width, place.height, bytesPerPixel,
                                                              description.GetShiftX(0), description.GetShiftY(0));
         const ConstPlane indices = image->GetPlane(0).MakeSubplane(place.imageX, place.imageY, place.width, place.height, 1, 0, 0);
@@ -74,28 +82,32 @@ private:
         const std::size_t spareWidth = std::size_t{place.width} + 1;  // the last value of three bytes spills over
         colorRow_.resize(std::max(colorRow_.size(), spareWidth * kPackedBytes));
         opacityRow_.resize(std::max(opacityRow_.size(), spareWidth * kPackedBytes));
-        const auto& [colors, opacities] = TablesFor(frame->GetPixFmt());
+        const bool hasAlpha = bytesPerPixel == kPackedBytes;
+        if (!hasAlpha && !opacities_) {
+            opacities_ = MakeTable(settings_.GetPalette(), [](const Color& color) { return color.alpha() * kOfThreeBytes; });
+        }
         const auto alpha = static_cast<std::uint8_t>(settings_.GetAlpha());
-        const auto expand = bytesPerPixel == kPackedBytes ? ExpandRow<kPackedBytes> : ExpandRow<kPackedBytes - 1>;
         for (std::uint64_t y = 0; y < target.GetHeight(); ++y) {
-            expand(colors, indices.GetRow(y), place.width, colorRow_.data());
-            expand(opacities, indices.GetRow(y), place.width, opacityRow_.data());
+            if (hasAlpha) {
+                ExpandRow<kPackedBytes>(colors, indices.GetRow(y), place.width, colorRow_.data());
+                SpreadAlpha(colorRow_.data(), place.width, opacityRow_.data());
+            } else {
+                ExpandRow<kPackedBytes - 1>(colors, indices.GetRow(y), place.width, colorRow_.data());
+                ExpandRow<kPackedBytes - 1>(*opacities_, indices.GetRow(y), place.width, opacityRow_.data());
+            }
             Detail::BlendRow(target.GetRow(y), colorRow_.data(), opacityRow_.data(), alpha, std::size_t{place.width} * bytesPerPixel);
         }
     }
 
-    // Colours in the picture's byte order and opacities for every byte of a pixel. Built on first use and then kept.
-    std::pair<const Table&, const Table&> TablesFor(PixFmt pixFmt) {
+    // Colours in the picture's byte order. Every table is built on its first use and then kept, whatever the settings are then.
+    const Table& ColorsFor(PixFmt pixFmt) {
         const bool isRedFirst = pixFmt == PixFmt::Rgb24 || pixFmt == PixFmt::Rgba || pixFmt == PixFmt::Rgba2;
         const bool isBlueFirst = pixFmt == PixFmt::Bgr24 || pixFmt == PixFmt::Bgra || pixFmt == PixFmt::Bgra2;
         if (!isRedFirst && !isBlueFirst) ThrowAt(kUnsupportedLocation, "Pixel format is not supported!");
         std::optional<Table>& colors = isRedFirst ? rgba_ : bgra_;
         if (!colors)
             colors = MakeTable(settings_.GetPalette(), [&](const Color& color) { return isRedFirst ? color.rgba() : color.bgra(); });
-        if (!opacities_) {
-            opacities_ = MakeTable(settings_.GetPalette(), [](const Color& color) { return color.alpha() * 0x01010101u; });
-        }
-        return {*colors, *opacities_};
+        return *colors;
     }
 
     std::optional<Table> rgba_, bgra_, opacities_;

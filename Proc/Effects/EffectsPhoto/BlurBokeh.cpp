@@ -196,13 +196,15 @@ private:
         reducer_->ProcessData(small);
         if (!isKernelReady_) BuildKernel(small->GetFrameInfo());
         RequireLargerThanKernel(small->GetFrameInfo());
+        ReleaseInput(frame);
         FramePtr blurred = Blur(*small);
         small.reset();
         enlarger_->ProcessData(blurred);
         const FrameInfo enlarged = blurred->GetFrameInfo();
         if (enlarged.width > size.width || enlarged.height > size.height) blurred->Crop(0, 0, size.width, size.height);
-        AttachMask(*frame, blurred);
-        blender_->ProcessData(blurred, ConstFramePtr(frame));
+        const FramePtr sharp = CloneFrame(*frame, kCloneView);  // the caller's frame carries no mask afterwards
+        AttachMask(*sharp, blurred);
+        blender_->ProcessData(blurred, ConstFramePtr(sharp));
         frame = std::move(blurred);
     }
 

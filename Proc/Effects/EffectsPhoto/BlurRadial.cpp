@@ -116,6 +116,7 @@ private:
 
     void ProcessInternalCSC(FramePtr& frame, const ConstFramePtr&) override {
         if (sampler_ == nullptr) Throw("Settings are not set!");
+        ReleaseInput(frame);
         const FrameInfo info = frame->GetFrameInfo();
         if (info != inputInfo_) ConfigureResizers(info);
         FramePtr small = frame;

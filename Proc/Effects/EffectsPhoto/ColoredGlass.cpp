@@ -54,7 +54,8 @@ private:
     void ProcessInternalCSC(FramePtr& frame, const ConstFramePtr&) override {
         const IDataVideo& picture = *frame;
         const std::vector<PlaneTint> tints = TintsFor(picture.GetPixFmt(), settings_.GetColor());
-        const auto opacity = static_cast<std::uint8_t>((settings_.GetAlpha() * 255) / 100);
+        ReleaseInput(frame);
+        const auto opacity = static_cast<std::uint16_t>((settings_.GetAlpha() * 255) / 100);
         FramePtr tinted = NewFrame(allocator_, picture.GetPixFmt(), picture.GetFrameInfo());
         for (const PlaneTint& tint : tints) {
             const ConstPlane from = picture.GetPlane(tint.plane);

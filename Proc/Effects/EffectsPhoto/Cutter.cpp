@@ -16,7 +16,6 @@ public:
 
 private:
     DataPtr ProcessInternalImpl(std::vector<DataPtr>& frames) override {
-        if (frames.empty()) Throw("There is no frame to process!");
         FramePtr picture = CloneFrame(dynamic_cast<const IDataVideo&>(*frames.front()), kCloneView);
         const std::uint32_t patchWidth = settings_.GetPatchWidth(), patchHeight = settings_.GetPatchHeight();
         const std::uint32_t overlapX = settings_.GetOverlapX(), overlapY = settings_.GetOverlapY();

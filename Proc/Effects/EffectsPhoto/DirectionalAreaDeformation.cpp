@@ -1,12 +1,15 @@
 // DirectionalAreaDeformation: pushes the picture along a stroke of a capsule-shaped brush.
 //
 // The pushes of all calls add up in a displacement field, which is always applied to the first picture the effect saw. Only what the
-// present stroke touches is drawn anew, so a stroke's cost does not depend on the picture's size.
+// present stroke touches is redrawn, so a stroke's cost does not depend on the picture's size.
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <memory>
 #include <vector>
 
+#include "Host/Conf/PixFmtDescription.h"
 #include "Host/Settings/Common/SettingsEffectRemapping.h"
 #include "Host/Settings/Photo/SettingsEffectDirectionalAreaDeformation.h"
 #include "Proc/Effects/EffectsPhoto/Detail/Hermite.h"
@@ -30,6 +33,40 @@ struct Box {
     bool IsEmpty() const { return left >= right || top >= bottom; }
 };
 
+// The pushes of a picture's pixels. Memory is taken only for tiles where something was pushed: a dense field would take 8 bytes a pixel,
+// more than the picture itself.
+class PushField {
+public:
+    PushField() = default;
+    PushField(std::uint32_t width, std::uint32_t height)
+        : width_(width),
+          height_(height),
+          tilesPerRow_((width + kTileSide - 1) / kTileSide),
+          tiles_(std::size_t{tilesPerRow_} * ((height + kTileSide - 1) / kTileSide)) {}
+
+    bool IsFor(const FrameInfo& info) const { return info.width == width_ && info.height == height_; }
+
+    Push Get(std::uint32_t x, std::uint32_t y) const {
+        const auto& tile = tiles_[TileOf(x, y)];
+        return tile == nullptr ? Push() : (*tile)[PlaceOf(x, y)];
+    }
+    void Set(std::uint32_t x, std::uint32_t y, const Push& push) {
+        auto& tile = tiles_[TileOf(x, y)];
+        if (tile == nullptr) tile = std::make_unique<Tile>();
+        (*tile)[PlaceOf(x, y)] = push;
+    }
+
+private:
+    static constexpr std::uint32_t kTileSide = 64;
+    using Tile = std::array<Push, kTileSide * kTileSide>;
+
+    std::size_t TileOf(std::uint32_t x, std::uint32_t y) const { return std::size_t{y / kTileSide} * tilesPerRow_ + x / kTileSide; }
+    static std::size_t PlaceOf(std::uint32_t x, std::uint32_t y) { return y % kTileSide * kTileSide + x % kTileSide; }
+
+    std::uint32_t width_ = 0, height_ = 0, tilesPerRow_ = 0;
+    std::vector<std::unique_ptr<Tile>> tiles_;
+};
+
 // The capsule around a line, and how much it pushes.
 class Brush {
 public:
@@ -45,19 +82,21 @@ public:
         amount_ = static_cast<float>(settings.GetStrength() * (settings.GetSize() * kPushPerSize) / 100.0);
     }
 
-    void Add(Push& push, std::int64_t x, std::int64_t y) const {
+    /// Adds this stroke's push at a pixel, if it reaches there.
+    void Add(PushField& field, std::uint32_t x, std::uint32_t y) const {
         const float distance = DistanceOf(static_cast<float>(x) - fromX_, static_cast<float>(y) - fromY_);
         if (!(distance < 1.0f)) return;
         const float weight = WeightAt(distance);
+        const Push push = field.Get(x, y);
         const float present = std::sqrt(push.x * push.x + push.y * push.y);
         if (present < kNoPush) {
-            push = {weight * ux_, weight * uy_};
+            field.Set(x, y, {weight * ux_, weight * uy_});
             return;
         }
-        if (weight + present == 0.0f) return;
-        // Pushes in one direction do not grow without bound.
-        const float scale = std::max(weight, present) / (present + weight);
-        push = {(push.x + weight * ux_) * scale, (push.y + weight * uy_) * scale};
+        const float larger = std::max(weight, present), sum = present + weight;
+        if (sum == 0.0f) return;
+        // Pushes in one direction do not grow without bound. From left to right: the quotient alone would round differently.
+        field.Set(x, y, {(push.x + weight * ux_) * larger / sum, (push.y + weight * uy_) * larger / sum});
     }
 
 private:
@@ -101,29 +140,36 @@ public:
 private:
     void ProcessInternalImpl(FramePtr& frame) override {
         const FrameInfo info = frame->GetFrameInfo();
-        if (base_ == nullptr || field_.size() != info.width || field_.front().size() != info.height) {
-            field_.assign(info.width, std::vector<Push>(info.height));
+        if (base_ == nullptr || !field_.IsFor(info)) {
+            field_ = PushField(info.width, info.height);
             base_ = CloneFrame(*frame, kCloneIndependent);
         }
         const Box box = BoxOf(settings_, info);
         if (box.IsEmpty()) return;
         const Brush brush(settings_);
-        for (std::int64_t x = box.left; x < box.right; ++x) {
-            std::vector<Push>& column = field_[static_cast<std::size_t>(x)];
-            for (std::int64_t y = box.top; y < box.bottom; ++y) brush.Add(column[static_cast<std::size_t>(y)], x, y);
+        for (std::int64_t y = box.top; y < box.bottom; ++y) {
+            for (std::int64_t x = box.left; x < box.right; ++x)
+                brush.Add(field_, static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y));
         }
+        MakeWritable(frame);
         Redraw(frame, box);
     }
 
     void Redraw(const FramePtr& frame, const Box& box) {
         const FrameInfo& info = frame->GetFrameInfo();
-        const std::int64_t margin = settings_.GetSize() / 2 + 1;  // no push reaches farther
-        const Box source{std::max<std::int64_t>(box.left - margin, 0), std::max<std::int64_t>(box.top - margin, 0),
+        // Farther than this brush pushes. Where a larger one pushed before, the patch's edge pixels stand for what lies beyond it.
+        const std::int64_t margin = settings_.GetSize() / 2 + 1;
+        // The patch starts at whole chroma samples, so that those of the box are the picture's own.
+        const PixFmtDescription& description = PixFmtDescription::Get(base_->GetPixFmt());
+        const auto start = [&](std::int64_t edge, std::uint8_t shift) {
+            return std::max<std::int64_t>(edge - margin, 0) >> shift << shift;
+        };
+        const Box source{start(box.left, description.chromaShiftX), start(box.top, description.chromaShiftY),
                          std::min<std::int64_t>(box.right + margin, info.width), std::min<std::int64_t>(box.bottom + margin, info.height)};
         FramePtr patch = CloneFrame(*base_, kCloneView);  // the remapper makes a new frame and leaves the base alone
         Crop(*patch, source);
         remapper_->SetSettings(SettingsEffectRemapping([this, source](int x, int y) {
-            const Push& push = field_[static_cast<std::size_t>(source.left + x)][static_cast<std::size_t>(source.top + y)];
+            const Push push = field_.Get(static_cast<std::uint32_t>(source.left + x), static_cast<std::uint32_t>(source.top + y));
             return std::pair(static_cast<float>(x) - push.x, static_cast<float>(y) - push.y);
         }));
         remapper_->ProcessData(patch);
@@ -147,7 +193,7 @@ private:
     OneInputPtr converter_;
     OneInputPtr remapper_;
     PixFmt converterPixFmt_ = PixFmt::None;
-    std::vector<std::vector<Push>> field_;  // by column, then row
+    PushField field_;
 };
 
 }  // namespace

@@ -123,6 +123,8 @@ public:
     void ProcessData(DataPtr& data, const ConstDataPtr& second) override {
         this->RunLogged(Details::kTwoInputLines, [&] {
             const ConstFramePtr secondFrame = boost::dynamic_pointer_cast<const IDataVideo>(second);
+            this->RequireFrame(data);
+            if (this->settings_.NeedsSecondInput()) this->RequireFrame(secondFrame);
             LendAs<IDataVideo>(data, [&](FramePtr& frame) { ProcessInternalImpl(frame, secondFrame); });
         });
     }
@@ -139,7 +141,11 @@ public:
 
     DataPtr Process(std::vector<DataPtr>& data) override {
         DataPtr result;
-        this->RunLogged(Details::kVarInputLines, [&] { result = ProcessInternalImpl(data); });
+        this->RunLogged(Details::kVarInputLines, [&] {
+            this->RequireFrame(data.empty() ? DataPtr() : data.front());
+            for (const DataPtr& item : data) this->RequireFrame(item);
+            result = ProcessInternalImpl(data);
+        });
         return result;
     }
 
@@ -200,7 +206,8 @@ private:
     PixFmt backSourcePixFmt_ = PixFmt::None;
 };
 
-/// One frame in a working format, with the caller's unconverted frame beside it.
+/// One frame in a working format, with the caller's unconverted frame beside it. A call that fails before the unconverted frame is
+/// released leaves that frame in the caller's reference.
 template <class SettingsT>
 class EffectBaseCSCOneInput : public EffectBaseCSC<EffectBaseOneInput<SettingsT>> {
 public:
@@ -208,18 +215,35 @@ public:
 
 protected:
     void ProcessInternalImpl(FramePtr& frame) override {
-        ConstFramePtr input = frame;
+        struct Guard {
+            FramePtr& frame;
+            ConstFramePtr& input;
+            bool isDone = false;
+            ~Guard() {
+                if (!isDone && input != nullptr) frame = boost::const_pointer_cast<IDataVideo>(input);
+                input.reset();
+            }
+        } guard{frame, input_};
+        input_ = frame;
         this->ConvertIn(frame);
-        if (frame != input && !ReadsInput()) input.reset();  // makes room for the way back
-        ProcessInternalCSC(frame, input);
+        ProcessInternalCSC(frame, input_);
+        guard.isDone = true;
+        input_.reset();  // frees its memory before the conversion back asks for as much
         this->ConvertBack(frame);
     }
 
     /// `frame` is in a working format and may be `input` itself, the caller's own frame: its pixels must not be changed then. `input` is
-    /// empty after a conversion unless `ReadsInput`.
+    /// the frame as it was before the conversion.
     virtual void ProcessInternalCSC(FramePtr& frame, const ConstFramePtr& input) = 0;
-    /// Whether the algorithm reads the frame as it was before the conversion.
-    virtual bool ReadsInput() const { return false; }
+
+    /// For an algorithm that is about to allocate frames, does not read its input and cannot fail any more: frees the unconverted frame,
+    /// a third of the peak memory. `input` is empty from then on, unless it is the working frame itself.
+    void ReleaseInput(const FramePtr& working) {
+        if (working != input_) input_.reset();
+    }
+
+private:
+    ConstFramePtr input_;
 };
 
 /// One frame in a working format, whose luma is restored after the effect.
@@ -262,11 +286,14 @@ private:
     OneInputPtr lumaConverter_;
 };
 
-/// The working frame, or an independent copy of it if it is the caller's own frame and anyone but this effect can see its pixels.
+/// The working frame without its extra alpha, or an independent copy of it if it is the caller's own frame and anyone but this effect can
+/// see its pixels.
 inline FramePtr Writable(const FramePtr& frame, const ConstFramePtr& input) {
     constexpr std::uint32_t kOwnReferences = 2;  // `frame` and `input`; the caller's reference is lent to the effect
     const bool isSeenByOthers = frame->GetRefCount() > kOwnReferences || frame->SharesPixels();
-    return frame == input && isSeenByOthers ? CloneFrame(*frame, kCloneIndependent) : frame;
+    if (frame == input && isSeenByOthers) return CloneFrame(*frame, kCloneIndependent);
+    frame->ClearExtraAlpha();
+    return frame;
 }
 
 }  // namespace Orvexa::Proc

@@ -51,6 +51,7 @@ private:
     }
 
     void ProcessInternalCSC(FramePtr& frame, const ConstFramePtr& input) override {
+        ReleaseInput(frame);
         FramePtr levels = frame;
         posterize_->ProcessData(levels);
         const ConstPlane levelPlane = std::as_const(*levels).GetPlane(0);

@@ -17,6 +17,11 @@ constexpr double kFewestCells = 32.0;
 // 100 / (strength + 1) at the strengths 100 and 0, and the way between them.
 constexpr double kAtFullStrength = 0.9900990099009901, kAtNoStrength = 100.0, kSpan = 99.00990099009901;
 
+// A shorter side of less than 32 pixels is enlarged, which a very long side bounds: no frame can be larger.
+double BoundedScale(double scale, const FrameInfo& info) {
+    return std::min(scale, static_cast<double>(kMaxFrameSide) / std::max(info.width, info.height));
+}
+
 double ScaleOf(double strength, const FrameInfo& info) {
     const double smallest = kFewestCells / std::min(info.width, info.height);
     const double p = 100.0 / (strength + 1.0);
@@ -53,7 +58,7 @@ private:
         SettingsResizer resizing(settings_.GetMethodDownscale());
         resizing.SetAccurate(true);
         resizing.SetFullChroma(true);
-        const double scale = ScaleOf(settings_.GetStrength(), info);
+        const double scale = BoundedScale(ScaleOf(settings_.GetStrength(), info), info);
         google::LogMessage(kLogFile, kScaleLine).stream() << "Pixelate scale: " << scale;
         resizing.SetCustomScale(scale);
         reducer_->SetSettings(resizing);

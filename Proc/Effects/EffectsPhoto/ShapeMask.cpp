@@ -29,38 +29,40 @@ double OuterExtent(const SettingsEffectShapeMask& settings) {
     }
 }
 
-// A shape's mask value at a normalised point.
+// A shape's mask value at a normalised point. The values inside the shape and outside the falloff are those of the settings at the time of
+// the call, which the effect may have reset; the falloff keeps the ones that it was made with.
 class Impl {
 public:
     explicit Impl(const SettingsEffectShapeMask& settings)
         : extent_(OuterExtent(settings)),
-          foreground_(settings.GetForeground()),
-          background_(settings.GetBackground()),
-          foregroundSlope_(settings.GetForegroundTilt() / (1 / (extent_ - 1))),
-          backgroundSlope_(settings.GetBackgroundTilt() / (1 / (extent_ - 1))) {}
+          settings_(settings),
+          start_(settings.GetForeground()),
+          end_(settings.GetBackground()),
+          startSlope_(settings.GetForegroundTilt() / (1 / (extent_ - 1))),
+          endSlope_(settings.GetBackgroundTilt() / (1 / (extent_ - 1))) {}
     virtual ~Impl() = default;
     virtual std::uint8_t Value(const Point& point) const = 0;
 
 protected:
-    // The falloff at a distance beyond the shape of 0..extent - 1; an overshooting curve is clamped.
+    std::uint8_t Foreground() const { return settings_.GetForeground(); }
+    std::uint8_t Background() const { return settings_.GetBackground(); }
+
+    // The falloff at a distance beyond the shape of 0..extent - 1; an overshooting curve is clamped. In a shape without width or height
+    // positions and slopes may be no numbers, which count as outside.
     std::uint8_t Falloff(double distance) const {
-        double value;
-        if (distance < 0) {
-            value = foreground_;
-        } else if (distance > extent_ - 1) {
-            value = background_;
-        } else {
-            const auto [start, startSlope, end, endSlope] = Detail::HermiteBasis(distance / (extent_ - 1));
-            value = start * foreground_ + startSlope * foregroundSlope_ + end * background_ + endSlope * backgroundSlope_;
-        }
+        if (distance < 0) return start_;
+        const auto [start, startSlope, end, endSlope] = Detail::HermiteBasis(distance / (extent_ - 1));
+        const double value = start * start_ + startSlope * startSlope_ + end * end_ + endSlope * endSlope_;
+        if (distance > extent_ - 1 || std::isnan(value)) return end_;
         return static_cast<std::uint8_t>(Detail::RoundHalfAway(std::clamp(value, 0.0, 255.0)));
     }
 
-    double extent_;
-    std::uint8_t foreground_, background_;
+    const double extent_;
 
 private:
-    double foregroundSlope_, backgroundSlope_;
+    const SettingsEffectShapeMask& settings_;
+    const std::uint8_t start_, end_;
+    const double startSlope_, endSlope_;
 };
 
 class ImplEllipse final : public Impl {
@@ -69,8 +71,8 @@ public:
 
     std::uint8_t Value(const Point& point) const override {
         const double squaredRadius = point.first * point.first + point.second * point.second;
-        if (squaredRadius <= 1) return foreground_;
-        if (squaredRadius >= squaredExtent_) return background_;
+        if (squaredRadius <= 1) return Foreground();
+        if (squaredRadius >= squaredExtent_) return Background();
         return Falloff(std::sqrt(squaredRadius) - 1);
     }
 
@@ -84,12 +86,12 @@ public:
 
     std::uint8_t Value(const Point& point) const override {
         const double x = std::abs(point.first), y = std::abs(point.second);
-        if (x <= 1 && y <= 1) return foreground_;
-        if (x >= extent_ || y >= extent_) return background_;
+        if (x <= 1 && y <= 1) return Foreground();
+        if (x >= extent_ || y >= extent_) return Background();
         if (y <= 1) return Falloff(x - 1);
         if (x <= 1) return Falloff(y - 1);
         const double distance = std::sqrt((y - 1) * (y - 1) + (x - 1) * (x - 1));
-        return distance >= extent_ - 1 ? background_ : Falloff(distance);
+        return distance >= extent_ - 1 ? Background() : Falloff(distance);
     }
 };
 

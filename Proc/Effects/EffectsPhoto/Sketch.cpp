@@ -1,7 +1,7 @@
 // Sketch: composes a grey version of the picture with pencil strokes.
 //
 // The strokes are drawn from nothing: noise, smeared along lines and drawn over in charcoal. They are made at no more than 512 x 512 pixels
-// and continued over larger pictures by the host's pad.
+// and extended over larger pictures by the host's pad.
 
 #include <algorithm>
 
@@ -50,7 +50,7 @@ private:
         const bool isPadded = margins != CropInfo();
         if (info != inputInfo_) {
             inputInfo_ = info;
-            if (isPadded) pad_->SetSettings(SettingsEffectPad(margins, PadMode::Mirror));
+            if (isPadded) pad_->SetSettings(SettingsEffectPad(margins, PadMode::Texture));
         }
         FramePtr texture = DrawTexture(FrameInfo(info.width - margins.right, info.height - margins.bottom, info.aspect));
         if (isPadded) pad_->ProcessData(texture);

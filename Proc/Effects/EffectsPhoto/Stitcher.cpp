@@ -29,7 +29,8 @@ struct Axis {
     std::uint32_t patch, margin, inner, overlap, length, canvas, step;
 
     std::uint32_t GetCount() const { return (canvas - patch) / step + 1; }
-    Place PlaceOf(std::uint32_t position) const { return position == 0 ? kFirst : position + patch == canvas ? kLast : kMiddle; }
+    bool HasNext(std::uint32_t position) const { return position + patch < canvas; }
+    Place PlaceOf(std::uint32_t position) const { return position == 0 ? kFirst : HasNext(position) ? kMiddle : kLast; }
 };
 
 Axis MakeAxis(const char* name, std::uint32_t patch, std::uint64_t before, std::uint64_t after, std::uint32_t overlap,
@@ -59,8 +60,9 @@ std::vector<std::uint8_t> MakeRamp(std::uint32_t overlap) {
     return ramp;
 }
 
-// The opacities of a patch, for which the ramps of its overlaps with earlier patches and with the next one in its row are given.
-void DrawMask(const Plane& mask, Place row, Place column, const std::vector<std::uint8_t>& down, const std::vector<std::uint8_t>& right) {
+// The opacities of a patch, for which the ramps of its overlaps with earlier patches and with the next one in its row, if any, are given.
+void DrawMask(const Plane& mask, Place row, Place column, bool hasNext, const std::vector<std::uint8_t>& down,
+              const std::vector<std::uint8_t>& right) {
     const auto at = [](const std::vector<std::uint8_t>& ramp, bool isThere, std::uint64_t i) {
         return isThere && i < ramp.size() ? ramp[i] / 255.0 : 1.0;
     };
@@ -70,7 +72,7 @@ void DrawMask(const Plane& mask, Place row, Place column, const std::vector<std:
         const double fromAbove = at(down, row != kFirst, y);
         for (std::uint64_t x = 0; x < width; ++x) {
             double opacity = fromAbove * at(right, column != kFirst, x);
-            if (fromAbove < 1.0 && column != kLast && x >= next) {
+            if (fromAbove < 1.0 && hasNext && x >= next) {
                 const double ofNext = right[x - next] / 255.0;
                 opacity *= (1.0 - ofNext) / (1.0 - ofNext * fromAbove);
             }
@@ -92,6 +94,7 @@ public:
         : allocator_(allocator),
           chromaExtractor_(chromaExtractor),
           info_(across.inner, down.inner),
+          hasOneColumn_(across.GetCount() == 1),
           right_(MakeRamp(across.overlap)),
           down_(MakeRamp(down.overlap)) {}
 
@@ -99,7 +102,7 @@ public:
         BlendMask& mask = masks_[row * 3 + column];
         if (mask.luma == nullptr) {
             mask.luma = NewFrame(allocator_, PixFmt::Gray8, info_);
-            DrawMask(mask.luma->GetPlane(0), row, column, down_, right_);
+            DrawMask(mask.luma->GetPlane(0), row, column, column != kLast && !hasOneColumn_, down_, right_);
             if (chromaExtractor_ != nullptr) {
                 mask.chroma = CloneFrame(*mask.luma, kCloneView);
                 chromaExtractor_->ProcessData(mask.chroma);
@@ -112,6 +115,7 @@ private:
     const AllocatorPtr& allocator_;
     const OneInputPtr chromaExtractor_;
     const FrameInfo info_;
+    const bool hasOneColumn_;  // whose patches are first and last at once
     const std::vector<std::uint8_t> right_, down_;
     std::array<BlendMask, 9> masks_;
 };
@@ -143,13 +147,13 @@ public:
 
 private:
     DataPtr ProcessInternalImpl(std::vector<DataPtr>& frames) override {
-        if (frames.empty()) Throw("There is no frame to process!");
         const auto& first = dynamic_cast<const IDataVideo&>(*frames.front());
         const FrameInfo& info = first.GetFrameInfo();
         const CropInfo& crop = settings_.GetCropInfo();
         const Axis across = MakeAxis("width", info.width, crop.left, crop.right, settings_.GetOverlapX(), settings_.GetFrameWidth());
         const Axis down = MakeAxis("height", info.height, crop.top, crop.bottom, settings_.GetOverlapY(), settings_.GetFrameHeight());
         CheckPatches(frames, first, across, down);
+        CheckFormat(PixFmtDescription::Get(first.GetPixFmt()), across, down);
 
         const FramePtr canvas = MakeCanvas(first, across, down);
         BlendMasks masks(allocator_, CreateChromaExtractor(first.GetPixFmt()), across, down);
@@ -187,6 +191,29 @@ private:
                       std::to_string(down.patch) + "; patch " + std::to_string(i) + " has " + std::to_string(info.width) + " x " +
                       std::to_string(info.height));
             }
+        }
+    }
+
+    void CheckFormat(const PixFmtDescription& description, const Axis& across, const Axis& down) const {
+        const bool isIndexed = description.kind == PixFmtDescription::Kind::Indexed;
+        if (isIndexed && settings_.IsOverlapped() && across.GetCount() * down.GetCount() > 1) {
+            Throw(
+                "Pixel format is not supported! Indexed patches cannot be blended; stitch them without overlapped or convert them first.");
+        }
+        RequireSharedChromaGrid(across, description.chromaShiftX, "left", description);
+        RequireSharedChromaGrid(down, description.chromaShiftY, "top", description);
+    }
+
+    // A margin moves the chroma of a patch by whole samples, rounded down. Where the patch's own start is rounded down, too, both together
+    // may miss the sample of the canvas by one.
+    static void RequireSharedChromaGrid(const Axis& axis, std::uint8_t shift, const char* side, const PixFmtDescription& description) {
+        const std::uint32_t fraction = (1u << shift) - 1;
+        for (std::uint32_t start = 0; start + axis.patch <= axis.canvas; start += axis.step) {
+            if ((start & fraction) + (axis.margin & fraction) <= fraction) continue;
+            const std::string unit = std::to_string(1u << shift);
+            Throw("Patches of " + std::string(description.name) + " that are " + std::to_string(axis.step) +
+                  " pixels apart do not fit together with a " + side + " margin of " + std::to_string(axis.margin) +
+                  ": one of both must be a multiple of " + unit + ", or the format one without subsampled chroma");
         }
     }
 

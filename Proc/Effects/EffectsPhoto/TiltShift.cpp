@@ -51,7 +51,7 @@ public:
 
 private:
     void ProcessInternalImpl(FramePtr& frame) override {
-        if (!IsExclusive(frame)) frame = CloneFrame(*frame, kCloneIndependent);
+        MakeWritable(frame);
         FramePtr blurred = frame;
         Blur(blurred);
         ConvertTo(frame->GetPixFmt(), blurred);

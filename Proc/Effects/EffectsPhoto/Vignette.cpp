@@ -42,7 +42,7 @@ private:
         MakeMask(frame);
         MakeChromaMask(frame->GetPixFmt());
         MakeLayer();
-        if (!IsExclusive(frame)) frame = CloneFrame(*frame, kCloneIndependent);
+        MakeWritable(frame);
         blender_->ProcessData(frame, ConstFramePtr(layer_));
     }
 

@@ -45,6 +45,7 @@ TEST(HostEffects, EveryRowMakesAnEffectOfItsOwnSettings) {
         EXPECT_EQ(effect->GetSettingsBase().GetClassId(), row.classId);
         EXPECT_THROW(effect->SetSettings(ForeignSettings()), std::bad_cast) << row.classId;
         EXPECT_EQ(CountOf(*effect), "0") << row.classId;
+        EXPECT_EQ(effect->GetStatistic().GetName(), row.classId + "_" + row.implName);
     }
 }
 

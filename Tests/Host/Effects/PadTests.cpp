@@ -54,6 +54,103 @@ TEST(Pad, EveryModeFillsTheMarginsOfEveryPlane) {
     }
 }
 
+struct Moments {
+    double mean = 0, deviation = 0;
+};
+Moments MomentsOf(const Grid& grid, int left, int top, int right, int bottom) {
+    double sum = 0, squares = 0;
+    for (int y = top; y < bottom; ++y) {
+        for (int x = left; x < right; ++x) sum += grid.At(x, y), squares += grid.At(x, y) * grid.At(x, y);
+    }
+    const double count = (right - left) * (bottom - top), mean = sum / count;
+    return {mean, std::sqrt(squares / count - mean * mean)};
+}
+
+// How alike a rectangle and the one (dx, dy) beside it are: 1 for the same, 0 for strangers.
+double Likeness(const Grid& grid, int left, int top, int size, int dx, int dy) {
+    const Moments a = MomentsOf(grid, left, top, left + size, top + size),
+                  b = MomentsOf(grid, left + dx, top + dy, left + dx + size, top + dy + size);
+    double sum = 0;
+    for (int y = top; y < top + size; ++y) {
+        for (int x = left; x < left + size; ++x) sum += (grid.At(x, y) - a.mean) * (grid.At(x + dx, y + dy) - b.mean);
+    }
+    return sum / (size * size * a.deviation * b.deviation);
+}
+
+// Strokes downwards to the right: noise, smeared along the diagonal.
+FramePtr Strokes(int side) {
+    const Grid noise = Read(*MakeFrame(PixFmt::Gray8, static_cast<std::uint32_t>(side), static_cast<std::uint32_t>(side)), 0);
+    const FramePtr frame = MakeFrame(PixFmt::Gray8, static_cast<std::uint32_t>(side), static_cast<std::uint32_t>(side), Color());
+    Grid strokes(side, side);
+    for (int y = 0; y < side; ++y) {
+        for (int x = 0; x < side; ++x) {
+            double sum = 0;
+            for (int i = 0; i < 9; ++i) sum += noise.At((x + i) % side, (y + i) % side);
+            strokes.At(x, y) = sum / 9;
+        }
+    }
+    Write(*frame, 0, 0, strokes);
+    return frame;
+}
+
+TEST(Pad, ExtendsATextureWithoutSeamsMirrorAxesOrPeriod) {
+    constexpr int kSide = 128;
+    const FramePtr texture = Strokes(kSide);
+    const Moments expected = MomentsOf(Read(*texture, 0), 0, 0, kSide, kSide);
+    struct {
+        CropInfo margins;
+        int width, height;
+    } const cases[] = {{{0, 472, 0, 372}, 600, 500}, {{200, 100, 150, 50}, 428, 328}};
+    for (const auto& [margins, width, height] : cases) {
+        const FramePtr extended = RunHost(SettingsEffectPad(margins, PadMode::Texture, Color()), texture);
+        ASSERT_EQ(extended->GetFrameInfo(), FrameInfo(static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height)));
+        const Grid result = Read(*extended, 0);
+        // The texture itself, but for what fades.
+        const int left = static_cast<int>(margins.left), top = static_cast<int>(margins.top);
+        for (int y = 16; y < kSide - 16; ++y) {
+            for (int x = 16; x < kSide - 16; ++x) ASSERT_EQ(result.At(left + x, top + y), Read(*texture, 0).At(x, y)) << x << ' ' << y;
+            if (HasFailure()) return;
+        }
+        const int cell = 32;
+        double longest = 0, total = 0;
+        for (int y = 0; y + cell <= height; y += cell / 2) {
+            for (int x = 0; x + cell <= width; x += cell / 2) {
+                // In fades, too: plain means have seven tenths of the contrast.
+                const Moments moments = MomentsOf(result, x, y, x + cell, y + cell);
+                ASSERT_NEAR(moments.mean, expected.mean, 0.5 * expected.deviation) << x << ' ' << y;
+                ASSERT_NEAR(moments.deviation, expected.deviation, 0.35 * expected.deviation) << x << ' ' << y;
+                // Strokes keep their direction: along it neighbours are alike, across it they are not. A mirror swaps both.
+                if (x + cell + 4 > width || y + cell + 4 > height || x < 4) continue;
+                ASSERT_GT(Likeness(result, x, y, cell, 4, 4) - Likeness(result, x, y, cell, -4, 4), 0.1) << x << ' ' << y;
+            }
+        }
+        // No step between any two columns or rows that exceeds the usual one.
+        for (int x = 0; x + 1 < width; ++x) {
+            double sum = 0;
+            for (int y = 0; y < height; ++y) sum += std::abs(result.At(x + 1, y) - result.At(x, y));
+            longest = std::max(longest, sum / height), total += sum / height;
+        }
+        EXPECT_LT(longest, 1.25 * total / (width - 1));
+        // Nor does the whole come back at any one distance.
+        for (int dx = 16; dx + 128 <= width - 16; dx += 1) {
+            ASSERT_LT(Likeness(result, 16, 16, 112, dx, 0), 0.9 + (dx < 16 ? 1 : 0)) << dx;
+        }
+    }
+}
+
+TEST(Pad, ExtendsFlatAndTinyTexturesOfEveryFormat) {
+    for (const PixFmt format : AllPixFmts()) {
+        const bool isIndexed = format == PixFmt::Pal8;
+        for (const auto& [width, height] : {std::pair{1u, 1u}, {2u, 9u}, {64u, 40u}}) {
+            const FramePtr flat = MakeFrame(format, width, height, Color(200, 100, 50, 150));
+            const FramePtr extended = RunHost(SettingsEffectPad({3, 90, 5, 70}, PadMode::Texture, Color()), flat);
+            EXPECT_TRUE(
+                SameFrames(extended, MakeFrame(isIndexed ? PixFmt::Rgba : format, width + 93, height + 75, Color(200, 100, 50, 150))))
+                << Name(format) << ' ' << width;
+        }
+    }
+}
+
 TEST(Pad, FillsIndexedFramesWithTheNearestPaletteColor) {
     const FramePtr frame = MakeFrame(PixFmt::Pal8, 2, 2);
     std::uint8_t* palette = frame->GetPlane(1).GetData();
@@ -71,7 +168,7 @@ TEST(Pad, NoMarginsPassTheFrameAndAbsurdOnesAreRefused) {
     for (const CropInfo& margins : {CropInfo{~0u, 0, 0, 0}, CropInfo{~0u - 3, 0, 0, 0}, CropInfo{0, 0, 1u << 20, 0}}) {
         EXPECT_THROW(RunHost(SettingsEffectPad(margins, PadMode::Fill, Color()), frame), EffectException);
     }
-    EXPECT_THROW(RunHost(SettingsEffectPad({1, 1, 1, 1}, static_cast<PadMode>(3), Color()), frame), EffectException);
+    EXPECT_THROW(RunHost(SettingsEffectPad({1, 1, 1, 1}, static_cast<PadMode>(4), Color()), frame), EffectException);
 }
 
 }  // namespace

@@ -70,6 +70,19 @@ TEST(SmartBlur, LeavesAlphaAloneAndTreatsEveryFormat) {
     }
 }
 
+TEST(SmartBlur, HiddenColoursStayHidden) {
+    const Color shown(200, 100, 50);
+    for (const PixFmt pixFmt : {PixFmt::Rgba, PixFmt::Yuva444p}) {
+        const FramePtr source = MakeHalfHidden(pixFmt, 60, 10, shown, Color(0, 255, 255)), flat = MakeFrame(pixFmt, 60, 10, shown);
+        for (const auto& settings : {Blurring(50, 100), Blurring(50, 40), Blurring(0, 0, 100)}) {
+            const FramePtr result = RunHost(settings, source);
+            for (std::uint8_t i = 0; i < (pixFmt == PixFmt::Rgba ? 1 : 3); ++i) {
+                for (int x = 0; x < 30; ++x) EXPECT_NEAR(Read(*result, i).At(x, 5), Read(*flat, i).At(x, 5), 1) << Name(pixFmt) << ' ' << x;
+            }
+        }
+    }
+}
+
 TEST(SmartBlur, CanSmoothColourAndKeepBrightness) {
     SettingsEffectSmartBlur settings = Blurring(0, 0);
     settings.SetChromaRadius(100);

@@ -35,7 +35,7 @@ HWY_INLINE Vector16 Blend(Vector16 under, Vector16 over, Vector16 opacity) {
     return DivideLanesBy255(hn::Add(hn::Mul(under, rest), hn::Mul(over, opacity)));
 }
 
-void BlendConstant(const std::uint8_t* under, const std::uint8_t* over, std::uint8_t opacity, std::uint8_t* result, std::size_t size) {
+void BlendConstant(const std::uint8_t* under, const std::uint8_t* over, std::uint16_t opacity, std::uint8_t* result, std::size_t size) {
     const std::size_t lanes = hn::Lanes(Lanes16());
     const auto opacities = hn::Set(Lanes16(), opacity);
     std::size_t i = 0;
@@ -65,7 +65,7 @@ namespace Orvexa::Proc::Detail {
 HWY_EXPORT(BlendConstant);
 HWY_EXPORT(BlendVarying);
 
-void BlendRow(const std::uint8_t* under, const std::uint8_t* over, std::uint8_t opacity, std::uint8_t* result, std::size_t size) {
+void BlendRow(const std::uint8_t* under, const std::uint8_t* over, std::uint16_t opacity, std::uint8_t* result, std::size_t size) {
     HWY_DYNAMIC_DISPATCH(BlendConstant)(under, over, opacity, result, size);
 }
 

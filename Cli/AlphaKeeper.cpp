@@ -1,0 +1,59 @@
+#include "Cli/AlphaKeeper.h"
+
+#include <utility>
+
+#include "Host/Conf/PixFmtDescription.h"
+#include "Host/Effects/Channels.h"
+#include "Host/Effects/Transparency.h"
+#include "Host/Settings/Photo/SettingsEffectBlackWhite.h"
+#include "Host/Settings/Photo/SettingsEffectBlurBokeh.h"
+#include "Host/Settings/Photo/SettingsEffectBlurRadial.h"
+#include "Host/Settings/Photo/SettingsEffectGradient.h"
+#include "Host/Settings/Photo/SettingsEffectSketch.h"
+
+namespace Kalvatri {
+
+using namespace Orvexa;
+using Proc::FramePtr;
+
+namespace {
+
+// Effects without a working format that carries alpha.
+bool IsWithoutAlpha(const std::string& classId) {
+    return classId == Proc::SettingsEffectBlackWhite::CLASS_ID || classId == Proc::SettingsEffectBlurBokeh::CLASS_ID ||
+           classId == Proc::SettingsEffectBlurRadial::CLASS_ID || classId == Proc::SettingsEffectGradient::CLASS_ID ||
+           classId == Proc::SettingsEffectSketch::CLASS_ID;
+}
+
+// Of those, the ones that mix neighbouring pixels.
+bool IsBlur(const std::string& classId) {
+    return classId == Proc::SettingsEffectBlurBokeh::CLASS_ID || classId == Proc::SettingsEffectBlurRadial::CLASS_ID;
+}
+
+}  // namespace
+
+AlphaKeeper::AlphaKeeper(const Proc::FactoryPtr& factory, const Step& step, FramePtr& picture) : info_(picture->GetFrameInfo()) {
+    const std::string& classId = step.effect->settings->classId;
+    if (!IsWithoutAlpha(classId) || !Proc::IsTransparent(*picture)) return;
+    samples_.resize(std::size_t{info_.width} * info_.height);
+    const auto width = static_cast<int>(info_.width), height = static_cast<int>(info_.height);
+    Proc::CopyChannel(Proc::GetChannel(std::as_const(*picture), Proc::ChannelKind::Alpha), {samples_.data(), width, 1, width, height});
+    if (IsBlur(classId) && PixFmtDescription::Get(picture->GetPixFmt()).kind == PixFmtDescription::Kind::Packed) {
+        Proc::MakeWritable(picture);
+        Proc::FillHiddenPixels(*picture, factory);
+    }
+}
+
+bool AlphaKeeper::Restore(FramePtr& picture) const {
+    if (samples_.empty()) return true;
+    const Conf::FrameInfo& info = picture->GetFrameInfo();
+    const bool hasAlpha = PixFmtDescription::Get(picture->GetPixFmt()).HasAlpha();
+    if (!hasAlpha || info.width != info_.width || info.height != info_.height) return false;
+    if (Proc::IsTransparent(*picture)) return true;
+    Proc::MakeWritable(picture);
+    const auto width = static_cast<int>(info.width), height = static_cast<int>(info.height);
+    Proc::CopyChannel({samples_.data(), width, 1, width, height}, Proc::GetChannel(*picture, Proc::ChannelKind::Alpha));
+    return true;
+}
+
+}  // namespace Kalvatri
