@@ -6,16 +6,15 @@
 #include <vips/vips8>
 
 #include "Host/Io/ImageFiles.h"
+#include "Host/Io/Vips/Source.h"
 
 namespace Orvexa::Io::Details {
 
 /// Starts libvips once; call before anything else of it.
 void StartVips();
 
-/// Counts the warnings of libvips and the codecs below it, which are kept off stderr.
+/// Counts the warnings that libvips and the codecs below it gave in the calling thread; they are kept off stderr.
 unsigned GetWarningCount();
-/// Those of the calling thread.
-unsigned GetOwnWarningCount();
 
 /// Runs a call of the codecs. libvips has one error text for the whole process, into which every thread writes and which sniffing at a file
 /// may clear. So calls run side by side only as long as nothing fails: one that throws is run once more while no other runs.
@@ -55,7 +54,7 @@ private:
 /// Whether libvips' error buffer holds something; of any thread's unless the call runs alone.
 bool HasVipsError();
 
-/// Empties libvips' error buffer and gives what it said last, in one line. Needs own errors.
+/// Empties libvips' error buffer and gives the reason of the last failure, in one line. Needs own errors.
 std::string TakeVipsError();
 
 /// A kind of metadata and where libvips keeps it.
@@ -90,8 +89,8 @@ private:
     unsigned kinds_ = 0;
 };
 
-ImageSize ReadVipsSize(vips::VSource source, const ReadOptions& options);
-LoadedImage ReadVips(vips::VSource source, const Proc::AllocatorPtr& allocator, const ReadOptions& options);
+ImageSize ReadVipsSize(ByteSource& bytes, const ReadOptions& options);
+LoadedImage ReadVips(ByteSource& bytes, const Proc::AllocatorPtr& allocator, const ReadOptions& options);
 Notes WriteVips(vips::VTarget target, FileFormat format, const Proc::ConstFramePtr& frame, const WriteOptions& options);
 
 }  // namespace Orvexa::Io::Details

@@ -194,6 +194,27 @@ TEST_F(ImageFiles, NamesAreTakenLiterally) {
     }
 }
 
+// A second decoding, which failures need, would ask for a second frame.
+TEST_F(ImageFiles, GoodPicturesAreDecodedOnceAndWithoutAWord) {
+    class Counting : public IFrameAllocator {
+    public:
+        int frames = 0;
+        void AllocateFrame(FramePtr& frame, PixFmt pixFmt, const FrameInfo& info) override {
+            ++frames;
+            TestAllocator()->AllocateFrame(frame, pixFmt, info);
+        }
+    };
+    for (const char* name : {"a.jpg", "a.png", "a.webp", "a.tif", "a.gif", "a.avif", "a.heic"}) {
+        Write(name, MakeFrame(PixFmt::Rgb24, 64, 48));
+        for (const bool allowTruncated : {false, true}) {
+            const auto allocator = Core::MakeRefCounted<Counting>();
+            const Io::LoadedImage loaded = Io::ReadImage(Core::ioPath(folder_.File(name)), allocator, {.allowTruncated = allowTruncated});
+            EXPECT_THAT(loaded.notes, IsEmpty()) << name;
+            EXPECT_EQ(allocator->frames, 1) << name;
+        }
+    }
+}
+
 TEST_F(ImageFiles, ARewrittenFileIsReadAnew) {
     for (const std::uint8_t level : {std::uint8_t{1}, std::uint8_t{2}}) {
         const FramePtr frame = MakeFrame(PixFmt::Gray8, 4, 4, Color(level, level, level));
