@@ -64,19 +64,23 @@ std::int64_t ByteSource::Read(void* buffer, std::int64_t size) {
         errno = EFBIG;
         return -1;
     }
-    ssize_t got = -1;
-    do {
-        got = isFile_ ? pread(descriptor_, buffer, static_cast<std::size_t>(wanted), begin_ + position_)
-                      : read(descriptor_, buffer, static_cast<std::size_t>(wanted));
-    } while (got < 0 && errno == EINTR);
-    if (got == 0 && isFile_) {
-        // An error rather than an early end, at which libvips would go on with memory that was never filled.
-        isShortened_ = true;
-        errno = EIO;
-        return -1;
+    // As much as there is: some loaders take less for the end.
+    std::int64_t filled = 0;
+    while (filled < wanted) {
+        std::uint8_t* to = static_cast<std::uint8_t*>(buffer) + filled;
+        const auto missing = static_cast<std::size_t>(wanted - filled);
+        const ssize_t got = isFile_ ? pread(descriptor_, to, missing, begin_ + position_) : read(descriptor_, to, missing);
+        if (got < 0 && errno == EINTR) continue;
+        if (got < 0) return -1;
+        if (got == 0) break;
+        filled += got;
+        position_ += got;
     }
-    if (got > 0) position_ += got;
-    return got;
+    if (filled == wanted || !isFile_) return filled;
+    // An error rather than an early end, at which libvips would go on with memory that was never filled.
+    isShortened_ = true;
+    errno = EIO;
+    return -1;
 }
 
 std::int64_t ByteSource::Seek(VipsSourceCustom*, std::int64_t offset, int origin, void* self) {

@@ -46,14 +46,14 @@ void SayFatal(const gchar*, GLogLevelFlags, const gchar*, gpointer) {
 void StartVips() {
     static std::once_flag once;
     std::call_once(once, [] {
+        g_log_set_handler("VIPS", static_cast<GLogLevelFlags>(G_LOG_LEVEL_MASK | G_LOG_FLAG_RECURSION), KeepWarning, nullptr);
+        g_log_set_handler("GLib", static_cast<GLogLevelFlags>(G_LOG_LEVEL_ERROR | G_LOG_FLAG_FATAL | G_LOG_FLAG_RECURSION), SayFatal,
+                          nullptr);
         if (vips_init("kalvatri") != 0) Throw(std::string("the image library cannot be started: ") + vips_error_buffer());
         std::atexit(vips_shutdown);
         vips_cache_set_max(0);         // a file that was rewritten must not be answered from memory
         vips_concurrency_set(1);       // decoding and encoding are serial; more threads only take memory
         vips_pipe_read_limit_set(-1);  // ByteSource has its own
-        g_log_set_handler("VIPS", static_cast<GLogLevelFlags>(G_LOG_LEVEL_MASK | G_LOG_FLAG_RECURSION), KeepWarning, nullptr);
-        g_log_set_handler("GLib", static_cast<GLogLevelFlags>(G_LOG_LEVEL_ERROR | G_LOG_FLAG_FATAL | G_LOG_FLAG_RECURSION), SayFatal,
-                          nullptr);
     });
 }
 
@@ -89,7 +89,8 @@ std::string TakeVipsError() {
     ErrorGuard::NeedOwnErrors();
     // One line an error, the first is the cause; each begins with the name of an operation. A failed system call comes as a
     // line "unix error: reason" and says most.
-    constexpr std::string_view kSystemError = "unix error: ", kBadSeek = "bad seek to", kPngError = "libpng read error";
+    constexpr std::string_view kSystemError = "unix error: ", kBadSeek = "bad seek to", kPngError = "libpng read error",
+                               kNoName = "source input: ";
     std::string text;
     std::istringstream lines(vips_error_buffer());
     for (std::string line; std::getline(lines, line);) {
@@ -99,6 +100,7 @@ std::string TakeVipsError() {
         }
         const std::size_t colon = line.find(": ");
         if (colon != std::string::npos) line.erase(0, colon + 2);
+        if (line.starts_with(kNoName)) line.erase(0, kNoName.size());
         // Loaders try where a file ends; what they say after that is the error.
         if (text.empty() || text.starts_with(kBadSeek)) text = line;
     }

@@ -149,7 +149,7 @@ TEST(BadFiles, AFileThatIsShortenedWhileItIsReadIsTold) {
     const std::set<std::string> streamed = {".jpg", ".png", ".tif"};  // the others are in memory by then
     for (const std::string suffix : kSuffixes) {
         const std::string file = folder.File("a" + suffix);
-        const FileBytes bytes = Encode(NoisePicture(300, 200, 3), suffix.c_str());
+        const FileBytes bytes = Encode(NoisePicture(160, 100, 3), suffix.c_str());
         WriteFile(file, bytes);
         const AllocatorPtr shortening = Core::MakeRefCounted<AtAllocation>([&] { std::filesystem::resize_file(file, 100); });
         Io::LoadedImage loaded;
