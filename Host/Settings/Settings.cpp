@@ -163,6 +163,8 @@ std::string NearestName(std::string_view word, const std::vector<std::string>& c
     std::string nearest;
     std::size_t nearestDistance = word.size() / 2 + 1;  // more than half of the word wrong is another word
     for (const std::string& candidate : candidates) {
+        const auto [shorter, longer] = std::minmax(word.size(), candidate.size());
+        if (longer - shorter >= nearestDistance) continue;  // and so is the distance; words may be very long
         // Levenshtein distance, one row at a time, letter case ignored.
         std::vector<std::size_t> row(candidate.size() + 1);
         std::iota(row.begin(), row.end(), std::size_t{0});
