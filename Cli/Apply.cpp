@@ -1,4 +1,6 @@
 // kalvatri apply: runs a chain of effects on a picture.
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
@@ -27,21 +29,13 @@ constexpr char kNumberMark[] = "{}";
 
 std::string NameOf(const std::string& file, const char* stream) { return file == kStdStream ? stream : file; }
 
-std::vector<std::uint8_t> ReadStdin() {
-    std::vector<std::uint8_t> bytes;
-    std::uint8_t buffer[1 << 16];
-    while (const std::size_t size = std::fread(buffer, 1, sizeof buffer, stdin)) bytes.insert(bytes.end(), buffer, buffer + size);
-    if (std::ferror(stdin) != 0) Throw(std::strerror(errno));
-    return bytes;
-}
-
 void WriteStdout(const std::vector<std::uint8_t>& bytes) {
     if (std::fwrite(bytes.data(), 1, bytes.size(), stdout) != bytes.size() || std::fflush(stdout) != 0) Throw(std::strerror(errno));
 }
 
 Io::LoadedImage Read(const std::string& file, const ApplyOptions& options, const Proc::FactoryPtr& factory) {
     return While("reading " + NameOf(file, "stdin"), [&] {
-        Io::LoadedImage image = file == kStdStream ? Io::ReadImage(ReadStdin(), factory->GetAllocator(), options.read)
+        Io::LoadedImage image = file == kStdStream ? Io::ReadImageFrom(STDIN_FILENO, factory->GetAllocator(), options.read)
                                                    : Io::ReadImage(Core::ioPath(file), factory->GetAllocator(), options.read);
         PrintNotes(NameOf(file, "stdin"), image.notes, options);
         return image;

@@ -60,7 +60,7 @@ Proc::FramePtr Converted(Proc::FramePtr picture, const ChainOptions& options, co
 
 void PrintNotes(const std::string& file, const Io::Notes& notes, const CommonOptions& options) {
     if (options.isQuiet) return;
-    for (const std::string& note : notes) std::cerr << "kalvatri: note: " << file << ": " << note << '\n';
+    for (const std::string& note : notes) std::cerr << "kalvatri: note: " << ToLine(file + ": " + note) << '\n';
 }
 
 }  // namespace Kalvatri

@@ -3,6 +3,7 @@
 
 #include <exception>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "Host/Core/Exception.h"
@@ -13,11 +14,16 @@ enum class ExitCode : int { Done = 0, Failed = 1, WrongUsage = 2 };
 
 inline constexpr char kReadingCommandLine[] = "reading the command line";
 
+/// Text of any origin made fit for one line of a terminal: control characters, changes of direction and bytes that are not UTF-8 as `\x1b`
+/// or
+/// `\u202e`, and of a very long text the beginning and the end.
+std::string ToLine(std::string_view text);
+
 /// A failure that is ready to be shown.
 class CommandError : public std::exception {
 public:
     CommandError(ExitCode exitCode, const std::string& doing, const std::string& description, std::string origin = {});
-    const char* what() const noexcept override { return message_.c_str(); }  ///< one line
+    const char* what() const noexcept override { return message_.c_str(); }  ///< one line, by `ToLine`
     ExitCode GetExitCode() const { return exitCode_; }
     const std::string& GetOrigin() const { return origin_; }  ///< for developers, several lines, may be empty
 

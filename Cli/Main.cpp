@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Cli/Program.h"
+#include "Cli/StopSignals.h"
 
 namespace {
 
@@ -22,5 +23,6 @@ void OpenMissingStreams() {
 int main(int argc, char** argv) {
     OpenMissingStreams();
     std::signal(SIGXFSZ, SIG_IGN);  // a file size limit is then an error of the write, like a full disk
+    Kalvatri::RemoveIncompleteFilesOnSignals();
     return Kalvatri::RunProgram(std::vector<std::string>(argv + 1, argv + argc));
 }

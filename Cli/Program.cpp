@@ -235,11 +235,13 @@ int RunProgram(const std::vector<std::string>& arguments) {
         try {
             program.Parse(arguments);
         } catch (const CLI::ParseError& error) {
-            if (error.get_exit_code() == 0) return program.app.exit(error);  // help or version were asked for
-            ThrowUsage(kReadingCommandLine, Description(error));
+            if (error.get_exit_code() != 0) ThrowUsage(kReadingCommandLine, Description(error));
+            program.app.exit(error);  // help or version were asked for
         }
-        StartLogging(program.common->isVerbose);
-        While("running the command", program.run);
+        if (program.run != nullptr) {
+            StartLogging(program.common->isVerbose);
+            While("running the command", program.run);
+        }
         if (!std::cout.flush()) throw CommandError(ExitCode::Failed, "writing to stdout", "not everything could be written");
         return static_cast<int>(ExitCode::Done);
     } catch (const CommandError& error) {

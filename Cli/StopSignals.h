@@ -7,6 +7,9 @@
 
 namespace Kalvatri {
 
+/// Lets no signal that ends the process leave incomplete files behind, as far as it can be caught.
+void RemoveIncompleteFilesOnSignals();
+
 /// Interrupt, terminate and hang-up are noted instead of obeyed as long as the object lives, unless they are ignored, as in the background.
 class StopSignals {
 public:

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that the build, the tests, the demo and the benchmarks need, those that are missing only.
+#   scripts/install-packages.sh [PACKAGE]...    and these
 set -euo pipefail
 
 packages=(
@@ -9,6 +10,7 @@ packages=(
     libcli11-dev nlohmann-json3-dev
     libgtest-dev libgmock-dev libbenchmark-dev
     imagemagick libimage-exiftool-perl time fonts-dejavu-core
+    "$@"
 )
 
 missing=()

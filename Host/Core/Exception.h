@@ -4,7 +4,6 @@
 #include <boost/assert/source_location.hpp>
 #include <boost/exception/all.hpp>
 #include <exception>
-#include <source_location>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -80,9 +79,11 @@ template <class E = Proc::EffectException>
     boost::throw_exception(exception, where);
 }
 
+/// The same from where it is called. The built-ins stand for std::source_location, which clang 14 does not have.
 template <class E = Proc::EffectException>
-[[noreturn]] void Throw(std::string description, const std::source_location& where = std::source_location::current()) {
-    ThrowAt<E>(boost::source_location(where.file_name(), where.line(), where.function_name()), std::move(description));
+[[noreturn]] void Throw(std::string description, const char* file = __builtin_FILE(), unsigned line = __builtin_LINE(),
+                        const char* function = __builtin_FUNCTION()) {
+    ThrowAt<E>(boost::source_location(file, line, function), std::move(description));
 }
 
 /// What went wrong, in one line for people.

@@ -8,9 +8,10 @@ namespace Orvexa::Io {
 class ImageCodecs {
 public:
     virtual ~ImageCodecs() = default;
-    virtual LoadedImage Read(const Core::ioPath& file, const Proc::AllocatorPtr& allocator, const ReadOptions& options) = 0;
+    /// Reads from an open file, pipe or device, from its present position on.
+    virtual LoadedImage Read(int descriptor, const Proc::AllocatorPtr& allocator, const ReadOptions& options) = 0;
     virtual LoadedImage Read(std::span<const std::uint8_t> bytes, const Proc::AllocatorPtr& allocator, const ReadOptions& options) = 0;
-    virtual ImageSize ReadSize(const Core::ioPath& file, const ReadOptions& options) = 0;
+    virtual ImageSize ReadSize(int descriptor, const ReadOptions& options) = 0;
     /// Writes a frame of a format that `IsWritable`. `descriptor` is an empty file, open for reading and writing.
     virtual Notes Write(int descriptor, FileFormat format, const Proc::ConstFramePtr& frame, const WriteOptions& options) = 0;
     virtual Notes Write(std::vector<std::uint8_t>& bytes, FileFormat format, const Proc::ConstFramePtr& frame,

@@ -1,7 +1,13 @@
 #include "Host/Io/ImageFiles.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
+#include <cstring>
 #include <utility>
 
 #include "Host/Conf/PixFmtDescription.h"
@@ -34,14 +40,28 @@ Proc::FramePtr ToWritable(const Proc::FramePtr& frame, const Proc::FactoryPtr& f
     return converted;
 }
 
-void CheckInput(const Core::ioPath& file) {
-    std::error_code error;
-    const auto status = std::filesystem::status(file, error);
-    if (!std::filesystem::exists(status))
-        Throw(status.type() == std::filesystem::file_type::none ? error.message() : "the file does not exist");
-    if (std::filesystem::is_directory(status)) Throw("this is a folder, not a picture");
-    if (std::filesystem::is_regular_file(status) && std::filesystem::file_size(file, error) == 0 && !error) Throw("the file is empty");
+void CheckInput(int descriptor) {
+    struct stat status {};
+    if (fstat(descriptor, &status) != 0) Throw(std::strerror(errno));
+    if (S_ISDIR(status.st_mode)) Throw("this is a folder, not a picture");
+    if (S_ISREG(status.st_mode) && status.st_size == 0) Throw("the file is empty");
 }
+
+// A file that is open for reading as long as the object lives.
+class InputFile {
+public:
+    explicit InputFile(const Core::ioPath& file) : descriptor_(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY)) {
+        if (descriptor_ < 0) Throw(errno == ENOENT ? "the file does not exist" : std::strerror(errno));
+    }
+    InputFile(const InputFile&) = delete;
+    InputFile& operator=(const InputFile&) = delete;
+    ~InputFile() { close(descriptor_); }
+
+    int GetDescriptor() const { return descriptor_; }
+
+private:
+    const int descriptor_;
+};
 
 void CheckQuality(const WriteOptions& options) {
     if (options.quality >= WriteOptions::kMinQuality && options.quality <= WriteOptions::kMaxQuality) return;
@@ -69,13 +89,18 @@ FormatSupport GetFormatSupport(FileFormat format) { return Codecs().GetSupport(f
 bool IsWritable(PixFmt pixFmt) { return pixFmt == PixFmt::Gray8 || pixFmt == PixFmt::Rgb24 || pixFmt == PixFmt::Rgba; }
 
 LoadedImage ReadImage(const Core::ioPath& file, const Proc::AllocatorPtr& allocator, const ReadOptions& options) {
-    CheckInput(file);
-    return Codecs().Read(file, allocator, options);
+    return ReadImageFrom(InputFile(file).GetDescriptor(), allocator, options);
+}
+
+LoadedImage ReadImageFrom(int descriptor, const Proc::AllocatorPtr& allocator, const ReadOptions& options) {
+    CheckInput(descriptor);
+    return Codecs().Read(descriptor, allocator, options);
 }
 
 ImageSize ReadImageSize(const Core::ioPath& file, const ReadOptions& options) {
-    CheckInput(file);
-    return Codecs().ReadSize(file, options);
+    const InputFile input(file);
+    CheckInput(input.GetDescriptor());
+    return Codecs().ReadSize(input.GetDescriptor(), options);
 }
 
 LoadedImage ReadImage(std::span<const std::uint8_t> bytes, const Proc::AllocatorPtr& allocator, const ReadOptions& options) {

@@ -59,6 +59,9 @@ struct WriteOptions {
 /// Reads a picture into a frame of `allocator`; of several pictures in a file, the first. Whatever prevents it throws `EffectException`.
 LoadedImage ReadImage(const Core::ioPath& file, const Proc::AllocatorPtr& allocator, const ReadOptions& options = {});
 LoadedImage ReadImage(std::span<const std::uint8_t> bytes, const Proc::AllocatorPtr& allocator, const ReadOptions& options = {});
+/// The same from an open file, pipe or device, from its present position on. A pipe or a device that goes on for longer than a picture of
+/// `options.maxPixels` could need is refused.
+LoadedImage ReadImageFrom(int descriptor, const Proc::AllocatorPtr& allocator, const ReadOptions& options = {});
 
 /// Reads no more than a file's header where the format allows. Errors as `ReadImage`, of which it is no promise.
 ImageSize ReadImageSize(const Core::ioPath& file, const ReadOptions& options = {});

@@ -5,11 +5,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstring>
-#include <mutex>
-#include <set>
 #include <string>
 #include <unordered_set>
 #include <utility>
@@ -22,59 +23,158 @@ namespace {
 
 constexpr char kPart[] = ".part-";
 
-// The incomplete files of this process. Never destroyed, because threads may outlive static objects.
-struct Registry {
-    std::mutex mutex;
-    std::set<Core::ioPath> files;
-};
-Registry& Incomplete() {
-    static Registry& registry = *new Registry;
-    return registry;
-}
-
 std::string Stem(const std::string& target) { return "." + target.substr(0, 200) + kPart; }
 
 [[noreturn]] void ThrowErrno(const std::string& what) { Throw(what + ": " + std::strerror(errno)); }
 
+// Where a link leads, through further links, even to a file that is yet to be made.
+Core::ioPath FollowLinks(Core::ioPath file) {
+    constexpr int kMostLinks = 40;  // as the system counts
+    std::error_code error;
+    for (int links = 0; std::filesystem::is_symlink(file, error); ++links) {
+        if (links == kMostLinks) Throw("too many symbolic links");
+        const Core::ioPath to = std::filesystem::read_symlink(file, error);
+        if (error) Throw("cannot follow the link: " + error.message());
+        file = file.parent_path() / to;  // an absolute `to` stands alone
+    }
+    return file;
+}
+
+// Gives an open file the owner, group and permissions of the one that it replaces, but none of the bits that let a program run as somebody
+// else. Where that is not allowed the file is like any new one.
+void TakeRights(int descriptor, const struct stat& old) {
+    constexpr mode_t kPermissions = 0777;
+    (void)!fchown(descriptor, static_cast<uid_t>(-1), old.st_gid);
+    (void)!fchown(descriptor, old.st_uid, static_cast<gid_t>(-1));
+    fchmod(descriptor, old.st_mode & kPermissions);
+}
+
+std::atomic<bool> isAbandoned{false};
+
+// The process is about to end.
+void StopIfAbandoned() {
+    while (isAbandoned) pause();
+}
+
+std::atomic<unsigned> namesMade{0};
+
+std::string LinkTo(int descriptor) { return "/proc/self/fd/" + std::to_string(descriptor); }
+
 }  // namespace
 
-PendingFile::PendingFile(const Core::ioPath& target) : target_(target) {
-    std::error_code error;
-    if (std::filesystem::is_symlink(target, error)) target_ = std::filesystem::weakly_canonical(target, error);
-    struct stat old {};
-    const bool isReplacing = stat(target_.c_str(), &old) == 0;
-    const std::lock_guard lock(Incomplete().mutex);
-    for (int attempt = 0; descriptor_ < 0; ++attempt) {
-        const std::string suffix = std::to_string(getpid()) + "-" + std::to_string(attempt);
-        temporary_ = target_.parent_path() / (Stem(target_.filename().string()) + suffix);
-        descriptor_ = open(temporary_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (descriptor_ < 0 && errno != EEXIST) ThrowErrno("cannot write into the folder");
+// A temporary name in the list of all of this process, which only grows, so that a signal handler can walk it at any time. An abandoned
+// entry stays as it is, because the handler may still be reading it.
+struct PendingFile::Entry {
+    enum class State { Free, Filling, Used, Abandoned };
+
+    char name[PATH_MAX];
+    pid_t owner;
+    std::atomic<State> state{State::Filling};
+    Entry* next = nullptr;
+
+    static_assert(std::atomic<State>::is_always_lock_free);
+    static inline std::atomic<Entry*> first{nullptr};
+
+    static Entry* Take() {
+        for (Entry* entry = first; entry != nullptr; entry = entry->next) {
+            State expected = State::Free;
+            if (entry->state.compare_exchange_strong(expected, State::Filling)) return entry;
+        }
+        auto* entry = new Entry;
+        entry->next = first;
+        while (!first.compare_exchange_weak(entry->next, entry)) {
+        }
+        return entry;
+    }
+    void Use(const Core::ioPath& file) {
+        const std::string& path = file.native();
+        path.copy(name, sizeof name - 1);
+        name[std::min(path.size(), sizeof name - 1)] = '\0';  // what is longer than PATH_MAX cannot be opened whatever it ends in
+        owner = getpid();
+        state = State::Used;
+    }
+    // The name is used no longer.
+    void Leave() {
+        State expected = State::Used;
+        state.compare_exchange_strong(expected, State::Free);
+    }
+};
+
+PendingFile::PendingFile(const Core::ioPath& target, Naming naming) : target_(FollowLinks(target)) {
+    StopIfAbandoned();
+    if (naming == Naming::Named || !OpenUnnamed()) {
+        MakeNamed("cannot write into the folder", [&](const char* name) {
+            descriptor_ = open(name, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+            return descriptor_ >= 0;
+        });
     }
     flock(descriptor_, LOCK_EX | LOCK_NB);  // tells others that the file is being worked on; it ends with the process however that ends
-    Incomplete().files.insert(temporary_);
-    if (isReplacing) fchmod(descriptor_, old.st_mode & 07777);  // at worst the new file has the rights of any new file
+    struct stat old {};
+    if (stat(target_.c_str(), &old) == 0) TakeRights(descriptor_, old);
 }
 
 PendingFile::~PendingFile() {
     if (descriptor_ >= 0) close(descriptor_);
-    if (temporary_.empty()) return;
-    const std::lock_guard lock(Incomplete().mutex);
-    unlink(temporary_.c_str());
-    Incomplete().files.erase(temporary_);
+    if (entry_ == nullptr) return;
+    unlink(entry_->name);
+    entry_->Leave();
+}
+
+bool PendingFile::OpenUnnamed() {
+    const Core::ioPath folder = target_.has_parent_path() ? target_.parent_path() : ".";
+    descriptor_ = open(folder.c_str(), O_RDWR | O_TMPFILE | O_CLOEXEC, 0666);
+    if (descriptor_ < 0) return false;
+    if (access(LinkTo(descriptor_).c_str(), F_OK) == 0) return true;  // else it could never be named
+    close(std::exchange(descriptor_, -1));
+    return false;
+}
+
+template <class Make>
+void PendingFile::MakeNamed(const char* what, Make&& make) {
+    while (entry_ == nullptr) {
+        Entry* entry = Entry::Take();
+        // Entered before it is there: a name with this process's number is no other's.
+        const std::string suffix = std::to_string(getpid()) + "-" + std::to_string(namesMade++);
+        entry->Use(target_.parent_path() / (Stem(target_.filename().string()) + suffix));
+        if (make(entry->name)) {
+            entry_ = entry;
+            if (isAbandoned) unlink(entry->name);
+        } else {
+            const int error = errno;
+            entry->Leave();
+            errno = error;
+            if (error != EEXIST) ThrowErrno(what);
+        }
+    }
+    StopIfAbandoned();
 }
 
 void PendingFile::Commit() {
+    StopIfAbandoned();
+    // A link cannot replace a file, only a renaming can.
+    MakeNamed("cannot write",
+              [&](const char* name) { return linkat(AT_FDCWD, LinkTo(descriptor_).c_str(), AT_FDCWD, name, AT_SYMLINK_FOLLOW) == 0; });
     const int descriptor = std::exchange(descriptor_, -1);
     if (close(descriptor) != 0) ThrowErrno("cannot write");  // network file systems report a full disk here
-    const std::lock_guard lock(Incomplete().mutex);
-    if (rename(temporary_.c_str(), target_.c_str()) != 0) ThrowErrno("cannot replace the file");
-    Incomplete().files.erase(temporary_);
-    temporary_.clear();
+    if (rename(entry_->name, target_.c_str()) != 0) {
+        const int error = errno;
+        StopIfAbandoned();
+        errno = error;
+        ThrowErrno("cannot replace the file");
+    }
+    entry_->Leave();
+    entry_ = nullptr;
 }
 
-void PendingFile::AbandonAll() {
-    Incomplete().mutex.lock();  // for good
-    for (const Core::ioPath& file : Incomplete().files) unlink(file.c_str());
+void PendingFile::AbandonAll() noexcept {
+    const int error = errno;
+    isAbandoned = true;
+    for (Entry* entry = Entry::first; entry != nullptr; entry = entry->next) {
+        Entry::State expected = Entry::State::Used;
+        if (!entry->state.compare_exchange_strong(expected, Entry::State::Abandoned)) continue;
+        if (entry->owner == getpid()) unlink(entry->name);  // and not of the process that forked this one
+    }
+    errno = error;
 }
 
 void PendingFile::RemoveLeftOvers(const Core::ioPath& folder, const std::vector<std::string>& targets) {

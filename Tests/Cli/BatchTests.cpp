@@ -455,7 +455,7 @@ TEST_F(Batch, GoesOnFromWhereItWasStopped) {
 TEST_F(Batch, RemovesWhatAKilledProcessLeftAndNothingElse) {
     Make("a.png");
     std::filesystem::create_directory(out_);
-    const Io::PendingFile other(out_ / "a.png");  // of a process that is alive
+    const Io::PendingFile other(out_ / "a.png", Io::PendingFile::Naming::Named);  // of a process that is alive
     const Words kept = Names() + Words{".a.png.part-x", ".b.png.part-1-0", "a.png.part-1-0"};
     for (const std::string& name : {kept[1], kept[2], kept[3], std::string(".a.png.part-1-0")}) WriteFile(out_ / name, std::string("part"));
     ASSERT_EQ(RunKalvatri(Command()).exitCode, 0);

@@ -10,9 +10,12 @@
 #include <utility>
 
 #include "Cli/Commands.h"
+#include "Cli/Errors.h"
 #include "Cli/SettingsJson.h"
+#include "Cli/StopSignals.h"
 #include "Host/Core/Threads.h"
 #include "Host/Io/ImageFiles.h"
+#include "Host/Io/PendingFile.h"
 #include "Host/Proc/EffectFactory.h"
 #include "Host/Settings/Settings.h"
 #include "Tests/Cli/KalvatriProcess.h"
@@ -121,6 +124,58 @@ TEST_F(Program, HelpFitsAScreenAndShowsTwoExamples) {
         EXPECT_EQ(examples, 2) << help.out;
     }
     EXPECT_THAT(RunKalvatri({"--version"}).out, MatchesRegex("kalvatri [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+}
+
+TEST_F(Program, OutputThatIsNotTakenIsAFailure) {
+    for (const Words& words : {Words{"--help"}, Words{"apply", "--help"}, Words{"--version"}, Words{"list"}})
+        EXPECT_EQ(RunKalvatri(words, {.stdoutFile = "/dev/full"}).exitCode, 1) << testing::PrintToString(words);
+}
+
+TEST(ToLine, MakesTextFitForATerminal) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"plain \\ text", "plain \\ text"},
+        {"two\r\nlines", "two  lines"},
+        {"\x1b]0;title\a\t\x7f", "\\x1b]0;title\\x07\\x09\\x7f"},
+        {std::string("a\0b", 3), "a\\x00b"},
+        {"Gr\u00f6\u00dfe \u20ac \U0001f468\u200d\U0001f469", "Gr\u00f6\u00dfe \u20ac \U0001f468\u200d\U0001f469"},
+        {"a\u009b31m \u202egnp.exe \u2028", "a\\u009b31m \\u202egnp.exe \\u2028"},
+        // A byte that begins nothing, a cut character, an overlong one, a surrogate, one beyond Unicode.
+        {"\x80 \xe2\x82 \xc0\xaf \xed\xa0\x80 \xf4\x90\x80\x80 \xff",
+         "\\x80 \\xe2\\x82 \\xc0\\xaf \\xed\\xa0\\x80 \\xf4\\x90\\x80\\x80 \\xff"},
+    };
+    for (const auto& [text, line] : cases) {
+        EXPECT_EQ(Kalvatri::ToLine(text), line);
+        EXPECT_EQ(Kalvatri::ToLine(line), line);
+    }
+    for (const char* character : {"x", "\u00f6", "\u20ac", "\x1b"}) {
+        std::string text = "beginning ";
+        while (text.size() < 1000000) text += character;
+        const std::string line = Kalvatri::ToLine(text + " end");
+        EXPECT_THAT(line, StartsWith("beginning "));
+        EXPECT_THAT(line, testing::EndsWith(" end"));
+        EXPECT_THAT(line, testing::AllOf(HasSubstr(" bytes ...] "), testing::SizeIs(testing::Lt(20000u))));
+        EXPECT_EQ(line.find("\\xc3") + line.find("\\xe2"), 2 * std::string::npos) << "cut between characters";
+    }
+}
+
+// In a process of its own for each signal, with a file that has a name before it is complete.
+TEST_F(Program, NoSignalLeavesIncompleteFiles) {
+    for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTRAP, SIGABRT, SIGUSR1, SIGUSR2, SIGPIPE, SIGALRM, SIGTERM, SIGXCPU, SIGXFSZ,
+                             SIGVTALRM, SIGPROF, SIGIO, SIGPWR, SIGSYS, SIGRTMIN, SIGRTMAX}) {
+        const pid_t child = fork();
+        if (child == 0) {
+            const rlimit noCore{0, 0};
+            setrlimit(RLIMIT_CORE, &noCore);
+            Kalvatri::RemoveIncompleteFilesOnSignals();
+            const Io::PendingFile incomplete(folder_.File("incomplete"), Io::PendingFile::Naming::Named);
+            raise(signal);
+            _exit(0);
+        }
+        int status = 0;
+        waitpid(child, &status, 0);
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << signal << ": it still ends the process";
+        EXPECT_THAT(folder_.List(), IsEmpty()) << signal;
+    }
 }
 
 TEST_F(Program, AppliesAChainGivenAsWordsOrAsJson) {
@@ -270,6 +325,7 @@ TEST_F(Program, BadInputIsAnsweredWithOneLineAndHarmsNothing) {
     WriteFile(folder_.File("deep.json"), "[{\"effect\": \"WhiteBalance\", \"color\": " + deep + "}]");
     WriteFile(folder_.File("huge.json"), std::string("[{\"effect\": \"WhiteBalance\", \"color\": 1e999}]"));
     WriteFile(folder_.File("twice.json"), std::string("[{\"effect\": \"WhiteBalance\", \"effect\": \"Sketch\"}]"));
+    WriteFile(folder_.File("long.json"), "[{\"effect\": \"WhiteBalance\", \"color\": \"" + std::string(1 << 20, 'A') + "\"}]");
     const std::string old = Make("old.png", MakeFrame(PixFmt::Rgb24, 2, 2));
     const FileBytes oldBytes = ReadFile(old);
     const std::set<std::string> before = folder_.List();
@@ -328,12 +384,15 @@ TEST_F(Program, BadInputIsAnsweredWithOneLineAndHarmsNothing) {
         {apply + Words{"--settings", ""}, 2, "--settings: the value is empty"},
         {{"apply", "-i", "-", "-o", old, "--settings", "-"}, 2, "only one of"},
         {{"apply", "-i", "-", "-o", old, "BlendPalette", "with=-"}, 2, "only one of"},
+        {apply + Words{"--settings", folder_.File("long.json")}, 2, "AAA [... "},
         {apply + Words{"--settings", folder_.File("none.json")}, 1, "No such file"},
         {to(folder_.File("out")), 2, "suffix is missing"},
         {to(folder_.File("out.xyz")), 2, "the formats are jpg"},
         {to("-"), 2, "needs --format"},
         {to(folder_.File("none/out.png")), 1, "cannot write into the folder"},
         {from("none.png"), 1, "does not exist"},
+        {from("red\x1b[31m\xff.png"), 1, "red\\x1b[31m\\xff.png: the file does not exist"},
+        {{"apply", "-i", "/dev/zero", "-o", old, "EmptyEffect"}, 1, "not a JPEG, PNG"},
         {from("."), 1, "folder"},
         {from("text.jpg"), 1, "not a JPEG, PNG"},
         {from("empty.jpg"), 1, "empty"},
@@ -394,7 +453,7 @@ TEST_F(Program, TransparencyComesThroughEveryEffectOrIsNamed) {
         }
     }
     const Outcome sketch = RunKalvatri({"apply", "-i", input, "-o", folder_.File("out.png"), "Sketch"});
-    EXPECT_THAT(sketch.err, MatchesRegex("kalvatri: note: [^\n]*out.png: Sketch works without transparency, which is lost\n"));
+    EXPECT_THAT(sketch.err, MatchesRegex("kalvatri: note: [^\n]*in.png: Sketch: it works without transparency, which is lost\n"));
 }
 
 TEST_F(Program, ExtremeShapesPass) {

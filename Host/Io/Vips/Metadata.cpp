@@ -61,16 +61,16 @@ bool IsProfileFor(std::string_view profile, bool isGray) {
 
 }  // namespace
 
-MetadataBlocks ReadMetadataBlocks(vips::VSource& source, std::string_view loader, Notes& notes) {
+MetadataBlocks ReadMetadataBlocks(vips::VSource& source, FileFormat format, Notes& notes) {
     MetadataBlocks blocks;
     vips_source_rewind(source.get_source());  // whoever looked for the loader has read some
-    if (loader.starts_with("VipsForeignLoadJpeg")) {
+    if (format == FileFormat::Jpeg) {
         JpegSegments segments = ReadJpegSegments(source);
         blocks = {std::move(segments.exif), std::move(segments.xmp), std::move(segments.resources), {}, std::move(segments.comment), {}};
         if (!segments.xmpExtension.empty()) {
             OrNote("the extension of the XMP data is left out", notes, [&] { blocks.xmp = JoinXmp(blocks.xmp, segments.xmpExtension); });
         }
-    } else if (loader.starts_with("VipsForeignLoadTiff")) {
+    } else if (format == FileFormat::Tiff) {
         OrNote("the EXIF data is left out", notes, [&] { blocks.exif = ReadTiffExif(source); });
     }
     vips_source_rewind(source.get_source());

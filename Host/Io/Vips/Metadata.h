@@ -23,7 +23,7 @@ struct MetadataBlocks {
 };
 
 /// Reads what libvips does not, or changes, before it opens the source, which is then at its beginning again.
-MetadataBlocks ReadMetadataBlocks(vips::VSource& source, std::string_view loader, Notes& notes);
+MetadataBlocks ReadMetadataBlocks(vips::VSource& source, FileFormat format, Notes& notes);
 
 class PictureMetadata final : public ImageMetadata {
 public:

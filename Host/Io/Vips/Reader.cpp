@@ -1,5 +1,7 @@
 #include <algorithm>
 #include <cstring>
+#include <string_view>
+#include <vector>
 
 #include "Host/Core/Exception.h"
 #include "Host/Io/Vips/Metadata.h"
@@ -13,25 +15,69 @@ using vips::VImage;
 
 constexpr int kStripRows = 32;  // decoded at a time: enough for 90-degree turns to write runs, small enough for the cache
 
-// The loader of the picture. libvips knows many more formats, and the readers of some open other files or run scripts; those stay closed.
-std::string_view CheckLoader(vips::VSource& source) {
-    const char* found = vips_foreign_find_load_source(source.get_source());
-    const std::string_view loader = found != nullptr ? found : "";
-    for (const VipsFormat& known : kVipsFormats) {
-        if (loader.starts_with(known.loader)) return loader;
-    }
-    TakeVipsError();
-    Throw("this is not a " + GetFormatNames() + " picture, or its beginning is damaged");
+// How a loader tells that a picture which it could read is damaged.
+enum class Complaint { Never, InWarnings, InErrorText };
+
+struct Loader {
+    FileFormat format;  // one of those it reads
+    Complaint complaint;
+    bool (*isMeant)(std::string_view head);
+    bool isReadWhole = false;  // into memory, before the loader sees it
+
+    const char* GetOperation() const { return GetVipsFormat(format).loader; }
+};
+
+bool IsTiff(std::string_view head) {
+    constexpr std::string_view kMarks[] = {{"II*\0", 4}, {"MM\0*", 4}, {"II+\0", 4}, {"MM\0+", 4}};  // the latter two of BigTIFF
+    return std::any_of(std::begin(kMarks), std::end(kMarks), [&](std::string_view mark) { return head.starts_with(mark); });
+}
+
+// ISO base media files, by the brand after the length and type of their first box; films have others.
+bool IsHeif(std::string_view head) {
+    constexpr std::string_view kBrands[] = {"heic", "heix", "heim", "heis", "hevc", "hevm", "hevs", "mif1", "msf1", "avif", "avis"};
+    return head.size() >= 12 && head.substr(4, 4) == "ftyp" &&
+           std::find(std::begin(kBrands), std::end(kBrands), head.substr(8, 4)) != std::end(kBrands);
+}
+
+// Formats are told by their first bytes. libvips could find its loader itself, but it knows many more formats, whose readers open other
+// files or run scripts, and does not recognise a TIFF file that is cut.
+constexpr std::size_t kHeadSize = 12;
+constexpr Loader kLoaders[] = {
+    {FileFormat::Jpeg, Complaint::InErrorText, [](std::string_view head) { return head.starts_with("\xff\xd8"); }},
+    {FileFormat::Png, Complaint::InWarnings, [](std::string_view head) { return head.starts_with("\x89PNG\r\n\x1a\n"); }},
+    {FileFormat::Webp, Complaint::InWarnings,
+     [](std::string_view head) { return head.starts_with("RIFF") && head.substr(std::min<std::size_t>(8, head.size())) == "WEBP"; }},
+    {FileFormat::Gif, Complaint::InWarnings, [](std::string_view head) { return head.starts_with("GIF8"); }},
+    // Errors and warnings about a TIFF file that can be read concern tags nobody needs, those about HEIF files only that the loader
+    // looks for an end beyond the end; damaged ones fail.
+    {FileFormat::Tiff, Complaint::Never, IsTiff},
+    // A read that fails is an assertion in libheif.
+    {FileFormat::Heic, Complaint::Never, IsHeif, true},
+};
+
+const Loader& FindLoader(const vips::VSource& source, const ByteSource& bytes) {
+    unsigned char* data = nullptr;
+    const gint64 size = vips_source_sniff_at_most(source.get_source(), &data, kHeadSize);
+    bytes.CheckWhole();
+    if (size < 0) throw vips::VError();
+    if (size == 0) Throw("the file is empty");
+    const std::string_view head(reinterpret_cast<const char*>(data), static_cast<std::size_t>(size));
+    const auto loader = std::find_if(std::begin(kLoaders), std::end(kLoaders), [&](const Loader& known) { return known.isMeant(head); });
+    if (loader == std::end(kLoaders)) Throw("this is not a " + GetFormatNames() + " picture, or its beginning is damaged");
+    if (vips_type_find("VipsOperation", loader->GetOperation()) == 0) Throw("the image library of this machine cannot read this format");
+    return *loader;
 }
 
 // Reads no more than the header where the format allows.
-VImage OpenImage(const vips::VSource& source, const ReadOptions& options) {
-    const VipsFailOn failOn = options.allowTruncated ? VIPS_FAIL_ON_NONE : VIPS_FAIL_ON_ERROR;
-    try {
-        return VImage::new_from_source(source, "", VImage::option()->set("access", VIPS_ACCESS_SEQUENTIAL)->set("fail_on", failOn));
-    } catch (const vips::VError&) {
-        Throw("the picture is truncated or damaged beyond use (" + TakeVipsError() + ")");
-    }
+VImage OpenImage(const Loader& loader, const vips::VSource& source, bool allowTruncated) {
+    if (loader.isReadWhole && vips_source_map(source.get_source(), nullptr) == nullptr) throw vips::VError();
+    VImage image;
+    VImage::call(loader.GetOperation(), VImage::option()
+                                       ->set("source", source)
+                                       ->set("out", &image)
+                                       ->set("access", VIPS_ACCESS_SEQUENTIAL)
+                                       ->set("fail_on", allowTruncated ? VIPS_FAIL_ON_NONE : VIPS_FAIL_ON_ERROR));
+    return image;
 }
 
 void CheckSize(const VImage& image, const ReadOptions& options) {
@@ -139,23 +185,65 @@ void PlaceStrip(const std::uint8_t* strip, std::size_t stripStride, int width, i
     }
 }
 
-void Decode(const VImage& image, const Proc::Plane& plane, int orientation) {
+// Decodes the rows from the first on and gives how many could be.
+int Decode(const VImage& image, const Proc::Plane& plane, int orientation) {
     const vips::VRegion region = VImage(image).region();
     const Placement whole = Place(plane, orientation);
     const auto pixelSize = static_cast<std::size_t>(image.bands());
     for (int top = 0; top < image.height(); top += kStripRows) {
         const VipsRect strip{0, top, image.width(), std::min(kStripRows, image.height() - top)};
-        if (vips_region_prepare(region.get_region(), &strip) != 0) throw vips::VError();
+        if (vips_region_prepare(region.get_region(), &strip) != 0) return top;
         PlaceStrip(VIPS_REGION_ADDR(region.get_region(), 0, top), VIPS_REGION_LSKIP(region.get_region()), strip.width, strip.height,
                    pixelSize, {whole.origin + top * whole.stepY, whole.stepX, whole.stepY});
+    }
+    return image.height();
+}
+
+// Makes the rows of the file from `top` on black, or transparent where there is alpha.
+void ClearRows(const VImage& image, const Proc::Plane& plane, int orientation, int top) {
+    const Placement whole = Place(plane, orientation);
+    const auto pixelSize = static_cast<std::size_t>(image.bands());
+    const std::vector<std::uint8_t> row(static_cast<std::size_t>(image.width()) * pixelSize);
+    for (int y = top; y < image.height(); ++y)
+        PlaceStrip(row.data(), 0, image.width(), 1, pixelSize, {whole.origin + y * whole.stepY, whole.stepX, whole.stepY});
+}
+
+// Whether --allow-truncated would give a part of the picture.
+bool IsReadableInPart(const Loader& loader, ByteSource& bytes) {
+    if (!bytes.IsRepeatable()) return false;
+    try {
+        const VImage image = OpenImage(loader, bytes.Open(), true);
+        const vips::VRegion region = VImage(image).region();
+        const VipsRect strip{0, 0, image.width(), std::min(kStripRows, image.height())};
+        return vips_region_prepare(region.get_region(), &strip) == 0;
+    } catch (const vips::VError&) {
+        return false;
+    }
+}
+
+// Reading has failed after `rows` rows.
+[[noreturn]] void ThrowDamaged(const Loader& loader, ByteSource& bytes, const ReadOptions& options, int rows) {
+    const std::string reason = TakeVipsError();
+    bytes.CheckWhole();
+    const std::string damage = "the picture is truncated or damaged";
+    if (!options.allowTruncated && (rows > 0 || IsReadableInPart(loader, bytes)))
+        Throw(damage + " (" + reason + "); --allow-truncated reads what there is of it");
+    Throw(damage + " beyond use (" + reason + ")");
+}
+
+VImage OpenImage(const Loader& loader, const vips::VSource& source, ByteSource& bytes, const ReadOptions& options) {
+    try {
+        return OpenImage(loader, source, options.allowTruncated);
+    } catch (const vips::VError&) {
+        ThrowDamaged(loader, bytes, options, 0);
     }
 }
 
 }  // namespace
 
-ImageSize ReadVipsSize(vips::VSource source, const ReadOptions& options) {
-    CheckLoader(source);
-    const VImage file = OpenImage(source, options);
+ImageSize ReadVipsSize(ByteSource& bytes, const ReadOptions& options) {
+    const vips::VSource source = bytes.Open();
+    const VImage file = OpenImage(FindLoader(source, bytes), source, bytes, options);
     CheckSize(file, options);
     ImageSize size{static_cast<std::uint32_t>(file.width()), static_cast<std::uint32_t>(file.height())};
     if (IsTurned(vips_image_get_orientation(file.get_image()))) std::swap(size.width, size.height);
@@ -164,11 +252,20 @@ ImageSize ReadVipsSize(vips::VSource source, const ReadOptions& options) {
 
 namespace {
 
-LoadedImage ReadAndClose(vips::VSource& source, std::string_view loader, const Proc::AllocatorPtr& allocator, const ReadOptions& options) {
+struct Outcome {
     LoadedImage loaded;
-    MetadataBlocks blocks = ReadMetadataBlocks(source, loader, loaded.notes);
-    const unsigned warningsBefore = GetWarningCount();
-    const VImage file = OpenImage(source, options);
+    Complaint complaint;
+    bool isCut = false;  // the picture's last rows are missing
+};
+
+Outcome ReadAndClose(ByteSource& bytes, const Proc::AllocatorPtr& allocator, const ReadOptions& options) {
+    vips::VSource source = bytes.Open();
+    const Loader& loader = FindLoader(source, bytes);
+    Outcome outcome{{}, loader.complaint};
+    LoadedImage& loaded = outcome.loaded;
+    MetadataBlocks blocks = ReadMetadataBlocks(source, loader.format, loaded.notes);
+    bytes.CheckWhole();
+    const VImage file = OpenImage(loader, source, bytes, options);
     CheckSize(file, options);
 
     if (const int pages = vips_image_get_n_pages(file.get_image()); pages > 1) {
@@ -186,35 +283,34 @@ LoadedImage ReadAndClose(vips::VSource& source, std::string_view loader, const P
     loaded.frame = Proc::NewFrame(allocator, pixFmt, info);
     loaded.frame->SetDuration(0);
     loaded.frame->SetTimestamp(0);
-    try {
-        Decode(picture, loaded.frame->GetPlane(0), orientation);
-    } catch (const vips::VError&) {
-        const std::string reason = TakeVipsError();
-        if (options.allowTruncated) Throw("the picture is truncated or damaged beyond use (" + reason + ")");
-        Throw("the picture is truncated or damaged (" + reason + "); --allow-truncated reads what there is of it");
+    const int rows = Decode(picture, loaded.frame->GetPlane(0), orientation);
+    outcome.isCut = rows < picture.height();
+    if (outcome.isCut) {
+        if (rows == 0 || !options.allowTruncated) ThrowDamaged(loader, bytes, options, rows);
+        ClearRows(picture, loaded.frame->GetPlane(0), orientation, rows);
     }
-    // The JPEG decoder leaves its complaints in the error buffer; warnings of the others are often about harmless details.
-    const bool isDamaged = HasVipsError();
-    const bool isIncomplete = options.allowTruncated && (isDamaged || GetWarningCount() != warningsBefore);
-    if (isDamaged || isIncomplete) ErrorGuard::NeedOwnErrors();
-    if (isIncomplete) {
-        loaded.notes.push_back("the picture is truncated or damaged; what is missing is left plain");
-    } else if (isDamaged) {
-        loaded.notes.push_back("the picture may be damaged (" + TakeVipsError() + ")");
-    }
-    return loaded;
+    return outcome;
 }
 
 }  // namespace
 
-LoadedImage ReadVips(vips::VSource source, const Proc::AllocatorPtr& allocator, const ReadOptions& options) {
-    const std::string_view loader = CheckLoader(source);
-    const bool isJpeg = loader.starts_with("VipsForeignLoadJpeg");
-    const unsigned warningsBefore = GetOwnWarningCount();
-    LoadedImage loaded = ReadAndClose(source, loader, allocator, options);
-    // The decoder, when it is closed, warns of complaints that the error buffer may have lost.
-    if (isJpeg && GetOwnWarningCount() != warningsBefore) ErrorGuard::NeedOwnErrors();
-    return loaded;
+LoadedImage ReadVips(ByteSource& bytes, const Proc::AllocatorPtr& allocator, const ReadOptions& options) {
+    const unsigned warningsBefore = GetWarningCount();
+    Outcome outcome = ReadAndClose(bytes, allocator, options);
+    bytes.CheckWhole();
+    // The JPEG decoder says all when it is closed, and once more in the error text, where other threads may have overwritten it.
+    bool isDamaged = outcome.complaint != Complaint::Never && GetWarningCount() != warningsBefore;
+    if (isDamaged && outcome.complaint == Complaint::InErrorText) {
+        ErrorGuard::NeedOwnErrors();
+        isDamaged = HasVipsError();
+    }
+    Notes& notes = outcome.loaded.notes;
+    if (options.allowTruncated && (isDamaged || outcome.isCut)) {
+        notes.push_back("the picture is truncated or damaged; what is missing is left plain");
+    } else if (isDamaged && outcome.complaint == Complaint::InErrorText) {
+        notes.push_back("the picture may be damaged (" + TakeVipsError() + ")");
+    }
+    return std::move(outcome.loaded);
 }
 
 }  // namespace Orvexa::Io::Details

@@ -3,12 +3,12 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <shared_mutex>
+#include <sstream>
 #include <string_view>
 
 #include "Host/Core/Exception.h"
@@ -20,8 +20,8 @@ namespace Details {
 
 namespace {
 
-std::atomic<unsigned> warningCount{0};
-thread_local unsigned ownWarningCount = 0;
+thread_local unsigned warningCount = 0;
+thread_local std::string lastWarning;  // of the present call
 
 std::mutex turn;          // taken on the way to `calls`, so that a call which waits to run alone is not overtaken for ever
 std::shared_mutex calls;  // shared by calls that run side by side
@@ -29,26 +29,38 @@ bool isAlone = false;     // guarded by `calls`
 
 class NotAlone : public std::exception {};
 
+void KeepWarning(const gchar*, GLogLevelFlags, const gchar* text, gpointer) {
+    ++warningCount;
+    constexpr std::string_view kConsequence = "error in tile";  // comes after the warning that says why
+    if (!std::string_view(text).starts_with(kConsequence)) lastWarning = text;
+}
+
+// GLib ends the process after this. It does so only where it gets no memory.
+void SayFatal(const gchar*, GLogLevelFlags, const gchar*, gpointer) {
+    constexpr std::string_view kText = "kalvatri: not enough memory\n";
+    (void)!write(STDERR_FILENO, kText.data(), kText.size());
+}
+
 }  // namespace
 
 void StartVips() {
     static std::once_flag once;
     std::call_once(once, [] {
+        g_log_set_handler("VIPS", static_cast<GLogLevelFlags>(G_LOG_LEVEL_MASK | G_LOG_FLAG_RECURSION), KeepWarning, nullptr);
+        g_log_set_handler("GLib", static_cast<GLogLevelFlags>(G_LOG_LEVEL_ERROR | G_LOG_FLAG_FATAL | G_LOG_FLAG_RECURSION), SayFatal,
+                          nullptr);
         if (vips_init("kalvatri") != 0) Throw(std::string("the image library cannot be started: ") + vips_error_buffer());
         std::atexit(vips_shutdown);
-        vips_cache_set_max(0);    // a file that was rewritten must not be answered from memory
-        vips_concurrency_set(1);  // decoding and encoding are serial; more threads only take memory
-        const auto countWarning = [](const gchar*, GLogLevelFlags, const gchar*, gpointer) {
-            ++warningCount;
-            ++ownWarningCount;
-        };
-        g_log_set_handler("VIPS", static_cast<GLogLevelFlags>(G_LOG_LEVEL_MASK | G_LOG_FLAG_RECURSION), countWarning, nullptr);
+        vips_cache_set_max(0);         // a file that was rewritten must not be answered from memory
+        vips_concurrency_set(1);       // decoding and encoding are serial; more threads only take memory
+        vips_pipe_read_limit_set(-1);  // ByteSource has its own
     });
 }
 
 ErrorGuard::SideBySide::SideBySide() {
     const std::lock_guard fair(turn);
     calls.lock_shared();
+    lastWarning.clear();
 }
 ErrorGuard::SideBySide::~SideBySide() { calls.unlock_shared(); }
 
@@ -57,6 +69,7 @@ ErrorGuard::Alone::Alone() {
     calls.lock();
     isAlone = true;
     vips_error_clear();
+    lastWarning.clear();
 }
 ErrorGuard::Alone::~Alone() {
     vips_error_clear();
@@ -71,21 +84,30 @@ void ErrorGuard::NeedOwnErrors() {
 bool HasVipsError() { return *vips_error_buffer() != '\0'; }
 
 unsigned GetWarningCount() { return warningCount; }
-unsigned GetOwnWarningCount() { return ownWarningCount; }
 
 std::string TakeVipsError() {
     ErrorGuard::NeedOwnErrors();
     // One line an error, the first is the cause; each begins with the name of an operation. A failed system call comes as a
     // line "unix error: reason" and says most.
-    std::string text = vips_error_buffer();
-    vips_error_clear();
-    constexpr std::string_view kSystemError = "unix error: ";
-    const std::size_t system = text.find(kSystemError);
-    if (system != std::string::npos) {
-        text.erase(0, system + kSystemError.size());
-    } else if (const std::size_t colon = text.find(": "); colon < text.find('\n')) {
-        text.erase(0, colon + 2);
+    constexpr std::string_view kSystemError = "unix error: ", kBadSeek = "bad seek to", kPngError = "libpng read error",
+                               kNoName = "source input: ";
+    std::string text;
+    std::istringstream lines(vips_error_buffer());
+    for (std::string line; std::getline(lines, line);) {
+        if (line.starts_with(kSystemError)) {
+            text = line.substr(kSystemError.size());
+            break;
+        }
+        const std::size_t colon = line.find(": ");
+        if (colon != std::string::npos) line.erase(0, colon + 2);
+        if (line.starts_with(kNoName)) line.erase(0, kNoName.size());
+        // Loaders try where a file ends; what they say after that is the error.
+        if (text.empty() || text.starts_with(kBadSeek)) text = line;
     }
+    vips_error_clear();
+    if (text.starts_with(kBadSeek)) text = "it ends too early";
+    // The PNG loader says what is wrong in warnings only.
+    if ((text.empty() || text == kPngError) && !lastWarning.empty()) text = lastWarning;
     text.resize(std::min(text.find('\n'), text.size()));
     return text.empty() ? "unknown reason" : text;
 }
@@ -110,16 +132,15 @@ class VipsCodecs final : public ImageCodecs {
 public:
     VipsCodecs() { Details::StartVips(); }
 
-    LoadedImage Read(const Core::ioPath& file, const Proc::AllocatorPtr& allocator, const ReadOptions& options) override {
-        const auto read = [&] { return Details::ReadVips(vips::VSource::new_from_file(file.c_str()), allocator, options); };
-        return Guarded(read, std::filesystem::is_regular_file(file));
+    LoadedImage Read(int descriptor, const Proc::AllocatorPtr& allocator, const ReadOptions& options) override {
+        return Read(Details::ByteSource(descriptor, options), allocator, options);
     }
     LoadedImage Read(std::span<const std::uint8_t> bytes, const Proc::AllocatorPtr& allocator, const ReadOptions& options) override {
-        return Guarded([&] { return Details::ReadVips(vips::VSource::new_from_memory(bytes.data(), bytes.size()), allocator, options); });
+        return Read(Details::ByteSource(bytes), allocator, options);
     }
-    ImageSize ReadSize(const Core::ioPath& file, const ReadOptions& options) override {
-        return Guarded([&] { return Details::ReadVipsSize(vips::VSource::new_from_file(file.c_str()), options); },
-                       std::filesystem::is_regular_file(file));
+    ImageSize ReadSize(int descriptor, const ReadOptions& options) override {
+        Details::ByteSource bytes(descriptor, options);
+        return Guarded([&] { return Details::ReadVipsSize(bytes, options); }, bytes.IsRepeatable());
     }
     Notes Write(int descriptor, FileFormat format, const Proc::ConstFramePtr& frame, const WriteOptions& options) override {
         return Guarded([&] {
@@ -139,6 +160,11 @@ public:
     }
     FormatSupport GetSupport(FileFormat format) override {
         return Details::ErrorGuard::RunAlone([&] { return Details::TryFormat(format); });
+    }
+
+private:
+    static LoadedImage Read(Details::ByteSource bytes, const Proc::AllocatorPtr& allocator, const ReadOptions& options) {
+        return Guarded([&] { return Details::ReadVips(bytes, allocator, options); }, bytes.IsRepeatable());
     }
 };
 

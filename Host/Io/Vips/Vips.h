@@ -1,22 +1,23 @@
 // What reading and writing share: the start of the library, its errors, its formats.
 #pragma once
 
+#include <algorithm>
+#include <iterator>
 #include <string>
 #include <vector>
 #include <vips/vips8>
 
 #include "Host/Io/ImageFiles.h"
 #include "Host/Io/Vips/Output.h"
+#include "Host/Io/Vips/Source.h"
 
 namespace Orvexa::Io::Details {
 
 /// Starts libvips once; call before anything else of it.
 void StartVips();
 
-/// Counts the warnings of libvips and the codecs below it, which are kept off stderr.
+/// Counts the warnings that libvips and the codecs below it gave in the calling thread; they are kept off stderr.
 unsigned GetWarningCount();
-/// Those of the calling thread.
-unsigned GetOwnWarningCount();
 
 /// Runs a call of the codecs. libvips has one error text for the whole process, into which every thread writes and which sniffing at a file
 /// may clear. So calls run side by side only as long as nothing fails: one that throws is run once more while no other runs.
@@ -56,23 +57,26 @@ private:
 /// Whether libvips' error buffer holds something; of any thread's unless the call runs alone.
 bool HasVipsError();
 
-/// Empties libvips' error buffer and gives what it said last, in one line. Needs own errors.
+/// Empties libvips' error buffer and gives the reason of the last failure, in one line. Needs own errors.
 std::string TakeVipsError();
 
-/// What reads and writes a format: the start of its loaders' names, and the operation that saves.
+/// The operations that read and write a format.
 struct VipsFormat {
     FileFormat format;
     const char *loader, *saver;
 };
 inline constexpr VipsFormat kVipsFormats[] = {
-    {FileFormat::Jpeg, "VipsForeignLoadJpeg", "jpegsave_target"}, {FileFormat::Png, "VipsForeignLoadPng", "pngsave_target"},
-    {FileFormat::Webp, "VipsForeignLoadWebp", "webpsave_target"}, {FileFormat::Tiff, "VipsForeignLoadTiff", "tiffsave_target"},
-    {FileFormat::Heic, "VipsForeignLoadHeif", "heifsave_target"}, {FileFormat::Avif, "VipsForeignLoadHeif", "heifsave_target"},
-    {FileFormat::Gif, "VipsForeignLoadNsgif", "gifsave_target"},
+    {FileFormat::Jpeg, "jpegload_source", "jpegsave_target"}, {FileFormat::Png, "pngload_source", "pngsave_target"},
+    {FileFormat::Webp, "webpload_source", "webpsave_target"}, {FileFormat::Tiff, "tiffload_source", "tiffsave_target"},
+    {FileFormat::Heic, "heifload_source", "heifsave_target"}, {FileFormat::Avif, "heifload_source", "heifsave_target"},
+    {FileFormat::Gif, "gifload_source", "gifsave_target"},
 };
+constexpr const VipsFormat& GetVipsFormat(FileFormat format) {
+    return *std::find_if(std::begin(kVipsFormats), std::end(kVipsFormats), [&](const VipsFormat& known) { return known.format == format; });
+}
 
-ImageSize ReadVipsSize(vips::VSource source, const ReadOptions& options);
-LoadedImage ReadVips(vips::VSource source, const Proc::AllocatorPtr& allocator, const ReadOptions& options);
+ImageSize ReadVipsSize(ByteSource& bytes, const ReadOptions& options);
+LoadedImage ReadVips(ByteSource& bytes, const Proc::AllocatorPtr& allocator, const ReadOptions& options);
 /// `output` is empty.
 Notes WriteVips(Output& output, FileFormat format, const Proc::ConstFramePtr& frame, const WriteOptions& options);
 

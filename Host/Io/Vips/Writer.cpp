@@ -18,10 +18,6 @@ namespace {
 using vips::VImage;
 using vips::VOption;
 
-const char* SaverOf(FileFormat format) {
-    return std::find_if(std::begin(kVipsFormats), std::end(kVipsFormats), [&](const auto& known) { return known.format == format; })->saver;
-}
-
 VOption* OptionsFor(FileFormat format, const WriteOptions& options) {
     VOption* list = VImage::option();
     switch (format) {
@@ -92,7 +88,7 @@ Notes WriteVips(Output& output, FileFormat format, const Proc::ConstFramePtr& fr
         Throw(std::to_string(info.width) + " x " + std::to_string(info.height) + " pixels are too many for " + about.name +
               " files; a side has at most " + std::to_string(about.maxSide));
     }
-    if (vips_type_find("VipsOperation", SaverOf(format)) == 0)
+    if (vips_type_find("VipsOperation", GetVipsFormat(format).saver) == 0)
         Throw("the image library of this machine cannot write " + std::string(about.name));
 
     Notes notes;
@@ -112,7 +108,7 @@ Notes WriteVips(Output& output, FileFormat format, const Proc::ConstFramePtr& fr
     const auto filter = MakeMetadataFilter(format, std::move(inserted));
     EncoderTarget target(output, assembly ? assembly->GetBase() : 0, filter.get());
     try {
-        VImage::call(SaverOf(format), OptionsFor(format, options)->set("in", image)->set("target", target.Get()));
+        VImage::call(GetVipsFormat(format).saver, OptionsFor(format, options)->set("in", image)->set("target", target.Get()));
     } catch (const vips::VError&) {
         target.RethrowError();
         throw;
@@ -138,15 +134,12 @@ FormatSupport TryFormat(FileFormat format) {
                                    .copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_sRGB));
         MemoryOutput output(bytes);
         const EncoderTarget target(output, 0, nullptr);
-        VImage::call(SaverOf(format), OptionsFor(format, {})->set("in", picture)->set("target", target.Get()));
+        VImage::call(GetVipsFormat(format).saver, OptionsFor(format, {})->set("in", picture)->set("target", target.Get()));
         return true;
     });
     support.canRead = succeeds([&] {
         if (!support.canWrite) {  // nothing to try it on
-            const auto has = [&](const VipsFormat& known) {
-                return known.format == format && vips_type_find("VipsForeignLoad", (std::string(known.loader) + "Source").c_str()) != 0;
-            };
-            return std::any_of(std::begin(kVipsFormats), std::end(kVipsFormats), has);
+            return vips_type_find("VipsOperation", GetVipsFormat(format).loader) != 0;
         }
         VImage::new_from_source(vips::VSource::new_from_memory(bytes.data(), bytes.size()), "").avg();
         return true;

@@ -1,11 +1,15 @@
 // Files that cannot be read or written: every one is refused with a reason, and nothing is left behind.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <functional>
+#include <map>
 #include <set>
 #include <thread>
 
@@ -69,28 +73,94 @@ TEST(BadFiles, AreRefusedWithTheReason) {
         {"drawing.svg", "not a JPEG, PNG, WebP, TIFF, HEIF, AVIF or GIF picture"},
     };
     for (const auto& [name, reason] : cases) {
-        EXPECT_THAT(ErrorOf([&] { Io::ReadImage(Core::ioPath(folder.File(name)), TestAllocator()); }), HasSubstr(reason)) << name;
+        EXPECT_THAT(ErrorOf([&, &file = name] { Io::ReadImage(Core::ioPath(folder.File(file)), TestAllocator()); }), HasSubstr(reason))
+            << name;
     }
     EXPECT_THAT(ErrorOf([] { Read({}); }), HasSubstr("empty"));
+    EXPECT_THAT(ErrorOf([] { Io::ReadImage(Core::ioPath("/dev/zero"), TestAllocator()); }), HasSubstr("not a JPEG, PNG"));
+    EXPECT_THAT(ErrorOf([] { Io::ReadImage(Core::ioPath("/dev/null"), TestAllocator()); }), HasSubstr("empty"));
 }
 
-TEST(BadFiles, TruncatedPicturesFailInEveryFormat) {
+TEST(BadFiles, TruncatedPicturesFailInEveryFormatAndTheHintIsTrue) {
     const VImage picture = NoisePicture(64, 64, 3);
-    for (const char* suffix : kSuffixes) {
-        const FileBytes whole = Encode(picture, suffix);
+    std::map<std::string, FileBytes> files = {{"interlaced.png", Encode(picture, ".png[interlace]")},
+                                              {"progressive.jpg", Encode(picture, ".jpg[interlace]")},
+                                              {"first.tif", HeaderFirstTiff(64, 4)}};
+    for (const char* suffix : kSuffixes) files[suffix] = Encode(picture, suffix);
+    for (const auto& [name, whole] : files) {
+        EXPECT_EQ(ErrorOf([&, &bytes = whole] { Read(bytes); }), "no error") << name;
         for (const std::size_t size : {whole.size() / 50 + 3, whole.size() / 2, whole.size() * 9 / 10}) {
             const FileBytes part(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
-            EXPECT_THAT(ErrorOf([&] { Read(part); }), HasSubstr("damaged")) << suffix << ' ' << size << " of " << whole.size();
+            SCOPED_TRACE(testing::Message() << name << ' ' << size << " of " << whole.size());
+            const std::string error = ErrorOf([&] { Read(part); });
+            EXPECT_THAT(error, AllOf(HasSubstr("truncated or damaged"), Not(HasSubstr("unknown")), Not(HasSubstr("bad seek"))));
+            const bool isReadable = ErrorOf([&] { Read(part, {.allowTruncated = true}); }) == "no error";
+            EXPECT_EQ(error.find("--allow-truncated") != std::string::npos, isReadable) << error;
         }
     }
+}
+
+TEST(BadFiles, DamageInAPngIsNamed) {
+    for (const char* options : {".png", ".png[interlace]"}) {
+        FileBytes bytes = Encode(NoisePicture(64, 64, 3), options);
+        bytes[bytes.size() / 2] ^= 0x55;
+        EXPECT_THAT(ErrorOf([&] { Read(bytes); }), HasSubstr("CRC error")) << options;
+    }
+}
+
+// Does something to the file when the frame is asked for: after the header was read and before the samples are.
+class AtAllocation : public IFrameAllocator {
+public:
+    explicit AtAllocation(std::function<void()> act) : act_(std::move(act)) {}
+    void AllocateFrame(FramePtr& frame, PixFmt pixFmt, const FrameInfo& info) override {
+        act_();
+        TestAllocator()->AllocateFrame(frame, pixFmt, info);
+    }
+
+private:
+    const std::function<void()> act_;
+};
+
+TEST(BadFiles, AFileThatIsShortenedWhileItIsReadIsTold) {
+    const TempFolder folder;
+    const std::set<std::string> streamed = {".jpg", ".png", ".tif"};  // the others are in memory by then
+    for (const std::string suffix : kSuffixes) {
+        const std::string file = folder.File("a" + suffix);
+        const FileBytes bytes = Encode(NoisePicture(160, 100, 3), suffix.c_str());
+        WriteFile(file, bytes);
+        const AllocatorPtr shortening = Core::MakeRefCounted<AtAllocation>([&] { std::filesystem::resize_file(file, 100); });
+        Io::LoadedImage loaded;
+        const std::string error = ErrorOf([&] { loaded = Io::ReadImage(Core::ioPath(file), shortening); });
+        EXPECT_EQ(error, streamed.contains(suffix) ? "the file was shortened while it was read" : "no error") << suffix;
+        if (loaded.frame != nullptr) {
+            EXPECT_TRUE(SameFrames(loaded.frame, Read(bytes).frame)) << suffix;
+        }
+    }
+}
+
+TEST(BadFiles, AStreamWithoutEndIsReadNoFurtherThanAPictureNeeds) {
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+    std::jthread sender([&] {
+        FileBytes bytes(1 << 16);  // a JPEG file whose second marker never comes
+        bytes[0] = 0xff;
+        bytes[1] = 0xd8;
+        while (send(ends[1], bytes.data(), bytes.size(), MSG_NOSIGNAL) > 0) bytes[0] = bytes[1] = 0;
+    });
+    EXPECT_THAT(ErrorOf([&] { Io::ReadImageFrom(ends[0], TestAllocator(), {.maxPixels = 1000}); }),
+                AllOf(HasSubstr("no end after"), HasSubstr("1000 pixels"), HasSubstr("--max-pixels")));
+    close(ends[0]);
+    sender.join();
+    close(ends[1]);
 }
 
 TEST(BadFiles, WhatThereIsOfATruncatedPictureIsReadOnRequest) {
     const VImage picture = NoisePicture(64, 200, 3);
     constexpr std::uint32_t kSafeRows = 64;  // well inside the first half of the data
-    for (const char* suffix : {".jpg", ".png"}) {
-        SCOPED_TRACE(suffix);
-        const FileBytes whole = Encode(picture, suffix);
+    const std::pair<const char*, FileBytes> files[] = {
+        {"JPEG", Encode(picture, ".jpg")}, {"PNG", Encode(picture, ".png")}, {"TIFF", HeaderFirstTiff(64, 13)}};
+    for (const auto& [name, whole] : files) {
+        SCOPED_TRACE(name);
         const FileBytes part(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(whole.size() / 2));
         const Io::LoadedImage loaded = Read(part, {.allowTruncated = true});
         EXPECT_THAT(loaded.notes, ElementsAre(HasSubstr("truncated")));
@@ -200,31 +270,80 @@ TEST(BadFiles, ErrorsOfPicturesSideBySideStayApart) {
 
 // In a process of its own, which ends as an interrupted program does.
 TEST(BadFiles, NothingIsLeftOfAbandonedFiles) {
-    const TempFolder folder;
-    const pid_t child = fork();
-    if (child == 0) {
-        Io::PendingFile complete(folder.File("complete")), incomplete(folder.File("incomplete"));
-        complete.Commit();
-        Io::PendingFile::AbandonAll();
-        _exit(0);
+    for (const auto naming : {Io::PendingFile::Naming::UnnamedIfPossible, Io::PendingFile::Naming::Named}) {
+        const TempFolder folder;
+        const pid_t child = fork();
+        if (child == 0) {
+            Io::PendingFile complete(folder.File("complete"), naming), incomplete(folder.File("incomplete"), naming);
+            { const Io::PendingFile dropped(folder.File("dropped"), naming); }
+            complete.Commit();
+            Io::PendingFile::AbandonAll();
+            _exit(0);
+        }
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
+        EXPECT_THAT(folder.List(), ElementsAre("complete"));
     }
-    int status = -1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
-    EXPECT_THAT(folder.List(), ElementsAre("complete"));
 }
 
-TEST(BadFiles, AReplacedFileKeepsItsRightsAndALinkItsPlace) {
+TEST(BadFiles, AKilledProcessLeavesNothingWhereTheFileSystemAllows) {
     const TempFolder folder;
-    WriteFile(folder.File("real.png"), std::string("old"));
-    chmod(folder.File("real.png").c_str(), 0640);
-    std::filesystem::create_symlink("real.png", folder.File("link.png"));
-    const FramePtr frame = MakeFrame(PixFmt::Rgb24, 4, 4);
-    Io::WriteImage(folder.File("link.png"), frame, {}, {});
-    EXPECT_TRUE(std::filesystem::is_symlink(folder.File("link.png")));
-    EXPECT_TRUE(SameFrames(Io::ReadImage(Core::ioPath(folder.File("real.png")), TestAllocator()).frame, frame));
-    EXPECT_EQ(static_cast<int>(std::filesystem::status(folder.File("real.png")).permissions()), 0640);
-    EXPECT_THAT(folder.List(), ElementsAre("link.png", "real.png"));
+    const int probe = open(folder.GetPath().c_str(), O_RDWR | O_TMPFILE, 0600);
+    if (probe < 0) GTEST_SKIP() << "files without a name are not known here";
+    close(probe);
+    const pid_t child = fork();
+    if (child == 0) {
+        const Io::PendingFile incomplete(folder.File("incomplete"));
+        raise(SIGKILL);
+    }
+    waitpid(child, nullptr, 0);
+    EXPECT_THAT(folder.List(), testing::IsEmpty());
+}
+
+// Neither does it become a program that runs as its owner.
+TEST(BadFiles, AReplacedFileKeepsItsRightsAndOwner) {
+    const TempFolder folder;
+    const std::string file = folder.File("real.png");
+    const bool isRoot = geteuid() == 0;
+    for (const auto& [before, after] : {std::pair{0640, 0640}, {0604, 0604}, {06755, 0755}, {01777, 0777}}) {
+        WriteFile(file, std::string("old"));
+        if (isRoot) {
+            EXPECT_EQ(chown(file.c_str(), 1234, 5678), 0);
+        }
+        chmod(file.c_str(), static_cast<mode_t>(before));
+        Io::WriteImage(file, MakeFrame(PixFmt::Rgb24, 4, 4), {}, {});
+        struct stat status {};
+        ASSERT_EQ(stat(file.c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 07777, static_cast<mode_t>(after));
+        EXPECT_EQ(status.st_uid, isRoot ? 1234 : geteuid());
+        EXPECT_TRUE(!isRoot || status.st_gid == 5678);
+    }
+}
+
+TEST(BadFiles, LinksAreFollowedWhetherTheirEndIsThereOrNot) {
+    const TempFolder folder;
+    std::filesystem::create_directories(folder.File("far/away"));
+    std::filesystem::create_symlink("first.png", folder.File("direct.png"));
+    std::filesystem::create_symlink("far/away/onward.png", folder.File("chain.png"));
+    std::filesystem::create_symlink("../second.png", folder.File("far/away/onward.png"));
+    std::filesystem::create_symlink(folder.File("far/third.png"), folder.File("absolute.png"));
+    std::filesystem::create_symlink("none/fourth.png", folder.File("nowhere.png"));
+    std::filesystem::create_symlink("loop.png", folder.File("loop.png"));
+    const FramePtr frames[] = {MakeFrame(PixFmt::Rgb24, 4, 4), MakeFrame(PixFmt::Gray8, 3, 3)};
+    const std::pair<const char*, const char*> links[] = {
+        {"direct.png", "first.png"}, {"chain.png", "far/second.png"}, {"absolute.png", "far/third.png"}};
+    for (const FramePtr& frame : frames) {  // made first, replaced then
+        for (const auto& [link, end] : links) {
+            Io::WriteImage(folder.File(link), frame, {}, {});
+            EXPECT_TRUE(std::filesystem::is_symlink(folder.File(link))) << link;
+            EXPECT_FALSE(std::filesystem::is_symlink(folder.File(end))) << link;
+            EXPECT_TRUE(SameFrames(Io::ReadImage(Core::ioPath(folder.File(end)), TestAllocator()).frame, frame)) << link;
+        }
+    }
+    EXPECT_TRUE(std::filesystem::is_symlink(folder.File("far/away/onward.png")));
+    EXPECT_THAT(ErrorOf([&] { Io::WriteImage(folder.File("nowhere.png"), frames[0], {}, {}); }), HasSubstr("No such file"));
+    EXPECT_THAT(ErrorOf([&] { Io::WriteImage(folder.File("loop.png"), frames[0], {}, {}); }), HasSubstr("symbolic links"));
 }
 
 }  // namespace

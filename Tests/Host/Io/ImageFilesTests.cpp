@@ -2,7 +2,11 @@
 
 #include "Host/Io/ImageFiles.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <thread>
 
 #include "Host/Core/Exception.h"
 #include "Host/Proc/EffectFactory.h"
@@ -191,6 +195,55 @@ TEST_F(ImageFiles, NamesAreTakenLiterally) {
     for (const char* name : {"a[Q=5].png", "a b.png", "%d.png", "-.png", ".png.png", "\xc3\xa4.png"}) {
         Write(name, frame);
         EXPECT_TRUE(SameFrames(Read(name).frame, frame)) << name;
+    }
+}
+
+// A second decoding, which failures need, would ask for a second frame.
+TEST_F(ImageFiles, GoodPicturesAreDecodedOnceAndWithoutAWord) {
+    class Counting : public IFrameAllocator {
+    public:
+        int frames = 0;
+        void AllocateFrame(FramePtr& frame, PixFmt pixFmt, const FrameInfo& info) override {
+            ++frames;
+            TestAllocator()->AllocateFrame(frame, pixFmt, info);
+        }
+    };
+    for (const char* name : {"a.jpg", "a.png", "a.webp", "a.tif", "a.gif", "a.avif", "a.heic"}) {
+        Write(name, MakeFrame(PixFmt::Rgb24, 64, 48));
+        for (const bool allowTruncated : {false, true}) {
+            const auto allocator = Core::MakeRefCounted<Counting>();
+            const Io::LoadedImage loaded = Io::ReadImage(Core::ioPath(folder_.File(name)), allocator, {.allowTruncated = allowTruncated});
+            EXPECT_THAT(loaded.notes, IsEmpty()) << name;
+            EXPECT_EQ(allocator->frames, 1) << name;
+        }
+    }
+}
+
+// A pipe gives its bytes in pieces of any size.
+TEST_F(ImageFiles, EveryFormatIsReadFromAPipeAndFromTheMiddleOfAFile) {
+    WriteFile(folder_.File("first.tif"), HeaderFirstTiff(500, 4));
+    for (const std::string name : {"first.tif", "a.jpg", "a.png", "a.webp", "a.tif", "a.gif", "a.avif", "a.heic"}) {
+        SCOPED_TRACE(name);
+        if (name != "first.tif") Write(name, MakeFrame(PixFmt::Rgb24, 97, 61));
+        const FramePtr expected = Read(name).frame;
+        FileBytes bytes = ReadFile(folder_.File(name));
+        int ends[2];
+        ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+        std::jthread writer([&] {
+            for (std::size_t at = 0; at < bytes.size(); at += 1001)
+                EXPECT_GT(write(ends[1], &bytes[at], std::min<std::size_t>(1001, bytes.size() - at)), 0);
+            close(ends[1]);
+        });
+        EXPECT_TRUE(SameFrames(Io::ReadImageFrom(ends[0], TestAllocator()).frame, expected));
+        writer.join();
+        close(ends[0]);
+
+        bytes.insert(bytes.begin(), 5000, 'x');
+        WriteFile(folder_.File("behind"), bytes);
+        const int file = open(folder_.File("behind").c_str(), O_RDONLY | O_CLOEXEC);
+        lseek(file, 5000, SEEK_SET);
+        EXPECT_TRUE(SameFrames(Io::ReadImageFrom(file, TestAllocator()).frame, expected));
+        close(file);
     }
 }
 
