@@ -40,7 +40,7 @@ void AddChainOptions(CLI::App& command, ChainOptions& options, const std::string
         ->check(CLI::Range(Orvexa::Io::WriteOptions::kMinQuality, Orvexa::Io::WriteOptions::kMaxQuality));
     command.add_option("--pixfmt", options.pixFmt, "Convert the input to this pixel format first")->option_text("N");
     command.add_option("--max-pixels", options.read.maxPixels, "Refuse larger pictures, 2^28 if not given")->option_text("N");
-    command.add_flag("--srgb", options.read.toSrgb, "Convert the colours of the input to sRGB by its profile");
+    command.add_flag("--srgb", options.read.toSrgb, "Convert inputs with a colour profile to sRGB");
     command.add_flag("--allow-truncated", options.read.allowTruncated, "Read damaged files as far as they go");
 }
 

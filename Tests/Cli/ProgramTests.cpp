@@ -113,7 +113,7 @@ TEST_F(Program, HelpFitsAScreenAndShowsTwoExamples) {
             EXPECT_LE(line.size(), 80u) << line;
             examples += line.starts_with("  kalvatri ") ? 1 : 0;
         }
-        EXPECT_LE(count, 24) << help.out;
+        EXPECT_LE(count, 25) << help.out;
         EXPECT_EQ(examples, 2) << help.out;
     }
     EXPECT_THAT(RunKalvatri({"--version"}).out, MatchesRegex("kalvatri [0-9]+\\.[0-9]+\\.[0-9]+\n"));
@@ -192,7 +192,7 @@ TEST_F(Program, BadInputIsAnsweredWithOneLineAndHarmsNothing) {
     const auto from = [&](const char* name) { return Words{"apply", "-i", folder_.File(name), "-o", old, "EmptyEffect"}; };
     const auto to = [&](const std::string& output) { return Words{"apply", "-i", good, "-o", output, "EmptyEffect"}; };
     const BadCommand cases[] = {
-        {{}, 2, "a command is missing; the commands are list, describe, apply, batch"},
+        {{}, 2, "a command is missing; the commands are list, describe, formats, apply, batch"},
         {{"aply"}, 2, "did you mean apply?"},
         {{"list", "--jsn"}, 2, "--jsn"},
         {{"describe"}, 2, "name is missing"},
