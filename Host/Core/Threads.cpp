@@ -15,6 +15,7 @@ namespace Orvexa::Core {
 
 namespace {
 
+std::atomic<int> chosenThreads = 0;  // 0 until they are set
 thread_local bool isInParallelFor = false;
 
 class Loop {
@@ -55,10 +56,14 @@ private:
 
 }  // namespace
 
-// The codecs and ImageMagick are held to one thread where they are started.
-void SetLibraryThreads(int threads) { cv::setNumThreads(threads); }
+// The codecs and ImageMagick are held to one thread where they are started. OpenCV's scheduler complains on stderr when it is asked for
+// more threads than there are processors.
+void SetLibraryThreads(int threads) {
+    chosenThreads = threads;
+    cv::setNumThreads(std::min(threads, cv::getNumberOfCPUs()));
+}
 
-int GetLibraryThreads() { return std::max(1, cv::getNumThreads()); }
+int GetLibraryThreads() { return chosenThreads > 0 ? chosenThreads.load() : std::max(1, cv::getNumThreads()); }
 
 void ParallelFor(std::size_t count, const std::function<void(std::size_t)>& body) {
     Loop loop(count, body);
