@@ -45,7 +45,10 @@ for picture in "${pictures[@]}"; do
         cut="Cutter patchWidth=130 patchHeight=110 overlapX=20 overlapY=20"
         join="Stitcher frameWidth=$width frameHeight=$height overlapX=20 overlapY=20"
         case $effect in
-            BlendPalette) chain+=" with=$scratch/indices-$file.tif" ;;
+            BlendPalette)
+                [ -z "$options" ] || continue  # draws on RGB only
+                chain+=" with=$scratch/indices-$file.tif"
+                ;;
             Segmentation) chain+=" with=$scratch/seeds-$file.tif" ;;
             DirectionalAreaDeformation) chain="$effect fromX=120 fromY=90 toX=170 toY=100 size=80" ;;
             Cutter) chain="$cut TiltShift $join" ;;

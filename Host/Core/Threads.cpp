@@ -65,10 +65,11 @@ int CountProcessors() {
     return std::max(1, static_cast<int>(std::thread::hardware_concurrency()));  // more processors than the set has room for
 }
 
-// The codecs and ImageMagick are held to one thread where they are started.
+// The codecs and ImageMagick are held to one thread where they are started. OpenCV's scheduler complains on stderr when
+// it is asked for more threads than there are processors.
 void SetLibraryThreads(int threads) {
     libraryThreads = threads;
-    cv::setNumThreads(threads);
+    cv::setNumThreads(std::min(threads, cv::getNumberOfCPUs()));
 }
 
 int GetLibraryThreads() {
