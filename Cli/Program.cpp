@@ -130,9 +130,8 @@ struct Program {
                                             "Run effects on many pictures", batch, RunBatch);
         batchCommand->footer(
             "Examples:\n"
-            "  kalvatri batch -o out photos -- WhiteBalance color=#c8b496\n"
             "  kalvatri batch -o out -j 4 --format png *.jpg -- BlurBokeh size=0.05\n"
-            "  kalvatri batch -o web -r --name '{stem}-web.{ext}' photos -- BalanceLuma shadows=40\n");
+            "  kalvatri batch -o web -r --name '{stem}-web.{ext}' photos -- WhiteBalance\n");
     }
 
     void Parse(const std::vector<std::string>& arguments) {
