@@ -174,8 +174,8 @@ void CompareWithBoost(const char* name, const Scene& scene, const char* goal) {
 
 // What one worker gains is less work, the rest parallelism.
 void PrintBoostHeader() {
-    std::printf("%-28s %6s %9s %9s %9s %8s %8s %6s %15s\n", "Mpixels", "", "solver s", "1 worker", "Boost s", "ratio", "1 worker", "goal",
-                "labels");
+    std::printf("%-28s %6s %9s %9s %9s %8s %8s %6s %15s\n", "scene", "Mpixel", "solver s", "1 worker", "Boost s", "ratio", "1 worker",
+                "goal", "labels");
 }
 
 void CompareWithBoost() {
