@@ -16,7 +16,7 @@ export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
 export TSAN_OPTIONS="suppressions=$PWD/scripts/tsan.supp:halt_on_error=1:ignore_noninstrumented_modules=1"
 
 # Objects are shared between clones of the same sources.
-export CCACHE_BASEDIR="$PWD" CCACHE_NOHASHDIR=true
+export CCACHE_BASEDIR="$PWD" CCACHE_NOHASHDIR=true CCACHE_IGNOREOPTIONS="-fmacro-prefix-map=*"
 
 for preset in "${presets[@]}"; do
     echo "== $preset: build"

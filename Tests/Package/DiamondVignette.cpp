@@ -49,6 +49,7 @@ int main(int argc, char** argv) try {
     const FactoryPtr factory = MakeHostFactory();
     LoadModule(GetPluginDirectory() / "EffectsKalvatriPhoto.so", *factory);
     factory->RegisterOneInputEffect(SettingsEffectShapeMask::CLASS_ID, "Diamond", MakeEffect<DiamondMask>, 0);
+    factory->MarkDefault(EffectKind::OneInput, SettingsEffectShapeMask::CLASS_ID, "Diamond");
 
     OneInputPtr vignette;
     factory->CreateOneInputEffect(vignette, SettingsEffectVignette::CLASS_ID, ImplNames::DEFAULT, {});

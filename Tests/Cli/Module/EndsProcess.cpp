@@ -30,7 +30,8 @@ private:
         // As if it happened in the middle of writing.
         std::unique_ptr<Io::PendingFile> incomplete;
         if (const char* folder = std::getenv(Test::kWritingFolderVariable))
-            incomplete = std::make_unique<Io::PendingFile>(Core::ioPath(folder) / (std::to_string(pixel[1]) + ".png"));
+            incomplete = std::make_unique<Io::PendingFile>(Core::ioPath(folder) / (std::to_string(pixel[1]) + ".png"),
+                                                           Io::PendingFile::Naming::Named);
         if (pixel[1] == Test::kForEver) {
             while (true) pause();
         }
