@@ -207,7 +207,7 @@ TEST(GridGraph, LabelsRandomGridsLikeAnIndependentSolver) {
 TEST(GridGraph, LabelsFlatAreasLikeAnIndependentSolver) {
     for (unsigned round = 0; round < 25; ++round) {
         const Grid grid = MakeFlatAreas(60 + 7 * round % 50, 50 + 11 * round % 60, round);
-        for (const std::uint32_t blockSize : {16u, 24u, 640u}) {
+        for (const std::uint32_t blockSize : {16u, 640u}) {
             ASSERT_TRUE(FindsTheMinimumCut(grid, blockSize)) << "round " << round << ", blocks of " << blockSize;
         }
     }
@@ -238,8 +238,8 @@ TEST(GridGraph, GivesTheSameLabelsWhateverTheWorkersDo) {
     const Grid flat = MakeFlatAreas(150, 130, 3), noise = MakeGrid(130, 150, kMaterials[2], 3);
     for (const Grid* grid : {&flat, &noise}) {
         const Solution first = Solve(*grid, 640, 1);
-        for (const std::uint32_t workers : {1u, 2u, 12u, 12u, 12u, 12u, 40u}) {
-            for (const std::uint32_t blockSize : {8u, 16u, 56u}) {
+        for (const std::uint32_t workers : {1u, 2u, 12u, 12u, 40u}) {
+            for (const std::uint32_t blockSize : {8u, 56u}) {
                 for (const HeadStart& headStart : {kNone, kAtOnce, kInMidSearch}) {
                     const Solution solution = Solve(*grid, blockSize, workers, headStart);
                     ASSERT_EQ(solution.isBackground, first.isBackground) << workers << " workers, blocks of " << blockSize;
@@ -279,7 +279,9 @@ TEST(GridGraph, StopsWhereverItIsCancelled) {
             const std::uint64_t regions = 6 * 5;
             ASSERT_EQ(counter.total, regions + 5 * 5 + 6 * 4);
 
-            for (std::int64_t query = 0; query < counter.queries; query += 1 + query / 64 + counter.queries / 400) {
+            const bool hasHeadStart = headStart.minPixels == 0;
+            const std::int64_t sparsity = hasHeadStart ? 8 : 1;  // coarser grids are searched by the same code
+            for (std::int64_t query = 0; query < counter.queries; query += 1 + sparsity * (query / 64 + counter.queries / 400)) {
                 Core::RefCounted<TestProgress> progress(query);
                 Solver solver(grid->width, grid->height, workers, 16, progress, headStart);
                 solver.SetCapacities(grid->capacities);
@@ -288,7 +290,7 @@ TEST(GridGraph, StopsWhereverItIsCancelled) {
                 if (workers > 1 && steps < 0) continue;  // the order of merges, and with it the number of queries, differs between runs
                 ASSERT_GE(steps, 0) << "query " << query << " of " << counter.queries << " was not reached";
                 // Each coarser grid, of at most six, asks once more on the way out.
-                EXPECT_LE(progress.queries - query, 3 * workers + (headStart.minPixels == 0 ? 6 : 0)) << "whoever was told stopped at once";
+                EXPECT_LE(progress.queries - query, 3 * workers + (hasHeadStart ? 6 : 0)) << "whoever was told stopped at once";
                 ++(steps < static_cast<std::int64_t>(regions) ? inRegions : grid != &empty ? inMerges : inWalks);
             }
         }
