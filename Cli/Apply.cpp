@@ -10,7 +10,7 @@
 #include <iostream>
 
 #include "Cli/Catalogue.h"
-#include "Cli/ChainInput.h"
+#include "Cli/ChainOptions.h"
 #include "Cli/ChainProgress.h"
 #include "Cli/ChainRunner.h"
 #include "Cli/Commands.h"
@@ -34,7 +34,7 @@ void WriteStdout(const std::vector<std::uint8_t>& bytes) {
 }
 
 Io::LoadedImage Read(const std::string& file, const ApplyOptions& options, const Proc::FactoryPtr& factory) {
-    return While("reading " + NameOf(file, "stdin"), [&] {
+    return WithContext("reading " + NameOf(file, "stdin"), [&] {
         Io::LoadedImage image = file == kStdStream ? Io::ReadImageFrom(STDIN_FILENO, factory->GetAllocator(), options.read)
                                                    : Io::ReadImage(Core::ioPath(file), factory->GetAllocator(), options.read);
         PrintNotes(NameOf(file, "stdin"), image.notes, options);
@@ -54,13 +54,13 @@ void CheckStdin(const ApplyOptions& options, const Chain& chain) {
 Io::FileFormat OutputFormat(const ApplyOptions& options) {
     if (options.output == kStdStream && options.format.empty()) ThrowUsage(kReadingCommandLine, "writing to stdout needs --format");
     const std::string suffix = options.format.empty() ? Core::ioPath(options.output).extension().string() : options.format;
-    return While("choosing the format of " + NameOf(options.output, "stdout"), ExitCode::WrongUsage,
-                 [&] { return Io::FindFormat(suffix); });
+    return WithContext("choosing the format of " + NameOf(options.output, "stdout"), ExitCode::WrongUsage,
+                       [&] { return Io::FindFormat(suffix); });
 }
 
 void Write(const std::string& file, Io::FileFormat format, const Proc::FramePtr& picture, const Io::WriteOptions& writing,
            const ApplyOptions& options, const Proc::FactoryPtr& factory) {
-    While("writing " + NameOf(file, "stdout"), [&] {
+    WithContext("writing " + NameOf(file, "stdout"), [&] {
         Io::Notes notes;
         if (file == kStdStream) {
             std::vector<std::uint8_t> bytes;

@@ -9,7 +9,7 @@
 #include "Cli/BatchLedger.h"
 #include "Cli/BatchPlan.h"
 #include "Cli/BatchReporter.h"
-#include "Cli/ChainInput.h"
+#include "Cli/ChainOptions.h"
 #include "Cli/Commands.h"
 #include "Cli/Errors.h"
 #include "Cli/StopSignals.h"
@@ -66,7 +66,7 @@ public:
 
     void Run(std::uint64_t memory) {
         const StopSignals signals;
-        Ledger ledger = While("preparing the folder " + options_.outputFolder, [&] {
+        Ledger ledger = WithContext("preparing the folder " + options_.outputFolder, [&] {
             std::error_code error;
             if (std::filesystem::create_directories(work_.folder, error); error) Throw(error.message());
             return Ledger(work_.folder, Ledger::Access::Writing);
@@ -128,8 +128,8 @@ private:
         if (!picture.report.error.empty()) return;
         const BatchItem& item = plan_.items[picture.report.picture];
         try {
-            While("recording " + (work_.folder / item.outputName).string(),
-                  [&] { ledger.Add(item.outputName, GetEntry(item, picture.input)); });
+            WithContext("recording " + (work_.folder / item.outputName).string(),
+                        [&] { ledger.Add(item.outputName, GetEntry(item, picture.input)); });
         } catch (const CommandError& error) {
             picture.report.error = error.what();
             picture.report.origin = error.GetOrigin();
@@ -148,7 +148,7 @@ void RunBatch(const BatchOptions& options) {
     CheckPixFmt(options);
     const std::uint64_t memory = options.memory.empty()
                                      ? GetDefaultMemory()
-                                     : While("reading --memory", ExitCode::WrongUsage, [&] { return ParseMemory(options.memory); });
+                                     : WithContext("reading --memory", ExitCode::WrongUsage, [&] { return ParseMemory(options.memory); });
     const auto allocator = Core::MakeRefCounted<Proc::FrameAllocator>();
     const Proc::FactoryPtr factory = LoadEffects(options.module, allocator);
     const Catalogue catalogue(*factory);

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "Cli/ChainInput.h"
+#include "Cli/ChainOptions.h"
 #include "Cli/Errors.h"
 #include "Host/Proc/IData.h"
 
@@ -37,8 +37,8 @@ void SendPicture(const Channel& parent, const Io::LoadedImage& image) {
 void SendPictures(const Channel& parent, const BatchWork& work, const std::vector<Core::ioPath>& files) {
     for (const Core::ioPath& file : files) {
         try {
-            SendPicture(parent, While("reading " + file.string(),
-                                      [&] { return Io::ReadImage(file, work.factory->GetAllocator(), work.options.read); }));
+            SendPicture(parent, WithContext("reading " + file.string(),
+                                            [&] { return Io::ReadImage(file, work.factory->GetAllocator(), work.options.read); }));
         } catch (const CommandError& error) {
             parent.Send({{kError, error.what()}, {kOrigin, error.GetOrigin()}});
             return;

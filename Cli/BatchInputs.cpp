@@ -88,7 +88,7 @@ private:
     // What is not hidden, by name.
     static std::vector<std::filesystem::directory_entry> List(const Core::ioPath& folder) {
         std::vector<std::filesystem::directory_entry> entries;
-        While("reading the folder " + folder.string(), [&] {
+        WithContext("reading the folder " + folder.string(), [&] {
             for (const auto& entry : std::filesystem::directory_iterator(folder)) {
                 if (!entry.path().filename().string().starts_with('.')) entries.push_back(entry);
             }
@@ -119,7 +119,7 @@ private:
 // One name a line; empty lines are left out.
 std::vector<std::string> ReadList(const std::string& file) {
     const bool isStdin = file == "-";
-    return While("reading the list " + (isStdin ? "from stdin" : file), [&] {
+    return WithContext("reading the list " + (isStdin ? "from stdin" : file), [&] {
         std::ifstream stream;
         if (!isStdin) {
             if (std::error_code error; std::filesystem::is_directory(file, error)) Throw("this is a folder, not a list");

@@ -14,7 +14,7 @@ namespace Kalvatri {
 /// A picture that is done or has failed, for whichever reason.
 struct FinishedPicture {
     BatchReport report;
-    FileStamp input;  ///< of before it was read, so that a change in the meantime shows later
+    FileStamp input;  ///< taken before reading, so that a change in the meantime shows later
 };
 
 /// A worker serves for many pictures. One that is ended by a picture fails that picture alone, and another takes its place. Everything

@@ -138,7 +138,7 @@ void Ledger::Add(const std::string& output, const LedgerEntry& entry) {
     try {
         WriteAll(file_, line);
     } catch (...) {
-        // A line that is cut off would take the next one with it; where even that fails, both outputs are made anew some day.
+        // A line that is cut off would take the next one with it; where even that fails, both outputs are rebuilt by the next run.
         if (ftruncate(file_, end) != 0) WriteAll(file_, "\n");
         throw;
     }

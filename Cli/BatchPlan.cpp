@@ -22,7 +22,7 @@ std::string WithoutDot(std::string suffix) {
 
 // The name that --name gives is known once the pictures are counted, its format already here.
 NameTemplate MakeNameTemplate(const BatchOptions& options) {
-    return While(kReadingCommandLine + std::string(": --name"), ExitCode::WrongUsage, [&] {
+    return WithContext(kReadingCommandLine + std::string(": --name"), ExitCode::WrongUsage, [&] {
         const NameTemplate names(options.nameTemplate.empty() ? "{stem}.{ext}" : options.nameTemplate);
         const std::string suffix = options.format.empty() ? "jpg" : options.format;
         const std::string name = names.Fill({"in/stem", suffix, 1, 1});
@@ -63,8 +63,8 @@ private:
             throw CommandError(ExitCode::Failed, "reading " + input.file, "camera raw files cannot be read");
         const std::string suffix = options_.format.empty() ? WithoutDot(file.extension().string()) : options_.format;
         const Core::ioPath name = names_.Fill({file, suffix, number_, count_});
-        item.format = While("choosing the format for " + input.file + " (--format gives one)",
-                            [&] { return Io::FindFormat(name.extension().string()); });
+        item.format = WithContext("choosing the format for " + input.file + " (--format gives one)",
+                                  [&] { return Io::FindFormat(name.extension().string()); });
         item.outputName = (input.subfolder / name).string();
     }
 
@@ -103,11 +103,11 @@ BatchPlan PlanBatch(const BatchOptions& options, const std::vector<Core::ioPath>
     if (options.inputs.empty() && options.lists.empty()) ThrowUsage(kReadingCommandLine, "pictures are missing, or folders with pictures");
     if (options.isForced && options.isKeepingExisting)
         ThrowUsage(kReadingCommandLine, "--force replaces existing files and --no-clobber keeps them; only one of them can be given");
-    if (!options.format.empty()) While(kReadingCommandLine, ExitCode::WrongUsage, [&] { Io::FindFormat(options.format); });
+    if (!options.format.empty()) WithContext(kReadingCommandLine, ExitCode::WrongUsage, [&] { Io::FindFormat(options.format); });
     const Core::ioPath folder(options.outputFolder);
     std::error_code ignored;
     if (std::filesystem::exists(folder, ignored) && !std::filesystem::is_directory(folder, ignored))
-        ThrowUsage(kPlanning, options.outputFolder + " is no folder");
+        ThrowUsage(kPlanning, options.outputFolder + " is not a directory");
     BatchInputs inputs = FindInputs(options);
     BatchPlan plan{{}, std::move(inputs.others)};
     Planner planner(options, inputs.pictures.size());

@@ -2,7 +2,7 @@
 
 #include <iostream>
 
-#include "Cli/ChainInput.h"
+#include "Cli/ChainOptions.h"
 
 namespace Kalvatri {
 

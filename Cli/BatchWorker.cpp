@@ -5,7 +5,7 @@
 #include <chrono>
 #include <utility>
 
-#include "Cli/ChainInput.h"
+#include "Cli/ChainOptions.h"
 #include "Cli/ChainRunner.h"
 #include "Cli/Errors.h"
 #include "Host/Core/Threads.h"
@@ -55,8 +55,9 @@ public:
         report.picture = assignment.picture;
         Clock::time_point begin = Clock::now();
         try {
-            While("working on " + item.input, [&] {
-                const Io::ImageSize size = While("reading " + item.input, [&] { return Io::ReadImageSize(item.input, GetReading()); });
+            WithContext("working on " + item.input, [&] {
+                const Io::ImageSize size =
+                    WithContext("reading " + item.input, [&] { return Io::ReadImageSize(item.input, GetReading()); });
                 WaitForMemory(size.GetPixels(), assignment.grantedPixels);
                 begin = Clock::now();
                 Process(item, report);
@@ -86,15 +87,15 @@ private:
 
     // From file to file.
     void Process(const BatchItem& item, BatchReport& report) const {
-        Io::LoadedImage image = While("reading " + item.input,
-                                      [&] { return Io::ReadImage(Core::ioPath(item.input), work_.factory->GetAllocator(), GetReading()); });
+        Io::LoadedImage image = WithContext(
+            "reading " + item.input, [&] { return Io::ReadImage(Core::ioPath(item.input), work_.factory->GetAllocator(), GetReading()); });
         report.inputNotes = std::move(image.notes);
         Io::WriteOptions writing;
         writing.quality = work_.options.quality;
         writing.metadata = std::move(image.metadata);
         const Proc::FramePtr result = RunChain(item.input, std::move(image.frame), report.inputNotes);
         const Core::ioPath output = work_.folder / item.outputName;
-        While("writing " + output.string(), [&] {
+        WithContext("writing " + output.string(), [&] {
             std::error_code error;
             if (std::filesystem::create_directories(output.parent_path(), error); error) Throw(error.message());
             report.outputNotes = Io::WriteImage(output, item.format, result, writing, work_.factory);

@@ -29,7 +29,7 @@ struct BatchWork {
     std::uint64_t furtherPixels = 0;
 };
 
-/// A picture that a worker is through with.
+/// The outcome of one picture.
 struct BatchReport {
     std::size_t picture = 0;    ///< index into the plan's
     std::string error, origin;  ///< empty if the output was written; the origin is for developers, several lines

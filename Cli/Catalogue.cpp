@@ -57,7 +57,7 @@ const EffectEntry& Catalogue::Find(std::string_view name) const {
 }
 
 Proc::FactoryPtr LoadEffects(const Core::ioPath& file, Proc::AllocatorPtr allocator) {
-    return While("loading the effects", [&] {
+    return WithContext("loading the effects", [&] {
         Proc::FactoryPtr factory = Proc::MakeHostFactory(std::move(allocator));
         // A bare file name would be searched for in the system's library folders.
         Proc::LoadModule(file.empty() ? Proc::GetPluginDirectory() / "EffectsKalvatriPhoto.so" : std::filesystem::absolute(file), *factory);

@@ -17,7 +17,8 @@ constexpr char kEffect[] = "effect";
 std::string SettingUp(const Step& step) { return "setting up " + step.effect->GetName(); }
 
 Step MakeStep(const Catalogue& catalogue, std::string_view name) {
-    const EffectEntry& effect = While(kReadingChain, ExitCode::WrongUsage, [&]() -> const EffectEntry& { return catalogue.Find(name); });
+    const EffectEntry& effect =
+        WithContext(kReadingChain, ExitCode::WrongUsage, [&]() -> const EffectEntry& { return catalogue.Find(name); });
     if (effect.IsCppOnly()) ThrowUsage(kReadingChain, effect.GetName() + " takes a C++ function and is not available on the command line");
     return {&effect, effect.settings->create(), {}};
 }
@@ -38,7 +39,7 @@ Chain ParseChain(const Catalogue& catalogue, const std::vector<std::string>& wor
         if (key == kWith) {
             step.with.emplace_back(value);
         } else {
-            While(SettingUp(step), ExitCode::WrongUsage, [&] { Proc::SetField(*step.settings, key, value); });
+            WithContext(SettingUp(step), ExitCode::WrongUsage, [&] { Proc::SetField(*step.settings, key, value); });
         }
     }
     return chain;
@@ -55,8 +56,8 @@ Chain ParseChain(const Catalogue& catalogue, const Json& json) {
         for (const auto& [key, value] : object.items()) {
             if (key == kEffect) continue;
             if (key != kWith) {
-                While(SettingUp(step), ExitCode::WrongUsage,
-                      [&, name = key, &member = value] { SetFromJson(*step.settings, name, member, given); });
+                WithContext(SettingUp(step), ExitCode::WrongUsage,
+                            [&, name = key, &member = value] { SetFromJson(*step.settings, name, member, given); });
                 continue;
             }
             for (const Json& file : value.is_array() ? value : Json::array({value})) {

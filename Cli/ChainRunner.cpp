@@ -78,7 +78,7 @@ ChainRunner::ChainRunner(const Proc::FactoryPtr& factory, const Chain& chain, co
 }
 
 ChainRunner::AnyEffect ChainRunner::MakeEffect(const Step& step, const Core::ProgressPtr& progress) const {
-    return While("setting up " + step.effect->GetName(), [&] {
+    return WithContext("setting up " + step.effect->GetName(), [&] {
         AnyEffect made;
         const std::string& classId = step.effect->settings->classId;
         switch (step.effect->kind) {
@@ -146,7 +146,7 @@ void ChainRunner::AddNote(const RunningStep& running, const std::string& text) {
 
 void ChainRunner::RunOnAll(const RunningStep& running, Pictures& pictures) const {
     SetStage(running.step->effect->GetName());
-    While("running " + running.step->effect->GetName(), [&] {
+    WithContext("running " + running.step->effect->GetName(), [&] {
         std::vector<DataPtr> data(pictures.begin(), pictures.end());
         data.insert(data.end(), running.with.begin(), running.with.end());
         pictures.clear();
@@ -159,7 +159,7 @@ void ChainRunner::RunOnAll(const RunningStep& running, Pictures& pictures) const
 }
 
 void ChainRunner::RunOnOne(const RunningStep& running, const AnyEffect& effect, FramePtr& picture) {
-    While("running " + running.step->effect->GetName(), [&] {
+    WithContext("running " + running.step->effect->GetName(), [&] {
         const AlphaKeeper alpha(factory_, *running.step, picture);
         if (const auto* const oneInput = std::get_if<Proc::OneInputPtr>(&effect)) {
             (*oneInput)->ProcessData(picture);

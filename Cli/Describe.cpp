@@ -66,7 +66,7 @@ std::string Cell(std::string text) {
 }
 
 void PrintReference(const Catalogue& catalogue) {
-    std::cout << "# Effects\n\nMade by `scripts/docs.sh` from what the effects say of themselves.\n";
+    std::cout << "# Effects\n\nMade by `scripts/docs.sh`, generated from the settings declarations.\n";
     for (const EffectEntry& effect : catalogue.GetEntries()) {
         std::cout << "\n## " << effect.GetName() << "\n\n"
                   << effect.settings->summary << "\n\n"
@@ -93,7 +93,7 @@ void RunDescribe(const DescribeOptions& options) {
     const auto factory = LoadEffects(options.module);
     const Catalogue catalogue(*factory);
     const EffectEntry& effect =
-        While("describing an effect", ExitCode::WrongUsage, [&]() -> const EffectEntry& { return catalogue.Find(options.effect); });
+        WithContext("describing an effect", ExitCode::WrongUsage, [&]() -> const EffectEntry& { return catalogue.Find(options.effect); });
     const auto defaults = effect.settings->create();
     if (options.isJson) {
         std::cout << FormatJson(ToJson(effect, *defaults)) << '\n';

@@ -35,7 +35,7 @@ private:
 
 /// Runs `call`; an exception of it becomes a `CommandError` that says what was being done.
 template <class Call>
-decltype(auto) While(const std::string& doing, ExitCode exitCode, Call&& call) {
+decltype(auto) WithContext(const std::string& doing, ExitCode exitCode, Call&& call) {
     try {
         return std::forward<Call>(call)();
     } catch (const CommandError&) {
@@ -46,8 +46,8 @@ decltype(auto) While(const std::string& doing, ExitCode exitCode, Call&& call) {
 }
 
 template <class Call>
-decltype(auto) While(const std::string& doing, Call&& call) {
-    return While(doing, ExitCode::Failed, std::forward<Call>(call));
+decltype(auto) WithContext(const std::string& doing, Call&& call) {
+    return WithContext(doing, ExitCode::Failed, std::forward<Call>(call));
 }
 
 [[noreturn]] inline void ThrowUsage(const std::string& doing, const std::string& description) {

@@ -9,7 +9,7 @@
 #include <map>
 #include <memory>
 
-#include "Cli/ChainInput.h"
+#include "Cli/ChainOptions.h"
 #include "Cli/Commands.h"
 #include "Cli/Errors.h"
 #include "Host/Conf/PixFmtDescription.h"
@@ -63,7 +63,7 @@ int LastPixFmt() {
 
 void AddCommonOptions(CLI::App& command, CommonOptions& options) {
     AddText(command, "--module", options.module, "The module of effects, if not the installed one")->option_text("FILE");
-    command.add_flag("-q,--quiet", options.isQuiet, "No notes on what is lost");
+    command.add_flag("-q,--quiet", options.isQuiet, "Suppress notes about lost data");
     command.add_flag("-v,--verbose", options.isVerbose, "Log what happens, and where failures come from");
 }
 
@@ -72,7 +72,7 @@ void AddChainOptions(CLI::App& command, ChainOptions& options, const std::string
     command.add_flag("--print-settings", options.isPrintingSettings, "Print the chain as such a file, do nothing else");
     AddText(command, "--format", options.format, "File format, if not by the suffix of " + source)->option_text("NAME");
     AddNumber(command, "--quality", options.quality, Orvexa::Io::WriteOptions::kMinQuality, Orvexa::Io::WriteOptions::kMaxQuality,
-              "Of lossy formats, " + std::to_string(options.quality) + " if not given")
+              "Quality for lossy formats, " + std::to_string(options.quality) + " if not given")
         ->option_text("1..100");
     AddNumber(command, "--pixfmt", options.pixFmt, 0, LastPixFmt(), "Convert the input to this pixel format first")->option_text("N");
     AddNumber(command, "--max-pixels", options.read.maxPixels, 1, ChainOptions::kMaxMaxPixels, "Refuse larger pictures, 2^28 if not given")
@@ -84,25 +84,23 @@ void AddChainOptions(CLI::App& command, ChainOptions& options, const std::string
 void AddApplyOptions(CLI::App& command, ApplyOptions& options) {
     AddText(command, kInput, options.inputs, "A picture; - is stdin")->option_text("IN")->allow_extra_args(false);
     AddText(command, kOutput, options.output, "The result; - is stdout, {} a number if there are many")->option_text("OUT");
-    command.add_option("chain", options.chain)->group("");  // told in the usage
+    command.add_option("chain", options.chain)->group("");  // shown in the usage line
     AddChainOptions(command, options, "OUT");
-    AddNumber(command, "--threads", options.threads, 1, ApplyOptions::kMaxThreads, "To work with, one a processor if not given")
-        ->option_text("N");
+    AddNumber(command, "--threads", options.threads, 1, ApplyOptions::kMaxThreads, "To work with, default: one per CPU")->option_text("N");
     command.add_flag("--stats", options.isShowingStatistics, "Print the effects' statistics as JSON");
 }
 
 void AddBatchOptions(CLI::App& command, BatchOptions& options) {
-    command.add_option("inputs", options.inputs)->group("");  // told in the usage
+    command.add_option("inputs", options.inputs)->group("");  // shown in the usage line
     AddText(command, kOutput, options.outputFolder, "The folder of the results, named as the inputs")->option_text("DIR");
     command.add_flag("-r,--recursive", options.isRecursive, "Sub-folders too, mirrored in DIR");
     AddText(command, "-T,--files-from", options.lists, "More inputs from a list, one a line; - is stdin")
         ->option_text("FILE")
         ->allow_extra_args(false);
     AddText(command, "--name", options.nameTemplate, "Name results by {stem}, {ext}, {n} and {folder}")->option_text("{stem}-web.{ext}");
-    AddNumber(command, "-j,--jobs", options.jobs, 1, BatchOptions::kMaxJobs, "Pictures at a time, one a processor if not given")
-        ->option_text("N");
+    AddNumber(command, "-j,--jobs", options.jobs, 1, BatchOptions::kMaxJobs, "Pictures at a time, default: one per CPU")->option_text("N");
     AddText(command, "--memory", options.memory, "For all jobs, half of the machine's if not given")->option_text("512M|2G");
-    command.add_flag("--force", options.isForced, "Make anew what is up to date");
+    command.add_flag("--force", options.isForced, "Rebuild up-to-date results");
     command.add_flag("--no-clobber", options.isKeepingExisting, "Skip what exists, up to date or not");
     command.add_flag("--dry-run", options.isDryRun, "Say what would be done");
     command.add_flag("--json", options.isJson, "Print a report as JSON");
@@ -164,7 +162,7 @@ struct Program {
         CLI::App* listCommand = AddCommand("list", "list [--json]", "Show the effects", list, RunList);
         listCommand->add_flag("--json", list.isJson, "As JSON");
         CLI::App* describeCommand = AddCommand("describe", "describe EFFECT [--json]", "Show an effect's settings", describe, RunDescribe);
-        describeCommand->add_option("effect", describe.effect)->group("");  // told in the usage
+        describeCommand->add_option("effect", describe.effect)->group("");  // shown in the usage line
         describeCommand->add_flag("--json", describe.isJson, "As JSON");
         describeCommand->add_flag("--markdown", describe.isMarkdown, "All effects, as a page in Markdown");
         CLI::App* formatsCommand = AddCommand("formats", "formats [--json]", "Show the kinds of files", formats, RunFormats);
@@ -240,7 +238,7 @@ int RunProgram(const std::vector<std::string>& arguments) {
         }
         if (program.run != nullptr) {
             StartLogging(program.common->isVerbose);
-            While("running the command", program.run);
+            WithContext("running the command", program.run);
         }
         if (!std::cout.flush()) throw CommandError(ExitCode::Failed, "writing to stdout", "not everything could be written");
         return static_cast<int>(ExitCode::Done);

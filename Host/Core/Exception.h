@@ -43,7 +43,7 @@ protected:
 
 namespace Proc {
 
-/// Failures that are told by number instead of by a text.
+/// Failures that are identified by a code.
 enum class TranscodingErrors : int {
     PictureTooSmall = 17,  ///< the picture is not larger than the kernel that it is to be filtered with
 };

@@ -1,7 +1,7 @@
 // The template bases of the host's own sub-effects.
 //
 // A sub-effect derives from HostOneInput or HostTwoInput with its settings class, implements Process, and leaves its file as a creator made
-// with MakeEffect; one row in HostEffects.cpp registers it.
+// with MakeEffect; one row in RegisterHostEffects.cpp registers it.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-// Posterize: reduces a picture to a number of levels, or tells each pixel's level.
+// Posterize: reduces a picture to a number of levels, or maps each pixel to its level index.
 
 #include <array>
 

@@ -58,7 +58,7 @@ FrameInfo NewInfo(const SettingsResizer& settings, const FrameInfo& info) {
     }
     switch (settings.GetCustomMode()) {
         case SettingsResizer::kExactSize:
-        case SettingsResizer::kExactSizeToo:
+        case SettingsResizer::kExactSizeAlias:
             result.width = custom.width;
             result.height = custom.height;
             return result;

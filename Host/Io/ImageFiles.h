@@ -63,7 +63,7 @@ LoadedImage ReadImage(std::span<const std::uint8_t> bytes, const Proc::Allocator
 /// `options.maxPixels` could need is refused.
 LoadedImage ReadImageFrom(int descriptor, const Proc::AllocatorPtr& allocator, const ReadOptions& options = {});
 
-/// Reads no more than a file's header where the format allows. Errors as `ReadImage`, of which it is no promise.
+/// Reads no more than a file's header where the format allows. Errors as `ReadImage`; success does not guarantee that reading succeeds.
 ImageSize ReadImageSize(const Core::ioPath& file, const ReadOptions& options = {});
 
 /// Writes a frame in the format that the suffix of `file` stands for; it must be a format that `IsWritable` unless `factory` is given,

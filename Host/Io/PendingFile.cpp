@@ -108,7 +108,7 @@ PendingFile::PendingFile(const Core::ioPath& target, Naming naming) : target_(Fo
             return descriptor_ >= 0;
         });
     }
-    flock(descriptor_, LOCK_EX | LOCK_NB);  // tells others that the file is being worked on; it ends with the process however that ends
+    flock(descriptor_, LOCK_EX | LOCK_NB);  // tells others that the file is being worked on; released when the process exits
     struct stat old {};
     if (stat(target_.c_str(), &old) == 0) TakeRights(descriptor_, old);
 }

@@ -1,7 +1,7 @@
 // Neural networks: a picture in, numbers or a picture out.
 //
 // What runs them is a library of its own, loaded when a network is first asked for. The networks are files in a folder of models, whose
-// manifest tells how each is fed and read; docs/models.md describes it.
+// manifest describes each network's input and output; docs/models.md describes it.
 #pragma once
 
 #include <cstdint>

@@ -325,7 +325,7 @@ TEST_F(Batch, RefusesWhatCannotEndWell) {
         {{"batch", "-o", in_.string(), good, "--", "EmptyEffect"}, 2, "would overwrite the input"},
         {{"batch", "-o", folder_.File("link"), in_.string(), "--", "EmptyEffect"}, 2, "would overwrite the input"},
         {{"batch", "-o", folder_.File("more"), good, "--", "BlendPalette", "with=" + folder_.File("more/good.png")}, 2, "would overwrite"},
-        {{"batch", "-o", folder_.File("file"), good, "--", "EmptyEffect"}, 2, "is no folder"},
+        {{"batch", "-o", folder_.File("file"), good, "--", "EmptyEffect"}, 2, "is not a directory"},
         {{"batch", "-o", folder_.File("file/out"), good, "--", "EmptyEffect"}, 1, "Not a directory"},
         {out + Words{good, "--name", "{name}.png"} + chain_, 2, "those are {stem}, {ext}, {n} and {folder}"},
         {out + Words{good, "--name", "{stem}"} + chain_, 2, "a suffix is missing"},

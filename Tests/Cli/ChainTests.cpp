@@ -363,8 +363,8 @@ TEST_F(Chains, SayWhatIsWrongWithJson) {
     };
     for (const auto& [json, reason] : cases) {
         try {
-            Kalvatri::While("parsing", ExitCode::WrongUsage,
-                            [&, text = json] { Kalvatri::ParseChain(catalogue_, Kalvatri::ParseJson(text)); });
+            Kalvatri::WithContext("parsing", ExitCode::WrongUsage,
+                                  [&, text = json] { Kalvatri::ParseChain(catalogue_, Kalvatri::ParseJson(text)); });
             ADD_FAILURE() << json;
         } catch (const CommandError& error) {
             EXPECT_EQ(error.GetExitCode(), ExitCode::WrongUsage);

@@ -40,7 +40,7 @@ public:
         const Alone nobody;
         return call();
     }
-    /// For what can be told only by the error text: makes `Run` repeat a call that does not run alone.
+    /// Call before reading libvips' error text; a call that does not run alone is then repeated by `Run` exclusively.
     static void NeedOwnErrors();
 
 private:

@@ -184,7 +184,7 @@ private:
 class OpenCvRuntime : public NeuralRuntime {
 public:
     OpenCvRuntime() {
-        // What goes wrong is told by exceptions.
+        // Errors are reported as exceptions.
         cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
     }
 

@@ -22,7 +22,7 @@ public:
     };
     enum CustomModes : int {
         kExactSize = 0,
-        kExactSizeToo = 1,
+        kExactSizeAlias = 1,
         kFitInside = 5,  ///< into the box, aspect kept, never enlarged
     };
 

@@ -215,7 +215,7 @@ private:
         reduction.SetCustomMode(SettingsResizer::kFitInside, FrameInfo(kReducedSide, kReducedSide, size.aspect));
         reducer_->SetSettings(reduction);
         SettingsResizer enlargement(ResizeMethods::BicubicLuma);
-        enlargement.SetCustomMode(SettingsResizer::kExactSizeToo,
+        enlargement.SetCustomMode(SettingsResizer::kExactSizeAlias,
                                   FrameInfo(size.width + size.width % 2, size.height + size.height % 2, size.aspect));
         enlarger_->SetSettings(enlargement);
     }

@@ -1,8 +1,8 @@
 // BlurRadial: blurs along lines, towards a centre (zoom), around it (spin) or all one way (linear), on a picture reduced to fit into
-// 512 x 512, where nobody misses what the blur takes away.
+// 512 x 512, which loses only detail that the blur removes anyway.
 //
-// Zoom and spin take the mean of a pixel and N samples beside it on its line; the steps get longer with the distance from the centre. What
-// looks odd is meant: both axes of a step are measured by the height, the sine advances twice as fast as the angle and runs on into the
+// Zoom and spin take the mean of a pixel and N samples beside it on its line; the steps get longer with the distance from the centre.
+// Deliberate quirks: both axes of a step are measured by the height, the sine advances twice as fast as the angle and runs on into the
 // following rows of its table, the cosine stands still, and the tables outlive a change of angle and strength.
 
 #include <algorithm>
@@ -141,7 +141,7 @@ private:
         resizing.SetCustomMode(SettingsResizer::kFitInside, FrameInfo(kBlurredSide, kBlurredSide, info.aspect));
         reducer_->SetSettings(resizing);
         resizing.SetResizeMethod(SettingsResizer::ResizeMethods::BicubicLuma);
-        resizing.SetCustomMode(SettingsResizer::kExactSizeToo, info);
+        resizing.SetCustomMode(SettingsResizer::kExactSizeAlias, info);
         enlarger_->SetSettings(resizing);
     }
 

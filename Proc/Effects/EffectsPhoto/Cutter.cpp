@@ -21,7 +21,7 @@ private:
         const std::uint32_t overlapX = settings_.GetOverlapX(), overlapY = settings_.GetOverlapY();
         const std::uint32_t width = Detail::Fit(picture->GetFrameInfo().width, patchWidth, overlapX);
         const std::uint32_t height = Detail::Fit(picture->GetFrameInfo().height, patchHeight, overlapY);
-        Continue(picture, width, height);
+        PadTo(picture, width, height);
         frames.clear();
         for (std::uint32_t y = 0; y + overlapY < height; y += patchHeight - overlapY) {
             for (std::uint32_t x = 0; x + overlapX < width; x += patchWidth - overlapX) {
@@ -33,7 +33,7 @@ private:
         return {};
     }
 
-    void Continue(FramePtr& picture, std::uint32_t width, std::uint32_t height) {
+    void PadTo(FramePtr& picture, std::uint32_t width, std::uint32_t height) {
         const CropInfo margins{0, width - picture->GetFrameInfo().width, 0, height - picture->GetFrameInfo().height};
         if (margins == CropInfo()) return;
         const PadMode mode = settings_.GetPadMode() == CutterPadMode::Fill ? PadMode::Fill : PadMode::Replicate;

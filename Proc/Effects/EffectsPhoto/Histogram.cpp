@@ -110,7 +110,7 @@ public:
         EffectBaseCSCOneInput::SetSettings(settings);
         if (settings_.GetWidth() != kBins) {
             SettingsResizer size(SettingsResizer::ResizeMethods::Bicubic);
-            size.SetCustomMode(SettingsResizer::kExactSizeToo,
+            size.SetCustomMode(SettingsResizer::kExactSizeAlias,
                                FrameInfo(settings_.GetWidth(), settings_.GetHeightScale() + settings_.GetHeightLevel()));
             resizer_->SetSettings(size);
         }

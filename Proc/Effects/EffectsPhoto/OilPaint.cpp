@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::uint32_t kMaxPaintedSide = 2048;  // of the shorter sides
 
-constexpr std::uint32_t EvenedUp(std::uint32_t side) { return side + side % 2; }
+constexpr std::uint32_t RoundUpToEven(std::uint32_t side) { return side + side % 2; }
 
 class OilPaint : public EffectBaseOneInput<SettingsEffectOilPaint> {
 public:
@@ -22,7 +22,7 @@ public:
           reducer_(CreateOneInput(SettingsResizer::CLASS_ID)),
           enlarger_(CreateOneInput(SettingsResizer::CLASS_ID)) {}
 
-    /// Has everything configured anew with the next frame, and leaves the settings as they are.
+    /// Forces reconfiguration on the next frame; the settings stay.
     void ResetSettings() override { configuredInfo_ = kNoInfo; }
 
 private:
@@ -30,7 +30,7 @@ private:
 
     void ProcessInternalImpl(FramePtr& frame) override {
         const FrameInfo info = frame->GetFrameInfo();
-        const FrameInfo evenInfo(EvenedUp(info.width), EvenedUp(info.height), info.aspect);
+        const FrameInfo evenInfo(RoundUpToEven(info.width), RoundUpToEven(info.height), info.aspect);
         if (evenInfo != configuredInfo_) Configure(evenInfo);
         if (isReduced_) reducer_->ProcessData(frame);
         painter_->ProcessData(frame);
@@ -43,7 +43,7 @@ private:
         painter_->SetSettings(settings_);
         configuredInfo_ = info;
         SettingsResizer resizing(SettingsResizer::ResizeMethods::Bicubic);
-        resizing.SetCustomMode(SettingsResizer::kExactSizeToo, info);
+        resizing.SetCustomMode(SettingsResizer::kExactSizeAlias, info);
         enlarger_->SetSettings(resizing);
 
         FrameInfo painted = info;

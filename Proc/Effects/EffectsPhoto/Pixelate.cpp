@@ -39,7 +39,7 @@ public:
           reducer_(CreateOneInput(SettingsResizer::CLASS_ID)),
           enlarger_(CreateOneInput(SettingsResizer::CLASS_ID)) {}
 
-    /// Has the resizers configured anew with the next frame, and leaves the settings as they are.
+    /// Forces reconfiguration on the next frame; the settings stay.
     void ResetSettings() override { configuredInfo_ = kNoInfo; }
 
 private:
@@ -63,7 +63,7 @@ private:
         resizing.SetCustomScale(scale);
         reducer_->SetSettings(resizing);
         resizing.SetResizeMethod(settings_.GetMethodUpscale());
-        resizing.SetCustomMode(SettingsResizer::kExactSizeToo, info);
+        resizing.SetCustomMode(SettingsResizer::kExactSizeAlias, info);
         enlarger_->SetSettings(resizing);
     }
 

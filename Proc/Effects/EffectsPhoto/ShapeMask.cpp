@@ -142,7 +142,7 @@ private:
         }
         FramePtr mask = Evaluate(reduced);
         SettingsResizer enlargement(SettingsResizer::ResizeMethods::FastBilinear);
-        enlargement.SetCustomMode(SettingsResizer::kExactSizeToo,
+        enlargement.SetCustomMode(SettingsResizer::kExactSizeAlias,
                                   FrameInfo(info.width + info.width % 2, info.height + info.height % 2, info.aspect));
         resizer_->SetSettings(enlargement);
         if (reduced != info) {

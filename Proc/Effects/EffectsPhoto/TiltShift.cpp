@@ -20,7 +20,7 @@ constexpr int kBlurRadius = 100;  // percent, the host's largest
 constexpr std::uint32_t kBlurredWidth = 1024, kBlurredHeight = 768;
 constexpr std::uint32_t kMinResizedWidth = 5;  // narrower pictures are blurred as they are
 
-constexpr std::uint32_t EvenedUp(std::uint32_t side) { return side + side % 2; }
+constexpr std::uint32_t RoundUpToEven(std::uint32_t side) { return side + side % 2; }
 
 class TiltShift : public EffectBaseOneInput<SettingsEffectTiltShift> {
 public:
@@ -81,7 +81,8 @@ private:
         reduction.SetCustomMode(SettingsResizer::kFitInside, FrameInfo(kBlurredWidth, kBlurredHeight));
         reducer_->SetSettings(reduction);
         SettingsResizer enlargement(SettingsResizer::ResizeMethods::BicubicLuma);
-        enlargement.SetCustomMode(SettingsResizer::kExactSize, FrameInfo(EvenedUp(info.width), EvenedUp(info.height), info.aspect));
+        enlargement.SetCustomMode(SettingsResizer::kExactSize,
+                                  FrameInfo(RoundUpToEven(info.width), RoundUpToEven(info.height), info.aspect));
         enlarger_->SetSettings(enlargement);
     }
 

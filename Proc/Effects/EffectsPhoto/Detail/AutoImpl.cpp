@@ -21,7 +21,7 @@ void AutoImpl::ProcessInternalImpl(FramePtr& frame, const ConstFramePtr&) {
     if (frame->GetFrameInfo() != info_) {
         info_ = frame->GetFrameInfo();
         SettingsResizer settings;
-        settings.SetCustomMode(SettingsResizer::kExactSizeToo, info_);
+        settings.SetCustomMode(SettingsResizer::kExactSizeAlias, info_);
         settings.SetAccurate(true);
         settings.SetFullChroma(true);
         resizer_->SetSettings(settings);

@@ -1,4 +1,4 @@
-#include "Cli/ChainInput.h"
+#include "Cli/ChainOptions.h"
 
 #include <iostream>
 
@@ -16,8 +16,8 @@ Json ReadSettings(const std::string& file) {
     const bool isStdin = file == kStdStream;
     const std::string reading = "reading " + (isStdin ? "the settings from stdin" : file);
     const std::string text =
-        While(reading, [&] { return isStdin ? Core::ReadJsonText(std::cin) : Core::ReadJsonText(Core::ioPath(file)); });
-    return While(reading, ExitCode::WrongUsage, [&] { return ParseJson(text); });
+        WithContext(reading, [&] { return isStdin ? Core::ReadJsonText(std::cin) : Core::ReadJsonText(Core::ioPath(file)); });
+    return WithContext(reading, ExitCode::WrongUsage, [&] { return ParseJson(text); });
 }
 
 }  // namespace
@@ -54,8 +54,8 @@ void CheckPixFmt(const ChainOptions& options) {
 
 Proc::FramePtr Converted(Proc::FramePtr picture, const ChainOptions& options, const Proc::FactoryPtr& factory) {
     if (!options.pixFmt) return picture;
-    return While("converting to pixel format " + std::to_string(*options.pixFmt),
-                 [&] { return InFormat(factory, std::move(picture), static_cast<PixFmt>(*options.pixFmt)); });
+    return WithContext("converting to pixel format " + std::to_string(*options.pixFmt),
+                       [&] { return InFormat(factory, std::move(picture), static_cast<PixFmt>(*options.pixFmt)); });
 }
 
 void PrintNotes(const std::string& file, const Io::Notes& notes, const CommonOptions& options) {
