@@ -207,7 +207,7 @@ TEST(GridGraph, LabelsRandomGridsLikeAnIndependentSolver) {
 TEST(GridGraph, LabelsFlatAreasLikeAnIndependentSolver) {
     for (unsigned round = 0; round < 25; ++round) {
         const Grid grid = MakeFlatAreas(60 + 7 * round % 50, 50 + 11 * round % 60, round);
-        for (const std::uint32_t blockSize : {16u, 640u}) {
+        for (const std::uint32_t blockSize : {16u, 24u, 640u}) {
             ASSERT_TRUE(FindsTheMinimumCut(grid, blockSize)) << "round " << round << ", blocks of " << blockSize;
         }
     }
@@ -238,8 +238,8 @@ TEST(GridGraph, GivesTheSameLabelsWhateverTheWorkersDo) {
     const Grid flat = MakeFlatAreas(150, 130, 3), noise = MakeGrid(130, 150, kMaterials[2], 3);
     for (const Grid* grid : {&flat, &noise}) {
         const Solution first = Solve(*grid, 640, 1);
-        for (const std::uint32_t workers : {1u, 2u, 12u, 12u, 40u}) {
-            for (const std::uint32_t blockSize : {8u, 56u}) {
+        for (const std::uint32_t workers : {1u, 2u, 12u, 12u, 12u, 12u, 40u}) {
+            for (const std::uint32_t blockSize : {8u, 16u, 56u}) {
                 for (const HeadStart& headStart : {kNone, kAtOnce, kInMidSearch}) {
                     const Solution solution = Solve(*grid, blockSize, workers, headStart);
                     ASSERT_EQ(solution.isBackground, first.isBackground) << workers << " workers, blocks of " << blockSize;
