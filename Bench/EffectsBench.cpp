@@ -65,8 +65,8 @@ void AddWhiteBalance() {
 }
 
 // The convolution of BlurBokeh as it would be written plainly: for every tap, over the whole picture.
-void ConvolvePlainly(const std::vector<float>& kernel, std::size_t side, const float* source, std::size_t sourceStride, float* destination,
-                     std::size_t rows, std::size_t columns) {
+void ConvolvePlainly(const std::vector<float>& kernel, std::size_t side, const float* source, std::size_t sourceStride,
+                     float* destination, std::size_t rows, std::size_t columns) {
     for (std::size_t ky = 0; ky < side; ++ky) {
         for (std::size_t kx = 0; kx < side; ++kx) {
             const float weight = kernel[ky * side + kx];
@@ -81,7 +81,8 @@ void ConvolvePlainly(const std::vector<float>& kernel, std::size_t side, const f
 }
 
 void AddConvolution() {
-    constexpr std::size_t kWidth = 512, kHeight = 384, kSide = 51, kColumns = 3 * kWidth, kStride = 3 * (kWidth + kSide);
+    constexpr std::size_t kWidth = 512, kHeight = 384, kSide = 51, kColumns = 3 * kWidth,
+                          kStride = 3 * (kWidth + kSide);
     std::vector<float> kernel(kSide * kSide);
     std::vector<Detail::ConvolutionTap> taps;
     for (std::size_t i = 0; i < kernel.size(); ++i) {

@@ -1,8 +1,8 @@
-// The grid-graph solver beside Boost's general maximum flow on the same capacities, beside itself with one worker, and over picture sizes;
-// the whole Segmentation beside OpenCV's grab cut.
+// The grid-graph solver beside Boost's general maximum flow on the same capacities, beside itself with one worker, and
+// over picture sizes; the whole Segmentation beside OpenCV's grab cut.
 //
-// The runs at large sizes take from seconds to minutes, so the program times single runs itself. Arguments choose parts: boost, scenes,
-// workers, growth, segmentation.
+// The runs at large sizes take from seconds to minutes, so the program times single runs itself. Arguments choose
+// parts: boost, scenes, workers, growth, segmentation.
 
 #include <chrono>
 #include <cmath>
@@ -52,17 +52,18 @@ struct Scene {
     std::size_t GetPixelCount() const { return std::size_t{width} * height; }
     Capacities MakeCapacities() const {
         const auto progress = Core::MakeRefCounted<NoProgress>();
-        return *Proc::GridGraph::MakeCapacities(*picture, std::as_const(*seeds).GetPlane(0), kForeground, kBackground, *progress);
+        return *Proc::GridGraph::MakeCapacities(*picture, std::as_const(*seeds).GetPlane(0), kForeground, kBackground,
+                                                *progress);
     }
 
     std::uint32_t width, height;
     FramePtr picture, seeds;
 };
 
-// A scene photographed with more and more pixels: soft light on a textured background, an object with a wavy outline and texture of its
-// own. Lens blur and sensor noise are the same in pixels at every size; the strokes follow the outline inside and outside at some
-// distance, as a person draws them.
-// A lens blur of one pixel lets the outline rise from 10 to 90 % within 4.4 pixels.
+// A scene photographed with more and more pixels: soft light on a textured background, an object with a wavy outline
+// and texture of its own. Lens blur and sensor noise are the same in pixels at every size; the strokes follow the
+// outline inside and outside at some distance, as a person draws them. A lens blur of one pixel lets the outline rise
+// from 10 to 90 % within 4.4 pixels.
 Scene MakeScene(std::uint32_t width, std::uint32_t height, double lensBlur = 1.0) {
     constexpr double kNoise = 2.0;     // levels
     constexpr double kStroke = 0.006;  // of the height
@@ -79,7 +80,8 @@ Scene MakeScene(std::uint32_t width, std::uint32_t height, double lensBlur = 1.0
             const double background = 150 + 40 * v + 14 * std::sin(31 * u + 9 * v) * std::sin(23 * v - 5 * u);
             const double object = 80 + 30 * u + 22 * std::sin(19 * radius + 11 * u) + 9 * std::sin(61 * v);
             const double noise = kNoise * ((random() % 1000 + random() % 1000 + random() % 1000) / 500.0 - 3.0);
-            grey[x] = static_cast<std::uint8_t>(std::min(255.0, std::max(0.0, inside * object + (1 - inside) * background + noise)));
+            grey[x] = static_cast<std::uint8_t>(
+                std::min(255.0, std::max(0.0, inside * object + (1 - inside) * background + noise)));
             const double stroke = radius - 0.03 * std::sin(3 * angle);
             const bool isInner = std::abs(stroke - 0.17) < kStroke / 2 && std::sin(4 * angle) > -0.8;
             const bool isOuter = std::abs(stroke - 0.43) < kStroke / 2 && std::sin(7 * angle) > -0.8;
@@ -135,7 +137,8 @@ Labels SolveGrid(const Scene& scene, const Capacities& capacities, std::uint32_t
     solver.SetCapacities(capacities);
     solver.Compute();
     Labels labels(scene.GetPixelCount());
-    for (std::uint32_t y = 0; y < scene.height; ++y) solver.ReadRow(y, 0, 1, labels.data() + std::size_t{y} * scene.width);
+    for (std::uint32_t y = 0; y < scene.height; ++y)
+        solver.ReadRow(y, 0, 1, labels.data() + std::size_t{y} * scene.width);
     return labels;
 }
 
@@ -167,15 +170,16 @@ void CompareWithBoost(const char* name, const Scene& scene, const char* goal) {
     const Labels expected = theirs->FindBackground();
     std::size_t different = 0;
     for (std::size_t p = 0; p < ours.size(); ++p) different += ours[p] != expected[p];
-    std::printf("%-28s %6.2f %9.3f %9.3f %9.3f %8.2f %8.2f %6s %8zu differ\n", name, static_cast<double>(scene.GetPixelCount()) / 1e6, many,
-                one, peer, peer / many, peer / one, goal, different);
+    std::printf("%-28s %6.2f %9.3f %9.3f %9.3f %8.2f %8.2f %6s %8zu differ\n", name,
+                static_cast<double>(scene.GetPixelCount()) / 1e6, many, one, peer, peer / many, peer / one, goal,
+                different);
     std::fflush(stdout);
 }
 
 // What one worker gains is less work, the rest parallelism.
 void PrintBoostHeader() {
-    std::printf("%-28s %6s %9s %9s %9s %8s %8s %6s %15s\n", "scene", "Mpixel", "solver s", "1 worker", "Boost s", "ratio", "1 worker",
-                "goal", "labels");
+    std::printf("%-28s %6s %9s %9s %9s %8s %8s %6s %15s\n", "scene", "Mpixel", "solver s", "1 worker", "Boost s",
+                "ratio", "1 worker", "goal", "labels");
 }
 
 void CompareWithBoost() {
@@ -213,11 +217,11 @@ void MeasureGrowth() {
     for (const double megapixels : {0.25, 1.0, 4.0, 16.0}) {
         const Scene scene = SceneOf(megapixels);
         const Capacities capacities = scene.MakeCapacities();
-        const double perPixel =
-            FastestSeconds(3, [&] { SolveGrid(scene, capacities, kWorkers); }) / static_cast<double>(scene.GetPixelCount());
+        const double perPixel = FastestSeconds(3, [&] { SolveGrid(scene, capacities, kWorkers); }) /
+                                static_cast<double>(scene.GetPixelCount());
         if (smallest == 0) smallest = perPixel;
-        std::printf("%10.2f %12.3f %12.1f %12.2f %8s\n", megapixels, perPixel * static_cast<double>(scene.GetPixelCount()), perPixel * 1e9,
-                    perPixel / smallest, "< 2");
+        std::printf("%10.2f %12.3f %12.1f %12.2f %8s\n", megapixels,
+                    perPixel * static_cast<double>(scene.GetPixelCount()), perPixel * 1e9, perPixel / smallest, "< 2");
     }
 }
 
@@ -236,9 +240,10 @@ void CompareSegmentation() {
     table.at<std::uint8_t>(kForeground) = cv::GC_FGD;
     table.at<std::uint8_t>(kBackground) = cv::GC_BGD;
     cv::LUT(labels, table, labels);
-    const double peer = Seconds([&] { cv::grabCut(picture, labels, cv::Rect(), background, foreground, 1, cv::GC_INIT_WITH_MASK); });
-    std::printf("Segmentation at 12 megapixels: %.3f s; cv::grabCut, one iteration: %.3f s; ratio %.2f, goal 10\n", ours, peer,
-                peer / ours);
+    const double peer =
+        Seconds([&] { cv::grabCut(picture, labels, cv::Rect(), background, foreground, 1, cv::GC_INIT_WITH_MASK); });
+    std::printf("Segmentation at 12 megapixels: %.3f s; cv::grabCut, one iteration: %.3f s; ratio %.2f, goal 10\n",
+                ours, peer, peer / ours);
 }
 
 }  // namespace

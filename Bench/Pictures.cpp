@@ -27,7 +27,8 @@ FramePtr Photograph(const AllocatorPtr& allocator, PixFmt pixFmt) {
         const Plane plane = frame->GetPlane(i);
         for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) {
             std::uint8_t* row = plane.GetRow(y);
-            for (std::uint64_t b = 0; b < plane.GetWidth(); ++b) row[b] = static_cast<std::uint8_t>(b / 90 + y / 32 + (random() >> 27));
+            for (std::uint64_t b = 0; b < plane.GetWidth(); ++b)
+                row[b] = static_cast<std::uint8_t>(b / 90 + y / 32 + (random() >> 27));
         }
     }
     return frame;

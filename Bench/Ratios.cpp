@@ -54,8 +54,8 @@ void Register(const std::string& name, std::function<void()> work, int runs) {
 
 }  // namespace
 
-void AddPair(const std::string& name, const std::string& peerName, double goal, std::function<void()> ours, std::function<void()> peer,
-             int peerRuns) {
+void AddPair(const std::string& name, const std::string& peerName, double goal, std::function<void()> ours,
+             std::function<void()> peer, int peerRuns) {
     Pairs().push_back({name, peerName, goal});
     Register(name + " | kalvatri", std::move(ours), 5);
     Register(name + " | " + peerName, std::move(peer), peerRuns);
@@ -70,7 +70,8 @@ int RunPairs(int argc, char** argv) {
     std::printf("\n%-64s %-28s %8s %8s\n", "what (fastest of 5)", "peer", "ratio", "goal");
     for (const Pair& pair : Pairs()) {
         const double ours = times.Get(pair.name + " | kalvatri"), peer = times.Get(pair.name + " | " + pair.peerName);
-        if (ours > 0) std::printf("%-64s %-28s %8.2f %8.2f\n", pair.name.c_str(), pair.peerName.c_str(), peer / ours, pair.goal);
+        if (ours > 0)
+            std::printf("%-64s %-28s %8.2f %8.2f\n", pair.name.c_str(), pair.peerName.c_str(), peer / ours, pair.goal);
     }
     return 0;
 }

@@ -46,7 +46,8 @@ Magick::Image AsImage(const FramePtr& frame) {
     const FrameInfo& info = frame->GetFrameInfo();
     std::vector<std::uint8_t> pixels;
     const Plane plane = frame->GetPlane(0);
-    for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) pixels.insert(pixels.end(), plane.GetRow(y), plane.GetRow(y) + plane.GetWidth());
+    for (std::uint64_t y = 0; y < plane.GetHeight(); ++y)
+        pixels.insert(pixels.end(), plane.GetRow(y), plane.GetRow(y) + plane.GetWidth());
     return Magick::Image(info.width, info.height, "RGB", Magick::CharPixel, pixels.data());
 }
 

@@ -78,7 +78,8 @@ void AddBlends(const FramePtr& rgb) {
     const FramePtr constant = NewFrame(BenchAllocator(), PixFmt::Rgb24, k24Megapixels);
     constant->Fill(Color(255, 179, 71));
     AddPair(
-        "ColoredGlass, rgb24", "cv::addWeighted", 1.0, [effect = Configured(SettingsEffectColoredGlass()), rgb] { Run(effect, rgb); },
+        "ColoredGlass, rgb24", "cv::addWeighted", 1.0,
+        [effect = Configured(SettingsEffectColoredGlass()), rgb] { Run(effect, rgb); },
         [rgb, constant, result = cv::Mat()]() mutable {
             cv::addWeighted(View(rgb, CV_8UC3), 0.7, View(constant, CV_8UC3), 0.3, 0.0, result);
             benchmark::DoNotOptimize(result.data);
@@ -88,7 +89,8 @@ void AddBlends(const FramePtr& rgb) {
     SettingsEffectBlendPalette::PaletteMap palette;
     cv::Mat table(1, 256, CV_8UC3);
     for (int i = 0; i < 256; ++i) {
-        palette[static_cast<std::uint8_t>(i)] = Color(static_cast<std::uint8_t>(i), static_cast<std::uint8_t>(255 - i), 128, 200);
+        palette[static_cast<std::uint8_t>(i)] =
+            Color(static_cast<std::uint8_t>(i), static_cast<std::uint8_t>(255 - i), 128, 200);
         table.at<cv::Vec3b>(0, i) = cv::Vec3b(static_cast<std::uint8_t>(i), static_cast<std::uint8_t>(255 - i), 128);
     }
     settings.SetPalette(palette);

@@ -32,12 +32,14 @@ bool IsBlur(const std::string& classId) {
 
 }  // namespace
 
-AlphaKeeper::AlphaKeeper(const Proc::FactoryPtr& factory, const Step& step, FramePtr& picture) : info_(picture->GetFrameInfo()) {
+AlphaKeeper::AlphaKeeper(const Proc::FactoryPtr& factory, const Step& step, FramePtr& picture)
+    : info_(picture->GetFrameInfo()) {
     const std::string& classId = step.effect->settings->classId;
     if (!IsWithoutAlpha(classId) || !Proc::IsTransparent(*picture)) return;
     samples_.resize(std::size_t{info_.width} * info_.height);
     const auto width = static_cast<int>(info_.width), height = static_cast<int>(info_.height);
-    Proc::CopyChannel(Proc::GetChannel(std::as_const(*picture), Proc::ChannelKind::Alpha), {samples_.data(), width, 1, width, height});
+    Proc::CopyChannel(Proc::GetChannel(std::as_const(*picture), Proc::ChannelKind::Alpha),
+                      {samples_.data(), width, 1, width, height});
     if (IsBlur(classId) && PixFmtDescription::Get(picture->GetPixFmt()).kind == PixFmtDescription::Kind::Packed) {
         Proc::MakeWritable(picture);
         Proc::FillHiddenPixels(*picture, factory);

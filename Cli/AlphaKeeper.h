@@ -13,8 +13,8 @@ public:
     /// Before the step. Colours that hidden pixels would spread into visible ones are replaced.
     AlphaKeeper(const Orvexa::Proc::FactoryPtr& factory, const Step& step, Orvexa::Proc::FramePtr& picture);
 
-    /// After the step: an opaque result of the same size gets its alpha back. False where the result has another size or a pixel format
-    /// without alpha, so that transparency is lost.
+    /// After the step: an opaque result of the same size gets its alpha back. False where the result has another size
+    /// or a pixel format without alpha, so that transparency is lost.
     bool Restore(Orvexa::Proc::FramePtr& picture) const;
 
 private:

@@ -30,13 +30,15 @@ constexpr char kNumberMark[] = "{}";
 std::string NameOf(const std::string& file, const char* stream) { return file == kStdStream ? stream : file; }
 
 void WriteStdout(const std::vector<std::uint8_t>& bytes) {
-    if (std::fwrite(bytes.data(), 1, bytes.size(), stdout) != bytes.size() || std::fflush(stdout) != 0) Throw(std::strerror(errno));
+    if (std::fwrite(bytes.data(), 1, bytes.size(), stdout) != bytes.size() || std::fflush(stdout) != 0)
+        Throw(std::strerror(errno));
 }
 
 Io::LoadedImage Read(const std::string& file, const ApplyOptions& options, const Proc::FactoryPtr& factory) {
     return WithContext("reading " + NameOf(file, "stdin"), [&] {
-        Io::LoadedImage image = file == kStdStream ? Io::ReadImageFrom(STDIN_FILENO, factory->GetAllocator(), options.read)
-                                                   : Io::ReadImage(Core::ioPath(file), factory->GetAllocator(), options.read);
+        Io::LoadedImage image = file == kStdStream
+                                    ? Io::ReadImageFrom(STDIN_FILENO, factory->GetAllocator(), options.read)
+                                    : Io::ReadImage(Core::ioPath(file), factory->GetAllocator(), options.read);
         PrintNotes(NameOf(file, "stdin"), image.notes, options);
         return image;
     });
@@ -48,18 +50,21 @@ void CheckStdin(const ApplyOptions& options, const Chain& chain) {
     readers += options.settingsFile == kStdStream ? 1 : 0;
     for (const Step& step : chain) readers += std::count(step.with.begin(), step.with.end(), kStdStream);
     if (readers > 1)
-        ThrowUsage(kReadingCommandLine, "only one of the pictures (-i, with=) and the settings can come from stdin, as it is read once");
+        ThrowUsage(kReadingCommandLine,
+                   "only one of the pictures (-i, with=) and the settings can come from stdin, as it is read once");
 }
 
 Io::FileFormat OutputFormat(const ApplyOptions& options) {
-    if (options.output == kStdStream && options.format.empty()) ThrowUsage(kReadingCommandLine, "writing to stdout needs --format");
-    const std::string suffix = options.format.empty() ? Core::ioPath(options.output).extension().string() : options.format;
+    if (options.output == kStdStream && options.format.empty())
+        ThrowUsage(kReadingCommandLine, "writing to stdout needs --format");
+    const std::string suffix =
+        options.format.empty() ? Core::ioPath(options.output).extension().string() : options.format;
     return WithContext("choosing the format of " + NameOf(options.output, "stdout"), ExitCode::WrongUsage,
                        [&] { return Io::FindFormat(suffix); });
 }
 
-void Write(const std::string& file, Io::FileFormat format, const Proc::FramePtr& picture, const Io::WriteOptions& writing,
-           const ApplyOptions& options, const Proc::FactoryPtr& factory) {
+void Write(const std::string& file, Io::FileFormat format, const Proc::FramePtr& picture,
+           const Io::WriteOptions& writing, const ApplyOptions& options, const Proc::FactoryPtr& factory) {
     WithContext("writing " + NameOf(file, "stdout"), [&] {
         Io::Notes notes;
         if (file == kStdStream) {
@@ -90,7 +95,8 @@ void Apply(const ApplyOptions& options, const Core::ProgressPtr& progress) {
     CheckPictures(chain, options.inputs.size());
 
     ChainRunner runner(
-        factory, chain, [&](const Core::ioPath& file) { return Read(file.string(), options, factory).frame; }, progress);
+        factory, chain, [&](const Core::ioPath& file) { return Read(file.string(), options, factory).frame; },
+        progress);
     std::vector<Proc::FramePtr> pictures;
     Io::WriteOptions writing;
     writing.quality = options.quality;
@@ -104,11 +110,14 @@ void Apply(const ApplyOptions& options, const Core::ProgressPtr& progress) {
     pictures = runner.Run(std::move(pictures));
     PrintNotes(NameOf(options.inputs.front(), "stdin"), runner.GetNotes(), options);
     if (pictures.size() > 1 && options.output.find(kNumberMark) == std::string::npos) {
-        ThrowUsage("writing " + NameOf(options.output, "stdout"),
-                   "the chain gives " + std::to_string(pictures.size()) + " pictures; a {} in the name takes their numbers");
+        ThrowUsage(
+            "writing " + NameOf(options.output, "stdout"),
+            "the chain gives " + std::to_string(pictures.size()) + " pictures; a {} in the name takes their numbers");
     }
-    for (std::size_t i = 0; i < pictures.size(); ++i) Write(Numbered(options.output, i), format, pictures[i], writing, options, factory);
-    if (options.isShowingStatistics) (options.output == kStdStream ? std::cerr : std::cout) << FormatJson(runner.GetStatistics()) << '\n';
+    for (std::size_t i = 0; i < pictures.size(); ++i)
+        Write(Numbered(options.output, i), format, pictures[i], writing, options, factory);
+    if (options.isShowingStatistics)
+        (options.output == kStdStream ? std::cerr : std::cout) << FormatJson(runner.GetStatistics()) << '\n';
 }
 
 }  // namespace

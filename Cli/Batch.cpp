@@ -27,7 +27,8 @@ void CheckOneToOne(const Chain& chain) {
     CheckPictures(chain, 1);
     for (const Step& step : chain) {
         if (step.effect->kind == Proc::EffectKind::VarInput)
-            ThrowUsage("planning the batch", step.effect->GetName() + " takes or gives many pictures; a batch makes one of each");
+            ThrowUsage("planning the batch",
+                       step.effect->GetName() + " takes or gives many pictures; a batch makes one of each");
     }
 }
 
@@ -41,7 +42,9 @@ Json DescribeChain(const Chain& chain, const BatchOptions& options) {
             if (!stamp) throw CommandError(ExitCode::Failed, "reading " + file.string(), "the file does not exist");
             with.push_back({std::filesystem::absolute(file).lexically_normal().string(), stamp->size, stamp->modified});
         }
-        steps.push_back({{"effect", step.effect->GetName()}, {"settings", SettingsToJson(*step.settings)}, {"with", std::move(with)}});
+        steps.push_back({{"effect", step.effect->GetName()},
+                         {"settings", SettingsToJson(*step.settings)},
+                         {"with", std::move(with)}});
     }
     return {{"version", KALVATRI_VERSION}, {"module", options.module.string()},
             {"steps", std::move(steps)},   {"pixfmt", options.pixFmt ? Json(*options.pixFmt) : Json()},
@@ -61,7 +64,8 @@ public:
         SkipFinished(Ledger(work_.folder, Ledger::Access::Reading));
         BatchReporter reporter(options_, plan_);
         reporter.PrintPlan();
-        if (reporter.HasFailures()) throw CommandError(ExitCode::Failed, "planning the batch", "some pictures cannot be worked on");
+        if (reporter.HasFailures())
+            throw CommandError(ExitCode::Failed, "planning the batch", "some pictures cannot be worked on");
     }
 
     void Run(std::uint64_t memory) {
@@ -79,12 +83,15 @@ public:
             WorkOnAll(memory, reporter, ledger, signals);
         }
         const std::string summary = reporter.Finish();
-        if (!reporter.IsFinished()) EndBySignal(signals.GetSeen(), "interrupted; the same command goes on from here: " + summary);
+        if (!reporter.IsFinished())
+            EndBySignal(signals.GetSeen(), "interrupted; the same command goes on from here: " + summary);
         if (reporter.HasFailures()) throw CommandError(ExitCode::Failed, "running the batch", summary);
     }
 
 private:
-    LedgerEntry GetEntry(const BatchItem& item, const FileStamp& stamp) const { return {item.GetAbsoluteInput(), stamp, fingerprint_}; }
+    LedgerEntry GetEntry(const BatchItem& item, const FileStamp& stamp) const {
+        return {item.GetAbsoluteInput(), stamp, fingerprint_};
+    }
 
     // Incomplete files of batches that were killed.
     void RemoveLeftOvers() const {
@@ -146,15 +153,16 @@ private:
 
 void RunBatch(const BatchOptions& options) {
     CheckPixFmt(options);
-    const std::uint64_t memory = options.memory.empty()
-                                     ? GetDefaultMemory()
-                                     : WithContext("reading --memory", ExitCode::WrongUsage, [&] { return ParseMemory(options.memory); });
+    const std::uint64_t memory = options.memory.empty() ? GetDefaultMemory()
+                                                        : WithContext("reading --memory", ExitCode::WrongUsage,
+                                                                      [&] { return ParseMemory(options.memory); });
     const auto allocator = Core::MakeRefCounted<Proc::FrameAllocator>();
     const Proc::FactoryPtr factory = LoadEffects(options.module, allocator);
     const Catalogue catalogue(*factory);
     const auto isStdin = [](const std::string& file) { return file == kStdStream; };
     if (std::any_of(options.lists.begin(), options.lists.end(), isStdin) && isStdin(options.settingsFile))
-        ThrowUsage(kReadingCommandLine, "only one of the list of files and the settings can come from stdin, as it is read once");
+        ThrowUsage(kReadingCommandLine,
+                   "only one of the list of files and the settings can come from stdin, as it is read once");
     if (options.chain.empty() && options.settingsFile.empty())
         ThrowUsage(kReadingCommandLine, "the effects are missing; they stand after the pictures and --");
     const Chain chain = MakeChain(catalogue, options);

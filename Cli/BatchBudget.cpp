@@ -40,8 +40,10 @@ void MemoryBudget::GrantWhatFits() {
 }
 
 std::uint64_t EstimateMemory(const Chain& chain, std::uint64_t pixels, std::uint64_t furtherPixels) {
-    constexpr std::uint64_t kProcessBytes = std::uint64_t{80} << 20;  // libraries, and what does not grow with the picture
-    constexpr double kCodecBytesPerPixel = 12;  // a picture of 4 and the coefficients of a progressive JPEG or the planes of a HEIC file
+    constexpr std::uint64_t kProcessBytes = std::uint64_t{80}
+                                            << 20;  // libraries, and what does not grow with the picture
+    constexpr double kCodecBytesPerPixel =
+        12;  // a picture of 4 and the coefficients of a progressive JPEG or the planes of a HEIC file
     constexpr std::uint64_t kFurtherBytesPerPixel = 5;  // as it was read, and as the step wants it
     double most = kCodecBytesPerPixel * static_cast<double>(pixels);
     for (const Step& step : chain) {
@@ -71,7 +73,8 @@ std::uint64_t ParseMemory(const std::string& text) {
 }
 
 std::uint64_t GetDefaultMemory() {
-    const auto pages = static_cast<std::uint64_t>(sysconf(_SC_PHYS_PAGES)), size = static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
+    const auto pages = static_cast<std::uint64_t>(sysconf(_SC_PHYS_PAGES)),
+               size = static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
     return pages * size / 2;
 }
 

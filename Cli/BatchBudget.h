@@ -17,8 +17,9 @@ class MemoryBudget {
 public:
     explicit MemoryBudget(std::uint64_t bytes) : limit_(bytes) {}
 
-    /// Asks for `bytes` for `worker` in place of what it has. Requests are granted in the order in which they come, so that small ones
-    /// do not keep a large one waiting for ever; one for more than the whole budget is granted when nobody else has a share.
+    /// Asks for `bytes` for `worker` in place of what it has. Requests are granted in the order in which they come, so
+    /// that small ones do not keep a large one waiting for ever; one for more than the whole budget is granted when
+    /// nobody else has a share.
     void Request(int worker, std::uint64_t bytes);
     /// Takes back what `worker` has or waits for.
     void Release(int worker);
@@ -41,12 +42,13 @@ private:
     std::vector<int> granted_;
 };
 
-/// The memory in bytes that a process needs to take a picture of `pixels` from a file through `chain` to a file: the process itself, what
-/// the hungriest of decoding, the steps (`SettingsClass::bytesPerPixel`) and encoding takes, and the chain's further pictures, which have
-/// `furtherPixels` together and are held all the time.
+/// The memory in bytes that a process needs to take a picture of `pixels` from a file through `chain` to a file: the
+/// process itself, what the hungriest of decoding, the steps (`SettingsClass::bytesPerPixel`) and encoding takes, and
+/// the chain's further pictures, which have `furtherPixels` together and are held all the time.
 std::uint64_t EstimateMemory(const Chain& chain, std::uint64_t pixels, std::uint64_t furtherPixels);
 
-/// "512M" or "2G" in bytes: a whole number, then K, M, G or T for powers of 1024, or nothing. Anything else and 0 throw `EffectException`.
+/// "512M" or "2G" in bytes: a whole number, then K, M, G or T for powers of 1024, or nothing. Anything else and 0 throw
+/// `EffectException`.
 std::uint64_t ParseMemory(const std::string& text);
 
 /// Half of the machine's memory in bytes.

@@ -15,15 +15,17 @@ using namespace Orvexa;
 
 namespace {
 
-constexpr char kError[] = "error", kOrigin[] = "origin", kNotes[] = "notes", kPixFmt[] = "pixFmt", kWidth[] = "width", kHeight[] = "height",
-               kRows[] = "rows";
+constexpr char kError[] = "error", kOrigin[] = "origin", kNotes[] = "notes", kPixFmt[] = "pixFmt", kWidth[] = "width",
+               kHeight[] = "height", kRows[] = "rows";
 
 // A picture is one plane. It goes over in strips of whole rows, after a message that tells its size.
 void SendPicture(const Channel& parent, const Io::LoadedImage& image) {
     constexpr std::uint64_t kStripBytes = 1 << 20;
     const Conf::FrameInfo& info = image.frame->GetFrameInfo();
-    parent.Send(
-        {{kPixFmt, static_cast<int>(image.frame->GetPixFmt())}, {kWidth, info.width}, {kHeight, info.height}, {kNotes, image.notes}});
+    parent.Send({{kPixFmt, static_cast<int>(image.frame->GetPixFmt())},
+                 {kWidth, info.width},
+                 {kHeight, info.height},
+                 {kNotes, image.notes}});
     const Proc::ConstPlane plane = Proc::ConstFramePtr(image.frame)->GetPlane(0);
     const std::uint64_t stripRows = std::max<std::uint64_t>(1, kStripBytes / plane.GetWidth());
     for (std::uint64_t top = 0; top < plane.GetHeight(); top += stripRows) {
@@ -37,8 +39,9 @@ void SendPicture(const Channel& parent, const Io::LoadedImage& image) {
 void SendPictures(const Channel& parent, const BatchWork& work, const std::vector<Core::ioPath>& files) {
     for (const Core::ioPath& file : files) {
         try {
-            SendPicture(parent, WithContext("reading " + file.string(),
-                                            [&] { return Io::ReadImage(file, work.factory->GetAllocator(), work.options.read); }));
+            SendPicture(parent, WithContext("reading " + file.string(), [&] {
+                            return Io::ReadImage(file, work.factory->GetAllocator(), work.options.read);
+                        }));
         } catch (const CommandError& error) {
             parent.Send({{kError, error.what()}, {kOrigin, error.GetOrigin()}});
             return;
@@ -65,7 +68,8 @@ std::optional<Json> NextMessage(WorkerProcess& reader, const StopSignals& signal
         if (std::optional<Json> message = channel.Take()) return message;
         pollfd waiting{channel.GetDescriptor(), POLLIN, 0};
         if (poll(&waiting, 1, kPatience) <= 0 || channel.Read()) continue;
-        throw CommandError(ExitCode::Failed, "reading " + file.string(), "the process that did it was " + reader.WaitForEnd());
+        throw CommandError(ExitCode::Failed, "reading " + file.string(),
+                           "the process that did it was " + reader.WaitForEnd());
     }
     return std::nullopt;
 }
@@ -90,7 +94,8 @@ void ReadFurtherPictures(BatchWork& work, const StopSignals& signals) {
         if (head->contains(kError)) throw ForwardedError(*head);
         PrintNotes(file.string(), head->at(kNotes), work.options);
         const Conf::FrameInfo info(head->at(kWidth), head->at(kHeight));
-        const Proc::FramePtr frame = Proc::NewFrame(work.factory->GetAllocator(), static_cast<PixFmt>(head->at(kPixFmt).get<int>()), info);
+        const Proc::FramePtr frame =
+            Proc::NewFrame(work.factory->GetAllocator(), static_cast<PixFmt>(head->at(kPixFmt).get<int>()), info);
         const Proc::Plane plane = frame->GetPlane(0);
         for (std::uint64_t y = 0; y < plane.GetHeight();) {
             const std::optional<Json> strip = NextMessage(reader, signals, file);

@@ -22,14 +22,16 @@ using namespace Orvexa;
 
 namespace {
 
-constexpr std::string_view kRawSuffixes[] = {"3fr", "ari", "arw", "bay", "cap", "cr2", "cr3", "crw", "dcr", "dcs", "dng", "drf", "eip",
-                                             "erf", "fff", "gpr", "iiq", "k25", "kdc", "mdc", "mef", "mos", "mrw", "nef", "nrw", "orf",
-                                             "pef", "ptx", "pxn", "r3d", "raf", "raw", "rw2", "rwl", "rwz", "sr2", "srf", "srw", "x3f"};
+constexpr std::string_view kRawSuffixes[] = {"3fr", "ari", "arw", "bay", "cap", "cr2", "cr3", "crw", "dcr", "dcs",
+                                             "dng", "drf", "eip", "erf", "fff", "gpr", "iiq", "k25", "kdc", "mdc",
+                                             "mef", "mos", "mrw", "nef", "nrw", "orf", "pef", "ptx", "pxn", "r3d",
+                                             "raf", "raw", "rw2", "rwl", "rwz", "sr2", "srf", "srw", "x3f"};
 
 // Without the dot, in small letters.
 std::string NormalizeSuffix(std::string suffix) {
     if (suffix.starts_with('.')) suffix.erase(0, 1);
-    std::transform(suffix.begin(), suffix.end(), suffix.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    std::transform(suffix.begin(), suffix.end(), suffix.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     return suffix;
 }
 
@@ -93,7 +95,8 @@ private:
                 if (!entry.path().filename().string().starts_with('.')) entries.push_back(entry);
             }
         });
-        std::sort(entries.begin(), entries.end(), [](const auto& a, const auto& b) { return a.path().string() < b.path().string(); });
+        std::sort(entries.begin(), entries.end(),
+                  [](const auto& a, const auto& b) { return a.path().string() < b.path().string(); });
         return entries;
     }
 
@@ -122,7 +125,8 @@ std::vector<std::string> ReadList(const std::string& file) {
     return WithContext("reading the list " + (isStdin ? "from stdin" : file), [&] {
         std::ifstream stream;
         if (!isStdin) {
-            if (std::error_code error; std::filesystem::is_directory(file, error)) Throw("this is a folder, not a list");
+            if (std::error_code error; std::filesystem::is_directory(file, error))
+                Throw("this is a folder, not a list");
             stream.open(file, std::ios::binary);
             if (!stream.is_open()) Throw(std::strerror(errno));
         }
@@ -130,7 +134,8 @@ std::vector<std::string> ReadList(const std::string& file) {
         std::istream& lines = isStdin ? std::cin : stream;
         for (std::string line; std::getline(lines, line);) {
             if (line.ends_with('\r')) line.pop_back();
-            if (line.find('\0') != std::string::npos) Throw("it has characters with the code 0; it must have one name a line");
+            if (line.find('\0') != std::string::npos)
+                Throw("it has characters with the code 0; it must have one name a line");
             if (!line.empty()) names.push_back(std::move(line));
         }
         if (lines.bad()) Throw(std::strerror(errno));
@@ -147,7 +152,8 @@ std::optional<FileId> GetFileId(const Core::ioPath& file) {
 }
 
 bool IsRawSuffix(const std::string& suffix) {
-    return std::find(std::begin(kRawSuffixes), std::end(kRawSuffixes), NormalizeSuffix(suffix)) != std::end(kRawSuffixes);
+    return std::find(std::begin(kRawSuffixes), std::end(kRawSuffixes), NormalizeSuffix(suffix)) !=
+           std::end(kRawSuffixes);
 }
 
 BatchInputs FindInputs(const BatchOptions& options) {
@@ -182,10 +188,13 @@ std::string DescribeOthers(const std::map<std::string, std::size_t>& others) {
         }
     }
     std::string text;
-    if (raws > 0) text = std::to_string(raws) + " camera raw file" + (raws == 1 ? "" : "s") + " (" + rawKinds + ") cannot be read";
+    if (raws > 0)
+        text =
+            std::to_string(raws) + " camera raw file" + (raws == 1 ? "" : "s") + " (" + rawKinds + ") cannot be read";
     if (raws > 0 && rest > 0) text += "; ";
     if (rest > 0)
-        text += std::to_string(rest) + (rest == 1 ? " other file is no picture (" : " other files are no pictures (") + restKinds + ")";
+        text += std::to_string(rest) + (rest == 1 ? " other file is no picture (" : " other files are no pictures (") +
+                restKinds + ")";
     return text;
 }
 

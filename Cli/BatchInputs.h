@@ -23,18 +23,21 @@ bool IsRawSuffix(const std::string& suffix);
 
 struct BatchInput {
     std::string file;
-    Orvexa::Core::ioPath subfolder;  ///< in which it was found, relative to the folder that was given; empty for that folder itself
-    std::string error;               ///< why it is none, a line; empty for a good one
+    Orvexa::Core::ioPath
+        subfolder;      ///< in which it was found, relative to the folder that was given; empty for that folder itself
+    std::string error;  ///< why it is none, a line; empty for a good one
 };
 
 struct BatchInputs {
     std::vector<BatchInput> pictures;
-    std::map<std::string, std::size_t> others;  ///< how many files in the folders are no pictures, by suffix without dot in small letters
+    std::map<std::string, std::size_t>
+        others;  ///< how many files in the folders are no pictures, by suffix without dot in small letters
 };
 
-/// The inputs in the order in which they are given. A folder stands for the pictures in it by name, with `isRecursive` then for those in
-/// its sub-folders by name; hidden ones and the output folder are left out, and each folder is visited once, however many links lead to
-/// it. A sub-folder that cannot be read becomes a bad input; a folder that was given, or a list, throws `CommandError`.
+/// The inputs in the order in which they are given. A folder stands for the pictures in it by name, with `isRecursive`
+/// then for those in its sub-folders by name; hidden ones and the output folder are left out, and each folder is
+/// visited once, however many links lead to it. A sub-folder that cannot be read becomes a bad input; a folder that was
+/// given, or a list, throws `CommandError`.
 BatchInputs FindInputs(const BatchOptions& options);
 
 /// "3 camera raw files (cr2, nef) cannot be read; 14 other files are no pictures (12 xmp, 2 txt)"; empty for none.

@@ -67,8 +67,8 @@ bool BatchJobs::AddJob() {
     Job job;
     job.number = nextNumber_++;
     try {
-        job.process = std::make_unique<WorkerProcess>([this](Channel& parent) { WorkOnPictures(parent, work_, items_, hasPeers_); },
-                                                      work_.options.isVerbose);
+        job.process = std::make_unique<WorkerProcess>(
+            [this](Channel& parent) { WorkOnPictures(parent, work_, items_, hasPeers_); }, work_.options.isVerbose);
     } catch (const Proc::EffectException&) {
         if (jobs_.empty()) throw;
         return false;
@@ -117,7 +117,8 @@ void BatchJobs::AnswerMemoryRequest(Job& job, std::uint64_t pixels) {
 
 void BatchJobs::SendGrants() {
     for (const int number : budget_.TakeGranted()) {
-        const auto job = std::find_if(jobs_.begin(), jobs_.end(), [&](const Job& candidate) { return candidate.number == number; });
+        const auto job =
+            std::find_if(jobs_.begin(), jobs_.end(), [&](const Job& candidate) { return candidate.number == number; });
         job->grantedPixels = job->requestedPixels;
         job->process->GetChannel().Send(ToMemoryAnswer(true));
     }
@@ -147,7 +148,8 @@ void BatchJobs::RemoveIncompleteFile(const Job& job) const {
     if (!job.isBusy) return;
     const Core::ioPath output = work_.folder / items_[job.picture].outputName;
     std::error_code error;
-    const Core::ioPath target = std::filesystem::is_symlink(output, error) ? std::filesystem::weakly_canonical(output, error) : output;
+    const Core::ioPath target =
+        std::filesystem::is_symlink(output, error) ? std::filesystem::weakly_canonical(output, error) : output;
     Io::PendingFile::RemoveLeftOvers(target.parent_path(), {target.filename().string()});
 }
 

@@ -17,8 +17,8 @@ struct FinishedPicture {
     FileStamp input;  ///< taken before reading, so that a change in the meantime shows later
 };
 
-/// A worker serves for many pictures. One that is ended by a picture fails that picture alone, and another takes its place. Everything
-/// happens in `Start` and `Wait`, on the caller's only thread.
+/// A worker serves for many pictures. One that is ended by a picture fails that picture alone, and another takes its
+/// place. Everything happens in `Start` and `Wait`, on the caller's only thread.
 class BatchJobs {
 public:
     /// Will work on the open ones of `items`, at most `jobs` at a time; both references must outlive the object.
@@ -28,8 +28,8 @@ public:
     /// Ends the workers in the middle of what they do and removes their incomplete files.
     ~BatchJobs();
 
-    /// What has been finished since the last call; waits a little when there is nothing. Fewer processes than asked for take longer, that
-    /// is all; `EffectException` tells that the system gives none.
+    /// What has been finished since the last call; waits a little when there is nothing. Fewer processes than asked for
+    /// take longer, that is all; `EffectException` tells that the system gives none.
     std::vector<FinishedPicture> Wait();
 
 private:

@@ -33,7 +33,9 @@ void WriteAll(int descriptor, const std::string& text) {
 }
 
 // The text as a JSON document gives it back: file names may hold bytes that are no UTF-8.
-std::string Recorded(const std::string& text) { return Json::parse(Json(text).dump(-1, ' ', false, Json::error_handler_t::replace)); }
+std::string Recorded(const std::string& text) {
+    return Json::parse(Json(text).dump(-1, ' ', false, Json::error_handler_t::replace));
+}
 
 }  // namespace
 
@@ -41,13 +43,15 @@ std::optional<FileStamp> StampOf(const Core::ioPath& file) {
     struct stat status {};
     if (stat(file.c_str(), &status) != 0) return std::nullopt;
     constexpr std::int64_t kSecond = 1'000'000'000;
-    return FileStamp{static_cast<std::uint64_t>(status.st_size), status.st_mtim.tv_sec * kSecond + status.st_mtim.tv_nsec};
+    return FileStamp{static_cast<std::uint64_t>(status.st_size),
+                     status.st_mtim.tv_sec * kSecond + status.st_mtim.tv_nsec};
 }
 
 std::string Fingerprint(const Json& json) {
     constexpr std::uint64_t kPrime = 0x100000001b3, kStart = 0xcbf29ce484222325;  // FNV-1a
     std::uint64_t hash = kStart;
-    for (const char c : json.dump(-1, ' ', false, Json::error_handler_t::replace)) hash = (hash ^ static_cast<unsigned char>(c)) * kPrime;
+    for (const char c : json.dump(-1, ' ', false, Json::error_handler_t::replace))
+        hash = (hash ^ static_cast<unsigned char>(c)) * kPrime;
     char text[17];
     std::snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(hash));
     return text;
@@ -94,8 +98,10 @@ bool Ledger::Load() {
         if (stream.eof()) isWhole = false;  // the last line has no end
         try {
             const Json json = ParseJson(line);
-            const FileStamp stamp{json.at("inputSize").get<std::uint64_t>(), json.at("inputModified").get<std::int64_t>()};
-            rows_[json.at("output")] = {{json.at("input"), stamp, json.at("chain")}, json.at("outputSize").get<std::uint64_t>()};
+            const FileStamp stamp{json.at("inputSize").get<std::uint64_t>(),
+                                  json.at("inputModified").get<std::int64_t>()};
+            rows_[json.at("output")] = {{json.at("input"), stamp, json.at("chain")},
+                                        json.at("outputSize").get<std::uint64_t>()};
         } catch (const Proc::SettingsException&) {
             isWhole = false;
         } catch (const Json::exception&) {
@@ -125,7 +131,8 @@ std::string Ledger::FormatLine(const std::string& output, const Row& row) {
 
 bool Ledger::IsUpToDate(const std::string& output, const LedgerEntry& entry) const {
     const auto row = rows_.find(Recorded(output));
-    if (row == rows_.end() || row->second.entry != LedgerEntry{Recorded(entry.input), entry.inputStamp, entry.chain}) return false;
+    if (row == rows_.end() || row->second.entry != LedgerEntry{Recorded(entry.input), entry.inputStamp, entry.chain})
+        return false;
     const std::optional<FileStamp> stamp = StampOf(folder_ / output);
     return stamp && stamp->size == row->second.outputSize;
 }
@@ -138,7 +145,8 @@ void Ledger::Add(const std::string& output, const LedgerEntry& entry) {
     try {
         WriteAll(file_, line);
     } catch (...) {
-        // A line that is cut off would take the next one with it; where even that fails, both outputs are rebuilt by the next run.
+        // A line that is cut off would take the next one with it; where even that fails, both outputs are rebuilt by
+        // the next run.
         if (ftruncate(file_, end) != 0) WriteAll(file_, "\n");
         throw;
     }

@@ -1,7 +1,7 @@
 // The record of finished outputs that a batch keeps in their folder.
 //
-// A file of one JSON object a line, added when an output is complete. A line that a killed process left unfinished is ignored, and its
-// output made anew. While a batch writes, the folder is locked against another.
+// A file of one JSON object a line, added when an output is complete. A line that a killed process left unfinished is
+// ignored, and its output made anew. While a batch writes, the folder is locked against another.
 #pragma once
 
 #include <cstdint>
@@ -39,8 +39,8 @@ public:
     static constexpr char kFileName[] = ".kalvatri-batch.jsonl";
 
     enum class Access { Reading, Writing };
-    /// Reads the ledger of `folder`, empty if there is none. A folder that another batch is writing into, and a ledger that cannot be
-    /// written, throw `EffectException`.
+    /// Reads the ledger of `folder`, empty if there is none. A folder that another batch is writing into, and a ledger
+    /// that cannot be written, throw `EffectException`.
     Ledger(Orvexa::Core::ioPath folder, Access access);
     Ledger(const Ledger&) = delete;
     Ledger& operator=(const Ledger&) = delete;

@@ -41,11 +41,13 @@ const Placeholder* FindPlaceholder(std::string_view text) {
 }  // namespace
 
 NameTemplate::NameTemplate(std::string text) : text_(std::move(text)) {
-    if (text_.find('/') != std::string::npos) Throw("\"" + text_ + "\" is not the name of a file; folders are named by --output");
+    if (text_.find('/') != std::string::npos)
+        Throw("\"" + text_ + "\" is not the name of a file; folders are named by --output");
     for (std::size_t at = 0; at < text_.size();) {
         const Placeholder* placeholder = FindPlaceholder(std::string_view(text_).substr(at));
         if (placeholder == nullptr && (text_[at] == '{' || text_[at] == '}'))
-            Throw("\"" + text_ + "\" has a brace that belongs to no placeholder; those are {stem}, {ext}, {n} and {folder}");
+            Throw("\"" + text_ +
+                  "\" has a brace that belongs to no placeholder; those are {stem}, {ext}, {n} and {folder}");
         at += placeholder != nullptr ? placeholder->name.size() : 1;
     }
     // Names that differ only by the suffix, or not at all, would make one output of many inputs.

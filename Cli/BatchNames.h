@@ -8,8 +8,9 @@
 
 namespace Kalvatri {
 
-/// A file name with placeholders: {stem} and {ext} are the input's name before and after its last dot, {folder} is the name of the folder
-/// that the input lies in, and {n} the number of the picture in the batch, from 1, with zeros before it so that all have the same length.
+/// A file name with placeholders: {stem} and {ext} are the input's name before and after its last dot, {folder} is the
+/// name of the folder that the input lies in, and {n} the number of the picture in the batch, from 1, with zeros before
+/// it so that all have the same length.
 class NameTemplate {
 public:
     struct Values {

@@ -35,7 +35,8 @@ NameTemplate MakeNameTemplate(const BatchOptions& options) {
 
 class Planner {
 public:
-    Planner(const BatchOptions& options, std::size_t count) : options_(options), names_(MakeNameTemplate(options)), count_(count) {}
+    Planner(const BatchOptions& options, std::size_t count)
+        : options_(options), names_(MakeNameTemplate(options)), count_(count) {}
 
     BatchItem MakeItem(BatchInput input) {
         ++number_;
@@ -74,7 +75,8 @@ private:
     std::size_t number_ = 0;
 };
 
-void CheckOutputs(const std::vector<BatchItem>& items, const Core::ioPath& folder, const std::vector<Core::ioPath>& others) {
+void CheckOutputs(const std::vector<BatchItem>& items, const Core::ioPath& folder,
+                  const std::vector<Core::ioPath>& others) {
     std::unordered_map<std::string, const BatchItem*> outputs;
     std::map<FileId, std::string> sources;
     for (const Core::ioPath& other : others) {
@@ -85,25 +87,28 @@ void CheckOutputs(const std::vector<BatchItem>& items, const Core::ioPath& folde
         if (item.outputName.empty()) continue;
         const auto [earlier, isNew] = outputs.emplace(item.outputName, &item);
         if (!isNew)
-            ThrowUsage(kPlanning,
-                       earlier->second->input + " and " + item.input + " would both become " + (folder / item.outputName).string());
+            ThrowUsage(kPlanning, earlier->second->input + " and " + item.input + " would both become " +
+                                      (folder / item.outputName).string());
     }
     for (const BatchItem& item : items) {
         const auto id = item.outputName.empty() ? std::nullopt : GetFileId(folder / item.outputName);
         const auto source = id ? sources.find(*id) : sources.end();
         if (source != sources.end())
-            ThrowUsage(kPlanning,
-                       "the result of " + item.input + " would overwrite the input " + source->second + "; choose another folder");
+            ThrowUsage(kPlanning, "the result of " + item.input + " would overwrite the input " + source->second +
+                                      "; choose another folder");
     }
 }
 
 }  // namespace
 
 BatchPlan PlanBatch(const BatchOptions& options, const std::vector<Core::ioPath>& others) {
-    if (options.inputs.empty() && options.lists.empty()) ThrowUsage(kReadingCommandLine, "pictures are missing, or folders with pictures");
+    if (options.inputs.empty() && options.lists.empty())
+        ThrowUsage(kReadingCommandLine, "pictures are missing, or folders with pictures");
     if (options.isForced && options.isKeepingExisting)
-        ThrowUsage(kReadingCommandLine, "--force replaces existing files and --no-clobber keeps them; only one of them can be given");
-    if (!options.format.empty()) WithContext(kReadingCommandLine, ExitCode::WrongUsage, [&] { Io::FindFormat(options.format); });
+        ThrowUsage(kReadingCommandLine,
+                   "--force replaces existing files and --no-clobber keeps them; only one of them can be given");
+    if (!options.format.empty())
+        WithContext(kReadingCommandLine, ExitCode::WrongUsage, [&] { Io::FindFormat(options.format); });
     const Core::ioPath folder(options.outputFolder);
     std::error_code ignored;
     if (std::filesystem::exists(folder, ignored) && !std::filesystem::is_directory(folder, ignored))
@@ -114,7 +119,8 @@ BatchPlan PlanBatch(const BatchOptions& options, const std::vector<Core::ioPath>
     for (BatchInput& input : inputs.pictures) plan.items.push_back(planner.MakeItem(std::move(input)));
     if (plan.items.empty()) {
         const std::string what = DescribeOthers(plan.others);
-        ThrowUsage(kPlanning, "there are no pictures in the folders and lists given" + (what.empty() ? what : "; " + what));
+        ThrowUsage(kPlanning,
+                   "there are no pictures in the folders and lists given" + (what.empty() ? what : "; " + what));
     }
     CheckOutputs(plan.items, folder, others);
     return plan;

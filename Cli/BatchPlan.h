@@ -30,8 +30,9 @@ struct BatchPlan {
     std::map<std::string, std::size_t> others;  ///< as in `BatchInputs`
 };
 
-/// The pictures that `options` name, in that order. One without a known format for its output, and one that is not there, has failed
-/// already. Two pictures with the same output, and outputs that would overwrite an input or one of `others`, throw `CommandError`.
+/// The pictures that `options` name, in that order. One without a known format for its output, and one that is not
+/// there, has failed already. Two pictures with the same output, and outputs that would overwrite an input or one of
+/// `others`, throw `CommandError`.
 BatchPlan PlanBatch(const BatchOptions& options, const std::vector<Orvexa::Core::ioPath>& others);
 
 }  // namespace Kalvatri

@@ -28,7 +28,8 @@ namespace {
 
 using Length = std::uint64_t;  // of a message in bytes; goes before it
 
-// The parent's descriptors of its children. A child closes those of the others, which could not see the parent's end otherwise.
+// The parent's descriptors of its children. A child closes those of the others, which could not see the parent's end
+// otherwise.
 std::set<int>& ParentDescriptors() {
     static std::set<int> descriptors;
     return descriptors;
@@ -51,13 +52,15 @@ bool SendAll(int socket, const void* data, std::size_t size) {
 void BlockRequestsToEnd() {
     sigset_t signals;
     sigemptyset(&signals);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGALRM, SIGUSR1, SIGUSR2, SIGPIPE}) sigaddset(&signals, signal);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGALRM, SIGUSR1, SIGUSR2, SIGPIPE})
+        sigaddset(&signals, signal);
     sigprocmask(SIG_BLOCK, &signals, nullptr);
 }
 
 std::string DescribeSignal(int signal) {
     std::string text = "ended by signal " + std::to_string(signal) + " (" + strsignal(signal) + ")";
-    if (signal == SIGKILL) text += ", as the system does when memory runs out; --memory and --jobs limit what a batch takes";
+    if (signal == SIGKILL)
+        text += ", as the system does when memory runs out; --memory and --jobs limit what a batch takes";
     if (signal == SIGBUS) text += ", as happens when a file is shortened while it is read";
     return text;
 }
@@ -156,7 +159,8 @@ void WorkerProcess::RunChild(const Work& work, int socket, pid_t parent) const {
 }
 
 void WorkerProcess::ForgetOutput() {
-    if (output_ >= 0 && lseek(output_, 0, SEEK_END) > 0 && ftruncate(output_, 0) != 0) close(std::exchange(output_, -1));
+    if (output_ >= 0 && lseek(output_, 0, SEEK_END) > 0 && ftruncate(output_, 0) != 0)
+        close(std::exchange(output_, -1));
 }
 
 void WorkerProcess::Kill() const {
@@ -169,8 +173,8 @@ std::string WorkerProcess::WaitForEnd() {
     while (waitpid(child_, &status, 0) < 0 && errno == EINTR) {
     }
     child_ = -1;
-    const std::string end =
-        WIFSIGNALED(status) ? DescribeSignal(WTERMSIG(status)) : "ended with exit code " + std::to_string(WEXITSTATUS(status));
+    const std::string end = WIFSIGNALED(status) ? DescribeSignal(WTERMSIG(status))
+                                                : "ended with exit code " + std::to_string(WEXITSTATUS(status));
     const std::string line = GetLastLine();
     return line.empty() ? end : end + "; it wrote: " + line;
 }

@@ -1,4 +1,5 @@
-// Processes of this program that work for another one, so that a codec or an effect which ends its process ends no more than one picture.
+// Processes of this program that work for another one, so that a codec or an effect which ends its process ends no more
+// than one picture.
 #pragma once
 
 #include <sys/types.h>
@@ -11,7 +12,8 @@
 
 namespace Kalvatri {
 
-/// One end of the connection between two processes. Messages are JSON documents whose texts may hold any bytes, as file names do.
+/// One end of the connection between two processes. Messages are JSON documents whose texts may hold any bytes, as file
+/// names do.
 class Channel {
 public:
     /// Takes over a connected socket.
@@ -36,14 +38,15 @@ private:
     std::string read_;
 };
 
-/// A child process. It runs what the parent gives it and ends with it, at the latest when the parent ends or drops this object.
-/// The parent must have no other thread when it makes one.
+/// A child process. It runs what the parent gives it and ends with it, at the latest when the parent ends or drops this
+/// object. The parent must have no other thread when it makes one.
 class WorkerProcess {
 public:
     using Work = std::function<void(Channel& parent)>;
 
-    /// The child keeps the signals that ask a program to end waiting: they are the parent's to answer. What it writes to stderr is kept
-    /// for `WaitForEnd` unless `isVerbose`. Throws `EffectException` when the system gives no further process.
+    /// The child keeps the signals that ask a program to end waiting: they are the parent's to answer. What it writes
+    /// to stderr is kept for `WaitForEnd` unless `isVerbose`. Throws `EffectException` when the system gives no further
+    /// process.
     WorkerProcess(const Work& work, bool isVerbose);
     WorkerProcess(const WorkerProcess&) = delete;
     WorkerProcess& operator=(const WorkerProcess&) = delete;
@@ -54,7 +57,8 @@ public:
     void ForgetOutput();
     /// Asks the system to end the child now; does not wait.
     void Kill() const;
-    /// For a child whose channel has ended: how it did, in words such as "ended by signal 6 (Aborted)", with the last line it wrote.
+    /// For a child whose channel has ended: how it did, in words such as "ended by signal 6 (Aborted)", with the last
+    /// line it wrote.
     std::string WaitForEnd();
 
 private:

@@ -22,7 +22,8 @@ std::string FormatDuration(double seconds) {
     constexpr double kLongest = 1e9;  // about 30 years, far inside of what the conversion can hold
     const auto whole = static_cast<std::uint64_t>(std::ceil(std::fmin(std::fmax(seconds, 0.0), kLongest)));
     if (whole < kMinute) return std::to_string(whole) + " s";
-    if (whole < kHour) return Format("%d min %02d s", static_cast<int>(whole / kMinute), static_cast<int>(whole % kMinute));
+    if (whole < kHour)
+        return Format("%d min %02d s", static_cast<int>(whole / kMinute), static_cast<int>(whole % kMinute));
     return Format("%d h %02d min", static_cast<int>(whole / kHour), static_cast<int>(whole % kHour / kMinute));
 }
 
@@ -36,9 +37,10 @@ std::string FormatProgress(const BatchTotals& totals) {
 }
 
 std::string FormatSummary(const BatchTotals& totals) {
-    std::string text = std::to_string(totals.inputs) + (totals.inputs == 1 ? " picture: " : " pictures: ") + std::to_string(totals.done) +
-                       " done, " + std::to_string(totals.skipped) + " skipped";
-    if (totals.existing > 0) text += " (" + std::to_string(totals.existing) + (totals.existing == 1 ? " exists" : " exist") + " already)";
+    std::string text = std::to_string(totals.inputs) + (totals.inputs == 1 ? " picture: " : " pictures: ") +
+                       std::to_string(totals.done) + " done, " + std::to_string(totals.skipped) + " skipped";
+    if (totals.existing > 0)
+        text += " (" + std::to_string(totals.existing) + (totals.existing == 1 ? " exists" : " exist") + " already)";
     return text + ", " + std::to_string(totals.failed) + " failed in " + FormatDuration(totals.seconds);
 }
 

@@ -8,7 +8,8 @@ namespace Kalvatri {
 
 using namespace Orvexa;
 
-BatchReporter::BatchReporter(const BatchOptions& options, BatchPlan& plan) : options_(options), plan_(plan), line_(!options.isQuiet) {
+BatchReporter::BatchReporter(const BatchOptions& options, BatchPlan& plan)
+    : options_(options), plan_(plan), line_(!options.isQuiet) {
     totals_.inputs = plan.items.size();
     for (const BatchItem& item : plan.items) {
         Count(item);
@@ -44,7 +45,8 @@ void BatchReporter::PrintPlan() {
     for (const BatchItem& item : plan_.items) {
         if (item.status == BatchStatus::Open) std::cout << "make " << GetOutput(item) << " from " << item.input << '\n';
         if (item.status == BatchStatus::Skipped)
-            std::cout << "skip " << item.input << ", " << GetOutput(item) << (item.isExisting ? " exists\n" : " is up to date\n");
+            std::cout << "skip " << item.input << ", " << GetOutput(item)
+                      << (item.isExisting ? " exists\n" : " is up to date\n");
     }
     if (const std::string others = DescribeOthers(plan_.others); !others.empty()) std::cout << others << '\n';
 }
@@ -77,7 +79,9 @@ std::string BatchReporter::MakeSummary() const {
     return FormatSummary(totals_) + (others.empty() ? "" : "; " + others);
 }
 
-void BatchReporter::MeasureTime() { totals_.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin_).count(); }
+void BatchReporter::MeasureTime() {
+    totals_.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin_).count();
+}
 
 Json BatchReporter::ToJson() const {
     constexpr const char* kNames[] = {"open", "done", "skipped", "failed"};

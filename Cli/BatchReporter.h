@@ -24,7 +24,8 @@ public:
     void ShowProgress();
     /// Prints what would be done with each picture.
     void PrintPlan();
-    /// Prints the report or the summary, and returns the summary; that of a batch which went wrong is for the caller to print as an error.
+    /// Prints the report or the summary, and returns the summary; that of a batch which went wrong is for the caller to
+    /// print as an error.
     std::string Finish();
 
 private:

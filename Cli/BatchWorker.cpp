@@ -18,15 +18,17 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr char kPicture[] = "picture", kGranted[] = "granted", kPixels[] = "pixels", kMemory[] = "memory", kError[] = "error",
-               kOrigin[] = "origin", kSeconds[] = "seconds", kInputNotes[] = "inputNotes", kOutputNotes[] = "outputNotes";
+constexpr char kPicture[] = "picture", kGranted[] = "granted", kPixels[] = "pixels", kMemory[] = "memory",
+               kError[] = "error", kOrigin[] = "origin", kSeconds[] = "seconds", kInputNotes[] = "inputNotes",
+               kOutputNotes[] = "outputNotes";
 
-// Keeps the memory of a worker within what it was granted: what the allocators hold for reuse serves pictures of about the same size, and
-// only those.
+// Keeps the memory of a worker within what it was granted: what the allocators hold for reuse serves pictures of about
+// the same size, and only those.
 class HeldMemory {
 public:
     explicit HeldMemory(std::shared_ptr<Proc::PixelPool> pool) : pool_(std::move(pool)) {
-        constexpr int kArenas = 2;  // few threads of a worker allocate at a time, and what one arena holds does not serve the others
+        constexpr int kArenas =
+            2;  // few threads of a worker allocate at a time, and what one arena holds does not serve the others
         mallopt(M_ARENA_MAX, kArenas);
     }
 
@@ -87,8 +89,9 @@ private:
 
     // From file to file.
     void Process(const BatchItem& item, BatchReport& report) const {
-        Io::LoadedImage image = WithContext(
-            "reading " + item.input, [&] { return Io::ReadImage(Core::ioPath(item.input), work_.factory->GetAllocator(), GetReading()); });
+        Io::LoadedImage image = WithContext("reading " + item.input, [&] {
+            return Io::ReadImage(Core::ioPath(item.input), work_.factory->GetAllocator(), GetReading());
+        });
         report.inputNotes = std::move(image.notes);
         Io::WriteOptions writing;
         writing.quality = work_.options.quality;
@@ -105,8 +108,8 @@ private:
     // The picture after the chain. The chain's errors know nothing of files, so the file's name comes before them.
     Proc::FramePtr RunChain(const std::string& input, Proc::FramePtr picture, Io::Notes& notes) const {
         try {
-            // Effects remember what they were last used for, so each picture gets new ones. A view can be given a time of its own, and
-            // its pixels are not written into, because it shares them.
+            // Effects remember what they were last used for, so each picture gets new ones. A view can be given a time
+            // of its own, and its pixels are not written into, because it shares them.
             ChainRunner runner(work_.factory, work_.chain, [&](const Core::ioPath& file) {
                 return Proc::CloneFrame(*work_.furtherPictures.at(file), Proc::kCloneView);
             });
@@ -127,7 +130,9 @@ private:
 
 }  // namespace
 
-Json ToMessage(const Assignment& assignment) { return {{kPicture, assignment.picture}, {kGranted, assignment.grantedPixels}}; }
+Json ToMessage(const Assignment& assignment) {
+    return {{kPicture, assignment.picture}, {kGranted, assignment.grantedPixels}};
+}
 Json ToMemoryRequest(std::uint64_t pixels) { return {{kPixels, pixels}}; }
 Json ToMemoryAnswer(bool isGranted) { return {{kMemory, isGranted}}; }
 

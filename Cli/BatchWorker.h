@@ -18,7 +18,8 @@
 
 namespace Kalvatri {
 
-/// Everything that stays the same for all pictures. Workers have it from their parent, as it was when they were started.
+/// Everything that stays the same for all pictures. Workers have it from their parent, as it was when they were
+/// started.
 struct BatchWork {
     const BatchOptions& options;
     const Chain& chain;
@@ -37,8 +38,8 @@ struct BatchReport {
     Orvexa::Io::Notes inputNotes, outputNotes;
 };
 
-/// From a parent to its worker: work on a picture. One of up to `grantedPixels` may be read at once; for a larger one the worker first
-/// sends a `MemoryRequest`.
+/// From a parent to its worker: work on a picture. One of up to `grantedPixels` may be read at once; for a larger one
+/// the worker first sends a `MemoryRequest`.
 struct Assignment {
     std::size_t picture;
     std::uint64_t grantedPixels;
@@ -46,7 +47,8 @@ struct Assignment {
 Json ToMessage(const Assignment& assignment);
 /// From a worker to its parent: the size of the picture in its file's header.
 Json ToMemoryRequest(std::uint64_t pixels);
-/// From a parent to its worker: whether it may go on, or must wait for the next such message and meanwhile hold no memory.
+/// From a parent to its worker: whether it may go on, or must wait for the next such message and meanwhile hold no
+/// memory.
 Json ToMemoryAnswer(bool isGranted);
 Json ToMessage(const BatchReport& report);
 

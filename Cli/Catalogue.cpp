@@ -40,7 +40,8 @@ Catalogue::Catalogue(const Proc::IEffectFactory& factory) {
         if (registration.implName != ImplNames::ORVEXA) continue;
         const Proc::SettingsClass* settings = Proc::SettingsCatalogue::Find(registration.classId);
         if (settings == nullptr)
-            Throw("the module registers an effect for " + registration.classId + ", which is no settings class of this host");
+            Throw("the module registers an effect for " + registration.classId +
+                  ", which is no settings class of this host");
         entries_.push_back({entries_.size(), registration.kind, settings});
     }
 }
@@ -60,7 +61,9 @@ Proc::FactoryPtr LoadEffects(const Core::ioPath& file, Proc::AllocatorPtr alloca
     return WithContext("loading the effects", [&] {
         Proc::FactoryPtr factory = Proc::MakeHostFactory(std::move(allocator));
         // A bare file name would be searched for in the system's library folders.
-        Proc::LoadModule(file.empty() ? Proc::GetPluginDirectory() / "EffectsKalvatriPhoto.so" : std::filesystem::absolute(file), *factory);
+        Proc::LoadModule(
+            file.empty() ? Proc::GetPluginDirectory() / "EffectsKalvatriPhoto.so" : std::filesystem::absolute(file),
+            *factory);
         return factory;
     });
 }

@@ -34,8 +34,8 @@ private:
     std::vector<EffectEntry> entries_;
 };
 
-/// A factory with the host's effects and those of the module in `file`; an empty name stands for the module that is installed with the
-/// program. With an empty `allocator` the factory makes one of its own.
+/// A factory with the host's effects and those of the module in `file`; an empty name stands for the module that is
+/// installed with the program. With an empty `allocator` the factory makes one of its own.
 Orvexa::Proc::FactoryPtr LoadEffects(const Orvexa::Core::ioPath& file, Orvexa::Proc::AllocatorPtr allocator = {});
 
 }  // namespace Kalvatri

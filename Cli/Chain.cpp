@@ -19,7 +19,8 @@ std::string SettingUp(const Step& step) { return "setting up " + step.effect->Ge
 Step MakeStep(const Catalogue& catalogue, std::string_view name) {
     const EffectEntry& effect =
         WithContext(kReadingChain, ExitCode::WrongUsage, [&]() -> const EffectEntry& { return catalogue.Find(name); });
-    if (effect.IsCppOnly()) ThrowUsage(kReadingChain, effect.GetName() + " takes a C++ function and is not available on the command line");
+    if (effect.IsCppOnly())
+        ThrowUsage(kReadingChain, effect.GetName() + " takes a C++ function and is not available on the command line");
     return {&effect, effect.settings->create(), {}};
 }
 
@@ -33,7 +34,8 @@ Chain ParseChain(const Catalogue& catalogue, const std::vector<std::string>& wor
             chain.push_back(MakeStep(catalogue, word));
             continue;
         }
-        if (chain.empty()) ThrowUsage(kReadingChain, "\"" + word + "\" stands before any effect; the effect's name comes first");
+        if (chain.empty())
+            ThrowUsage(kReadingChain, "\"" + word + "\" stands before any effect; the effect's name comes first");
         Step& step = chain.back();
         const std::string key = word.substr(0, equals), value = word.substr(equals + 1);
         if (key == kWith) {
@@ -50,7 +52,8 @@ Chain ParseChain(const Catalogue& catalogue, const Json& json) {
     if (!json.is_array()) ThrowUsage(kReadingChain, kForm);
     Chain chain;
     for (const Json& object : json) {
-        if (!object.is_object() || !object.contains(kEffect) || !object[kEffect].is_string()) ThrowUsage(kReadingChain, kForm);
+        if (!object.is_object() || !object.contains(kEffect) || !object[kEffect].is_string())
+            ThrowUsage(kReadingChain, kForm);
         Step step = MakeStep(catalogue, object[kEffect].get<std::string>());
         std::set<std::string> given;
         for (const auto& [key, value] : object.items()) {
@@ -61,7 +64,8 @@ Chain ParseChain(const Catalogue& catalogue, const Json& json) {
                 continue;
             }
             for (const Json& file : value.is_array() ? value : Json::array({value})) {
-                if (!file.is_string()) ThrowUsage(SettingUp(step), "\"with\" takes the name of a file or an array of such names");
+                if (!file.is_string())
+                    ThrowUsage(SettingUp(step), "\"with\" takes the name of a file or an array of such names");
                 step.with.emplace_back(file.get<std::string>());
             }
         }
@@ -97,8 +101,9 @@ void CheckPictures(const Chain& chain, std::size_t inputs) {
         }
     }
     if (inputs > 1 && chain.front().effect->kind != Proc::EffectKind::VarInput) {
-        ThrowUsage(SettingUp(chain.front()),
-                   chain.front().effect->GetName() + " takes one -i; several are for a first effect that takes many pictures");
+        ThrowUsage(
+            SettingUp(chain.front()),
+            chain.front().effect->GetName() + " takes one -i; several are for a first effect that takes many pictures");
     }
 }
 

@@ -22,8 +22,8 @@ using Chain = std::vector<Step>;
 Chain ParseChain(const Catalogue& catalogue, const std::vector<std::string>& words);
 /// An array of objects: the effect's name under "effect", further pictures under "with", settings under their keys.
 Chain ParseChain(const Catalogue& catalogue, const Json& json);
-/// The chain in that form: of each effect the settings that differ from what it starts with. A name of a file that is not UTF-8 has no
-/// such form.
+/// The chain in that form: of each effect the settings that differ from what it starts with. A name of a file that is
+/// not UTF-8 has no such form.
 Json ChainToJson(const Chain& chain);
 /// Checks the numbers of pictures that the steps are given. These functions throw `CommandError` for wrong usage.
 void CheckPictures(const Chain& chain, std::size_t inputs);

@@ -15,8 +15,8 @@ namespace {
 Json ReadSettings(const std::string& file) {
     const bool isStdin = file == kStdStream;
     const std::string reading = "reading " + (isStdin ? "the settings from stdin" : file);
-    const std::string text =
-        WithContext(reading, [&] { return isStdin ? Core::ReadJsonText(std::cin) : Core::ReadJsonText(Core::ioPath(file)); });
+    const std::string text = WithContext(
+        reading, [&] { return isStdin ? Core::ReadJsonText(std::cin) : Core::ReadJsonText(Core::ioPath(file)); });
     return WithContext(reading, ExitCode::WrongUsage, [&] { return ParseJson(text); });
 }
 
@@ -25,7 +25,8 @@ Json ReadSettings(const std::string& file) {
 Chain MakeChain(const Catalogue& catalogue, const ChainOptions& options) {
     if (options.settingsFile.empty()) return ParseChain(catalogue, options.chain);
     if (!options.chain.empty())
-        ThrowUsage(kReadingCommandLine, "the effects stand either in the --settings file or on the command line, not in both");
+        ThrowUsage(kReadingCommandLine,
+                   "the effects stand either in the --settings file or on the command line, not in both");
     return ParseChain(catalogue, ReadSettings(options.settingsFile));
 }
 
@@ -37,7 +38,8 @@ void PrintSettings(const ChainOptions& options) {
     try {
         std::cout << ChainToJson(chain).dump(2) << '\n';
     } catch (const Json::type_error&) {
-        throw CommandError(ExitCode::Failed, "printing the settings", "a text or the name of a file is not UTF-8, as JSON has to be");
+        throw CommandError(ExitCode::Failed, "printing the settings",
+                           "a text or the name of a file is not UTF-8, as JSON has to be");
     }
 }
 
@@ -49,7 +51,8 @@ void CheckPixFmt(const ChainOptions& options) {
     for (const auto& description : PixFmtDescription::GetPixelFormatDescroptionsList()) {
         known += (known.empty() ? "" : ", ") + std::to_string(static_cast<int>(description.pixFmt));
     }
-    ThrowUsage(kReadingCommandLine, "--pixfmt: " + std::to_string(number) + " is not a pixel format; the formats are " + known);
+    ThrowUsage(kReadingCommandLine,
+               "--pixfmt: " + std::to_string(number) + " is not a pixel format; the formats are " + known);
 }
 
 Proc::FramePtr Converted(Proc::FramePtr picture, const ChainOptions& options, const Proc::FactoryPtr& factory) {

@@ -15,7 +15,8 @@ void PrintSettings(const ChainOptions& options);
 /// Checks the pixel format that is asked for.
 void CheckPixFmt(const ChainOptions& options);
 /// A picture that was read, in the pixel format that is asked for.
-Orvexa::Proc::FramePtr Converted(Orvexa::Proc::FramePtr picture, const ChainOptions& options, const Orvexa::Proc::FactoryPtr& factory);
+Orvexa::Proc::FramePtr Converted(Orvexa::Proc::FramePtr picture, const ChainOptions& options,
+                                 const Orvexa::Proc::FactoryPtr& factory);
 /// Says on stderr what was lost, unless that is not wanted.
 void PrintNotes(const std::string& file, const Orvexa::Io::Notes& notes, const CommonOptions& options);
 

@@ -14,8 +14,8 @@ std::string FormatBar(const std::string& stage, std::uint64_t done, std::uint64_
     constexpr std::uint64_t kCells = 20, kPercent = 100;
     const std::uint64_t part = std::min(done, total), whole = std::max<std::uint64_t>(total, 1);
     const std::uint64_t filled = part * kCells / whole;
-    return stage + " [" + std::string(filled, '#') + std::string(kCells - filled, '.') + "] " + std::to_string(part * kPercent / whole) +
-           " %";
+    return stage + " [" + std::string(filled, '#') + std::string(kCells - filled, '.') + "] " +
+           std::to_string(part * kPercent / whole) + " %";
 }
 
 void ChainProgress::SetStage(std::string_view name) {

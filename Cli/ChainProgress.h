@@ -35,8 +35,8 @@ private:
     std::uint64_t done_ = 0, total_ = 0;
 };
 
-/// The progress of several pictures that go through the same steps side by side, on one bar on which every step of every picture has the
-/// same length.
+/// The progress of several pictures that go through the same steps side by side, on one bar on which every step of
+/// every picture has the same length.
 class SharedProgress {
 public:
     /// One picture's part of the bar, for its effects. Their stages and totals are its own affair.

@@ -46,7 +46,8 @@ void AddStatistics(Json& sum, const Json& other) {
     }
     if (!sum.contains("children") || !other.contains("children")) return;
     Json& children = sum["children"];
-    for (std::size_t i = 0; i < std::min(children.size(), other["children"].size()); ++i) AddStatistics(children[i], other["children"][i]);
+    for (std::size_t i = 0; i < std::min(children.size(), other["children"].size()); ++i)
+        AddStatistics(children[i], other["children"][i]);
 }
 
 template <class AnyEffect>
@@ -67,7 +68,8 @@ FramePtr InFormat(const Proc::FactoryPtr& factory, FramePtr picture, PixFmt pixF
     return picture;
 }
 
-ChainRunner::ChainRunner(const Proc::FactoryPtr& factory, const Chain& chain, const PictureReader& read, Core::ProgressPtr progress)
+ChainRunner::ChainRunner(const Proc::FactoryPtr& factory, const Chain& chain, const PictureReader& read,
+                         Core::ProgressPtr progress)
     : factory_(factory), progress_(std::move(progress)) {
     for (const Step& step : chain) {
         RunningStep running{&step, MakeEffect(step, progress_), {}, nullptr};
@@ -104,7 +106,8 @@ ChainRunner::AnyEffect ChainRunner::MakeEffect(const Step& step, const Core::Pro
 
 Pictures ChainRunner::Run(Pictures pictures) {
     for (auto next = steps_.begin(); next != steps_.end();) {
-        const auto end = std::find_if(next, steps_.end(), [](const RunningStep& running) { return TakesAll(*running.step); });
+        const auto end =
+            std::find_if(next, steps_.end(), [](const RunningStep& running) { return TakesAll(*running.step); });
         if (next == end) {
             Spend(*next, [&] { RunOnAll(*next, pictures); });
             ++next;
@@ -121,8 +124,8 @@ Pictures ChainRunner::Run(Pictures pictures) {
     return pictures;
 }
 
-// Uses the step's effect up. Effects keep masks and pictures of the size of those that they were used for, which the next steps need not
-// have beside them.
+// Uses the step's effect up. Effects keep masks and pictures of the size of those that they were used for, which the
+// next steps need not have beside them.
 template <class Use>
 void ChainRunner::Spend(RunningStep& running, Use&& use) {
     if (IsSpent(running.effect)) running.effect = MakeEffect(*running.step, progress_);
@@ -178,8 +181,8 @@ void ChainRunner::RunOnEach(std::span<RunningStep> steps, Pictures& pictures) {
     for (const RunningStep& running : steps) stage += (stage.empty() ? "" : ", ") + running.step->effect->GetName();
     SetStage(stage);
     SharedProgress progress(progress_, pictures.size(), steps.size());
-    // An effect may change pixels that nobody else can see. Whether others can must not depend on how far the other threads are, so pixels
-    // that pictures share stay shared until all are done.
+    // An effect may change pixels that nobody else can see. Whether others can must not depend on how far the other
+    // threads are, so pixels that pictures share stay shared until all are done.
     Pictures shared;
     for (const FramePtr& picture : pictures) {
         if (picture->SharesPixels()) shared.push_back(Proc::CloneFrame(*picture, Proc::kCloneView));
@@ -208,8 +211,9 @@ void ChainRunner::ThrowIfCancelled() const {
 Json ChainRunner::GetStatistics() const {
     Json list = Json::array();
     for (const RunningStep& running : steps_) {
-        list.push_back({{"effect", running.step->effect->GetName()},
-                        {"statistics", running.statistics.is_null() ? ToJson(StatisticsOf(running.effect)) : running.statistics}});
+        list.push_back(
+            {{"effect", running.step->effect->GetName()},
+             {"statistics", running.statistics.is_null() ? ToJson(StatisticsOf(running.effect)) : running.statistics}});
     }
     return list;
 }

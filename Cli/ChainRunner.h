@@ -17,18 +17,19 @@ using PictureReader = std::function<Orvexa::Proc::FramePtr(const Orvexa::Core::i
 
 class ChainRunner {
 public:
-    /// Creates the effects of `chain` and reads its further pictures; `chain` must outlive the runner. The effects report to `progress`,
-    /// which may be empty.
+    /// Creates the effects of `chain` and reads its further pictures; `chain` must outlive the runner. The effects
+    /// report to `progress`, which may be empty.
     ChainRunner(const Orvexa::Proc::FactoryPtr& factory, const Chain& chain, const PictureReader& read,
                 Orvexa::Core::ProgressPtr progress = {});
 
-    /// Runs the steps. A variable-input step takes all pictures at once. Between two such steps several pictures, as the patches of a large
-    /// one, go through the steps side by side (`Core::ParallelFor`), each with effects of its own, because effects remember what they were
-    /// last used for; they count as one stage of the progress. Errors and cancellation throw `CommandError`; of several pictures that fail
-    /// it is the first one's error.
+    /// Runs the steps. A variable-input step takes all pictures at once. Between two such steps several pictures, as
+    /// the patches of a large one, go through the steps side by side (`Core::ParallelFor`), each with effects of its
+    /// own, because effects remember what they were last used for; they count as one stage of the progress. Errors and
+    /// cancellation throw `CommandError`; of several pictures that fail it is the first one's error.
     std::vector<Orvexa::Proc::FramePtr> Run(std::vector<Orvexa::Proc::FramePtr> pictures);
 
-    /// The effects' statistics, an array with one object per step; counters are summed over the effects that served several pictures.
+    /// The effects' statistics, an array with one object per step; counters are summed over the effects that served
+    /// several pictures.
     Json GetStatistics() const;
     /// What users should know about the run, one sentence each.
     const std::vector<std::string>& GetNotes() const { return notes_; }
@@ -61,6 +62,7 @@ private:
 };
 
 /// The picture in a pixel format; `None` leaves it as it is.
-Orvexa::Proc::FramePtr InFormat(const Orvexa::Proc::FactoryPtr& factory, Orvexa::Proc::FramePtr picture, Orvexa::PixFmt pixFmt);
+Orvexa::Proc::FramePtr InFormat(const Orvexa::Proc::FactoryPtr& factory, Orvexa::Proc::FramePtr picture,
+                                Orvexa::PixFmt pixFmt);
 
 }  // namespace Kalvatri

@@ -37,7 +37,8 @@ struct FormatsOptions : CommonOptions {
 
 /// A chain of effects, and how pictures come to it and leave it.
 struct ChainOptions : CommonOptions {
-    static constexpr std::int64_t kMaxMaxPixels = std::int64_t{1} << 40;  ///< bytes for so many can still be counted in 64 bits
+    static constexpr std::int64_t kMaxMaxPixels = std::int64_t{1}
+                                                  << 40;  ///< bytes for so many can still be counted in 64 bits
     std::vector<std::string> chain;
     std::string settingsFile;         ///< "-" is stdin
     bool isPrintingSettings = false;  ///< instead of running the chain

@@ -14,7 +14,9 @@ using Orvexa::Proc::Field;
 namespace {
 
 // Without a fraction where there is none, null where there is no limit.
-Json ToJson(const std::optional<double>& limit) { return limit ? Json::parse(Orvexa::Proc::FormatDouble(*limit)) : Json(); }
+Json ToJson(const std::optional<double>& limit) {
+    return limit ? Json::parse(Orvexa::Proc::FormatDouble(*limit)) : Json();
+}
 
 Json ToJson(const Field& field, const Orvexa::Proc::Settings& defaults) {
     Json values = Json::array();
@@ -43,10 +45,12 @@ Json ToJson(const EffectEntry& effect, const Orvexa::Proc::Settings& defaults) {
 // "double 0..1, fraction" or "disc (0), ring (2)"
 std::string ValuesText(const Field& field) {
     std::string text;
-    for (const auto& named : field.limits.names) text += (text.empty() ? "" : ", ") + named.name + " (" + std::to_string(named.value) + ")";
+    for (const auto& named : field.limits.names)
+        text += (text.empty() ? "" : ", ") + named.name + " (" + std::to_string(named.value) + ")";
     if (text.empty()) text = field.type;
     if (field.limits.min)
-        text += " " + Orvexa::Proc::FormatDouble(*field.limits.min) + ".." + Orvexa::Proc::FormatDouble(*field.limits.max);
+        text +=
+            " " + Orvexa::Proc::FormatDouble(*field.limits.min) + ".." + Orvexa::Proc::FormatDouble(*field.limits.max);
     if (!field.unit.empty()) text += ", " + std::string(field.unit);
     return text;
 }
@@ -54,14 +58,15 @@ std::string ValuesText(const Field& field) {
 void Print(const EffectEntry& effect, const Orvexa::Proc::Settings& defaults) {
     std::cout << effect.GetName() << " (" << effect.GetKindName() << "): " << effect.settings->summary << '\n';
     for (const Field& field : defaults.GetFields()) {
-        std::cout << "  " << field.key << "=" << field.Format(defaults) << "    " << ValuesText(field) << "\n      " << field.summary
-                  << '\n';
+        std::cout << "  " << field.key << "=" << field.Format(defaults) << "    " << ValuesText(field) << "\n      "
+                  << field.summary << '\n';
     }
 }
 
 // Free of the marks that would end a table's cell.
 std::string Cell(std::string text) {
-    for (std::size_t at = text.find('|'); at != std::string::npos; at = text.find('|', at + 2)) text.insert(at, 1, '\\');
+    for (std::size_t at = text.find('|'); at != std::string::npos; at = text.find('|', at + 2))
+        text.insert(at, 1, '\\');
     return text;
 }
 
@@ -70,14 +75,15 @@ void PrintReference(const Catalogue& catalogue) {
     for (const EffectEntry& effect : catalogue.GetEntries()) {
         std::cout << "\n## " << effect.GetName() << "\n\n"
                   << effect.settings->summary << "\n\n"
-                  << effect.settings->group << ", " << effect.GetKindName() << ", `" << effect.settings->classId << "`.\n";
+                  << effect.settings->group << ", " << effect.GetKindName() << ", `" << effect.settings->classId
+                  << "`.\n";
         const auto defaults = effect.settings->create();
         if (defaults->GetFields().empty()) continue;
         std::cout << "\n| setting | default | values | meaning |\n|---|---|---|---|\n";
         for (const Field& field : defaults->GetFields()) {
             const std::string value = field.Format(*defaults);
-            std::cout << "| `" << field.key << "` | " << (value.empty() ? "" : "`" + Cell(value) + "`") << " | " << Cell(ValuesText(field))
-                      << " | " << Cell(std::string(field.summary)) << " |\n";
+            std::cout << "| `" << field.key << "` | " << (value.empty() ? "" : "`" + Cell(value) + "`") << " | "
+                      << Cell(ValuesText(field)) << " | " << Cell(std::string(field.summary)) << " |\n";
         }
     }
 }
@@ -86,14 +92,16 @@ void PrintReference(const Catalogue& catalogue) {
 
 void RunDescribe(const DescribeOptions& options) {
     if (options.isMarkdown) {
-        if (!options.effect.empty()) ThrowUsage("describing the effects", "--markdown describes all effects and takes no name");
+        if (!options.effect.empty())
+            ThrowUsage("describing the effects", "--markdown describes all effects and takes no name");
         return PrintReference(Catalogue(*LoadEffects(options.module)));
     }
-    if (options.effect.empty()) ThrowUsage("describing an effect", "its name is missing; `kalvatri list` shows the effects");
+    if (options.effect.empty())
+        ThrowUsage("describing an effect", "its name is missing; `kalvatri list` shows the effects");
     const auto factory = LoadEffects(options.module);
     const Catalogue catalogue(*factory);
-    const EffectEntry& effect =
-        WithContext("describing an effect", ExitCode::WrongUsage, [&]() -> const EffectEntry& { return catalogue.Find(options.effect); });
+    const EffectEntry& effect = WithContext("describing an effect", ExitCode::WrongUsage,
+                                            [&]() -> const EffectEntry& { return catalogue.Find(options.effect); });
     const auto defaults = effect.settings->create();
     if (options.isJson) {
         std::cout << FormatJson(ToJson(effect, *defaults)) << '\n';

@@ -14,7 +14,9 @@ struct Character {
 
 // Unicode 15, table 3-7.
 Character DecodeUtf8(std::string_view text) {
-    const auto byteAt = [&](std::size_t i) -> std::uint32_t { return i < text.size() ? static_cast<unsigned char>(text[i]) : 0; };
+    const auto byteAt = [&](std::size_t i) -> std::uint32_t {
+        return i < text.size() ? static_cast<unsigned char>(text[i]) : 0;
+    };
     const std::uint32_t first = byteAt(0);
     if (first < 0x80) return {first, 1};
     const std::size_t length = first >= 0xf0 ? 4 : first >= 0xe0 ? 3 : 2;
@@ -25,7 +27,8 @@ Character DecodeUtf8(std::string_view text) {
     }
     constexpr std::uint32_t kSmallest[] = {0x80, 0x800, 0x10000};
     const bool isSurrogate = code >= 0xd800 && code < 0xe000;
-    const bool isGood = first >= 0xc0 && first < 0xf8 && code >= kSmallest[length - 2] && code <= 0x10ffff && !isSurrogate;
+    const bool isGood =
+        first >= 0xc0 && first < 0xf8 && code >= kSmallest[length - 2] && code <= 0x10ffff && !isSurrogate;
     return {code, isGood ? length : 0};
 }
 
@@ -55,7 +58,8 @@ std::string ToLine(std::string_view text) {
     constexpr std::size_t kLongest = 10000, kEnd = 1000, kBeginning = 3000;
     if (text.size() > kLongest) {
         const std::size_t from = ToBoundary(text, kBeginning), to = ToBoundary(text, text.size() - kEnd);
-        return ToLine(text.substr(0, from)) + " [... " + std::to_string(to - from) + " bytes ...] " + ToLine(text.substr(to));
+        return ToLine(text.substr(0, from)) + " [... " + std::to_string(to - from) + " bytes ...] " +
+               ToLine(text.substr(to));
     }
     std::string line;
     while (!text.empty()) {
@@ -75,7 +79,8 @@ std::string ToLine(std::string_view text) {
     return line;
 }
 
-CommandError::CommandError(ExitCode exitCode, const std::string& doing, const std::string& description, std::string origin)
+CommandError::CommandError(ExitCode exitCode, const std::string& doing, const std::string& description,
+                           std::string origin)
     : exitCode_(exitCode), message_(ToLine(doing + ": " + description)), origin_(std::move(origin)) {}
 
 }  // namespace Kalvatri

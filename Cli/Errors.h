@@ -14,8 +14,8 @@ enum class ExitCode : int { Done = 0, Failed = 1, WrongUsage = 2 };
 
 inline constexpr char kReadingCommandLine[] = "reading the command line";
 
-/// Text of any origin made fit for one line of a terminal: control characters, changes of direction and bytes that are not UTF-8 as `\x1b`
-/// or
+/// Text of any origin made fit for one line of a terminal: control characters, changes of direction and bytes that are
+/// not UTF-8 as `\x1b` or
 /// `\u202e`, and of a very long text the beginning and the end.
 std::string ToLine(std::string_view text);
 

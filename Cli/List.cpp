@@ -34,14 +34,15 @@ void Print(const Catalogue& catalogue) {
     std::size_t width = 0;
     for (const EffectEntry& entry : catalogue.GetEntries()) {
         width = std::max(width, entry.GetName().size());
-        if (std::find(groups.begin(), groups.end(), entry.settings->group) == groups.end()) groups.push_back(entry.settings->group);
+        if (std::find(groups.begin(), groups.end(), entry.settings->group) == groups.end())
+            groups.push_back(entry.settings->group);
     }
     for (const std::string& group : groups) {
         std::cout << group << '\n';
         for (const EffectEntry& entry : catalogue.GetEntries()) {
             if (entry.settings->group != group) continue;
-            std::cout << "  " << std::left << std::setw(static_cast<int>(width)) << entry.GetName() << "  " << Remark(entry)
-                      << entry.settings->summary << '\n';
+            std::cout << "  " << std::left << std::setw(static_cast<int>(width)) << entry.GetName() << "  "
+                      << Remark(entry) << entry.settings->summary << '\n';
         }
     }
 }

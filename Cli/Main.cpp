@@ -10,8 +10,9 @@
 
 namespace {
 
-// A standard stream that the program was started without would be the next file that is opened, and messages would go into it. The null
-// device takes its place, for the wrong direction, so that reading and writing still fail instead of losing a result.
+// A standard stream that the program was started without would be the next file that is opened, and messages would go
+// into it. The null device takes its place, for the wrong direction, so that reading and writing still fail instead of
+// losing a result.
 void OpenMissingStreams() {
     for (int stream = 0; stream <= 2; ++stream) {
         if (fcntl(stream, F_GETFD) < 0 && errno == EBADF) open("/dev/null", stream == 0 ? O_WRONLY : O_RDONLY);

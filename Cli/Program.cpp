@@ -38,7 +38,8 @@ CLI::Option* AddText(CLI::App& command, const std::string& names, Text& target, 
     return command.add_option(names, target, help)->check(check);
 }
 
-// A whole number in decimal digits. The command line library would also take 0x10, -1 as 2^64 - 1, and an empty text as 0.
+// A whole number in decimal digits. The command line library would also take 0x10, -1 as 2^64 - 1, and an empty text as
+// 0.
 template <class Number>
 CLI::Option* AddNumber(CLI::App& command, const std::string& names, Number& target, std::int64_t min, std::int64_t max,
                        const std::string& help) {
@@ -47,8 +48,8 @@ CLI::Option* AddNumber(CLI::App& command, const std::string& names, Number& targ
         try {
             target = static_cast<Number>(Orvexa::Proc::ParseInteger(text, min, max));
         } catch (const Orvexa::Proc::SettingsException&) {
-            throw CLI::ValidationError(
-                name, "\"" + text + "\" is not a whole number in the range " + std::to_string(min) + ".." + std::to_string(max));
+            throw CLI::ValidationError(name, "\"" + text + "\" is not a whole number in the range " +
+                                                 std::to_string(min) + ".." + std::to_string(max));
         }
     };
     return command.add_option_function<std::string>(names, parse, help);
@@ -62,20 +63,25 @@ int LastPixFmt() {
 }
 
 void AddCommonOptions(CLI::App& command, CommonOptions& options) {
-    AddText(command, "--module", options.module, "The module of effects, if not the installed one")->option_text("FILE");
+    AddText(command, "--module", options.module, "The module of effects, if not the installed one")
+        ->option_text("FILE");
     command.add_flag("-q,--quiet", options.isQuiet, "Suppress notes about lost data");
     command.add_flag("-v,--verbose", options.isVerbose, "Log what happens, and where failures come from");
 }
 
 void AddChainOptions(CLI::App& command, ChainOptions& options, const std::string& source) {
-    AddText(command, "--settings", options.settingsFile, "Take the chain from a JSON file; - is stdin")->option_text("FILE");
+    AddText(command, "--settings", options.settingsFile, "Take the chain from a JSON file; - is stdin")
+        ->option_text("FILE");
     command.add_flag("--print-settings", options.isPrintingSettings, "Print the chain as such a file, do nothing else");
     AddText(command, "--format", options.format, "File format, if not by the suffix of " + source)->option_text("NAME");
-    AddNumber(command, "--quality", options.quality, Orvexa::Io::WriteOptions::kMinQuality, Orvexa::Io::WriteOptions::kMaxQuality,
+    AddNumber(command, "--quality", options.quality, Orvexa::Io::WriteOptions::kMinQuality,
+              Orvexa::Io::WriteOptions::kMaxQuality,
               "Quality for lossy formats, " + std::to_string(options.quality) + " if not given")
         ->option_text("1..100");
-    AddNumber(command, "--pixfmt", options.pixFmt, 0, LastPixFmt(), "Convert the input to this pixel format first")->option_text("N");
-    AddNumber(command, "--max-pixels", options.read.maxPixels, 1, ChainOptions::kMaxMaxPixels, "Refuse larger pictures, 2^28 if not given")
+    AddNumber(command, "--pixfmt", options.pixFmt, 0, LastPixFmt(), "Convert the input to this pixel format first")
+        ->option_text("N");
+    AddNumber(command, "--max-pixels", options.read.maxPixels, 1, ChainOptions::kMaxMaxPixels,
+              "Refuse larger pictures, 2^28 if not given")
         ->option_text("N");
     command.add_flag("--srgb", options.read.toSrgb, "Convert the input to sRGB by its colour profile");
     command.add_flag("--allow-truncated", options.read.allowTruncated, "Read damaged files as far as they go");
@@ -83,23 +89,29 @@ void AddChainOptions(CLI::App& command, ChainOptions& options, const std::string
 
 void AddApplyOptions(CLI::App& command, ApplyOptions& options) {
     AddText(command, kInput, options.inputs, "A picture; - is stdin")->option_text("IN")->allow_extra_args(false);
-    AddText(command, kOutput, options.output, "The result; - is stdout, {} a number if there are many")->option_text("OUT");
+    AddText(command, kOutput, options.output, "The result; - is stdout, {} a number if there are many")
+        ->option_text("OUT");
     command.add_option("chain", options.chain)->group("");  // shown in the usage line
     AddChainOptions(command, options, "OUT");
-    AddNumber(command, "--threads", options.threads, 1, ApplyOptions::kMaxThreads, "To work with, default: one per CPU")->option_text("N");
+    AddNumber(command, "--threads", options.threads, 1, ApplyOptions::kMaxThreads, "To work with, default: one per CPU")
+        ->option_text("N");
     command.add_flag("--stats", options.isShowingStatistics, "Print the effects' statistics as JSON");
 }
 
 void AddBatchOptions(CLI::App& command, BatchOptions& options) {
     command.add_option("inputs", options.inputs)->group("");  // shown in the usage line
-    AddText(command, kOutput, options.outputFolder, "The folder of the results, named as the inputs")->option_text("DIR");
+    AddText(command, kOutput, options.outputFolder, "The folder of the results, named as the inputs")
+        ->option_text("DIR");
     command.add_flag("-r,--recursive", options.isRecursive, "Sub-folders too, mirrored in DIR");
     AddText(command, "-T,--files-from", options.lists, "More inputs from a list, one a line; - is stdin")
         ->option_text("FILE")
         ->allow_extra_args(false);
-    AddText(command, "--name", options.nameTemplate, "Name results by {stem}, {ext}, {n} and {folder}")->option_text("{stem}-web.{ext}");
-    AddNumber(command, "-j,--jobs", options.jobs, 1, BatchOptions::kMaxJobs, "Pictures at a time, default: one per CPU")->option_text("N");
-    AddText(command, "--memory", options.memory, "For all jobs, half of the machine's if not given")->option_text("512M|2G");
+    AddText(command, "--name", options.nameTemplate, "Name results by {stem}, {ext}, {n} and {folder}")
+        ->option_text("{stem}-web.{ext}");
+    AddNumber(command, "-j,--jobs", options.jobs, 1, BatchOptions::kMaxJobs, "Pictures at a time, default: one per CPU")
+        ->option_text("N");
+    AddText(command, "--memory", options.memory, "For all jobs, half of the machine's if not given")
+        ->option_text("512M|2G");
     command.add_flag("--force", options.isForced, "Rebuild up-to-date results");
     command.add_flag("--no-clobber", options.isKeepingExisting, "Skip what exists, up to date or not");
     command.add_flag("--dry-run", options.isDryRun, "Say what would be done");
@@ -132,7 +144,8 @@ public:
     }
     std::string make_help(const CLI::App* command, std::string name, CLI::AppFormatMode mode) const override {
         std::string text = CLI::Formatter::make_help(command, std::move(name), mode);
-        for (std::size_t gap = text.find("\n\n\n"); gap != std::string::npos; gap = text.find("\n\n\n")) text.erase(gap, 1);
+        for (std::size_t gap = text.find("\n\n\n"); gap != std::string::npos; gap = text.find("\n\n\n"))
+            text.erase(gap, 1);
         return text;
     }
     std::string make_footer(const CLI::App* command) const override { return command->get_footer(); }
@@ -161,15 +174,17 @@ struct Program {
         app.footer(examples);
         CLI::App* listCommand = AddCommand("list", "list [--json]", "Show the effects", list, RunList);
         listCommand->add_flag("--json", list.isJson, "As JSON");
-        CLI::App* describeCommand = AddCommand("describe", "describe EFFECT [--json]", "Show an effect's settings", describe, RunDescribe);
+        CLI::App* describeCommand =
+            AddCommand("describe", "describe EFFECT [--json]", "Show an effect's settings", describe, RunDescribe);
         describeCommand->add_option("effect", describe.effect)->group("");  // shown in the usage line
         describeCommand->add_flag("--json", describe.isJson, "As JSON");
         describeCommand->add_flag("--markdown", describe.isMarkdown, "All effects, as a page in Markdown");
-        CLI::App* formatsCommand = AddCommand("formats", "formats [--json]", "Show the kinds of files", formats, RunFormats);
+        CLI::App* formatsCommand =
+            AddCommand("formats", "formats [--json]", "Show the kinds of files", formats, RunFormats);
         formatsCommand->add_flag("--json", formats.isJson, "As JSON");
-        CLI::App* applyCommand =
-            AddCommand("apply", "apply -i IN -o OUT [options]\n       EFFECT [key=value]... [with=FILE]... [EFFECT ...]...",
-                       "Run effects on a picture", apply, RunApply);
+        CLI::App* applyCommand = AddCommand(
+            "apply", "apply -i IN -o OUT [options]\n       EFFECT [key=value]... [with=FILE]... [EFFECT ...]...",
+            "Run effects on a picture", apply, RunApply);
         applyCommand->footer(examples);
         CLI::App* batchCommand = AddCommand("batch", "batch -o DIR [options] IN... -- EFFECT [key=val]... [EFFECT]...",
                                             "Run effects on many pictures", batch, RunBatch);
@@ -181,24 +196,27 @@ struct Program {
 
     void Parse(const std::vector<std::string>& arguments) {
         std::vector<std::string> names;
-        for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) names.push_back(command->get_name());
+        for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; }))
+            names.push_back(command->get_name());
         const std::string word = arguments.empty() ? "" : arguments[0];
         if (!word.starts_with('-') && std::find(names.begin(), names.end(), word) == names.end()) {
             const std::string nearest = Orvexa::Proc::NearestName(word, names);
             ThrowUsage(kReadingCommandLine,
                        (word.empty() ? "a command is missing" : "there is no command \"" + word + "\"") +
-                           (nearest.empty() ? "; the commands are " + CLI::detail::join(names, ", ") : "; did you mean " + nearest + "?"));
+                           (nearest.empty() ? "; the commands are " + CLI::detail::join(names, ", ")
+                                            : "; did you mean " + nearest + "?"));
         }
         // Of a batch's two lists the library is given the first.
         const auto mark = word == "batch" ? std::find(arguments.begin(), arguments.end(), "--") : arguments.end();
         if (mark != arguments.end()) batch.chain.assign(mark + 1, arguments.end());
-        app.parse(std::vector<std::string>(std::make_reverse_iterator(mark), arguments.rend()));  // it takes them from the back
+        app.parse(std::vector<std::string>(std::make_reverse_iterator(mark),
+                                           arguments.rend()));  // it takes them from the back
     }
 
 private:
     template <class Options>
-    CLI::App* AddCommand(const std::string& name, const std::string& usage, const std::string& summary, Options& options,
-                         void (*command)(const Options&)) {
+    CLI::App* AddCommand(const std::string& name, const std::string& usage, const std::string& summary,
+                         Options& options, void (*command)(const Options&)) {
         formatter->usages[name] = usage;
         CLI::App* added = app.add_subcommand(name, summary);
         if constexpr (std::is_same_v<Options, ApplyOptions>) AddApplyOptions(*added, options);
@@ -240,7 +258,8 @@ int RunProgram(const std::vector<std::string>& arguments) {
             StartLogging(program.common->isVerbose);
             WithContext("running the command", program.run);
         }
-        if (!std::cout.flush()) throw CommandError(ExitCode::Failed, "writing to stdout", "not everything could be written");
+        if (!std::cout.flush())
+            throw CommandError(ExitCode::Failed, "writing to stdout", "not everything could be written");
         return static_cast<int>(ExitCode::Done);
     } catch (const CommandError& error) {
         return Fail(error, program.common != nullptr && program.common->isVerbose);

@@ -23,13 +23,16 @@ std::string ScalarText(const std::string& key, const Json& value) {
         case Json::value_t::boolean:
         case Json::value_t::number_integer:
         case Json::value_t::number_unsigned: return value.dump();
-        default: Throw<Proc::SettingsException>(key + ": expected a number, a text, true or false instead of " + value.dump());
+        default:
+            Throw<Proc::SettingsException>(key + ": expected a number, a text, true or false instead of " +
+                                           value.dump());
     }
 }
 
 bool IsGroup(const Proc::Settings& settings, const std::string& key) {
     const Proc::FieldList& fields = settings.GetFields();
-    return std::any_of(fields.begin(), fields.end(), [&](const Proc::Field& field) { return field.key.starts_with(key + "."); });
+    return std::any_of(fields.begin(), fields.end(),
+                       [&](const Proc::Field& field) { return field.key.starts_with(key + "."); });
 }
 
 }  // namespace

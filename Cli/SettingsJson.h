@@ -18,9 +18,10 @@ Json FieldToJson(const Orvexa::Proc::Field& field, const std::string& text);
 Json SettingsToJson(const Orvexa::Proc::Settings& settings);
 /// The fields that differ from those of `start`, as above.
 Json DifferencesToJson(const Orvexa::Proc::Settings& settings, const Orvexa::Proc::Settings& start);
-/// Sets one field, or the fields of a group. An array stands for a list; an object for a map or a group. `given` collects the fields;
-/// one that is there already, and errors as of `SetField`, throw `SettingsException`.
-void SetFromJson(Orvexa::Proc::Settings& settings, const std::string& key, const Json& value, std::set<std::string>& given);
+/// Sets one field, or the fields of a group. An array stands for a list; an object for a map or a group. `given`
+/// collects the fields; one that is there already, and errors as of `SetField`, throw `SettingsException`.
+void SetFromJson(Orvexa::Proc::Settings& settings, const std::string& key, const Json& value,
+                 std::set<std::string>& given);
 
 /// The text of a document for people and programs alike.
 std::string FormatJson(const Json& json);

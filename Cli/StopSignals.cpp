@@ -11,8 +11,9 @@ namespace Kalvatri {
 
 void RemoveIncompleteFilesOnSignals() {
     // Those of POSIX and Linux whose default is to end the process, but for SIGKILL.
-    std::vector<int> signals = {SIGHUP,  SIGINT,  SIGQUIT, SIGILL,  SIGTRAP,   SIGABRT, SIGBUS,    SIGFPE,  SIGUSR1, SIGSEGV, SIGUSR2,
-                                SIGPIPE, SIGALRM, SIGTERM, SIGXCPU, SIGSTKFLT, SIGXFSZ, SIGVTALRM, SIGPROF, SIGIO,   SIGPWR,  SIGSYS};
+    std::vector<int> signals = {SIGHUP,  SIGINT,    SIGQUIT, SIGILL,  SIGTRAP, SIGABRT, SIGBUS,  SIGFPE,
+                                SIGUSR1, SIGSEGV,   SIGUSR2, SIGPIPE, SIGALRM, SIGTERM, SIGXCPU, SIGSTKFLT,
+                                SIGXFSZ, SIGVTALRM, SIGPROF, SIGIO,   SIGPWR,  SIGSYS};
     for (int signal = SIGRTMIN; signal <= SIGRTMAX; ++signal) signals.push_back(signal);
     for (const int signal : signals) {
         struct sigaction action {};

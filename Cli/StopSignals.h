@@ -10,7 +10,8 @@ namespace Kalvatri {
 /// Lets no signal that ends the process leave incomplete files behind, as far as it can be caught.
 void RemoveIncompleteFilesOnSignals();
 
-/// Interrupt, terminate and hang-up are noted instead of obeyed as long as the object lives, unless they are ignored, as in the background.
+/// Interrupt, terminate and hang-up are noted instead of obeyed as long as the object lives, unless they are ignored,
+/// as in the background.
 class StopSignals {
 public:
     StopSignals();
@@ -26,8 +27,9 @@ private:
     struct sigaction before_[std::size(kSignals)]{};
 };
 
-/// Says `text` and ends the process from among its working threads, which cannot be stopped in the middle of an effect; their incomplete
-/// files must have been abandoned. The exit code is that of a process that `signal` ended: 130 for an interrupt.
+/// Says `text` and ends the process from among its working threads, which cannot be stopped in the middle of an effect;
+/// their incomplete files must have been abandoned. The exit code is that of a process that `signal` ended: 130 for an
+/// interrupt.
 [[noreturn]] void EndBySignal(int signal, const std::string& text);
 
 }  // namespace Kalvatri

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds the benchmarks and prints each effect's speed as a ratio to a peer's in the same run: above 1 is faster than the peer.
+# Builds the benchmarks and prints each effect's speed as a ratio to a peer's in the same run: above 1 is faster than
+# the peer.
 #   scripts/bench.sh [FILTER]     FILTER is a regular expression over the benchmarks' names
 set -euo pipefail
 cd "$(dirname "$0")/.."

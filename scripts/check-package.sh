@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Installs a build into a scratch prefix, then builds and runs the example of docs/host-api.md against it, and checks the documents.
+# Installs a build into a scratch prefix, then builds and runs the example of docs/host-api.md against it, and checks
+# the documents.
 #   scripts/check-package.sh BUILD_DIRECTORY
 set -euo pipefail
 build=$(cd "$1" && pwd)

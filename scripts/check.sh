@@ -9,8 +9,9 @@ scripts/install-packages.sh
 presets=("${@:-release}")
 [ $# -gt 0 ] || presets=(release asan tsan)
 
-# A leak or a race anywhere fails the test that shows it. Libraries that are not built with the sanitizers are suppressed by name.
-# The address sanitizer's own list of thread-local blocks goes wrong where libraries are loaded beside threads, so it keeps none.
+# A leak or a race anywhere fails the test that shows it. Libraries that are not built with the sanitizers are
+# suppressed by name. The address sanitizer's own list of thread-local blocks goes wrong where libraries are loaded
+# beside threads, so it keeps none.
 export ASAN_OPTIONS="detect_leaks=1:strict_string_checks=1:detect_stack_use_after_return=1:intercept_tls_get_addr=0"
 export LSAN_OPTIONS="suppressions=$PWD/scripts/lsan.supp:print_suppressions=0"
 export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"

@@ -1,5 +1,5 @@
-# For the scripts that run every effect: settings that show what an effect does, where its defaults leave a photograph as it is. Effects that
-# are not listed run with their defaults. To be sourced by bash.
+# For the scripts that run every effect: settings that show what an effect does, where its defaults leave a photograph
+# as it is. Effects that are not listed run with their defaults. To be sourced by bash.
 
 declare -A settings=(
     [BalanceLuma]="shadows=60 highlights=20 autoContrast=true"

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Sends pictures of every format, full of metadata, through the program into every format, and prints what arrived, judged by exiftool tag by
-# tag. Fails if something is lost that `kalvatri formats` says is kept.
+# Sends pictures of every format, full of metadata, through the program into every format, and prints what arrived,
+# judged by exiftool tag by tag. Fails if something is lost that `kalvatri formats` says is kept.
 #   scripts/metadata-table.sh [PROGRAM [INPUT...]]      defaults: build/release/bin/kalvatri, all inputs; such as jpg, long
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -9,8 +9,8 @@ shift $(($# > 0 ? 1 : 0))
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-# A photograph with all kinds of metadata. What exiftool cannot make itself, maker notes, is made here: a directory whose offsets count from
-# the beginning of the EXIF block, as the best-known maker does it.
+# A photograph with all kinds of metadata. What exiftool cannot make itself, maker notes, is made here: a directory
+# whose offsets count from the beginning of the EXIF block, as the best-known maker does it.
 perl -e '
     my @note = map { [$_->[0], $_->[1] . "\0"] } [6, "IMG:Sample camera JPEG"], [7, "Firmware Version 1.2.3"], [9, "An owner of this camera"];
     my ($main, $exif) = (8, 8 + 2 + 12 * 3 + 4 + 16);
@@ -47,7 +47,8 @@ for format in heic avif; do "$program" apply -q -i "$work/in.png" -o "$work/in.$
 edit "${tags[@]}" "$work"/in.*
 edit -EXIF:Orientation#=6 "-ThumbnailImage<=$work/thumb.jpg" "$work"/in.{jpg,png,webp,tif}  # HEIF and AVIF turn by other means
 
-# Comments in ASCII and JIS beside that in UNICODE, XMP of more than a segment of a JPEG file holds, EXIF data in the other byte order.
+# Comments in ASCII and JIS beside that in UNICODE, XMP of more than a segment of a JPEG file holds, EXIF data in the
+# other byte order.
 cp "$work/in.jpg" "$work/ascii.jpg"
 edit -UserComment='a plain comment' "$work/ascii.jpg"
 perl -0777 -pe 's/ASCII\0\0\0a plain comment/JIS\0\0\0\0\0\$3\$a\$s\$H!!!!!!!/ or die' "$work/ascii.jpg" > "$work/jis.jpg"

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Checks that the tests bite: puts the faults of Tests/Mutations.txt into a copy of the sources, one at a time, builds what each touches and
-# runs its tests. Prints which faults survive; exit code 1 if any does. Takes about a minute per fault.
-# Usage: scripts/mutate.sh [PATTERN]     only faults whose line matches the pattern
+# Checks that the tests bite: puts the faults of Tests/Mutations.txt into a copy of the sources, one at a time, builds
+# what each touches and runs its tests. Prints which faults survive; exit code 1 if any does. Takes about a minute per
+# fault.
+#   scripts/mutate.sh [PATTERN]     only faults whose line matches the pattern
 set -euo pipefail
 cd "$(dirname "$0")/.."
 pattern=${1:-.}

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Checks that results depend neither on the processor's vector instructions nor on the number of threads: runs every effect on pictures of
-# several formats and odd sizes, as it comes and in each of the ways listed below, and compares digests of the results.
+# Checks that results depend neither on the processor's vector instructions nor on the number of threads: runs every
+# effect on pictures of several formats and odd sizes, as it comes and in each of the ways listed below, and compares
+# digests of the results.
 #   scripts/same-bytes.sh [KALVATRI]     default: build/release/bin/kalvatri
 set -euo pipefail
 cd "$(dirname "$0")/.."

@@ -24,7 +24,8 @@ struct Rational {
 /// A frame's geometry: size in pixels and the shape of one pixel (1/1 for square ones).
 struct FrameInfo {
     constexpr FrameInfo() = default;
-    constexpr FrameInfo(std::uint32_t w, std::uint32_t h, Rational pixelAspect = {1, 1}) : width(w), height(h), aspect(pixelAspect) {}
+    constexpr FrameInfo(std::uint32_t w, std::uint32_t h, Rational pixelAspect = {1, 1})
+        : width(w), height(h), aspect(pixelAspect) {}
     constexpr bool operator==(const FrameInfo&) const = default;
 
     std::uint32_t width = 0;

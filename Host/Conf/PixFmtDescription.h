@@ -36,10 +36,13 @@ struct PixFmtDescription {
     int GetGreen() const { return alpha == 0 ? 2 : 1; }
     int GetBlue() const { return 2 * GetGreen() - red; }
     /// True for planes 1 and 2 of the Y'CbCr formats, which may be subsampled.
-    bool IsChroma(std::uint8_t plane) const { return (plane == 1 || plane == 2) && (kind == Kind::Planar || kind == Kind::SemiPlanar); }
+    bool IsChroma(std::uint8_t plane) const {
+        return (plane == 1 || plane == 2) && (kind == Kind::Planar || kind == Kind::SemiPlanar);
+    }
     std::uint8_t GetShiftX(std::uint8_t plane) const { return IsChroma(plane) ? chromaShiftX : std::uint8_t{0}; }
     std::uint8_t GetShiftY(std::uint8_t plane) const { return IsChroma(plane) ? chromaShiftY : std::uint8_t{0}; }
-    /// Bytes that `width` pixels of the picture occupy in a row of `plane`, subsampled sizes rounded up; 0 if there is no such plane.
+    /// Bytes that `width` pixels of the picture occupy in a row of `plane`, subsampled sizes rounded up; 0 if there is
+    /// no such plane.
     int GetPlanWidthSize(int width, std::uint8_t plane) const;
     /// Rows that `height` rows of the picture occupy in `plane`, subsampled sizes rounded up.
     int GetPlaneHeight(int height, std::uint8_t plane) const;

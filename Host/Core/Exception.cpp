@@ -40,7 +40,8 @@ namespace {
 
 const char* TextOf(Proc::TranscodingErrors error) {
     switch (error) {
-        case Proc::TranscodingErrors::PictureTooSmall: return "The picture is too small for the blur kernel; use a smaller size";
+        case Proc::TranscodingErrors::PictureTooSmall:
+            return "The picture is too small for the blur kernel; use a smaller size";
     }
     return "unknown transcoding error";
 }

@@ -24,7 +24,8 @@ public:
             case Json::parse_event_t::object_start:
             case Json::parse_event_t::array_start:
                 if (static_cast<std::size_t>(depth) >= kMaxJsonDepth)
-                    Throw<SettingsException>("arrays and objects stand in each other more than " + std::to_string(kMaxJsonDepth) + " deep");
+                    Throw<SettingsException>("arrays and objects stand in each other more than " +
+                                             std::to_string(kMaxJsonDepth) + " deep");
                 if (event == Json::parse_event_t::object_start) openObjects_.emplace_back();
                 break;
             case Json::parse_event_t::key: AddKey(parsed.get_ref<const std::string&>()); break;
@@ -50,7 +51,8 @@ private:
 Json ParseJson(std::string_view text) {
     try {
         JsonLimits limits;
-        return Json::parse(text, [&](int depth, Json::parse_event_t event, Json& parsed) { return limits(depth, event, parsed); });
+        return Json::parse(
+            text, [&](int depth, Json::parse_event_t event, Json& parsed) { return limits(depth, event, parsed); });
     } catch (const Json::out_of_range& error) {
         const std::string what = error.what();  // ends with the number in quotes
         Throw<SettingsException>("the number " + what.substr(std::min(what.find('\''), what.size())) + " is too large");

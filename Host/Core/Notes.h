@@ -5,7 +5,8 @@
 
 namespace Orvexa::Core {
 
-/// Names the child of a statistics record that says in words what a user should know about the last run; there is none if all went well.
+/// Names the child of a statistics record that says in words what a user should know about the last run; there is none
+/// if all went well.
 inline constexpr std::string_view kNoteKey = "note";
 
 }  // namespace Orvexa::Core

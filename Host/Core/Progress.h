@@ -8,7 +8,8 @@
 
 namespace Orvexa::Core {
 
-/// Receives the progress of one computation and answers whether it should go on. May be called from several threads at once.
+/// Receives the progress of one computation and answers whether it should go on. May be called from several threads at
+/// once.
 class IProgressController : public virtual IRefCountable {
 public:
     /// Names the stage that begins now.

@@ -10,14 +10,16 @@ Property& Property::Add(Property&& child) {
 }
 
 Property& Property::SetChild(std::string_view key, std::string_view value) {
-    const auto found = std::find_if(children_.begin(), children_.end(), [&](const Property& child) { return child.name_ == key; });
+    const auto found =
+        std::find_if(children_.begin(), children_.end(), [&](const Property& child) { return child.name_ == key; });
     if (found == children_.end()) return children_.emplace_back(std::string(key), std::string(value));
     found->value_ = value;
     return *found;
 }
 
 const Property* Property::FindChild(std::string_view key) const {
-    const auto found = std::find_if(children_.begin(), children_.end(), [&](const Property& child) { return child.name_ == key; });
+    const auto found =
+        std::find_if(children_.begin(), children_.end(), [&](const Property& child) { return child.name_ == key; });
     return found == children_.end() ? nullptr : &*found;
 }
 

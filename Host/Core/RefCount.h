@@ -8,8 +8,8 @@
 
 namespace Orvexa::Core {
 
-/// Root of all shared objects. An object is created with a count of zero; its first intrusive pointer makes it one, and it is
-/// destroyed when the count drops back to zero. Counting is thread safe, the objects themselves are not.
+/// Root of all shared objects. An object is created with a count of zero; its first intrusive pointer makes it one, and
+/// it is destroyed when the count drops back to zero. Counting is thread safe, the objects themselves are not.
 class IRefCountable {
 public:
     virtual ~IRefCountable() = default;

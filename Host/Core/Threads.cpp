@@ -25,8 +25,8 @@ class Loop {
 public:
     Loop(std::size_t count, const std::function<void(std::size_t)>& body) : count_(count), body_(body) {}
 
-    // Takes one index after another. Indices are handed out in ascending order and each call is run to its end, so every index below a
-    // failed one has been tried, and which exception wins does not depend on the threads.
+    // Takes one index after another. Indices are handed out in ascending order and each call is run to its end, so
+    // every index below a failed one has been tried, and which exception wins does not depend on the threads.
     void Work() {
         const bool wasInside = std::exchange(isInParallelFor, true);
         for (std::size_t index = next_++; index < count_; index = next_++) {
@@ -62,7 +62,8 @@ private:
 int CountProcessors() {
     cpu_set_t set;
     if (sched_getaffinity(0, sizeof set, &set) == 0) return std::max(1, CPU_COUNT(&set));
-    return std::max(1, static_cast<int>(std::thread::hardware_concurrency()));  // more processors than the set has room for
+    return std::max(
+        1, static_cast<int>(std::thread::hardware_concurrency()));  // more processors than the set has room for
 }
 
 // The codecs and ImageMagick are held to one thread where they are started. OpenCV's scheduler complains on stderr when

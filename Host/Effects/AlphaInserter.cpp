@@ -18,7 +18,8 @@ protected:
     void Process(FramePtr& frame, const ConstFramePtr& mask) override {
         if (!PixFmtDescription::Get(frame->GetPixFmt()).HasAlpha()) return;
         const FrameInfo& info = frame->GetFrameInfo();
-        if (mask->GetPixFmt() != PixFmt::Gray8 || mask->GetFrameInfo().width != info.width || mask->GetFrameInfo().height != info.height) {
+        if (mask->GetPixFmt() != PixFmt::Gray8 || mask->GetFrameInfo().width != info.width ||
+            mask->GetFrameInfo().height != info.height) {
             Throw("The mask must be a grey frame of the picture's size!");
         }
         if (frame->GetPixFmt() == PixFmt::Pal8) {

@@ -1,7 +1,9 @@
-// Aperture: draws the image of a lens aperture, white on black, for blurs that spread every bright point into its shape.
+// Aperture: draws the image of a lens aperture, white on black, for blurs that spread every bright point into its
+// shape.
 //
-// Every shape is a set of closed outlines inside the circle that touches the edges of the image; what an odd number of them
-// encloses is white. A pixel's value is the part of it that is covered: exact along the row, sampled at kSubrows heights.
+// Every shape is a set of closed outlines inside the circle that touches the edges of the image; what an odd number of
+// them encloses is white. A pixel's value is the part of it that is covered: exact along the row, sampled at kSubrows
+// heights.
 
 #include <algorithm>
 #include <cmath>
@@ -15,9 +17,10 @@ namespace Orvexa::Proc {
 namespace {
 
 constexpr int kSubrows = 16;
-constexpr int kCurvePoints = 1440;   // of a circle or heart; at 1023 pixels off the curve by 0.001
-constexpr double kRingHole = 0.6;    // radius of the hole, of the outer radius; a ring such as mirror lenses make
-constexpr double kStarNotch = 0.45;  // radius of the notches; below cos(60 degrees), so that three points make a star, too
+constexpr int kCurvePoints = 1440;  // of a circle or heart; at 1023 pixels off the curve by 0.001
+constexpr double kRingHole = 0.6;   // radius of the hole, of the outer radius; a ring such as mirror lenses make
+constexpr double kStarNotch =
+    0.45;  // radius of the notches; below cos(60 degrees), so that three points make a star, too
 
 struct Point {
     double x, y;  // y points up
@@ -125,7 +128,8 @@ protected:
         const double sine = std::sin(angle), cosine = std::cos(angle);
         std::vector<Outline> outlines = OutlinesOf(settings_);
         for (Outline& outline : outlines) {
-            for (Point& p : outline) p = {radius + radius * (p.x * cosine - p.y * sine), radius - radius * (p.x * sine + p.y * cosine)};
+            for (Point& p : outline)
+                p = {radius + radius * (p.x * cosine - p.y * sine), radius - radius * (p.x * sine + p.y * cosine)};
         }
         const Plane plane = frame->GetPlane(0);
         std::vector<double> coverage(size);
@@ -136,6 +140,8 @@ protected:
 
 }  // namespace
 
-OneInputPtr CreateAperture(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<Aperture>(factory, allocator); }
+OneInputPtr CreateAperture(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<Aperture>(factory, allocator);
+}
 
 }  // namespace Orvexa::Proc

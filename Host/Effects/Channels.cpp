@@ -32,8 +32,8 @@ template <class Byte, class Frame>
 ChannelView<Byte> MakeChannel(Frame& frame, ChannelKind kind) {
     const Place place = FindPlace(PixFmtDescription::Get(frame.GetPixFmt()), kind);
     const auto plane = frame.GetPlane(place.plane);
-    return {plane.GetData() + place.offset, plane.GetStride(), place.step, static_cast<int>(plane.GetWidth()) / place.step,
-            static_cast<int>(plane.GetHeight())};
+    return {plane.GetData() + place.offset, plane.GetStride(), place.step,
+            static_cast<int>(plane.GetWidth()) / place.step, static_cast<int>(plane.GetHeight())};
 }
 
 // Calls `use` with the step as a constant, so that loops over samples become vector code.
@@ -49,10 +49,13 @@ void WithStep(int step, Use&& use) {
 }  // namespace
 
 Channel GetChannel(IDataVideo& frame, ChannelKind kind) { return MakeChannel<std::uint8_t>(frame, kind); }
-ConstChannel GetChannel(const IDataVideo& frame, ChannelKind kind) { return MakeChannel<const std::uint8_t>(frame, kind); }
+ConstChannel GetChannel(const IDataVideo& frame, ChannelKind kind) {
+    return MakeChannel<const std::uint8_t>(frame, kind);
+}
 
 ConstChannel AsChannel(const ConstPlane& plane) {
-    return {plane.GetData(), plane.GetStride(), 1, static_cast<int>(plane.GetWidth()), static_cast<int>(plane.GetHeight())};
+    return {plane.GetData(), plane.GetStride(), 1, static_cast<int>(plane.GetWidth()),
+            static_cast<int>(plane.GetHeight())};
 }
 
 void CopyChannel(const ConstChannel& from, const Channel& to) {
@@ -107,15 +110,18 @@ int SumRows(const ConstChannel& from, int y, int shift, std::uint16_t* __restric
         const Position position = Locate(y, -shift, from.height);
         const std::uint8_t* nearest = from.GetRow(position.nearest);
         const std::uint8_t* other = from.GetRow(position.other);
-        const auto a = static_cast<std::uint16_t>(position.nearestWeight), b = static_cast<std::uint16_t>(position.otherWeight);
-        for (int x = 0; x < from.width; ++x) sums[x] = static_cast<std::uint16_t>(nearest[x * Step] * a + other[x * Step] * b);
+        const auto a = static_cast<std::uint16_t>(position.nearestWeight),
+                   b = static_cast<std::uint16_t>(position.otherWeight);
+        for (int x = 0; x < from.width; ++x)
+            sums[x] = static_cast<std::uint16_t>(nearest[x * Step] * a + other[x * Step] * b);
         return a + b;
     }
     const int first = y << shift;
     const int last = std::min(first + (1 << shift), from.height);
     for (int row = first; row < last; ++row) {
         const std::uint8_t* source = from.GetRow(row);
-        for (int x = 0; x < from.width; ++x) sums[x] = static_cast<std::uint16_t>((row == first ? 0 : sums[x]) + source[x * Step]);
+        for (int x = 0; x < from.width; ++x)
+            sums[x] = static_cast<std::uint16_t>((row == first ? 0 : sums[x]) + source[x * Step]);
     }
     return last - first;
 }
@@ -147,14 +153,17 @@ void ReduceRow(const std::uint16_t* __restrict sums, int sumWeight, int sumCount
 }
 
 template <int Step, int Shift>
-void EnlargeRow(const std::uint16_t* __restrict sums, int sumWeight, int sumCount, std::uint8_t* __restrict to, int width) {
+void EnlargeRow(const std::uint16_t* __restrict sums, int sumWeight, int sumCount, std::uint8_t* __restrict to,
+                int width) {
     constexpr int kUnit = 1 << Shift;
     const auto sampleAt = [&](int x) {
         const Position position = Locate(x, Shift, sumCount);
-        return DivideRounded(sums[position.nearest] * position.nearestWeight + sums[position.other] * position.otherWeight,
-                             sumWeight * 2 * kUnit);
+        return DivideRounded(
+            sums[position.nearest] * position.nearestWeight + sums[position.other] * position.otherWeight,
+            sumWeight * 2 * kUnit);
     };
-    // Away from the two ends every coarser sample has both neighbours, and the divisor is a power of two unless a row was cut off.
+    // Away from the two ends every coarser sample has both neighbours, and the divisor is a power of two unless a row
+    // was cut off.
     const int divisor = sumWeight * 2 * kUnit;
     int bits = 0;
     while (1 << bits < divisor) ++bits;
@@ -169,14 +178,16 @@ void EnlargeRow(const std::uint16_t* __restrict sums, int sumWeight, int sumCoun
             const int offset = 2 * k + 1 - kUnit;
             const int other = offset < 0 ? sums[i - 1] : sums[i + 1];
             const int weight = offset < 0 ? -offset : offset;
-            to[(i * kUnit + k) * Step] = static_cast<std::uint8_t>((sums[i] * (2 * kUnit - weight) + other * weight + divisor / 2) >> bits);
+            to[(i * kUnit + k) * Step] =
+                static_cast<std::uint8_t>((sums[i] * (2 * kUnit - weight) + other * weight + divisor / 2) >> bits);
         }
     }
     for (int x = last * kUnit; x < width; ++x) to[x * Step] = sampleAt(x);
 }
 
 template <int Step>
-void ResampleRow(const std::uint16_t* __restrict sums, int sumWeight, int sumCount, std::uint8_t* __restrict to, int width, int shift) {
+void ResampleRow(const std::uint16_t* __restrict sums, int sumWeight, int sumCount, std::uint8_t* __restrict to,
+                 int width, int shift) {
     switch (shift) {
         case -2: EnlargeRow<Step, 2>(sums, sumWeight, sumCount, to, width); break;
         case -1: EnlargeRow<Step, 1>(sums, sumWeight, sumCount, to, width); break;

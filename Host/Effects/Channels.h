@@ -25,7 +25,8 @@ using ConstChannel = ChannelView<const std::uint8_t>;
 
 enum class ChannelKind { Luma, Cb, Cr, Alpha };
 
-/// The channel of a frame. Luma is also the one channel of grey frames. The format must have the channel and must not be indexed.
+/// The channel of a frame. Luma is also the one channel of grey frames. The format must have the channel and must not
+/// be indexed.
 Channel GetChannel(IDataVideo& frame, ChannelKind kind);
 ConstChannel GetChannel(const IDataVideo& frame, ChannelKind kind);
 
@@ -36,9 +37,10 @@ ConstChannel AsChannel(const ConstPlane& plane);
 void CopyChannel(const ConstChannel& from, const Channel& to);
 void FillChannel(const Channel& to, std::uint8_t value);
 
-/// Brings a channel into a grid coarser by 2^shift, or finer when the shift is negative, along each axis; the sizes follow by rounding up.
-/// Coarser samples are the mean of those that they cover, finer ones are interpolated linearly between the sample centres, with a single
-/// rounding at the end. Shifts are -2..2. `to` may be a part of the new grid: all columns of the rows from `firstRow` on.
+/// Brings a channel into a grid coarser by 2^shift, or finer when the shift is negative, along each axis; the sizes
+/// follow by rounding up. Coarser samples are the mean of those that they cover, finer ones are interpolated linearly
+/// between the sample centres, with a single rounding at the end. Shifts are -2..2. `to` may be a part of the new grid:
+/// all columns of the rows from `firstRow` on.
 void ResampleChannel(const ConstChannel& from, const Channel& to, int shiftX, int shiftY, int firstRow = 0);
 
 }  // namespace Orvexa::Proc

@@ -1,7 +1,8 @@
 // Compose: two pictures into one by a function of their samples, D of the first input and S of the second.
 //
-// The functions are those of W3C "Compositing and Blending Level 1" on samples of 0..1; soft light is its cubic and square-root form.
-// They are meant for RGB and grey: Y'CbCr frames are composed as RGB. Where the inputs do not overlap, and in D's alpha, D stays.
+// The functions are those of W3C "Compositing and Blending Level 1" on samples of 0..1; soft light is its cubic and
+// square-root form. They are meant for RGB and grey: Y'CbCr frames are composed as RGB. Where the inputs do not
+// overlap, and in D's alpha, D stays.
 
 #include <algorithm>
 #include <cmath>
@@ -43,7 +44,8 @@ double Composed(ComposeOperator composition, double d, double s) {
 void FillTable(Table& table, ComposeOperator composition, double opacity) {
     for (std::size_t d = 0; d < 256; ++d) {
         for (std::size_t s = 0; s < 256; ++s) {
-            const double under = static_cast<double>(d) / 255, over = Composed(composition, under, static_cast<double>(s) / 255);
+            const double under = static_cast<double>(d) / 255,
+                         over = Composed(composition, under, static_cast<double>(s) / 255);
             table[d * 256 + s] = static_cast<std::uint8_t>((under + (over - under) * opacity) * 255 + 0.5);
         }
     }
@@ -51,7 +53,9 @@ void FillTable(Table& table, ComposeOperator composition, double opacity) {
 
 class Compose : public HostTwoInput<SettingsEffectCompose> {
 public:
-    Compose(const FactoryPtr& factory, const AllocatorPtr& allocator) : HostTwoInput(factory, allocator) { MakeTable(); }
+    Compose(const FactoryPtr& factory, const AllocatorPtr& allocator) : HostTwoInput(factory, allocator) {
+        MakeTable();
+    }
 
     void SetSettings(const Settings& settings) override {
         HostTwoInput::SetSettings(settings);
@@ -61,12 +65,14 @@ public:
 protected:
     void Process(FramePtr& frame, const ConstFramePtr& second) override {
         const PixFmtDescription& original = PixFmtDescription::Get(frame->GetPixFmt());
-        const bool isReady = original.kind == PixFmtDescription::Kind::Packed || original.kind == PixFmtDescription::Kind::Gray;
+        const bool isReady =
+            original.kind == PixFmtDescription::Kind::Packed || original.kind == PixFmtDescription::Kind::Gray;
         const PixFmt working = isReady ? original.pixFmt : original.HasAlpha() ? PixFmt::Rgba : PixFmt::Rgb24;
         FramePtr result = isReady ? CloneFrame(*frame, kCloneIndependent) : ConvertPixFmt(*frame, working, allocator_);
-        ComposeInto(result->GetPlane(0),
-                    (second->GetPixFmt() == working ? second : ConvertPixFmt(*second, working, allocator_))->GetPlane(0),
-                    PixFmtDescription::Get(working).alpha);
+        ComposeInto(
+            result->GetPlane(0),
+            (second->GetPixFmt() == working ? second : ConvertPixFmt(*second, working, allocator_))->GetPlane(0),
+            PixFmtDescription::Get(working).alpha);
         const bool goesBack = !isReady && original.kind != PixFmtDescription::Kind::Indexed;
         frame = goesBack ? ConvertPixFmt(*result, original.pixFmt, allocator_) : result;
     }
@@ -80,11 +86,13 @@ private:
             std::uint8_t* to = d.GetRow(y);
             const std::uint8_t* from = s.GetRow(y);
             if (alpha < 0) {
-                for (std::uint64_t i = 0; i < width; ++i) to[i] = table_[static_cast<std::size_t>(to[i]) << 8 | from[i]];
+                for (std::uint64_t i = 0; i < width; ++i)
+                    to[i] = table_[static_cast<std::size_t>(to[i]) << 8 | from[i]];
                 continue;
             }
             for (std::uint64_t i = 0; i < width; ++i) {
-                if (static_cast<int>(i % bytesPerPixel) != alpha) to[i] = table_[static_cast<std::size_t>(to[i]) << 8 | from[i]];
+                if (static_cast<int>(i % bytesPerPixel) != alpha)
+                    to[i] = table_[static_cast<std::size_t>(to[i]) << 8 | from[i]];
             }
         }
     }
@@ -94,6 +102,8 @@ private:
 
 }  // namespace
 
-TwoInputPtr CreateCompose(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<Compose>(factory, allocator); }
+TwoInputPtr CreateCompose(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<Compose>(factory, allocator);
+}
 
 }  // namespace Orvexa::Proc

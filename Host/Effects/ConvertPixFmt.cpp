@@ -17,7 +17,8 @@ namespace {
 using Kind = PixFmtDescription::Kind;
 constexpr std::uint8_t kOpaque = 255;
 constexpr std::uint8_t kNeutralChroma = 128;
-// Rows that are converted together: few enough for their chroma to stay in the cache, a multiple of the coarsest chroma's four.
+// Rows that are converted together: few enough for their chroma to stay in the cache, a multiple of the coarsest
+// chroma's four.
 constexpr int kBandRows = 16;
 
 bool HasColor(const PixFmtDescription& description) { return description.kind != Kind::Gray; }
@@ -29,17 +30,20 @@ auto CostOf(const PixFmtDescription& source, const PixFmtDescription& target) {
     const int shiftY = isColor ? target.chromaShiftY - source.chromaShiftY : 0;
     const int coarser = std::max(shiftX, 0) + std::max(shiftY, 0);
     const int finer = std::max(-shiftX, 0) + std::max(-shiftY, 0);
-    return std::tuple(target.kind == Kind::Indexed, source.HasAlpha() && !target.HasAlpha(), HasColor(source) && !HasColor(target), coarser,
-                      !source.HasAlpha() && target.HasAlpha(), !HasColor(source) && HasColor(target), finer);
+    return std::tuple(target.kind == Kind::Indexed, source.HasAlpha() && !target.HasAlpha(),
+                      HasColor(source) && !HasColor(target), coarser, !source.HasAlpha() && target.HasAlpha(),
+                      !HasColor(source) && HasColor(target), finer);
 }
 
 }  // namespace
 
 PixFmt ChooseTarget(PixFmt source, const std::vector<PixFmt>& candidates) {
-    if (candidates.empty() || std::find(candidates.begin(), candidates.end(), source) != candidates.end()) return source;
+    if (candidates.empty() || std::find(candidates.begin(), candidates.end(), source) != candidates.end())
+        return source;
     const PixFmtDescription& from = PixFmtDescription::Get(source);
     const auto costOf = [&](PixFmt candidate) { return CostOf(from, PixFmtDescription::Get(candidate)); };
-    const PixFmt best = *std::min_element(candidates.begin(), candidates.end(), [&](PixFmt a, PixFmt b) { return costOf(a) < costOf(b); });
+    const PixFmt best = *std::min_element(candidates.begin(), candidates.end(),
+                                          [&](PixFmt a, PixFmt b) { return costOf(a) < costOf(b); });
     if (PixFmtDescription::Get(best).kind != Kind::Packed) return best;
     const auto redFirst = std::find_if(candidates.begin(), candidates.end(), [&](PixFmt candidate) {
         return PixFmtDescription::Get(candidate).red == 0 && costOf(candidate) == costOf(best);
@@ -62,15 +66,18 @@ struct ChromaBand {
 
 template <class Byte>
 ChannelView<Byte> RowsOf(const ChannelView<Byte>& channel, int first, int count) {
-    return {channel.GetRow(first), channel.stride, channel.step, channel.width, std::min(count, channel.height - first)};
+    return {channel.GetRow(first), channel.stride, channel.step, channel.width,
+            std::min(count, channel.height - first)};
 }
 
 constexpr ChannelKind kChroma[] = {ChannelKind::Cb, ChannelKind::Cr};
 
-// The rows of a packed or grey picture, and of an indexed one as RGBA: expanded one at a time, so that no second picture is needed.
+// The rows of a packed or grey picture, and of an indexed one as RGBA: expanded one at a time, so that no second
+// picture is needed.
 class PackedRows {
 public:
-    explicit PackedRows(const IDataVideo& source) : plane_(source.GetPlane(0)), description_(&PixFmtDescription::Get(source.GetPixFmt())) {
+    explicit PackedRows(const IDataVideo& source)
+        : plane_(source.GetPlane(0)), description_(&PixFmtDescription::Get(source.GetPixFmt())) {
         if (description_->kind != Kind::Indexed) return;
         description_ = &PixFmtDescription::Get(PixFmt::Rgba);
         std::memcpy(palette_.data(), source.GetPlane(1).GetData(), sizeof palette_);
@@ -98,16 +105,18 @@ private:
 
 void PackedToPacked(PackedRows& source, IDataVideo& target, const PixFmtDescription& to) {
     const PixFmtDescription& from = source.GetDescription();
-    const ByteOrder order =
-        from.kind == Kind::Gray ? MakeGrayOrder(GetPackedLayout(to)) : MakeByteOrder(GetPackedLayout(from), GetPackedLayout(to));
+    const ByteOrder order = from.kind == Kind::Gray ? MakeGrayOrder(GetPackedLayout(to))
+                                                    : MakeByteOrder(GetPackedLayout(from), GetPackedLayout(to));
     const Plane out = target.GetPlane(0);
-    for (std::uint64_t y = 0; y < source.GetHeight(); ++y) ShuffleRow(order, source.Get(y), out.GetRow(y), source.GetWidth());
+    for (std::uint64_t y = 0; y < source.GetHeight(); ++y)
+        ShuffleRow(order, source.Get(y), out.GetRow(y), source.GetWidth());
 }
 
 void PackedToGray(PackedRows& source, IDataVideo& target) {
     const PackedLayout layout = GetPackedLayout(source.GetDescription());
     const Plane out = target.GetPlane(0);
-    for (std::uint64_t y = 0; y < source.GetHeight(); ++y) RgbToLumaRow(layout, source.Get(y), out.GetRow(y), source.GetWidth());
+    for (std::uint64_t y = 0; y < source.GetHeight(); ++y)
+        RgbToLumaRow(layout, source.Get(y), out.GetRow(y), source.GetWidth());
 }
 
 // Alpha goes along where both have it.
@@ -124,8 +133,10 @@ void PackedToPlanar(PackedRows& source, IDataVideo& target, const PixFmtDescript
         const Channel cr = isFull ? RowsOf(chroma[1], first, rows) : band.Get(ChannelKind::Cr, rows);
         for (int y = 0; y < rows; ++y) {
             const std::uint8_t* row = source.Get(static_cast<std::uint64_t>(first + y));
-            RgbToYccRow(layout, row, luma.GetRow(first + y), cb.GetRow(y), cr.GetRow(y), static_cast<std::size_t>(luma.width));
-            if (alpha.data != nullptr) CopyChannel({row + layout.alpha, 0, layout.bytes, luma.width, 1}, RowsOf(alpha, first + y, 1));
+            RgbToYccRow(layout, row, luma.GetRow(first + y), cb.GetRow(y), cr.GetRow(y),
+                        static_cast<std::size_t>(luma.width));
+            if (alpha.data != nullptr)
+                CopyChannel({row + layout.alpha, 0, layout.bytes, luma.width, 1}, RowsOf(alpha, first + y, 1));
         }
         if (isFull) continue;
         const int coarseRows = -(-rows >> to.chromaShiftY);
@@ -134,7 +145,8 @@ void PackedToPlanar(PackedRows& source, IDataVideo& target, const PixFmtDescript
     }
 }
 
-void PlanarToPacked(const IDataVideo& source, const PixFmtDescription& from, IDataVideo& target, const PixFmtDescription& to) {
+void PlanarToPacked(const IDataVideo& source, const PixFmtDescription& from, IDataVideo& target,
+                    const PixFmtDescription& to) {
     const ConstChannel luma = GetChannel(source, ChannelKind::Luma);
     const ConstChannel chroma[] = {GetChannel(source, ChannelKind::Cb), GetChannel(source, ChannelKind::Cr)};
     const Plane out = target.GetPlane(0);
@@ -160,7 +172,8 @@ void PlanarToPacked(const IDataVideo& source, const PixFmtDescription& from, IDa
     }
 }
 
-void PlanarToPlanar(const IDataVideo& source, const PixFmtDescription& from, IDataVideo& target, const PixFmtDescription& to) {
+void PlanarToPlanar(const IDataVideo& source, const PixFmtDescription& from, IDataVideo& target,
+                    const PixFmtDescription& to) {
     CopyChannel(GetChannel(source, ChannelKind::Luma), GetChannel(target, ChannelKind::Luma));
     if (!HasColor(to)) return;
     for (const ChannelKind kind : kChroma) {
@@ -178,7 +191,8 @@ void PlanarToPlanar(const IDataVideo& source, const PixFmtDescription& from, IDa
     }
 }
 
-// Indexed frames hold what has at most 256 colours: greys under their own value, others in the order of their first pixels.
+// Indexed frames hold what has at most 256 colours: greys under their own value, others in the order of their first
+// pixels.
 FramePtr MakeIndexed(const IDataVideo& source, const AllocatorPtr& allocator) {
     FramePtr target = NewFrame(allocator, PixFmt::Pal8, source.GetFrameInfo());
     std::array<std::uint32_t, 256> palette{};
@@ -187,7 +201,8 @@ FramePtr MakeIndexed(const IDataVideo& source, const AllocatorPtr& allocator) {
         CopyPlane(source.GetPlane(0), out);
         for (std::uint32_t i = 0; i < palette.size(); ++i) palette[i] = i * 0x010101u | 0xFF000000u;
     } else {
-        const FramePtr rgba = source.GetPixFmt() == PixFmt::Rgba ? FramePtr() : ConvertPixFmt(source, PixFmt::Rgba, allocator);
+        const FramePtr rgba =
+            source.GetPixFmt() == PixFmt::Rgba ? FramePtr() : ConvertPixFmt(source, PixFmt::Rgba, allocator);
         const ConstPlane in = rgba == nullptr ? source.GetPlane(0) : std::as_const(*rgba).GetPlane(0);
         std::unordered_map<std::uint32_t, std::uint8_t> indices;
         std::uint32_t previous = 0;
@@ -223,7 +238,8 @@ FramePtr ConvertPixFmt(const IDataVideo& source, PixFmt target, const AllocatorP
         for (std::uint8_t i = 0; i < from.planes; ++i) CopyPlane(source.GetPlane(i), result->GetPlane(i));
         return result;
     }
-    const bool isFromPacked = from.kind == Kind::Packed || from.kind == Kind::Indexed, isToPacked = to.kind == Kind::Packed;
+    const bool isFromPacked = from.kind == Kind::Packed || from.kind == Kind::Indexed,
+               isToPacked = to.kind == Kind::Packed;
     if (isFromPacked || (isToPacked && !HasColor(from))) {
         PackedRows rows(source);
         if (isToPacked) {

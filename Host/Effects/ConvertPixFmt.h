@@ -7,15 +7,16 @@
 
 namespace Orvexa::Proc {
 
-/// The one of `candidates` that keeps most of a picture in format `source`; `source` itself if it is among them, or if there are none. In
-/// this order of importance: alpha is kept; colour is kept; chroma is no coarser; nothing is carried that the source lacks; of packed
-/// formats one with red in its first byte; the first in the list. Indexed formats come last. An unknown format throws `EffectException`
-/// "Pixel format is not supported!".
+/// The one of `candidates` that keeps most of a picture in format `source`; `source` itself if it is among them, or if
+/// there are none. In this order of importance: alpha is kept; colour is kept; chroma is no coarser; nothing is carried
+/// that the source lacks; of packed formats one with red in its first byte; the first in the list. Indexed formats come
+/// last. An unknown format throws `EffectException` "Pixel format is not supported!".
 PixFmt ChooseTarget(PixFmt source, const std::vector<PixFmt>& candidates);
 
-/// A new frame in format `target` with the picture of `source`, without timing and extra alpha. Byte orders and plane layouts change
-/// exactly; alpha that the source lacks is 255; chroma changes its grid by `ResampleChannel`, RGB and Y'CbCr by `PixelRows.h`. A picture of
-/// more than 256 colours cannot become an indexed one: `EffectException` "Pixel format is not supported! ...".
+/// A new frame in format `target` with the picture of `source`, without timing and extra alpha. Byte orders and plane
+/// layouts change exactly; alpha that the source lacks is 255; chroma changes its grid by `ResampleChannel`, RGB and
+/// Y'CbCr by `PixelRows.h`. A picture of more than 256 colours cannot become an indexed one: `EffectException` "Pixel
+/// format is not supported! ...".
 FramePtr ConvertPixFmt(const IDataVideo& source, PixFmt target, const AllocatorPtr& allocator);
 
 }  // namespace Orvexa::Proc

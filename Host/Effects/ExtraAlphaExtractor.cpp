@@ -1,4 +1,5 @@
-// ExtraAlphaExtractor: brings a mask to the size of a format's chroma planes, each sample the mean of the mask under it.
+// ExtraAlphaExtractor: brings a mask to the size of a format's chroma planes, each sample the mean of the mask under
+// it.
 
 #include "Host/Effects/Channels.h"
 #include "Host/Effects/HostEffect.h"

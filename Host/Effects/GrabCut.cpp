@@ -1,9 +1,10 @@
-// GrabCut: segmentation by iterated graph cuts with colour models of both sides (C. Rother, V. Kolmogorov, A. Blake, "GrabCut", ACM
-// Transactions on Graphics 23(3), 2004), as OpenCV has it.
+// GrabCut: segmentation by iterated graph cuts with colour models of both sides (C. Rother, V. Kolmogorov, A. Blake,
+// "GrabCut", ACM Transactions on Graphics 23(3), 2004), as OpenCV has it.
 //
-// Two forms. A picture with a grey seed mask: what equals the foreground or the background value is certain, the rest is probably
-// background; the picture is replaced by a mask of both values. A grey frame of labels, 0 background, 1 foreground, 2 probably background,
-// 3 probably foreground, with a picture in colour: the labels are overwritten with 0 or 255.
+// Two forms. A picture with a grey seed mask: what equals the foreground or the background value is certain, the rest
+// is probably background; the picture is replaced by a mask of both values. A grey frame of labels, 0 background, 1
+// foreground, 2 probably background, 3 probably foreground, with a picture in colour: the labels are overwritten with 0
+// or 255.
 
 #include <opencv2/imgproc.hpp>
 
@@ -83,18 +84,22 @@ private:
         CutLabels(labels, picture, kLabelForeground, kLabelBackground);
     }
 
-    void CutLabels(const Plane& labels, const IDataVideo& picture, std::uint8_t foreground, std::uint8_t background) const {
+    void CutLabels(const Plane& labels, const IDataVideo& picture, std::uint8_t foreground,
+                   std::uint8_t background) const {
         cv::Mat cut = AsMat(labels).clone();
         Cut(ColorsOf(picture), cut);
         for (std::uint64_t y = 0; y < labels.GetHeight(); ++y) {
             const std::uint8_t* label = cut.ptr(static_cast<int>(y));
-            for (std::uint64_t x = 0; x < labels.GetWidth(); ++x) labels.GetRow(y)[x] = IsForeground(label[x]) ? foreground : background;
+            for (std::uint64_t x = 0; x < labels.GetWidth(); ++x)
+                labels.GetRow(y)[x] = IsForeground(label[x]) ? foreground : background;
         }
     }
 };
 
 }  // namespace
 
-TwoInputPtr CreateGrabCut(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<GrabCut>(factory, allocator); }
+TwoInputPtr CreateGrabCut(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<GrabCut>(factory, allocator);
+}
 
 }  // namespace Orvexa::Proc

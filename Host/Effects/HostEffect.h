@@ -1,7 +1,7 @@
 // The template bases of the host's own sub-effects.
 //
-// A sub-effect derives from HostOneInput or HostTwoInput with its settings class, implements Process, and leaves its file as a creator made
-// with MakeEffect; one row in RegisterHostEffects.cpp registers it.
+// A sub-effect derives from HostOneInput or HostTwoInput with its settings class, implements Process, and leaves its
+// file as a creator made with MakeEffect; one row in RegisterHostEffects.cpp registers it.
 #pragma once
 
 #include <string>
@@ -43,8 +43,8 @@ public:
     }
 
 protected:
-    /// Puts the result into `frame`: a new frame, or the same one when nothing is to be done. Pixels that anyone else can see must not
-    /// be changed; check `IsExclusive`.
+    /// Puts the result into `frame`: a new frame, or the same one when nothing is to be done. Pixels that anyone else
+    /// can see must not be changed; check `IsExclusive`.
     virtual void Process(FramePtr& frame) = 0;
 };
 

@@ -1,8 +1,10 @@
-// ImageBlender: lays the second input S over the first input D, which is written through, with its top-left corner at (x, y), clipped.
+// ImageBlender: lays the second input S over the first input D, which is written through, with its top-left corner at
+// (x, y), clipped.
 //
-// Per sample D += (S - D) * o / 255 with the opacity o = a * strength / 255, both rounded to the nearest integer, where a is the
-// extra alpha attached to S, else S's own alpha channel if it counts, else 255. Opacity 0 leaves D and 255 gives S, exactly.
-// On subsampled planes the position is rounded down, and a is the mean over the pixels of a chroma sample. D's alpha never changes.
+// Per sample D += (S - D) * o / 255 with the opacity o = a * strength / 255, both rounded to the nearest integer, where
+// a is the extra alpha attached to S, else S's own alpha channel if it counts, else 255. Opacity 0 leaves D and 255
+// gives S, exactly. On subsampled planes the position is rounded down, and a is the mean over the pixels of a chroma
+// sample. D's alpha never changes.
 
 #include <algorithm>
 #include <cstring>
@@ -25,21 +27,24 @@ constexpr std::uint8_t DivideBy255(unsigned v) {
     return static_cast<std::uint8_t>(static_cast<std::uint16_t>(t + (t >> 8)) >> 8);
 }
 
-void BlendRow(std::uint8_t* __restrict d, const std::uint8_t* __restrict s, const std::uint8_t* __restrict opacity, std::size_t bytes) {
+void BlendRow(std::uint8_t* __restrict d, const std::uint8_t* __restrict s, const std::uint8_t* __restrict opacity,
+              std::size_t bytes) {
     for (std::size_t i = 0; i < bytes; ++i) {
         const auto o = static_cast<std::uint16_t>(opacity[i]);
         // D + (S - D) * o / 255 with the sum under the rounding, free of signs.
-        d[i] = DivideBy255(static_cast<std::uint16_t>(static_cast<std::uint16_t>(d[i] * (255 - o)) + static_cast<std::uint16_t>(s[i] * o)));
+        d[i] = DivideBy255(static_cast<std::uint16_t>(static_cast<std::uint16_t>(d[i] * (255 - o)) +
+                                                      static_cast<std::uint16_t>(s[i] * o)));
     }
 }
 
-void ScaleRow(std::uint8_t* __restrict to, const std::uint8_t* __restrict alpha, std::uint8_t strength, std::size_t pixels) {
+void ScaleRow(std::uint8_t* __restrict to, const std::uint8_t* __restrict alpha, std::uint8_t strength,
+              std::size_t pixels) {
     for (std::size_t i = 0; i < pixels; ++i) to[i] = DivideBy255(static_cast<std::uint16_t>(alpha[i] * strength));
 }
 
 // One opacity a pixel to one a byte; the byte `skipped` of each pixel, if not -1, gets none.
-void SpreadRow(std::uint8_t* __restrict to, const std::uint8_t* __restrict opacity, std::size_t pixels, std::size_t bytesPerPixel,
-               int skipped) {
+void SpreadRow(std::uint8_t* __restrict to, const std::uint8_t* __restrict opacity, std::size_t pixels,
+               std::size_t bytesPerPixel, int skipped) {
     if (skipped < 0) {
         ShuffleRow({1, static_cast<int>(bytesPerPixel), {}}, opacity, to, pixels);
         return;
@@ -57,7 +62,8 @@ struct Overlap {
 };
 Overlap Clip(std::int64_t position, std::uint64_t sizeOfD, std::uint64_t sizeOfS) {
     const std::int64_t begin = std::max<std::int64_t>(position, 0);
-    const std::int64_t end = std::min(position + static_cast<std::int64_t>(sizeOfS), static_cast<std::int64_t>(sizeOfD));
+    const std::int64_t end =
+        std::min(position + static_cast<std::int64_t>(sizeOfS), static_cast<std::int64_t>(sizeOfD));
     return {begin, begin - position, end - begin};
 }
 
@@ -91,7 +97,8 @@ public:
 
     bool IsOpaque() const { return full_.data == nullptr; }
     ConstChannel GetFull() const { return full_; }
-    /// The alpha for chroma planes of `width` x `height` samples: the attached one if it has that size, else the mean of the full one.
+    /// The alpha for chroma planes of `width` x `height` samples: the attached one if it has that size, else the mean
+    /// of the full one.
     ConstChannel GetChroma(int width, int height, int shiftX, int shiftY) {
         if (IsOpaque() || (chroma_.width == width && chroma_.height == height)) return chroma_;
         storage_.resize(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
@@ -114,8 +121,8 @@ Coverage CoverageOf(const std::uint8_t* opacity, std::size_t pixels) {
 }
 
 // Masks are nothing or everything in most places, where nothing is to be mixed.
-void BlendMaskedRow(std::uint8_t* d, const std::uint8_t* s, const std::uint8_t* opacity, std::size_t pixels, std::size_t bytesPerPixel,
-                    int skipped, std::uint8_t* spread) {
+void BlendMaskedRow(std::uint8_t* d, const std::uint8_t* s, const std::uint8_t* opacity, std::size_t pixels,
+                    std::size_t bytesPerPixel, int skipped, std::uint8_t* spread) {
     constexpr std::size_t kRun = 64;
     for (std::size_t i = 0; i < pixels; i += kRun) {
         const std::size_t run = std::min(kRun, pixels - i), first = i * bytesPerPixel;
@@ -131,26 +138,30 @@ void BlendMaskedRow(std::uint8_t* d, const std::uint8_t* s, const std::uint8_t* 
 }
 
 // Blends one plane; `skipped` is D's alpha byte or -1.
-void BlendPlane(const Plane& d, const ConstPlane& s, std::int64_t x, std::int64_t y, const ConstChannel& alpha, std::uint8_t strength,
-                int skipped) {
+void BlendPlane(const Plane& d, const ConstPlane& s, std::int64_t x, std::int64_t y, const ConstChannel& alpha,
+                std::uint8_t strength, int skipped) {
     const Overlap columns = Clip(x, d.GetPixelsPerRow(), s.GetPixelsPerRow());
     const Overlap rows = Clip(y, d.GetHeight(), s.GetHeight());
     if (columns.count <= 0 || rows.count <= 0) return;
     const std::size_t pixels = static_cast<std::size_t>(columns.count), bytesPerPixel = d.GetBytesPerPixel(),
                       bytes = pixels * bytesPerPixel;
-    std::vector<std::uint8_t> samples(alpha.step == 1 ? 0 : pixels), scaled(pixels, strength), spread(bytesPerPixel == 1 ? 0 : bytes);
+    std::vector<std::uint8_t> samples(alpha.step == 1 ? 0 : pixels), scaled(pixels, strength),
+        spread(bytesPerPixel == 1 ? 0 : bytes);
     const bool isOpaque = alpha.data == nullptr;
     if (isOpaque && bytesPerPixel > 1) SpreadRow(spread.data(), scaled.data(), pixels, bytesPerPixel, skipped);
     for (std::int64_t row = 0; row < rows.count; ++row) {
-        std::uint8_t* to = d.GetOffsetPtr(static_cast<std::uint64_t>(columns.inD), static_cast<std::uint64_t>(rows.inD + row));
-        const std::uint8_t* from = s.GetOffsetPtr(static_cast<std::uint64_t>(columns.inS), static_cast<std::uint64_t>(rows.inS + row));
+        std::uint8_t* to =
+            d.GetOffsetPtr(static_cast<std::uint64_t>(columns.inD), static_cast<std::uint64_t>(rows.inD + row));
+        const std::uint8_t* from =
+            s.GetOffsetPtr(static_cast<std::uint64_t>(columns.inS), static_cast<std::uint64_t>(rows.inS + row));
         if (isOpaque) {
             BlendRow(to, from, bytesPerPixel > 1 ? spread.data() : scaled.data(), bytes);
             continue;
         }
         const std::uint8_t* opacity = alpha.GetRow(static_cast<int>(rows.inS + row)) + columns.inS * alpha.step;
         if (alpha.step != 1) {
-            CopyChannel({opacity, 0, alpha.step, static_cast<int>(pixels), 1}, {samples.data(), 0, 1, static_cast<int>(pixels), 1});
+            CopyChannel({opacity, 0, alpha.step, static_cast<int>(pixels), 1},
+                        {samples.data(), 0, 1, static_cast<int>(pixels), 1});
             opacity = samples.data();
         }
         if (strength != 255) {
@@ -170,7 +181,8 @@ protected:
         const PixFmtDescription& description = PixFmtDescription::Get(frame->GetPixFmt());
         if (description.kind == PixFmtDescription::Kind::Indexed)
             Throw("Pixel format is not supported! Pixels of indexed frames cannot be mixed.");
-        const ConstFramePtr layer = second->GetPixFmt() == PixFmt::Pal8 ? ConvertPixFmt(*second, PixFmt::Rgba, allocator_) : second;
+        const ConstFramePtr layer =
+            second->GetPixFmt() == PixFmt::Pal8 ? ConvertPixFmt(*second, PixFmt::Rgba, allocator_) : second;
         // Conversion loses alpha where D has none, so it is taken from the unconverted layer.
         LayerAlpha alpha(second->GetExtraAlpha(0) ? *second : *layer, settings_.GetAlphaMode());
         const ConstFramePtr picture = PictureFor(*frame, layer);
@@ -179,18 +191,21 @@ protected:
             const ConstPlane source = picture->GetPlane(i);
             const int shiftX = description.GetShiftX(i), shiftY = description.GetShiftY(i);
             const bool isSubsampled = shiftX != 0 || shiftY != 0;
-            const ConstChannel planeAlpha = isSubsampled ? alpha.GetChroma(static_cast<int>(source.GetPixelsPerRow()),
-                                                                           static_cast<int>(source.GetHeight()), shiftX, shiftY)
-                                                         : alpha.GetFull();
-            BlendPlane(frame->GetPlane(i), source, settings_.GetPositionX() >> shiftX, settings_.GetPositionY() >> shiftY, planeAlpha,
-                       settings_.GetStrength(), description.alpha);
+            const ConstChannel planeAlpha = isSubsampled
+                                                ? alpha.GetChroma(static_cast<int>(source.GetPixelsPerRow()),
+                                                                  static_cast<int>(source.GetHeight()), shiftX, shiftY)
+                                                : alpha.GetFull();
+            BlendPlane(frame->GetPlane(i), source, settings_.GetPositionX() >> shiftX,
+                       settings_.GetPositionY() >> shiftY, planeAlpha, settings_.GetStrength(), description.alpha);
         }
     }
 
 private:
-    // The layer in D's format and in memory of its own, so that what is written does not change what is still to be read.
+    // The layer in D's format and in memory of its own, so that what is written does not change what is still to be
+    // read.
     ConstFramePtr PictureFor(const IDataVideo& d, const ConstFramePtr& layer) {
-        if (layer->GetPixFmt() == d.GetPixFmt()) return SharesMemory(d, *layer) ? CloneFrame(*layer, kCloneIndependent) : layer;
+        if (layer->GetPixFmt() == d.GetPixFmt())
+            return SharesMemory(d, *layer) ? CloneFrame(*layer, kCloneIndependent) : layer;
         if (converter_ == nullptr) converter_ = CreateOneInput(SettingsColorspaceConverter::CLASS_ID);
         converter_->SetSettings(SettingsColorspaceConverter(d.GetPixFmt(), true));
         FramePtr converted = boost::const_pointer_cast<IDataVideo>(layer);

@@ -1,5 +1,5 @@
-// Morphology: erosion, dilation, opening and closing of every plane. Alpha and chroma are treated like all samples; indexed
-// frames as RGBA.
+// Morphology: erosion, dilation, opening and closing of every plane. Alpha and chroma are treated like all samples;
+// indexed frames as RGBA.
 
 #include <opencv2/imgproc.hpp>
 
@@ -49,7 +49,8 @@ protected:
         const int operation = OperationOf(settings_.GetOperation()), border = BorderOf(settings_.GetBorder()),
                   shape = ShapeOf(settings_.GetKernel());
         if (settings_.GetSize() <= 0 || settings_.GetIterations() == 0) return;
-        const ConstFramePtr source = frame->GetPixFmt() == PixFmt::Pal8 ? ConvertPixFmt(*frame, PixFmt::Rgba, allocator_) : frame;
+        const ConstFramePtr source =
+            frame->GetPixFmt() == PixFmt::Pal8 ? ConvertPixFmt(*frame, PixFmt::Rgba, allocator_) : frame;
         const FramePtr result = NewFrame(allocator_, source->GetPixFmt(), source->GetFrameInfo());
         const cv::Mat kernel = cv::getStructuringElement(shape, cv::Size(2, 2) * settings_.GetSize() + cv::Size(1, 1));
         for (std::uint8_t i = 0; i < GetPlanesCount(*source); ++i) {

@@ -1,8 +1,8 @@
-// Pad: adds margins to a frame, filled with a colour, with more of a texture, mirrored about the outermost pixels (which are not repeated)
-// or replicated from them.
+// Pad: adds margins to a frame, filled with a colour, with more of a texture, mirrored about the outermost pixels
+// (which are not repeated) or replicated from them.
 //
-// On subsampled planes the left and top margins are rounded down, as offsets are everywhere, and the right and bottom ones take
-// what is left of the plane. In an indexed frame the colour is the nearest one of the palette.
+// On subsampled planes the left and top margins are rounded down, as offsets are everywhere, and the right and bottom
+// ones take what is left of the plane. In an indexed frame the colour is the nearest one of the palette.
 
 #include <cstring>
 #include <limits>
@@ -80,13 +80,15 @@ protected:
             const int left = static_cast<int>(margins.left >> description.GetShiftX(i)),
                       top = static_cast<int>(margins.top >> description.GetShiftY(i));
             const cv::Mat in = AsMat(from);
-            cv::copyMakeBorder(in, to, top, to.rows - top - in.rows, left, to.cols - left - in.cols, border, FillValue(*source, i));
+            cv::copyMakeBorder(in, to, top, to.rows - top - in.rows, left, to.cols - left - in.cols, border,
+                               FillValue(*source, i));
         }
         frame = std::move(target);
     }
 
 private:
-    // Windows of a texture may start anywhere, for which every pixel needs samples of its own. An indexed frame becomes RGBA.
+    // Windows of a texture may start anywhere, for which every pixel needs samples of its own. An indexed frame becomes
+    // RGBA.
     FramePtr Extended(const IDataVideo& source, const FrameInfo& info) const {
         const PixFmtDescription& description = PixFmtDescription::Get(source.GetPixFmt());
         const bool isIndexed = description.kind == PixFmtDescription::Kind::Indexed;
@@ -95,11 +97,12 @@ private:
                                : !isSubsampled          ? source.GetPixFmt()
                                : description.HasAlpha() ? PixFmt::Yuva444p
                                                         : PixFmt::Yuv444p;
-        const ConstFramePtr texture = working == source.GetPixFmt() ? ConstFramePtr(&source) : ConvertPixFmt(source, working, allocator_);
+        const ConstFramePtr texture =
+            working == source.GetPixFmt() ? ConstFramePtr(&source) : ConvertPixFmt(source, working, allocator_);
         FramePtr extended = NewFrame(allocator_, working, info);
         for (std::uint8_t i = 0; i < GetPlanesCount(*texture); ++i) {
-            ExtendTexture(AsMat(texture->GetPlane(i)), AsMat(extended->GetPlane(i)), static_cast<int>(settings_.GetMargins().left),
-                          static_cast<int>(settings_.GetMargins().top));
+            ExtendTexture(AsMat(texture->GetPlane(i)), AsMat(extended->GetPlane(i)),
+                          static_cast<int>(settings_.GetMargins().left), static_cast<int>(settings_.GetMargins().top));
         }
         return isSubsampled ? ConvertPixFmt(*extended, source.GetPixFmt(), allocator_) : extended;
     }
@@ -119,6 +122,8 @@ private:
 
 }  // namespace
 
-OneInputPtr CreatePad(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<Pad>(factory, allocator); }
+OneInputPtr CreatePad(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<Pad>(factory, allocator);
+}
 
 }  // namespace Orvexa::Proc

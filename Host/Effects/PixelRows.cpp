@@ -23,7 +23,9 @@ constexpr int Q15(double factor) { return static_cast<int>(factor * kOne + (fact
 struct Weights {
     int red, green, blue;
 };
-constexpr Weights MakeWeights(double red, double blue, int sum) { return {Q15(red), sum - Q15(red) - Q15(blue), Q15(blue)}; }
+constexpr Weights MakeWeights(double red, double blue, int sum) {
+    return {Q15(red), sum - Q15(red) - Q15(blue), Q15(blue)};
+}
 constexpr Weights kY = MakeWeights(0.299, 0.114, kOne);
 constexpr Weights kCb = MakeWeights(-0.299 / 1.772, 0.5, 0);
 constexpr Weights kCr = MakeWeights(0.5, -0.114 / 1.402, 0);
@@ -33,7 +35,9 @@ constexpr int kGreenCb = Q15(-0.114 * 1.772 / 0.587 / 2), kGreenCr = Q15(-0.299 
 
 constexpr int Times(int value, int factor) { return (value * factor + kOne / 2) >> 15; }
 constexpr int Rounded(int sum, int bits) { return (sum + (1 << (bits - 1))) >> bits; }
-constexpr std::uint8_t ClampByte(int value) { return static_cast<std::uint8_t>(value < 0 ? 0 : value > 255 ? 255 : value); }
+constexpr std::uint8_t ClampByte(int value) {
+    return static_cast<std::uint8_t>(value < 0 ? 0 : value > 255 ? 255 : value);
+}
 
 constexpr std::uint8_t WeightedSum(int red, int green, int blue, const Weights& weights, int offset) {
     const auto term = [](int value, int factor) { return Times(value << kForwardBits, factor); };
@@ -45,9 +49,11 @@ struct Rgb {
     std::uint8_t red, green, blue;
 };
 constexpr Rgb ToRgb(int y, int cb, int cr) {
-    const int luma = y << kBackwardBits, u = (cb - kNeutral) * (2 << kBackwardBits), v = (cr - kNeutral) * (2 << kBackwardBits);
+    const int luma = y << kBackwardBits, u = (cb - kNeutral) * (2 << kBackwardBits),
+              v = (cr - kNeutral) * (2 << kBackwardBits);
     const auto finish = [](int sum) { return ClampByte(Rounded(sum, kBackwardBits)); };
-    return {finish(luma + Times(v, kRedCr)), finish(luma + Times(u, kGreenCb) + Times(v, kGreenCr)), finish(luma + Times(u, kBlueCb))};
+    return {finish(luma + Times(v, kRedCr)), finish(luma + Times(u, kGreenCb) + Times(v, kGreenCr)),
+            finish(luma + Times(u, kBlueCb))};
 }
 
 }  // namespace Orvexa::Proc::PixelRows
@@ -61,8 +67,12 @@ namespace Orvexa::Proc::PixelRows::HWY_NAMESPACE {
 
 std::size_t Shuffle(const ByteOrder&, const std::uint8_t*, std::uint8_t*, std::size_t) { return 0; }
 std::size_t RgbToLuma(const PackedLayout&, const std::uint8_t*, std::uint8_t*, std::size_t) { return 0; }
-std::size_t RgbToYcc(const PackedLayout&, const std::uint8_t*, std::uint8_t*, std::uint8_t*, std::uint8_t*, std::size_t) { return 0; }
-std::size_t YccToRgb(const PackedLayout&, const std::uint8_t*, const std::uint8_t*, const std::uint8_t*, std::uint8_t*, std::size_t) {
+std::size_t RgbToYcc(const PackedLayout&, const std::uint8_t*, std::uint8_t*, std::uint8_t*, std::uint8_t*,
+                     std::size_t) {
+    return 0;
+}
+std::size_t YccToRgb(const PackedLayout&, const std::uint8_t*, const std::uint8_t*, const std::uint8_t*, std::uint8_t*,
+                     std::size_t) {
     return 0;
 }
 
@@ -83,7 +93,8 @@ std::size_t Shuffle(const ByteOrder& order, const std::uint8_t* from, std::uint8
     HWY_ALIGN std::uint8_t fill[kBlock];
     for (std::size_t i = 0; i < kBlock; ++i) {
         const int source = i / toBytes < kPixels ? order.order[i % toBytes] : -1;
-        index[i] = source < 0 ? std::uint8_t{0x80} : static_cast<std::uint8_t>(i / toBytes * fromBytes + static_cast<std::size_t>(source));
+        index[i] = source < 0 ? std::uint8_t{0x80}
+                              : static_cast<std::uint8_t>(i / toBytes * fromBytes + static_cast<std::size_t>(source));
         fill[i] = source < 0 ? 255 : 0;
     }
     const hn::Full128<std::uint8_t> d;
@@ -101,9 +112,13 @@ std::size_t Shuffle(const ByteOrder& order, const std::uint8_t* from, std::uint8
 // Samples 0..255 of one half of a vector, widened; and back, clamped.
 HWY_INLINE V16 Low(V8 v) { return hn::PromoteTo(D16(), hn::LowerHalf(DHalf(), v)); }
 HWY_INLINE V16 High(V8 v) { return hn::PromoteTo(D16(), hn::UpperHalf(DHalf(), v)); }
-HWY_INLINE V8 Join(V16 low, V16 high) { return hn::Combine(D8(), hn::DemoteTo(DHalf(), high), hn::DemoteTo(DHalf(), low)); }
+HWY_INLINE V8 Join(V16 low, V16 high) {
+    return hn::Combine(D8(), hn::DemoteTo(DHalf(), high), hn::DemoteTo(DHalf(), low));
+}
 
-HWY_INLINE V16 Times(V16 value, int factor) { return hn::MulFixedPoint15(value, hn::Set(D16(), static_cast<std::int16_t>(factor))); }
+HWY_INLINE V16 Times(V16 value, int factor) {
+    return hn::MulFixedPoint15(value, hn::Set(D16(), static_cast<std::int16_t>(factor)));
+}
 template <int kBits>
 HWY_INLINE V16 Rounded(V16 sum) {
     return hn::ShiftRight<kBits>(hn::Add(sum, hn::Set(D16(), std::int16_t{1 << (kBits - 1)})));
@@ -113,12 +128,14 @@ struct RgbVectors {
     V16 red, green, blue;
 };
 HWY_INLINE V16 WeightedSum(const RgbVectors& rgb, const Weights& weights, int offset) {
-    const V16 sum = hn::Add(hn::Add(Times(rgb.red, weights.red), Times(rgb.green, weights.green)), Times(rgb.blue, weights.blue));
+    const V16 sum =
+        hn::Add(hn::Add(Times(rgb.red, weights.red), Times(rgb.green, weights.green)), Times(rgb.blue, weights.blue));
     return hn::Add(Rounded<kForwardBits>(sum), hn::Set(D16(), static_cast<std::int16_t>(offset)));
 }
 
 template <int kBytes, int kRed, int kGreen, int kBlue, bool kHasChroma>
-std::size_t RgbToYccBlocks(const std::uint8_t* rgb, std::uint8_t* luma, std::uint8_t* cb, std::uint8_t* cr, std::size_t pixels) {
+std::size_t RgbToYccBlocks(const std::uint8_t* rgb, std::uint8_t* luma, std::uint8_t* cb, std::uint8_t* cr,
+                           std::size_t pixels) {
     const D8 d;
     const std::size_t lanes = hn::Lanes(d);
     std::size_t i = 0;
@@ -144,7 +161,8 @@ std::size_t RgbToYccBlocks(const std::uint8_t* rgb, std::uint8_t* luma, std::uin
 HWY_INLINE RgbVectors ToRgbVectors(V16 y, V16 cb, V16 cr) {
     const V16 neutral = hn::Set(D16(), kNeutral);
     const V16 luma = hn::ShiftLeft<kBackwardBits>(y);
-    const V16 u = hn::ShiftLeft<kBackwardBits + 1>(hn::Sub(cb, neutral)), v = hn::ShiftLeft<kBackwardBits + 1>(hn::Sub(cr, neutral));
+    const V16 u = hn::ShiftLeft<kBackwardBits + 1>(hn::Sub(cb, neutral)),
+              v = hn::ShiftLeft<kBackwardBits + 1>(hn::Sub(cr, neutral));
     return {Rounded<kBackwardBits>(hn::Add(luma, Times(v, kRedCr))),
             Rounded<kBackwardBits>(hn::Add(hn::Add(luma, Times(u, kGreenCb)), Times(v, kGreenCr))),
             Rounded<kBackwardBits>(hn::Add(luma, Times(u, kBlueCb)))};
@@ -177,8 +195,10 @@ std::size_t YccToRgbBlocks(const std::uint8_t* luma, const std::uint8_t* cb, con
 template <class Use>
 HWY_INLINE std::size_t WithLayout(const PackedLayout& layout, Use&& use) {
     const bool isRedFirst = layout.red < layout.blue;
-    if (layout.bytes == 3) return isRedFirst ? use.template operator()<3, 0, 1, 2>() : use.template operator()<3, 2, 1, 0>();
-    if (layout.alpha == 0) return isRedFirst ? use.template operator()<4, 1, 2, 3>() : use.template operator()<4, 3, 2, 1>();
+    if (layout.bytes == 3)
+        return isRedFirst ? use.template operator()<3, 0, 1, 2>() : use.template operator()<3, 2, 1, 0>();
+    if (layout.alpha == 0)
+        return isRedFirst ? use.template operator()<4, 1, 2, 3>() : use.template operator()<4, 3, 2, 1>();
     return isRedFirst ? use.template operator()<4, 0, 1, 2>() : use.template operator()<4, 2, 1, 0>();
 }
 
@@ -187,14 +207,14 @@ std::size_t RgbToLuma(const PackedLayout& layout, const std::uint8_t* rgb, std::
         return RgbToYccBlocks<kBytes, kRed, kGreen, kBlue, false>(rgb, luma, nullptr, nullptr, pixels);
     });
 }
-std::size_t RgbToYcc(const PackedLayout& layout, const std::uint8_t* rgb, std::uint8_t* luma, std::uint8_t* cb, std::uint8_t* cr,
-                     std::size_t pixels) {
+std::size_t RgbToYcc(const PackedLayout& layout, const std::uint8_t* rgb, std::uint8_t* luma, std::uint8_t* cb,
+                     std::uint8_t* cr, std::size_t pixels) {
     return WithLayout(layout, [&]<int kBytes, int kRed, int kGreen, int kBlue>() {
         return RgbToYccBlocks<kBytes, kRed, kGreen, kBlue, true>(rgb, luma, cb, cr, pixels);
     });
 }
-std::size_t YccToRgb(const PackedLayout& layout, const std::uint8_t* luma, const std::uint8_t* cb, const std::uint8_t* cr,
-                     std::uint8_t* rgb, std::size_t pixels) {
+std::size_t YccToRgb(const PackedLayout& layout, const std::uint8_t* luma, const std::uint8_t* cb,
+                     const std::uint8_t* cr, std::uint8_t* rgb, std::size_t pixels) {
     return WithLayout(layout, [&]<int kBytes, int kRed, int kGreen, int kBlue>() {
         return YccToRgbBlocks<kBytes, kRed, kGreen, kBlue>(luma, cb, cr, rgb, pixels);
     });
@@ -216,12 +236,15 @@ HWY_EXPORT(YccToRgb);
 }  // namespace PixelRows
 
 PackedLayout GetPackedLayout(const PixFmtDescription& description) {
-    return {description.bytesPerPixel, description.red, description.GetGreen(), description.GetBlue(), description.alpha};
+    return {description.bytesPerPixel, description.red, description.GetGreen(), description.GetBlue(),
+            description.alpha};
 }
 
 ByteOrder MakeByteOrder(const PackedLayout& from, const PackedLayout& to) {
     ByteOrder order{from.bytes, to.bytes, {}};
-    const auto set = [&](int byte, int source) { order.order[static_cast<std::size_t>(byte)] = static_cast<std::int8_t>(source); };
+    const auto set = [&](int byte, int source) {
+        order.order[static_cast<std::size_t>(byte)] = static_cast<std::int8_t>(source);
+    };
     set(to.red, from.red);
     set(to.green, from.green);
     set(to.blue, from.blue);
@@ -249,9 +272,10 @@ void RgbToLumaRow(const PackedLayout& layout, const std::uint8_t* rgb, std::uint
     }
 }
 
-void RgbToYccRow(const PackedLayout& layout, const std::uint8_t* rgb, std::uint8_t* luma, std::uint8_t* cb, std::uint8_t* cr,
-                 std::size_t pixels) {
-    for (std::size_t i = HWY_DYNAMIC_DISPATCH(PixelRows::RgbToYcc)(layout, rgb, luma, cb, cr, pixels); i < pixels; ++i) {
+void RgbToYccRow(const PackedLayout& layout, const std::uint8_t* rgb, std::uint8_t* luma, std::uint8_t* cb,
+                 std::uint8_t* cr, std::size_t pixels) {
+    for (std::size_t i = HWY_DYNAMIC_DISPATCH(PixelRows::RgbToYcc)(layout, rgb, luma, cb, cr, pixels); i < pixels;
+         ++i) {
         const std::uint8_t* p = rgb + i * static_cast<std::size_t>(layout.bytes);
         const auto sum = [&](const PixelRows::Weights& weights, int offset) {
             return PixelRows::WeightedSum(p[layout.red], p[layout.green], p[layout.blue], weights, offset);
@@ -262,9 +286,10 @@ void RgbToYccRow(const PackedLayout& layout, const std::uint8_t* rgb, std::uint8
     }
 }
 
-void YccToRgbRow(const PackedLayout& layout, const std::uint8_t* luma, const std::uint8_t* cb, const std::uint8_t* cr, std::uint8_t* rgb,
-                 std::size_t pixels) {
-    for (std::size_t i = HWY_DYNAMIC_DISPATCH(PixelRows::YccToRgb)(layout, luma, cb, cr, rgb, pixels); i < pixels; ++i) {
+void YccToRgbRow(const PackedLayout& layout, const std::uint8_t* luma, const std::uint8_t* cb, const std::uint8_t* cr,
+                 std::uint8_t* rgb, std::size_t pixels) {
+    for (std::size_t i = HWY_DYNAMIC_DISPATCH(PixelRows::YccToRgb)(layout, luma, cb, cr, rgb, pixels); i < pixels;
+         ++i) {
         const PixelRows::Rgb value = PixelRows::ToRgb(luma[i], cb[i], cr[i]);
         std::uint8_t* p = rgb + i * static_cast<std::size_t>(layout.bytes);
         p[layout.red] = value.red;

@@ -1,8 +1,8 @@
 // Rows of packed pixels: byte order, and the way between RGB and Y'CbCr.
 //
-// Y'CbCr is full range ITU-R BT.601 (the JPEG convention), here in 16-bit fixed point: each product is rounded to 1/128 of a level (1/64 on
-// the way back) and the sum of products to a level, so that results lie within 0.52 of the exact value, and neutral greys stay
-// exactly neutral. All processors compute the same bytes.
+// Y'CbCr is full range ITU-R BT.601 (the JPEG convention), here in 16-bit fixed point: each product is rounded to 1/128
+// of a level (1/64 on the way back) and the sum of products to a level, so that results lie within 0.52 of the exact
+// value, and neutral greys stay exactly neutral. All processors compute the same bytes.
 #pragma once
 
 #include <array>
@@ -22,8 +22,8 @@ struct PackedLayout {
 /// The layout of a packed format.
 PackedLayout GetPackedLayout(const PixFmtDescription& description);
 
-/// Builds pixels of `toBytes` bytes from pixels of `fromBytes` bytes: byte k becomes byte order[k] of the source pixel, or 255 where that
-/// is -1.
+/// Builds pixels of `toBytes` bytes from pixels of `fromBytes` bytes: byte k becomes byte order[k] of the source pixel,
+/// or 255 where that is -1.
 struct ByteOrder {
     int fromBytes, toBytes;
     std::array<std::int8_t, 4> order;
@@ -34,10 +34,10 @@ ByteOrder MakeGrayOrder(const PackedLayout& to);
 
 void ShuffleRow(const ByteOrder& order, const std::uint8_t* from, std::uint8_t* to, std::size_t pixels);
 void RgbToLumaRow(const PackedLayout& layout, const std::uint8_t* rgb, std::uint8_t* luma, std::size_t pixels);
-void RgbToYccRow(const PackedLayout& layout, const std::uint8_t* rgb, std::uint8_t* luma, std::uint8_t* cb, std::uint8_t* cr,
-                 std::size_t pixels);
+void RgbToYccRow(const PackedLayout& layout, const std::uint8_t* rgb, std::uint8_t* luma, std::uint8_t* cb,
+                 std::uint8_t* cr, std::size_t pixels);
 /// Sets alpha to 255.
-void YccToRgbRow(const PackedLayout& layout, const std::uint8_t* luma, const std::uint8_t* cb, const std::uint8_t* cr, std::uint8_t* rgb,
-                 std::size_t pixels);
+void YccToRgbRow(const PackedLayout& layout, const std::uint8_t* luma, const std::uint8_t* cb, const std::uint8_t* cr,
+                 std::uint8_t* rgb, std::size_t pixels);
 
 }  // namespace Orvexa::Proc

@@ -25,7 +25,8 @@ Table IndexTable(int number) {
 Table PictureTable(int number) {
     Table table;
     for (int sample = 0; sample < 256; ++sample) {
-        table[sample] = static_cast<std::uint8_t>(number == 1 ? 128 : (LevelOf(sample, number) * 255 + (number - 1) / 2) / (number - 1));
+        table[sample] = static_cast<std::uint8_t>(
+            number == 1 ? 128 : (LevelOf(sample, number) * 255 + (number - 1) / 2) / (number - 1));
     }
     return table;
 }
@@ -55,8 +56,10 @@ protected:
 private:
     // A grey frame, whatever the picture's format: its plane 0 is all that is asked for.
     FramePtr MakeIndices(const IDataVideo& picture, const Table& table) const {
-        const bool hasLuma = PixFmtDescription::Get(picture.GetPixFmt()).IsPlanar() || picture.GetPixFmt() == PixFmt::Gray8;
-        const ConstFramePtr luma = hasLuma ? ConstFramePtr(&picture) : ConstFramePtr(ConvertPixFmt(picture, PixFmt::Gray8, allocator_));
+        const bool hasLuma =
+            PixFmtDescription::Get(picture.GetPixFmt()).IsPlanar() || picture.GetPixFmt() == PixFmt::Gray8;
+        const ConstFramePtr luma =
+            hasLuma ? ConstFramePtr(&picture) : ConstFramePtr(ConvertPixFmt(picture, PixFmt::Gray8, allocator_));
         FramePtr indices = NewFrame(allocator_, PixFmt::Gray8, picture.GetFrameInfo());
         Apply(table, GetChannel(*luma, ChannelKind::Luma), GetChannel(*indices, ChannelKind::Luma));
         return indices;
@@ -64,19 +67,21 @@ private:
 
     // Packed formats reduce each colour, the others their luma, which leaves chroma as smooth as it was.
     FramePtr MakePicture(const FramePtr& picture, const Table& table) const {
-        FramePtr source = picture->GetPixFmt() == PixFmt::Pal8 ? ConvertPixFmt(*picture, PixFmt::Rgba, allocator_) : picture;
+        FramePtr source =
+            picture->GetPixFmt() == PixFmt::Pal8 ? ConvertPixFmt(*picture, PixFmt::Rgba, allocator_) : picture;
         FramePtr reduced = CloneFrame(*source, kCloneIndependent);
         const PixFmtDescription& description = PixFmtDescription::Get(reduced->GetPixFmt());
         if (description.kind != PixFmtDescription::Kind::Packed) {
-            Apply(table, GetChannel(std::as_const(*source), ChannelKind::Luma), GetChannel(*reduced, ChannelKind::Luma));
+            Apply(table, GetChannel(std::as_const(*source), ChannelKind::Luma),
+                  GetChannel(*reduced, ChannelKind::Luma));
             return reduced;
         }
         const Plane plane = reduced->GetPlane(0);
         const FrameInfo& info = reduced->GetFrameInfo();
         for (int byte = 0; byte < description.bytesPerPixel; ++byte) {
             if (byte == description.alpha) continue;
-            const Channel channel{plane.GetData() + byte, plane.GetStride(), description.bytesPerPixel, static_cast<int>(info.width),
-                                  static_cast<int>(info.height)};
+            const Channel channel{plane.GetData() + byte, plane.GetStride(), description.bytesPerPixel,
+                                  static_cast<int>(info.width), static_cast<int>(info.height)};
             Apply(table, channel, channel);
         }
         return reduced;
@@ -85,6 +90,8 @@ private:
 
 }  // namespace
 
-OneInputPtr CreatePosterize(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<Posterize>(factory, allocator); }
+OneInputPtr CreatePosterize(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<Posterize>(factory, allocator);
+}
 
 }  // namespace Orvexa::Proc

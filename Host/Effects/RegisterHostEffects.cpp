@@ -19,8 +19,8 @@
 
 namespace Orvexa::Proc {
 
-OneInputCreator CreateAlphaExtractor, CreateAperture, CreateColorspaceConverter, CreateExtraAlphaExtractor, CreateMorphology, CreatePad,
-    CreatePosterize, CreateRemapping, CreateResizer, CreateSmartBlur;
+OneInputCreator CreateAlphaExtractor, CreateAperture, CreateColorspaceConverter, CreateExtraAlphaExtractor,
+    CreateMorphology, CreatePad, CreatePosterize, CreateRemapping, CreateResizer, CreateSmartBlur;
 TwoInputCreator CreateAlphaInserter, CreateCompose, CreateGrabCut, CreateImageBlender;
 
 namespace {

@@ -1,8 +1,8 @@
-// Remapping: every pixel of the result is a bilinear sample of the frame at a position that a function gives. Positions outside are clamped
-// to the edge.
+// Remapping: every pixel of the result is a bilinear sample of the frame at a position that a function gives. Positions
+// outside are clamped to the edge.
 //
-// The function is evaluated for a few rows at a time, next to the sampling: positions of a whole picture would take eight bytes a pixel.
-// Samples of subsampled planes move like the pixel at their upper left.
+// The function is evaluated for a few rows at a time, next to the sampling: positions of a whole picture would take
+// eight bytes a pixel. Samples of subsampled planes move like the pixel at their upper left.
 
 #include <algorithm>
 #include <bit>
@@ -21,7 +21,8 @@ namespace {
 constexpr int kBlockRows = 16, kBlockColumns = 2048;
 constexpr int kMaxSourceSide = 32766;  // cv::remap counts in 16 bits
 
-// Bounds of positions, which are clamped to one sample around the source at the same time. What is not a number goes to the first sample.
+// Bounds of positions, which are clamped to one sample around the source at the same time. What is not a number goes to
+// the first sample.
 struct Bounds {
     int first, end;
 };
@@ -40,14 +41,20 @@ Bounds ClampPositions(cv::Mat& positions, int sourceSide) {
             high = std::max(high, bits);
         }
     }
-    return {static_cast<int>(std::bit_cast<float>(low)), std::min(static_cast<int>(std::bit_cast<float>(high)) + 2, sourceSide)};
+    return {static_cast<int>(std::bit_cast<float>(low)),
+            std::min(static_cast<int>(std::bit_cast<float>(high)) + 2, sourceSide)};
 }
 
 // The positions of a block in a plane of which every sample stands for 2^shift pixels.
 class PlanePositions {
 public:
     PlanePositions(const SettingsEffectRemapping::RowFunction& function, int pixelsPerRow, int shiftX, int shiftY)
-        : function_(function), pixelsPerRow_(pixelsPerRow), shiftX_(shiftX), shiftY_(shiftY), rowX_(pixelsPerRow), rowY_(pixelsPerRow) {}
+        : function_(function),
+          pixelsPerRow_(pixelsPerRow),
+          shiftX_(shiftX),
+          shiftY_(shiftY),
+          rowX_(pixelsPerRow),
+          rowY_(pixelsPerRow) {}
 
     void FillRow(int y, int width, float* sourceX, float* sourceY) {
         if (shiftX_ == 0 && shiftY_ == 0) {
@@ -59,8 +66,10 @@ public:
         const float scaleX = 1.0f / static_cast<float>(1 << shiftX_), scaleY = 1.0f / static_cast<float>(1 << shiftY_);
         for (int x = 0; x < width; ++x) {
             const int pixelX = x << shiftX_;
-            sourceX[x] = static_cast<float>(x) + (rowX_[static_cast<std::size_t>(pixelX)] - static_cast<float>(pixelX)) * scaleX;
-            sourceY[x] = static_cast<float>(y) + (rowY_[static_cast<std::size_t>(pixelX)] - static_cast<float>(pixelY)) * scaleY;
+            sourceX[x] =
+                static_cast<float>(x) + (rowX_[static_cast<std::size_t>(pixelX)] - static_cast<float>(pixelX)) * scaleX;
+            sourceY[x] =
+                static_cast<float>(y) + (rowY_[static_cast<std::size_t>(pixelX)] - static_cast<float>(pixelY)) * scaleY;
         }
     }
 
@@ -73,12 +82,14 @@ private:
 void RemapBlock(const cv::Mat& source, cv::Mat block, cv::Mat mapX, cv::Mat mapY) {
     const Bounds columns = ClampPositions(mapX, source.cols), rows = ClampPositions(mapY, source.rows);
     if (columns.end - columns.first > kMaxSourceSide || rows.end - rows.first > kMaxSourceSide) {
-        Throw("The picture is too large to be moved about this far: neighbouring pixels come from more than 32766 pixels apart");
+        Throw(
+            "The picture is too large to be moved about this far: neighbouring pixels come from more than 32766 pixels "
+            "apart");
     }
     mapX -= columns.first;
     mapY -= rows.first;
-    cv::remap(source(cv::Range(rows.first, rows.end), cv::Range(columns.first, columns.end)), block, mapX, mapY, cv::INTER_LINEAR,
-              cv::BORDER_REPLICATE);
+    cv::remap(source(cv::Range(rows.first, rows.end), cv::Range(columns.first, columns.end)), block, mapX, mapY,
+              cv::INTER_LINEAR, cv::BORDER_REPLICATE);
 }
 
 class Remapping : public HostOneInput<SettingsEffectRemapping> {
@@ -88,12 +99,13 @@ public:
 protected:
     void Process(FramePtr& frame) override {
         if (!settings_.GetRowFunction()) Throw("Settings are not set!");
-        const ConstFramePtr source = frame->GetPixFmt() == PixFmt::Pal8 ? ConvertPixFmt(*frame, PixFmt::Rgba, allocator_) : frame;
+        const ConstFramePtr source =
+            frame->GetPixFmt() == PixFmt::Pal8 ? ConvertPixFmt(*frame, PixFmt::Rgba, allocator_) : frame;
         const PixFmtDescription& description = PixFmtDescription::Get(source->GetPixFmt());
         const FramePtr moved = NewFrame(allocator_, source->GetPixFmt(), source->GetFrameInfo());
         for (std::uint8_t i = 0; i < description.planes; ++i) {
-            PlanePositions positions(settings_.GetRowFunction(), static_cast<int>(source->GetFrameInfo().width), description.GetShiftX(i),
-                                     description.GetShiftY(i));
+            PlanePositions positions(settings_.GetRowFunction(), static_cast<int>(source->GetFrameInfo().width),
+                                     description.GetShiftX(i), description.GetShiftY(i));
             RemapPlane(AsMat(source->GetPlane(i)), AsMat(moved->GetPlane(i)), positions);
         }
         frame = moved;
@@ -104,7 +116,8 @@ private:
         cv::Mat mapX(kBlockRows, target.cols, CV_32F), mapY(kBlockRows, target.cols, CV_32F);
         for (int top = 0; top < target.rows; top += kBlockRows) {
             const int height = std::min(kBlockRows, target.rows - top);
-            for (int y = 0; y < height; ++y) positions.FillRow(top + y, target.cols, mapX.ptr<float>(y), mapY.ptr<float>(y));
+            for (int y = 0; y < height; ++y)
+                positions.FillRow(top + y, target.cols, mapX.ptr<float>(y), mapY.ptr<float>(y));
             for (int left = 0; left < target.cols; left += kBlockColumns) {
                 const cv::Rect place(left, 0, std::min(kBlockColumns, target.cols - left), height);
                 RemapBlock(source, target(place + cv::Point(0, top)), mapX(place), mapY(place));
@@ -115,6 +128,8 @@ private:
 
 }  // namespace
 
-OneInputPtr CreateRemapping(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<Remapping>(factory, allocator); }
+OneInputPtr CreateRemapping(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<Remapping>(factory, allocator);
+}
 
 }  // namespace Orvexa::Proc

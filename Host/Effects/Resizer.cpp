@@ -1,9 +1,9 @@
 // Resizer: scales a frame plane by plane, chroma to the chroma grid of the new size.
 //
-// Where an axis shrinks, the samples under each new one are averaged, so that fine patterns fade instead of turning into false ones. A
-// transparent picture's colours are mixed in proportion to their alpha, so that what is hidden does not tint what shows. An
-// indexed frame keeps its indices with the nearest-neighbour method only: any other mixes colours that its palette lacks, so the frame
-// is expanded first and the result is RGBA.
+// Where an axis shrinks, the samples under each new one are averaged, so that fine patterns fade instead of turning
+// into false ones. A transparent picture's colours are mixed in proportion to their alpha, so that what is hidden does
+// not tint what shows. An indexed frame keeps its indices with the nearest-neighbour method only: any other mixes
+// colours that its palette lacks, so the frame is expanded first and the result is RGBA.
 
 #include <algorithm>
 #include <cmath>
@@ -107,7 +107,8 @@ void ResizePlane(const cv::Mat& from, cv::Mat to, int enlarging) {
     } else {
         // Averaging is for both axes or none: the shrinking one first, which leaves less to enlarge.
         cv::Mat narrowed;
-        cv::resize(from, narrowed, cv::Size(std::min(size.width, from.cols), std::min(size.height, from.rows)), 0, 0, cv::INTER_AREA);
+        cv::resize(from, narrowed, cv::Size(std::min(size.width, from.cols), std::min(size.height, from.rows)), 0, 0,
+                   cv::INTER_AREA);
         cv::resize(narrowed, to, size, 0, 0, enlarging);
     }
 }
@@ -115,8 +116,10 @@ void ResizePlane(const cv::Mat& from, cv::Mat to, int enlarging) {
 // Products of two bytes in 16 bits, halved to leave room for the overshoot of cubic and Lanczos weights.
 constexpr double kProductScale = 0.5;
 
-// One colour channel of a plane, mixed in proportion to the alpha on the plane's grid. Where nothing shows, the target is left as it is.
-void ResizeWeighted(const cv::Mat& from, const cv::Mat& alpha, const cv::Mat& resizedAlpha, cv::Mat to, int channel, int enlarging) {
+// One colour channel of a plane, mixed in proportion to the alpha on the plane's grid. Where nothing shows, the target
+// is left as it is.
+void ResizeWeighted(const cv::Mat& from, const cv::Mat& alpha, const cv::Mat& resizedAlpha, cv::Mat to, int channel,
+                    int enlarging) {
     cv::Mat samples, products, resized(to.size(), CV_16U);
     cv::extractChannel(from, samples, channel);
     cv::multiply(samples, alpha, products, kProductScale, CV_16U);
@@ -147,7 +150,8 @@ protected:
         FramePtr target = NewFrame(allocator_, source->GetPixFmt(), info);
         const PixFmtDescription& description = PixFmtDescription::Get(source->GetPixFmt());
         for (std::uint8_t i = 0; i < description.planes; ++i) {
-            ResizePlane(AsMat(source->GetPlane(i)), AsMat(target->GetPlane(i)), EnlargingInterpolation(method, description.IsChroma(i)));
+            ResizePlane(AsMat(source->GetPlane(i)), AsMat(target->GetPlane(i)),
+                        EnlargingInterpolation(method, description.IsChroma(i)));
         }
         if (method != Methods::Nearest && IsTransparent(*source)) WeightColors(*source, *target, method);
         frame = std::move(target);
@@ -159,7 +163,8 @@ private:
         const auto colorPlanes = static_cast<std::uint8_t>(description.IsPlanar() ? 3 : 1);
         for (std::uint8_t i = 0; i < colorPlanes; ++i) {
             const int enlarging = EnlargingInterpolation(method, description.IsChroma(i));
-            const cv::Mat from = AsMat(source.GetPlane(i)), to = AsMat(target.GetPlane(i)), alpha = AlphaOnGridOf(source, i);
+            const cv::Mat from = AsMat(source.GetPlane(i)), to = AsMat(target.GetPlane(i)),
+                          alpha = AlphaOnGridOf(source, i);
             cv::Mat scaled, resizedAlpha(to.size(), CV_16U);
             alpha.convertTo(scaled, CV_16U, 255.0 * kProductScale);  // as fine as the products
             ResizePlane(scaled, resizedAlpha, enlarging);
@@ -173,6 +178,8 @@ private:
 
 }  // namespace
 
-OneInputPtr CreateResizer(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<Resizer>(factory, allocator); }
+OneInputPtr CreateResizer(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<Resizer>(factory, allocator);
+}
 
 }  // namespace Orvexa::Proc

@@ -1,9 +1,9 @@
 // SmartBlur: smooths what varies little and keeps what varies much.
 //
-// A guided filter with the picture as its own guide (K. He, J. Sun, X. Tang, "Guided image filtering", IEEE TPAMI 35(6), 2013): in every
-// window the picture is replaced by a * picture + (1 - a) * mean, a = variance / (variance + tolerance), so that windows with an edge keep
-// it. With an endless tolerance the filter becomes two box filters. Its cost does not depend on the radius. In a transparent picture all
-// means are weighted by alpha.
+// A guided filter with the picture as its own guide (K. He, J. Sun, X. Tang, "Guided image filtering", IEEE TPAMI
+// 35(6), 2013): in every window the picture is replaced by a * picture + (1 - a) * mean, a = variance / (variance +
+// tolerance), so that windows with an edge keep it. With an endless tolerance the filter becomes two box filters. Its
+// cost does not depend on the radius. In a transparent picture all means are weighted by alpha.
 
 #include <algorithm>
 #include <cmath>
@@ -20,8 +20,9 @@ namespace Orvexa::Proc {
 namespace {
 
 constexpr double kPercent = 100.0;
-constexpr double kMaxRadius = 14.0;        // pixels
-constexpr double kToleranceAtHalf = 48.0;  // levels: the standard deviation of an edge of which half survives at 50 percent
+constexpr double kMaxRadius = 14.0;  // pixels
+constexpr double kToleranceAtHalf =
+    48.0;  // levels: the standard deviation of an edge of which half survives at 50 percent
 constexpr double kSharpenDeviation = 1.5;  // pixels
 
 struct Strength {
@@ -37,11 +38,13 @@ cv::Mat WeightedMean(const cv::Mat& values, const cv::Mat& weights, Blur&& blur)
     return weights.empty() ? blur(values) : cv::Mat(blur(values.mul(weights)) / cv::max(blur(weights), kNothing));
 }
 
-// One byte a sample; `weights` are 0..1 or empty; `shift`: log2 of how coarse the samples are against the picture's pixels.
+// One byte a sample; `weights` are 0..1 or empty; `shift`: log2 of how coarse the samples are against the picture's
+// pixels.
 cv::Mat Smoothed(const cv::Mat& samples, const cv::Mat& weights, const Strength& strength, int shift) {
     cv::Mat picture;
     samples.convertTo(picture, CV_32F);
-    const int radius = static_cast<int>(std::lround(std::clamp(strength.radius / kPercent, 0.0, 1.0) * kMaxRadius)) >> shift;
+    const int radius =
+        static_cast<int>(std::lround(std::clamp(strength.radius / kPercent, 0.0, 1.0) * kMaxRadius)) >> shift;
     if (radius > 0 && strength.blur > 0) {
         const cv::Size window(2 * radius + 1, 2 * radius + 1);
         const auto mean = [&](const cv::Mat& values) {
@@ -90,7 +93,8 @@ protected:
         const PixFmtDescription& description = PixFmtDescription::Get(frame->GetPixFmt());
         const bool isPacked = description.kind == PixFmtDescription::Kind::Packed;
         if (isPacked && luma != chroma) {  // luma and chroma have to be taken apart
-            FramePtr apart = ConvertPixFmt(*frame, description.HasAlpha() ? PixFmt::Yuva444p : PixFmt::Yuv444p, allocator_);
+            FramePtr apart =
+                ConvertPixFmt(*frame, description.HasAlpha() ? PixFmt::Yuva444p : PixFmt::Yuv444p, allocator_);
             Smooth(apart, luma, chroma);
             frame = ConvertPixFmt(*apart, description.pixFmt, allocator_);
         } else {
@@ -113,10 +117,12 @@ private:
             if (isTransparent) AlphaOnGridOf(*frame, i).convertTo(weights, CV_32F, 1.0 / 255.0);
             const Strength& strength = description.IsChroma(i) ? chroma : luma;
             for (int channel = 0; channel < static_cast<int>(channels.size()); ++channel) {
-                const bool isAlpha = i == 3 || (description.alpha == channel && description.kind == PixFmtDescription::Kind::Packed);
+                const bool isAlpha =
+                    i == 3 || (description.alpha == channel && description.kind == PixFmtDescription::Kind::Packed);
                 if (!isAlpha && !strength.IsNeutral()) {
-                    channels[static_cast<std::size_t>(channel)] = Smoothed(channels[static_cast<std::size_t>(channel)], weights, strength,
-                                                                           std::max(description.GetShiftX(i), description.GetShiftY(i)));
+                    channels[static_cast<std::size_t>(channel)] =
+                        Smoothed(channels[static_cast<std::size_t>(channel)], weights, strength,
+                                 std::max(description.GetShiftX(i), description.GetShiftY(i)));
                 }
             }
             cv::merge(channels, target);
@@ -127,6 +133,8 @@ private:
 
 }  // namespace
 
-OneInputPtr CreateSmartBlur(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<SmartBlur>(factory, allocator); }
+OneInputPtr CreateSmartBlur(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<SmartBlur>(factory, allocator);
+}
 
 }  // namespace Orvexa::Proc

@@ -1,6 +1,7 @@
-// The mean of two windows of noise has less contrast than each of them, which shows as a pale grid. So levels are brought to a Gaussian
-// distribution first, blended with weights whose squares add up to 1, which leaves that distribution as it is, and brought back (E. Heitz,
-// F. Neyret, "High-performance by-example noise using a histogram-preserving blending operator", Proc. ACM CGIT 1(2), 2018).
+// The mean of two windows of noise has less contrast than each of them, which shows as a pale grid. So levels are
+// brought to a Gaussian distribution first, blended with weights whose squares add up to 1, which leaves that
+// distribution as it is, and brought back (E. Heitz, F. Neyret, "High-performance by-example noise using a
+// histogram-preserving blending operator", Proc. ACM CGIT 1(2), 2018).
 
 #include "Host/Effects/Texture.h"
 
@@ -34,7 +35,8 @@ int WeightAt(const Cell& cell, int position, int fade, bool fadesIn, bool fadesO
         if (distance < 0) return 0.0;
         return !isFading || distance >= fade ? 1.0 : std::sin((distance + 0.5) / fade * std::numbers::pi / 2.0);
     };
-    const double weight = rise(position - cell.begin, fadesIn) * rise(cell.begin + cell.length - 1 - position, fadesOut);
+    const double weight =
+        rise(position - cell.begin, fadesIn) * rise(cell.begin + cell.length - 1 - position, fadesOut);
     return static_cast<int>(std::lround(weight * kFullWeight));
 }
 
@@ -44,7 +46,8 @@ struct Axis {
     Cell texture;
     std::vector<Cell> cells;  // of windows
 
-    Axis(int textureSize, int origin, int targetSize) : size(targetSize), fade(textureSize / kFadeShare), texture{origin, textureSize} {
+    Axis(int textureSize, int origin, int targetSize)
+        : size(targetSize), fade(textureSize / kFadeShare), texture{origin, textureSize} {
         const int window = std::max(textureSize / kWindowShare, 1);
         for (int begin = 0; begin < targetSize; begin += window - fade) cells.push_back({begin, window});
     }
@@ -80,10 +83,12 @@ struct Distribution {
         auto next = levels.begin();
         for (int level = 0; level < 256; ++level) {
             if (shares[level] == 0.0) continue;
-            const auto middle = std::lower_bound(normal.begin(), normal.end() - 1, (below + shares[level] / 2.0) / total);
+            const auto middle =
+                std::lower_bound(normal.begin(), normal.end() - 1, (below + shares[level] / 2.0) / total);
             deviations[level] = static_cast<std::int16_t>(middle - normal.begin() - kMaxDeviation);
             below += shares[level];
-            for (; next != levels.end() && normal[static_cast<std::size_t>(next - levels.begin())] <= below / total; ++next) {
+            for (; next != levels.end() && normal[static_cast<std::size_t>(next - levels.begin())] <= below / total;
+                 ++next) {
                 *next = static_cast<std::uint8_t>(level);
             }
         }
@@ -93,8 +98,10 @@ struct Distribution {
 // Where the windows lie in the texture, by row and column of cells.
 class Windows {
 public:
-    Windows(const Axis& across, const Axis& down) : columns_(across.cells.size()), places_(columns_ * down.cells.size()) {
-        // The same content in two neighbours would double it in the fade between them, and a feature that comes back nearby shows.
+    Windows(const Axis& across, const Axis& down)
+        : columns_(across.cells.size()), places_(columns_ * down.cells.size()) {
+        // The same content in two neighbours would double it in the fade between them, and a feature that comes back
+        // nearby shows.
         const int unlike = std::max(across.texture.length, down.texture.length) / kUnlikeShare;
         const cv::Point shiftOfTexture(-across.texture.begin, -down.texture.begin);
         std::mt19937 random;  // NOLINT: a fixed seed
@@ -106,9 +113,11 @@ public:
                     const cv::Point shift = place - cv::Point(across.cells[column].begin, down.cells[row].begin);
                     int distance = Distance(shift, shiftOfTexture);
                     for (const auto& [dy, dx] : {std::pair{0, -1}, {-1, -1}, {-1, 0}, {-1, 1}}) {
-                        const std::size_t r = row + static_cast<std::size_t>(dy), c = column + static_cast<std::size_t>(dx);
+                        const std::size_t r = row + static_cast<std::size_t>(dy),
+                                          c = column + static_cast<std::size_t>(dx);
                         if (r >= down.cells.size() || c >= columns_) continue;  // -1 is beyond, too
-                        distance = std::min(distance, Distance(shift, Get(r, c) - cv::Point(across.cells[c].begin, down.cells[r].begin)));
+                        distance = std::min(distance, Distance(shift, Get(r, c) - cv::Point(across.cells[c].begin,
+                                                                                            down.cells[r].begin)));
                     }
                     if (distance <= best) continue;
                     best = distance;
@@ -123,8 +132,12 @@ public:
 private:
     static constexpr int kAttempts = 8;
 
-    static int Draw(std::mt19937& random, int range) { return static_cast<int>(random() % (static_cast<unsigned>(range) + 1)); }
-    static int Distance(const cv::Point& a, const cv::Point& b) { return std::max(std::abs(a.x - b.x), std::abs(a.y - b.y)); }
+    static int Draw(std::mt19937& random, int range) {
+        return static_cast<int>(random() % (static_cast<unsigned>(range) + 1));
+    }
+    static int Distance(const cv::Point& a, const cv::Point& b) {
+        return std::max(std::abs(a.x - b.x), std::abs(a.y - b.y));
+    }
 
     std::size_t columns_;
     std::vector<cv::Point> places_;
@@ -141,9 +154,11 @@ public:
         for (int channel = 0; channel < texture.channels(); ++channel) distributions_.emplace_back(texture, channel);
         for (std::size_t i = 0; i < across.cells.size(); ++i) {
             std::vector<int>& weights = windowWeights_.emplace_back();
-            for (int x = 0; x < across.cells[i].length; ++x) weights.push_back(across.WindowWeightAt(i, across.cells[i].begin + x));
+            for (int x = 0; x < across.cells[i].length; ++x)
+                weights.push_back(across.WindowWeightAt(i, across.cells[i].begin + x));
         }
-        for (int x = 0; x < across.texture.length; ++x) textureWeights_.push_back(across.TextureWeightAt(across.texture.begin + x));
+        for (int x = 0; x < across.texture.length; ++x)
+            textureWeights_.push_back(across.TextureWeightAt(across.texture.begin + x));
     }
 
     void FillRow(int y, std::uint8_t* row) {
@@ -173,7 +188,8 @@ private:
         int* sum = sums_.data() + static_cast<std::ptrdiff_t>(cell.begin) * channels;
         for (int x = 0; x < end; ++x) {
             const int weight = rowWeight * windowWeights_[column][static_cast<std::size_t>(x)] >> kWeightBits;
-            for (int k = 0; k < channels; ++k) *sum++ += weight * distributions_[static_cast<std::size_t>(k)].deviations[*samples++];
+            for (int k = 0; k < channels; ++k)
+                *sum++ += weight * distributions_[static_cast<std::size_t>(k)].deviations[*samples++];
         }
     }
 
@@ -185,7 +201,8 @@ private:
             const int weight = rowWeight * columnWeight >> kWeightBits;
             const int rest = static_cast<int>(std::lround(std::sqrt(kFullWeight * kFullWeight - weight * weight)));
             for (int k = 0; k < channels; ++k, ++sum) {
-                *sum = (weight * distributions_[static_cast<std::size_t>(k)].deviations[*samples++] + rest * *sum) / kFullWeight;
+                *sum = (weight * distributions_[static_cast<std::size_t>(k)].deviations[*samples++] + rest * *sum) /
+                       kFullWeight;
             }
         }
     }

@@ -23,11 +23,12 @@ bool HasAlphaWhere(const IDataVideo& frame, Predicate&& predicate) {
     return false;
 }
 
-// Hidden pixels take their colour from a picture of half the size, in which the resizer has weighted colours by alpha and whose own hidden
-// pixels are filled first.
+// Hidden pixels take their colour from a picture of half the size, in which the resizer has weighted colours by alpha
+// and whose own hidden pixels are filled first.
 void FillFromHalf(IDataVideo& frame, IOneInputEffectVideo& halver) {
     const FrameInfo info = frame.GetFrameInfo();
-    if ((info.width == 1 && info.height == 1) || !HasAlphaWhere(frame, [](std::uint8_t alpha) { return alpha == 0; })) return;
+    if ((info.width == 1 && info.height == 1) || !HasAlphaWhere(frame, [](std::uint8_t alpha) { return alpha == 0; }))
+        return;
     FramePtr half = CloneFrame(frame, kCloneView);
     halver.ProcessData(half);
     FillFromHalf(*half, halver);
@@ -39,7 +40,8 @@ void FillFromHalf(IDataVideo& frame, IOneInputEffectVideo& halver) {
             std::uint8_t* pixel = to.GetOffsetPtr(x, y);
             if (pixel[alphaByte] != 0) continue;
             std::memcpy(pixel,
-                        from.GetOffsetPtr(x * half->GetFrameInfo().width / info.width, y * half->GetFrameInfo().height / info.height),
+                        from.GetOffsetPtr(x * half->GetFrameInfo().width / info.width,
+                                          y * half->GetFrameInfo().height / info.height),
                         to.GetBytesPerPixel());
             pixel[alphaByte] = 0;
         }

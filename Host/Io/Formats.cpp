@@ -4,8 +4,8 @@ namespace Orvexa::Io {
 
 namespace {
 
-constexpr unsigned kExif = MetadataKind::Exif, kXmp = MetadataKind::Xmp, kIptc = MetadataKind::Iptc, kIcc = MetadataKind::Icc,
-                   kResolution = MetadataKind::Resolution, kComment = MetadataKind::Comment;
+constexpr unsigned kExif = MetadataKind::Exif, kXmp = MetadataKind::Xmp, kIptc = MetadataKind::Iptc,
+                   kIcc = MetadataKind::Icc, kResolution = MetadataKind::Resolution, kComment = MetadataKind::Comment;
 constexpr std::uint32_t kUnlimited = 0x7fffffff;
 
 constexpr MetadataKind kMetadataKinds[] = {

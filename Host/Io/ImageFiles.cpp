@@ -22,8 +22,8 @@ namespace Orvexa::Io {
 namespace {
 
 ImageCodecs& Codecs() {
-    static ImageCodecs& codecs =
-        reinterpret_cast<GetImageCodecsFunction*>(Proc::LoadSymbol(Proc::GetPluginDirectory() / kImageCodecsLibrary, kGetImageCodecs))();
+    static ImageCodecs& codecs = reinterpret_cast<GetImageCodecsFunction*>(
+        Proc::LoadSymbol(Proc::GetPluginDirectory() / kImageCodecsLibrary, kGetImageCodecs))();
     return codecs;
 }
 
@@ -65,14 +65,16 @@ private:
 
 void CheckQuality(const WriteOptions& options) {
     if (options.quality >= WriteOptions::kMinQuality && options.quality <= WriteOptions::kMaxQuality) return;
-    Throw("the quality must be from " + std::to_string(WriteOptions::kMinQuality) + " to " + std::to_string(WriteOptions::kMaxQuality));
+    Throw("the quality must be from " + std::to_string(WriteOptions::kMinQuality) + " to " +
+          std::to_string(WriteOptions::kMaxQuality));
 }
 
 }  // namespace
 
 FileFormat FindFormat(std::string_view suffix) {
     std::string name(suffix.substr(suffix.starts_with('.') ? 1 : 0));
-    std::transform(name.begin(), name.end(), name.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    std::transform(name.begin(), name.end(), name.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     std::string known;
     for (const FormatInfo& info : GetFormats()) {
         for (const std::string_view candidate : info.suffixes) {
@@ -80,7 +82,8 @@ FileFormat FindFormat(std::string_view suffix) {
             known += (known.empty() ? "" : ", ") + std::string(candidate);
         }
     }
-    Throw((name.empty() ? "a suffix is missing that tells the file format" : "\"" + name + "\" is not a known file format") +
+    Throw((name.empty() ? "a suffix is missing that tells the file format"
+                        : "\"" + name + "\" is not a known file format") +
           "; the formats are " + known);
 }
 
@@ -103,12 +106,14 @@ ImageSize ReadImageSize(const Core::ioPath& file, const ReadOptions& options) {
     return Codecs().ReadSize(input.GetDescriptor(), options);
 }
 
-LoadedImage ReadImage(std::span<const std::uint8_t> bytes, const Proc::AllocatorPtr& allocator, const ReadOptions& options) {
+LoadedImage ReadImage(std::span<const std::uint8_t> bytes, const Proc::AllocatorPtr& allocator,
+                      const ReadOptions& options) {
     if (bytes.empty()) Throw("the file is empty");
     return Codecs().Read(bytes, allocator, options);
 }
 
-Notes WriteImage(const Core::ioPath& file, const Proc::FramePtr& frame, const WriteOptions& options, const Proc::FactoryPtr& factory) {
+Notes WriteImage(const Core::ioPath& file, const Proc::FramePtr& frame, const WriteOptions& options,
+                 const Proc::FactoryPtr& factory) {
     return WriteImage(file, FindFormat(file.extension().string()), frame, options, factory);
 }
 
@@ -130,8 +135,8 @@ Notes WriteImage(const Core::ioPath& file, FileFormat format, const Proc::FrameP
     return notes;
 }
 
-Notes EncodeImage(std::vector<std::uint8_t>& bytes, FileFormat format, const Proc::FramePtr& frame, const WriteOptions& options,
-                  const Proc::FactoryPtr& factory) {
+Notes EncodeImage(std::vector<std::uint8_t>& bytes, FileFormat format, const Proc::FramePtr& frame,
+                  const WriteOptions& options, const Proc::FactoryPtr& factory) {
     CheckQuality(options);
     return Codecs().Write(bytes, format, ToWritable(frame, factory), options);
 }

@@ -40,8 +40,8 @@ Core::ioPath FollowLinks(Core::ioPath file) {
     return file;
 }
 
-// Gives an open file the owner, group and permissions of the one that it replaces, but none of the bits that let a program run as somebody
-// else. Where that is not allowed the file is like any new one.
+// Gives an open file the owner, group and permissions of the one that it replaces, but none of the bits that let a
+// program run as somebody else. Where that is not allowed the file is like any new one.
 void TakeRights(int descriptor, const struct stat& old) {
     constexpr mode_t kPermissions = 0777;
     (void)!fchown(descriptor, static_cast<uid_t>(-1), old.st_gid);
@@ -62,8 +62,8 @@ std::string LinkTo(int descriptor) { return "/proc/self/fd/" + std::to_string(de
 
 }  // namespace
 
-// A temporary name in the list of all of this process, which only grows, so that a signal handler can walk it at any time. An abandoned
-// entry stays as it is, because the handler may still be reading it.
+// A temporary name in the list of all of this process, which only grows, so that a signal handler can walk it at any
+// time. An abandoned entry stays as it is, because the handler may still be reading it.
 struct PendingFile::Entry {
     enum class State { Free, Filling, Used, Abandoned };
 
@@ -89,7 +89,8 @@ struct PendingFile::Entry {
     void Use(const Core::ioPath& file) {
         const std::string& path = file.native();
         path.copy(name, sizeof name - 1);
-        name[std::min(path.size(), sizeof name - 1)] = '\0';  // what is longer than PATH_MAX cannot be opened whatever it ends in
+        name[std::min(path.size(), sizeof name - 1)] =
+            '\0';  // what is longer than PATH_MAX cannot be opened whatever it ends in
         owner = getpid();
         state = State::Used;
     }
@@ -108,7 +109,8 @@ PendingFile::PendingFile(const Core::ioPath& target, Naming naming) : target_(Fo
             return descriptor_ >= 0;
         });
     }
-    flock(descriptor_, LOCK_EX | LOCK_NB);  // tells others that the file is being worked on; released when the process exits
+    flock(descriptor_,
+          LOCK_EX | LOCK_NB);  // tells others that the file is being worked on; released when the process exits
     struct stat old {};
     if (stat(target_.c_str(), &old) == 0) TakeRights(descriptor_, old);
 }
@@ -152,8 +154,9 @@ void PendingFile::MakeNamed(const char* what, Make&& make) {
 void PendingFile::Commit() {
     StopIfAbandoned();
     // A link cannot replace a file, only a renaming can.
-    MakeNamed("cannot write",
-              [&](const char* name) { return linkat(AT_FDCWD, LinkTo(descriptor_).c_str(), AT_FDCWD, name, AT_SYMLINK_FOLLOW) == 0; });
+    MakeNamed("cannot write", [&](const char* name) {
+        return linkat(AT_FDCWD, LinkTo(descriptor_).c_str(), AT_FDCWD, name, AT_SYMLINK_FOLLOW) == 0;
+    });
     const int descriptor = std::exchange(descriptor_, -1);
     if (close(descriptor) != 0) ThrowErrno("cannot write");  // network file systems report a full disk here
     if (rename(entry_->name, target_.c_str()) != 0) {

@@ -7,14 +7,16 @@
 
 namespace Orvexa::Io {
 
-/// A file that takes its name only when it is complete. Until `Commit` it has no name at all where the file system allows that, and
-/// otherwise another name in the same folder. Without that call nothing is left of it, and an older file of its name is untouched.
+/// A file that takes its name only when it is complete. Until `Commit` it has no name at all where the file system
+/// allows that, and otherwise another name in the same folder. Without that call nothing is left of it, and an older
+/// file of its name is untouched.
 class PendingFile {
 public:
     enum class Naming { UnnamedIfPossible, Named };
 
-    /// Opens the file for reading and writing; `target` may be a symbolic link, whose destination is then made or replaced. A file that
-    /// is replaced passes on its permissions and, as far as the process may give files away, its owner and group.
+    /// Opens the file for reading and writing; `target` may be a symbolic link, whose destination is then made or
+    /// replaced. A file that is replaced passes on its permissions and, as far as the process may give files away, its
+    /// owner and group.
     explicit PendingFile(const Core::ioPath& target, Naming naming = Naming::UnnamedIfPossible);
     PendingFile(const PendingFile&) = delete;
     PendingFile& operator=(const PendingFile&) = delete;
@@ -23,8 +25,8 @@ public:
     int GetDescriptor() const { return descriptor_; }
     void Commit();
 
-    /// For a process that ends while others of its threads are writing: removes all files that are not complete, and lets no thread open or
-    /// complete another. May be called by a signal handler.
+    /// For a process that ends while others of its threads are writing: removes all files that are not complete, and
+    /// lets no thread open or complete another. May be called by a signal handler.
     static void AbandonAll() noexcept;
     /// Removes from `folder` the incomplete files for `targets` there that no process works on any more.
     static void RemoveLeftOvers(const Core::ioPath& folder, const std::vector<std::string>& targets);

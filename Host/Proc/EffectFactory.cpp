@@ -24,7 +24,8 @@ bool EffectFactory::Register(EffectKind kind, const std::string& classId, const 
                              const std::string& library) {
     const std::lock_guard lock(mutex_);
     const auto same = std::find_if(rows_.begin(), rows_.end(), [&](const Row& row) {
-        return row.registration.kind == kind && row.registration.classId == classId && row.registration.implName == implName;
+        return row.registration.kind == kind && row.registration.classId == classId &&
+               row.registration.implName == implName;
     });
     Row row{{kind, classId, implName}, creator, library};
     if (same != rows_.end()) {
@@ -36,19 +37,20 @@ bool EffectFactory::Register(EffectKind kind, const std::string& classId, const 
     return true;
 }
 
-bool EffectFactory::RegisterOneInputEffect(const std::string& classId, const std::string& implName, OneInputCreator* creator,
-                                           std::uintptr_t) {
+bool EffectFactory::RegisterOneInputEffect(const std::string& classId, const std::string& implName,
+                                           OneInputCreator* creator, std::uintptr_t) {
     return Register(EffectKind::OneInput, classId, implName, reinterpret_cast<Erased>(creator), {});
 }
-bool EffectFactory::RegisterTwoInputEffect(const std::string& classId, const std::string& implName, TwoInputCreator* creator,
-                                           std::uintptr_t) {
+bool EffectFactory::RegisterTwoInputEffect(const std::string& classId, const std::string& implName,
+                                           TwoInputCreator* creator, std::uintptr_t) {
     return Register(EffectKind::TwoInput, classId, implName, reinterpret_cast<Erased>(creator), {});
 }
-bool EffectFactory::RegisterVarInputEffect(const std::string& classId, const std::string& implName, VarInputCreator* creator,
-                                           std::uintptr_t) {
+bool EffectFactory::RegisterVarInputEffect(const std::string& classId, const std::string& implName,
+                                           VarInputCreator* creator, std::uintptr_t) {
     return Register(EffectKind::VarInput, classId, implName, reinterpret_cast<Erased>(creator), {});
 }
-void EffectFactory::RegisterProvider(EffectKind kind, const std::string& classId, const std::string& implName, const std::string& library) {
+void EffectFactory::RegisterProvider(EffectKind kind, const std::string& classId, const std::string& implName,
+                                     const std::string& library) {
     Register(kind, classId, implName, nullptr, library);
 }
 
@@ -57,16 +59,18 @@ void EffectFactory::MarkDefault(EffectKind kind, const std::string& classId, con
     RequireRow(kind, classId, implName).isDefault = true;
 }
 
-EffectFactory::Row& EffectFactory::RequireRow(EffectKind kind, const std::string& classId, const std::string& implName) {
+EffectFactory::Row& EffectFactory::RequireRow(EffectKind kind, const std::string& classId,
+                                              const std::string& implName) {
     const auto rank = [&](const Row& row) {
         if (row.registration.kind != kind || row.registration.classId != classId) return 0;
         if (implName != ImplNames::DEFAULT) return row.registration.implName == implName ? 1 : 0;
         return row.isDefault ? 3 : row.registration.implName == ImplNames::ORVEXA ? 2 : 1;
     };
-    const auto best = std::max_element(rows_.begin(), rows_.end(), [&](const Row& a, const Row& b) { return rank(a) < rank(b); });
+    const auto best =
+        std::max_element(rows_.begin(), rows_.end(), [&](const Row& a, const Row& b) { return rank(a) < rank(b); });
     if (best == rows_.end() || rank(*best) == 0) {
-        Throw("There is no " + std::string(kKindNames[static_cast<int>(kind)]) + " effect " + classId + " of the implementation " +
-              implName + "!");
+        Throw("There is no " + std::string(kKindNames[static_cast<int>(kind)]) + " effect " + classId +
+              " of the implementation " + implName + "!");
     }
     return *best;
 }
@@ -76,7 +80,8 @@ Creator* EffectFactory::FindCreator(EffectKind kind, const std::string& classId,
     const std::lock_guard lock(mutex_);
     if (const Row& row = RequireRow(kind, classId, implName); row.creator == nullptr) {
         using RegisterFunction = void(IEffectFactory*);
-        auto* provide = reinterpret_cast<RegisterFunction*>(LoadSymbol(GetPluginDirectory() / row.library, "RegisterProvider"));
+        auto* provide =
+            reinterpret_cast<RegisterFunction*>(LoadSymbol(GetPluginDirectory() / row.library, "RegisterProvider"));
         provide(this);
     }
     const Row& row = RequireRow(kind, classId, implName);
@@ -86,15 +91,18 @@ Creator* EffectFactory::FindCreator(EffectKind kind, const std::string& classId,
 
 void EffectFactory::CreateOneInputEffect(OneInputPtr& out, const std::string& classId, const std::string& implName,
                                          const AllocatorPtr& allocator) {
-    out = FindCreator<OneInputCreator>(EffectKind::OneInput, classId, implName)(FactoryPtr(this), allocator ? allocator : allocator_);
+    out = FindCreator<OneInputCreator>(EffectKind::OneInput, classId, implName)(FactoryPtr(this),
+                                                                                allocator ? allocator : allocator_);
 }
 void EffectFactory::CreateTwoInputEffect(TwoInputPtr& out, const std::string& classId, const std::string& implName,
                                          const AllocatorPtr& allocator) {
-    out = FindCreator<TwoInputCreator>(EffectKind::TwoInput, classId, implName)(FactoryPtr(this), allocator ? allocator : allocator_);
+    out = FindCreator<TwoInputCreator>(EffectKind::TwoInput, classId, implName)(FactoryPtr(this),
+                                                                                allocator ? allocator : allocator_);
 }
 void EffectFactory::CreateVarInputEffect(VarInputPtr& out, const std::string& classId, const std::string& implName,
                                          const AllocatorPtr& allocator) {
-    out = FindCreator<VarInputCreator>(EffectKind::VarInput, classId, implName)(FactoryPtr(this), allocator ? allocator : allocator_);
+    out = FindCreator<VarInputCreator>(EffectKind::VarInput, classId, implName)(FactoryPtr(this),
+                                                                                allocator ? allocator : allocator_);
 }
 
 std::vector<Registration> EffectFactory::GetRegistrations() const {
@@ -121,7 +129,8 @@ void* LoadSymbol(const Core::ioPath& file, const char* symbol) {
         Throw("The library " + file.string() + " cannot be loaded: " + (reason ? reason : "unknown reason"));
     }
     void* address = dlsym(library, symbol);
-    if (address == nullptr) Throw("The library " + file.string() + " has no function " + symbol + "; it is not one of this system's!");
+    if (address == nullptr)
+        Throw("The library " + file.string() + " has no function " + symbol + "; it is not one of this system's!");
     return address;
 }
 

@@ -10,7 +10,8 @@
 
 namespace Orvexa::Proc {
 
-/// Safe to create effects from several threads. The factory does not own itself: hold it in an intrusive pointer before use.
+/// Safe to create effects from several threads. The factory does not own itself: hold it in an intrusive pointer before
+/// use.
 class EffectFactory : public IEffectFactory {
 public:
     /// With an empty `allocator` the factory makes one of its own.
@@ -28,7 +29,8 @@ public:
                               const AllocatorPtr& allocator) override;
     void CreateVarInputEffect(VarInputPtr& out, const std::string& classId, const std::string& implName,
                               const AllocatorPtr& allocator) override;
-    void RegisterProvider(EffectKind kind, const std::string& classId, const std::string& implName, const std::string& library) override;
+    void RegisterProvider(EffectKind kind, const std::string& classId, const std::string& implName,
+                          const std::string& library) override;
     void MarkDefault(EffectKind kind, const std::string& classId, const std::string& implName) override;
     std::vector<Registration> GetRegistrations() const override;
     const AllocatorPtr& GetAllocator() const override { return allocator_; }
@@ -41,7 +43,8 @@ private:
         bool isDefault = false;
     };
 
-    bool Register(EffectKind kind, const std::string& classId, const std::string& implName, void (*creator)(), const std::string& library);
+    bool Register(EffectKind kind, const std::string& classId, const std::string& implName, void (*creator)(),
+                  const std::string& library);
     template <class Creator>
     Creator* FindCreator(EffectKind kind, const std::string& classId, const std::string& implName);
     Row& RequireRow(EffectKind kind, const std::string& classId, const std::string& implName);
@@ -57,8 +60,8 @@ FactoryPtr MakeHostFactory(AllocatorPtr allocator = {});
 /// Registers the host's own sub-effects.
 void RegisterHostEffects(IEffectFactory& factory);
 
-/// Loads an effect module and lets it register its effects. The module stays loaded until the process ends. A file that is missing, not
-/// loadable or without the function `Registrator` throws `EffectException`.
+/// Loads an effect module and lets it register its effects. The module stays loaded until the process ends. A file that
+/// is missing, not loadable or without the function `Registrator` throws `EffectException`.
 void LoadModule(const Core::ioPath& file, IEffectFactory& factory);
 
 /// The address of `symbol` in the shared library `file`, which stays loaded; throws `EffectException`.

@@ -38,13 +38,14 @@ public:
     /// The view of plane 0..3. A plane that the format lacks throws `EffectException`.
     virtual Plane GetPlane(std::uint8_t index) = 0;
     virtual ConstPlane GetPlane(std::uint8_t index) const = 0;
-    /// Attaches a copy of `plane` as the frame's extra alpha plane 0 (for plane 0) or 1 (for subsampled chroma), which the image
-    /// blender reads.
+    /// Attaches a copy of `plane` as the frame's extra alpha plane 0 (for plane 0) or 1 (for subsampled chroma), which
+    /// the image blender reads.
     virtual void SetExtraAlpha(std::uint8_t index, const ConstPlane& plane) = 0;
     /// A new frame with this one's format, geometry and timing, without its extra alpha; `mode` is a `CloneMode`.
     virtual void Clone(boost::intrusive_ptr<IDataVideo>& out, int mode) const = 0;
-    /// Makes the frame that rectangle of itself, without touching the pixels. On subsampled planes the offset is rounded down and the size
-    /// up. A rectangle that is empty or not inside the frame throws `EffectException` "Crop rectangle is outside the frame!".
+    /// Makes the frame that rectangle of itself, without touching the pixels. On subsampled planes the offset is
+    /// rounded down and the size up. A rectangle that is empty or not inside the frame throws `EffectException` "Crop
+    /// rectangle is outside the frame!".
     virtual void Crop(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height) = 0;
     /// The attached extra alpha plane, if there is one.
     virtual std::optional<ConstPlane> GetExtraAlpha(std::uint8_t index) const = 0;
@@ -53,8 +54,8 @@ public:
     /// Detaches the extra alpha planes.
     virtual void ClearExtraAlpha() = 0;
 
-    /// Sets every pixel to `color`, converted to the frame's format, alpha included when the format has alpha. An indexed frame gets index
-    /// 0 everywhere and `color` as palette entry 0.
+    /// Sets every pixel to `color`, converted to the frame's format, alpha included when the format has alpha. An
+    /// indexed frame gets index 0 everywhere and `color` as palette entry 0.
     void Fill(const Color& color);
 };
 
@@ -69,8 +70,8 @@ inline constexpr std::uint32_t kMaxFrameSide = 1u << 17;
 /// Creates frames.
 class IFrameAllocator : public virtual Core::IRefCountable {
 public:
-    /// Delivers a frame with undefined contents. A side of 0 or above `kMaxFrameSide`, or a plane above 2^31 bytes, throws
-    /// `EffectException` "Frame size is not supported!"; an unknown format "Pixel format is not supported!".
+    /// Delivers a frame with undefined contents. A side of 0 or above `kMaxFrameSide`, or a plane above 2^31 bytes,
+    /// throws `EffectException` "Frame size is not supported!"; an unknown format "Pixel format is not supported!".
     virtual void AllocateFrame(FramePtr& out, PixFmt pixFmt, const FrameInfo& info) = 0;
 };
 
@@ -79,8 +80,8 @@ using AllocatorPtr = boost::intrusive_ptr<IFrameAllocator>;
 /// Number of planes of the frame's format, alpha or palette included.
 std::uint8_t GetPlanesCount(const IDataVideo& frame);
 
-/// Copies the source image into the destination with its top-left corner at (x, y), clipped to the destination. On subsampled planes the
-/// offset is rounded down. Frames of different formats throw `EffectException`.
+/// Copies the source image into the destination with its top-left corner at (x, y), clipped to the destination. On
+/// subsampled planes the offset is rounded down. Frames of different formats throw `EffectException`.
 void CopyDataVideo(const ConstFramePtr& source, const FramePtr& destination, int x, int y);
 
 /// `frame->Clone(mode)` as a value.
@@ -92,8 +93,8 @@ FramePtr NewFrame(const AllocatorPtr& allocator, PixFmt pixFmt, const FrameInfo&
 /// True when nobody but the holder of `frame` can see its pixels, so that they may be changed in place.
 bool IsExclusive(const FramePtr& frame);
 
-/// Prepares a frame for being changed: replaces it by an independent copy unless it is exclusive. Its extra alpha goes in either case, so
-/// that what a frame carries does not depend on who else holds it.
+/// Prepares a frame for being changed: replaces it by an independent copy unless it is exclusive. Its extra alpha goes
+/// in either case, so that what a frame carries does not depend on who else holds it.
 void MakeWritable(FramePtr& frame);
 
 }  // namespace Orvexa::Proc

@@ -31,7 +31,8 @@ public:
     virtual TimeToProgress& GetProgress() { return progress_; }
     virtual void SetProgress(const TimeToProgress& progress) { progress_ = progress; }
     virtual bool QueryCapability() const = 0;
-    /// Tells the effect of an event in the host, whose number and meaning are the host's; an effect with sub-effects may pass it on.
+    /// Tells the effect of an event in the host, whose number and meaning are the host's; an effect with sub-effects
+    /// may pass it on.
     virtual void Notify(std::uintptr_t /*event*/) {}
 
 protected:
@@ -43,8 +44,8 @@ private:
     TimeToProgress progress_;
 };
 
-/// Lends a frame reference to `use` as a reference of another pointer type, without a second holder, and takes back what it holds
-/// afterwards, also when `use` throws.
+/// Lends a frame reference to `use` as a reference of another pointer type, without a second holder, and takes back
+/// what it holds afterwards, also when `use` throws.
 template <class To, class From, class Use>
 void LendAs(boost::intrusive_ptr<From>& reference, Use&& use) {
     struct Lent {
@@ -111,7 +112,8 @@ public:
     }
 };
 
-/// Makes one data item of many, or many of one: an effect may empty the vector, fill it with its results and return an empty pointer.
+/// Makes one data item of many, or many of one: an effect may empty the vector, fill it with its results and return an
+/// empty pointer.
 class IVarInputEffect : public IEffect {
 public:
     virtual DataPtr Process(std::vector<DataPtr>& data) = 0;

@@ -34,18 +34,18 @@ struct Registration {
 
 class IEffectFactory : public virtual Core::IRefCountable {
 public:
-    /// Registers a creator under a class identifier and an implementation name; an earlier creator of the same name is replaced in its
-    /// place. `reserved` must be 0. Returns whether the name was new.
-    virtual bool RegisterOneInputEffect(const std::string& classId, const std::string& implName, OneInputCreator* creator,
-                                        std::uintptr_t reserved) = 0;
-    virtual bool RegisterTwoInputEffect(const std::string& classId, const std::string& implName, TwoInputCreator* creator,
-                                        std::uintptr_t reserved) = 0;
-    virtual bool RegisterVarInputEffect(const std::string& classId, const std::string& implName, VarInputCreator* creator,
-                                        std::uintptr_t reserved) = 0;
+    /// Registers a creator under a class identifier and an implementation name; an earlier creator of the same name is
+    /// replaced in its place. `reserved` must be 0. Returns whether the name was new.
+    virtual bool RegisterOneInputEffect(const std::string& classId, const std::string& implName,
+                                        OneInputCreator* creator, std::uintptr_t reserved) = 0;
+    virtual bool RegisterTwoInputEffect(const std::string& classId, const std::string& implName,
+                                        TwoInputCreator* creator, std::uintptr_t reserved) = 0;
+    virtual bool RegisterVarInputEffect(const std::string& classId, const std::string& implName,
+                                        VarInputCreator* creator, std::uintptr_t reserved) = 0;
 
     /// Creates an effect. `ImplNames::DEFAULT` stands for the implementation marked as default, else for the module's
-    /// (`ImplNames::ORVEXA`), else for the first of the host's. With an empty `allocator` the effect gets the factory's own. A request that
-    /// cannot be met throws `EffectException` naming the class identifier.
+    /// (`ImplNames::ORVEXA`), else for the first of the host's. With an empty `allocator` the effect gets the factory's
+    /// own. A request that cannot be met throws `EffectException` naming the class identifier.
     virtual void CreateOneInputEffect(OneInputPtr& out, const std::string& classId, const std::string& implName,
                                       const AllocatorPtr& allocator) = 0;
     virtual void CreateTwoInputEffect(TwoInputPtr& out, const std::string& classId, const std::string& implName,
@@ -53,8 +53,10 @@ public:
     virtual void CreateVarInputEffect(VarInputPtr& out, const std::string& classId, const std::string& implName,
                                       const AllocatorPtr& allocator) = 0;
 
-    /// Names a library that registers the implementation of `classId` under `implName` and is loaded when that is first asked for.
-    virtual void RegisterProvider(EffectKind kind, const std::string& classId, const std::string& implName, const std::string& library) = 0;
+    /// Names a library that registers the implementation of `classId` under `implName` and is loaded when that is first
+    /// asked for.
+    virtual void RegisterProvider(EffectKind kind, const std::string& classId, const std::string& implName,
+                                  const std::string& library) = 0;
 
     /// Makes a registered implementation the one that `ImplNames::DEFAULT` stands for, even if the module has one.
     virtual void MarkDefault(EffectKind kind, const std::string& classId, const std::string& implName) = 0;

@@ -10,18 +10,22 @@ namespace Orvexa::Proc::Neural {
 
 namespace {
 
-constexpr const char* kKindNames[] = {"a float vector", "a byte vector", "a flag", "a double", "an image"};  // as in NeuralResult::Value
+constexpr const char* kKindNames[] = {"a float vector", "a byte vector", "a flag", "a double",
+                                      "an image"};  // as in NeuralResult::Value
 
 NeuralRuntime& Runtime(ImplName impl) {
     if (impl != ImplName::Default && impl != ImplName::OpenCv) {
-        Throw("Neural implementation " + std::to_string(static_cast<int>(impl)) + " is not supported! It must be 0 or 1.");
+        Throw("Neural implementation " + std::to_string(static_cast<int>(impl)) +
+              " is not supported! It must be 0 or 1.");
     }
-    static NeuralRuntime& runtime =
-        reinterpret_cast<GetNeuralRuntimeFunction*>(LoadSymbol(GetPluginDirectory() / kNeuralLibrary, kGetNeuralRuntime))();
+    static NeuralRuntime& runtime = reinterpret_cast<GetNeuralRuntimeFunction*>(
+        LoadSymbol(GetPluginDirectory() / kNeuralLibrary, kGetNeuralRuntime))();
     return runtime;
 }
 
-Core::ioPath RootOrInstalled(const Core::ioPath& modelsRoot) { return modelsRoot.empty() ? GetModelsDirectory() : modelsRoot; }
+Core::ioPath RootOrInstalled(const Core::ioPath& modelsRoot) {
+    return modelsRoot.empty() ? GetModelsDirectory() : modelsRoot;
+}
 
 template <class T>
 T Get(const NeuralResult::Value& value) {
@@ -33,7 +37,9 @@ T Get(const NeuralResult::Value& value) {
 }  // namespace
 
 std::vector<float> NeuralResult::GetFloatVectorResult() const { return Get<std::vector<float>>(value_); }
-std::vector<unsigned char> NeuralResult::GetUint8VectorResult() const { return Get<std::vector<unsigned char>>(value_); }
+std::vector<unsigned char> NeuralResult::GetUint8VectorResult() const {
+    return Get<std::vector<unsigned char>>(value_);
+}
 bool NeuralResult::GetBool() const { return Get<bool>(value_); }
 double NeuralResult::GetDouble() const { return Get<double>(value_); }
 FramePtr NeuralResult::GetFrame() const { return Get<FramePtr>(value_); }
@@ -47,6 +53,8 @@ std::shared_ptr<NeuralBase> CreateImageNeural(ModelFileId id, ImplName impl, con
     return Runtime(impl).Create(id, RootOrInstalled(modelsRoot), allocator);
 }
 
-Core::ioPath GetModelsDirectory() { return (GetPluginDirectory().parent_path() / ORVEXA_MODELS_SUBDIR).lexically_normal(); }
+Core::ioPath GetModelsDirectory() {
+    return (GetPluginDirectory().parent_path() / ORVEXA_MODELS_SUBDIR).lexically_normal();
+}
 
 }  // namespace Orvexa::Proc::Neural

@@ -1,7 +1,7 @@
 // Neural networks: a picture in, numbers or a picture out.
 //
-// What runs them is a library of its own, loaded when a network is first asked for. The networks are files in a folder of models, whose
-// manifest describes each network's input and output; docs/models.md describes it.
+// What runs them is a library of its own, loaded when a network is first asked for. The networks are files in a folder
+// of models, whose manifest describes each network's input and output; docs/models.md describes it.
 #pragma once
 
 #include <cstdint>
@@ -57,17 +57,19 @@ private:
 class NeuralBase {
 public:
     virtual ~NeuralBase() = default;
-    /// Runs the network on the picture in any format, scaled to the network's input size. The frame is not modified. A network that cannot
-    /// take the picture, or gives other values than its manifest promises, throws `EffectException`.
+    /// Runs the network on the picture in any format, scaled to the network's input size. The frame is not modified. A
+    /// network that cannot take the picture, or gives other values than its manifest promises, throws
+    /// `EffectException`.
     virtual std::shared_ptr<NeuralResult> Process(FramePtr& frame) = 0;
 };
 
-/// The network of a type. An empty `modelsRoot` stands for `GetModelsDirectory()`. A missing or damaged manifest or model, or an unknown
-/// type or implementation, throws `EffectException`.
+/// The network of a type. An empty `modelsRoot` stands for `GetModelsDirectory()`. A missing or damaged manifest or
+/// model, or an unknown type or implementation, throws `EffectException`.
 std::shared_ptr<NeuralBase> CreateNeural(NeuralType type, ImplName impl, const Core::ioPath& modelsRoot);
 
 /// The network behind a model identifier, whose result is a frame from `allocator`. Errors are those of `CreateNeural`.
-std::shared_ptr<NeuralBase> CreateImageNeural(ModelFileId id, ImplName impl, const Core::ioPath& modelsRoot, const AllocatorPtr& allocator);
+std::shared_ptr<NeuralBase> CreateImageNeural(ModelFileId id, ImplName impl, const Core::ioPath& modelsRoot,
+                                              const AllocatorPtr& allocator);
 
 /// The folder of models of the installation that the host library belongs to.
 Core::ioPath GetModelsDirectory();

@@ -34,7 +34,9 @@ std::uint8_t* AllocateBlock(std::size_t size) {
 
 }  // namespace
 
-std::shared_ptr<PixelPool> PixelPool::Create(std::size_t capacity) { return std::shared_ptr<PixelPool>(new PixelPool(capacity)); }
+std::shared_ptr<PixelPool> PixelPool::Create(std::size_t capacity) {
+    return std::shared_ptr<PixelPool>(new PixelPool(capacity));
+}
 
 PixelPool::~PixelPool() { Clear(); }
 

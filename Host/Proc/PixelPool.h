@@ -9,10 +9,10 @@
 
 namespace Orvexa::Proc {
 
-/// Hands out blocks of pixel memory and keeps freed ones for reuse. The first touch of fresh memory costs more than most
-/// effects, so large blocks are advised to huge pages and freed blocks stay in a bounded pool, oldest out first. Before fresh memory is
-/// taken, waiting blocks make room, so that pool and pictures together take at most an eighth more than the pictures alone once did.
-/// Thread safe.
+/// Hands out blocks of pixel memory and keeps freed ones for reuse. The first touch of fresh memory costs more than
+/// most effects, so large blocks are advised to huge pages and freed blocks stay in a bounded pool, oldest out first.
+/// Before fresh memory is taken, waiting blocks make room, so that pool and pictures together take at most an eighth
+/// more than the pictures alone once did. Thread safe.
 class PixelPool : public std::enable_shared_from_this<PixelPool> {
 public:
     /// Rows and blocks are aligned for the widest vectors and for cache lines.
@@ -24,8 +24,8 @@ public:
     PixelPool& operator=(const PixelPool&) = delete;
     ~PixelPool();
 
-    /// A block of at least `size` bytes, aligned to `kAlignment`, with undefined contents. It returns to the pool with the last pointer to
-    /// it.
+    /// A block of at least `size` bytes, aligned to `kAlignment`, with undefined contents. It returns to the pool with
+    /// the last pointer to it.
     std::shared_ptr<std::uint8_t> Allocate(std::size_t size);
     /// Frees everything that waits for reuse.
     void Clear();

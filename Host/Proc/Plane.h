@@ -9,23 +9,29 @@ namespace Orvexa::Proc {
 
 namespace Details {
 
-/// A view of one plane: rows of bytes, `GetStride` bytes apart. It owns nothing and stays valid while its frame is held and not
-/// replaced. The width counts bytes, so that a row of a packed format holds width / bytes-per-pixel pixels.
+/// A view of one plane: rows of bytes, `GetStride` bytes apart. It owns nothing and stays valid while its frame is held
+/// and not replaced. The width counts bytes, so that a row of a packed format holds width / bytes-per-pixel pixels.
 template <bool IsConst>
 class PlaneTemplate {
 public:
     using Byte = std::conditional_t<IsConst, const std::uint8_t, std::uint8_t>;
 
     PlaneTemplate() = default;
-    /// `ownsPadding` tells that the bytes between the end of a row and the start of the next belong to this plane alone, so
-    /// that whole vectors may be written over the end of a row.
-    PlaneTemplate(Byte* data, std::int64_t stride, std::uint64_t width, std::uint64_t height, std::uint64_t bytesPerPixel, bool ownsPadding)
-        : data_(data), stride_(stride), width_(width), height_(height), bytesPerPixel_(bytesPerPixel), ownsPadding_(ownsPadding) {}
+    /// `ownsPadding` tells that the bytes between the end of a row and the start of the next belong to this plane
+    /// alone, so that whole vectors may be written over the end of a row.
+    PlaneTemplate(Byte* data, std::int64_t stride, std::uint64_t width, std::uint64_t height,
+                  std::uint64_t bytesPerPixel, bool ownsPadding)
+        : data_(data),
+          stride_(stride),
+          width_(width),
+          height_(height),
+          bytesPerPixel_(bytesPerPixel),
+          ownsPadding_(ownsPadding) {}
     /// A mutable view is a read-only view, too.
     template <bool OtherConst>
     requires(IsConst && !OtherConst) PlaneTemplate(const PlaneTemplate<OtherConst>& other)
-        : PlaneTemplate(other.GetData(), other.GetStride(), other.GetWidth(), other.GetHeight(), other.GetBytesPerPixel(),
-                        other.OwnsPadding()) {}
+        : PlaneTemplate(other.GetData(), other.GetStride(), other.GetWidth(), other.GetHeight(),
+                        other.GetBytesPerPixel(), other.OwnsPadding()) {}
 
     Byte* GetData() const { return data_; }
     std::int64_t GetStride() const { return stride_; }
@@ -38,11 +44,13 @@ public:
     Byte* GetRow(std::uint64_t y) const { return data_ + static_cast<std::int64_t>(y) * stride_; }
     Byte* GetOffsetPtr(std::uint64_t x, std::uint64_t y) const { return GetRow(y) + x * bytesPerPixel_; }
 
-    /// The part of this plane under a rectangle given in luma pixels. For a plane subsampled by 2^shiftX, 2^shiftY the offset is
-    /// rounded down and the size up. The rectangle must lie inside the plane.
-    PlaneTemplate MakeSubplane(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height, std::uint8_t bytesPerPixel,
-                               std::uint8_t shiftX, std::uint8_t shiftY) const {
-        const auto ceilShift = [](std::uint64_t size, std::uint8_t shift) { return (size + (1u << shift) - 1) >> shift; };
+    /// The part of this plane under a rectangle given in luma pixels. For a plane subsampled by 2^shiftX, 2^shiftY the
+    /// offset is rounded down and the size up. The rectangle must lie inside the plane.
+    PlaneTemplate MakeSubplane(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height,
+                               std::uint8_t bytesPerPixel, std::uint8_t shiftX, std::uint8_t shiftY) const {
+        const auto ceilShift = [](std::uint64_t size, std::uint8_t shift) {
+            return (size + (1u << shift) - 1) >> shift;
+        };
         return {GetRow(y >> shiftY) + static_cast<std::uint64_t>(x >> shiftX) * bytesPerPixel,
                 stride_,
                 ceilShift(width, shiftX) * bytesPerPixel,

@@ -14,7 +14,8 @@ class SettingsEffect : public InterfaceT {
 public:
     using Interface = InterfaceT;
 
-    SettingsEffect(const FactoryPtr& factory, const AllocatorPtr& allocator) : factory_(factory), allocator_(allocator) {}
+    SettingsEffect(const FactoryPtr& factory, const AllocatorPtr& allocator)
+        : factory_(factory), allocator_(allocator) {}
 
     Core::Property GetProperties() const override { return Core::Property(""); }
     void Refresh() override {}

@@ -15,7 +15,8 @@ constexpr std::uint64_t AlignedStride(std::uint64_t widthBytes) {
     return (widthBytes + PixelPool::kAlignment - 1) / PixelPool::kAlignment * PixelPool::kAlignment;
 }
 
-// Bytes per pixel of a plane's own grid: two chroma bytes in a semi-planar format, a packed pixel or one byte elsewhere.
+// Bytes per pixel of a plane's own grid: two chroma bytes in a semi-planar format, a packed pixel or one byte
+// elsewhere.
 std::uint8_t PlaneBytesPerPixel(const PixFmtDescription& description, std::uint8_t plane) {
     if (description.kind == PixFmtDescription::Kind::SemiPlanar && plane == 1) return 2;
     if (description.kind == PixFmtDescription::Kind::Indexed && plane == 1) return 4;
@@ -57,8 +58,8 @@ VideoFrame::VideoFrame(std::shared_ptr<PixelPool> pool, PixFmt pixFmt, const Fra
     storage_ = pool_->Allocate(total);
     for (std::uint8_t i = 0; i < description_->planes; ++i) {
         const Layout& layout = layouts[i];
-        planes_[i] = Plane(storage_.get() + layout.offset, static_cast<std::int64_t>(layout.stride), layout.width, layout.height,
-                           PlaneBytesPerPixel(*description_, i), true);
+        planes_[i] = Plane(storage_.get() + layout.offset, static_cast<std::int64_t>(layout.stride), layout.width,
+                           layout.height, PlaneBytesPerPixel(*description_, i), true);
     }
 }
 
@@ -78,14 +79,16 @@ VideoFrame::ExtraAlpha& VideoFrame::CheckedExtraAlpha(std::uint8_t index) {
 void VideoFrame::SetExtraAlpha(std::uint8_t index, const ConstPlane& plane) {
     ExtraAlpha& attached = CheckedExtraAlpha(index);
     // Formats without subsampled chroma are given one mask twice; it is only read.
-    if (const ExtraAlpha& other = extraAlpha_[1 - index]; other.storage != nullptr && HaveSameBytes(plane, other.plane)) {
+    if (const ExtraAlpha& other = extraAlpha_[1 - index];
+        other.storage != nullptr && HaveSameBytes(plane, other.plane)) {
         attached = other;
         return;
     }
     const std::uint64_t stride = AlignedStride(plane.GetWidth());
     ExtraAlpha extra;
     extra.storage = pool_->Allocate(stride * plane.GetHeight());
-    const Plane copy(extra.storage.get(), static_cast<std::int64_t>(stride), plane.GetWidth(), plane.GetHeight(), 1, true);
+    const Plane copy(extra.storage.get(), static_cast<std::int64_t>(stride), plane.GetWidth(), plane.GetHeight(), 1,
+                     true);
     CopyPlane(plane, copy);
     extra.plane = copy;
     attached = std::move(extra);
@@ -130,8 +133,8 @@ void VideoFrame::Crop(std::uint32_t x, std::uint32_t y, std::uint32_t width, std
     if (width == info_.width && height == info_.height) return;
     for (std::uint8_t i = 0; i < description_->planes; ++i) {
         if (IsPalette(*description_, i)) continue;
-        planes_[i] = planes_[i].MakeSubplane(x, y, width, height, PlaneBytesPerPixel(*description_, i), description_->GetShiftX(i),
-                                             description_->GetShiftY(i));
+        planes_[i] = planes_[i].MakeSubplane(x, y, width, height, PlaneBytesPerPixel(*description_, i),
+                                             description_->GetShiftX(i), description_->GetShiftY(i));
     }
     info_.width = width;
     info_.height = height;
@@ -146,9 +149,11 @@ void CopyPlane(const ConstPlane& source, const Plane& destination) {
     const std::uint64_t width = std::min(source.GetWidth(), destination.GetWidth());
     const std::uint64_t height = std::min(source.GetHeight(), destination.GetHeight());
     if (source.GetData() == destination.GetData()) return;
-    if (source.GetStride() == destination.GetStride() && width == source.GetWidth() && width == destination.GetWidth() &&
-        source.OwnsPadding() && destination.OwnsPadding() && source.GetStride() > 0 && height > 0) {
-        std::memcpy(destination.GetData(), source.GetData(), (height - 1) * static_cast<std::uint64_t>(source.GetStride()) + width);
+    if (source.GetStride() == destination.GetStride() && width == source.GetWidth() &&
+        width == destination.GetWidth() && source.OwnsPadding() && destination.OwnsPadding() &&
+        source.GetStride() > 0 && height > 0) {
+        std::memcpy(destination.GetData(), source.GetData(),
+                    (height - 1) * static_cast<std::uint64_t>(source.GetStride()) + width);
         return;
     }
     for (std::uint64_t y = 0; y < height; ++y) std::memcpy(destination.GetRow(y), source.GetRow(y), width);
@@ -167,18 +172,19 @@ void CopyDataVideo(const ConstFramePtr& source, const FramePtr& destination, int
             continue;
         }
         // `>>` of a negative offset floors, as rounding down asks for.
-        const std::int64_t left =
-            static_cast<std::int64_t>(x >> description.GetShiftX(i)) * static_cast<std::int64_t>(from.GetBytesPerPixel());
+        const std::int64_t left = static_cast<std::int64_t>(x >> description.GetShiftX(i)) *
+                                  static_cast<std::int64_t>(from.GetBytesPerPixel());
         const std::int64_t top = y >> description.GetShiftY(i);
-        const std::int64_t right =
-            std::min<std::int64_t>(left + static_cast<std::int64_t>(from.GetWidth()), static_cast<std::int64_t>(to.GetWidth()));
-        const std::int64_t bottom =
-            std::min<std::int64_t>(top + static_cast<std::int64_t>(from.GetHeight()), static_cast<std::int64_t>(to.GetHeight()));
+        const std::int64_t right = std::min<std::int64_t>(left + static_cast<std::int64_t>(from.GetWidth()),
+                                                          static_cast<std::int64_t>(to.GetWidth()));
+        const std::int64_t bottom = std::min<std::int64_t>(top + static_cast<std::int64_t>(from.GetHeight()),
+                                                           static_cast<std::int64_t>(to.GetHeight()));
         const std::int64_t firstX = std::max<std::int64_t>(left, 0);
         if (firstX >= right) continue;
         for (std::int64_t row = std::max<std::int64_t>(top, 0); row < bottom; ++row) {
             std::memcpy(to.GetRow(static_cast<std::uint64_t>(row)) + firstX,
-                        from.GetRow(static_cast<std::uint64_t>(row - top)) + (firstX - left), static_cast<std::size_t>(right - firstX));
+                        from.GetRow(static_cast<std::uint64_t>(row - top)) + (firstX - left),
+                        static_cast<std::size_t>(right - firstX));
         }
     }
 }

@@ -64,7 +64,8 @@ void ShareExtraAlpha(IDataVideo& frame, std::uint8_t index, const ConstFramePtr&
 class FrameAllocator : public IFrameAllocator {
 public:
     /// `poolCapacity` bounds the freed pixel memory kept for reuse, in bytes.
-    explicit FrameAllocator(std::size_t poolCapacity = std::size_t{512} << 20) : pool_(PixelPool::Create(poolCapacity)) {}
+    explicit FrameAllocator(std::size_t poolCapacity = std::size_t{512} << 20)
+        : pool_(PixelPool::Create(poolCapacity)) {}
     void AllocateFrame(FramePtr& out, PixFmt pixFmt, const FrameInfo& info) override;
     const std::shared_ptr<PixelPool>& GetPool() const { return pool_; }
 

@@ -41,7 +41,9 @@ std::errc ReadNumber(std::string_view text, Number& value) {
     return end == text.data() + text.size() ? error : std::errc::invalid_argument;
 }
 
-std::string RangeText(std::int64_t min, std::int64_t max) { return "in the range " + std::to_string(min) + ".." + std::to_string(max); }
+std::string RangeText(std::int64_t min, std::int64_t max) {
+    return "in the range " + std::to_string(min) + ".." + std::to_string(max);
+}
 
 std::int64_t ParseWhole(std::string_view text, std::int64_t min, std::int64_t max, std::string_view expected) {
     std::int64_t value = 0;
@@ -90,10 +92,11 @@ Color TextCodec<Color>::Parse(std::string_view text) {
     std::uint32_t value = 0;
     const bool hasForm = (text.size() == 7 || text.size() == 9) && text[0] == '#';
     const auto [end, error] = std::from_chars(text.data() + (hasForm ? 1 : 0), text.data() + text.size(), value, 16);
-    if (!hasForm || error != std::errc() || end != text.data() + text.size()) ThrowNotA(text, "a color like #RRGGBB or #RRGGBBAA");
+    if (!hasForm || error != std::errc() || end != text.data() + text.size())
+        ThrowNotA(text, "a color like #RRGGBB or #RRGGBBAA");
     if (text.size() == 7) value = value << 8 | 255;
-    return Color(static_cast<std::uint8_t>(value >> 24), static_cast<std::uint8_t>(value >> 16), static_cast<std::uint8_t>(value >> 8),
-                 static_cast<std::uint8_t>(value));
+    return Color(static_cast<std::uint8_t>(value >> 24), static_cast<std::uint8_t>(value >> 16),
+                 static_cast<std::uint8_t>(value >> 8), static_cast<std::uint8_t>(value));
 }
 
 Limits Range(double min, double max) { return {min, max, {}, false}; }
@@ -104,7 +107,8 @@ Limits Named(std::string_view namesAndNumbers) {
     Limits limits;
     for (const std::string_view entry : SplitText(namesAndNumbers, ' ')) {
         const std::size_t equals = entry.find('=');
-        limits.names.push_back({std::string(entry.substr(0, equals)), ParseInteger(entry.substr(equals + 1), INT32_MIN, INT32_MAX)});
+        limits.names.push_back(
+            {std::string(entry.substr(0, equals)), ParseInteger(entry.substr(equals + 1), INT32_MIN, INT32_MAX)});
     }
     return limits;
 }
@@ -224,7 +228,8 @@ void SetField(Settings& settings, std::string_view key, std::string_view text) {
 
 std::string FormatSettings(const Settings& settings) {
     std::string text;
-    for (const Field& field : settings.GetFields()) text += (text.empty() ? "" : " ") + field.key + "=" + field.Format(settings);
+    for (const Field& field : settings.GetFields())
+        text += (text.empty() ? "" : " ") + field.key + "=" + field.Format(settings);
     return text;
 }
 
@@ -233,8 +238,10 @@ std::string NearestName(std::string_view word, const std::vector<std::string>& c
     std::string nearest;
     std::size_t nearestDistance = word.size() / 2 + 1;  // more than half of the word wrong is another word
     for (const std::string& candidate : candidates) {
-        const std::size_t longer = std::max(word.size(), candidate.size()), shorter = std::min(word.size(), candidate.size());
-        if (longer - shorter >= nearestDistance) continue;  // a distance is at least that large, and long words take long
+        const std::size_t longer = std::max(word.size(), candidate.size()),
+                          shorter = std::min(word.size(), candidate.size());
+        if (longer - shorter >= nearestDistance)
+            continue;  // a distance is at least that large, and long words take long
         // Levenshtein distance, one row at a time, letter case ignored.
         std::vector<std::size_t> row(candidate.size() + 1);
         std::iota(row.begin(), row.end(), std::size_t{0});

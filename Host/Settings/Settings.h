@@ -1,7 +1,8 @@
 // Settings objects, each field declared once.
 //
-// A settings class names itself with ORVEXA_SETTINGS and lists its fields, one line each, with ORVEXA_FIELD (accessors GetX, SetX)
-// or ORVEXA_FLAG (IsX, SetX). Members, accessors, defaults, equality, parsing, description and help follow from these lines:
+// A settings class names itself with ORVEXA_SETTINGS and lists its fields, one line each, with ORVEXA_FIELD (accessors
+// GetX, SetX) or ORVEXA_FLAG (IsX, SetX). Members, accessors, defaults, equality, parsing, description and help follow
+// from these lines:
 //
 //     class SettingsEffectTone final : public Settings {
 //         ORVEXA_SETTINGS(SettingsEffectTone, "Tone", "tone", "Makes a picture brighter.")
@@ -11,9 +12,9 @@
 //         ORVEXA_GROUP(SettingsEffectShape, Shape)
 //     };
 //
-// A field's key is its name with a small first letter; a group's fields are keyed group.field. ORVEXA_GROUP_FROM gives a group defaults of
-// its own. Ranges are checked where text enters, not by
-// the setters. A class without equality leaves the ORVEXA_EQUALITY line out.
+// A field's key is its name with a small first letter; a group's fields are keyed group.field. ORVEXA_GROUP_FROM gives
+// a group defaults of its own. Ranges are checked where text enters, not by the setters. A class without equality
+// leaves the ORVEXA_EQUALITY line out.
 #pragma once
 
 #include <array>
@@ -104,8 +105,8 @@ protected:
     Settings& operator=(const Settings&) = default;
 };
 
-/// Sets one field from text. An unknown key, malformed text or a value out of range throws `SettingsException` with a text that says what
-/// would be right.
+/// Sets one field from text. An unknown key, malformed text or a value out of range throws `SettingsException` with a
+/// text that says what would be right.
 void SetField(Settings& settings, std::string_view key, std::string_view text);
 /// The field called `key`; throws like `SetField`.
 const Field& FindField(const Settings& settings, std::string_view key);
@@ -211,10 +212,11 @@ FieldList MakeFieldList() {
         constexpr auto& declaration = kDeclaration<S, Line>;
         using T = typename std::decay_t<decltype(declaration)>::Value;
         if constexpr (std::is_base_of_v<Settings, T>) {
-            AddGroup(fields, declaration.name, T::Fields(), [](Settings& s) -> Settings& { return MemberOnLine<S, Line>(s); });
+            AddGroup(fields, declaration.name, T::Fields(),
+                     [](Settings& s) -> Settings& { return MemberOnLine<S, Line>(s); });
         } else {
-            AddField(fields, declaration.name, declaration.limits(), declaration.unit, declaration.summary, kValueOperations<T>,
-                     [](Settings& s) -> void* { return &MemberOnLine<S, Line>(s); });
+            AddField(fields, declaration.name, declaration.limits(), declaration.unit, declaration.summary,
+                     kValueOperations<T>, [](Settings& s) -> void* { return &MemberOnLine<S, Line>(s); });
         }
     });
     return fields;
@@ -247,9 +249,9 @@ PixFmt GetSecondInput() {
     return PixFmt::None;
 }
 
-/// The memory that an effect takes at its peak, in bytes per pixel of the larger one of its picture and its result, both included, when
-/// pictures have 4 bytes a pixel. An effect that takes more than two such pictures declares kBytesPerPixel; `scripts/memory.sh` compares
-/// with what is measured.
+/// The memory that an effect takes at its peak, in bytes per pixel of the larger one of its picture and its result,
+/// both included, when pictures have 4 bytes a pixel. An effect that takes more than two such pictures declares
+/// kBytesPerPixel; `scripts/memory.sh` compares with what is measured.
 template <class S>
 constexpr double GetBytesPerPixel() {
     if constexpr (requires { S::kBytesPerPixel; }) return S::kBytesPerPixel;
@@ -262,25 +264,26 @@ using Accessed = std::conditional_t<std::is_arithmetic_v<T> || std::is_enum_v<T>
 
 }  // namespace Details
 
-#define ORVEXA_SETTINGS(Class, EffectName, Group, Summary)                                                                      \
-public:                                                                                                                         \
-    static inline const std::string CLASS_ID = #Class;                                                                          \
-    static constexpr std::string_view kClassName = #Class;                                                                      \
-    const std::string& GetClassId() const override { return CLASS_ID; }                                                         \
-    const ::Orvexa::Proc::FieldList& GetFields() const override { return Fields(); }                                            \
-    std::unique_ptr<::Orvexa::Proc::Settings> Copy() const override { return std::make_unique<Class>(*this); }                  \
-    static const ::Orvexa::Proc::FieldList& Fields() {                                                                          \
-        static const ::Orvexa::Proc::FieldList fields = ::Orvexa::Proc::Details::MakeFieldList<Class>();                        \
-        return fields;                                                                                                          \
-    }                                                                                                                           \
-                                                                                                                                \
-private:                                                                                                                        \
-    using SelfT = Class;                                                                                                        \
-    static constexpr int kFirstLine = __LINE__;                                                                                 \
-    static inline const bool kIsCatalogued = ::Orvexa::Proc::SettingsCatalogue::Add(                                            \
-        {#Class, EffectName, Group, Summary, [] { return ::Orvexa::Proc::Details::CreateSettings<Class>(); },                   \
-         [] { return ::Orvexa::Proc::Details::GetSecondInput<Class>(); }, ::Orvexa::Proc::Details::GetBytesPerPixel<Class>()}); \
-                                                                                                                                \
+#define ORVEXA_SETTINGS(Class, EffectName, Group, Summary)                                                     \
+public:                                                                                                        \
+    static inline const std::string CLASS_ID = #Class;                                                         \
+    static constexpr std::string_view kClassName = #Class;                                                     \
+    const std::string& GetClassId() const override { return CLASS_ID; }                                        \
+    const ::Orvexa::Proc::FieldList& GetFields() const override { return Fields(); }                           \
+    std::unique_ptr<::Orvexa::Proc::Settings> Copy() const override { return std::make_unique<Class>(*this); } \
+    static const ::Orvexa::Proc::FieldList& Fields() {                                                         \
+        static const ::Orvexa::Proc::FieldList fields = ::Orvexa::Proc::Details::MakeFieldList<Class>();       \
+        return fields;                                                                                         \
+    }                                                                                                          \
+                                                                                                               \
+private:                                                                                                       \
+    using SelfT = Class;                                                                                       \
+    static constexpr int kFirstLine = __LINE__;                                                                \
+    static inline const bool kIsCatalogued = ::Orvexa::Proc::SettingsCatalogue::Add(                           \
+        {#Class, EffectName, Group, Summary, [] { return ::Orvexa::Proc::Details::CreateSettings<Class>(); },  \
+         [] { return ::Orvexa::Proc::Details::GetSecondInput<Class>(); },                                      \
+         ::Orvexa::Proc::Details::GetBytesPerPixel<Class>()});                                                 \
+                                                                                                               \
 public:
 
 #define ORVEXA_EQUALITY(Class) \
@@ -299,7 +302,9 @@ public:                                                                         
                   "Fields this far down would not be found: raise kMaxFieldLines.");                                \
     void Set##Name(Type value) { value##Name##_ = std::move(value); }                                               \
     bool Is##Name##Default() const { return Is##Name##Equal(SelfT()); }                                             \
-    bool Is##Name##Equal(const SelfT& other) const { return ::Orvexa::Proc::Details::ValuesEqual(value##Name##_, other.value##Name##_); }
+    bool Is##Name##Equal(const SelfT& other) const {                                                                \
+        return ::Orvexa::Proc::Details::ValuesEqual(value##Name##_, other.value##Name##_);                          \
+    }
 
 #define ORVEXA_FIELD(Type, Name, Initial, LimitsValue, Unit, Summary)    \
     ORVEXA_FIELD_MEMBER(Type, Name, Initial, LimitsValue, Unit, Summary) \

@@ -17,7 +17,8 @@
 
 namespace Orvexa::Proc {
 
-/// `TypeName`, `Format` and `Parse` of a value type. `Parse` throws `SettingsException` saying what is wrong with the text.
+/// `TypeName`, `Format` and `Parse` of a value type. `Parse` throws `SettingsException` saying what is wrong with the
+/// text.
 template <class T>
 struct TextCodec;
 
@@ -112,7 +113,8 @@ struct TextCodec<std::map<K, V>> {
             const std::size_t colon = part.find(':');
             if (colon == std::string_view::npos) ThrowNotA(part, "of the form key:value");
             const K key = TextCodec<K>::Parse(part.substr(0, colon));
-            if (!values.emplace(key, TextCodec<V>::Parse(part.substr(colon + 1))).second) ThrowNotA(part, "new: its key was given before");
+            if (!values.emplace(key, TextCodec<V>::Parse(part.substr(colon + 1))).second)
+                ThrowNotA(part, "new: its key was given before");
         }
         return values;
     }

@@ -44,9 +44,10 @@ Words operator+(Words first, const Words& second) {
 }
 
 TEST(BatchProgress, TellsTimesInTheUnitsPeopleUse) {
-    const std::pair<double, const char*> cases[] = {{-1, "0 s"},          {0.2, "1 s"},           {59, "59 s"},
-                                                    {59.5, "1 min 00 s"}, {200, "3 min 20 s"},    {3599.5, "1 h 00 min"},
-                                                    {7500, "2 h 05 min"}, {90000, "25 h 00 min"}, {std::nan(""), "0 s"}};
+    const std::pair<double, const char*> cases[] = {
+        {-1, "0 s"},          {0.2, "1 s"},           {59, "59 s"},
+        {59.5, "1 min 00 s"}, {200, "3 min 20 s"},    {3599.5, "1 h 00 min"},
+        {7500, "2 h 05 min"}, {90000, "25 h 00 min"}, {std::nan(""), "0 s"}};
     for (const auto& [seconds, text] : cases) EXPECT_EQ(Kalvatri::FormatDuration(seconds), text);
     EXPECT_THAT(Kalvatri::FormatDuration(std::numeric_limits<double>::infinity()), MatchesRegex("[0-9]+ h [0-9]+ min"));
 }
@@ -56,13 +57,15 @@ TEST(BatchProgress, DerivesTheSpeedFromWhatWasWorkedOn) {
         {{.inputs = 9, .seconds = 5}, "0 of 9"},
         {{.inputs = 9, .skipped = 3, .failed = 1, .finishedAtStart = 4, .seconds = 5}, "4 of 9"},
         {{.inputs = 9, .done = 1}, "1 of 9"},
-        {{.inputs = 100, .done = 10, .skipped = 30, .finishedAtStart = 30, .seconds = 4}, "40 of 100, 2.5 files/s, 24 s left"},
+        {{.inputs = 100, .done = 10, .skipped = 30, .finishedAtStart = 30, .seconds = 4},
+         "40 of 100, 2.5 files/s, 24 s left"},
         {{.inputs = 100, .done = 9, .failed = 1, .seconds = 0.5}, "10 of 100, 20 files/s, 5 s left"},
         {{.inputs = 3, .done = 1, .seconds = 80}, "1 of 3, 0.013 files/s, 2 min 40 s left"},
         {{.inputs = 2, .done = 2, .seconds = 1}, "2 of 2, 2.0 files/s, 0 s left"},
     };
     for (const auto& [totals, text] : cases) EXPECT_EQ(Kalvatri::FormatProgress(totals), text);
-    EXPECT_EQ(Kalvatri::FormatSummary({.inputs = 1, .failed = 1, .seconds = 2}), "1 picture: 0 done, 0 skipped, 1 failed in 2 s");
+    EXPECT_EQ(Kalvatri::FormatSummary({.inputs = 1, .failed = 1, .seconds = 2}),
+              "1 picture: 0 done, 0 skipped, 1 failed in 2 s");
     EXPECT_EQ(Kalvatri::FormatSummary({.inputs = 9, .skipped = 9, .existing = 2, .seconds = 0}),
               "9 pictures: 0 done, 9 skipped (2 exist already), 0 failed in 0 s");
 }
@@ -71,7 +74,8 @@ TEST(BatchBudget, ReadsAmountsOfMemory) {
     const std::pair<const char*, std::uint64_t> good[] = {
         {"1", 1}, {"3k", 3 << 10}, {"512M", 512 << 20}, {"2G", std::uint64_t{2} << 30}, {"1T", std::uint64_t{1} << 40}};
     for (const auto& [text, bytes] : good) EXPECT_EQ(Kalvatri::ParseMemory(text), bytes) << text;
-    for (const char* text : {"", "0", "0G", "G", "-1G", "1.5G", "1X", "1GB", " 1G", "99999999999999999999", "17179869184G"})
+    for (const char* text :
+         {"", "0", "0G", "G", "-1G", "1.5G", "1X", "1GB", " 1G", "99999999999999999999", "17179869184G"})
         EXPECT_THROW(Kalvatri::ParseMemory(text), EffectException) << text;
 }
 
@@ -111,7 +115,8 @@ TEST(BatchBudget, IsGrantedInOrderAndExceededOnlyByOneThatIsAlone) {
         ASSERT_TRUE(taken <= kLimit || shares.size() == 1) << step;
         exceeding += taken > kLimit ? 1 : 0;
         ASSERT_EQ(budget.IsAnyoneWaiting(), !order.empty());
-        ASSERT_TRUE(order.empty() || (!shares.empty() && taken + wishes[order.front()] > kLimit)) << "one waits that would fit";
+        ASSERT_TRUE(order.empty() || (!shares.empty() && taken + wishes[order.front()] > kLimit))
+            << "one waits that would fit";
     }
     EXPECT_GT(granted, 500u);
     EXPECT_GT(exceeding, 0u);
@@ -124,7 +129,8 @@ TEST(BatchNames, FillsTheTemplate) {
                                                         {"{folder}_{n}.webp", "rome_007.webp"},
                                                         {"{n}{stem}{n}", "007a.b {n}007"}};
     for (const auto& [text, name] : good) EXPECT_EQ(NameTemplate(text).Fill(values), name);
-    for (const char* text : {"", "web.{ext}", "{stem", "{stem}}.jpg", "{}{stem}", "{Stem}.jpg", "{name}.jpg", "a/{stem}.jpg"})
+    for (const char* text :
+         {"", "web.{ext}", "{stem", "{stem}}.jpg", "{}{stem}", "{Stem}.jpg", "{name}.jpg", "a/{stem}.jpg"})
         EXPECT_THROW(NameTemplate{text}, EffectException) << text;
 }
 
@@ -135,7 +141,8 @@ protected:
         std::filesystem::create_directory(folder_.File("more"));
     }
 
-    std::string Make(const std::string& name, std::uint32_t width = 40, std::uint32_t height = 30, PixFmt pixFmt = PixFmt::Rgb24) const {
+    std::string Make(const std::string& name, std::uint32_t width = 40, std::uint32_t height = 30,
+                     PixFmt pixFmt = PixFmt::Rgb24) const {
         Io::WriteImage(in_ / name, MakeFrame(pixFmt, width, height), {}, {});
         return (in_ / name).string();
     }
@@ -172,7 +179,8 @@ protected:
         std::map<std::string, std::string> statuses;
         const Json report = Json::parse(outcome.out);
         for (const Json& input : report["inputs"])
-            statuses[std::filesystem::path(input["input"].get<std::string>()).filename().string()] = input["status"].get<std::string>();
+            statuses[std::filesystem::path(input["input"].get<std::string>()).filename().string()] =
+                input["status"].get<std::string>();
         return statuses;
     }
 
@@ -198,8 +206,10 @@ TEST_F(Batch, GivesTheSameBytesWhateverTheJobsAndTheMemory) {
     const std::string second = Make("second.png", 64, 64, PixFmt::Gray8);
     const Words chain = {"--", "BlendPalette", "with=" + second, "palette=0:#102030,255:#f0e0d0", "BlurBokeh"};
 
-    const std::pair<const char*, Words> runs[] = {
-        {"one", {"-j", "1"}}, {"four", {"-j", "4"}}, {"little", {"-j", "4", "--memory", "1K"}}, {"some", {"-j", "3", "--memory", "500K"}}};
+    const std::pair<const char*, Words> runs[] = {{"one", {"-j", "1"}},
+                                                  {"four", {"-j", "4"}},
+                                                  {"little", {"-j", "4", "--memory", "1K"}},
+                                                  {"some", {"-j", "3", "--memory", "500K"}}};
     for (const auto& [name, options] : runs) {
         const Outcome outcome = RunKalvatri(To(name) + options + Words{"-q", "--pixfmt", "2", in_.string()} + chain);
         EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
@@ -207,9 +217,11 @@ TEST_F(Batch, GivesTheSameBytesWhateverTheJobsAndTheMemory) {
         EXPECT_TRUE(Contents(folder_.File(name)) == Contents(folder_.File("one"))) << name;
     }
     EXPECT_EQ(Contents(folder_.File("one")).size(), 13u);
-    const Words apply = {"apply", "-q", "--pixfmt", "2", "-i", (in_ / "picture1.jpg").string(), "-o", folder_.File("applied.jpg")};
+    const Words apply = {
+        "apply", "-q", "--pixfmt", "2", "-i", (in_ / "picture1.jpg").string(), "-o", folder_.File("applied.jpg")};
     ASSERT_EQ(RunKalvatri(apply + Words(chain.begin() + 1, chain.end())).exitCode, 0);
-    EXPECT_TRUE(ReadFile(folder_.File("applied.jpg")) == ReadFile(folder_.File("one/picture1.jpg"))) << "apply does the same";
+    EXPECT_TRUE(ReadFile(folder_.File("applied.jpg")) == ReadFile(folder_.File("one/picture1.jpg")))
+        << "apply does the same";
 }
 
 TEST_F(Batch, MakesAnewWhatHasChangedAndNothingElse) {
@@ -229,7 +241,8 @@ TEST_F(Batch, MakesAnewWhatHasChangedAndNothingElse) {
     };
     const Case cases[] = {
         {"nothing", command + chain, "skipped", "skipped"},
-        {"the options that decide on no byte", command + Words{"-j", "2", "--memory", "1G", "-q"} + chain, "skipped", "skipped"},
+        {"the options that decide on no byte", command + Words{"-j", "2", "--memory", "1G", "-q"} + chain, "skipped",
+         "skipped"},
         {"--force", command + Words{"--force"} + chain, "done", "done"},
         {"the quality", command + Words{"--quality", "50"} + chain, "done", "done"},
         {"the colour space", command + Words{"--srgb"} + chain, "done", "done"},
@@ -239,13 +252,16 @@ TEST_F(Batch, MakesAnewWhatHasChangedAndNothingElse) {
         {"an input's time", command + chain, "skipped", "done",
          [&] { std::filesystem::last_write_time(b, std::filesystem::last_write_time(b) + std::chrono::hours(-1)); }},
         {"an output is gone", command + chain, "done", "skipped", [&] { std::filesystem::remove(out_ / "a.png"); }},
-        {"an output is cut off", command + chain, "done", "skipped", [&] { std::filesystem::resize_file(out_ / "a.png", 20); }},
-        {"the second picture", command + chain, "done", "done", [&] { Io::WriteImage(with, MakeFrame(PixFmt::Gray8, 6, 6), {}, {}); }},
+        {"an output is cut off", command + chain, "done", "skipped",
+         [&] { std::filesystem::resize_file(out_ / "a.png", 20); }},
+        {"the second picture", command + chain, "done", "done",
+         [&] { Io::WriteImage(with, MakeFrame(PixFmt::Gray8, 6, 6), {}, {}); }},
         {"the second picture back", command + Words{"-j", "1"} + chain, "done", "done",
          [&] { Io::WriteImage(with, MakeFrame(PixFmt::Gray8, 5, 5), {}, {}); }},
         {"the ledger ends in the middle of its last line", command + chain, "skipped", "done",
          [&] { std::filesystem::resize_file(out_ / kLedger, std::filesystem::file_size(out_ / kLedger) - 9); }},
-        {"the ledger is something else", command + chain, "done", "done", [&] { WriteFile(out_ / kLedger, std::string("{}\n[[\n\n7")); }},
+        {"the ledger is something else", command + chain, "done", "done",
+         [&] { WriteFile(out_ / kLedger, std::string("{}\n[[\n\n7")); }},
     };
     for (const Case& change : cases) {
         SCOPED_TRACE(change.change);
@@ -277,8 +293,9 @@ TEST_F(Batch, OneBadFileNeverStopsTheRest) {
     for (const char* jobs : {"1", "4"}) {
         const Outcome outcome =
             RunKalvatri(To("out") +
-                        Words{"--json", "--force", "--max-pixels", "10000", "-j", jobs, in_.string(), (in_ / "gone.png").string(),
-                              (in_ / "name.txt").string(), (in_ / "raw.nef").string(), (in_ / (std::string(300, 'n') + ".png")).string()} +
+                        Words{"--json", "--force", "--max-pixels", "10000", "-j", jobs, in_.string(),
+                              (in_ / "gone.png").string(), (in_ / "name.txt").string(), (in_ / "raw.nef").string(),
+                              (in_ / (std::string(300, 'n') + ".png")).string()} +
                         chain_);
         EXPECT_EQ(outcome.exitCode, 1);
         const Json report = Json::parse(outcome.out);
@@ -293,7 +310,8 @@ TEST_F(Batch, OneBadFileNeverStopsTheRest) {
         }
         EXPECT_EQ(report["totals"]["done"], 6);
         EXPECT_EQ(report["totals"]["failed"], 8);
-        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 9) << "a line each and the summary: " << outcome.err;
+        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 9)
+            << "a line each and the summary: " << outcome.err;
         EXPECT_EQ(Names().size(), 6u);
     }
 }
@@ -324,13 +342,16 @@ TEST_F(Batch, RefusesWhatCannotEndWell) {
         {out + Words{good, "--", "BlendPalette", "with=" + folder_.File("file")}, 1, "not a JPEG, PNG"},
         {{"batch", "-o", in_.string(), good, "--", "EmptyEffect"}, 2, "would overwrite the input"},
         {{"batch", "-o", folder_.File("link"), in_.string(), "--", "EmptyEffect"}, 2, "would overwrite the input"},
-        {{"batch", "-o", folder_.File("more"), good, "--", "BlendPalette", "with=" + folder_.File("more/good.png")}, 2, "would overwrite"},
+        {{"batch", "-o", folder_.File("more"), good, "--", "BlendPalette", "with=" + folder_.File("more/good.png")},
+         2,
+         "would overwrite"},
         {{"batch", "-o", folder_.File("file"), good, "--", "EmptyEffect"}, 2, "is not a directory"},
         {{"batch", "-o", folder_.File("file/out"), good, "--", "EmptyEffect"}, 1, "Not a directory"},
         {out + Words{good, "--name", "{name}.png"} + chain_, 2, "those are {stem}, {ext}, {n} and {folder}"},
         {out + Words{good, "--name", "{stem}"} + chain_, 2, "a suffix is missing"},
         {out + Words{good, "--name", "{stem}.png", "--format", "jpg"} + chain_, 2, "another format than --format"},
-        {out + Words{in_.string(), "--name", "{stem}-web.{ext}", "--force", "--no-clobber"} + chain_, 2, "only one of them"},
+        {out + Words{in_.string(), "--name", "{stem}-web.{ext}", "--force", "--no-clobber"} + chain_, 2,
+         "only one of them"},
         {out + Words{"-T", folder_.File("none")} + chain_, 1, "No such file"},
         {out + Words{"-T", folder_.File("empty")} + chain_, 1, "this is a folder"},
         {out + Words{"-T", "-"} + chain_, 2, "no pictures in the folders and lists"},
@@ -344,8 +365,10 @@ TEST_F(Batch, RefusesWhatCannotEndWell) {
 
 TEST_F(Batch, MirrorsSubfolders) {
     for (const char* folder : {"b", "b/deep", ".hidden", "results"}) std::filesystem::create_directory(in_ / folder);
-    for (const char* name : {"a.png", "z.png", "b/a.png", "b/deep/c.jpg", ".hidden/no.png", "results/no.png"}) Make(name);
-    for (const char* name : {"a.xmp", "b/a.XMP", "b/raw.CR2", "b/deep/raw.nef", "b/plain", ".hidden.txt", "results/no.txt"})
+    for (const char* name : {"a.png", "z.png", "b/a.png", "b/deep/c.jpg", ".hidden/no.png", "results/no.png"})
+        Make(name);
+    for (const char* name :
+         {"a.xmp", "b/a.XMP", "b/raw.CR2", "b/deep/raw.nef", "b/plain", ".hidden.txt", "results/no.txt"})
         WriteFile(in_ / name, std::string("no picture"));
     std::filesystem::create_symlink("..", in_ / "b/aloop");
     std::filesystem::create_symlink("b", in_ / "alink");
@@ -357,11 +380,13 @@ TEST_F(Batch, MirrorsSubfolders) {
     const Words command = {"batch", "-o", (in_ / "results").string(), "-r", in_.string(), "--", "EmptyEffect"};
     const Outcome outcome = RunKalvatri(command);
     EXPECT_EQ(outcome.exitCode, 1);
-    EXPECT_THAT(outcome.err, HasSubstr("kalvatri: reading " + (in_ / "b/gone.png").string() + ": the file does not exist\n"));
     EXPECT_THAT(outcome.err,
-                MatchesRegex("(.|\n)*" + std::string(isRoot ? "5 pictures: 4 done, 0 skipped, 1" : "6 pictures: 4 done, 0 skipped, 2") +
-                             " failed in [^;]*; 2 camera raw files \\(cr2, nef\\) cannot be read; "
-                             "3 other files are no pictures \\(1 without a suffix, 2 xmp\\)\n"));
+                HasSubstr("kalvatri: reading " + (in_ / "b/gone.png").string() + ": the file does not exist\n"));
+    EXPECT_THAT(outcome.err, MatchesRegex("(.|\n)*" +
+                                          std::string(isRoot ? "5 pictures: 4 done, 0 skipped, 1"
+                                                             : "6 pictures: 4 done, 0 skipped, 2") +
+                                          " failed in [^;]*; 2 camera raw files \\(cr2, nef\\) cannot be read; "
+                                          "3 other files are no pictures \\(1 without a suffix, 2 xmp\\)\n"));
     std::vector<std::string> made;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(in_ / "results")) {
         if (entry.is_regular_file() && entry.path().filename() != kLedger)
@@ -386,11 +411,12 @@ TEST_F(Batch, NamesOutputsAndKeepsThoseThatExist) {
 
     WriteFile(out_ / "a.png", std::string("mine"));
     const Words keeping = {in_.string(), "--no-clobber", "--quality", "50"};
-    EXPECT_THAT(RunKalvatri(To("out") + keeping + chain_).out, HasSubstr("2 pictures: 1 done, 1 skipped (1 exists already), 0 failed"));
+    EXPECT_THAT(RunKalvatri(To("out") + keeping + chain_).out,
+                HasSubstr("2 pictures: 1 done, 1 skipped (1 exists already), 0 failed"));
     EXPECT_EQ(ReadFile(out_ / "a.png"), FileBytes({'m', 'i', 'n', 'e'}));
-    EXPECT_EQ(RunKalvatri(To("out") + keeping + Words{"--dry-run"} + chain_).out, "skip " + (in_ / "a.png").string() + ", " + Out("a.png") +
-                                                                                      " exists\nskip " + (in_ / "b.jpg").string() + ", " +
-                                                                                      Out("b.jpg") + " is up to date\n");
+    EXPECT_EQ(RunKalvatri(To("out") + keeping + Words{"--dry-run"} + chain_).out,
+              "skip " + (in_ / "a.png").string() + ", " + Out("a.png") + " exists\nskip " + (in_ / "b.jpg").string() +
+                  ", " + Out("b.jpg") + " is up to date\n");
 }
 
 TEST_F(Batch, SaysWhatItWouldDoAndWritesNothing) {
@@ -399,17 +425,20 @@ TEST_F(Batch, SaysWhatItWouldDoAndWritesNothing) {
     WriteFile(in_ / "notes.txt", std::string("no picture, and not taken for one"));
     const Outcome plan = RunKalvatri(Command({"--dry-run", "--format", "webp"}));
     EXPECT_EQ(plan.exitCode, 0) << plan.err;
-    EXPECT_EQ(plan.out, "make " + Out("a.webp") + " from " + (in_ / "a.png").string() + "\nmake " + Out("b.webp") + " from " +
-                            (in_ / "b.jpg").string() + "\n1 other file is no picture (1 txt)\n");
+    EXPECT_EQ(plan.out, "make " + Out("a.webp") + " from " + (in_ / "a.png").string() + "\nmake " + Out("b.webp") +
+                            " from " + (in_ / "b.jpg").string() + "\n1 other file is no picture (1 txt)\n");
     EXPECT_FALSE(std::filesystem::exists(out_));
 
     const Outcome run = RunKalvatri(Command({"--format", "webp"}));
-    EXPECT_THAT(run.out, MatchesRegex("2 pictures: 2 done, 0 skipped, 0 failed in [^\n]+; 1 other file is no picture \\(1 txt\\)\n"));
+    EXPECT_THAT(
+        run.out,
+        MatchesRegex("2 pictures: 2 done, 0 skipped, 0 failed in [^\n]+; 1 other file is no picture \\(1 txt\\)\n"));
     EXPECT_THAT(Names(), ElementsAre("a.webp", "b.webp"));
     const std::string old = Make("c.png");
     EXPECT_EQ(Statuses(Command({"--dry-run", "--json", "--format", "webp"})),
               (std::map<std::string, std::string>{{"a.png", "skipped"}, {"b.jpg", "skipped"}, {"c.png", "open"}}));
-    EXPECT_THAT(RunKalvatri(Command({"--dry-run", "--format", "webp"})).out, HasSubstr("skip " + (in_ / "a.png").string()));
+    EXPECT_THAT(RunKalvatri(Command({"--dry-run", "--format", "webp"})).out,
+                HasSubstr("skip " + (in_ / "a.png").string()));
     EXPECT_THAT(Names(), ElementsAre("a.webp", "b.webp"));
 }
 
@@ -446,7 +475,9 @@ TEST_F(Batch, GoesOnFromWhereItWasStopped) {
         std::filesystem::remove(last);
         WriteFile(last, lastBytes);
         const auto statuses = Statuses(Command({"--json"}));
-        EXPECT_EQ(std::count_if(statuses.begin(), statuses.end(), [](const auto& status) { return status.second == "skipped"; }), 5);
+        EXPECT_EQ(std::count_if(statuses.begin(), statuses.end(),
+                                [](const auto& status) { return status.second == "skipped"; }),
+                  5);
         EXPECT_EQ(statuses.at("zlast.png"), "done");
         EXPECT_TRUE(Contents(out_) == Contents(folder_.File("through")));
     }
@@ -457,7 +488,8 @@ TEST_F(Batch, RemovesWhatAKilledProcessLeftAndNothingElse) {
     std::filesystem::create_directory(out_);
     const Io::PendingFile other(out_ / "a.png", Io::PendingFile::Naming::Named);  // of a process that is alive
     const Words kept = Names() + Words{".a.png.part-x", ".b.png.part-1-0", "a.png.part-1-0"};
-    for (const std::string& name : {kept[1], kept[2], kept[3], std::string(".a.png.part-1-0")}) WriteFile(out_ / name, std::string("part"));
+    for (const std::string& name : {kept[1], kept[2], kept[3], std::string(".a.png.part-1-0")})
+        WriteFile(out_ / name, std::string("part"));
     ASSERT_EQ(RunKalvatri(Command()).exitCode, 0);
     EXPECT_THAT(Names(), testing::UnorderedElementsAreArray(kept + Words{"a.png"}));
 }
@@ -505,21 +537,25 @@ TEST_F(BatchWorkers, ThatAPictureEndsAreReplaced) {
          "ended by signal 9 (Killed), as the system does when memory runs out; --memory and --jobs limit "
          "what a batch takes" +
              words},
-        {MakeEnding(SIGBUS), "ended by signal 7 (Bus error), as happens when a file is shortened while it is read" + words},
+        {MakeEnding(SIGBUS),
+         "ended by signal 7 (Bus error), as happens when a file is shortened while it is read" + words},
         {MakeEnding(kExits), "ended with exit code 200" + words}};
     for (int i = 0; i < 30; ++i) Make("good" + std::to_string(i) + ".png");
     WriteFile(in_ / "empty.png", std::string());
     for (const char* jobs : {"1", "4"}) {
         setenv(kWritingFolderVariable, Out().c_str(), 1);
-        const Outcome outcome = RunKalvatri(To("out") + Words{"-j", jobs, "--json", "--force", in_.string()} + endsProcess_);
+        const Outcome outcome =
+            RunKalvatri(To("out") + Words{"-j", jobs, "--json", "--force", in_.string()} + endsProcess_);
         unsetenv(kWritingFolderVariable);
         EXPECT_EQ(outcome.exitCode, 1);
         const Json report = Json::parse(outcome.out);
         EXPECT_EQ(report["totals"]["done"], 30);
         EXPECT_EQ(report["totals"]["failed"], 6);
         for (const auto& [picture, end] : ends)
-            EXPECT_THAT(outcome.err, HasSubstr("kalvatri: working on " + picture + ": the process that did it was " + end + "\n"));
-        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 7) << "a line each and the summary: " << outcome.err;
+            EXPECT_THAT(outcome.err,
+                        HasSubstr("kalvatri: working on " + picture + ": the process that did it was " + end + "\n"));
+        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 7)
+            << "a line each and the summary: " << outcome.err;
         EXPECT_EQ(CountRecorded(), 30u);
         EXPECT_EQ(Names().size(), 30u) << "nothing incomplete is left";
         std::filesystem::remove(out_ / kLedger);
@@ -532,7 +568,8 @@ TEST_F(BatchWorkers, EndWithTheirParentAndLeaveNothing) {
     setenv(kWritingFolderVariable, Out().c_str(), 1);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGKILL}) {
         KalvatriProcess process(To("out") + Words{"-j", "2", "--force", in_.string()} + endsProcess_);
-        WaitUntil(process, [&] { return testing::Matches(testing::Contains(testing::StartsWith(".0.png.part-")))(Names()); });
+        WaitUntil(process,
+                  [&] { return testing::Matches(testing::Contains(testing::StartsWith(".0.png.part-")))(Names()); });
         process.Send(signal);
         EXPECT_EQ(process.Wait().exitCode, 128 + signal);
         if (signal == SIGKILL) break;
@@ -556,7 +593,8 @@ TEST_F(Batch, AFullDiskFailsWhatDoesNotFitAndLosesNothing) {
     EXPECT_EQ(outcome.exitCode, 1);
     EXPECT_THAT(outcome.err, HasSubstr("writing " + Out("large.png") + ": File too large\n"));
     EXPECT_THAT(Names(), ElementsAre("small.png"));
-    EXPECT_EQ(Statuses(Command({"--json"})), (std::map<std::string, std::string>{{"large.png", "done"}, {"small.png", "skipped"}}));
+    EXPECT_EQ(Statuses(Command({"--json"})),
+              (std::map<std::string, std::string>{{"large.png", "done"}, {"small.png", "skipped"}}));
     EXPECT_TRUE(Contents(out_) == Contents(folder_.File("through")));
 }
 
@@ -569,7 +607,9 @@ TEST_F(Batch, AnOutputThatCannotBeRecordedIsMadeAnew) {
     const auto recorded = static_cast<std::ptrdiff_t>(CountRecorded());
     EXPECT_GT(recorded, 0);
     const auto statuses = Statuses(command);
-    EXPECT_EQ(std::count_if(statuses.begin(), statuses.end(), [](const auto& status) { return status.second == "skipped"; }), recorded);
+    EXPECT_EQ(
+        std::count_if(statuses.begin(), statuses.end(), [](const auto& status) { return status.second == "skipped"; }),
+        recorded);
     EXPECT_EQ(CountRecorded(), 6u);
 }
 

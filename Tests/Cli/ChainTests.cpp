@@ -96,7 +96,8 @@ private:
     void ProcessInternalImpl(FramePtr& frame) override { frame.reset(); }
 };
 
-// Replaces every picture by one sample: how many pictures it has been given, and 100 more if others see the pixels of the last.
+// Replaces every picture by one sample: how many pictures it has been given, and 100 more if others see the pixels of
+// the last.
 class Seen : public EffectBaseOneInput<SettingsTestSeen> {
 public:
     using EffectBaseOneInput::EffectBaseOneInput;
@@ -137,7 +138,9 @@ public:
     using EffectBaseTwoInput::EffectBaseTwoInput;
 
 private:
-    void ProcessInternalImpl(FramePtr& frame, const ConstFramePtr& second) override { CopyDataVideo(second, frame, 0, 0); }
+    void ProcessInternalImpl(FramePtr& frame, const ConstFramePtr& second) override {
+        CopyDataVideo(second, frame, 0, 0);
+    }
 };
 
 // One picture for each column of the first, as a view of it.
@@ -192,7 +195,9 @@ FactoryPtr TestFactory() {
     return factory;
 }
 
-FramePtr Row(const std::vector<int>& samples) { return MakeFrame(PixFmt::Gray8, static_cast<std::uint32_t>(samples.size()), 1, samples); }
+FramePtr Row(const std::vector<int>& samples) {
+    return MakeFrame(PixFmt::Gray8, static_cast<std::uint32_t>(samples.size()), 1, samples);
+}
 
 using Samples = std::vector<std::uint8_t>;
 
@@ -207,7 +212,8 @@ protected:
         for (const FramePtr& picture : runner.Run(std::move(pictures))) results.push_back(Bytes(*picture));
         return results;
     }
-    std::string ErrorOf(const std::vector<std::string>& words, std::vector<FramePtr> pictures, ExitCode expected) const {
+    std::string ErrorOf(const std::vector<std::string>& words, std::vector<FramePtr> pictures,
+                        ExitCode expected) const {
         try {
             RunWords(words, std::move(pictures));
         } catch (const CommandError& error) {
@@ -217,7 +223,8 @@ protected:
         return "no error";
     }
     SettingsTestTone ToneOf(const std::string& json) const {
-        return static_cast<const SettingsTestTone&>(*Kalvatri::ParseChain(catalogue_, Kalvatri::ParseJson(json)).at(0).settings);
+        return static_cast<const SettingsTestTone&>(
+            *Kalvatri::ParseChain(catalogue_, Kalvatri::ParseJson(json)).at(0).settings);
     }
 
     FactoryPtr factory_ = TestFactory();
@@ -225,14 +232,18 @@ protected:
 };
 
 TEST_F(Chains, RunStepsOfEveryKind) {
-    EXPECT_THAT(RunWords({"TestTone", "level=5", "testtone", "level=-1"}, {Row({10, 20})}), ElementsAre(Samples{14, 24}));
+    EXPECT_THAT(RunWords({"TestTone", "level=5", "testtone", "level=-1"}, {Row({10, 20})}),
+                ElementsAre(Samples{14, 24}));
     EXPECT_THAT(RunWords({"TestOver", "with=7", "TestTone"}, {Row({10, 20})}), ElementsAre(Samples{8, 21}));
-    EXPECT_THAT(RunWords({"TestBeside", "with=7", "with=8"}, {Row({1}), Row({2, 3})}), ElementsAre(Samples{8, 7, 2, 3, 1}));
+    EXPECT_THAT(RunWords({"TestBeside", "with=7", "with=8"}, {Row({1}), Row({2, 3})}),
+                ElementsAre(Samples{8, 7, 2, 3, 1}));
 }
 
 TEST_F(Chains, AStepForOnePictureRunsOnEachOfManyAndAVariableInputStepTakesThemAll) {
-    EXPECT_THAT(RunWords({"TestColumns", "TestTone", "level=1"}, {Row({10, 20, 30})}), ElementsAre(Samples{11}, Samples{21}, Samples{31}));
-    EXPECT_THAT(RunWords({"TestColumns", "TestOver", "with=9", "TestBeside"}, {Row({10, 20})}), ElementsAre(Samples{9, 9}));
+    EXPECT_THAT(RunWords({"TestColumns", "TestTone", "level=1"}, {Row({10, 20, 30})}),
+                ElementsAre(Samples{11}, Samples{21}, Samples{31}));
+    EXPECT_THAT(RunWords({"TestColumns", "TestOver", "with=9", "TestBeside"}, {Row({10, 20})}),
+                ElementsAre(Samples{9, 9}));
     EXPECT_THAT(RunWords({"TestColumns", "TestBeside"}, {Row({10, 20, 30})}), ElementsAre(Samples{30, 20, 10}));
 }
 
@@ -261,7 +272,8 @@ TEST_F(Chains, TellTheFirstPicturesErrorAndSumTheCounters) {
     const ThreadCount count(4);
     EXPECT_THAT(ErrorOf({"TestColumns", "TestPicky"}, {Row({2, 4, 6, 7, 8, 9, 11, 13})}, ExitCode::Failed),
                 HasSubstr("running TestPicky: odd 7"));
-    const Chain chain = Kalvatri::ParseChain(catalogue_, std::vector<std::string>{"TestColumns", "TestPicky", "TestBeside", "TestTone"});
+    const Chain chain = Kalvatri::ParseChain(
+        catalogue_, std::vector<std::string>{"TestColumns", "TestPicky", "TestBeside", "TestTone"});
     ChainRunner runner(factory_, chain, {});
     const auto counts = [&] {
         std::vector<std::string> texts;
@@ -289,13 +301,15 @@ TEST_F(Chains, EstimateTheMemoryOfTheHungriestStepAtTheLargestSize) {
     EXPECT_GE(estimate({"TestTone"}, kMillion, 0) - base, 8 * kMillion);
     EXPECT_EQ(estimate({"TestTone", "TestHungry", "pixels=1", "TestTone"}, kMillion, 0) - base, 50 * kMillion);
     EXPECT_EQ(estimate({"TestHungry", "pixels=3000000"}, kMillion, 0) - base, 150 * kMillion);
-    EXPECT_EQ(estimate({"TestHungry", "pixels=1000000", "TestTone", "TestHungry", "pixels=1"}, 10, 0) - base, 50 * kMillion);
+    EXPECT_EQ(estimate({"TestHungry", "pixels=1000000", "TestTone", "TestHungry", "pixels=1"}, 10, 0) - base,
+              50 * kMillion);
     EXPECT_GE(estimate({"TestTone"}, kMillion, kMillion), estimate({"TestTone"}, kMillion, 0) + 4 * kMillion);
 }
 
 TEST_F(Chains, CountThePicturesThatAStepIsGiven) {
     const FramePtr picture = Row({1});
-    EXPECT_THAT(ErrorOf({"TestOver"}, {picture}, ExitCode::WrongUsage), HasSubstr("takes a second picture, given once as with=FILE"));
+    EXPECT_THAT(ErrorOf({"TestOver"}, {picture}, ExitCode::WrongUsage),
+                HasSubstr("takes a second picture, given once as with=FILE"));
     EXPECT_THAT(ErrorOf({"TestOver", "with=1", "with=2"}, {picture}, ExitCode::WrongUsage), HasSubstr("given once"));
     EXPECT_THAT(ErrorOf({"TestTone", "with=1"}, {picture}, ExitCode::WrongUsage), HasSubstr("takes one picture"));
     EXPECT_THAT(ErrorOf({"TestOver", "with="}, {picture}, ExitCode::WrongUsage), HasSubstr("needs the name of a file"));
@@ -303,7 +317,8 @@ TEST_F(Chains, CountThePicturesThatAStepIsGiven) {
 }
 
 TEST_F(Chains, AnEffectWithoutAResultIsAnError) {
-    EXPECT_THAT(ErrorOf({"TestNothing"}, {Row({1})}, ExitCode::Failed), HasSubstr("running TestNothing: the effect gave no picture"));
+    EXPECT_THAT(ErrorOf({"TestNothing"}, {Row({1})}, ExitCode::Failed),
+                HasSubstr("running TestNothing: the effect gave no picture"));
 }
 
 TEST_F(Chains, TakeSettingsFromJsonByWayOfTheirTexts) {
@@ -317,26 +332,31 @@ TEST_F(Chains, TakeSettingsFromJsonByWayOfTheirTexts) {
     expected.SetTaps({1, 2, 3});
     expected.SetStops({{0, Color(0, 0, 0)}, {128, Color(255, 0, 0)}});
     expected.GetInner().SetDepth(7);
-    const std::string json = R"([{"effect": "testTONE", "level": -40, "gain": 0.25, "soft": true, "mode": "rich", "tint": "#aabbcc",
+    const std::string json =
+        R"([{"effect": "testTONE", "level": -40, "gain": 0.25, "soft": true, "mode": "rich", "tint": "#aabbcc",
         "title": "a=b, c", "taps": [1, 2, 3], "stops": {"0": "#000000", "128": "#ff0000"}, "inner": {"depth": 7}}])";
     EXPECT_EQ(ToneOf(json), expected);
     EXPECT_EQ(ToneOf(R"([{"effect": "TestTone", "inner.depth": 7}])").GetInner().GetDepth(), 7);
 
     Json back = Kalvatri::SettingsToJson(expected);
-    EXPECT_EQ(back.dump(), R"({"level":-40,"gain":0.25,"soft":true,"mode":"rich","tint":"#aabbcc","title":"a=b, c","taps":[1,2,3],)"
-                           R"("stops":"0:#000000,128:#ff0000","inner":{"depth":7}})");
+    EXPECT_EQ(back.dump(),
+              R"({"level":-40,"gain":0.25,"soft":true,"mode":"rich","tint":"#aabbcc","title":"a=b, c","taps":[1,2,3],)"
+              R"("stops":"0:#000000,128:#ff0000","inner":{"depth":7}})");
     back["effect"] = "TestTone";
     EXPECT_EQ(ToneOf(Json::array({back}).dump()), expected);
 }
 
 TEST_F(Chains, AreWrittenDownWithWhatDiffersFromTheStart) {
-    const std::vector<std::string> words = {"testtone", "level=1", "gain=0.25",  "inner.depth=7", "title=", "stops=3:#ff0000",
-                                            "TestOver", "with=7",  "TestBeside", "with=8",        "with=9", "TestTone"};
+    const std::vector<std::string> words = {"testtone",   "level=1",         "gain=0.25", "inner.depth=7",
+                                            "title=",     "stops=3:#ff0000", "TestOver",  "with=7",
+                                            "TestBeside", "with=8",          "with=9",    "TestTone"};
     const Json json = Kalvatri::ChainToJson(Kalvatri::ParseChain(catalogue_, words));
-    EXPECT_EQ(json.dump(), R"([{"effect":"TestTone","gain":0.25,"stops":"3:#ff0000","inner":{"depth":7}},)"
-                           R"({"effect":"TestOver","with":["7"]},{"effect":"TestBeside","with":["8","9"]},{"effect":"TestTone"}])");
+    EXPECT_EQ(json.dump(),
+              R"([{"effect":"TestTone","gain":0.25,"stops":"3:#ff0000","inner":{"depth":7}},)"
+              R"({"effect":"TestOver","with":["7"]},{"effect":"TestBeside","with":["8","9"]},{"effect":"TestTone"}])");
     EXPECT_EQ(Kalvatri::ChainToJson(Kalvatri::ParseChain(catalogue_, json)), json);
-    const Chain full = Kalvatri::ParseChain(catalogue_, std::vector<std::string>{"TestTone", "taps=1,2", "mode=rich", "soft=true"});
+    const Chain full =
+        Kalvatri::ParseChain(catalogue_, std::vector<std::string>{"TestTone", "taps=1,2", "mode=rich", "soft=true"});
     const Chain again = Kalvatri::ParseChain(catalogue_, Kalvatri::ChainToJson(full));
     EXPECT_EQ(Kalvatri::SettingsToJson(*again.at(0).settings), Kalvatri::SettingsToJson(*full.at(0).settings));
 }
@@ -388,7 +408,8 @@ public:
 };
 
 TEST_F(Chains, TellTheirStagesAndCanBeCancelled) {
-    const Chain chain = Kalvatri::ParseChain(catalogue_, std::vector<std::string>{"TestTone", "TestBeside", "TestTone"});
+    const Chain chain =
+        Kalvatri::ParseChain(catalogue_, std::vector<std::string>{"TestTone", "TestBeside", "TestTone"});
     const auto progress = Core::MakeRefCounted<Stages>();
     ChainRunner runner(factory_, chain, {}, progress);
     runner.Run({Row({1})});
@@ -401,7 +422,8 @@ TEST_F(Chains, TellTheirStagesAndCanBeCancelled) {
 
 TEST_F(Chains, ShowPicturesThatGoSideBySideOnOneBar) {
     const ThreadCount count(4);
-    const Chain chain = Kalvatri::ParseChain(catalogue_, std::vector<std::string>{"TestColumns", "TestPicky", "TestTone", "level=2"});
+    const Chain chain =
+        Kalvatri::ParseChain(catalogue_, std::vector<std::string>{"TestColumns", "TestPicky", "TestTone", "level=2"});
     const auto progress = Core::MakeRefCounted<Stages>();
     ChainRunner runner(factory_, chain, {}, progress);
     runner.Run({Row({2, 4, 6})});

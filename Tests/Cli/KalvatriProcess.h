@@ -32,16 +32,20 @@ struct ProcessOptions {
 /// The program while it runs; it is killed with the object.
 class KalvatriProcess {
 public:
-    explicit KalvatriProcess(const std::vector<std::string>& arguments, ProcessOptions options = {}) : options_(std::move(options)) {
+    explicit KalvatriProcess(const std::vector<std::string>& arguments, ProcessOptions options = {})
+        : options_(std::move(options)) {
         std::vector<char*> argv{const_cast<char*>(KALVATRI_PROGRAM)};
         for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
         argv.push_back(nullptr);
         child_ = fork();
         if (child_ != 0) return;
-        const auto redirect = [](const std::string& file, int flags, int to) { return dup2(open(file.c_str(), flags, 0600), to) == to; };
-        const bool isReady = redirect(options_.stdinFile, O_RDONLY, 0) && redirect(GetOutFile(), O_WRONLY | O_CREAT | O_TRUNC, 1) &&
-                             redirect(folder_.File("err"), O_WRONLY | O_CREAT | O_TRUNC, 2) && Limit(RLIMIT_FSIZE, options_.fileSize) &&
-                             Limit(RLIMIT_NOFILE, options_.openFiles);
+        const auto redirect = [](const std::string& file, int flags, int to) {
+            return dup2(open(file.c_str(), flags, 0600), to) == to;
+        };
+        const bool isReady = redirect(options_.stdinFile, O_RDONLY, 0) &&
+                             redirect(GetOutFile(), O_WRONLY | O_CREAT | O_TRUNC, 1) &&
+                             redirect(folder_.File("err"), O_WRONLY | O_CREAT | O_TRUNC, 2) &&
+                             Limit(RLIMIT_FSIZE, options_.fileSize) && Limit(RLIMIT_NOFILE, options_.openFiles);
         for (const int stream : options_.closed) close(stream);
         if (isReady) execv(KALVATRI_PROGRAM, argv.data());
         _exit(127);
@@ -69,8 +73,8 @@ public:
             const FileBytes bytes = ReadFile(file);
             return std::string(bytes.begin(), bytes.end());
         };
-        return {WIFEXITED(status_) ? WEXITSTATUS(status_) : 128 + WTERMSIG(status_), options_.stdoutFile.empty() ? text(GetOutFile()) : "",
-                text(folder_.File("err"))};
+        return {WIFEXITED(status_) ? WEXITSTATUS(status_) : 128 + WTERMSIG(status_),
+                options_.stdoutFile.empty() ? text(GetOutFile()) : "", text(folder_.File("err"))};
     }
 
 private:

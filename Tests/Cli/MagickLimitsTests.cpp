@@ -36,7 +36,9 @@ protected:
         Io::WriteImage(wide_, MakeFrame(PixFmt::Rgb24, 17000, 9), {}, {});
     }
 
-    std::vector<std::string> Command(const std::string& effect) const { return {"apply", "-q", "-i", small_, "-o", out_, effect}; }
+    std::vector<std::string> Command(const std::string& effect) const {
+        return {"apply", "-q", "-i", small_, "-o", out_, effect};
+    }
     FileBytes Result(const std::string& effect) const {
         const Outcome outcome = RunKalvatri(Command(effect));
         EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
@@ -53,7 +55,8 @@ protected:
     }
 
     const TempFolder folder_;
-    const std::string small_ = folder_.File("small.png"), wide_ = folder_.File("wide.png"), out_ = folder_.File("out.png");
+    const std::string small_ = folder_.File("small.png"), wide_ = folder_.File("wide.png"),
+                      out_ = folder_.File("out.png");
 };
 
 TEST_F(MagickLimits, ChangeNoResultThatIsPossibleWithinThem) {
@@ -73,7 +76,8 @@ TEST_F(MagickLimits, ChangeNoResultThatIsPossibleWithinThem) {
         const Environment environment(Policy(maximums));
         EXPECT_EQ(Result("OilPaint"), painted) << "in parts that are small enough";
     }
-    EXPECT_EQ(RunKalvatri({"apply", "-i", wide_, "-o", out_, "OilPaint"}).exitCode, 0) << "wider than the usual policy allows";
+    EXPECT_EQ(RunKalvatri({"apply", "-i", wide_, "-o", out_, "OilPaint"}).exitCode, 0)
+        << "wider than the usual policy allows";
 }
 
 TEST_F(MagickLimits, AreNamedWhereNothingIsPossibleWithinThem) {

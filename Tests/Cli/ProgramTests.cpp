@@ -44,7 +44,9 @@ protected:
         Io::WriteImage(folder_.File(name), frame, {}, {});
         return folder_.File(name);
     }
-    FramePtr Read(const std::string& name) const { return Io::ReadImage(Core::ioPath(folder_.File(name)), TestAllocator()).frame; }
+    FramePtr Read(const std::string& name) const {
+        return Io::ReadImage(Core::ioPath(folder_.File(name)), TestAllocator()).frame;
+    }
 
     TempFolder folder_;
 };
@@ -84,14 +86,15 @@ TEST_F(Program, DescribesAnEffect) {
     EXPECT_EQ(described["kind"], "one-input");
     const Json& width = described["fields"][0];
     EXPECT_EQ(width.dump(),
-              "{\"key\":\"width\",\"type\":\"int\",\"default\":1920,\"min\":1,\"max\":131072,\"values\":[],\"unit\":\"pixels\","
+              "{\"key\":\"width\",\"type\":\"int\",\"default\":1920,\"min\":1,\"max\":131072,\"values\":[],\"unit\":"
+              "\"pixels\","
               "\"summary\":\"Width of the new picture.\"}");
     EXPECT_EQ(described["fields"][2]["default"], "#000000");
     EXPECT_TRUE(described["fields"][2]["min"].is_null());
 
     const Json bokeh = Json::parse(RunKalvatri({"describe", "BlurBokeh", "--json"}).out);
-    const auto shape =
-        std::find_if(bokeh["fields"].begin(), bokeh["fields"].end(), [](const Json& f) { return f["key"] == "aperture.shape"; });
+    const auto shape = std::find_if(bokeh["fields"].begin(), bokeh["fields"].end(),
+                                    [](const Json& f) { return f["key"] == "aperture.shape"; });
     ASSERT_NE(shape, bokeh["fields"].end());
     EXPECT_EQ((*shape)["values"][0].dump(), "{\"name\":\"disc\",\"value\":0}");
 
@@ -104,13 +107,14 @@ TEST_F(Program, KeepsItsReferenceOfEffectsUpToDate) {
     const FileBytes page = ReadFile(std::string(ORVEXA_DOCS_DIR) + "/effects.md");
     const Outcome outcome = RunKalvatri({"describe", "--markdown"});
     EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
-    EXPECT_TRUE(outcome.out == std::string(page.begin(), page.end())) << "docs/effects.md is stale; scripts/docs.sh makes it anew";
+    EXPECT_TRUE(outcome.out == std::string(page.begin(), page.end()))
+        << "docs/effects.md is stale; scripts/docs.sh makes it anew";
     EXPECT_EQ(RunKalvatri({"describe", "--markdown", "WhiteBalance"}).exitCode, 2);
 }
 
 TEST_F(Program, HelpFitsAScreenAndShowsTwoExamples) {
-    for (const Words& words :
-         {Words{"--help"}, Words{"apply", "--help"}, Words{"batch", "--help"}, Words{"list", "--help"}, Words{"describe", "--help"}}) {
+    for (const Words& words : {Words{"--help"}, Words{"apply", "--help"}, Words{"batch", "--help"},
+                               Words{"list", "--help"}, Words{"describe", "--help"}}) {
         const Outcome help = RunKalvatri(words);
         EXPECT_EQ(help.exitCode, 0);
         EXPECT_THAT(help.err, IsEmpty());
@@ -160,8 +164,8 @@ TEST(ToLine, MakesTextFitForATerminal) {
 
 // In a process of its own for each signal, with a file that has a name before it is complete.
 TEST_F(Program, NoSignalLeavesIncompleteFiles) {
-    for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTRAP, SIGABRT, SIGUSR1, SIGUSR2, SIGPIPE, SIGALRM, SIGTERM, SIGXCPU, SIGXFSZ,
-                             SIGVTALRM, SIGPROF, SIGIO, SIGPWR, SIGSYS, SIGRTMIN, SIGRTMAX}) {
+    for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTRAP, SIGABRT, SIGUSR1, SIGUSR2, SIGPIPE, SIGALRM, SIGTERM,
+                             SIGXCPU, SIGXFSZ, SIGVTALRM, SIGPROF, SIGIO, SIGPWR, SIGSYS, SIGRTMIN, SIGRTMAX}) {
         const pid_t child = fork();
         if (child == 0) {
             const rlimit noCore{0, 0};
@@ -183,21 +187,23 @@ TEST_F(Program, AppliesAChainGivenAsWordsOrAsJson) {
     const Words files = {"apply", "-i", input, "-o", folder_.File("out.png")};
     // A picture of a translucent colour: exact, and unlike the input.
     const FramePtr expected = MakeFrame(PixFmt::Rgba, 3, 2, Color(16, 32, 48, 64));
-    const Outcome words =
-        RunKalvatri(files + Words{"whitebalance", "color=#c8b496", "CREATEVIDEO", "width=3", "height=2", "color=#10203040"});
+    const Outcome words = RunKalvatri(
+        files + Words{"whitebalance", "color=#c8b496", "CREATEVIDEO", "width=3", "height=2", "color=#10203040"});
     EXPECT_EQ(words.exitCode, 0) << words.err;
     EXPECT_THAT(words.err, IsEmpty());
     EXPECT_THAT(words.out, IsEmpty());
     EXPECT_TRUE(SameFrames(Read("out.png"), expected));
 
     std::filesystem::remove(folder_.File("out.png"));
-    WriteFile(folder_.File("chain.json"),
-              std::string(R"([{"effect": "WhiteBalance"}, {"effect": "CreateVideo", "width": 3, "height": 2.0, "color": "#10203040"}])"));
+    WriteFile(
+        folder_.File("chain.json"),
+        std::string(
+            R"([{"effect": "WhiteBalance"}, {"effect": "CreateVideo", "width": 3, "height": 2.0, "color": "#10203040"}])"));
     const Outcome json = RunKalvatri(files + Words{"--settings", folder_.File("chain.json")});
     EXPECT_EQ(json.exitCode, 0) << json.err;
     EXPECT_TRUE(SameFrames(Read("out.png"), expected));
-    const Outcome piped =
-        RunKalvatri({"apply", "-i", input, "-o", folder_.File("piped.png"), "--settings", "-"}, {.stdinFile = folder_.File("chain.json")});
+    const Outcome piped = RunKalvatri({"apply", "-i", input, "-o", folder_.File("piped.png"), "--settings", "-"},
+                                      {.stdinFile = folder_.File("chain.json")});
     EXPECT_EQ(piped.exitCode, 0) << piped.err;
     EXPECT_TRUE(SameFrames(Read("piped.png"), expected));
 }
@@ -225,21 +231,25 @@ TEST_F(Program, MessagesWithoutStreamsGoNowhere) {
     for (const std::vector<int>& closed : {std::vector{0, 1, 2}, {0, 2}, {1, 2}, {2}}) {
         SCOPED_TRACE(testing::PrintToString(closed));
         std::filesystem::remove_all(folder_.File("out"));
-        EXPECT_EQ(RunKalvatri(Words{"batch", "-j", "1", "-o", folder_.File("out")} + inputs, {.closed = closed}).exitCode, 1);
+        EXPECT_EQ(
+            RunKalvatri(Words{"batch", "-j", "1", "-o", folder_.File("out")} + inputs, {.closed = closed}).exitCode, 1);
         EXPECT_EQ(ReadFile(folder_.File("out/good.png")), ReadFile(folder_.File("expected/good.png")));
-        EXPECT_EQ(ReadFile(folder_.File("out/.kalvatri-batch.jsonl")), ReadFile(folder_.File("expected/.kalvatri-batch.jsonl")));
+        EXPECT_EQ(ReadFile(folder_.File("out/.kalvatri-batch.jsonl")),
+                  ReadFile(folder_.File("expected/.kalvatri-batch.jsonl")));
     }
     const Words apply = {"apply", "-i", folder_.File("good.png"), "-o"};
     EXPECT_EQ(RunKalvatri(apply + Words{folder_.File("out.png"), "EmptyEffect"}, {.closed = {0, 1, 2}}).exitCode, 0);
-    EXPECT_EQ(RunKalvatri(apply + Words{"-", "--format", "png", "EmptyEffect"}, {.closed = {0, 1}}).exitCode, 1) << "a result is lost";
+    EXPECT_EQ(RunKalvatri(apply + Words{"-", "--format", "png", "EmptyEffect"}, {.closed = {0, 1}}).exitCode, 1)
+        << "a result is lost";
 }
 
 TEST_F(Program, GivesTheSameBytesWithAnyNumberOfThreads) {
     const std::string input = Make("in.png", MakeFrame(PixFmt::Rgb24, 301, 207));
     const Words chain = {"TiltShift", "BlurBokeh", "OilPaint", "Sketch"};
     for (const char* threads : {"1", "7"}) {
-        const Outcome outcome =
-            RunKalvatri(Words{"apply", "-i", input, "-o", folder_.File(std::string(threads) + ".png"), "--threads", threads} + chain);
+        const Outcome outcome = RunKalvatri(
+            Words{"apply", "-i", input, "-o", folder_.File(std::string(threads) + ".png"), "--threads", threads} +
+            chain);
         EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
     }
     EXPECT_EQ(ReadFile(folder_.File("1.png")), ReadFile(folder_.File("7.png")));
@@ -257,14 +267,18 @@ TEST_F(Program, ServesTheProgramOfItsManual) {
     const FileBytes manual = ReadFile(std::string(ORVEXA_SOURCE_DIR) + "/docs/host-api.md");
     for (const auto& [language, name] : {std::pair{"cpp", "DiamondVignette.cpp"}, {"cmake", "CMakeLists.txt"}}) {
         const FileBytes source = ReadFile(std::string(ORVEXA_SOURCE_DIR) + "/Tests/Package/" + name);
-        const std::string shown = std::string("```") + language + "\n" + std::string(source.begin(), source.end()) + "```\n";
-        EXPECT_THAT(std::string(manual.begin(), manual.end()), HasSubstr(shown)) << "docs/host-api.md does not show " << name;
+        const std::string shown =
+            std::string("```") + language + "\n" + std::string(source.begin(), source.end()) + "```\n";
+        EXPECT_THAT(std::string(manual.begin(), manual.end()), HasSubstr(shown))
+            << "docs/host-api.md does not show " << name;
     }
     const std::string input = Make("white.png", MakeFrame(PixFmt::Rgb24, 100, 100, Color(255, 255, 255)));
     const std::string command = std::string(DIAMOND_VIGNETTE_PROGRAM) + " " + input + " " + folder_.File("out.png");
     ASSERT_EQ(std::system(command.c_str()), 0);
     const FramePtr result = Read("out.png");
-    const auto redAt = [&](std::size_t x, std::size_t y) { return int{std::as_const(*result).GetPlane(0).GetRow(y)[3 * x]}; };
+    const auto redAt = [&](std::size_t x, std::size_t y) {
+        return int{std::as_const(*result).GetPlane(0).GetRow(y)[3 * x]};
+    };
     EXPECT_EQ(redAt(50, 16), 255) << "inside the diamond's upper corner";
     EXPECT_LT(redAt(74, 74), 255) << "inside the ellipse that the module's own mask has, outside the diamond";
     EXPECT_NEAR(redAt(0, 0), 255 - 220, 1) << "covered as far as the mask's background goes";
@@ -282,8 +296,8 @@ TEST_F(Program, ReadsStdinAndWritesStdout) {
 
 TEST_F(Program, ConvertsTheInputAndReportsStatistics) {
     const std::string input = Make("in.png", MakeFrame(PixFmt::Rgb24, 8, 8, Color(90, 90, 90)));
-    const Outcome outcome =
-        RunKalvatri({"apply", "-i", input, "-o", folder_.File("out.png"), "--pixfmt", "26", "--stats", "EmptyEffect", "EmptyEffect"});
+    const Outcome outcome = RunKalvatri({"apply", "-i", input, "-o", folder_.File("out.png"), "--pixfmt", "26",
+                                         "--stats", "EmptyEffect", "EmptyEffect"});
     ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
     EXPECT_TRUE(SameFrames(Read("out.png"), MakeFrame(PixFmt::Rgba, 8, 8, Color(90, 90, 90))));
     const Json statistics = Json::parse(outcome.out);
@@ -300,12 +314,14 @@ TEST_F(Program, SaysWhatIsLostUnlessQuietAndLogsWhenVerbose) {
 
     const std::string strokes = Make("strokes.png", MakeFrame(PixFmt::Gray8, 8, 8, Color(255, 255, 255)));
     const Words oneKind = {"apply", "-i", input, "-o", folder_.File("out.png"), "Segmentation", "with=" + strokes};
-    EXPECT_THAT(RunKalvatri(oneKind).err, MatchesRegex("kalvatri: note: [^\n]*in.png: Segmentation: [^\n]*strokes[^\n]*\n"));
+    EXPECT_THAT(RunKalvatri(oneKind).err,
+                MatchesRegex("kalvatri: note: [^\n]*in.png: Segmentation: [^\n]*strokes[^\n]*\n"));
     EXPECT_THAT(RunKalvatri(oneKind + Words{"-q"}).err, IsEmpty());
 }
 
 TEST_F(Program, TellsWhereAFailureComesFromWhenAsked) {
-    const Outcome outcome = RunKalvatri({"apply", "-v", "-i", folder_.File("missing.png"), "-o", folder_.File("out.png"), "EmptyEffect"});
+    const Outcome outcome =
+        RunKalvatri({"apply", "-v", "-i", folder_.File("missing.png"), "-o", folder_.File("out.png"), "EmptyEffect"});
     EXPECT_EQ(outcome.exitCode, 1);
     EXPECT_THAT(outcome.err, HasSubstr("does not exist\n  thrown at Host/"));
     EXPECT_THAT(outcome.err, testing::Not(HasSubstr("? [")));
@@ -325,13 +341,16 @@ TEST_F(Program, BadInputIsAnsweredWithOneLineAndHarmsNothing) {
     WriteFile(folder_.File("deep.json"), "[{\"effect\": \"WhiteBalance\", \"color\": " + deep + "}]");
     WriteFile(folder_.File("huge.json"), std::string("[{\"effect\": \"WhiteBalance\", \"color\": 1e999}]"));
     WriteFile(folder_.File("twice.json"), std::string("[{\"effect\": \"WhiteBalance\", \"effect\": \"Sketch\"}]"));
-    WriteFile(folder_.File("long.json"), "[{\"effect\": \"WhiteBalance\", \"color\": \"" + std::string(1 << 20, 'A') + "\"}]");
+    WriteFile(folder_.File("long.json"),
+              "[{\"effect\": \"WhiteBalance\", \"color\": \"" + std::string(1 << 20, 'A') + "\"}]");
     const std::string old = Make("old.png", MakeFrame(PixFmt::Rgb24, 2, 2));
     const FileBytes oldBytes = ReadFile(old);
     const std::set<std::string> before = folder_.List();
 
     const Words apply = {"apply", "-i", good, "-o", old};
-    const auto from = [&](const char* name) { return Words{"apply", "-i", folder_.File(name), "-o", old, "EmptyEffect"}; };
+    const auto from = [&](const char* name) {
+        return Words{"apply", "-i", folder_.File(name), "-o", old, "EmptyEffect"};
+    };
     const auto to = [&](const std::string& output) { return Words{"apply", "-i", good, "-o", output, "EmptyEffect"}; };
     const BadCommand cases[] = {
         {{}, 2, "a command is missing; the commands are list, describe, formats, apply, batch"},
@@ -361,7 +380,8 @@ TEST_F(Program, BadInputIsAnsweredWithOneLineAndHarmsNothing) {
         {apply + Words{"EmptyEffect", "with=" + good}, 2, "takes one picture"},
         {apply + Words{"-i", good, "EmptyEffect"}, 2, "takes one -i"},
         {apply + Words{"Custom"}, 2, "takes a C++ function and is not available on the command line"},
-        {apply + Words{"EmptyEffect", "--quality", "101"}, 2, "--quality: \"101\" is not a whole number in the range 1..100"},
+        {apply + Words{"EmptyEffect", "--quality", "101"}, 2,
+         "--quality: \"101\" is not a whole number in the range 1..100"},
         {apply + Words{"EmptyEffect", "--quality", ""}, 2, "in the range 1..100"},
         {apply + Words{"EmptyEffect", "--quality", "0x10"}, 2, "in the range 1..100"},
         {apply + Words{"EmptyEffect", "--threads", "0"}, 2, "in the range 1..1024"},
@@ -371,7 +391,9 @@ TEST_F(Program, BadInputIsAnsweredWithOneLineAndHarmsNothing) {
         {apply + Words{"EmptyEffect", "--pixfmt", ""}, 2, "--pixfmt: \"\" is not a whole number in the range 0.."},
         {apply + Words{"EmptyEffect", "--pixfmt", "1"}, 2, "the formats are 0, 2, 3"},
         {{"batch", "-o", folder_.File("out"), "-j", "0x2", good, "--", "EmptyEffect"}, 2, "in the range 1..1024"},
-        {{"batch", "-o", folder_.File("out"), "--memory", "", good, "--", "EmptyEffect"}, 2, "--memory: the value is empty"},
+        {{"batch", "-o", folder_.File("out"), "--memory", "", good, "--", "EmptyEffect"},
+         2,
+         "--memory: the value is empty"},
         {apply + Words{"EmptyEffect", "--format", "bmp"}, 2, "the formats are jpg"},
         {apply + Words{"EmptyEffect", "--settings", folder_.File("bad.json")}, 2, "not in both"},
         {apply + Words{"--settings", folder_.File("bad.json")}, 2, "parse error at line 1"},
@@ -400,7 +422,9 @@ TEST_F(Program, BadInputIsAnsweredWithOneLineAndHarmsNothing) {
         {from("good.png") + Words{"--max-pixels", "4095"}, 1, "limit of 4095 (--max-pixels)"},
         {{"list", "--module", folder_.File("none.so")}, 1, "does not exist"},
         {{"list", "--module", good}, 1, "cannot be loaded"},
-        {{"list", "--module", (GetPluginDirectory() / "libOrvexaImageFiles.so").string()}, 1, "no function Registrator"},
+        {{"list", "--module", (GetPluginDirectory() / "libOrvexaImageFiles.so").string()},
+         1,
+         "no function Registrator"},
     };
     for (const BadCommand& bad : cases) {
         ExpectRefused(bad);
@@ -416,14 +440,15 @@ TEST_F(Program, AFullDiskIsReportedAndLeavesTheOldFile) {
         const std::string output = folder_.File(std::string("old.") + suffix);
         WriteFile(output, std::string("old"));
         const std::set<std::string> before = folder_.List();
-        const Outcome outcome =
-            RunKalvatri({"apply", "-q", "-i", input, "-o", output, "--quality", "100", "EmptyEffect"}, {.fileSize = 4096});
+        const Outcome outcome = RunKalvatri(
+            {"apply", "-q", "-i", input, "-o", output, "--quality", "100", "EmptyEffect"}, {.fileSize = 4096});
         EXPECT_EQ(outcome.exitCode, 1);
         EXPECT_THAT(outcome.err, MatchesRegex("kalvatri: writing [^\n]*: File too large\n"));
         EXPECT_EQ(folder_.List(), before);
         EXPECT_EQ(ReadFile(output).size(), 3u);
     }
-    const Outcome outcome = RunKalvatri({"apply", "-i", input, "-o", "-", "--format", "png", "EmptyEffect"}, {.stdoutFile = "/dev/full"});
+    const Outcome outcome =
+        RunKalvatri({"apply", "-i", input, "-o", "-", "--format", "png", "EmptyEffect"}, {.stdoutFile = "/dev/full"});
     EXPECT_EQ(outcome.exitCode, 1);
     EXPECT_THAT(outcome.err, HasSubstr("writing stdout: No space left on device"));
     EXPECT_EQ(RunKalvatri({"list"}, {.stdoutFile = "/dev/full"}).exitCode, 1);
@@ -431,10 +456,11 @@ TEST_F(Program, AFullDiskIsReportedAndLeavesTheOldFile) {
 
 // A picture that shows red on the left and hides cyan on the right.
 TEST_F(Program, TransparencyComesThroughEveryEffectOrIsNamed) {
-    const std::string input = Make("in.png", MakeHalfHidden(PixFmt::Rgba, 64, 48, Color(200, 40, 40), Color(0, 255, 255)));
+    const std::string input =
+        Make("in.png", MakeHalfHidden(PixFmt::Rgba, 64, 48, Color(200, 40, 40), Color(0, 255, 255)));
     const FramePtr before = Read("in.png");
-    for (const char* effect : {"BlurRadial", "BlurBokeh", "BlackWhite", "Gradient", "WhiteBalance", "TintTemperature", "OilPaint",
-                               "Pixelate", "TiltShift", "Vignette"}) {
+    for (const char* effect : {"BlurRadial", "BlurBokeh", "BlackWhite", "Gradient", "WhiteBalance", "TintTemperature",
+                               "OilPaint", "Pixelate", "TiltShift", "Vignette"}) {
         const Outcome outcome = RunKalvatri({"apply", "-i", input, "-o", folder_.File("out.png"), effect});
         ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
         EXPECT_THAT(outcome.err, IsEmpty()) << effect;
@@ -453,7 +479,8 @@ TEST_F(Program, TransparencyComesThroughEveryEffectOrIsNamed) {
         }
     }
     const Outcome sketch = RunKalvatri({"apply", "-i", input, "-o", folder_.File("out.png"), "Sketch"});
-    EXPECT_THAT(sketch.err, MatchesRegex("kalvatri: note: [^\n]*in.png: Sketch: it works without transparency, which is lost\n"));
+    EXPECT_THAT(sketch.err,
+                MatchesRegex("kalvatri: note: [^\n]*in.png: Sketch: it works without transparency, which is lost\n"));
 }
 
 TEST_F(Program, ExtremeShapesPass) {
@@ -476,12 +503,15 @@ TEST_F(Program, CutsPicturesIntoFilesAndStitchesThem) {
     for (int i = 0; i < 6; ++i) patches = patches + Words{"-i", folder_.File("patch_" + std::to_string(i) + ".png")};
     ASSERT_EQ(RunKalvatri(patches + stitch).exitCode, 0);
     EXPECT_TRUE(SameFrames(Read("whole.png"), picture));
-    // In one command each patch goes through the steps between; a change of single pixels is the same for a patch and for the whole.
+    // In one command each patch goes through the steps between; a change of single pixels is the same for a patch and
+    // for the whole.
     const Words between{"BalanceLuma", "shadows=50"};
-    ASSERT_EQ(RunKalvatri(Words{"apply", "-i", input, "-o", folder_.File("one.png")} + cut + between + stitch).exitCode, 0);
+    ASSERT_EQ(RunKalvatri(Words{"apply", "-i", input, "-o", folder_.File("one.png")} + cut + between + stitch).exitCode,
+              0);
     ASSERT_EQ(RunKalvatri(Words{"apply", "-i", input, "-o", folder_.File("other.png")} + between).exitCode, 0);
     EXPECT_TRUE(SameFrames(Read("one.png"), Read("other.png")));
-    ExpectRefused({Words{"apply", "-i", input, "-o", folder_.File("none.png")} + cut, 2, "a {} in the name takes their numbers"});
+    ExpectRefused(
+        {Words{"apply", "-i", input, "-o", folder_.File("none.png")} + cut, 2, "a {} in the name takes their numbers"});
 }
 
 TEST_F(Program, AnInterruptLeavesNothingBehind) {

@@ -22,7 +22,8 @@ void Check(const Catalogue& catalogue, Parse&& parse) {
             Json json = SettingsToJson(*step.settings);
             json["effect"] = step.effect->GetName();
             const Chain again = ParseChain(catalogue, Json::array({json}));
-            Fuzz::Require(SettingsToJson(*again.at(0).settings) == SettingsToJson(*step.settings), "settings survive JSON");
+            Fuzz::Require(SettingsToJson(*again.at(0).settings) == SettingsToJson(*step.settings),
+                          "settings survive JSON");
         }
     } catch (const CommandError& error) {
         Fuzz::Require(error.GetExitCode() == ExitCode::WrongUsage, "bad words are wrong usage");

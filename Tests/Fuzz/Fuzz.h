@@ -1,5 +1,5 @@
-// What a fuzzer of this project is: one function, called with any bytes. It returns when the bytes were handled as they should be, with a
-// result or with the error of the interface; anything else ends the program.
+// What a fuzzer of this project is: one function, called with any bytes. It returns when the bytes were handled as they
+// should be, with a result or with the error of the interface; anything else ends the program.
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,5 @@
-// Runs a fuzzer without a fuzzing engine: over every file of a corpus, and over random changes of each, the same ones every time.
+// Runs a fuzzer without a fuzzing engine: over every file of a corpus, and over random changes of each, the same ones
+// every time.
 //   Replay CORPUS [CHANGES]
 
 #include <algorithm>

@@ -61,14 +61,18 @@ TEST(Json, IsTakenWithinLimitsOnly) {
         {"", "parse error"},
     };
     for (const auto& [text, complaint] : cases)
-        EXPECT_THAT(ComplaintOf([&, &json = text] { Core::ParseJson(json); }), HasSubstr(complaint)) << text.substr(0, 80);
-    EXPECT_EQ(Core::ParseJson(R"({"z": [1, -2.5, "\u00e9", null], "a": true})").dump(), R"({"z":[1,-2.5,"é",null],"a":true})");
+        EXPECT_THAT(ComplaintOf([&, &json = text] { Core::ParseJson(json); }), HasSubstr(complaint))
+            << text.substr(0, 80);
+    EXPECT_EQ(Core::ParseJson(R"({"z": [1, -2.5, "\u00e9", null], "a": true})").dump(),
+              R"({"z":[1,-2.5,"é",null],"a":true})");
 }
 
 TEST(Json, IsReadFromFilesOfModestSize) {
     const TempFolder folder;
     WriteFile(folder.File("good.json"), std::string("[1]"));
-    const auto complaint = [](const std::string& file) { return ComplaintOf([&] { Core::ReadJsonText(Core::ioPath(file)); }); };
+    const auto complaint = [](const std::string& file) {
+        return ComplaintOf([&] { Core::ReadJsonText(Core::ioPath(file)); });
+    };
     EXPECT_EQ(Core::ReadJsonText(Core::ioPath(folder.File("good.json"))), "[1]");
     EXPECT_EQ(complaint(folder.File("none.json")), "No such file or directory");
     EXPECT_EQ(complaint(folder.GetPath()), "it is a folder, not a JSON file");

@@ -64,7 +64,8 @@ TEST(Factory, NamesWhatItCannotCreate) {
         EXPECT_NE(std::string(exception.what()).find("Unknown"), std::string::npos) << exception.what();
     }
     EXPECT_THROW(factory->CreateOneInputEffect(effect, "Known", ImplPhotoNames::OPENCV, {}), EffectException);
-    EXPECT_THROW(factory->CreateTwoInputEffect(twoInput, "Known", ImplNames::DEFAULT, {}), EffectException) << "another kind";
+    EXPECT_THROW(factory->CreateTwoInputEffect(twoInput, "Known", ImplNames::DEFAULT, {}), EffectException)
+        << "another kind";
     factory->RegisterProvider(EffectKind::OneInput, "Provided", ImplNames::HOST, "libDoesNotExist.so");
     EXPECT_THROW(factory->CreateOneInputEffect(effect, "Provided", ImplNames::DEFAULT, {}), EffectException);
     EXPECT_THROW(factory->MarkDefault(EffectKind::OneInput, "Known", ImplPhotoNames::OPENCV), EffectException);
@@ -103,7 +104,8 @@ TEST(Modules, ThatAreMissingOrForeignAreRefusedWithTheReason) {
     std::ofstream(text) << "not a library";
     EXPECT_NE(complaint(text).find("cannot be loaded"), std::string::npos);
     std::filesystem::remove(text);
-    EXPECT_NE(complaint(GetPluginDirectory() / "libOrvexaImageFiles.so").find("no function Registrator"), std::string::npos);
+    EXPECT_NE(complaint(GetPluginDirectory() / "libOrvexaImageFiles.so").find("no function Registrator"),
+              std::string::npos);
 }
 
 TEST(Exceptions, CarryDescriptionOriginAndCallStack) {

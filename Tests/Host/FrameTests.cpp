@@ -58,9 +58,12 @@ TEST(PixFmtDescriptions, KnowEveryFormatAndItsPlanes) {
         ASSERT_EQ(GetPlanesCount(*frame), c.planes.size()) << c.pixFmt;
         for (std::uint8_t i = 0; i < c.planes.size(); ++i) {
             const Plane plane = frame->GetPlane(i);
-            EXPECT_EQ(plane.GetWidth(), static_cast<std::uint64_t>(c.planes[i].first)) << c.pixFmt << " plane " << int{i};
-            EXPECT_EQ(plane.GetHeight(), static_cast<std::uint64_t>(c.planes[i].second)) << c.pixFmt << " plane " << int{i};
-            EXPECT_EQ(reinterpret_cast<std::uintptr_t>(plane.GetRow(plane.GetHeight() - 1)) % 64, 0u) << "rows are aligned";
+            EXPECT_EQ(plane.GetWidth(), static_cast<std::uint64_t>(c.planes[i].first))
+                << c.pixFmt << " plane " << int{i};
+            EXPECT_EQ(plane.GetHeight(), static_cast<std::uint64_t>(c.planes[i].second))
+                << c.pixFmt << " plane " << int{i};
+            EXPECT_EQ(reinterpret_cast<std::uintptr_t>(plane.GetRow(plane.GetHeight() - 1)) % 64, 0u)
+                << "rows are aligned";
         }
     }
     EXPECT_EQ(PixFmtDescription::GetPixelFormatDescroptionsList().size(), 28u);
@@ -81,11 +84,14 @@ TEST(Colors, PackInMemoryOrderAndConvertToFullRangeLuma) {
     EXPECT_EQ(Color::Black(Opacity::Transparent), Color(0, 0, 0, 0));
     EXPECT_EQ(Color::White(Opacity::Opaque), Color(255, 255, 255, 255));
     // Corners of the JPEG conversion: Y = 76.245, Cb = 84.97, Cr = 255.5 clamped for pure red.
-    EXPECT_EQ((std::array{Color(255, 0, 0).y(), Color(255, 0, 0).u(), Color(255, 0, 0).v()}), (std::array<std::uint8_t, 3>{76, 85, 255}));
-    EXPECT_EQ((std::array{Color(0, 0, 255).y(), Color(0, 0, 255).u(), Color(0, 0, 255).v()}), (std::array<std::uint8_t, 3>{29, 255, 107}));
+    EXPECT_EQ((std::array{Color(255, 0, 0).y(), Color(255, 0, 0).u(), Color(255, 0, 0).v()}),
+              (std::array<std::uint8_t, 3>{76, 85, 255}));
+    EXPECT_EQ((std::array{Color(0, 0, 255).y(), Color(0, 0, 255).u(), Color(0, 0, 255).v()}),
+              (std::array<std::uint8_t, 3>{29, 255, 107}));
     for (int grey = 0; grey < 256; ++grey) {
         const auto g = static_cast<std::uint8_t>(grey);
-        EXPECT_EQ((std::array{Color(g, g, g).y(), Color(g, g, g).u(), Color(g, g, g).v()}), (std::array<std::uint8_t, 3>{g, 128, 128}));
+        EXPECT_EQ((std::array{Color(g, g, g).y(), Color(g, g, g).u(), Color(g, g, g).v()}),
+                  (std::array<std::uint8_t, 3>{g, 128, 128}));
     }
 }
 
@@ -140,7 +146,8 @@ TEST_P(EveryFormat, FillSetsEveryPixelAndNothingElse) {
             return p.GetRow(p.GetHeight() - 1)[p.GetWidth() - static_cast<std::uint64_t>(back)];
         };
         if (GetParam() == PixFmt::Pal8) {
-            EXPECT_EQ(*reinterpret_cast<const std::uint32_t*>(std::as_const(*frame).GetPlane(1).GetData()), color.rgba());
+            EXPECT_EQ(*reinterpret_cast<const std::uint32_t*>(std::as_const(*frame).GetPlane(1).GetData()),
+                      color.rgba());
         } else if (GetParam() == PixFmt::Nv12) {
             EXPECT_EQ(lastOf(1, 2), color.u());
             EXPECT_EQ(lastOf(1, 1), color.v());
@@ -190,7 +197,8 @@ TEST_P(EveryFormat, CropsSeeTheRectangleWithChromaRoundedOutward) {
         const int sx = description.GetShiftX(i), sy = description.GetShiftY(i);
         // Two crops, each rounded on its own.
         const int x = (3 >> sx) + (2 >> sx), y = (5 >> sy) + (1 >> sy);
-        EXPECT_EQ(part.GetData(), whole.GetOffsetPtr(static_cast<std::uint64_t>(x), static_cast<std::uint64_t>(y))) << int{i};
+        EXPECT_EQ(part.GetData(), whole.GetOffsetPtr(static_cast<std::uint64_t>(x), static_cast<std::uint64_t>(y)))
+            << int{i};
         EXPECT_EQ(part.GetPixelsPerRow(), static_cast<std::uint64_t>((9 + (1 << sx) - 1) >> sx)) << int{i};
         EXPECT_EQ(part.GetHeight(), static_cast<std::uint64_t>((7 + (1 << sy) - 1) >> sy)) << int{i};
     }
@@ -208,17 +216,21 @@ TEST_P(EveryFormat, CopiesAreClippedToTheDestination) {
         const PixFmtDescription& description = PixFmtDescription::Get(GetParam());
         for (std::uint8_t i = 0; i < GetPlanesCount(*source); ++i) {
             if (GetParam() == PixFmt::Pal8 && i == 1) continue;
-            const ConstPlane from = std::as_const(*source).GetPlane(i), to = std::as_const(*guarded.GetFrame()).GetPlane(i),
+            const ConstPlane from = std::as_const(*source).GetPlane(i),
+                             to = std::as_const(*guarded.GetFrame()).GetPlane(i),
                              old = std::as_const(*before).GetPlane(i);
-            const std::int64_t left = (x >> description.GetShiftX(i)) * static_cast<std::int64_t>(from.GetBytesPerPixel());
+            const std::int64_t left =
+                (x >> description.GetShiftX(i)) * static_cast<std::int64_t>(from.GetBytesPerPixel());
             const std::int64_t top = y >> description.GetShiftY(i);
             for (std::int64_t row = 0; row < static_cast<std::int64_t>(to.GetHeight()); ++row) {
                 for (std::int64_t b = 0; b < static_cast<std::int64_t>(to.GetWidth()); ++b) {
-                    const bool isInside = row >= top && row - top < static_cast<std::int64_t>(from.GetHeight()) && b >= left &&
-                                          b - left < static_cast<std::int64_t>(from.GetWidth());
-                    const std::uint8_t expected = isInside ? from.GetRow(static_cast<std::uint64_t>(row - top))[b - left]
-                                                           : old.GetRow(static_cast<std::uint64_t>(row))[b];
-                    ASSERT_EQ(to.GetRow(static_cast<std::uint64_t>(row))[b], expected) << "plane " << int{i} << " at " << b << ' ' << row;
+                    const bool isInside = row >= top && row - top < static_cast<std::int64_t>(from.GetHeight()) &&
+                                          b >= left && b - left < static_cast<std::int64_t>(from.GetWidth());
+                    const std::uint8_t expected = isInside
+                                                      ? from.GetRow(static_cast<std::uint64_t>(row - top))[b - left]
+                                                      : old.GetRow(static_cast<std::uint64_t>(row))[b];
+                    ASSERT_EQ(to.GetRow(static_cast<std::uint64_t>(row))[b], expected)
+                        << "plane " << int{i} << " at " << b << ' ' << row;
                 }
             }
         }
@@ -227,10 +239,12 @@ TEST_P(EveryFormat, CopiesAreClippedToTheDestination) {
 
 std::vector<PixFmt> AllFormats() {
     std::vector<PixFmt> formats;
-    for (const PixFmtDescription& description : PixFmtDescription::GetPixelFormatDescroptionsList()) formats.push_back(description.pixFmt);
+    for (const PixFmtDescription& description : PixFmtDescription::GetPixelFormatDescroptionsList())
+        formats.push_back(description.pixFmt);
     return formats;
 }
-INSTANTIATE_TEST_SUITE_P(Frames, EveryFormat, testing::ValuesIn(AllFormats()), [](const auto& test) { return Name(test.param); });
+INSTANTIATE_TEST_SUITE_P(Frames, EveryFormat, testing::ValuesIn(AllFormats()),
+                         [](const auto& test) { return Name(test.param); });
 
 TEST(Frames, RefuseCropsOutsideThemselves) {
     const FramePtr frame = MakeFrame(PixFmt::Rgb24, 10, 8);
@@ -252,7 +266,8 @@ TEST(Frames, RefuseCropsOutsideThemselves) {
 TEST(Frames, RefuseSizesThatAreZeroOrAbsurdAndFormatsThatAreUnknown) {
     FramePtr frame;
     for (const auto& [w, h] : {std::pair{0u, 5u}, {5u, 0u}, {131073u, 1u}, {1u, 131073u}, {131072u, 131072u}}) {
-        EXPECT_EQ(ThrownBy([&] { TestAllocator()->AllocateFrame(frame, PixFmt::Gray8, FrameInfo(w, h)); }), "Frame size is not supported!");
+        EXPECT_EQ(ThrownBy([&] { TestAllocator()->AllocateFrame(frame, PixFmt::Gray8, FrameInfo(w, h)); }),
+                  "Frame size is not supported!");
     }
     EXPECT_EQ(ThrownBy([&] { TestAllocator()->AllocateFrame(frame, static_cast<PixFmt>(9), FrameInfo(1, 1)); }),
               "Pixel format is not supported!");

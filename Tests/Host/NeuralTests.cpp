@@ -27,7 +27,8 @@ public:
     /// The common manifest with the changes of a JSON merge patch, in which null removes a key.
     explicit Models(const std::string& patch = "{}") {
         for (const auto& entry : std::filesystem::directory_iterator(kModels)) {
-            if (entry.path().extension() == ".onnx") std::filesystem::create_symlink(entry, GetRoot() / entry.path().filename());
+            if (entry.path().extension() == ".onnx")
+                std::filesystem::create_symlink(entry, GetRoot() / entry.path().filename());
         }
         const FileBytes common = ReadFile(kModels / "models.json");
         json manifest = json::parse(common.begin(), common.end());
@@ -46,7 +47,9 @@ std::shared_ptr<NeuralResult> Ask(NeuralType type, const Models& models, FramePt
 }
 
 FramePtr Draw(int id, const Models& models, FramePtr frame) {
-    return CreateImageNeural(ModelFileId{id}, ImplName::Default, models.GetRoot(), TestAllocator())->Process(frame)->GetFrame();
+    return CreateImageNeural(ModelFileId{id}, ImplName::Default, models.GetRoot(), TestAllocator())
+        ->Process(frame)
+        ->GetFrame();
 }
 
 template <class Action>
@@ -61,7 +64,8 @@ std::string Complaint(const Action& action) {
 
 TEST(Neural, FeedsThePictureAsTheManifestSays) {
     const FramePtr colors = MakeFrame(PixFmt::Rgb24, 2, 1, {10, 20, 30, 40, 50, 60});
-    const std::string grey = R"("file": "flat-grey.onnx", "width": 3, "height": 2, "channels": "grey", "mean": [0], "scale": [1])";
+    const std::string grey =
+        R"("file": "flat-grey.onnx", "width": 3, "height": 2, "channels": "grey", "mean": [0], "scale": [1])";
     const struct {
         const char* what;
         std::string entry;
@@ -75,16 +79,26 @@ TEST(Neural, FeedsThePictureAsTheManifestSays) {
          R"("channels": "bgr", "mean": [10, 20, 30], "scale": [0.5, 0.25, 2])",
          colors,
          {10, 25, 0, 7.5, -40, 20}},
-        {"result scaled, then moved", R"("outputScale": -0.5, "outputOffset": 1)", colors, {-4, -19, -9, -24, -14, -29}},
-        {"another order of bytes", "", MakeFrame(PixFmt::Bgr24, 2, 1, {30, 20, 10, 60, 50, 40}), {10, 40, 20, 50, 30, 60}},
-        {"alpha is left out", "", MakeFrame(PixFmt::Rgba, 2, 1, {10, 20, 30, 0, 40, 50, 60, 99}), {10, 40, 20, 50, 30, 60}},
+        {"result scaled, then moved",
+         R"("outputScale": -0.5, "outputOffset": 1)",
+         colors,
+         {-4, -19, -9, -24, -14, -29}},
+        {"another order of bytes",
+         "",
+         MakeFrame(PixFmt::Bgr24, 2, 1, {30, 20, 10, 60, 50, 40}),
+         {10, 40, 20, 50, 30, 60}},
+        {"alpha is left out",
+         "",
+         MakeFrame(PixFmt::Rgba, 2, 1, {10, 20, 30, 0, 40, 50, 60, 99}),
+         {10, 40, 20, 50, 30, 60}},
         {"alpha first", "", MakeFrame(PixFmt::Abgr, 2, 1, {7, 30, 20, 10, 8, 60, 50, 40}), {10, 40, 20, 50, 30, 60}},
         {"grey as colour", "", MakeFrame(PixFmt::Gray8, 2, 1, {7, 9}), {7, 9, 7, 9, 7, 9}},
         {"grey as grey", grey, MakeFrame(PixFmt::Gray8, 3, 2, {1, 2, 3, 4, 5, 6}), {1, 2, 3, 4, 5, 6}},
         {"colour as grey", grey, MakeFrame(PixFmt::Rgb24, 3, 2, Color(77, 77, 77)), {77, 77, 77, 77, 77, 77}},
         {"reduced to the mean of areas",
          "",
-         MakeFrame(PixFmt::Rgb24, 4, 2, {0, 0, 8, 4, 0, 8, 100, 0, 8, 104, 0, 8, 8, 0, 8, 12, 4, 8, 108, 0, 8, 112, 0, 8}),
+         MakeFrame(PixFmt::Rgb24, 4, 2,
+                   {0, 0, 8, 4, 0, 8, 100, 0, 8, 104, 0, 8, 8, 0, 8, 12, 4, 8, 108, 0, 8, 112, 0, 8}),
          {6, 106, 1, 0, 8, 8}},
         {"enlarged", "", MakeFrame(PixFmt::Rgb24, 1, 1, Color(5, 6, 7)), {5, 5, 6, 6, 7, 7}},
     };
@@ -99,9 +113,11 @@ TEST(Neural, TakesPicturesOfAnySizeWhereTheManifestGivesNone) {
     // Means: red 6, green 100, blue 20; the network weighs its channels by 1/2, 1/4, 1/4.
     const FramePtr frame = MakeFrame(PixFmt::Rgb24, 2, 2, {0, 90, 20, 4, 110, 20, 8, 100, 10, 12, 100, 30});
     EXPECT_EQ(Ask(NeuralType::TiltAngle, models, frame)->GetDouble(), 3 + 25 + 5);
-    EXPECT_EQ(Ask(NeuralType::ImageScore, models, frame)->GetDouble(), (10 + 25 + 1.5) * 0.5 + 3) << "blue first, scaled, then moved";
+    EXPECT_EQ(Ask(NeuralType::ImageScore, models, frame)->GetDouble(), (10 + 25 + 1.5) * 0.5 + 3)
+        << "blue first, scaled, then moved";
 
-    const std::shared_ptr<NeuralBase> network = CreateNeural(NeuralType::TiltAngle, ImplName::Default, models.GetRoot());
+    const std::shared_ptr<NeuralBase> network =
+        CreateNeural(NeuralType::TiltAngle, ImplName::Default, models.GetRoot());
     for (const auto& [width, height] : kSizes) {
         FramePtr picture = MakeFrame(PixFmt::Rgb24, width, height);
         double sum = 0;
@@ -118,7 +134,8 @@ TEST(Neural, TakesPicturesOfAnySizeWhereTheManifestGivesNone) {
 TEST(Neural, SetsFlagsAboveOneHalf) {
     const Models models;
     for (const NeuralType type : {NeuralType::EnhancementFlag, NeuralType::HorizonFlag}) {
-        EXPECT_FALSE(Ask(type, models, MakeFrame(PixFmt::Gray8, 9, 9, Color(128, 128, 128)))->GetBool());  // 128 / 256 is one half
+        EXPECT_FALSE(Ask(type, models, MakeFrame(PixFmt::Gray8, 9, 9, Color(128, 128, 128)))
+                         ->GetBool());  // 128 / 256 is one half
         EXPECT_TRUE(Ask(type, models, MakeFrame(PixFmt::Gray8, 9, 9, Color(129, 129, 129)))->GetBool());
     }
 }
@@ -127,7 +144,8 @@ TEST(Neural, GivesMasksAsBytesRowByRow) {
     const Models models;
     const FramePtr frame = MakeFrame(PixFmt::Rgb24, 640, 320, Color(0, 0, 0));
     // Above one half where the weighted mean is above 128; at 112, 1 / (1 + e^4) of 255, which is 4.6.
-    for (const auto& [x, y, color] : {std::tuple{0, 0, Color(192, 0, 128)}, {2, 0, Color(128, 0, 192)}, {638, 319, Color(255, 255, 255)}}) {
+    for (const auto& [x, y, color] :
+         {std::tuple{0, 0, Color(192, 0, 128)}, {2, 0, Color(128, 0, 192)}, {638, 319, Color(255, 255, 255)}}) {
         for (int i = 0; i < 6; ++i) frame->GetPlane(0).GetRow(y)[3 * x + i] = color[i % 3];
     }
     std::vector<unsigned char> expected(320 * 320, 0);
@@ -138,18 +156,21 @@ TEST(Neural, GivesMasksAsBytesRowByRow) {
 }
 
 TEST(Neural, GivesPicturesOfTheNetworksSize) {
-    // The networks invert and enlarge. A mean of the first channel, blue, shows in the blue of the result; results are clamped.
+    // The networks invert and enlarge. A mean of the first channel, blue, shows in the blue of the result; results are
+    // clamped.
     const Models models(R"({"models": {"16": {"mean": [16, 0, 0]}}})");
     for (const PixFmt format : {PixFmt::Rgb24, PixFmt::Rgba, PixFmt::Gray8}) {
         const FramePtr input = MakeFrame(format, 7, 5);
         const std::size_t bytes = input->GetPlane(0).GetBytesPerPixel();
-        const FramePtr color = MakeFrame(PixFmt::Rgb24, 14, 10, Color(0, 0, 0)), grey = MakeFrame(PixFmt::Gray8, 14, 10, Color(0, 0, 0));
+        const FramePtr color = MakeFrame(PixFmt::Rgb24, 14, 10, Color(0, 0, 0)),
+                       grey = MakeFrame(PixFmt::Gray8, 14, 10, Color(0, 0, 0));
         for (std::uint32_t y = 0; y < 10; ++y) {
             for (std::uint32_t x = 0; x < 14; ++x) {
                 const std::uint8_t* pixel = input->GetPlane(0).GetOffsetPtr(x / 2, y / 2);
                 for (std::size_t k = 0; k < 3; ++k) {
                     const int negative = 255 - pixel[bytes == 1 ? 0 : k];
-                    color->GetPlane(0).GetOffsetPtr(x, y)[k] = static_cast<std::uint8_t>(std::min(negative + (k == 2 ? 16 : 0), 255));
+                    color->GetPlane(0).GetOffsetPtr(x, y)[k] =
+                        static_cast<std::uint8_t>(std::min(negative + (k == 2 ? 16 : 0), 255));
                 }
                 *grey->GetPlane(0).GetOffsetPtr(x, y) = static_cast<std::uint8_t>(255 - *pixel);
             }
@@ -162,7 +183,8 @@ TEST(Neural, GivesPicturesOfTheNetworksSize) {
     FramePtr wide = NewFrame(TestAllocator(), PixFmt::Gray8, FrameInfo(3, 2, {4, 3}));
     wide->Fill(Color(1, 1, 1));
     EXPECT_EQ(Draw(14, models, wide)->GetFrameInfo(), FrameInfo(6, 4, {4, 3}));
-    EXPECT_NE(CreateImageNeural(ModelFileId{14}, ImplName::Default, models.GetRoot(), {})->Process(wide)->GetFrame(), nullptr);
+    EXPECT_NE(CreateImageNeural(ModelFileId{14}, ImplName::Default, models.GetRoot(), {})->Process(wide)->GetFrame(),
+              nullptr);
 }
 
 TEST(Neural, LeavesTheFrameAlone) {
@@ -180,13 +202,15 @@ TEST(Neural, LeavesTheFrameAlone) {
 }
 
 TEST(Neural, RefusesGettersOfAnotherKind) {
-    const NeuralResult results[] = {NeuralResult(std::vector<float>(6)), NeuralResult(std::vector<unsigned char>(4)), NeuralResult(true),
-                                    NeuralResult(0.5), NeuralResult(MakeFrame(PixFmt::Gray8, 1, 1))};
+    const NeuralResult results[] = {NeuralResult(std::vector<float>(6)), NeuralResult(std::vector<unsigned char>(4)),
+                                    NeuralResult(true), NeuralResult(0.5),
+                                    NeuralResult(MakeFrame(PixFmt::Gray8, 1, 1))};
     const std::string names[] = {"a float vector", "a byte vector", "a flag", "a double", "an image"};
-    void (*const getters[])(const NeuralResult&) = {
-        [](const NeuralResult& result) { result.GetFloatVectorResult(); },
-        [](const NeuralResult& result) { result.GetUint8VectorResult(); }, [](const NeuralResult& result) { result.GetBool(); },
-        [](const NeuralResult& result) { result.GetDouble(); }, [](const NeuralResult& result) { result.GetFrame(); }};
+    void (*const getters[])(const NeuralResult&) = {[](const NeuralResult& result) { result.GetFloatVectorResult(); },
+                                                    [](const NeuralResult& result) { result.GetUint8VectorResult(); },
+                                                    [](const NeuralResult& result) { result.GetBool(); },
+                                                    [](const NeuralResult& result) { result.GetDouble(); },
+                                                    [](const NeuralResult& result) { result.GetFrame(); }};
     for (std::size_t i = 0; i < std::size(results); ++i) {
         for (std::size_t k = 0; k < std::size(getters); ++k) {
             EXPECT_EQ(Complaint([&] { getters[k](results[i]); }),
@@ -210,15 +234,20 @@ TEST(Neural, SaysWhatIsWrongWithTheManifest) {
         {R"({"types": {"1": null}})", "models.json has no type 1!"},
         {R"({"types": null})", "models.json has no type 1!"},
         {R"({"types": {"1": 5}})", "models.json: type 1 must be an object!"},
-        {R"({"types": {"1": {"size": 2}}})", R"(type 1 must not have the key "size"; the keys are file, width, height, channels, mean, )"},
+        {R"({"types": {"1": {"size": 2}}})",
+         R"(type 1 must not have the key "size"; the keys are file, width, height, channels, mean, )"},
         {R"({"types": {"8": {"output": "flag"}}})", R"(models.json: type 8 must have "bytes" as "output"!)"},
         {R"({"models": {"14": {"output": "bytes"}}})", R"(models.json: model 14 must have "image" as "output"!)"},
         {R"({"types": {"1": {"output": "number"}}})",
          R"(type 1 has "number" as "output"; it must be one of floats, bytes, flag, double, image!)"},
-        {R"({"types": {"1": {"channels": "RGB"}}})", R"(type 1 has "RGB" as "channels"; it must be one of rgb, bgr, grey!)"},
-        {R"({"types": {"1": {"channels": "grey"}}})", R"(type 1 must have a list of 1 numbers as "mean", one for each channel!)"},
-        {R"({"types": {"1": {"mean": [0, 0, "0"]}}})", R"(type 1 must have a list of 3 numbers as "mean", one for each channel!)"},
-        {R"({"types": {"1": {"scale": 1}}})", R"(type 1 must have a list of 3 numbers as "scale", one for each channel!)"},
+        {R"({"types": {"1": {"channels": "RGB"}}})",
+         R"(type 1 has "RGB" as "channels"; it must be one of rgb, bgr, grey!)"},
+        {R"({"types": {"1": {"channels": "grey"}}})",
+         R"(type 1 must have a list of 1 numbers as "mean", one for each channel!)"},
+        {R"({"types": {"1": {"mean": [0, 0, "0"]}}})",
+         R"(type 1 must have a list of 3 numbers as "mean", one for each channel!)"},
+        {R"({"types": {"1": {"scale": 1}}})",
+         R"(type 1 must have a list of 3 numbers as "scale", one for each channel!)"},
         {R"({"types": {"1": {"width": 3}}})", R"(type 1 must have both "width" and "height" 0, or neither!)"},
         {R"({"types": {"1": {"width": -1}}})", R"(type 1 must have a whole number from 0 to 16384 as "width"!)"},
         {R"({"types": {"1": {"height": 16385}}})", R"(type 1 must have a whole number from 0 to 16384 as "height"!)"},
@@ -227,16 +256,19 @@ TEST(Neural, SaysWhatIsWrongWithTheManifest) {
         {R"({"types": {"1": {"licence": null}}})", R"(type 1 must have the key "licence"!)"},
         {R"({"types": {"1": {"licence": ""}}})", R"(type 1 must have a text as "licence"!)"},
         {R"({"types": {"1": {"file": 1}}})", R"(type 1 must have a text as "file"!)"},
-        {R"({"types": {"1": {"file": "../mean.onnx"}}})", R"(type 1 must have the name of a file beside it as "file"!)"},
+        {R"({"types": {"1": {"file": "../mean.onnx"}}})",
+         R"(type 1 must have the name of a file beside it as "file"!)"},
         {R"({"types": {"1": {"file": "/mean.onnx"}}})", R"(type 1 must have the name of a file beside it as "file"!)"},
         {R"({"types": {"1": {"file": ".."}}})", R"(type 1 must have the name of a file beside it as "file"!)"},
         {R"({"types": {"1": {"file": "none.onnx"}}})", "none.onnx does not exist!"},
-        {R"({"types": {"7": {"licence": 3}}})", R"(models.json: type 7 must have a text as "licence"!)"},  // another than is asked for
+        {R"({"types": {"7": {"licence": 3}}})",
+         R"(models.json: type 7 must have a text as "licence"!)"},  // another than is asked for
         {"{}", "accepted"},
     };
     for (const auto& test : cases) {
         const Models models(test.patch);
-        const std::string complaint = Complaint([&] { CreateNeural(NeuralType::TiltAngle, ImplName::OpenCv, models.GetRoot()); });
+        const std::string complaint =
+            Complaint([&] { CreateNeural(NeuralType::TiltAngle, ImplName::OpenCv, models.GetRoot()); });
         EXPECT_THAT(complaint, HasSubstr(test.complaint)) << test.patch;
         if (complaint != "accepted") {
             EXPECT_THAT(complaint, HasSubstr(models.GetRoot().string())) << test.patch;
@@ -255,7 +287,8 @@ TEST(Neural, SaysWhatIsMissingOrDamaged) {
     const TempFolder empty;
     EXPECT_EQ(complaint(empty.GetPath()),
               "The manifest " + empty.File("models.json") + " does not exist; it must tell what models there are!");
-    for (const char* text : {"", "{", "[1, 2", "{\"types\": {}} more", "\xff", "{\"types\": 1e999}", "{\"types\": {}, \"types\": {}}"}) {
+    for (const char* text :
+         {"", "{", "[1, 2", "{\"types\": {}} more", "\xff", "{\"types\": 1e999}", "{\"types\": {}, \"types\": {}}"}) {
         models.WriteManifest(text);
         EXPECT_THAT(complaint(models.GetRoot()), HasSubstr("models.json is damaged, it must be JSON: ")) << text;
     }
@@ -264,7 +297,8 @@ TEST(Neural, SaysWhatIsMissingOrDamaged) {
 
     EXPECT_EQ(Complaint([] { CreateNeural(NeuralType::Adjustments, ImplName{7}, kModels); }),
               "Neural implementation 7 is not supported! It must be 0 or 1.");
-    EXPECT_THAT(Complaint([] { CreateNeural(NeuralType{3}, ImplName::OpenCv, kModels); }), HasSubstr("models.json has no type 3!"));
+    EXPECT_THAT(Complaint([] { CreateNeural(NeuralType{3}, ImplName::OpenCv, kModels); }),
+                HasSubstr("models.json has no type 3!"));
     EXPECT_THAT(Complaint([] { CreateImageNeural(ModelFileId{3}, ImplName::OpenCv, kModels, TestAllocator()); }),
                 HasSubstr("models.json has no model 3!"));
 }
@@ -272,9 +306,12 @@ TEST(Neural, SaysWhatIsMissingOrDamaged) {
 TEST(Neural, RefusesModelsThatAreDamagedOrHaveNotOneOutput) {
     const Models models(R"({"types": {"0": {"file": "damaged.onnx"}, "1": {"file": "two-outputs.onnx"}}})");
     const FileBytes whole = ReadFile(kModels / "flat-color.onnx");
-    const auto complaint = [&](NeuralType type) { return Complaint([&] { CreateNeural(type, ImplName::OpenCv, models.GetRoot()); }); };
+    const auto complaint = [&](NeuralType type) {
+        return Complaint([&] { CreateNeural(type, ImplName::OpenCv, models.GetRoot()); });
+    };
     for (const std::size_t size : {std::size_t{0}, std::size_t{9}, whole.size() / 2, whole.size() - 1}) {
-        WriteFile(models.GetRoot() / "damaged.onnx", FileBytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)));
+        WriteFile(models.GetRoot() / "damaged.onnx",
+                  FileBytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)));
         EXPECT_THAT(complaint(NeuralType::Adjustments),
                     HasSubstr("damaged.onnx cannot be loaded, it must be an ONNX model with one output: "))
             << size;
@@ -289,8 +326,10 @@ TEST(Neural, RefusesOutputsThatAreNotWhatTheManifestPromises) {
         bool isImage;
         const char* complaint;
     } cases[] = {
-        {R"({"types": {"8": {"file": "mean.onnx", "width": 0, "height": 0}}})", false, "mean.onnx gives 1 values; it must give 102400!"},
-        {R"({"types": {"8": {"file": "not-a-number.onnx", "width": 2, "height": 1}}})", false, "not-a-number.onnx gives 6 values;"},
+        {R"({"types": {"8": {"file": "mean.onnx", "width": 0, "height": 0}}})", false,
+         "mean.onnx gives 1 values; it must give 102400!"},
+        {R"({"types": {"8": {"file": "not-a-number.onnx", "width": 2, "height": 1}}})", false,
+         "not-a-number.onnx gives 6 values;"},
         {R"({"types": {"8": {"width": 319}}})", false, "mask.onnx gives 102080 values; it must give 102400!"},
         {R"({"types": {"8": {"channels": "grey", "mean": [0], "scale": [1]}}})", false,
          "mask.onnx cannot take a picture of 30 x 20 as an input of 1 x 1 x 320 x 320: "},
@@ -320,7 +359,9 @@ TEST(Neural, RefusesOutputsThatAreNotWhatTheManifestPromises) {
 
 TEST(Neural, GivesTheSameBytesWhateverTheThreads) {
     const Models models(R"({"types": {"0": {"file": "uneven.onnx", "width": 13, "height": 5}}})");
-    const auto run = [&] { return Ask(NeuralType::Adjustments, models, MakeFrame(PixFmt::Rgb24, 13, 5))->GetFloatVectorResult(); };
+    const auto run = [&] {
+        return Ask(NeuralType::Adjustments, models, MakeFrame(PixFmt::Rgb24, 13, 5))->GetFloatVectorResult();
+    };
     const int before = cv::getNumThreads();
     cv::setNumThreads(1);
     const std::vector<float> alone = run();

@@ -18,18 +18,22 @@
 using namespace Orvexa;
 using namespace Orvexa::Proc;
 
-// A grey mask of the size of the frame it is given, from the foreground's level in the diamond to the background's at the threshold.
+// A grey mask of the size of the frame it is given, from the foreground's level in the diamond to the background's at
+// the threshold.
 class DiamondMask : public SettingsEffect<IOneInputEffectVideo, SettingsEffectShapeMask> {
 public:
     using SettingsEffect::SettingsEffect;
 
-    void SetSettings(const Settings& settings) override { settings_ = dynamic_cast<const SettingsEffectShapeMask&>(settings); }
+    void SetSettings(const Settings& settings) override {
+        settings_ = dynamic_cast<const SettingsEffectShapeMask&>(settings);
+    }
     Core::Property GetStatistic() const override { return Core::Property("Statistics"); }
 
     void ProcessData(DataPtr& data) override {
         KeepTiming(data, [this](FramePtr& frame) {
             const FrameInfo info = frame->GetFrameInfo();
-            frame = NewFrame(allocator_, PixFmt::Gray8, info);  // never into the frame that was given: others may see it
+            frame =
+                NewFrame(allocator_, PixFmt::Gray8, info);  // never into the frame that was given: others may see it
             const Plane mask = frame->GetPlane(0);
             const auto normalize = settings_.GetNormalizer({info.width, info.height});
             const double levels = settings_.GetBackground() - settings_.GetForeground();
@@ -37,7 +41,8 @@ public:
                 for (std::uint32_t x = 0; x < info.width; ++x) {
                     const auto [u, v] = normalize({x + 0.5, y + 0.5});  // |u| + |v| is 1 on the diamond's edge
                     const double way = (std::abs(u) + std::abs(v) - 1) / (settings_.GetThreshold() - 1);
-                    mask.GetRow(y)[x] = static_cast<std::uint8_t>(settings_.GetForeground() + levels * std::clamp(way, 0.0, 1.0));
+                    mask.GetRow(y)[x] =
+                        static_cast<std::uint8_t>(settings_.GetForeground() + levels * std::clamp(way, 0.0, 1.0));
                 }
             }
         });

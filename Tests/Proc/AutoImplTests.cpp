@@ -48,13 +48,14 @@ TEST(AutoImpl, MarksTheSubjectAtThePicturesSize) {
     for (const PixFmt format : {PixFmt::Rgb24, PixFmt::Gray8, PixFmt::Bgra, PixFmt::Yuv420p}) {
         const TwoInputPtr effect = MakeAuto();  // one for all sizes
         for (const auto& [width, height, left, top] : cases) {
-            const FramePtr picture = MakePicture(format, width, height, left, top), before = CloneFrame(*picture, kCloneIndependent);
+            const FramePtr picture = MakePicture(format, width, height, left, top),
+                           before = CloneFrame(*picture, kCloneIndependent);
             FramePtr mask = picture;
             effect->ProcessData(mask, ConstFramePtr());
             ASSERT_EQ(mask->GetPixFmt(), PixFmt::Gray8);
             ASSERT_EQ(mask->GetFrameInfo(), picture->GetFrameInfo());
-            // The mask has 320 pixels on each side, so the border may be off by as much as one of them, and by the step of subsampled
-            // chroma.
+            // The mask has 320 pixels on each side, so the border may be off by as much as one of them, and by the step
+            // of subsampled chroma.
             const int slackX = width == 320 || width == 640 ? 0 : static_cast<int>(width / 320) + 1;
             const int slackY = height == 320 || height == 960 ? 0 : static_cast<int>(height / 320) + 1;
             const std::vector<std::uint8_t> bytes = Bytes(std::as_const(*mask).GetPlane(0));
@@ -63,9 +64,11 @@ TEST(AutoImpl, MarksTheSubjectAtThePicturesSize) {
                     const int dx = x - static_cast<int>(left), dy = y - static_cast<int>(top);
                     const int value = bytes[static_cast<std::size_t>(y) * width + static_cast<std::size_t>(x)];
                     if (dx >= slackX && dy >= slackY) {
-                        ASSERT_EQ(value, 9) << Name(format) << ' ' << width << 'x' << height << " at " << x << ", " << y;
+                        ASSERT_EQ(value, 9)
+                            << Name(format) << ' ' << width << 'x' << height << " at " << x << ", " << y;
                     } else if (dx < -slackX || dy < -slackY) {
-                        ASSERT_EQ(value, 200) << Name(format) << ' ' << width << 'x' << height << " at " << x << ", " << y;
+                        ASSERT_EQ(value, 200)
+                            << Name(format) << ' ' << width << 'x' << height << " at " << x << ", " << y;
                     } else {
                         ASSERT_TRUE(value == 9 || value == 200);
                     }
@@ -80,7 +83,8 @@ TEST(AutoImpl, DrawsTheLineAtOneHalf) {
     // The network's certainty is 128 for a grey of 128, and 112 for a grey of 127.
     for (const auto& [grey, expected] : {std::pair{127, 200}, {128, 9}}) {
         FramePtr frame = MakeFrame(PixFmt::Gray8, 50, 40, Color(0, 0, 0));
-        frame->Fill(Color(static_cast<std::uint8_t>(grey), static_cast<std::uint8_t>(grey), static_cast<std::uint8_t>(grey)));
+        frame->Fill(
+            Color(static_cast<std::uint8_t>(grey), static_cast<std::uint8_t>(grey), static_cast<std::uint8_t>(grey)));
         MakeAuto()->ProcessData(frame, ConstFramePtr());
         EXPECT_EQ(Bytes(*frame), std::vector<std::uint8_t>(50 * 40, static_cast<std::uint8_t>(expected))) << grey;
     }
@@ -111,7 +115,8 @@ TEST(AutoImpl, SetsItsResizerWhenTheGeometryChanges) {
         return lines;
     };
     EXPECT_EQ(set(FrameInfo(30, 20)),
-              "set SettingsResizer#1 resizeMethod=fastBilinear customMode=exactToo customInfo=30,20,1,1 customScale=1 accurate=true "
+              "set SettingsResizer#1 resizeMethod=fastBilinear customMode=exactToo customInfo=30,20,1,1 customScale=1 "
+              "accurate=true "
               "fullChroma=true");
     EXPECT_EQ(set(FrameInfo(30, 20)), "");
     EXPECT_NE(set(FrameInfo(30, 20, {4, 3})), "");

@@ -33,7 +33,7 @@ TEST(BalanceLuma, MatchesResultsWorkedOutByHand) {
     const struct {
         int shadows, highlights, exposure, level, expected;
     } cases[] = {
-        {100, 0, 0, 0, 41},    {100, 0, 0, 128, 149},                   // 100 * 10 / 7 * 0.29 = 41.43 at black, half of it in the middle
+        {100, 0, 0, 0, 41},    {100, 0, 0, 128, 149},  // 100 * 10 / 7 * 0.29 = 41.43 at black, half of it in the middle
         {0, 1, 0, 100, 99},    {0, 1, 0, 255, 254},   {0, 1, 0, 0, 0},  // the rounding half lowers every level
         {0, 100, 0, 128, 148}, {0, 100, 0, 255, 255}, {0, 0, 25, 128, 255},
         {0, 0, 25, 100, 200},  {0, 0, -25, 101, 51},  {0, 0, -25, 255, 128},
@@ -52,7 +52,8 @@ TEST(BalanceLuma, FollowsTheFormulasAtEverySettingAndLevel) {
                 const std::vector<int> curve = CurveOf(Tone(s, h, e));
                 for (int i = 0; i < 256; ++i) {
                     int level = i;
-                    if (s != 0) level = clamp(level + (((256.0 - i) / 256.0 * s) * std::sqrt(std::abs(s)) / 7.0 * 0.29 + 0.5));
+                    if (s != 0)
+                        level = clamp(level + (((256.0 - i) / 256.0 * s) * std::sqrt(std::abs(s)) / 7.0 * 0.29 + 0.5));
                     if (h != 0) level = clamp(level - ((i / 256.0 * -h) * std::sqrt(std::abs(h)) / 7.0 * 0.29 + 0.5));
                     const double gain = e < 0 ? 1.0 / (-e * 0.04 + 1.0) : e * 0.04 + 1.0;
                     if (e != 0) level = clamp(level * gain + 0.5);
@@ -64,12 +65,14 @@ TEST(BalanceLuma, FollowsTheFormulasAtEverySettingAndLevel) {
 }
 
 TEST(BalanceLuma, KeepsChromaAndAlphaInEveryWorkingFormat) {
-    for (const PixFmt pixFmt : {PixFmt::Yuv444p, PixFmt::Yuv420p, PixFmt::Yuv422p, PixFmt::Yuv440p, PixFmt::Yuva444p, PixFmt::Yuva420p}) {
+    for (const PixFmt pixFmt :
+         {PixFmt::Yuv444p, PixFmt::Yuv420p, PixFmt::Yuv422p, PixFmt::Yuv440p, PixFmt::Yuva444p, PixFmt::Yuva420p}) {
         const FramePtr input = MakeFrame(pixFmt, 97, 61);
         const FramePtr output = Apply(Tone(50, -20, 10, true), input);
         ASSERT_EQ(output->GetPixFmt(), pixFmt);
         for (std::uint8_t i = 1; i < GetPlanesCount(*input); ++i) {
-            EXPECT_EQ(Bytes(std::as_const(*output).GetPlane(i)), Bytes(std::as_const(*input).GetPlane(i))) << Name(pixFmt) << int{i};
+            EXPECT_EQ(Bytes(std::as_const(*output).GetPlane(i)), Bytes(std::as_const(*input).GetPlane(i)))
+                << Name(pixFmt) << int{i};
         }
         EXPECT_TRUE(SameFrames(Apply(Tone(0, 0, 0), input), input)) << "neutral settings";
     }
@@ -80,7 +83,8 @@ FramePtr Counted(const std::vector<std::pair<int, int>>& levels) {
     const FramePtr frame = MakeFrame(PixFmt::Yuv444p, 200, 100, Color(128, 128, 128));
     std::size_t at = 0;
     for (const auto& [level, count] : levels) {
-        for (int i = 0; i < count; ++i, ++at) frame->GetPlane(0).GetRow(at / 200)[at % 200] = static_cast<std::uint8_t>(level);
+        for (int i = 0; i < count; ++i, ++at)
+            frame->GetPlane(0).GetRow(at / 200)[at % 200] = static_cast<std::uint8_t>(level);
     }
     return frame;
 }

@@ -50,7 +50,8 @@ TEST(Custom, RunsTheFunctionOrReportsThatThereIsNone) {
 }
 
 TEST(CreateVideo, MakesAPlainPictureWithAlphaOnlyForColoursThatAreNotOpaque) {
-    for (const auto& [color, pixFmt] : {std::pair{Color(10, 20, 30, 255), PixFmt::Bgr24}, {Color(10, 20, 30, 254), PixFmt::Bgra}}) {
+    for (const auto& [color, pixFmt] :
+         {std::pair{Color(10, 20, 30, 255), PixFmt::Bgr24}, {Color(10, 20, 30, 254), PixFmt::Bgra}}) {
         SettingsEffectCreateVideo settings;
         settings.SetWidth(13);
         settings.SetHeight(4);

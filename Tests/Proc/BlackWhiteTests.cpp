@@ -23,11 +23,13 @@ TEST(BlackWhite, SplitsAtTheRoundedThresholdOfLuma) {
     } cases[] = {{0.5, 128}, {0.0, 0}, {1.0, 256}, {0.498, 127}, {0.5 / 256, 1}, {1.0 / 3, 85}};
     for (const auto& c : cases) {
         FramePtr levels = MakeFrame(PixFmt::Rgba, 256, 1);
-        for (std::uint64_t x = 0; x < 256; ++x) std::fill_n(levels->GetPlane(0).GetOffsetPtr(x, 0), 3, static_cast<std::uint8_t>(x));
+        for (std::uint64_t x = 0; x < 256; ++x)
+            std::fill_n(levels->GetPlane(0).GetOffsetPtr(x, 0), 3, static_cast<std::uint8_t>(x));
         const FramePtr result = Apply(Threshold(c.threshold), levels);
         ASSERT_EQ(result->GetPixFmt(), PixFmt::Rgba) << "converted back";
         for (std::uint64_t x = 0; x < 256; ++x) {
-            const Color expected = static_cast<int>(x) < c.firstBright ? Color(10, 20, 30, 40) : Color(200, 190, 180, 255);
+            const Color expected =
+                static_cast<int>(x) < c.firstBright ? Color(10, 20, 30, 40) : Color(200, 190, 180, 255);
             const std::uint8_t* p = result->GetPlane(0).GetOffsetPtr(x, 0);
             ASSERT_EQ(Color(p[0], p[1], p[2], p[3]), expected) << c.threshold << " at " << x;
         }

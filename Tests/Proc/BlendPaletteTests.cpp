@@ -33,9 +33,16 @@ FramePtr Blend(const SettingsEffectBlendPalette& settings, const FramePtr& pictu
 }
 
 TEST(BlendPalette, EqualsTheDefinitionAtEveryPlacementFormatAndOpacity) {
-    for (const PixFmt pixFmt : {PixFmt::Rgb24, PixFmt::Bgr24, PixFmt::Rgba, PixFmt::Rgba2, PixFmt::Bgra, PixFmt::Bgra2}) {
-        for (const auto& [x, y] :
-             {std::pair{0, 0}, {13, 7}, {-9, -4}, {80, 50}, {-60, 3}, {97, 0}, {0, -31}, {-2147483647 - 1, 2147483647}}) {
+    for (const PixFmt pixFmt :
+         {PixFmt::Rgb24, PixFmt::Bgr24, PixFmt::Rgba, PixFmt::Rgba2, PixFmt::Bgra, PixFmt::Bgra2}) {
+        for (const auto& [x, y] : {std::pair{0, 0},
+                                   {13, 7},
+                                   {-9, -4},
+                                   {80, 50},
+                                   {-60, 3},
+                                   {97, 0},
+                                   {0, -31},
+                                   {-2147483647 - 1, 2147483647}}) {
             for (const int alpha : {0, 1, 128, 255}) {
                 const SettingsEffectBlendPalette settings = Palette(alpha, x, y);
                 const FramePtr indices = MakeFrame(PixFmt::Gray8, 40, 31);
@@ -51,9 +58,11 @@ TEST(BlendPalette, EqualsTheDefinitionAtEveryPlacementFormatAndOpacity) {
                         const auto found = settings.GetPalette().find(index);
                         if (found == settings.GetPalette().end()) continue;
                         const Color& c = found->second;
-                        const int bytes[4] = {isBlueFirst ? c.blue() : c.red(), c.green(), isBlueFirst ? c.red() : c.blue(), c.alpha()};
+                        const int bytes[4] = {isBlueFirst ? c.blue() : c.red(), c.green(),
+                                              isBlueFirst ? c.red() : c.blue(), c.alpha()};
                         const int opacity = c.alpha() * alpha / 255;
-                        std::uint8_t* p = plane.GetOffsetPtr(static_cast<std::uint64_t>(px), static_cast<std::uint64_t>(py));
+                        std::uint8_t* p =
+                            plane.GetOffsetPtr(static_cast<std::uint64_t>(px), static_cast<std::uint64_t>(py));
                         for (std::uint64_t k = 0; k < plane.GetBytesPerPixel(); ++k)
                             p[k] = static_cast<std::uint8_t>(((255 - opacity) * p[k] + opacity * bytes[k]) / 255);
                     }
@@ -66,7 +75,8 @@ TEST(BlendPalette, EqualsTheDefinitionAtEveryPlacementFormatAndOpacity) {
     }
 }
 
-// Tables are kept once built. With four bytes a pixel the opacity is that of the colours' own table, not of an older palette's.
+// Tables are kept once built. With four bytes a pixel the opacity is that of the colours' own table, not of an older
+// palette's.
 TEST(BlendPalette, TakesOpacityFromTheTableOfTheFormat) {
     TwoInputPtr effect;
     ModuleFactory()->CreateTwoInputEffect(effect, SettingsEffectBlendPalette::CLASS_ID, ImplNames::ORVEXA, {});
@@ -81,7 +91,8 @@ TEST(BlendPalette, TakesOpacityFromTheTableOfTheFormat) {
     };
     const Color opaqueBlue(0, 0, 255, 255), halfGreen(0, 255, 0, 128);
     EXPECT_EQ(draw(opaqueBlue, PixFmt::Rgb24), (std::vector<std::uint8_t>{0, 0, 255}));
-    EXPECT_EQ(draw(halfGreen, PixFmt::Bgra), (std::vector<std::uint8_t>{0, 128, 127, 191}));  // (127 * 255 + 128 * 128) / 255
+    EXPECT_EQ(draw(halfGreen, PixFmt::Bgra),
+              (std::vector<std::uint8_t>{0, 128, 127, 191}));  // (127 * 255 + 128 * 128) / 255
     EXPECT_EQ(draw(halfGreen, PixFmt::Rgb24), (std::vector<std::uint8_t>{0, 0, 255})) << "the first palette's";
     EXPECT_EQ(draw(opaqueBlue, PixFmt::Rgba), (std::vector<std::uint8_t>{0, 0, 255, 255})) << "the first palette's";
 }

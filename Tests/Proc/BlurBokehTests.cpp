@@ -17,7 +17,8 @@ namespace {
 
 using testing::ElementsAre;
 
-// The sample that the plain definition of the algorithm stores at column `x`, row `y` of the padded buffer, without any buffer.
+// The sample that the plain definition of the algorithm stores at column `x`, row `y` of the padded buffer, without any
+// buffer.
 class DirectPadding {
 public:
     DirectPadding(const IDataVideo& small, int kernelWidth, int kernelHeight, float threshold, float gain)
@@ -72,14 +73,17 @@ FramePtr Direct(const SettingsEffectBlurBokeh& s, const FramePtr& input) {
 
     FramePtr aperture = RunHost(s.GetAperture(), {});
     SettingsResizer scaling(SettingsResizer::ResizeMethods::BicubicLuma);
-    scaling.SetCustomScale(s.GetSize() * std::min(w, h) / std::min(aperture->GetFrameInfo().width, aperture->GetFrameInfo().height));
+    scaling.SetCustomScale(s.GetSize() * std::min(w, h) /
+                           std::min(aperture->GetFrameInfo().width, aperture->GetFrameInfo().height));
     aperture = RunHost(scaling, aperture);
-    const int kw = static_cast<int>(aperture->GetFrameInfo().width), kh = static_cast<int>(aperture->GetFrameInfo().height);
+    const int kw = static_cast<int>(aperture->GetFrameInfo().width),
+              kh = static_cast<int>(aperture->GetFrameInfo().height);
     std::vector<float> kernel = [&] {
         std::vector<float> weights;
         for (const std::uint8_t sample : Bytes(std::as_const(*aperture).GetPlane(0))) {
             const float v = static_cast<float>(sample) / 255.0f;
-            weights.push_back(v > static_cast<float>(s.GetBokehThreshold()) ? v * static_cast<float>(s.GetBokehGain()) : v);
+            weights.push_back(v > static_cast<float>(s.GetBokehThreshold()) ? v * static_cast<float>(s.GetBokehGain())
+                                                                            : v);
         }
         return weights;
     }();
@@ -87,7 +91,8 @@ FramePtr Direct(const SettingsEffectBlurBokeh& s, const FramePtr& input) {
     for (const float weight : kernel) kernelSum += weight;
     std::reverse(kernel.begin(), kernel.end());
 
-    const DirectPadding padded(*small, kw, kh, static_cast<float>(s.GetImageThreshold()), static_cast<float>(s.GetImageGain()));
+    const DirectPadding padded(*small, kw, kh, static_cast<float>(s.GetImageThreshold()),
+                               static_cast<float>(s.GetImageGain()));
     FramePtr blurred = MakeFrame(small->GetPixFmt(), static_cast<std::uint32_t>(w), static_cast<std::uint32_t>(h));
     for (int y = 0; y < h; ++y) {
         for (int i = 0; i < 3 * w; ++i) {
@@ -128,8 +133,10 @@ FramePtr Direct(const SettingsEffectBlurBokeh& s, const FramePtr& input) {
     }
     const FramePtr sharp = CloneFrame(*input, kCloneIndependent);
     sharp->SetExtraAlpha(0, std::as_const(*mask).GetPlane(0));
-    sharp->SetExtraAlpha(1, std::as_const(*RunHost(SettingsEffectExtraAlphaExtractor(PixFmt::Rgb24), mask)).GetPlane(0));
-    return RunHost(SettingsEffectImageBlender(0, 0, static_cast<std::uint8_t>(m), BlendAlphaMode::UseAlpha), blurred, sharp);
+    sharp->SetExtraAlpha(1,
+                         std::as_const(*RunHost(SettingsEffectExtraAlphaExtractor(PixFmt::Rgb24), mask)).GetPlane(0));
+    return RunHost(SettingsEffectImageBlender(0, 0, static_cast<std::uint8_t>(m), BlendAlphaMode::UseAlpha), blurred,
+                   sharp);
 }
 
 SettingsEffectBlurBokeh Settings_(std::initializer_list<std::pair<const char*, const char*>> values) {
@@ -144,15 +151,18 @@ TEST(BlurBokeh, EqualsTheDirectFormulationByteForByte) {
         std::uint32_t width, height;
         SettingsEffectBlurBokeh settings;
     } cases[] = {
-        {PixFmt::Rgb24, 97, 61, Settings_({{"size", "0.15"}})},                                // 9 x 9: a black row below
-        {PixFmt::Rgb24, 96, 64, Settings_({{"size", "0.16"}})},                                // 10 x 10
-        {PixFmt::Bgr24, 53, 40, Settings_({{"size", "0.1"}, {"aperture.shape", "polygon"}})},  // buffers that are rounded up
-        {PixFmt::Rgb24, 51, 45, Settings_({{"size", "0.2"}, {"aperture.shape", "heart"}, {"imageGain", "6"}, {"bokehGain", "3"}})},
+        {PixFmt::Rgb24, 97, 61, Settings_({{"size", "0.15"}})},  // 9 x 9: a black row below
+        {PixFmt::Rgb24, 96, 64, Settings_({{"size", "0.16"}})},  // 10 x 10
+        {PixFmt::Bgr24, 53, 40,
+         Settings_({{"size", "0.1"}, {"aperture.shape", "polygon"}})},  // buffers that are rounded up
+        {PixFmt::Rgb24, 51, 45,
+         Settings_({{"size", "0.2"}, {"aperture.shape", "heart"}, {"imageGain", "6"}, {"bokehGain", "3"}})},
         {PixFmt::Rgb24, 61, 97, Settings_({{"size", "0.07"}, {"strength", "0"}})},
         {PixFmt::Rgb24, 64, 48, Settings_({{"size", "0.001"}, {"strength", "1"}, {"threshold", "0"}})},
         {PixFmt::Rgb24, 33, 31, Settings_({{"size", "0.2"}, {"threshold", "1"}, {"imageThreshold", "0"}})},
-        {PixFmt::Rgb24, 40, 30, Settings_({{"size", "0.2"}, {"bokehGain", "0"}, {"bokehThreshold", "0"}})},  // all weights 0
-        {PixFmt::Rgb24, 701, 40, Settings_({{"size", "0.2"}})},                                              // reduced first
+        {PixFmt::Rgb24, 40, 30,
+         Settings_({{"size", "0.2"}, {"bokehGain", "0"}, {"bokehThreshold", "0"}})},  // all weights 0
+        {PixFmt::Rgb24, 701, 40, Settings_({{"size", "0.2"}})},                       // reduced first
     };
     for (const auto& c : cases) {
         const FramePtr input = MakeFrame(c.pixFmt, c.width, c.height, Pattern::Noise);
@@ -163,23 +173,27 @@ TEST(BlurBokeh, EqualsTheDirectFormulationByteForByte) {
 TEST(BlurBokeh, ConfiguresItsSubEffectsOnceAndWhenNeeded) {
     SpiedEffect spied = CreateSpiedEffect(SettingsEffectBlurBokeh::CLASS_ID);
     std::vector<std::string> created = spied.factory->TakeTranscript();
-    EXPECT_THAT(
-        created,
-        ElementsAre("create SettingsColorspaceConverter#1", "create SettingsEffectVideoGenerator#1", "create SettingsColorspaceConverter#2",
-                    "create SettingsResizer#1", "create SettingsResizer#2", "create SettingsResizer#3",
-                    "create SettingsEffectImageBlender#1", "create SettingsEffectExtraAlphaExtractor#1",
-                    "set SettingsColorspaceConverter#2 pixFmts=8 accurate=true", "set SettingsEffectExtraAlphaExtractor#1 pixelFormat=2"));
-    const SettingsEffectBlurBokeh settings = Settings_({{"size", "0.15"}, {"strength", "0.25"}, {"aperture.shape", "star"}});
+    EXPECT_THAT(created,
+                ElementsAre("create SettingsColorspaceConverter#1", "create SettingsEffectVideoGenerator#1",
+                            "create SettingsColorspaceConverter#2", "create SettingsResizer#1",
+                            "create SettingsResizer#2", "create SettingsResizer#3",
+                            "create SettingsEffectImageBlender#1", "create SettingsEffectExtraAlphaExtractor#1",
+                            "set SettingsColorspaceConverter#2 pixFmts=8 accurate=true",
+                            "set SettingsEffectExtraAlphaExtractor#1 pixelFormat=2"));
+    const SettingsEffectBlurBokeh settings =
+        Settings_({{"size", "0.15"}, {"strength", "0.25"}, {"aperture.shape", "star"}});
     const std::string generator = "set SettingsEffectVideoGenerator#1 shape=star blades=6 rotation=0 size=101";
     const std::string blender = "set SettingsEffectImageBlender#1 positionX=0 positionY=0 strength=191 alphaMode=use";
     spied.effect->SetSettings(settings);
     EXPECT_THAT(spied.factory->TakeTranscript(), ElementsAre(generator, blender));
     spied.effect->SetSettings(settings);
-    EXPECT_THAT(spied.factory->TakeTranscript(), ElementsAre(generator, blender)) << "sent again even with equal settings";
+    EXPECT_THAT(spied.factory->TakeTranscript(), ElementsAre(generator, blender))
+        << "sent again even with equal settings";
 
     const auto resized = [](int number, int width, int height, const char* method, const char* mode) {
         return "set SettingsResizer#" + std::to_string(number) + " resizeMethod=" + method + " customMode=" + mode +
-               " customInfo=" + std::to_string(width) + "," + std::to_string(height) + ",1,1 customScale=1 accurate=false fullChroma=false";
+               " customInfo=" + std::to_string(width) + "," + std::to_string(height) +
+               ",1,1 customScale=1 accurate=false fullChroma=false";
     };
     const auto sets = [&] {
         std::vector<std::string> lines = spied.factory->TakeTranscript();
@@ -192,15 +206,18 @@ TEST(BlurBokeh, ConfiguresItsSubEffectsOnceAndWhenNeeded) {
     ASSERT_EQ(first.size(), 3u);
     EXPECT_EQ(first[0], resized(2, 512, 512, "fastBilinear", "fit"));
     EXPECT_EQ(first[1], resized(1, 98, 62, "bicubicLuma", "exactToo"));
-    EXPECT_NE(first[2].find("SettingsResizer#3 resizeMethod=bicubicLuma customMode=exact customInfo=0,0,1,1 customScale=0.0905940594"),
-              std::string::npos)
+    EXPECT_NE(
+        first[2].find(
+            "SettingsResizer#3 resizeMethod=bicubicLuma customMode=exact customInfo=0,0,1,1 customScale=0.0905940594"),
+        std::string::npos)
         << first[2];
     frame = MakeFrame(PixFmt::Rgb24, 97, 61);
     spied.effect->ProcessData(frame);
     EXPECT_THAT(sets(), ElementsAre());
     frame = MakeFrame(PixFmt::Rgb24, 64, 48);
     spied.effect->ProcessData(frame);
-    EXPECT_THAT(sets(), ElementsAre(resized(2, 512, 512, "fastBilinear", "fit"), resized(1, 64, 48, "bicubicLuma", "exactToo")))
+    EXPECT_THAT(sets(),
+                ElementsAre(resized(2, 512, 512, "fastBilinear", "fit"), resized(1, 64, 48, "bicubicLuma", "exactToo")))
         << "the kernel is kept";
     spied.effect->SetSettings(Settings_({{"size", "0.2"}}));
     spied.factory->TakeTranscript();
@@ -249,7 +266,8 @@ TEST(Convolution, KeepsTheOrderOfTheSumsAtEveryWidth) {
     for (const std::size_t columns : {1u, 7u, 15u, 16u, 33u, 127u, 128u, 131u, 300u}) {
         constexpr std::size_t kRows = 3, kStride = 400;
         std::vector<float> source((kRows + 8) * kStride), sums(kRows * kStride), expected;
-        for (std::size_t i = 0; i < source.size(); ++i) source[i] = static_cast<float>((i * 2654435761u) % 100003) * 1.7e-3f - 50.0f;
+        for (std::size_t i = 0; i < source.size(); ++i)
+            source[i] = static_cast<float>((i * 2654435761u) % 100003) * 1.7e-3f - 50.0f;
         for (std::size_t i = 0; i < sums.size(); ++i) sums[i] = static_cast<float>(i % 97) * 0.1f;
         expected = sums;
         std::vector<Detail::ConvolutionTap> taps;

@@ -42,7 +42,8 @@ float Radians(double degrees) { return static_cast<float>(degrees * std::numbers
 class Trigonometry {
 public:
     explicit Trigonometry(const Blur& blur) : blur_(blur), count_(CountOf(blur)) {
-        const double reachX = std::max(1 - blur.x, blur.x) * blur.width + 1, reachY = std::max(1 - blur.y, blur.y) * blur.height + 1;
+        const double reachX = std::max(1 - blur.x, blur.x) * blur.width + 1,
+                     reachY = std::max(1 - blur.y, blur.y) * blur.height + 1;
         distances_ = static_cast<int>(std::hypot(reachX, reachY));
     }
     float Sine(int place) const { return IsInside(place) ? std::sin(AngleAt(place)) : 0.0f; }
@@ -52,8 +53,8 @@ private:
     bool IsInside(int place) const { return place < count_ * distances_; }
     float AngleAt(int place) const {
         const int distance = place / count_, k = place % count_ + 1;
-        const float step =
-            Radians(blur_.angle) / static_cast<float>(count_) * static_cast<float>(distance) / static_cast<float>(blur_.width);
+        const float step = Radians(blur_.angle) / static_cast<float>(count_) * static_cast<float>(distance) /
+                           static_cast<float>(blur_.width);
         return static_cast<float>(k) * step;
     }
 
@@ -125,18 +126,20 @@ constexpr Blur kZoom{BlurRadialMode::Zoom, 0, 0.3, 0.5, 0.5, 97, 61};
 constexpr Blur kSpin{BlurRadialMode::Spin, 40, 0.3, 0.5, 0.5, 97, 61};
 
 TEST(BlurRadial, TakesTheMeanOfASample) {
-    for (const Blur& blur :
-         {kZoom, Blur{BlurRadialMode::Zoom, 0, 1.0, 0.1, 1.3, 61, 97}, Blur{BlurRadialMode::Zoom, 0.000009, 0.2, -0.5, 0.5, 30, 20},
-          Blur{BlurRadialMode::Zoom, 0, 0.3, 0.5, 0.5, 3, 1}}) {
+    for (const Blur& blur : {kZoom, Blur{BlurRadialMode::Zoom, 0, 1.0, 0.1, 1.3, 61, 97},
+                             Blur{BlurRadialMode::Zoom, 0.000009, 0.2, -0.5, 0.5, 30, 20},
+                             Blur{BlurRadialMode::Zoom, 0, 0.3, 0.5, 0.5, 3, 1}}) {
         const FramePtr source = MakeFrame(PixFmt::Rgb24, blur.width, blur.height);
-        EXPECT_TRUE(SameFrames(Apply(SettingsOf(blur), source), BlurredAround(source, blur, nullptr))) << "zoom " << blur.strength;
+        EXPECT_TRUE(SameFrames(Apply(SettingsOf(blur), source), BlurredAround(source, blur, nullptr)))
+            << "zoom " << blur.strength;
     }
-    for (const Blur& blur :
-         {kSpin, Blur{BlurRadialMode::Zoom, -90, 0.5, 0.2, 0.9, 61, 97}, Blur{BlurRadialMode::Spin, 0, 0.3, 0.5, 0.5, 96, 64},
-          Blur{BlurRadialMode::Spin, 200, 1.0, 0.5, 0.5, 96, 64}}) {
+    for (const Blur& blur : {kSpin, Blur{BlurRadialMode::Zoom, -90, 0.5, 0.2, 0.9, 61, 97},
+                             Blur{BlurRadialMode::Spin, 0, 0.3, 0.5, 0.5, 96, 64},
+                             Blur{BlurRadialMode::Spin, 200, 1.0, 0.5, 0.5, 96, 64}}) {
         const FramePtr source = MakeFrame(PixFmt::Rgb24, blur.width, blur.height);
         const Trigonometry tables(blur);
-        EXPECT_TRUE(SameFrames(Apply(SettingsOf(blur), source), BlurredAround(source, blur, &tables))) << "spin " << blur.angle;
+        EXPECT_TRUE(SameFrames(Apply(SettingsOf(blur), source), BlurredAround(source, blur, &tables)))
+            << "spin " << blur.angle;
     }
     for (const double angle : {0.0, 30.0, 90.0, -135.0}) {
         const Blur blur{BlurRadialMode::Linear, angle, 0.4, 0.5, 0.5, 97, 61};
@@ -165,9 +168,11 @@ TEST(BlurRadial, KeepsItsTablesUntilTheSizeChanges) {
     };
     const Trigonometry first(kSpin);
     blurred(kSpin);
-    for (const Blur& later : {Blur{BlurRadialMode::Spin, 300, 0.3, 0.5, 0.5, 97, 61}, Blur{BlurRadialMode::Spin, 40, 0.9, 0.5, 0.5, 97, 61},
-                              Blur{BlurRadialMode::Spin, 40, 0.05, 0.2, 0.2, 97, 61}}) {
-        EXPECT_TRUE(SameFrames(blurred(later), BlurredAround(source, later, &first))) << later.angle << ", " << later.strength;
+    for (const Blur& later :
+         {Blur{BlurRadialMode::Spin, 300, 0.3, 0.5, 0.5, 97, 61}, Blur{BlurRadialMode::Spin, 40, 0.9, 0.5, 0.5, 97, 61},
+          Blur{BlurRadialMode::Spin, 40, 0.05, 0.2, 0.2, 97, 61}}) {
+        EXPECT_TRUE(SameFrames(blurred(later), BlurredAround(source, later, &first)))
+            << later.angle << ", " << later.strength;
     }
     FramePtr other = MakeFrame(PixFmt::Rgb24, 30, 20);
     effect->ProcessData(other);
@@ -186,8 +191,8 @@ TEST(BlurRadial, BlursLargePicturesReduced) {
         const std::vector<std::string> transcript = spied.factory->TakeTranscript();
         EXPECT_THAT(transcript, Contains("run SettingsResizer#2 rgb24 1001x301 -> rgb24 512x154"));
         EXPECT_THAT(transcript, Contains("run SettingsResizer#1 rgb24 512x154 -> rgb24 1001x301"));
-        const auto isReconfigured =
-            Contains(StartsWith("set SettingsResizer#2 resizeMethod=fastBilinear customMode=fit customInfo=512,512,1,1 "));
+        const auto isReconfigured = Contains(
+            StartsWith("set SettingsResizer#2 resizeMethod=fastBilinear customMode=fit customInfo=512,512,1,1 "));
         if (i == 0) {
             EXPECT_THAT(transcript, isReconfigured);
         } else {

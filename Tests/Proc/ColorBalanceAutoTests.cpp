@@ -33,8 +33,12 @@ FramePtr Direct(const SettingsEffectColorBalanceAuto& s, const FramePtr& input, 
         sorted[3].push_back(luma / 1000);
     }
     for (auto& samples : sorted) std::sort(samples.begin(), samples.end());
-    const auto low = [&](int k, std::size_t quota) { return quota == 0 ? 0 : sorted[static_cast<std::size_t>(k)][quota - 1]; };
-    const auto high = [&](int k, std::size_t quota) { return quota == 0 ? 255 : sorted[static_cast<std::size_t>(k)][pixels - quota]; };
+    const auto low = [&](int k, std::size_t quota) {
+        return quota == 0 ? 0 : sorted[static_cast<std::size_t>(k)][quota - 1];
+    };
+    const auto high = [&](int k, std::size_t quota) {
+        return quota == 0 ? 255 : sorted[static_cast<std::size_t>(k)][pixels - quota];
+    };
     int limits[4][2] = {};
     for (int k = 0; k < 4; ++k) {
         if (s.GetLightBalance()) {
@@ -49,12 +53,14 @@ FramePtr Direct(const SettingsEffectColorBalanceAuto& s, const FramePtr& input, 
     const auto stretch = [&](int k, int v) {
         return limits[k][0] == limits[k][1]
                    ? v
-                   : static_cast<int>(std::floor(std::clamp((v - limits[k][0]) * 255.0 / (limits[k][1] - limits[k][0]), 0.0, 255.0) + 0.5));
+                   : static_cast<int>(std::floor(
+                         std::clamp((v - limits[k][0]) * 255.0 / (limits[k][1] - limits[k][0]), 0.0, 255.0) + 0.5));
     };
     const auto gamma = [](int v) { return static_cast<int>(std::floor(std::pow(v / 255.0, 1.0402365) * 255.0 + 0.5)); };
     const FramePtr output = CloneFrame(*input, kCloneIndependent);
     for (std::size_t i = 0; i < pixels; ++i) {
-        std::uint8_t* pixel = output->GetPlane(0).GetOffsetPtr(i % plane.GetPixelsPerRow(), i / plane.GetPixelsPerRow());
+        std::uint8_t* pixel =
+            output->GetPlane(0).GetOffsetPtr(i % plane.GetPixelsPerRow(), i / plane.GetPixelsPerRow());
         for (int k = 0; k < 3; ++k) {
             int v = pixel[k];
             if (s.GetWhiteBalance()) v = stretch(k, v);
@@ -69,7 +75,8 @@ FramePtr Direct(const SettingsEffectColorBalanceAuto& s, const FramePtr& input, 
 }
 
 TEST(ColorBalanceAuto, EqualsADirectFormulationWithAllSwitchesInEveryFormat) {
-    for (const PixFmt pixFmt : {PixFmt::Rgb24, PixFmt::Bgr24, PixFmt::Rgba, PixFmt::Bgra, PixFmt::Rgba2, PixFmt::Bgra2}) {
+    for (const PixFmt pixFmt :
+         {PixFmt::Rgb24, PixFmt::Bgr24, PixFmt::Rgba, PixFmt::Bgra, PixFmt::Rgba2, PixFmt::Bgra2}) {
         const FramePtr input = MakeFrame(pixFmt, 197, 161);
         const Plane plane = input->GetPlane(0);
         for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) {
@@ -77,7 +84,9 @@ TEST(ColorBalanceAuto, EqualsADirectFormulationWithAllSwitchesInEveryFormat) {
             for (std::uint64_t b = 0; b < plane.GetWidth(); ++b) {
                 std::uint8_t& v = plane.GetRow(y)[b];
                 const auto channel = static_cast<int>(b % plane.GetBytesPerPixel());
-                v = static_cast<std::uint8_t>(v < 2 ? v : v > 253 ? 240 + channel : 30 + channel * 9 + v * (150 + channel * 10) / 255);
+                v = static_cast<std::uint8_t>(v < 2     ? v
+                                              : v > 253 ? 240 + channel
+                                                        : 30 + channel * 9 + v * (150 + channel * 10) / 255);
             }
         }
         for (int switches = 0; switches < 4; ++switches) {
@@ -104,7 +113,8 @@ TEST(ColorBalanceAuto, DividesTheQuotaByTheWeightOfTheChannel) {
     EXPECT_EQ(result[0], 0) << "red 51 is black";
     EXPECT_EQ(result[1], 0) << "green 51 is black";
     EXPECT_EQ(result[3 * 50], std::lround((200 - 51) * 255.0 / (255 - 51)));
-    EXPECT_EQ(result[3 * 50 + 2], std::lround((200 - 200) * 255.0 / (255 - 200))) << "seven pixels are too few for blue: 200 is its black";
+    EXPECT_EQ(result[3 * 50 + 2], std::lround((200 - 200) * 255.0 / (255 - 200)))
+        << "seven pixels are too few for blue: 200 is its black";
 }
 
 TEST(ColorBalanceAuto, LeavesOnlyTheDoubledGammaOnAFullRangePicture) {

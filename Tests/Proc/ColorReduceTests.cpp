@@ -18,7 +18,8 @@ SettingsEffectColorReduce Reduce(int color, double threshold) {
 }
 
 std::vector<int> ReducedPixels(int color, double threshold, const std::vector<int>& rgb) {
-    const FramePtr result = Apply(Reduce(color, threshold), MakeFrame(PixFmt::Rgb24, static_cast<std::uint32_t>(rgb.size() / 3), 1, rgb));
+    const FramePtr result =
+        Apply(Reduce(color, threshold), MakeFrame(PixFmt::Rgb24, static_cast<std::uint32_t>(rgb.size() / 3), 1, rgb));
     const std::vector<std::uint8_t> bytes = Bytes(*result);
     return std::vector<int>(bytes.begin(), bytes.end());
 }
@@ -26,14 +27,18 @@ std::vector<int> ReducedPixels(int color, double threshold, const std::vector<in
 TEST(ColorReduce, MatchesResultsWorkedOutByHand) {
     EXPECT_EQ(ReducedPixels(0, 1.0, {255, 0, 0, 0, 0, 0}), (std::vector<int>{0, 0, 0, 0, 0, 0}))
         << "pure red over no others; black divides 0 by 0";
-    EXPECT_EQ(ReducedPixels(0, 0.8, {100, 100, 100}), (std::vector<int>{117, 117, 117})) << "100 * 0.701 / 2 / 0.299 = 117.2";
+    EXPECT_EQ(ReducedPixels(0, 0.8, {100, 100, 100}), (std::vector<int>{117, 117, 117}))
+        << "100 * 0.701 / 2 / 0.299 = 117.2";
     EXPECT_EQ(ReducedPixels(0, 0.9, {100, 100, 100}), (std::vector<int>{100, 100, 100})) << "0.4265 is not above 0.45";
-    // The darkest pixel (20, 10, 10) gives red an offset of 10; the second becomes 0.5 * (0.587 + 0.114) * 100 / 0.299 = 117 and red 127.
+    // The darkest pixel (20, 10, 10) gives red an offset of 10; the second becomes 0.5 * (0.587 + 0.114) * 100 / 0.299
+    // = 117 and red 127.
     EXPECT_EQ(ReducedPixels(0, 1.0, {20, 10, 10, 200, 100, 100}), (std::vector<int>{22, 12, 12, 127, 117, 117}));
     // Equally dark: 10 * 0.587 + 4 * 0.114 = 4 * 0.299 + 45 * 0.114; the first pixel gives the offsets.
-    EXPECT_EQ(ReducedPixels(0, 1.0, {0, 10, 4, 4, 0, 45, 200, 100, 100}), (std::vector<int>{0, 10, 4, 4, 0, 45, 117, 127, 121}));
+    EXPECT_EQ(ReducedPixels(0, 1.0, {0, 10, 4, 4, 0, 45, 200, 100, 100}),
+              (std::vector<int>{0, 10, 4, 4, 0, 45, 117, 127, 121}));
     const double ratio = (100 * 0.299) / (100 * 0.114 + 100 * 0.587);
-    EXPECT_EQ(ReducedPixels(0, 2 * ratio, {100, 100, 100}), (std::vector<int>{100, 100, 100})) << "at the threshold, not above it";
+    EXPECT_EQ(ReducedPixels(0, 2 * ratio, {100, 100, 100}), (std::vector<int>{100, 100, 100}))
+        << "at the threshold, not above it";
     // 0.5 * 0.886 * 250 / 0.114 is beyond 255: clamped, then the offset of 6 wraps.
     EXPECT_EQ(ReducedPixels(2, 0.1, {0, 0, 6, 250, 250, 250}), (std::vector<int>{0, 0, 6, 255, 255, 5}));
 }
@@ -43,14 +48,16 @@ TEST(ColorReduce, TreatsEveryFormatAlikeAndLeavesAlphaAlone) {
     const struct {
         PixFmt pixFmt;
         int positions[3];
-    } formats[] = {{PixFmt::Rgb24, {0, 1, 2}}, {PixFmt::Bgr24, {2, 1, 0}}, {PixFmt::Rgba, {0, 1, 2}}, {PixFmt::Rgba2, {0, 1, 2}},
-                   {PixFmt::Bgra, {2, 1, 0}},  {PixFmt::Bgra2, {2, 1, 0}}, {PixFmt::Argb, {1, 2, 3}}, {PixFmt::Argb2, {1, 2, 3}},
-                   {PixFmt::Abgr, {3, 2, 1}},  {PixFmt::Abgr2, {3, 2, 1}}};
+    } formats[] = {{PixFmt::Rgb24, {0, 1, 2}}, {PixFmt::Bgr24, {2, 1, 0}}, {PixFmt::Rgba, {0, 1, 2}},
+                   {PixFmt::Rgba2, {0, 1, 2}}, {PixFmt::Bgra, {2, 1, 0}},  {PixFmt::Bgra2, {2, 1, 0}},
+                   {PixFmt::Argb, {1, 2, 3}},  {PixFmt::Argb2, {1, 2, 3}}, {PixFmt::Abgr, {3, 2, 1}},
+                   {PixFmt::Abgr2, {3, 2, 1}}};
     const double weights[3] = {0.299, 0.587, 0.114};
     for (const auto& format : formats) {
         for (int reduced = 0; reduced < 3; ++reduced) {
             const FramePtr input = MakeFrame(format.pixFmt, 97, 61);
-            const int a = format.positions[reduced], b = format.positions[reduced == 0 ? 1 : 0], c = format.positions[reduced == 2 ? 1 : 2];
+            const int a = format.positions[reduced], b = format.positions[reduced == 0 ? 1 : 0],
+                      c = format.positions[reduced == 2 ? 1 : 2];
             const double wa = weights[reduced], wb = weights[reduced == 0 ? 1 : 0], wc = weights[reduced == 2 ? 1 : 2];
             const FramePtr expected = CloneFrame(*input, kCloneIndependent);
             const Plane plane = expected->GetPlane(0);
@@ -72,7 +79,8 @@ TEST(ColorReduce, TreatsEveryFormatAlikeAndLeavesAlphaAlone) {
                 const int grey = static_cast<int>(std::min(255.0, std::floor(others * 0.5 / wa + 0.5)));
                 for (const int k : {a, b, c}) p[k] = static_cast<std::uint8_t>(grey + darkest[k] - floor);
             }
-            EXPECT_TRUE(SameFrames(Apply(Reduce(reduced, 0.7), input), expected)) << Name(format.pixFmt) << ' ' << reduced;
+            EXPECT_TRUE(SameFrames(Apply(Reduce(reduced, 0.7), input), expected))
+                << Name(format.pixFmt) << ' ' << reduced;
         }
     }
 }
@@ -81,8 +89,9 @@ TEST(ColorReduce, AsksForItsFormatsInOrder) {
     SpiedEffect spied = CreateSpiedEffect(SettingsEffectColorReduce::CLASS_ID);
     FramePtr frame = MakeFrame(PixFmt::Yuva444p, 4, 4);
     spied.effect->ProcessData(frame);
-    EXPECT_THAT(spied.factory->TakeTranscript(),
-                testing::Contains("set SettingsColorspaceConverter#2 pixFmts=2,3,26,121,28,123,25,120,27,122 accurate=true"));
+    EXPECT_THAT(
+        spied.factory->TakeTranscript(),
+        testing::Contains("set SettingsColorspaceConverter#2 pixFmts=2,3,26,121,28,123,25,120,27,122 accurate=true"));
 }
 
 TEST(ColorReduce, RefusesAColourThatIsNone) {

@@ -19,8 +19,9 @@ TEST(ColoredGlass, BlendsEveryByteTowardTheColourInTheFormatsOwnOrder) {
     const struct {
         PixFmt pixFmt;
         std::vector<int> pixel;
-    } formats[] = {{PixFmt::Rgb24, {200, 20, 90}},    {PixFmt::Bgr24, {90, 20, 200}},    {PixFmt::Rgba, {200, 20, 90, 60}},
-                   {PixFmt::Bgra, {90, 20, 200, 60}}, {PixFmt::Argb, {60, 200, 20, 90}}, {PixFmt::Abgr, {60, 90, 20, 200}}};
+    } formats[] = {{PixFmt::Rgb24, {200, 20, 90}},    {PixFmt::Bgr24, {90, 20, 200}},
+                   {PixFmt::Rgba, {200, 20, 90, 60}}, {PixFmt::Bgra, {90, 20, 200, 60}},
+                   {PixFmt::Argb, {60, 200, 20, 90}}, {PixFmt::Abgr, {60, 90, 20, 200}}};
     for (const auto& format : formats) {
         for (const auto& [width, height] : kSizes) {
             for (const int alpha : {0, 1, 30, 50, 99, 100}) {
@@ -31,7 +32,8 @@ TEST(ColoredGlass, BlendsEveryByteTowardTheColourInTheFormatsOwnOrder) {
                 for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) {
                     for (std::uint64_t b = 0; b < plane.GetWidth(); ++b) {
                         // Division by 255, rounded down.
-                        const int sum = plane.GetRow(y)[b] * (255 - opacity) + format.pixel[b % format.pixel.size()] * opacity;
+                        const int sum =
+                            plane.GetRow(y)[b] * (255 - opacity) + format.pixel[b % format.pixel.size()] * opacity;
                         plane.GetRow(y)[b] = static_cast<std::uint8_t>(sum / 255);
                     }
                 }
@@ -44,7 +46,8 @@ TEST(ColoredGlass, BlendsEveryByteTowardTheColourInTheFormatsOwnOrder) {
 // Sums of 16 bits wrap: 100 * (255 - 382) + 10 * 382 = -8880 is 56656, a 255th of which is 222.
 TEST(ColoredGlass, TakesOpacitiesBeyondTheWholeAsTheyAre) {
     for (const std::uint32_t width : {1u, 40u}) {  // one by one, and in vectors
-        const FramePtr result = Apply(Glass(150, Color(10, 10, 10)), MakeFrame(PixFmt::Rgb24, width, 1, Color(100, 100, 100)));
+        const FramePtr result =
+            Apply(Glass(150, Color(10, 10, 10)), MakeFrame(PixFmt::Rgb24, width, 1, Color(100, 100, 100)));
         EXPECT_TRUE(SameFrames(result, MakeFrame(PixFmt::Rgb24, width, 1, Color(222, 222, 222)))) << width;
     }
 }

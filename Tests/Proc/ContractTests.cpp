@@ -27,9 +27,15 @@ boost::intrusive_ptr<IEffect> Create(const Registration& registration) {
     TwoInputPtr two;
     VarInputPtr var;
     switch (registration.kind) {
-        case EffectKind::OneInput: ModuleFactory()->CreateOneInputEffect(one, registration.classId, registration.implName, {}); return one;
-        case EffectKind::TwoInput: ModuleFactory()->CreateTwoInputEffect(two, registration.classId, registration.implName, {}); return two;
-        case EffectKind::VarInput: ModuleFactory()->CreateVarInputEffect(var, registration.classId, registration.implName, {}); return var;
+        case EffectKind::OneInput:
+            ModuleFactory()->CreateOneInputEffect(one, registration.classId, registration.implName, {});
+            return one;
+        case EffectKind::TwoInput:
+            ModuleFactory()->CreateTwoInputEffect(two, registration.classId, registration.implName, {});
+            return two;
+        case EffectKind::VarInput:
+            ModuleFactory()->CreateVarInputEffect(var, registration.classId, registration.implName, {});
+            return var;
     }
     return {};
 }
@@ -62,12 +68,15 @@ std::unique_ptr<Settings> SettingsFor(const std::string& classId, std::uint32_t 
 bool RemembersRuns(const std::string& classId) { return classId == SettingsEffectDirectionalAreaDeformation::CLASS_ID; }
 
 // A brush that is reset pushes nothing, and does not start to because of its default strength.
-bool ResetsToSettingsOfItsOwn(const std::string& classId) { return classId == SettingsEffectDirectionalAreaDeformation::CLASS_ID; }
+bool ResetsToSettingsOfItsOwn(const std::string& classId) {
+    return classId == SettingsEffectDirectionalAreaDeformation::CLASS_ID;
+}
 
 // Whether an effect cannot take a picture of this format and width together with itself.
 bool Refuses(const std::string& classId, PixFmt pixFmt, std::uint32_t width) {
     if (classId == SettingsEffectBlurBokeh::CLASS_ID) return width == 1;  // no larger than the blur's kernel
-    if (classId == SettingsEffectBlendPalette::CLASS_ID) return PixFmtDescription::Get(pixFmt).kind != PixFmtDescription::Kind::Packed;
+    if (classId == SettingsEffectBlendPalette::CLASS_ID)
+        return PixFmtDescription::Get(pixFmt).kind != PixFmtDescription::Kind::Packed;
     return false;
 }
 
@@ -82,7 +91,8 @@ std::vector<ConstFramePtr> RunEffect(IEffect& effect, const FramePtr& input) {
         } else if (auto* two = dynamic_cast<ITwoInputEffectVideo*>(&effect)) {
             FramePtr frame = input;
             // Indices of a palette, or seeds of a segmentation.
-            two->ProcessData(frame, ConstFramePtr(MakeFrame(PixFmt::Gray8, input->GetFrameInfo().width, input->GetFrameInfo().height)));
+            two->ProcessData(frame, ConstFramePtr(MakeFrame(PixFmt::Gray8, input->GetFrameInfo().width,
+                                                            input->GetFrameInfo().height)));
             results.push_back(frame);
         } else {
             std::vector<DataPtr> frames{input, input};
@@ -147,7 +157,8 @@ TEST_P(EveryEffect, CountsAndLogsItsRuns) {
         EXPECT_TRUE(log.GetLines().back().ends_with(Id() + "_Orvexa done")) << log.GetLines().back();
     }
     const Core::Property statistics = effect->GetStatistic();
-    EXPECT_NE(statistics.GetName().find("class Orvexa::Proc::" + SettingsFor(Id())->GetClassId() + ">"), std::string::npos);
+    EXPECT_NE(statistics.GetName().find("class Orvexa::Proc::" + SettingsFor(Id())->GetClassId() + ">"),
+              std::string::npos);
     EXPECT_EQ(statistics.FindChild("total")->GetValue(), "0");
     EXPECT_EQ(statistics.FindChild("count")->GetValue(), isDone ? "2" : "0");
     EXPECT_EQ(statistics.FindChild(Core::PerformanceTimer::IMPL_NAME)->GetValue(), Id() + "_Orvexa");
@@ -172,7 +183,8 @@ TEST_P(EveryEffect, KeepsTheTimingAndAspectOfOneFrame) {
 }
 
 TEST_P(EveryEffect, GivesTheSameBytesForTheSameInputAndLeavesTheCallersPixelsAlone) {
-    for (const PixFmt pixFmt : {PixFmt::Rgb24, PixFmt::Bgr24, PixFmt::Rgba, PixFmt::Gray8, PixFmt::Yuv420p, PixFmt::Yuva444p}) {
+    for (const PixFmt pixFmt :
+         {PixFmt::Rgb24, PixFmt::Bgr24, PixFmt::Rgba, PixFmt::Gray8, PixFmt::Yuv420p, PixFmt::Yuva444p}) {
         for (const auto& [width, height] : kSizes) {
             // The caller keeps a reference to a view with unaligned rows between bytes that belong to others.
             const GuardedFrame guarded(pixFmt, width, height);
@@ -206,7 +218,8 @@ TEST_P(EveryEffect, LeavesTheSameWhoeverElseHoldsTheFrame) {
         for (FramePtr* frame : {&alone, &held}) dynamic_cast<IOneInputEffectVideo&>(*Configured()).ProcessData(*frame);
         EXPECT_TRUE(SameFrames(held, alone)) << Name(pixFmt);
         EXPECT_EQ(held->GetExtraAlpha(0).has_value(), alone->GetExtraAlpha(0).has_value()) << Name(pixFmt);
-        EXPECT_FALSE(holder->GetExtraAlpha(1).has_value()) << Name(pixFmt) << ": the caller's frame carries what it did before";
+        EXPECT_FALSE(holder->GetExtraAlpha(1).has_value())
+            << Name(pixFmt) << ": the caller's frame carries what it did before";
     }
 }
 

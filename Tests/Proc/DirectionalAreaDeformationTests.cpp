@@ -20,7 +20,8 @@ struct Stroke {
 class Brushed {
 public:
     explicit Brushed(IEffectFactory& factory = *ModuleFactory()) {
-        factory.CreateOneInputEffect(effect_, SettingsEffectDirectionalAreaDeformation::CLASS_ID, ImplNames::ORVEXA, {});
+        factory.CreateOneInputEffect(effect_, SettingsEffectDirectionalAreaDeformation::CLASS_ID, ImplNames::ORVEXA,
+                                     {});
     }
 
     FramePtr operator()(const Stroke& stroke, FramePtr frame) {
@@ -83,7 +84,8 @@ TEST(DirectionalAreaDeformation, AddsUpPushesOfTheFirstPicture) {
 }
 
 TEST(DirectionalAreaDeformation, StrokesThatPushNothing) {
-    const FramePtr base = MakeFrame(PixFmt::Gray8, 100, 80), black = MakeFrame(PixFmt::Gray8, 100, 80, Color::Black(Opacity::Opaque));
+    const FramePtr base = MakeFrame(PixFmt::Gray8, 100, 80),
+                   black = MakeFrame(PixFmt::Gray8, 100, 80, Color::Black(Opacity::Opaque));
     struct {
         Stroke stroke;
         bool isRedrawn;  // from the first picture
@@ -109,7 +111,8 @@ TEST(DirectionalAreaDeformation, AStrokeWithoutStrengthChangesNothingInAnyFormat
         const FramePtr base = MakeFrame(description.pixFmt, 97, 61);
         for (int x = 30; x < 34; ++x) {
             for (const int y : {20, 21}) {
-                EXPECT_TRUE(SameFrames(Brushed()({x, y, 60, 40, 11 + x % 2, 0}, CloneFrame(*base, kCloneIndependent)), base))
+                EXPECT_TRUE(
+                    SameFrames(Brushed()({x, y, 60, 40, 11 + x % 2, 0}, CloneFrame(*base, kCloneIndependent)), base))
                     << description.name << ' ' << x << ' ' << y;
             }
         }
@@ -137,7 +140,8 @@ TEST(DirectionalAreaDeformation, AddsPushesInSinglePrecisionFromLeftToRight) {
         // Both push whole at (0, 28): 8 pixels at full strength, along (1, 0) and (0.8, 0.6).
         brush({0, 30, 60, 30, 40, 73}, MakeFrame(PixFmt::Gray8, 100, 80));
         brush({0, 28, 40, 58, 40, static_cast<double>(strength)}, MakeFrame(PixFmt::Gray8, 100, 80));
-        const auto p = static_cast<float>(73.0 * (40 * 0.2) / 100.0), w = static_cast<float>(strength * (40 * 0.2) / 100.0);
+        const auto p = static_cast<float>(73.0 * (40 * 0.2) / 100.0),
+                   w = static_cast<float>(strength * (40 * 0.2) / 100.0);
         const float larger = std::max(w, p), sum = p + w;
         EXPECT_EQ(seenPosition.first, 0.0f - (p + w * 0.8f) * larger / sum) << strength;
         EXPECT_EQ(seenPosition.second, 28.0f - (0.0f + w * 0.6f) * larger / sum) << strength;
@@ -167,7 +171,8 @@ TEST(DirectionalAreaDeformation, DrawsIntoFramesOfOtherFormats) {
 
 TEST(DirectionalAreaDeformation, AStrokesReachIsClippedToThePicture) {
     // A brush larger than the picture, and strokes that leave it.
-    for (const Stroke& stroke : {Stroke{-50, -50, 150, 130, 300}, Stroke{99, 79, 131072, 131072, 16384}, Stroke{0, 0, 99, 79, 1}}) {
+    for (const Stroke& stroke :
+         {Stroke{-50, -50, 150, 130, 300}, Stroke{99, 79, 131072, 131072, 16384}, Stroke{0, 0, 99, 79, 1}}) {
         const GuardedFrame guarded(PixFmt::Rgb24, 100, 80);
         FramePtr frame = guarded.GetFrame();
         Brushed()(stroke, frame);

@@ -57,7 +57,9 @@ public:
     using Probe::Probe;
 
 private:
-    void ProcessInternalImpl(FramePtr& frame, const ConstFramePtr& second) override { CopyDataVideo(second, frame, 0, 0); }
+    void ProcessInternalImpl(FramePtr& frame, const ConstFramePtr& second) override {
+        CopyDataVideo(second, frame, 0, 0);
+    }
 };
 
 class VarInputProbe : public Probe<EffectBaseVarInput<SettingsEffectProbe>> {
@@ -118,7 +120,8 @@ TEST(EffectBase, LogsEveryFormAtItsOwnLines) {
     FramePtr frame = MakeFrame(PixFmt::Gray8, 2, 2);
     std::vector<DataPtr> frames{frame};
     const auto runAll = [&](int verbosity, int level) {
-        for (IEffect* effect : {static_cast<IEffect*>(one.get()), static_cast<IEffect*>(two.get()), static_cast<IEffect*>(var.get())}) {
+        for (IEffect* effect :
+             {static_cast<IEffect*>(one.get()), static_cast<IEffect*>(two.get()), static_cast<IEffect*>(var.get())}) {
             effect->SetSettings(Level(level));
         }
         const LogCapture log(verbosity);
@@ -128,11 +131,12 @@ TEST(EffectBase, LogsEveryFormAtItsOwnLines) {
         EXPECT_EQ(result == nullptr, level == 0);
         return log.GetLines();
     };
-    EXPECT_THAT(runAll(30, 1), ElementsAre(file + "111" + name + " starts", file + "125" + name + " done", file + "143" + name + " starts",
-                                           file + "153" + name + " done", file + "171" + name + " starts", file + "181" + name + " done"));
-    EXPECT_THAT(runAll(31, 0),
-                ElementsAre(file + "111" + name + " starts", file + "114" + name + " is empty", file + "143" + name + " starts",
-                            file + "146" + name + " is empty", file + "171" + name + " starts", file + "174" + name + " is empty"));
+    EXPECT_THAT(runAll(30, 1), ElementsAre(file + "111" + name + " starts", file + "125" + name + " done",
+                                           file + "143" + name + " starts", file + "153" + name + " done",
+                                           file + "171" + name + " starts", file + "181" + name + " done"));
+    EXPECT_THAT(runAll(31, 0), ElementsAre(file + "111" + name + " starts", file + "114" + name + " is empty",
+                                           file + "143" + name + " starts", file + "146" + name + " is empty",
+                                           file + "171" + name + " starts", file + "174" + name + " is empty"));
     EXPECT_THAT(runAll(29, 1), ElementsAre());
     EXPECT_EQ(Count(*one), "2") << "calls with empty settings do not count";
 }
@@ -221,7 +225,8 @@ TEST(EffectBase, ReportsStatisticsUnderItsQualifiedName) {
 
 TEST(EffectBase, ChecksTheNumberOfFramesInAVector) {
     const auto two = Make<TwoInputProbe>();
-    const DataPtr a = MakeFrame(PixFmt::Gray8, 2, 2, Pattern::Ramp), b = MakeFrame(PixFmt::Gray8, 2, 2, Pattern::Checker);
+    const DataPtr a = MakeFrame(PixFmt::Gray8, 2, 2, Pattern::Ramp),
+                  b = MakeFrame(PixFmt::Gray8, 2, 2, Pattern::Checker);
     const LogCapture log(30);
     for (const std::vector<DataPtr>& wrong : {std::vector<DataPtr>{}, {a}, {a, b, a}}) {
         try {
@@ -235,7 +240,8 @@ TEST(EffectBase, ChecksTheNumberOfFramesInAVector) {
     const DataPtr result = static_cast<ITwoInputEffect&>(*two).ProcessData(std::vector<DataPtr>{a, b});
     EXPECT_EQ(result, a);
     EXPECT_TRUE(SameFrames(boost::dynamic_pointer_cast<IDataVideo>(a), boost::dynamic_pointer_cast<IDataVideo>(b)));
-    EXPECT_THROW(static_cast<IOneInputEffect&>(*Make<OneInputProbe>()).ProcessData(std::vector<DataPtr>{a, b}), std::logic_error);
+    EXPECT_THROW(static_cast<IOneInputEffect&>(*Make<OneInputProbe>()).ProcessData(std::vector<DataPtr>{a, b}),
+                 std::logic_error);
 }
 
 // A colour-space effect that notes what it gets.
@@ -270,19 +276,22 @@ TEST(ColourSpaceLayer, SendsSettingsOnlyWhenTheFormatChanges) {
     FramePtr frame = MakeFrame(PixFmt::Rgba, 4, 4);
     effect->ProcessData(frame);
     EXPECT_EQ(frame->GetPixFmt(), PixFmt::Rgba);
-    EXPECT_THAT(spy->TakeTranscript(), ElementsAre("create " + forward, "set " + forward + " pixFmts=2,5 accurate=true",
-                                                   "run " + forward + " rgba 4x4 -> rgb24 4x4", "set " + back + " pixFmts=26 accurate=true",
-                                                   "run " + back + " rgb24 4x4 -> rgba 4x4"));
+    EXPECT_THAT(spy->TakeTranscript(),
+                ElementsAre("create " + forward, "set " + forward + " pixFmts=2,5 accurate=true",
+                            "run " + forward + " rgba 4x4 -> rgb24 4x4", "set " + back + " pixFmts=26 accurate=true",
+                            "run " + back + " rgb24 4x4 -> rgba 4x4"));
     effect->ProcessData(frame);
     EXPECT_THAT(Without(spy->TakeTranscript(), "run"), ElementsAre()) << "the same format again";
     effect->Notify(2);
     EXPECT_THAT(spy->TakeTranscript(), ElementsAre("notify " + forward + " 2", "notify " + back + " 2"));
 
     FramePtr listed = MakeFrame(PixFmt::Yuv444p, 4, 4);
-    effect->algorithm = [&](FramePtr& f, const ConstFramePtr& input) { EXPECT_EQ(f, input) << "a frame in a working format is passed on"; };
+    effect->algorithm = [&](FramePtr& f, const ConstFramePtr& input) {
+        EXPECT_EQ(f, input) << "a frame in a working format is passed on";
+    };
     effect->ProcessData(listed);
-    EXPECT_THAT(spy->TakeTranscript(),
-                ElementsAre("set " + forward + " pixFmts=2,5 accurate=true", "run " + forward + " yuv444p 4x4 -> yuv444p 4x4"));
+    EXPECT_THAT(spy->TakeTranscript(), ElementsAre("set " + forward + " pixFmts=2,5 accurate=true",
+                                                   "run " + forward + " yuv444p 4x4 -> yuv444p 4x4"));
 
     effect->algorithm = [](FramePtr& f, const ConstFramePtr&) { f = MakeFrame(PixFmt::Gray8, 4, 4); };
     effect->ProcessData(listed);

@@ -15,17 +15,20 @@ SettingsEffectGradientPosterize Tones(int count) {
 }
 
 TEST(GradientPosterize, GivesEveryLevelItsMeanChroma) {
-    for (const PixFmt pixFmt : {PixFmt::Yuv420p, PixFmt::Yuv444p, PixFmt::Yuva422p, PixFmt::Yuv410p, PixFmt::Yuvj411p, PixFmt::Yuv440p}) {
+    for (const PixFmt pixFmt :
+         {PixFmt::Yuv420p, PixFmt::Yuv444p, PixFmt::Yuva422p, PixFmt::Yuv410p, PixFmt::Yuvj411p, PixFmt::Yuv440p}) {
         for (const auto& [width, height] : kSizes) {
             for (const int count : {1, 8, 255}) {
                 const FramePtr input = MakeFrame(pixFmt, width, height);
                 const FramePtr output = Apply(Tones(count), input);
                 ASSERT_EQ(output->GetPixFmt(), pixFmt);
-                EXPECT_EQ(Bytes(std::as_const(*output).GetPlane(0)), Bytes(std::as_const(*input).GetPlane(0))) << "luma stays";
+                EXPECT_EQ(Bytes(std::as_const(*output).GetPlane(0)), Bytes(std::as_const(*input).GetPlane(0)))
+                    << "luma stays";
                 const PixFmtDescription& description = PixFmtDescription::Get(pixFmt);
                 const ConstPlane luma = std::as_const(*input).GetPlane(0);
                 for (std::uint8_t k = 1; k <= 2; ++k) {
-                    const ConstPlane before = std::as_const(*input).GetPlane(k), after = std::as_const(*output).GetPlane(k);
+                    const ConstPlane before = std::as_const(*input).GetPlane(k),
+                                     after = std::as_const(*output).GetPlane(k);
                     const auto levelAt = [&](std::uint64_t x, std::uint64_t y) {
                         return luma.GetRow(y << description.chromaShiftY)[x << description.chromaShiftX] * count / 256;
                     };
@@ -58,14 +61,16 @@ TEST(GradientPosterize, SendsTheNumberOfLevelsWithEverySetting) {
     spied.factory->TakeTranscript();
     spied.effect->SetSettings(Tones(5));
     spied.effect->SetSettings(Tones(5));
-    EXPECT_EQ(spied.factory->TakeTranscript(), std::vector<std::string>(2, "set SettingsEffectPosterize#1 colorsNumber=5 mode=index"));
+    EXPECT_EQ(spied.factory->TakeTranscript(),
+              std::vector<std::string>(2, "set SettingsEffectPosterize#1 colorsNumber=5 mode=index"));
 }
 
 TEST(Posterize, SpreadsLevelsOverTheFullRange) {
     SettingsEffectPosterize settings;
     settings.SetColorsNumber(3);
     const FramePtr frame = MakeFrame(PixFmt::Rgba, 3, 1, {0, 85, 86, 9, 170, 171, 255, 9, 128, 1, 254, 9});
-    EXPECT_TRUE(SameFrames(RunHost(settings, frame), MakeFrame(PixFmt::Rgba, 3, 1, {0, 0, 128, 9, 128, 255, 255, 9, 128, 0, 255, 9})));
+    EXPECT_TRUE(SameFrames(RunHost(settings, frame),
+                           MakeFrame(PixFmt::Rgba, 3, 1, {0, 0, 128, 9, 128, 255, 255, 9, 128, 0, 255, 9})));
 }
 
 }  // namespace

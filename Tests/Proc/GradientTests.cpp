@@ -24,7 +24,8 @@ std::vector<Color> ChromaByLevel(const SettingsEffectGradient::StopMap& stops) {
     std::vector<Color> chroma;
     for (std::uint64_t x = 0; x < 256; ++x) {
         EXPECT_EQ(*result->GetPlane(0).GetOffsetPtr(x, 0), x) << "luma is kept";
-        chroma.emplace_back(*result->GetPlane(1).GetOffsetPtr(x, 0), *result->GetPlane(2).GetOffsetPtr(x, 0), std::uint8_t{0});
+        chroma.emplace_back(*result->GetPlane(1).GetOffsetPtr(x, 0), *result->GetPlane(2).GetOffsetPtr(x, 0),
+                            std::uint8_t{0});
     }
     return chroma;
 }
@@ -49,18 +50,25 @@ TEST(Gradient, InterpolatesBetweenStopsAndExtendsTheOuterOnes) {
 // Without chroma on the way alpha tells the palette exactly.
 TEST(Gradient, InterpolatesAlphaTruncatingTowardZero) {
     FramePtr ramp = MakeFrame(PixFmt::Rgba, 256, 1);
-    for (std::uint64_t x = 0; x < 256; ++x) std::fill_n(ramp->GetPlane(0).GetOffsetPtr(x, 0), 3, static_cast<std::uint8_t>(x));
-    const FramePtr result = Apply(Stops({{0, Color(90, 90, 90, 250)}, {100, Color(90, 90, 90, 3)}, {200, Color(90, 90, 90, 100)}}), ramp);
+    for (std::uint64_t x = 0; x < 256; ++x)
+        std::fill_n(ramp->GetPlane(0).GetOffsetPtr(x, 0), 3, static_cast<std::uint8_t>(x));
+    const FramePtr result =
+        Apply(Stops({{0, Color(90, 90, 90, 250)}, {100, Color(90, 90, 90, 3)}, {200, Color(90, 90, 90, 100)}}), ramp);
     ASSERT_EQ(result->GetPixFmt(), PixFmt::Rgba);
     for (int x = 0; x < 256; ++x) {
         const double exact = x < 100 ? -247.0 * x / 100 : x < 200 ? 97.0 * (x - 100) / 100 : 0;
-        EXPECT_EQ(SampleAt(result, static_cast<std::uint64_t>(x), 0, 3), (x < 100 ? 250 : x < 200 ? 3 : 100) + std::trunc(exact)) << x;
+        EXPECT_EQ(SampleAt(result, static_cast<std::uint64_t>(x), 0, 3), (x < 100   ? 250
+                                                                          : x < 200 ? 3
+                                                                                    : 100) +
+                                                                             std::trunc(exact))
+            << x;
     }
 }
 
 TEST(Gradient, ShowsRedStopsAsRedInEveryFormat) {
     for (const PixFmt pixFmt : {PixFmt::Rgb24, PixFmt::Bgr24, PixFmt::Rgba, PixFmt::Bgra}) {
-        const FramePtr result = Apply(Stops({{0, Color(255, 0, 0)}}), MakeFrame(pixFmt, 4, 4, Color(76, 76, 76)));  // the luma of pure red
+        const FramePtr result =
+            Apply(Stops({{0, Color(255, 0, 0)}}), MakeFrame(pixFmt, 4, 4, Color(76, 76, 76)));  // the luma of pure red
         ASSERT_EQ(result->GetPixFmt(), pixFmt);
         const int red = PixFmtDescription::Get(pixFmt).red;
         EXPECT_GT(result->GetPlane(0).GetData()[red], 240) << Name(pixFmt);

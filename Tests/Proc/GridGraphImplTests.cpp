@@ -78,7 +78,8 @@ TEST(GridGraphImpl, CutsPicturesOfEveryFormatWhereTheFormulaSays) {
     for (const int number : {2, 3, 8, 25, 26, 27, 28, 120, 121, 122, 123}) {
         for (const Pattern pattern : {Pattern::Ramp, Pattern::Noise, Pattern::ColorCube}) {
             for (const auto& [width, height] : kSizes) {
-                const FramePtr image = MakeFrame(static_cast<PixFmt>(number), width, height, pattern), seeds = MakeSeeds(width, height);
+                const FramePtr image = MakeFrame(static_cast<PixFmt>(number), width, height, pattern),
+                               seeds = MakeSeeds(width, height);
                 const Capacities expected = ExpectedCapacities(image, seeds);
                 Core::RefCounted<CountingProgress> progress(kNever);
                 const auto capacities = GridGraph::MakeCapacities(*image, seeds->GetPlane(0), 255, 128, progress);
@@ -108,14 +109,16 @@ TEST(GridGraphImpl, CutsPhotographsLikeAnIndependentSolver) {
         FramePtr mask = photo;
         MakeEffect<GridGraphImpl>(ModuleFactory(), TestAllocator())->ProcessData(mask, ConstFramePtr(seeds));
         const FrameInfo info = photo->GetFrameInfo();
-        std::vector<std::uint8_t> labels = BoostGridCut(info.width, info.height, ExpectedCapacities(photo, seeds)).FindBackground();
+        std::vector<std::uint8_t> labels =
+            BoostGridCut(info.width, info.height, ExpectedCapacities(photo, seeds)).FindBackground();
         for (std::uint8_t& label : labels) label = label != 0 ? 128 : 255;
         EXPECT_EQ(Bytes(*mask), labels) << name;
     }
 }
 
 TEST(GridGraphImpl, TakesSeedsThatAreBothForForeground) {
-    const FramePtr image = MakeFrame(PixFmt::Gray8, 9, 9, Color(7, 7, 7)), seeds = MakeFrame(PixFmt::Gray8, 9, 9, Color(5, 5, 5));
+    const FramePtr image = MakeFrame(PixFmt::Gray8, 9, 9, Color(7, 7, 7)),
+                   seeds = MakeFrame(PixFmt::Gray8, 9, 9, Color(5, 5, 5));
     Core::RefCounted<CountingProgress> progress(kNever);
     const auto capacities = GridGraph::MakeCapacities(*image, seeds->GetPlane(0), 5, 5, progress);
     EXPECT_EQ(capacities->source, std::vector<GridGraph::Capacity>(81, 1024));
@@ -138,8 +141,12 @@ TEST(GridGraphImpl, ConvertsOtherFormatsWithOneKeptConverter) {
         EXPECT_TRUE(SameFrames(frame, grey));
     }
     const std::vector<std::string> transcript = factory->TakeTranscript();
-    EXPECT_EQ(std::count_if(transcript.begin(), transcript.end(), [](const std::string& line) { return line.starts_with("create"); }), 1);
-    EXPECT_EQ(std::count_if(transcript.begin(), transcript.end(), [](const std::string& line) { return line.starts_with("run"); }), 2);
+    EXPECT_EQ(std::count_if(transcript.begin(), transcript.end(),
+                            [](const std::string& line) { return line.starts_with("create"); }),
+              1);
+    EXPECT_EQ(std::count_if(transcript.begin(), transcript.end(),
+                            [](const std::string& line) { return line.starts_with("run"); }),
+              2);
 }
 
 TEST(GridGraphImpl, LogsItsStages) {
@@ -147,9 +154,10 @@ TEST(GridGraphImpl, LogsItsStages) {
     FramePtr frame = MakeFrame(PixFmt::Gray8, 700, 3);
     MakeEffect<GridGraphImpl>(ModuleFactory(), TestAllocator())->ProcessData(frame, ConstFramePtr(MakeSeeds(700, 3)));
     // 2 x 1 regions: (640 x 1 + 0 + 700 x 3 x 9) x 4 + 1984.
-    EXPECT_THAT(log.GetLines(), ElementsAre(HasSubstr(" starts"), HasSubstr("Allocate memory for GridGraph: 80144"),
-                                            HasSubstr("Prepare GridGraph graph"), HasSubstr("Compute GridGraph graph"),
-                                            HasSubstr("Prepare GridGraph result"), HasSubstr("GridGraph done"), HasSubstr(" done")));
+    EXPECT_THAT(log.GetLines(),
+                ElementsAre(HasSubstr(" starts"), HasSubstr("Allocate memory for GridGraph: 80144"),
+                            HasSubstr("Prepare GridGraph graph"), HasSubstr("Compute GridGraph graph"),
+                            HasSubstr("Prepare GridGraph result"), HasSubstr("GridGraph done"), HasSubstr(" done")));
 }
 
 TEST(GridGraphImpl, LeavesThePictureWhenCancelledAndCountsToAHundred) {
@@ -164,7 +172,8 @@ TEST(GridGraphImpl, LeavesThePictureWhenCancelledAndCountsToAHundred) {
     FramePtr complete = MakeFrame(PixFmt::Gray8, 60, 50);
     const auto counted = run(complete, kNever);
     EXPECT_EQ(counted->total, 100u);
-    EXPECT_NEAR(static_cast<double>(counted->steps), 100.0, 2.0) << "the rows are one more than their total, fractions stay behind";
+    EXPECT_NEAR(static_cast<double>(counted->steps), 100.0, 2.0)
+        << "the rows are one more than their total, fractions stay behind";
     ASSERT_GT(counted->queries, 3000) << "every pixel asks, then the solver";
     for (std::int64_t query = 0; query < counted->queries; query += query < 2990 ? 299 : 1 + counted->queries / 100) {
         const FramePtr original = MakeFrame(PixFmt::Gray8, 60, 50);

@@ -92,13 +92,15 @@ Grid MakeGrid(std::uint32_t width, std::uint32_t height, const Material& materia
     Grid grid(width, height);
     Random random(seed);
     const auto draw = [&](int max, int percent) {
-        return static_cast<Capacity>(static_cast<int>(random() % 100) < percent ? 1 + random() % static_cast<unsigned>(max) : 0);
+        return static_cast<Capacity>(
+            static_cast<int>(random() % 100) < percent ? 1 + random() % static_cast<unsigned>(max) : 0);
     };
     Capacities& c = grid.capacities;
     for (std::size_t p = 0; p < grid.GetPixels(); ++p) {
         c.source[p] = draw(material.maxLink, material.linkPercent);
         c.sink[p] = draw(material.maxLink, material.linkPercent);
-        for (auto* edges : {&c.left, &c.right, &c.up, &c.down}) (*edges)[p] = draw(material.maxEdge, material.edgePercent);
+        for (auto* edges : {&c.left, &c.right, &c.up, &c.down})
+            (*edges)[p] = draw(material.maxEdge, material.edgePercent);
         if (!material.isSymmetric) continue;
         if (p % width > 0) c.left[p] = c.right[p - 1];
         if (p >= width) c.up[p] = c.down[p - width];
@@ -123,8 +125,10 @@ Grid MakeFlatAreas(std::uint32_t width, std::uint32_t height, unsigned seed) {
         }
     }
     for (int stroke = 0; stroke < 6; ++stroke) {
-        const std::uint32_t y = random() % height, begin = random() % width, end = std::min(width, begin + 1 + random() % 20);
-        for (std::uint32_t x = begin; x < end; ++x) (stroke % 2 == 0 ? c.source : c.sink)[std::size_t{y} * width + x] = 1024;
+        const std::uint32_t y = random() % height, begin = random() % width,
+                            end = std::min(width, begin + 1 + random() % 20);
+        for (std::uint32_t x = begin; x < end; ++x)
+            (stroke % 2 == 0 ? c.source : c.sink)[std::size_t{y} * width + x] = 1024;
     }
     return grid;
 }
@@ -139,14 +143,16 @@ constexpr HeadStart kNone{.minPixels = std::numeric_limits<std::size_t>::max()};
 constexpr HeadStart kAtOnce{.minPixels = 0, .coarsestPixels = 4, .workPerPixel = 0};
 constexpr HeadStart kInMidSearch{.minPixels = 0, .coarsestPixels = 4, .workPerPixel = 0.5};
 
-Solution Solve(const Grid& grid, std::uint32_t blockSize, std::uint32_t workers = kWorkers, const HeadStart& headStart = kNone) {
+Solution Solve(const Grid& grid, std::uint32_t blockSize, std::uint32_t workers = kWorkers,
+               const HeadStart& headStart = kNone) {
     Core::RefCounted<TestProgress> progress;
     Solver solver(grid.width, grid.height, workers, blockSize, progress, headStart);
     solver.SetCapacities(grid.capacities);
     solver.Compute();
     EXPECT_EQ(progress.steps, progress.total) << "all regions and boundaries were done";
     Solution solution{std::vector<std::uint8_t>(grid.GetPixels()), solver.GetFlow()};
-    for (std::uint32_t y = 0; y < grid.height; ++y) solver.ReadRow(y, 0, 1, solution.isBackground.data() + std::size_t{y} * grid.width);
+    for (std::uint32_t y = 0; y < grid.height; ++y)
+        solver.ReadRow(y, 0, 1, solution.isBackground.data() + std::size_t{y} * grid.width);
     return solution;
 }
 
@@ -178,13 +184,15 @@ testing::AssertionResult FindsTheMinimumCut(const Grid& grid, std::uint32_t bloc
         const std::int64_t value = CutValue(grid, solution.isBackground);
         if (value != flow) return failure() << "the cut is worth " << value << ", the flow " << flow;
         if (solution.flow != static_cast<std::uint16_t>(flow)) {
-            return failure() << "the flow ends in " << solution.flow << " instead of " << static_cast<std::uint16_t>(flow);
+            return failure() << "the flow ends in " << solution.flow << " instead of "
+                             << static_cast<std::uint16_t>(flow);
         }
-        const auto [ours, theirs] = std::mismatch(solution.isBackground.begin(), solution.isBackground.end(), expected.begin());
+        const auto [ours, theirs] =
+            std::mismatch(solution.isBackground.begin(), solution.isBackground.end(), expected.begin());
         if (ours == solution.isBackground.end()) continue;
         const auto p = static_cast<std::size_t>(ours - solution.isBackground.begin());
-        return failure() << "pixel (" << p % grid.width << ", " << p / grid.width << ") should be " << (*theirs ? "back" : "fore")
-                         << "ground";
+        return failure() << "pixel (" << p % grid.width << ", " << p / grid.width << ") should be "
+                         << (*theirs ? "back" : "fore") << "ground";
     }
     return testing::AssertionSuccess();
 }
@@ -199,7 +207,8 @@ TEST(GridGraph, LabelsRandomGridsLikeAnIndependentSolver) {
             const Grid grid = MakeGrid(width, height, material, round);
             const std::uint32_t blockSize = kBlockSizes[round % std::size(kBlockSizes)];
             ASSERT_TRUE(FindsTheMinimumCut(grid, blockSize))
-                << material.name << ", " << grid.width << " x " << grid.height << ", round " << round << ", blocks of " << blockSize;
+                << material.name << ", " << grid.width << " x " << grid.height << ", round " << round << ", blocks of "
+                << blockSize;
         }
     }
 }
@@ -242,7 +251,8 @@ TEST(GridGraph, GivesTheSameLabelsWhateverTheWorkersDo) {
             for (const std::uint32_t blockSize : {8u, 16u, 56u}) {
                 for (const HeadStart& headStart : {kNone, kAtOnce, kInMidSearch}) {
                     const Solution solution = Solve(*grid, blockSize, workers, headStart);
-                    ASSERT_EQ(solution.isBackground, first.isBackground) << workers << " workers, blocks of " << blockSize;
+                    ASSERT_EQ(solution.isBackground, first.isBackground)
+                        << workers << " workers, blocks of " << blockSize;
                     ASSERT_EQ(solution.flow, first.flow);
                 }
             }
@@ -265,8 +275,8 @@ TEST(GridGraph, LeavesPixelsThatCannotReachTheSinkInTheForeground) {
 }
 
 TEST(GridGraph, StopsWhereverItIsCancelled) {
-    // With one worker a given query is always the same point of the computation. Without links there is no flow to search for, so that
-    // nearly all queries come from walks to the roots of merged regions.
+    // With one worker a given query is always the same point of the computation. Without links there is no flow to
+    // search for, so that nearly all queries come from walks to the roots of merged regions.
     const Grid noise = MakeGrid(90, 70, kMaterials[0], 4), flat = MakeFlatAreas(90, 70, 4), empty(90, 70);
     std::size_t inRegions = 0, inMerges = 0, inWalks = 0;
     for (const Grid* grid : {&noise, &flat, &empty}) {
@@ -281,16 +291,19 @@ TEST(GridGraph, StopsWhereverItIsCancelled) {
 
             const bool hasHeadStart = headStart.minPixels == 0;
             const std::int64_t sparsity = hasHeadStart ? 8 : 1;  // coarser grids are searched by the same code
-            for (std::int64_t query = 0; query < counter.queries; query += 1 + sparsity * (query / 64 + counter.queries / 400)) {
+            for (std::int64_t query = 0; query < counter.queries;
+                 query += 1 + sparsity * (query / 64 + counter.queries / 400)) {
                 Core::RefCounted<TestProgress> progress(query);
                 Solver solver(grid->width, grid->height, workers, 16, progress, headStart);
                 solver.SetCapacities(grid->capacities);
                 solver.Compute();
                 const std::int64_t steps = progress.stepsWhenCancelled;
-                if (workers > 1 && steps < 0) continue;  // the order of merges, and with it the number of queries, differs between runs
+                if (workers > 1 && steps < 0)
+                    continue;  // the order of merges, and with it the number of queries, differs between runs
                 ASSERT_GE(steps, 0) << "query " << query << " of " << counter.queries << " was not reached";
                 // Each coarser grid, of at most six, asks once more on the way out.
-                EXPECT_LE(progress.queries - query, 3 * workers + (hasHeadStart ? 6 : 0)) << "whoever was told stopped at once";
+                EXPECT_LE(progress.queries - query, 3 * workers + (hasHeadStart ? 6 : 0))
+                    << "whoever was told stopped at once";
                 ++(steps < static_cast<std::int64_t>(regions) ? inRegions : grid != &empty ? inMerges : inWalks);
             }
         }
@@ -315,8 +328,11 @@ TEST(GridGraph, PassesOnWhatTheControllerThrows) {
 
 TEST(GridGraph, RefusesWhatItCannotHold) {
     Core::RefCounted<TestProgress> progress;
-    const std::uint32_t sides[][2] = {
-        {0, 5}, {5, 0}, {65536, 65536}, {4294967295u, 4294967295u}, {7, 286331145}};  // 16 x 286331152 with the ring, just above 2^32 nodes
+    const std::uint32_t sides[][2] = {{0, 5},
+                                      {5, 0},
+                                      {65536, 65536},
+                                      {4294967295u, 4294967295u},
+                                      {7, 286331145}};  // 16 x 286331152 with the ring, just above 2^32 nodes
     for (const auto& [width, height] : sides)
         EXPECT_THROW(Solver::GetAllocationSize(width, height, 12, 640), EffectException) << width << " x " << height;
     EXPECT_THROW(Solver(65536, 65536, 12, 640, progress), EffectException);
@@ -342,7 +358,8 @@ TEST(GridGraph, AllocatesWhatItSays) {
 
 TEST(GridGraph, IgnoresEdgesOutOfThePicture) {
     for (const auto& [width, height] : {std::pair{3u, 3u}, {7u, 7u}, {8u, 1u}}) {
-        for (const std::uint32_t blockSize : {1u, 3u, 8u}) {  // boundaries lie between the pixels and the ring around them, too
+        for (const std::uint32_t blockSize :
+             {1u, 3u, 8u}) {  // boundaries lie between the pixels and the ring around them, too
             Grid grid = MakeGrid(width, height, kMaterials[0], 2);
             for (std::size_t p = 0; p < grid.GetPixels(); ++p) {
                 Capacities& c = grid.capacities;

@@ -11,7 +11,8 @@
 namespace Orvexa::Test {
 namespace {
 
-SettingsEffectHistogram Bars(std::uint32_t height, std::int64_t flags, std::int32_t sharpen = 0, std::uint32_t width = 256) {
+SettingsEffectHistogram Bars(std::uint32_t height, std::int64_t flags, std::int32_t sharpen = 0,
+                             std::uint32_t width = 256) {
     SettingsEffectHistogram settings;
     settings.SetHeightLevel(height);
     settings.SetHeightScale(3);
@@ -108,7 +109,8 @@ TEST(Histogram, ResizesToTheWidthAskedFor) {
     const FramePtr small = Apply(Bars(40, 7, 0, 128), MakeFrame(PixFmt::Rgba, 10, 10, Color(90, 90, 90)));
     EXPECT_EQ(small->GetFrameInfo(), FrameInfo(128, 43));
     const FramePtr large = Apply(Bars(40, 7, 0, 512), MakeFrame(PixFmt::Rgba, 10, 10, Color(90, 90, 90)));
-    EXPECT_NEAR(At(large, 179, 20)[0], 62, 3) << "a quarter of a column away from the bar: 0.26 of it, with cubic weights";
+    EXPECT_NEAR(At(large, 179, 20)[0], 62, 3)
+        << "a quarter of a column away from the bar: 0.26 of it, with cubic weights";
 }
 
 TEST(Histogram, SmoothsWithOneKnotMoreThanAskedFor) {
@@ -121,7 +123,8 @@ TEST(Histogram, SmoothsWithOneKnotMoreThanAskedFor) {
     counts.back() = std::min(counts.back(), tallest);
     const std::vector<double> smooth = Detail::SplineSmoother(positions, 6 + 1).Smooth(counts);
     const FramePtr picture = Apply(Bars(400, 1, 6), input);
-    for (std::size_t i = 0; i < 256; ++i) EXPECT_NEAR(BarHeight(picture, i, 0, 400), smooth[i] * 400 / tallest - 0.5, 0.51) << i;
+    for (std::size_t i = 0; i < 256; ++i)
+        EXPECT_NEAR(BarHeight(picture, i, 0, 400), smooth[i] * 400 / tallest - 0.5, 0.51) << i;
 }
 
 TEST(Histogram, KeepsItsSmootherWhenSmoothingIsSetBackToZero) {
@@ -147,7 +150,8 @@ TEST(SplineSmoother, ReproducesCubicsAndLeavesLeastSquaredErrors) {
     }
     const Detail::SplineSmoother one(positions, 2);
     const std::vector<double> same = one.Smooth(cubic);
-    for (std::size_t i = 0; i < 256; ++i) EXPECT_NEAR(same[i], cubic[i], 1e-3) << i;  // the tolerance of the solver, in counts
+    for (std::size_t i = 0; i < 256; ++i)
+        EXPECT_NEAR(same[i], cubic[i], 1e-3) << i;  // the tolerance of the solver, in counts
     // The residual of a least-squares fit is orthogonal to everything that the spline can represent, such as cubics.
     const std::vector<double> fit = Detail::SplineSmoother(positions, 9).Smooth(noisy);
     for (int power = 0; power < 4; ++power) {

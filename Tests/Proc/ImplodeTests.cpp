@@ -20,7 +20,8 @@ FramePtr Imploded(ImplodeMode mode, double strength, const FramePtr& frame) {
 FramePtr Coordinates(std::uint32_t width, std::uint32_t height) {
     std::vector<int> samples;
     for (std::uint32_t y = 0; y < height; ++y) {
-        for (std::uint32_t x = 0; x < width; ++x) samples.insert(samples.end(), {static_cast<int>(x), static_cast<int>(y), 0});
+        for (std::uint32_t x = 0; x < width; ++x)
+            samples.insert(samples.end(), {static_cast<int>(x), static_cast<int>(y), 0});
     }
     return MakeFrame(PixFmt::Rgb24, width, height, samples);
 }
@@ -42,8 +43,10 @@ TEST(Implode, ShowsWhatLiesFartherOutOrNearer) {
                 const double scale = 1 + amount * (1 - r * r * (3 - 2 * r));
                 const std::uint8_t* pixel = std::as_const(*result).GetPlane(0).GetOffsetPtr(x, y);
                 // Positions outside show the edge. Samples lie on a grid of 1/32 pixel and are rounded.
-                ASSERT_NEAR(pixel[0], std::clamp((u * scale + 1) * 120, 0.0, 239.0), 1.0) << x << ", " << y << ", " << amount;
-                ASSERT_NEAR(pixel[1], std::clamp((v * scale + 1) * 80, 0.0, 159.0), 1.0) << x << ", " << y << ", " << amount;
+                ASSERT_NEAR(pixel[0], std::clamp((u * scale + 1) * 120, 0.0, 239.0), 1.0)
+                    << x << ", " << y << ", " << amount;
+                ASSERT_NEAR(pixel[1], std::clamp((v * scale + 1) * 80, 0.0, 159.0), 1.0)
+                    << x << ", " << y << ", " << amount;
             }
         }
     }

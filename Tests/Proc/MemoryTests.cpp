@@ -13,9 +13,11 @@ namespace {
 TEST(Memory, OfEffectsOnAPictureOfTheirOwnIsBounded) {
     const std::pair<const char*, double> cases[] = {
         // in RGB pictures
-        {"SettingsEffectWhiteBalance", 1.0},    {"SettingsEffectBlackWhite", 1.4},  // RGB and grey; grey and indices; indices and RGB
-        {"SettingsEffectTintTemperature", 2.4},                                     // two pictures and the luma
-        {"SettingsEffectGradient", 2.4},        {"SettingsEffectTiltShift", 2.4},   // two pictures and the mask
+        {"SettingsEffectWhiteBalance", 1.0},
+        {"SettingsEffectBlackWhite", 1.4},       // RGB and grey; grey and indices; indices and RGB
+        {"SettingsEffectTintTemperature", 2.4},  // two pictures and the luma
+        {"SettingsEffectGradient", 2.4},
+        {"SettingsEffectTiltShift", 2.4},  // two pictures and the mask
     };
     const FrameInfo info(3000, 2000);
     for (const auto& [classId, pictures] : cases) {

@@ -34,7 +34,8 @@ TEST(Pixelate, TellsTheScaleThatFollowsTheStrength) {
         {100, 40, 16, "2"},
         {100, 32, 64, "1"},
         {100, 2, 9000, "14.5636"},  // 16 would give a side of 144000; no frame's exceeds 131072
-        // p = 2, t = (2 - 100 / 101) / (100 - 100 / 101) = 0.0102; 0.5 * (1 - w) + w, w = t * t * (3 - 2 * t) = 0.00030999
+        // p = 2, t = (2 - 100 / 101) / (100 - 100 / 101) = 0.0102; 0.5 * (1 - w) + w, w = t * t * (3 - 2 * t) =
+        // 0.00030999
         {49, 64, 64, "0.500155"},
     };
     for (const auto& [strength, width, height, scale] : cases) {
@@ -72,7 +73,8 @@ TEST(Pixelate, ConfiguresItsResizersForANewSizeAndAfterNewSettings) {
     const std::vector<std::string> first = run(128);
     ASSERT_EQ(first.size(), 4u);
     EXPECT_THAT(first[0], StartsWith("set SettingsResizer#1 resizeMethod=area "));
-    EXPECT_THAT(first[1], StartsWith("set SettingsResizer#2 resizeMethod=nearest customMode=exactToo customInfo=128,64,1,1 "));
+    EXPECT_THAT(first[1],
+                StartsWith("set SettingsResizer#2 resizeMethod=nearest customMode=exactToo customInfo=128,64,1,1 "));
     EXPECT_EQ(first[2], "run SettingsResizer#1 rgb24 128x64 -> rgb24 64x32");
     EXPECT_EQ(first[3], "run SettingsResizer#2 rgb24 64x32 -> rgb24 128x64");
     EXPECT_EQ(run(128).size(), 2u);
@@ -82,7 +84,8 @@ TEST(Pixelate, ConfiguresItsResizersForANewSizeAndAfterNewSettings) {
     spied.effect->SetSettings(Strength(20));
     EXPECT_EQ(run(130).size(), 4u);
     spied.effect->ResetSettings();
-    EXPECT_EQ(FormatSettings(spied.effect->GetSettingsBase()), FormatSettings(Strength(20))) << "only the resizers are forgotten";
+    EXPECT_EQ(FormatSettings(spied.effect->GetSettingsBase()), FormatSettings(Strength(20)))
+        << "only the resizers are forgotten";
     EXPECT_EQ(run(130).size(), 4u);
 }
 

@@ -60,7 +60,8 @@ const std::vector<std::string> kOrder{"SettingsEffectAutoEnhance",
                                       "SettingsEffectTintTemperature",
                                       "SettingsEffectVignette",
                                       "SettingsEffectWhiteBalance"};
-const std::vector<std::string> kTwoInput{"SettingsEffectBlendPalette", "SettingsEffectReduceLocalLuma", "SettingsEffectSegmentation"};
+const std::vector<std::string> kTwoInput{"SettingsEffectBlendPalette", "SettingsEffectReduceLocalLuma",
+                                         "SettingsEffectSegmentation"};
 const std::vector<std::string> kVarInput{"SettingsEffectCutter", "SettingsEffectEdgeRemove", "SettingsEffectMatting",
                                          "SettingsEffectRemoveBackground", "SettingsEffectStitcher"};
 
@@ -95,12 +96,15 @@ TEST(Registrator, MakesTheModulesEffectsTheDefaultButForTheHostsSegmentation) {
     EXPECT_NE(painter->GetStatistic().GetName().find("EffectBase<"), std::string::npos) << "with its limit of size";
     TwoInputPtr segmentation;
     ModuleFactory()->CreateTwoInputEffect(segmentation, SettingsEffectSegmentation::CLASS_ID, ImplNames::DEFAULT, {});
-    EXPECT_EQ(segmentation->GetStatistic().GetName(), SettingsEffectSegmentation::CLASS_ID + "_" + ImplPhotoNames::OPENCV);
+    EXPECT_EQ(segmentation->GetStatistic().GetName(),
+              SettingsEffectSegmentation::CLASS_ID + "_" + ImplPhotoNames::OPENCV);
 }
 
 TEST(Registrator, LetsTheExceptionOfAFactoryThrough) {
     class Refusing : public EffectFactory {
-        bool RegisterOneInputEffect(const std::string&, const std::string&, OneInputCreator*, std::uintptr_t) override { Throw("full"); }
+        bool RegisterOneInputEffect(const std::string&, const std::string&, OneInputCreator*, std::uintptr_t) override {
+            Throw("full");
+        }
     };
     const auto factory = Core::MakeRefCounted<Refusing>();
     EXPECT_THROW(LoadModule(GetPluginDirectory() / "EffectsKalvatriPhoto.so", *factory), EffectException);

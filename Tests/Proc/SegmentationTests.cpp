@@ -32,7 +32,8 @@ struct Stroke {
 };
 FramePtr Seeds(std::initializer_list<Stroke> strokes) {
     FramePtr seeds = MakeFrame(PixFmt::Gray8, kWidth, kHeight, Color::Black(Opacity::Opaque));
-    for (const Stroke& stroke : strokes) *seeds->GetPlane(0).GetOffsetPtr(stroke.x, stroke.y) = static_cast<std::uint8_t>(stroke.value);
+    for (const Stroke& stroke : strokes)
+        *seeds->GetPlane(0).GetOffsetPtr(stroke.x, stroke.y) = static_cast<std::uint8_t>(stroke.value);
     return seeds;
 }
 const std::initializer_list<Stroke> kBoth = {{2, 5, 255}, {20, 5, 128}};
@@ -60,14 +61,16 @@ TEST(Segmentation, GivesTheSubjectItsOpacity) {
         settings.SetAlgorithm(algorithm);
         for (const int alpha : {255, 77}) {
             settings.SetAlpha(static_cast<std::uint8_t>(alpha));
-            EXPECT_TRUE(SameFrames(Segmented(settings, Halves(), Seeds(kBoth)), MaskOf(alpha, 0))) << static_cast<int>(algorithm);
+            EXPECT_TRUE(SameFrames(Segmented(settings, Halves(), Seeds(kBoth)), MaskOf(alpha, 0)))
+                << static_cast<int>(algorithm);
         }
     }
     // Other values of the strokes; the background's is not the mask's.
     settings = SettingsEffectSegmentation();
     settings.SetForeground(1);
     settings.SetBackground(255);
-    EXPECT_TRUE(SameFrames(Segmented(settings, Halves(PixFmt::Yuv420p), Seeds({{20, 5, 1}, {2, 5, 255}})), MaskOf(0, 255)));
+    EXPECT_TRUE(
+        SameFrames(Segmented(settings, Halves(PixFmt::Yuv420p), Seeds({{20, 5, 1}, {2, 5, 255}})), MaskOf(0, 255)));
 }
 
 TEST(Segmentation, LeavesTransparentPixelsTransparent) {
@@ -105,8 +108,9 @@ TEST(Segmentation, SmoothsWithinAMargin) {
     EXPECT_THAT(factory->TakeTranscript(), testing::Not(Contains(StartsWith("set SettingsEffectMorphology"))));
     settings.SetSmooth(3);
     effect->SetSettings(settings);
-    EXPECT_THAT(factory->TakeTranscript(),
-                Contains("set SettingsEffectMorphology#1 operation=close size=1 kernel=rectangle border=reflect iterations=3"));
+    EXPECT_THAT(
+        factory->TakeTranscript(),
+        Contains("set SettingsEffectMorphology#1 operation=close size=1 kernel=rectangle border=reflect iterations=3"));
     // A gap of four columns is closed, one at the border of the picture is not.
     FramePtr frame = MakeFrame(PixFmt::Gray8, kWidth, kHeight, Color(20, 20, 20));
     CopyDataVideo(MakeFrame(PixFmt::Gray8, 4, kHeight, Color(200, 200, 200)), frame, 10, 0);
@@ -145,7 +149,8 @@ TEST(Segmentation, PaintsTheSubjectInDemoMode) {
                 const double share = x < kEdge ? alpha / 255.0 : 0;
                 for (int k = 0; k < 3; ++k) {
                     const double from = SampleAt(before, x, 5, k);
-                    EXPECT_NEAR(SampleAt(result, x, 5, k), from + (red[k] - from) * share, 2) << Name(pixFmt) << ' ' << x;
+                    EXPECT_NEAR(SampleAt(result, x, 5, k), from + (red[k] - from) * share, 2)
+                        << Name(pixFmt) << ' ' << x;
                 }
             }
         }
@@ -191,19 +196,22 @@ TEST(Segmentation, TakesItsInnerEffectByTheAlgorithm) {
     SettingsEffectSegmentation settings;
     const auto effect = Create(settings, *factory);
     const auto innerName = [&] { return effect->GetStatistic().GetChildren().back().GetName(); };
-    EXPECT_THAT(factory->TakeTranscript(),
-                ElementsAre(StartsWith("create SettingsEffectMorphology#1"), StartsWith("create SettingsEffectAlphaExtractor#1"),
-                            StartsWith("set SettingsEffectAlphaExtractor#1")));
-    EXPECT_THAT(innerName(),
-                HasSubstr("EffectBase<class Orvexa::Proc::ITwoInputEffectVideo,class Orvexa::Proc::SettingsEffectSegmentation>"));
+    EXPECT_THAT(factory->TakeTranscript(), ElementsAre(StartsWith("create SettingsEffectMorphology#1"),
+                                                       StartsWith("create SettingsEffectAlphaExtractor#1"),
+                                                       StartsWith("set SettingsEffectAlphaExtractor#1")));
+    EXPECT_THAT(
+        innerName(),
+        HasSubstr(
+            "EffectBase<class Orvexa::Proc::ITwoInputEffectVideo,class Orvexa::Proc::SettingsEffectSegmentation>"));
     settings.SetAlgorithm(SegmentationAlgorithm::HostAlternative);
     effect->SetSettings(settings);
-    EXPECT_THAT(factory->TakeTranscript(),
-                ElementsAre(StartsWith("create SettingsEffectSegmentation#1"), StartsWith("set SettingsEffectSegmentation#1")));
+    EXPECT_THAT(factory->TakeTranscript(), ElementsAre(StartsWith("create SettingsEffectSegmentation#1"),
+                                                       StartsWith("set SettingsEffectSegmentation#1")));
     settings.SetAlgorithm(static_cast<SegmentationAlgorithm>(9));
     settings.SetForeground(3);
     effect->SetSettings(settings);
-    EXPECT_THAT(factory->TakeTranscript(), ElementsAre(HasSubstr("foreground=3"))) << "the inner effect stays and is told";
+    EXPECT_THAT(factory->TakeTranscript(), ElementsAre(HasSubstr("foreground=3")))
+        << "the inner effect stays and is told";
 }
 
 TEST(Segmentation, NeedsNoStrokesWithAModel) {
@@ -212,15 +220,19 @@ TEST(Segmentation, NeedsNoStrokesWithAModel) {
     settings.SetModelsRoot(ORVEXA_TEST_MODELS);
     const FramePtr mask = Segmented(settings, Halves(), {});
     ASSERT_EQ(mask->GetPixFmt(), PixFmt::Gray8);
-    EXPECT_NE(Bytes(*mask), std::vector<std::uint8_t>(Bytes(*mask).size(), Bytes(*mask)[0])) << "one half is the subject";
-    EXPECT_TRUE(SameFrames(Segmented(settings, Halves(), MakeFrame(PixFmt::Gray8, 3, 2)), mask)) << "strokes do not count";
+    EXPECT_NE(Bytes(*mask), std::vector<std::uint8_t>(Bytes(*mask).size(), Bytes(*mask)[0]))
+        << "one half is the subject";
+    EXPECT_TRUE(SameFrames(Segmented(settings, Halves(), MakeFrame(PixFmt::Gray8, 3, 2)), mask))
+        << "strokes do not count";
     settings.SetKeepSelection(true);
-    EXPECT_THROW(Segmented(settings, Halves(), MakeFrame(PixFmt::Gray8, 3, 2)), EffectException) << "unless they are to be kept";
+    EXPECT_THROW(Segmented(settings, Halves(), MakeFrame(PixFmt::Gray8, 3, 2)), EffectException)
+        << "unless they are to be kept";
     EXPECT_EQ(*Segmented(settings, Halves(), Seeds({{4, 4, 99}}))->GetPlane(0).GetOffsetPtr(4, 4), 99);
 }
 
 TEST(Segmentation, SaysWhatIsWrongWithSeeds) {
-    for (const FramePtr& seeds : {MakeFrame(PixFmt::Gray8, kWidth + 1, kHeight), MakeFrame(PixFmt::Rgb24, kWidth, kHeight)}) {
+    for (const FramePtr& seeds :
+         {MakeFrame(PixFmt::Gray8, kWidth + 1, kHeight), MakeFrame(PixFmt::Rgb24, kWidth, kHeight)}) {
         try {
             Segmented(SettingsEffectSegmentation(), Halves(), seeds);
             ADD_FAILURE();

@@ -20,7 +20,8 @@ int At(const FramePtr& mask, std::uint64_t x, std::uint64_t y) { return SampleAt
 
 TEST(ShapeMask, FallsOffFromTheEllipseAlongACubic) {
     // Half extents 50 x 25 around (100, 50); the falloff ends at twice the shape.
-    const FramePtr mask = Apply(Shape({{"foreground", "200"}, {"background", "40"}}), MakeFrame(PixFmt::Rgb24, 200, 100));
+    const FramePtr mask =
+        Apply(Shape({{"foreground", "200"}, {"background", "40"}}), MakeFrame(PixFmt::Rgb24, 200, 100));
     ASSERT_EQ(mask->GetPixFmt(), PixFmt::Gray8);
     ASSERT_EQ(mask->GetFrameInfo(), FrameInfo(200, 100));
     EXPECT_EQ(At(mask, 100, 50), 200);
@@ -34,7 +35,8 @@ TEST(ShapeMask, FallsOffFromTheEllipseAlongACubic) {
 }
 
 TEST(ShapeMask, MeasuresRectanglesFromSidesAndCorners) {
-    const FramePtr mask = Apply(Shape({{"shape", "rectangle"}, {"width", "0.4"}, {"height", "0.4"}}), MakeFrame(PixFmt::Gray8, 200, 200));
+    const FramePtr mask =
+        Apply(Shape({{"shape", "rectangle"}, {"width", "0.4"}, {"height", "0.4"}}), MakeFrame(PixFmt::Gray8, 200, 200));
     EXPECT_EQ(At(mask, 139, 139), 255) << "inside, near the corner";
     EXPECT_EQ(At(mask, 160, 100), 128) << "half-way beyond a side: 127.5 rounds up";
     EXPECT_EQ(At(mask, 100, 160), 128);
@@ -45,8 +47,8 @@ TEST(ShapeMask, MeasuresRectanglesFromSidesAndCorners) {
 }
 
 TEST(ShapeMask, TurnsCounterClockwiseAndTakesCirclesFromTheShorterSide) {
-    const FramePtr turned =
-        Apply(Shape({{"width", "0.8"}, {"height", "0.1"}, {"angle", "30"}, {"threshold", "1.01"}}), MakeFrame(PixFmt::Gray8, 200, 200));
+    const FramePtr turned = Apply(Shape({{"width", "0.8"}, {"height", "0.1"}, {"angle", "30"}, {"threshold", "1.01"}}),
+                                  MakeFrame(PixFmt::Gray8, 200, 200));
     EXPECT_EQ(At(turned, 100 + 52, 100 - 30), 255) << "up on the right";
     EXPECT_EQ(At(turned, 100 + 52, 100 + 30), 0);
     const FramePtr circle = Apply(Shape({{"shape", "circle"}, {"threshold", "1"}}), MakeFrame(PixFmt::Gray8, 200, 100));
@@ -64,32 +66,41 @@ TEST(ShapeMask, ReadsTheThresholdByItsMode) {
     };
     // Half extents of 24; the last values round to 0 a little before the end.
     EXPECT_NEAR(edgeOf(Shape({{"width", "0.2"}, {"height", "0.2"}, {"threshold", "2"}})), 48, 2);
-    EXPECT_NEAR(edgeOf(Shape({{"width", "0.2"}, {"height", "0.2"}, {"threshold", "0.8"}, {"thresholdMode", "relative"}})), 96, 4);
-    EXPECT_NEAR(edgeOf(Shape({{"width", "0.2"}, {"height", "0.2"}, {"threshold", "9"}, {"thresholdMode", "wide"}})), 72, 3);
+    EXPECT_NEAR(
+        edgeOf(Shape({{"width", "0.2"}, {"height", "0.2"}, {"threshold", "0.8"}, {"thresholdMode", "relative"}})), 96,
+        4);
+    EXPECT_NEAR(edgeOf(Shape({{"width", "0.2"}, {"height", "0.2"}, {"threshold", "9"}, {"thresholdMode", "wide"}})), 72,
+                3);
 }
 
 TEST(ShapeMask, TiltsTheEndsOfTheFalloffAndClampsWhatOvershoots) {
     const auto at = [](const char* foregroundTilt, const char* backgroundTilt, std::uint64_t x) {
-        return At(
-            Apply(
-                Shape(
-                    {{"foreground", "200"}, {"background", "50"}, {"foregroundTilt", foregroundTilt}, {"backgroundTilt", backgroundTilt}}),
-                MakeFrame(PixFmt::Gray8, 200, 100)),
-            x, 50);
+        return At(Apply(Shape({{"foreground", "200"},
+                               {"background", "50"},
+                               {"foregroundTilt", foregroundTilt},
+                               {"backgroundTilt", backgroundTilt}}),
+                        MakeFrame(PixFmt::Gray8, 200, 100)),
+                  x, 50);
     };
     EXPECT_EQ(at("0", "0", 162), std::lround(200 - 150 * (3 * 0.24 * 0.24 - 2 * 0.24 * 0.24 * 0.24)));
-    EXPECT_EQ(at("80", "0", 175), std::lround(125 + 80 * 0.125)) << "h10 is 1/8 in the middle, the extent beyond the shape 1";
+    EXPECT_EQ(at("80", "0", 175), std::lround(125 + 80 * 0.125))
+        << "h10 is 1/8 in the middle, the extent beyond the shape 1";
     EXPECT_EQ(at("0", "80", 175), std::lround(125 - 80 * 0.125));
-    const FramePtr wide =
-        Apply(Shape({{"width", "0.25"}, {"threshold", "3"}, {"foreground", "200"}, {"background", "50"}, {"foregroundTilt", "80"}}),
-              MakeFrame(PixFmt::Gray8, 200, 100));
-    EXPECT_EQ(At(wide, 150, 50), std::lround(125 + 2 * 80 * 0.125)) << "a tilt is per shape; the falloff is two shapes long";
+    const FramePtr wide = Apply(Shape({{"width", "0.25"},
+                                       {"threshold", "3"},
+                                       {"foreground", "200"},
+                                       {"background", "50"},
+                                       {"foregroundTilt", "80"}}),
+                                MakeFrame(PixFmt::Gray8, 200, 100));
+    EXPECT_EQ(At(wide, 150, 50), std::lround(125 + 2 * 80 * 0.125))
+        << "a tilt is per shape; the falloff is two shapes long";
     EXPECT_EQ(at("4000", "0", 165), 255);
     EXPECT_EQ(at("-4000", "0", 165), 0);
 }
 
 TEST(ShapeMask, FollowsNewSettingsAndSizes) {
-    const SettingsEffectShapeMask left = Shape({{"centerX", "0.2"}}), right = Shape({{"centerX", "0.8"}, {"height", "0.3"}});
+    const SettingsEffectShapeMask left = Shape({{"centerX", "0.2"}}),
+                                  right = Shape({{"centerX", "0.8"}, {"height", "0.3"}});
     const OneInputPtr effect = CreateModuleEffect(SettingsEffectShapeMask::CLASS_ID);
     for (const auto& [settings, width] : {std::pair{left, 90u}, {right, 90u}, {right, 120u}}) {
         const FramePtr input = MakeFrame(PixFmt::Gray8, width, 60);
@@ -114,7 +125,8 @@ TEST(ShapeMask, ReadsInsideAndOutsideFromTheSettingsOfTheMoment) {
 TEST(ShapeMask, AShapeWithoutExtentIsOutsideEverywhere) {
     for (const char* mode : {"absolute", "relative", "wide"}) {
         for (const ShapeMaskShape shape : {ShapeMaskShape::Ellipse, ShapeMaskShape::Rectangle}) {
-            SettingsEffectShapeMask settings = Shape({{"foreground", "200"}, {"background", "40"}, {"thresholdMode", mode}});
+            SettingsEffectShapeMask settings =
+                Shape({{"foreground", "200"}, {"background", "40"}, {"thresholdMode", mode}});
             settings.SetShape(shape);
             settings.SetWidth(0);
             settings.SetHeight(0);
@@ -156,10 +168,11 @@ TEST(ShapeMask, FillsPlainMasksAndNeedsSettingsOtherwise) {
     const FramePtr input = MakeFrame(PixFmt::Rgb24, 7, 5);
     EXPECT_TRUE(SameFrames(Apply(Shape({{"foregroundOnly", "true"}, {"foreground", "77"}}), input),
                            MakeFrame(PixFmt::Gray8, 7, 5, Color(77, 77, 77))));
-    EXPECT_TRUE(
-        SameFrames(Apply(Shape({{"backgroundOnly", "true"}, {"background", "9"}}), input), MakeFrame(PixFmt::Gray8, 7, 5, Color(9, 9, 9))));
+    EXPECT_TRUE(SameFrames(Apply(Shape({{"backgroundOnly", "true"}, {"background", "9"}}), input),
+                           MakeFrame(PixFmt::Gray8, 7, 5, Color(9, 9, 9))));
     FramePtr frame = input;
-    EXPECT_EQ(MessageOf([&] { CreateModuleEffect(SettingsEffectShapeMask::CLASS_ID)->ProcessData(frame); }), "Settings are not set!");
+    EXPECT_EQ(MessageOf([&] { CreateModuleEffect(SettingsEffectShapeMask::CLASS_ID)->ProcessData(frame); }),
+              "Settings are not set!");
     // A shape of another number keeps the one before.
     const OneInputPtr effect = CreateModuleEffect(SettingsEffectShapeMask::CLASS_ID);
     SettingsEffectShapeMask settings = Shape({{"shape", "rectangle"}});

@@ -30,12 +30,14 @@ TEST(OilPaint, PaintsLargePicturesReduced) {
     settings.SetRadius(1);
     spied.effect->SetSettings(settings);
     FramePtr result;
-    EXPECT_THAT(Transcript(spied, MakeFrame(PixFmt::Gray8, 2101, 2049), &result),
-                ElementsAre(StartsWith("set SettingsEffectOilPaint#1 radius=1"),
-                            StartsWith("set SettingsResizer#2 resizeMethod=bicubic customMode=exactToo customInfo=2102,2050,1,1 "),
-                            StartsWith("set SettingsResizer#1 resizeMethod=fastBilinear customMode=fit customInfo=1051,1025,1,1 "),
-                            StartsWith("run SettingsResizer#1 gray8 2101x2049 -> "), StartsWith("run SettingsEffectOilPaint#1 "),
-                            testing::EndsWith("-> gray8 2102x2050")));
+    EXPECT_THAT(
+        Transcript(spied, MakeFrame(PixFmt::Gray8, 2101, 2049), &result),
+        ElementsAre(
+            StartsWith("set SettingsEffectOilPaint#1 radius=1"),
+            StartsWith("set SettingsResizer#2 resizeMethod=bicubic customMode=exactToo customInfo=2102,2050,1,1 "),
+            StartsWith("set SettingsResizer#1 resizeMethod=fastBilinear customMode=fit customInfo=1051,1025,1,1 "),
+            StartsWith("run SettingsResizer#1 gray8 2101x2049 -> "), StartsWith("run SettingsEffectOilPaint#1 "),
+            testing::EndsWith("-> gray8 2102x2050")));
     EXPECT_EQ(result->GetFrameInfo(), FrameInfo(2101, 2049));
     EXPECT_EQ(Transcript(spied, MakeFrame(PixFmt::Gray8, 2101, 2049)).size(), 3u) << "all is configured";
     // As large as 2101 x 2049 when it is rounded up to even sides.
@@ -44,10 +46,13 @@ TEST(OilPaint, PaintsLargePicturesReduced) {
 
 TEST(OilPaint, PaintsOthersAsTheyAre) {
     SpiedEffect spied = CreateSpiedEffect(SettingsEffectOilPaint::CLASS_ID);
-    EXPECT_EQ(Transcript(spied, MakeFrame(PixFmt::Rgb24, 31, 20)).back(), "run SettingsEffectOilPaint#1 rgb24 31x20 -> rgb24 31x20");
-    EXPECT_THAT(Transcript(spied, MakeFrame(PixFmt::Rgb24, 31, 20)), ElementsAre(StartsWith("run SettingsEffectOilPaint#1 ")));
+    EXPECT_EQ(Transcript(spied, MakeFrame(PixFmt::Rgb24, 31, 20)).back(),
+              "run SettingsEffectOilPaint#1 rgb24 31x20 -> rgb24 31x20");
+    EXPECT_THAT(Transcript(spied, MakeFrame(PixFmt::Rgb24, 31, 20)),
+                ElementsAre(StartsWith("run SettingsEffectOilPaint#1 ")));
     spied.effect->ResetSettings();
-    EXPECT_THAT(Transcript(spied, MakeFrame(PixFmt::Rgb24, 31, 20)), Contains(StartsWith("set SettingsEffectOilPaint#1 ")));
+    EXPECT_THAT(Transcript(spied, MakeFrame(PixFmt::Rgb24, 31, 20)),
+                Contains(StartsWith("set SettingsEffectOilPaint#1 ")));
 }
 
 std::vector<std::string> RunsOf(const std::vector<std::string>& transcript) {
@@ -110,10 +115,11 @@ TEST(Sketch, HandsItsPartsOnWhenTheyChange) {
     settings.GetCompose().SetOpacity(40);
     spied.factory->TakeTranscript();
     spied.effect->SetSettings(settings);
-    EXPECT_THAT(spied.factory->TakeTranscript(), ElementsAre("set SettingsEffectNoiseVideo#1 " + FormatSettings(settings.GetNoise()),
-                                                             "set SettingsEffectBlurRadial#1 " + FormatSettings(settings.GetRadial()),
-                                                             "set SettingsEffectCharcoal#1 " + FormatSettings(settings.GetCharcoal()),
-                                                             "set SettingsEffectCompose#1 " + FormatSettings(settings.GetCompose())));
+    EXPECT_THAT(spied.factory->TakeTranscript(),
+                ElementsAre("set SettingsEffectNoiseVideo#1 " + FormatSettings(settings.GetNoise()),
+                            "set SettingsEffectBlurRadial#1 " + FormatSettings(settings.GetRadial()),
+                            "set SettingsEffectCharcoal#1 " + FormatSettings(settings.GetCharcoal()),
+                            "set SettingsEffectCompose#1 " + FormatSettings(settings.GetCompose())));
     spied.effect->SetSettings(settings);
     EXPECT_THAT(spied.factory->TakeTranscript(), ElementsAre());
     spied.effect->ResetSettings();

@@ -94,7 +94,8 @@ TEST(Cutter, ContinuesThePictureToTheRightAndBelow) {
     const Frames replicated = Cut(settings, picture);
     ASSERT_EQ(replicated.size(), 2u);  // from 0 and 3, to 7 x 4
     for (std::uint32_t x = 2; x < 4; ++x) {
-        for (std::uint32_t y = 0; y < 4; ++y) EXPECT_EQ(SampleAt(replicated[1], x, y), SampleAt(picture, 4, std::min(y, 2u)));
+        for (std::uint32_t y = 0; y < 4; ++y)
+            EXPECT_EQ(SampleAt(replicated[1], x, y), SampleAt(picture, 4, std::min(y, 2u)));
     }
     settings.SetPadMode(CutterPadMode::Fill);
     settings.SetPadColor(Color(77, 77, 77));
@@ -107,7 +108,8 @@ TEST(Cutter, ContinuesThePictureToTheRightAndBelow) {
     settings.SetPadMode(static_cast<CutterPadMode>(5));
     std::vector<DataPtr> data{picture};
     Create(settings, *factory)->Process(data);
-    EXPECT_THAT(factory->TakeTranscript(), testing::Contains("set SettingsEffectPad#1 margins=0,2,0,1 mode=replicate color=#4d4d4d"));
+    EXPECT_THAT(factory->TakeTranscript(),
+                testing::Contains("set SettingsEffectPad#1 margins=0,2,0,1 mode=replicate color=#4d4d4d"));
     data = {MakeFrame(PixFmt::Gray8, 7, 4)};
     Create(settings, *factory)->Process(data);
     EXPECT_THAT(factory->TakeTranscript(), ElementsAre("create SettingsEffectPad#2"));
@@ -115,9 +117,18 @@ TEST(Cutter, ContinuesThePictureToTheRightAndBelow) {
 
 TEST(Cutter, RefusesOverlapsThatLeaveNoStep) {
     const FramePtr picture = MakeFrame(PixFmt::Gray8, 50, 40);
-    EXPECT_EQ(MessageOf([&] { Cut(CutterOf({50, 40, 20, 20, 20, 1}), picture); }), "Overlap must be smaller than the patch!");
-    EXPECT_EQ(MessageOf([&] { Cut(CutterOf({50, 40, 20, 20, 1, 30}), picture); }), "Overlap must be smaller than the patch!");
-    EXPECT_EQ(MessageOf([&] { Cut(CutterOf({50, 40, 2'000'000, 20, 1, 1}), picture); }), "Frame size is not supported!");
+    EXPECT_EQ(MessageOf([&] {
+                  Cut(CutterOf({50, 40, 20, 20, 20, 1}), picture);
+              }),
+              "Overlap must be smaller than the patch!");
+    EXPECT_EQ(MessageOf([&] {
+                  Cut(CutterOf({50, 40, 20, 20, 1, 30}), picture);
+              }),
+              "Overlap must be smaller than the patch!");
+    EXPECT_EQ(MessageOf([&] {
+                  Cut(CutterOf({50, 40, 2'000'000, 20, 1, 1}), picture);
+              }),
+              "Frame size is not supported!");
 }
 
 TEST(Stitcher, UndoesCutting) {
@@ -128,7 +139,8 @@ TEST(Stitcher, UndoesCutting) {
         for (const Tiling& tiling : tilings) {
             for (const bool isOverlapped : {true, false}) {
                 const FramePtr picture = MakeFrame(pixFmt, tiling.width, tiling.height);
-                EXPECT_TRUE(SameFrames(Stitched(StitcherOf(tiling, isOverlapped), Cut(CutterOf(tiling), picture)), picture))
+                EXPECT_TRUE(
+                    SameFrames(Stitched(StitcherOf(tiling, isOverlapped), Cut(CutterOf(tiling), picture)), picture))
                     << Name(pixFmt) << ' ' << tiling.width << 'x' << tiling.height << " by " << tiling.patchWidth << 'x'
                     << tiling.patchHeight << ", " << tiling.overlapX << ", " << tiling.overlapY;
             }
@@ -152,12 +164,14 @@ TEST(Stitcher, FadesOnePatchIntoTheNext) {
             const std::size_t channels = bytes.size() / 10;
             // (2 t^3 - 3 t^2 + 1) * 63 + (3 t^2 - 2 t^3) * 255 at t = 0, 1/4, 1/2, 3/4
             const std::uint8_t expected[] = {0, 0, 0, 63, 93, 159, 225, 255, 255, 255};
-            for (std::size_t i = 0; i < bytes.size(); ++i) EXPECT_EQ(bytes[i], expected[i / channels]) << Name(pixFmt) << ' ' << i;
+            for (std::size_t i = 0; i < bytes.size(); ++i)
+                EXPECT_EQ(bytes[i], expected[i / channels]) << Name(pixFmt) << ' ' << i;
         }
     }
 }
 
-// Patches of different levels: the largest step between neighbours is that of the ramps, nowhere more, where four patches meet neither.
+// Patches of different levels: the largest step between neighbours is that of the ramps, nowhere more, where four
+// patches meet neither.
 TEST(Stitcher, LeavesNoSeams) {
     const Tiling tiling{180, 150, 60, 50, 20, 16};
     const Frames cut = Cut(CutterOf(tiling), MakeFrame(PixFmt::Rgb24, tiling.width, tiling.height, Color(0, 0, 0)));
@@ -182,12 +196,14 @@ TEST(Stitcher, FadesLoneColumnsAndRowsAlike) {
     struct {
         Tiling tiling;
         bool isColumn;
-    } const cases[] = {
-        {{512, 1500, 512, 512, 50, 64}, true}, {{300, 1500, 512, 512, 50, 64}, true}, {{1500, 512, 512, 512, 64, 50}, false}};
+    } const cases[] = {{{512, 1500, 512, 512, 50, 64}, true},
+                       {{300, 1500, 512, 512, 50, 64}, true},
+                       {{1500, 512, 512, 512, 64, 50}, false}};
     for (const auto& [tiling, isColumn] : cases) {
         Frames patches;
         for (const std::uint8_t level : {80, 180, 80, 180}) {
-            patches.push_back(MakeFrame(PixFmt::Gray8, tiling.patchWidth, tiling.patchHeight, Color(level, level, level)));
+            patches.push_back(
+                MakeFrame(PixFmt::Gray8, tiling.patchWidth, tiling.patchHeight, Color(level, level, level)));
         }
         const FramePtr picture = Stitched(StitcherOf(tiling), patches);
         for (std::uint32_t i = 0; i < 1500; ++i) {
@@ -203,10 +219,11 @@ TEST(Stitcher, GivesUnchangedPatchesBackOrRefusesThem) {
         Tiling tiling;
         CropInfo crop;
         const char* complaint;
-    } const cases[] = {{{97, 61, 33, 25, 10, 8}, {3, 3, 2, 2}, "17 pixels apart do not fit together with a left margin of 3"},
-                       {{97, 61, 32, 26, 10, 8}, {2, 2, 3, 2}, "13 pixels apart do not fit together with a top margin of 3"},
-                       {{97, 61, 33, 25, 10, 8}, {2, 4, 2, 2}, "nothing"},
-                       {{97, 61, 32, 24, 10, 8}, {3, 3, 1, 3}, "nothing"}};
+    } const cases[] = {
+        {{97, 61, 33, 25, 10, 8}, {3, 3, 2, 2}, "17 pixels apart do not fit together with a left margin of 3"},
+        {{97, 61, 32, 26, 10, 8}, {2, 2, 3, 2}, "13 pixels apart do not fit together with a top margin of 3"},
+        {{97, 61, 33, 25, 10, 8}, {2, 4, 2, 2}, "nothing"},
+        {{97, 61, 32, 24, 10, 8}, {3, 3, 1, 3}, "nothing"}};
     for (const PixFmt pixFmt : {PixFmt::Yuv420p, PixFmt::Yuva420p, PixFmt::Nv12}) {
         for (const auto& [stitch, crop, complaint] : cases) {
             Tiling cut = stitch;
@@ -216,14 +233,17 @@ TEST(Stitcher, GivesUnchangedPatchesBackOrRefusesThem) {
             SettingsEffectStitcher settings = StitcherOf(stitch);
             settings.SetCrop(crop);
             FramePtr result;
-            EXPECT_THAT(MessageOf([&] { result = Stitched(settings, Cut(CutterOf(cut), picture)); }), HasSubstr(complaint));
+            EXPECT_THAT(MessageOf([&] { result = Stitched(settings, Cut(CutterOf(cut), picture)); }),
+                        HasSubstr(complaint));
             if (result == nullptr) continue;
             for (std::uint8_t i = 0; i < GetPlanesCount(*picture); ++i) {
-                const ConstPlane actual = std::as_const(*result).GetPlane(i), expected = std::as_const(*picture).GetPlane(i);
+                const ConstPlane actual = std::as_const(*result).GetPlane(i),
+                                 expected = std::as_const(*picture).GetPlane(i);
                 const PixFmtDescription& description = PixFmtDescription::Get(pixFmt);
                 for (std::uint64_t y = crop.top >> description.GetShiftY(i); y < expected.GetHeight(); ++y) {
                     for (std::uint64_t x = crop.left >> description.GetShiftX(i); x < expected.GetPixelsPerRow(); ++x) {
-                        ASSERT_EQ(*actual.GetOffsetPtr(x, y), *expected.GetOffsetPtr(x, y)) << Name(pixFmt) << ' ' << x << ' ' << y;
+                        ASSERT_EQ(*actual.GetOffsetPtr(x, y), *expected.GetOffsetPtr(x, y))
+                            << Name(pixFmt) << ' ' << x << ' ' << y;
                     }
                 }
             }
@@ -235,7 +255,8 @@ TEST(Stitcher, CannotBlendIndices) {
     const Tiling tiling{97, 61, 32, 24, 8, 6};
     const FramePtr picture = MakeFrame(PixFmt::Pal8, 97, 61);
     const Frames patches = Cut(CutterOf(tiling), picture);
-    EXPECT_THAT(MessageOf([&] { Stitched(StitcherOf(tiling), patches); }), HasSubstr("Indexed patches cannot be blended"));
+    EXPECT_THAT(MessageOf([&] { Stitched(StitcherOf(tiling), patches); }),
+                HasSubstr("Indexed patches cannot be blended"));
     EXPECT_TRUE(SameFrames(Stitched(StitcherOf(tiling, false), patches), picture));
 }
 

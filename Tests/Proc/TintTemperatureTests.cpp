@@ -25,10 +25,12 @@ FramePtr Muted(PixFmt pixFmt) {
 }
 
 TEST(TintTemperature, ShiftsColourAndKeepsLumaInEveryByteOrder) {
-    for (const PixFmt pixFmt : {PixFmt::Rgb24, PixFmt::Bgr24, PixFmt::Rgba, PixFmt::Bgra, PixFmt::Bgra2, PixFmt::Yuv444p}) {
+    for (const PixFmt pixFmt :
+         {PixFmt::Rgb24, PixFmt::Bgr24, PixFmt::Rgba, PixFmt::Bgra, PixFmt::Bgra2, PixFmt::Yuv444p}) {
         const FramePtr input = Muted(pixFmt);
         const PixFmtDescription& description = PixFmtDescription::Get(pixFmt);
-        const FramePtr shifted = CloneFrame(*Converted(input, description.IsPlanar() ? PixFmt::Rgb24 : pixFmt), kCloneIndependent);
+        const FramePtr shifted =
+            CloneFrame(*Converted(input, description.IsPlanar() ? PixFmt::Rgb24 : pixFmt), kCloneIndependent);
         const int red = description.IsPlanar() ? 0 : description.red;
         for (std::uint64_t i = 0; i < 97 * 61; ++i) {
             std::uint8_t* pixel = shifted->GetPlane(0).GetOffsetPtr(i % 97, i / 97);
@@ -38,7 +40,8 @@ TEST(TintTemperature, ShiftsColourAndKeepsLumaInEveryByteOrder) {
         }
         const PixFmt lumaFormat = description.HasAlpha() ? PixFmt::Yuva444p : PixFmt::Yuv444p;
         const FramePtr expected = Converted(shifted, lumaFormat);
-        const FramePtr before = Converted(Converted(input, description.IsPlanar() ? PixFmt::Rgb24 : pixFmt), lumaFormat);
+        const FramePtr before =
+            Converted(Converted(input, description.IsPlanar() ? PixFmt::Rgb24 : pixFmt), lumaFormat);
         CopyPlane(std::as_const(*before).GetPlane(0), expected->GetPlane(0));
         EXPECT_TRUE(SameFrames(Apply(Shift(25, -10), input), Converted(expected, pixFmt))) << Name(pixFmt);
     }
@@ -62,7 +65,8 @@ TEST(TintTemperature, HasBlackTablesBeforeItsFirstSettings) {
     const OneInputPtr effect = CreateModuleEffect(SettingsEffectTintTemperature::CLASS_ID);
     effect->ProcessData(frame);
     const std::uint8_t grey = Color(200, 100, 50).y();
-    EXPECT_TRUE(SameFrames(frame, MakeFrame(PixFmt::Rgb24, 4, 4, Color(grey, grey, grey)), 1)) << "black, with the luma of the picture";
+    EXPECT_TRUE(SameFrames(frame, MakeFrame(PixFmt::Rgb24, 4, 4, Color(grey, grey, grey)), 1))
+        << "black, with the luma of the picture";
 }
 
 }  // namespace

@@ -23,7 +23,8 @@ SettingsEffectVignette Edges(const Color& color) {
 // The runs and settings of sub-effects, shortened to the verb and the name.
 std::vector<std::string> Calls(SpiedEffect& spied) {
     std::vector<std::string> calls;
-    for (const std::string& line : spied.factory->TakeTranscript()) calls.push_back(line.substr(0, line.find(' ', line.find(' ') + 1)));
+    for (const std::string& line : spied.factory->TakeTranscript())
+        calls.push_back(line.substr(0, line.find(' ', line.find(' ') + 1)));
     return calls;
 }
 

@@ -15,8 +15,8 @@ FramePtr Balance(const Color& color, FramePtr frame) {
     return Apply(settings, std::move(frame));
 }
 
-// The curve in real numbers, rounded down: lines 0 -> 0, v -> g, 255 -> 255, or slope 2 above v where the upper line rises 5 or more a
-// step.
+// The curve in real numbers, rounded down: lines 0 -> 0, v -> g, 255 -> 255, or slope 2 above v where the upper line
+// rises 5 or more a step.
 int Expected(int v, int g, int x) {
     if (v > 0 && x <= v) return static_cast<int>(std::floor(static_cast<double>(g) * x / v));
     if (v > 0 && v < 255 && std::floor((255.0 - g) / (255.0 - v)) >= 5) return g + 2 * (x - v);
@@ -36,8 +36,10 @@ FramePtr Levels(PixFmt pixFmt) {
 TEST(WhiteBalance, SendsEveryLevelThroughTheCurveOfItsByte) {
     const Color colors[] = {
         {200, 180, 150}, {0, 90, 120}, {255, 30, 60},   {250, 40, 10}, {1, 254, 128}, {255, 255, 0},
-        {254, 3, 3},     {0, 0, 0},    {255, 255, 255}, {230, 65, 65}, {230, 95, 95}};  // upper lines that rise by 5.4 and by 4.6 a step
-    for (const PixFmt pixFmt : {PixFmt::Rgb24, PixFmt::Bgr24, PixFmt::Rgba, PixFmt::Bgra, PixFmt::Rgba2, PixFmt::Bgra2}) {
+        {254, 3, 3},     {0, 0, 0},    {255, 255, 255}, {230, 65, 65}, {230, 95, 95}};  // upper lines that rise by 5.4
+                                                                                        // and by 4.6 a step
+    for (const PixFmt pixFmt :
+         {PixFmt::Rgb24, PixFmt::Bgr24, PixFmt::Rgba, PixFmt::Bgra, PixFmt::Rgba2, PixFmt::Bgra2}) {
         const FramePtr levels = Levels(pixFmt);
         for (const Color& color : colors) {
             const int grey = (color[0] + color[1] + color[2]) / 3;
@@ -60,7 +62,8 @@ TEST(WhiteBalance, SendsEveryLevelThroughTheCurveOfItsByte) {
 
 TEST(WhiteBalance, MatchesResultsWorkedOutByHand) {
     const auto at = [](const Color& color, int level, int channel) {
-        return static_cast<int>(Bytes(*Balance(color, Levels(PixFmt::Rgb24)))[static_cast<std::size_t>(level * 3 + channel)]);
+        return static_cast<int>(
+            Bytes(*Balance(color, Levels(PixFmt::Rgb24)))[static_cast<std::size_t>(level * 3 + channel)]);
     };
     EXPECT_EQ(at({0, 90, 120}, 0, 0), 70) << "a channel that lacks in the reference is lifted";
     EXPECT_EQ(at({0, 90, 120}, 255, 0), 255);
@@ -70,7 +73,8 @@ TEST(WhiteBalance, MatchesResultsWorkedOutByHand) {
     EXPECT_EQ(at({250, 30, 20}, 255, 0), 110) << "slope 2 instead of 31";
     for (int grey = 0; grey < 256; ++grey) {
         const auto g = static_cast<std::uint8_t>(grey);
-        ASSERT_TRUE(SameFrames(Balance({g, g, g}, Levels(PixFmt::Rgb24)), Levels(PixFmt::Rgb24))) << "a neutral reference changes nothing";
+        ASSERT_TRUE(SameFrames(Balance({g, g, g}, Levels(PixFmt::Rgb24)), Levels(PixFmt::Rgb24)))
+            << "a neutral reference changes nothing";
     }
 }
 
@@ -81,14 +85,16 @@ TEST(WhiteBalance, GivesTheSameColoursFromEveryFormat) {
     for (const PixFmt pixFmt : {PixFmt::Rgba, PixFmt::Yuv444p, PixFmt::Yuva444p}) {
         const FramePtr balanced = Balance(color, Converted(rgb, pixFmt));
         EXPECT_EQ(balanced->GetPixFmt(), pixFmt);
-        // Y'CbCr rounds three times: on the way in, where a curve of slope below 2 may double the error, and on the way back and out.
+        // Y'CbCr rounds three times: on the way in, where a curve of slope below 2 may double the error, and on the way
+        // back and out.
         const int tolerance = PixFmtDescription::Get(pixFmt).IsPlanar() ? 4 : 0;
         EXPECT_TRUE(SameFrames(Converted(balanced, PixFmt::Rgb24), expected, tolerance)) << Name(pixFmt);
     }
 }
 
 TEST(WhiteBalance, IgnoresTheAlphaOfTheColour) {
-    EXPECT_TRUE(SameFrames(Balance({200, 180, 150, 3}, Levels(PixFmt::Rgba)), Balance({200, 180, 150}, Levels(PixFmt::Rgba))));
+    EXPECT_TRUE(
+        SameFrames(Balance({200, 180, 150, 3}, Levels(PixFmt::Rgba)), Balance({200, 180, 150}, Levels(PixFmt::Rgba))));
 }
 
 }  // namespace

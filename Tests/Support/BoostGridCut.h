@@ -21,7 +21,8 @@ public:
 
     std::int64_t GetFlow() const { return flow_; }
 
-    /// One byte a pixel: whether flow could still reach the sink from it. Searched in the residual graph, whatever the solver's trees are.
+    /// One byte a pixel: whether flow could still reach the sink from it. Searched in the residual graph, whatever the
+    /// solver's trees are.
     std::vector<std::uint8_t> FindBackground() const {
         std::vector<std::uint8_t> canReachSink(vertices_);
         std::vector<Vertex> found{sink_};
@@ -43,8 +44,8 @@ public:
 private:
     struct EdgeIndex {};
     using Vertex = std::uint32_t;
-    using Graph =
-        boost::compressed_sparse_row_graph<boost::directedS, boost::no_property, EdgeIndex, boost::no_property, Vertex, std::uint32_t>;
+    using Graph = boost::compressed_sparse_row_graph<boost::directedS, boost::no_property, EdgeIndex,
+                                                     boost::no_property, Vertex, std::uint32_t>;
     using Edge = boost::graph_traits<Graph>::edge_descriptor;
 
     void Add(Vertex from, Vertex to, int value) {
@@ -52,7 +53,8 @@ private:
         capacity_.push_back(value);
     }
 
-    // Sorted by start, and for each start by end: the edges into a vertex then come in the order of the edges out of it.
+    // Sorted by start, and for each start by end: the edges into a vertex then come in the order of the edges out of
+    // it.
     void AddEdges(std::uint32_t width, std::uint32_t height, const Proc::GridGraph::Capacities& capacities) {
         const Vertex pixels = width * height;
         source_ = pixels, sink_ = pixels + 1, vertices_ = pixels + 2;
@@ -93,10 +95,11 @@ private:
         std::vector<std::uint32_t> distance(vertices_);
         flow_ = boost::boykov_kolmogorov_max_flow(
             graph, boost::make_iterator_property_map(capacity_.begin(), edgeIndex),
-            boost::make_iterator_property_map(residual_.begin(), edgeIndex), boost::make_iterator_property_map(reverse_.begin(), edgeIndex),
+            boost::make_iterator_property_map(residual_.begin(), edgeIndex),
+            boost::make_iterator_property_map(reverse_.begin(), edgeIndex),
             boost::make_iterator_property_map(predecessor.begin(), vertexIndex),
-            boost::make_iterator_property_map(color.begin(), vertexIndex), boost::make_iterator_property_map(distance.begin(), vertexIndex),
-            vertexIndex, source_, sink_);
+            boost::make_iterator_property_map(color.begin(), vertexIndex),
+            boost::make_iterator_property_map(distance.begin(), vertexIndex), vertexIndex, source_, sink_);
     }
 
     Vertex source_ = 0, sink_ = 0, vertices_ = 0;

@@ -14,7 +14,8 @@ std::string Tell(const ConstFramePtr& frame) {
            std::to_string(frame->GetFrameInfo().height);
 }
 
-// What one- and two-input recorders have in common: everything goes to the real effect, and settings into the transcript.
+// What one- and two-input recorders have in common: everything goes to the real effect, and settings into the
+// transcript.
 template <class Interface>
 class Recorder : public Interface {
 public:
@@ -115,7 +116,9 @@ FramePtr RunHost(const Settings& settings, FramePtr frame, const ConstFramePtr& 
     return frame;
 }
 
-FramePtr Converted(FramePtr frame, PixFmt pixFmt) { return RunHost(SettingsColorspaceConverter(pixFmt, true), std::move(frame)); }
+FramePtr Converted(FramePtr frame, PixFmt pixFmt) {
+    return RunHost(SettingsColorspaceConverter(pixFmt, true), std::move(frame));
+}
 
 std::string MessageOf(const std::function<void()>& work) {
     try {

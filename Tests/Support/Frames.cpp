@@ -37,7 +37,11 @@ void FillPlane(const Plane& plane, Pattern pattern, std::mt19937& random) {
                 case Pattern::Checker: value = (x + y) % 2 == 0 ? 255 : 0; break;
                 case Pattern::OnePixel: value = x == width / bpp / 2 && y == height / 2 ? 255 : 0; break;
                 case Pattern::ColorCube:
-                    value = static_cast<int>((y * (width / bpp) + x) / (channel == 0 ? 1 : channel == 1 ? 6 : 36) % 6 * 51);
+                    value = static_cast<int>((y * (width / bpp) + x) /
+                                             (channel == 0   ? 1
+                                              : channel == 1 ? 6
+                                                             : 36) %
+                                             6 * 51);
                     break;
             }
             plane.GetRow(y)[b] = static_cast<std::uint8_t>(value);
@@ -76,7 +80,8 @@ FramePtr MakeFrame(PixFmt pixFmt, std::uint32_t width, std::uint32_t height, con
 FramePtr MakeFrame(PixFmt pixFmt, std::uint32_t width, std::uint32_t height, const std::vector<int>& samples) {
     FramePtr frame = NewFrame(TestAllocator(), pixFmt, FrameInfo(width, height));
     const Plane plane = frame->GetPlane(0);
-    if (samples.size() != plane.GetWidth() * plane.GetHeight()) throw std::invalid_argument("samples do not fill the frame");
+    if (samples.size() != plane.GetWidth() * plane.GetHeight())
+        throw std::invalid_argument("samples do not fill the frame");
     for (std::size_t i = 0; i < samples.size(); ++i) {
         plane.GetRow(i / plane.GetWidth())[i % plane.GetWidth()] = static_cast<std::uint8_t>(samples[i]);
     }
@@ -85,7 +90,8 @@ FramePtr MakeFrame(PixFmt pixFmt, std::uint32_t width, std::uint32_t height, con
 
 std::vector<std::uint8_t> Bytes(const ConstPlane& plane) {
     std::vector<std::uint8_t> bytes;
-    for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) bytes.insert(bytes.end(), plane.GetRow(y), plane.GetRow(y) + plane.GetWidth());
+    for (std::uint64_t y = 0; y < plane.GetHeight(); ++y)
+        bytes.insert(bytes.end(), plane.GetRow(y), plane.GetRow(y) + plane.GetWidth());
     return bytes;
 }
 
@@ -125,10 +131,12 @@ testing::AssertionResult SameFrames(const ConstFramePtr& actual, const ConstFram
         }
     }
     if (count == 0) return testing::AssertionSuccess();
-    return testing::AssertionFailure() << count << " samples of " << testing::PrintToString(actual) << " differ" << differences.str();
+    return testing::AssertionFailure() << count << " samples of " << testing::PrintToString(actual) << " differ"
+                                       << differences.str();
 }
 
-FramePtr MakeHalfHidden(PixFmt pixFmt, std::uint32_t width, std::uint32_t height, const Color& shown, const Color& hidden) {
+FramePtr MakeHalfHidden(PixFmt pixFmt, std::uint32_t width, std::uint32_t height, const Color& shown,
+                        const Color& hidden) {
     FramePtr frame = MakeFrame(pixFmt, width, height, shown);
     const FramePtr right = CloneFrame(*frame, kCloneView);
     right->Crop(width / 2, 0, width - width / 2, height);
@@ -151,8 +159,8 @@ testing::AssertionResult GuardedFrame::IsGuardIntact() const {
     for (std::uint8_t i = 0; i < GetPlanesCount(*whole_); ++i) {
         const ConstPlane all = std::as_const(*whole_).GetPlane(i), inner = std::as_const(*view_).GetPlane(i);
         const std::int64_t distance = inner.GetData() - all.GetData();
-        const bool isInside =
-            distance >= 0 && static_cast<std::uint64_t>(distance) < static_cast<std::uint64_t>(all.GetStride()) * all.GetHeight();
+        const bool isInside = distance >= 0 && static_cast<std::uint64_t>(distance) <
+                                                   static_cast<std::uint64_t>(all.GetStride()) * all.GetHeight();
         if (isInside) {
             const std::uint64_t top = static_cast<std::uint64_t>(distance / all.GetStride()),
                                 left = static_cast<std::uint64_t>(distance % all.GetStride());

@@ -41,7 +41,8 @@ FramePtr MakeFrame(PixFmt pixFmt, std::uint32_t width, std::uint32_t height, Pat
 /// A frame filled with a colour.
 FramePtr MakeFrame(PixFmt pixFmt, std::uint32_t width, std::uint32_t height, const Color& color);
 /// A frame of the colour `shown` whose right half is hidden: of the colour `hidden` under alpha 0.
-FramePtr MakeHalfHidden(PixFmt pixFmt, std::uint32_t width, std::uint32_t height, const Color& shown, const Color& hidden);
+FramePtr MakeHalfHidden(PixFmt pixFmt, std::uint32_t width, std::uint32_t height, const Color& shown,
+                        const Color& hidden);
 /// A grey or packed frame from its samples, row by row.
 FramePtr MakeFrame(PixFmt pixFmt, std::uint32_t width, std::uint32_t height, const std::vector<int>& samples);
 
@@ -58,7 +59,8 @@ std::vector<std::uint8_t> Bytes(const IDataVideo& frame);
 /// Whether formats, sizes and samples agree within `tolerance`; names the first differences and their positions.
 testing::AssertionResult SameFrames(const ConstFramePtr& actual, const ConstFramePtr& expected, int tolerance = 0);
 
-/// A frame that is a view into a larger one, whose bytes around the view are a guard: unaligned rows, padding that belongs to others.
+/// A frame that is a view into a larger one, whose bytes around the view are a guard: unaligned rows, padding that
+/// belongs to others.
 class GuardedFrame {
 public:
     GuardedFrame(PixFmt pixFmt, std::uint32_t width, std::uint32_t height, Pattern pattern = Pattern::Noise);

@@ -36,7 +36,8 @@ public:
     /// Names of all files, hidden ones included.
     std::set<std::string> List() const {
         std::set<std::string> names;
-        for (const auto& entry : std::filesystem::directory_iterator(path_)) names.insert(entry.path().filename().string());
+        for (const auto& entry : std::filesystem::directory_iterator(path_))
+            names.insert(entry.path().filename().string());
         return names;
     }
 

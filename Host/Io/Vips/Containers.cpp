@@ -19,7 +19,8 @@ enum class Order { Little, Big };
 
 std::string Number(std::uint64_t number, std::size_t bytes, Order order) {
     std::string text(bytes, '\0');
-    for (std::size_t i = 0; i < bytes; ++i, number >>= 8) text[order == Order::Big ? bytes - 1 - i : i] = static_cast<char>(number & 255);
+    for (std::size_t i = 0; i < bytes; ++i, number >>= 8)
+        text[order == Order::Big ? bytes - 1 - i : i] = static_cast<char>(number & 255);
     return text;
 }
 
@@ -46,7 +47,8 @@ public:
         return end == 0 && isComplete ? bytes.size() : end;
     }
     std::string Change(std::string_view header) const override {
-        const JpegSegments content{metadata_.exif, metadata_.xmp.main, metadata_.xmp.extension, metadata_.resources, metadata_.comment};
+        const JpegSegments content{metadata_.exif, metadata_.xmp.main, metadata_.xmp.extension, metadata_.resources,
+                                   metadata_.comment};
         std::string first, others;
         VisitJpegHeader(header, [&](unsigned, std::string_view segmentContent, std::string_view segment) {
             const bool isExif = segmentContent.starts_with(kJpegExifStart);
@@ -82,10 +84,12 @@ private:
     }
     // A tEXt chunk is in Latin-1, an iTXt chunk in UTF-8.
     static std::string Text(const std::string& keyword, const std::string& text) {
-        const bool isAscii = std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+        const bool isAscii =
+            std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
         if (isAscii || !g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr))
             return Chunk("tEXt", keyword + '\0' + text);
-        return Chunk("iTXt", keyword + std::string(5, '\0') + text);  // not compressed, no language, no translated keyword
+        return Chunk("iTXt",
+                     keyword + std::string(5, '\0') + text);  // not compressed, no language, no translated keyword
     }
     static std::string RawProfile(const std::string& kind, const std::string& bytes) {
         constexpr std::size_t kBytesInLine = 36;
@@ -107,10 +111,14 @@ private:
 class WholeFileFilter : public MetadataFilter {
 public:
     using MetadataFilter::MetadataFilter;
-    std::size_t FindEnd(std::string_view bytes, bool isComplete) const override { return isComplete ? bytes.size() : 0; }
+    std::size_t FindEnd(std::string_view bytes, bool isComplete) const override {
+        return isComplete ? bytes.size() : 0;
+    }
 
 protected:
-    [[noreturn]] static void Refuse() { Throw("the EXIF data cannot be placed in the file that the image library made"); }
+    [[noreturn]] static void Refuse() {
+        Throw("the EXIF data cannot be placed in the file that the image library made");
+    }
 };
 
 // WebP container specification: RIFF chunks of type, length and data, padded to an even length.
@@ -125,7 +133,8 @@ public:
             if (file.substr(at, 4) == "EXIF" && next <= file.size()) {
                 std::string chunk = "EXIF" + Number(metadata_.exif.size(), 4, Order::Little) + metadata_.exif;
                 if (chunk.size() % 2 != 0) chunk += '\0';
-                std::string changed = std::string(file.substr(0, at)) + chunk + std::string(file.substr(static_cast<std::size_t>(next)));
+                std::string changed =
+                    std::string(file.substr(0, at)) + chunk + std::string(file.substr(static_cast<std::size_t>(next)));
                 return changed.replace(4, 4, Number(changed.size() - 8, 4, Order::Little));
             }
             if (next > file.size()) break;
@@ -151,7 +160,8 @@ public:
 
         constexpr std::size_t kBoxHeader = 8;
         // The place of the block's header within the item, behind this number, comes first.
-        const std::string item = Number(kJpegExifStart.size(), 4, Order::Big) + std::string(kJpegExifStart) + metadata_.exif;
+        const std::string item =
+            Number(kJpegExifStart.size(), 4, Order::Big) + std::string(kJpegExifStart) + metadata_.exif;
         Relocate(changed, *locations, FindExifItem(file, *infos), file.size() + kBoxHeader, item.size());
         return changed + Number(item.size() + kBoxHeader, 4, Order::Big) + "mdat" + item;
     }
@@ -235,7 +245,9 @@ private:
             const std::uint64_t extents = cursor.Take(2);
             if (isWanted) {
                 constexpr std::size_t kEnough = 4;
-                if (extents != 1 || lengthSize < kEnough || std::max(offsetSize, baseSize) < kEnough || at + size > 0xffffffff) Refuse();
+                if (extents != 1 || lengthSize < kEnough || std::max(offsetSize, baseSize) < kEnough ||
+                    at + size > 0xffffffff)
+                    Refuse();
                 const std::size_t offsetAt = cursor.GetPlace() + indexSize;
                 cursor.Take(indexSize + offsetSize + lengthSize);
                 if (version > 0) put(methodAt, 2, 0);  // a place in the file
@@ -254,8 +266,8 @@ private:
 
 std::unique_ptr<HeaderFilter> MakeMetadataFilter(FileFormat format, InsertedMetadata metadata) {
     const bool hasExif = !metadata.exif.empty();
-    const bool hasAny =
-        hasExif || !metadata.xmp.main.empty() || !metadata.resources.empty() || !metadata.comment.empty() || !metadata.texts.empty();
+    const bool hasAny = hasExif || !metadata.xmp.main.empty() || !metadata.resources.empty() ||
+                        !metadata.comment.empty() || !metadata.texts.empty();
     if (format == FileFormat::Jpeg && hasAny) return std::make_unique<JpegFilter>(std::move(metadata));
     if (format == FileFormat::Png && hasAny) return std::make_unique<PngFilter>(std::move(metadata));
     if (format == FileFormat::Webp && hasExif) return std::make_unique<WebpFilter>(std::move(metadata));

@@ -27,7 +27,8 @@ void RemovePreview(std::string& block) {
     if (preview == 0) return;
     view.SetLong(link, 0);
     std::size_t begin = 0, size = 0;
-    for (const auto& [at, length] : {std::pair{Tag::kThumbnail, Tag::kThumbnailLength}, {Tag::kStripOffsets, Tag::kStripByteCounts}}) {
+    for (const auto& [at, length] :
+         {std::pair{Tag::kThumbnail, Tag::kThumbnailLength}, {Tag::kStripOffsets, Tag::kStripByteCounts}}) {
         const auto entry = view.Find(preview, at), lengthEntry = view.Find(preview, length);
         if (!entry || !lengthEntry || entry->count != 1) continue;
         begin = view.GetNumber(*entry);
@@ -49,10 +50,11 @@ std::size_t GetTypeSize(std::uint16_t type) {
 
 bool IsAboutPixels(std::uint16_t tag) {
     static const std::set<std::uint16_t> tags = {
-        0xfe,  0xff,  0x100, 0x101, 0x102, 0x103, 0x106, 0x107,  0x108,  0x109,  0x10a,  0x111,  0x115,  0x116,  0x117,  0x118,
-        0x119, 0x11c, 0x120, 0x121, 0x122, 0x123, 0x124, 0x125,  0x13d,  0x140,  0x142,  0x143,  0x144,  0x145,  0x14a,  0x14c,
-        0x14d, 0x14e, 0x150, 0x152, 0x153, 0x154, 0x155, 0x156,  0x15b,  0x200,  0x201,  0x202,  0x203,  0x205,  0x206,  0x207,
-        0x208, 0x209, 0x211, 0x212, 0x213, 0x214, 0x2bc, 0x828d, 0x828e, 0x83bb, 0x8649, 0x8773, 0x935c, 0x87af, 0x87b0, 0x87b1};
+        0xfe,  0xff,  0x100, 0x101,  0x102,  0x103,  0x106,  0x107,  0x108,  0x109,  0x10a,  0x111, 0x115,
+        0x116, 0x117, 0x118, 0x119,  0x11c,  0x120,  0x121,  0x122,  0x123,  0x124,  0x125,  0x13d, 0x140,
+        0x142, 0x143, 0x144, 0x145,  0x14a,  0x14c,  0x14d,  0x14e,  0x150,  0x152,  0x153,  0x154, 0x155,
+        0x156, 0x15b, 0x200, 0x201,  0x202,  0x203,  0x205,  0x206,  0x207,  0x208,  0x209,  0x211, 0x212,
+        0x213, 0x214, 0x2bc, 0x828d, 0x828e, 0x83bb, 0x8649, 0x8773, 0x935c, 0x87af, 0x87b0, 0x87b1};
     return tags.contains(tag);
 }
 
@@ -167,7 +169,9 @@ void SetSrgb(std::string& block) {
     // DCF 2.0 tells Adobe RGB by an interoperability index of R03; that of sRGB is R98.
     constexpr std::uint16_t kIndex = 1;
     const auto index = view.Find(view.GetSubDirectory(exif, Tag::kInterop), kIndex);
-    if (!index || index->type != TagType::kAscii || view.GetBytes(index->valueAt, index->valueSize) != std::string_view("R03", 4)) return;
+    if (!index || index->type != TagType::kAscii ||
+        view.GetBytes(index->valueAt, index->valueSize) != std::string_view("R03", 4))
+        return;
     block.replace(index->valueAt, 3, "R98");
 }
 
@@ -206,7 +210,8 @@ void AddResolution(std::string& block, double x, double y) {
 
 std::string TiffWriter::Number(std::uint32_t number, std::size_t bytes) const {
     std::string text(bytes, '\0');
-    for (std::size_t i = 0; i < bytes; ++i, number >>= 8) text[isBigEndian_ ? bytes - 1 - i : i] = static_cast<char>(number & 255);
+    for (std::size_t i = 0; i < bytes; ++i, number >>= 8)
+        text[isBigEndian_ ? bytes - 1 - i : i] = static_cast<char>(number & 255);
     return text;
 }
 

@@ -10,11 +10,12 @@
 namespace Orvexa::Io::Details {
 
 namespace Tag {
-inline constexpr std::uint16_t kWidth = 0x100, kHeight = 0x101, kStripOffsets = 0x111, kOrientation = 0x112, kStripByteCounts = 0x117,
-                               kXResolution = 0x11a, kYResolution = 0x11b, kResolutionUnit = 0x128, kTileOffsets = 0x144,
-                               kThumbnail = 0x201, kThumbnailLength = 0x202, kXmp = 0x2bc, kIptc = 0x83bb, kPhotoshop = 0x8649,
-                               kExif = 0x8769, kGps = 0x8825, kColorSpace = 0xa001, kPixelWidth = 0xa002, kPixelHeight = 0xa003,
-                               kInterop = 0xa005;
+inline constexpr std::uint16_t kWidth = 0x100, kHeight = 0x101, kStripOffsets = 0x111, kOrientation = 0x112,
+                               kStripByteCounts = 0x117, kXResolution = 0x11a, kYResolution = 0x11b,
+                               kResolutionUnit = 0x128, kTileOffsets = 0x144, kThumbnail = 0x201,
+                               kThumbnailLength = 0x202, kXmp = 0x2bc, kIptc = 0x83bb, kPhotoshop = 0x8649,
+                               kExif = 0x8769, kGps = 0x8825, kColorSpace = 0xa001, kPixelWidth = 0xa002,
+                               kPixelHeight = 0xa003, kInterop = 0xa005;
 }
 /// Field types of TIFF.
 namespace TagType {

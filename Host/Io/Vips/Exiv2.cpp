@@ -19,7 +19,8 @@ namespace Orvexa::Io::Details {
 
 namespace {
 
-constexpr char kNoteNamespace[] = "http://ns.adobe.com/xmp/note/", kNotePrefix[] = "xmpNote", kExtensionName[] = "HasExtendedXMP";
+constexpr char kNoteNamespace[] = "http://ns.adobe.com/xmp/note/", kNotePrefix[] = "xmpNote",
+               kExtensionName[] = "HasExtendedXMP";
 
 // The XMP toolkit below exiv2 is made for one thread.
 std::mutex& Turn() {
@@ -54,13 +55,15 @@ auto Serially(Call&& call) {
 
 // What every TIFF file has tells nothing of its own.
 bool IsCommon(const Exiv2::Exifdatum& datum) {
-    static const std::set<std::string> keys = {"Exif.Image.Orientation",    "Exif.Image.XResolution", "Exif.Image.YResolution",
-                                               "Exif.Image.ResolutionUnit", "Exif.Image.ExifTag",     "Exif.Image.GPSTag"};
+    static const std::set<std::string> keys = {"Exif.Image.Orientation", "Exif.Image.XResolution",
+                                               "Exif.Image.YResolution", "Exif.Image.ResolutionUnit",
+                                               "Exif.Image.ExifTag",     "Exif.Image.GPSTag"};
     return keys.contains(datum.key());
 }
 
 bool IsForeignDirectory(const std::string& group) {
-    return group.starts_with("SubImage") || group.starts_with("SubThumb") || group == "Thumbnail" || group == "Image2" || group == "Image3";
+    return group.starts_with("SubImage") || group.starts_with("SubThumb") || group == "Thumbnail" ||
+           group == "Image2" || group == "Image3";
 }
 
 Exiv2::XmpData DecodeXmp(const std::string& packet) {
@@ -71,7 +74,8 @@ Exiv2::XmpData DecodeXmp(const std::string& packet) {
 
 std::string EncodeXmp(const Exiv2::XmpData& data) {
     std::string packet;
-    if (Exiv2::XmpParser::encode(packet, data, Exiv2::XmpParser::useCompactFormat | Exiv2::XmpParser::omitAllFormatting) != 0)
+    if (Exiv2::XmpParser::encode(packet, data,
+                                 Exiv2::XmpParser::useCompactFormat | Exiv2::XmpParser::omitAllFormatting) != 0)
         Throw("the XMP data cannot be written");
     return packet;
 }
@@ -89,8 +93,8 @@ std::string ExtractExif(const char* tiff, std::size_t size) {
         Exiv2::ExifData exif;
         Exiv2::IptcData iptc;
         Exiv2::XmpData xmp;
-        const Exiv2::ByteOrder order =
-            Exiv2::TiffParser::decode(exif, iptc, xmp, reinterpret_cast<const Exiv2::byte*>(tiff), static_cast<std::uint32_t>(size));
+        const Exiv2::ByteOrder order = Exiv2::TiffParser::decode(
+            exif, iptc, xmp, reinterpret_cast<const Exiv2::byte*>(tiff), static_cast<std::uint32_t>(size));
         Exiv2::ExifData kept;
         for (const Exiv2::Exifdatum& datum : exif) {
             const bool isStructure = datum.groupName() == "Image" && IsAboutPixels(datum.tag());
@@ -118,7 +122,8 @@ std::string ShrinkExif(const std::string& block) {
 std::string JoinXmp(const std::string& main, const std::string& extension) {
     return Serially([&] {
         Exiv2::XmpData joined = DecodeXmp(main);
-        const auto note = std::find_if(joined.begin(), joined.end(), [](const auto& datum) { return datum.tagName() == kExtensionName; });
+        const auto note = std::find_if(joined.begin(), joined.end(),
+                                       [](const auto& datum) { return datum.tagName() == kExtensionName; });
         if (note != joined.end()) joined.erase(note);
         for (const Exiv2::Xmpdatum& datum : DecodeXmp(extension)) joined.add(datum);
         return EncodeXmp(joined);
@@ -129,7 +134,8 @@ SplitXmp DivideXmp(const std::string& xmp, std::size_t limit) {
     return Serially([&] {
         const Exiv2::XmpData whole = DecodeXmp(xmp);
         std::map<std::string, std::size_t> sizes;
-        for (const Exiv2::Xmpdatum& datum : whole) sizes[PropertyOf(datum)] += datum.key().size() + datum.toString().size();
+        for (const Exiv2::Xmpdatum& datum : whole)
+            sizes[PropertyOf(datum)] += datum.key().size() + datum.toString().size();
         std::vector<std::pair<std::size_t, std::string>> bySize;
         for (const auto& [property, size] : sizes) bySize.emplace_back(size, property);
         std::sort(bySize.rbegin(), bySize.rend());
@@ -153,10 +159,12 @@ SplitXmp DivideXmp(const std::string& xmp, std::size_t limit) {
         }
         if (split.main.size() > limit) Throw("the XMP data is too large");
         split.extension = encode(false);
-        gchar* digest = g_compute_checksum_for_string(G_CHECKSUM_MD5, split.extension.data(), static_cast<gssize>(split.extension.size()));
+        gchar* digest = g_compute_checksum_for_string(G_CHECKSUM_MD5, split.extension.data(),
+                                                      static_cast<gssize>(split.extension.size()));
         split.guid = digest;
         g_free(digest);
-        std::transform(split.guid.begin(), split.guid.end(), split.guid.begin(), [](char c) { return g_ascii_toupper(c); });
+        std::transform(split.guid.begin(), split.guid.end(), split.guid.begin(),
+                       [](char c) { return g_ascii_toupper(c); });
         split.main = encode(true);
         return split;
     });

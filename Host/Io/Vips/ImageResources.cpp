@@ -28,7 +28,8 @@ void ForEachResource(std::string_view resources, Visit&& visit) {
         const std::size_t size = BigEndian(resources.substr(sizeAt, 4)), dataAt = sizeAt + 4;
         if (size > resources.size() - dataAt) return;
         const std::size_t end = std::min(dataAt + size + size % 2, resources.size());
-        visit(static_cast<unsigned>(BigEndian(resources.substr(4, 2))), resources.substr(0, end), resources.substr(dataAt, size));
+        visit(static_cast<unsigned>(BigEndian(resources.substr(4, 2))), resources.substr(0, end),
+              resources.substr(dataAt, size));
         resources.remove_prefix(end);
     }
 }

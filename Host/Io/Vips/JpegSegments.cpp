@@ -8,8 +8,9 @@ namespace Orvexa::Io::Details {
 namespace {
 
 constexpr unsigned kStart = 0xd8, kScan = 0xda, kApp1 = 0xe1, kApp13 = 0xed, kComment = 0xfe;
-constexpr std::string_view kXmpStart("http://ns.adobe.com/xap/1.0/\0", 29), kExtensionStart("http://ns.adobe.com/xmp/extension/\0", 35),
-    kResourcesStart("Photoshop 3.0\0", 14), kExtensionNote("HasExtendedXMP");
+constexpr std::string_view kXmpStart("http://ns.adobe.com/xap/1.0/\0", 29),
+    kExtensionStart("http://ns.adobe.com/xmp/extension/\0", 35), kResourcesStart("Photoshop 3.0\0", 14),
+    kExtensionNote("HasExtendedXMP");
 constexpr std::size_t kGuidSize = 32,
                       kExtensionHeader = kGuidSize + 8;  // the identifier, the full length, this part's place in it
 constexpr std::size_t kMaxContent = 65533;
@@ -120,7 +121,8 @@ std::string MakeJpegSegments(const JpegSegments& content, const std::string& ext
     const std::size_t room = kMaxContent - kExtensionStart.size() - kExtensionHeader;
     for (std::size_t at = 0; at < content.xmpExtension.size(); at += room) {
         AddSegment(bytes, kApp1, kExtensionStart,
-                   extensionGuid + BigEndian(content.xmpExtension.size(), 4) + BigEndian(at, 4) + content.xmpExtension.substr(at, room));
+                   extensionGuid + BigEndian(content.xmpExtension.size(), 4) + BigEndian(at, 4) +
+                       content.xmpExtension.substr(at, room));
     }
     AddSegments(bytes, kApp13, kResourcesStart, content.resources);
     AddSegments(bytes, kComment, {}, content.comment);

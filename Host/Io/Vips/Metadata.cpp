@@ -26,7 +26,8 @@ constexpr char kPngText[] = "png-comment-", kHeifItem[] = "heif-mime-";
 std::string CopyBlob(VipsImage* image, const char* field) {
     const void* data = nullptr;
     std::size_t size = 0;
-    if (vips_image_get_typeof(image, field) != VIPS_TYPE_BLOB || vips_image_get_blob(image, field, &data, &size) != 0) return {};
+    if (vips_image_get_typeof(image, field) != VIPS_TYPE_BLOB || vips_image_get_blob(image, field, &data, &size) != 0)
+        return {};
     return {static_cast<const char*>(data), size};
 }
 
@@ -66,9 +67,12 @@ MetadataBlocks ReadMetadataBlocks(vips::VSource& source, FileFormat format, Note
     vips_source_rewind(source.get_source());  // whoever looked for the loader has read some
     if (format == FileFormat::Jpeg) {
         JpegSegments segments = ReadJpegSegments(source);
-        blocks = {std::move(segments.exif), std::move(segments.xmp), std::move(segments.resources), {}, std::move(segments.comment), {}};
+        blocks = {std::move(segments.exif),      std::move(segments.xmp),
+                  std::move(segments.resources), {},
+                  std::move(segments.comment),   {}};
         if (!segments.xmpExtension.empty()) {
-            OrNote("the extension of the XMP data is left out", notes, [&] { blocks.xmp = JoinXmp(blocks.xmp, segments.xmpExtension); });
+            OrNote("the extension of the XMP data is left out", notes,
+                   [&] { blocks.xmp = JoinXmp(blocks.xmp, segments.xmpExtension); });
         }
     } else if (format == FileFormat::Tiff) {
         OrNote("the EXIF data is left out", notes, [&] { blocks.exif = ReadTiffExif(source); });
@@ -77,10 +81,12 @@ MetadataBlocks ReadMetadataBlocks(vips::VSource& source, FileFormat format, Note
     return blocks;
 }
 
-PictureMetadata::PictureMetadata(MetadataBlocks blocks, const vips::VImage& image, bool isTurned, bool isSrgb, Notes& notes)
+PictureMetadata::PictureMetadata(MetadataBlocks blocks, const vips::VImage& image, bool isTurned, bool isSrgb,
+                                 Notes& notes)
     : blocks_(std::move(blocks)), xres_(image.xres()), yres_(image.yres()) {
     TakeFields(image);
-    if (!blocks_.exif.empty() && FindExifBlock(blocks_.exif).empty()) notes.push_back("the EXIF data is damaged and left out");
+    if (!blocks_.exif.empty() && FindExifBlock(blocks_.exif).empty())
+        notes.push_back("the EXIF data is damaged and left out");
     blocks_.exif = FindExifBlock(blocks_.exif);
     blocks_.resources = CleanResources(blocks_.resources);
     if (isTurned) std::swap(xres_, yres_);
@@ -111,9 +117,11 @@ void PictureMetadata::TakeFields(const vips::VImage& image) {
             TakeText(name.substr(dash + 1), text);
         }
     });
-    const bool isTiff = vips_image_get_typeof(raw, VIPS_META_PHOTOSHOP_NAME) != 0 || CopyBlob(raw, VIPS_META_IPTC_NAME).starts_with('\x1c');
+    const bool isTiff = vips_image_get_typeof(raw, VIPS_META_PHOTOSHOP_NAME) != 0 ||
+                        CopyBlob(raw, VIPS_META_IPTC_NAME).starts_with('\x1c');
     if (isTiff) {
-        take(blocks_.resources, WrapIptc(CopyBlob(raw, VIPS_META_IPTC_NAME)) + WithoutIptc(CopyBlob(raw, VIPS_META_PHOTOSHOP_NAME)));
+        take(blocks_.resources,
+             WrapIptc(CopyBlob(raw, VIPS_META_IPTC_NAME)) + WithoutIptc(CopyBlob(raw, VIPS_META_PHOTOSHOP_NAME)));
     }
     take(blocks_.exif, CopyBlob(raw, VIPS_META_EXIF_NAME));
     take(blocks_.xmp, CopyBlob(raw, VIPS_META_XMP_NAME));
@@ -152,7 +160,8 @@ std::string PictureMetadata::MakeExif(const vips::VImage& image, const FormatInf
     std::string exif = blocks_.exif;
     SetSize(exif, static_cast<std::uint32_t>(image.width()), static_cast<std::uint32_t>(image.height()));
     const bool hasOwnResolution = format.format == FileFormat::Png || format.format == FileFormat::Tiff;
-    if (hasResolution_ && !hasOwnResolution) AddResolution(exif, xres_ * kMillimetresInInch, yres_ * kMillimetresInInch);
+    if (hasResolution_ && !hasOwnResolution)
+        AddResolution(exif, xres_ * kMillimetresInInch, yres_ * kMillimetresInInch);
     if (format.format == FileFormat::Jpeg && exif.size() > kMaxJpegExif) {
         exif = ShrinkExif(exif);
         notes.push_back("JPEG files hold 64 kilobytes of EXIF data; the largest tags are left out");
@@ -163,10 +172,12 @@ std::string PictureMetadata::MakeExif(const vips::VImage& image, const FormatInf
 void PictureMetadata::NoteTexts(const FormatInfo& format, Notes& notes) const {
     std::string keywords;
     for (const auto& [keyword, text] : blocks_.texts) {
-        if (keyword.starts_with("date:")) continue;  // the dates of files on their way, which some programs leave behind
+        if (keyword.starts_with("date:"))
+            continue;  // the dates of files on their way, which some programs leave behind
         keywords += (keywords.empty() ? "" : ", ") + keyword;
     }
-    if (!keywords.empty()) notes.push_back("the texts of the PNG file (" + keywords + ") cannot be kept in " + format.name + " files");
+    if (!keywords.empty())
+        notes.push_back("the texts of the PNG file (" + keywords + ") cannot be kept in " + format.name + " files");
 }
 
 InsertedMetadata PictureMetadata::Attach(VipsImage* raw, const FormatInfo& format, Notes& notes) const {
@@ -182,13 +193,15 @@ InsertedMetadata PictureMetadata::Attach(VipsImage* raw, const FormatInfo& forma
 
     const bool isGray = image.bands() == 1;
     if (isKept(MetadataKind::Icc) && !IsProfileFor(blocks_.icc, isGray)) {
-        notes.push_back(std::string("the colour profile is not for ") + (isGray ? "grey" : "RGB") + " pictures and cannot be kept");
+        notes.push_back(std::string("the colour profile is not for ") + (isGray ? "grey" : "RGB") +
+                        " pictures and cannot be kept");
     } else if (isKept(MetadataKind::Icc)) {
         SetBlob(raw, VIPS_META_ICC_NAME, blocks_.icc);
     }
     InsertedMetadata inserted;
     if (isKept(MetadataKind::Exif))
-        OrNote("the EXIF data is too large for JPEG files", notes, [&] { inserted.exif = MakeExif(image, format, notes); });
+        OrNote("the EXIF data is too large for JPEG files", notes,
+               [&] { inserted.exif = MakeExif(image, format, notes); });
     if (isKept(MetadataKind::Xmp)) {
         std::string xmp = blocks_.xmp;
         SetXmpSize(xmp, static_cast<std::uint32_t>(image.width()), static_cast<std::uint32_t>(image.height()));
@@ -197,7 +210,8 @@ InsertedMetadata PictureMetadata::Attach(VipsImage* raw, const FormatInfo& forma
         } else if (xmp.size() <= kMaxJpegXmp) {
             inserted.xmp.main = std::move(xmp);
         } else {
-            OrNote("the XMP data is too large for JPEG files", notes, [&] { inserted.xmp = DivideXmp(xmp, kMaxJpegXmp); });
+            OrNote("the XMP data is too large for JPEG files", notes,
+                   [&] { inserted.xmp = DivideXmp(xmp, kMaxJpegXmp); });
         }
     }
     if ((format.metadata & MetadataKind::Iptc) != 0) inserted.resources = blocks_.resources;

@@ -12,9 +12,13 @@
 
 namespace Orvexa::Io::Details {
 
-std::int64_t FileOutput::Write(std::int64_t at, const void* data, std::size_t size) { return pwrite(descriptor_, data, size, at); }
+std::int64_t FileOutput::Write(std::int64_t at, const void* data, std::size_t size) {
+    return pwrite(descriptor_, data, size, at);
+}
 
-std::int64_t FileOutput::Read(std::int64_t at, void* data, std::size_t size) { return pread(descriptor_, data, size, at); }
+std::int64_t FileOutput::Read(std::int64_t at, void* data, std::size_t size) {
+    return pread(descriptor_, data, size, at);
+}
 
 std::int64_t FileOutput::GetSize() {
     struct stat status {};

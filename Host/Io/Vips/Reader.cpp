@@ -13,7 +13,8 @@ namespace {
 
 using vips::VImage;
 
-constexpr int kStripRows = 32;  // decoded at a time: enough for 90-degree turns to write runs, small enough for the cache
+constexpr int kStripRows =
+    32;  // decoded at a time: enough for 90-degree turns to write runs, small enough for the cache
 
 // How a loader tells that a picture which it could read is damaged.
 enum class Complaint { Never, InWarnings, InErrorText };
@@ -28,28 +29,34 @@ struct Loader {
 };
 
 bool IsTiff(std::string_view head) {
-    constexpr std::string_view kMarks[] = {{"II*\0", 4}, {"MM\0*", 4}, {"II+\0", 4}, {"MM\0+", 4}};  // the latter two of BigTIFF
-    return std::any_of(std::begin(kMarks), std::end(kMarks), [&](std::string_view mark) { return head.starts_with(mark); });
+    constexpr std::string_view kMarks[] = {
+        {"II*\0", 4}, {"MM\0*", 4}, {"II+\0", 4}, {"MM\0+", 4}};  // the latter two of BigTIFF
+    return std::any_of(std::begin(kMarks), std::end(kMarks),
+                       [&](std::string_view mark) { return head.starts_with(mark); });
 }
 
 // ISO base media files, by the brand after the length and type of their first box; films have others.
 bool IsHeif(std::string_view head) {
-    constexpr std::string_view kBrands[] = {"heic", "heix", "heim", "heis", "hevc", "hevm", "hevs", "mif1", "msf1", "avif", "avis"};
+    constexpr std::string_view kBrands[] = {"heic", "heix", "heim", "heis", "hevc", "hevm",
+                                            "hevs", "mif1", "msf1", "avif", "avis"};
     return head.size() >= 12 && head.substr(4, 4) == "ftyp" &&
            std::find(std::begin(kBrands), std::end(kBrands), head.substr(8, 4)) != std::end(kBrands);
 }
 
-// Formats are told by their first bytes. libvips could find its loader itself, but it knows many more formats, whose readers open other
-// files or run scripts, and does not recognise a TIFF file that is cut.
+// Formats are told by their first bytes. libvips could find its loader itself, but it knows many more formats, whose
+// readers open other files or run scripts, and does not recognise a TIFF file that is cut.
 constexpr std::size_t kHeadSize = 12;
 constexpr Loader kLoaders[] = {
     {FileFormat::Jpeg, Complaint::InErrorText, [](std::string_view head) { return head.starts_with("\xff\xd8"); }},
-    {FileFormat::Png, Complaint::InWarnings, [](std::string_view head) { return head.starts_with("\x89PNG\r\n\x1a\n"); }},
+    {FileFormat::Png, Complaint::InWarnings,
+     [](std::string_view head) { return head.starts_with("\x89PNG\r\n\x1a\n"); }},
     {FileFormat::Webp, Complaint::InWarnings,
-     [](std::string_view head) { return head.starts_with("RIFF") && head.substr(std::min<std::size_t>(8, head.size())) == "WEBP"; }},
+     [](std::string_view head) {
+         return head.starts_with("RIFF") && head.substr(std::min<std::size_t>(8, head.size())) == "WEBP";
+     }},
     {FileFormat::Gif, Complaint::InWarnings, [](std::string_view head) { return head.starts_with("GIF8"); }},
-    // Errors and warnings about a TIFF file that can be read concern tags nobody needs, those about HEIF files only that the loader
-    // looks for an end beyond the end; damaged ones fail.
+    // Errors and warnings about a TIFF file that can be read concern tags nobody needs, those about HEIF files only
+    // that the loader looks for an end beyond the end; damaged ones fail.
     {FileFormat::Tiff, Complaint::Never, IsTiff},
     // A read that fails is an assertion in libheif.
     {FileFormat::Heic, Complaint::Never, IsHeif, true},
@@ -62,9 +69,12 @@ const Loader& FindLoader(const vips::VSource& source, const ByteSource& bytes) {
     if (size < 0) throw vips::VError();
     if (size == 0) Throw("the file is empty");
     const std::string_view head(reinterpret_cast<const char*>(data), static_cast<std::size_t>(size));
-    const auto loader = std::find_if(std::begin(kLoaders), std::end(kLoaders), [&](const Loader& known) { return known.isMeant(head); });
-    if (loader == std::end(kLoaders)) Throw("this is not a " + GetFormatNames() + " picture, or its beginning is damaged");
-    if (vips_type_find("VipsOperation", loader->GetOperation()) == 0) Throw("the image library of this machine cannot read this format");
+    const auto loader = std::find_if(std::begin(kLoaders), std::end(kLoaders),
+                                     [&](const Loader& known) { return known.isMeant(head); });
+    if (loader == std::end(kLoaders))
+        Throw("this is not a " + GetFormatNames() + " picture, or its beginning is damaged");
+    if (vips_type_find("VipsOperation", loader->GetOperation()) == 0)
+        Throw("the image library of this machine cannot read this format");
     return *loader;
 }
 
@@ -73,18 +83,18 @@ VImage OpenImage(const Loader& loader, const vips::VSource& source, bool allowTr
     if (loader.isReadWhole && vips_source_map(source.get_source(), nullptr) == nullptr) throw vips::VError();
     VImage image;
     VImage::call(loader.GetOperation(), VImage::option()
-                                       ->set("source", source)
-                                       ->set("out", &image)
-                                       ->set("access", VIPS_ACCESS_SEQUENTIAL)
-                                       ->set("fail_on", allowTruncated ? VIPS_FAIL_ON_NONE : VIPS_FAIL_ON_ERROR));
+                                            ->set("source", source)
+                                            ->set("out", &image)
+                                            ->set("access", VIPS_ACCESS_SEQUENTIAL)
+                                            ->set("fail_on", allowTruncated ? VIPS_FAIL_ON_NONE : VIPS_FAIL_ON_ERROR));
     return image;
 }
 
 void CheckSize(const VImage& image, const ReadOptions& options) {
     const std::uint64_t pixels = static_cast<std::uint64_t>(image.width()) * static_cast<std::uint64_t>(image.height());
     if (pixels <= options.maxPixels) return;
-    Throw("the picture has " + std::to_string(image.width()) + " x " + std::to_string(image.height()) + " pixels, more than the limit of " +
-          std::to_string(options.maxPixels) + " (--max-pixels)");
+    Throw("the picture has " + std::to_string(image.width()) + " x " + std::to_string(image.height()) +
+          " pixels, more than the limit of " + std::to_string(options.maxPixels) + " (--max-pixels)");
 }
 
 std::string DescribeReduction(const VImage& image) {
@@ -97,9 +107,12 @@ bool HasProfile(const VImage& image) { return vips_image_get_typeof(image.get_im
 VImage ToSrgb(const VImage& image, Notes& notes) {
     if (!HasProfile(image) || image.guess_interpretation() == VIPS_INTERPRETATION_CMYK) return image;
     try {
-        VImage converted = image.icc_transform("srgb", VImage::option()->set("embedded", true)->set("black_point_compensation", true));
+        VImage converted =
+            image.icc_transform("srgb", VImage::option()->set("embedded", true)->set("black_point_compensation", true));
         const bool isGray = image.bands() == 1;
-        if (isGray) converted = converted.extract_band(0).copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_B_W));
+        if (isGray)
+            converted =
+                converted.extract_band(0).copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_B_W));
         if (image.format() != VIPS_FORMAT_UCHAR) notes.push_back(DescribeReduction(image));
         converted = converted.copy();
         converted.remove(VIPS_META_ICC_NAME);
@@ -119,14 +132,17 @@ VImage ToEightBits(VImage image, Notes& notes) {
     if (isCmyk) {
         notes.push_back("CMYK is brought to sRGB");
         // The picture's own profile says what its inks are; without one, the library's general CMYK profile.
-        image = image.icc_transform("srgb", VImage::option()->set("embedded", true)->set("input_profile", "cmyk")).copy();
+        image =
+            image.icc_transform("srgb", VImage::option()->set("embedded", true)->set("input_profile", "cmyk")).copy();
         image.remove(VIPS_META_ICC_NAME);  // what a picture without a profile is taken for
-    } else if (bands == 2 || image.format() != VIPS_FORMAT_UCHAR || (bands >= 3 && meaning != VIPS_INTERPRETATION_sRGB)) {
+    } else if (bands == 2 || image.format() != VIPS_FORMAT_UCHAR ||
+               (bands >= 3 && meaning != VIPS_INTERPRETATION_sRGB)) {
         const VipsInterpretation target = bands == 1 ? VIPS_INTERPRETATION_B_W : VIPS_INTERPRETATION_sRGB;
         image = image.copy(VImage::option()->set("interpretation", meaning)).colourspace(target);
     }
     if (image.format() != VIPS_FORMAT_UCHAR) image = image.cast(VIPS_FORMAT_UCHAR);
-    if (image.bands() == 2 || image.bands() > 4) Throw(std::to_string(bands) + " channels are not supported; 1 to 4 are");
+    if (image.bands() == 2 || image.bands() > 4)
+        Throw(std::to_string(bands) + " channels are not supported; 1 to 4 are");
     return image;
 }
 
@@ -138,7 +154,8 @@ struct Placement {
 
 constexpr bool IsTurned(int orientation) { return orientation >= 5; }
 
-// `orientation` counts as the EXIF tag does: 1 upright, 2 mirrored, 3 upside down, 4 both, 5..8 the same with the sides swapped.
+// `orientation` counts as the EXIF tag does: 1 upright, 2 mirrored, 3 upside down, 4 both, 5..8 the same with the sides
+// swapped.
 Placement Place(const Proc::Plane& plane, int orientation) {
     const auto pixel = static_cast<std::int64_t>(plane.GetBytesPerPixel());
     const std::int64_t row = plane.GetStride();
@@ -170,7 +187,8 @@ void PlacePixels(const std::uint8_t* strip, std::size_t stripStride, int width, 
     }
 }
 
-void PlaceStrip(const std::uint8_t* strip, std::size_t stripStride, int width, int rows, std::size_t pixelSize, const Placement& to) {
+void PlaceStrip(const std::uint8_t* strip, std::size_t stripStride, int width, int rows, std::size_t pixelSize,
+                const Placement& to) {
     if (to.stepX == static_cast<std::int64_t>(pixelSize)) {
         for (int y = 0; y < rows; ++y) {
             std::memcpy(to.origin + y * to.stepY, strip + static_cast<std::size_t>(y) * stripStride,
@@ -193,8 +211,8 @@ int Decode(const VImage& image, const Proc::Plane& plane, int orientation) {
     for (int top = 0; top < image.height(); top += kStripRows) {
         const VipsRect strip{0, top, image.width(), std::min(kStripRows, image.height() - top)};
         if (vips_region_prepare(region.get_region(), &strip) != 0) return top;
-        PlaceStrip(VIPS_REGION_ADDR(region.get_region(), 0, top), VIPS_REGION_LSKIP(region.get_region()), strip.width, strip.height,
-                   pixelSize, {whole.origin + top * whole.stepY, whole.stepX, whole.stepY});
+        PlaceStrip(VIPS_REGION_ADDR(region.get_region(), 0, top), VIPS_REGION_LSKIP(region.get_region()), strip.width,
+                   strip.height, pixelSize, {whole.origin + top * whole.stepY, whole.stepX, whole.stepY});
     }
     return image.height();
 }
@@ -205,7 +223,8 @@ void ClearRows(const VImage& image, const Proc::Plane& plane, int orientation, i
     const auto pixelSize = static_cast<std::size_t>(image.bands());
     const std::vector<std::uint8_t> row(static_cast<std::size_t>(image.width()) * pixelSize);
     for (int y = top; y < image.height(); ++y)
-        PlaceStrip(row.data(), 0, image.width(), 1, pixelSize, {whole.origin + y * whole.stepY, whole.stepX, whole.stepY});
+        PlaceStrip(row.data(), 0, image.width(), 1, pixelSize,
+                   {whole.origin + y * whole.stepY, whole.stepX, whole.stepY});
 }
 
 // Whether --allow-truncated would give a part of the picture.
@@ -275,7 +294,8 @@ Outcome ReadAndClose(ByteSource& bytes, const Proc::AllocatorPtr& allocator, con
     const VImage colors = options.toSrgb ? ToSrgb(file, loaded.notes) : file;
     const VImage picture = ToEightBits(colors, loaded.notes);
     const bool isSrgb = HasProfile(file) && !HasProfile(colors);
-    loaded.metadata = std::make_shared<PictureMetadata>(std::move(blocks), picture, IsTurned(orientation), isSrgb, loaded.notes);
+    loaded.metadata =
+        std::make_shared<PictureMetadata>(std::move(blocks), picture, IsTurned(orientation), isSrgb, loaded.notes);
 
     Conf::FrameInfo info(static_cast<std::uint32_t>(picture.width()), static_cast<std::uint32_t>(picture.height()));
     if (IsTurned(orientation)) std::swap(info.width, info.height);
@@ -298,7 +318,8 @@ LoadedImage ReadVips(ByteSource& bytes, const Proc::AllocatorPtr& allocator, con
     const unsigned warningsBefore = GetWarningCount();
     Outcome outcome = ReadAndClose(bytes, allocator, options);
     bytes.CheckWhole();
-    // The JPEG decoder says all when it is closed, and once more in the error text, where other threads may have overwritten it.
+    // The JPEG decoder says all when it is closed, and once more in the error text, where other threads may have
+    // overwritten it.
     bool isDamaged = outcome.complaint != Complaint::Never && GetWarningCount() != warningsBefore;
     if (isDamaged && outcome.complaint == Complaint::InErrorText) {
         ErrorGuard::NeedOwnErrors();

@@ -14,18 +14,22 @@ namespace Orvexa::Io::Details {
 
 namespace {
 
-// What a stream may hold: four channels of 32 bits a pixel, the most that any of the formats needs, and room for metadata.
+// What a stream may hold: four channels of 32 bits a pixel, the most that any of the formats needs, and room for
+// metadata.
 std::int64_t MaxStreamSize(std::uint64_t maxPixels) {
     constexpr std::uint64_t kBytesPerPixel = 16, kMetadata = 64 << 20;
     constexpr std::uint64_t kMost = std::numeric_limits<std::int64_t>::max();
-    return static_cast<std::int64_t>(maxPixels > (kMost - kMetadata) / kBytesPerPixel ? kMost : maxPixels * kBytesPerPixel + kMetadata);
+    return static_cast<std::int64_t>(
+        maxPixels > (kMost - kMetadata) / kBytesPerPixel ? kMost : maxPixels * kBytesPerPixel + kMetadata);
 }
 
 }  // namespace
 
-ByteSource::ByteSource(int descriptor, const ReadOptions& options) : descriptor_(descriptor), maxPixels_(options.maxPixels) {
+ByteSource::ByteSource(int descriptor, const ReadOptions& options)
+    : descriptor_(descriptor), maxPixels_(options.maxPixels) {
     struct stat status {};
-    const off_t position = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) ? lseek(descriptor, 0, SEEK_CUR) : -1;
+    const off_t position =
+        fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) ? lseek(descriptor, 0, SEEK_CUR) : -1;
     isFile_ = position >= 0;
     begin_ = isFile_ ? position : 0;
     size_ = isFile_ ? std::max<std::int64_t>(status.st_size - position, 0) : MaxStreamSize(options.maxPixels);
@@ -46,8 +50,8 @@ vips::VSource ByteSource::Open() {
 void ByteSource::CheckWhole() const {
     if (isShortened_) Throw("the file was shortened while it was read");
     if (isEndless_) {
-        Throw("there is no end after " + std::to_string(size_) + " bytes, more than a picture of " + std::to_string(maxPixels_) +
-              " pixels needs (--max-pixels)");
+        Throw("there is no end after " + std::to_string(size_) + " bytes, more than a picture of " +
+              std::to_string(maxPixels_) + " pixels needs (--max-pixels)");
     }
 }
 
@@ -69,7 +73,8 @@ std::int64_t ByteSource::Read(void* buffer, std::int64_t size) {
     while (filled < wanted) {
         std::uint8_t* to = static_cast<std::uint8_t*>(buffer) + filled;
         const auto missing = static_cast<std::size_t>(wanted - filled);
-        const ssize_t got = isFile_ ? pread(descriptor_, to, missing, begin_ + position_) : read(descriptor_, to, missing);
+        const ssize_t got =
+            isFile_ ? pread(descriptor_, to, missing, begin_ + position_) : read(descriptor_, to, missing);
         if (got < 0 && errno == EINTR) continue;
         if (got < 0) return -1;
         if (got == 0) break;

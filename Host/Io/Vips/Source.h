@@ -9,19 +9,21 @@
 
 namespace Orvexa::Io::Details {
 
-/// The bytes of a picture: memory, a file, or a pipe or device. libvips gets them through read calls only: it would map files of some
-/// formats, and a mapped file that is shortened meanwhile ends the process by SIGBUS.
+/// The bytes of a picture: memory, a file, or a pipe or device. libvips gets them through read calls only: it would map
+/// files of some formats, and a mapped file that is shortened meanwhile ends the process by SIGBUS.
 class ByteSource {
 public:
     explicit ByteSource(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
-    /// Reads from the descriptor's present position on. A pipe or a device is read no further than a picture of `options` could need.
+    /// Reads from the descriptor's present position on. A pipe or a device is read no further than a picture of
+    /// `options` could need.
     ByteSource(int descriptor, const ReadOptions& options);
 
     /// Whether the bytes can be read again; those of pipes and devices cannot.
     bool IsRepeatable() const { return descriptor_ < 0 || isFile_; }
     /// A source of libvips that reads from the beginning. This object must outlive it; it ends the use of earlier ones.
     vips::VSource Open();
-    /// Throws when the bytes could not be trusted to be all: the file was shortened while it was read, or the pipe was endless.
+    /// Throws when the bytes could not be trusted to be all: the file was shortened while it was read, or the pipe was
+    /// endless.
     void CheckWhole() const;
 
 private:

@@ -70,10 +70,12 @@ private:
         for (const TiffEntry& entry : GetView().GetEntries(at)) {
             // These are taken by libvips.
             constexpr std::uint16_t kProfile = 0x8773;
-            const bool isTaken = entry.tag == Tag::kXmp || entry.tag == Tag::kIptc || entry.tag == Tag::kPhotoshop || entry.tag == kProfile;
+            const bool isTaken = entry.tag == Tag::kXmp || entry.tag == Tag::kIptc || entry.tag == Tag::kPhotoshop ||
+                                 entry.tag == kProfile;
             if (entry.valueSize > 4 && !isTaken) Copy(entry.valueAt, entry.valueSize);
         }
-        for (const std::uint16_t tag : {Tag::kExif, Tag::kGps, Tag::kInterop}) CopyDirectory(GetView().GetSubDirectory(at, tag));
+        for (const std::uint16_t tag : {Tag::kExif, Tag::kGps, Tag::kInterop})
+            CopyDirectory(GetView().GetSubDirectory(at, tag));
     }
 
     const vips::VSource& source_;
@@ -85,7 +87,8 @@ private:
 // The elements of a value in another byte order.
 std::string Swapped(std::string value, std::size_t elementSize) {
     for (std::size_t at = 0; at + elementSize <= value.size(); at += elementSize)
-        std::reverse(value.begin() + static_cast<std::ptrdiff_t>(at), value.begin() + static_cast<std::ptrdiff_t>(at + elementSize));
+        std::reverse(value.begin() + static_cast<std::ptrdiff_t>(at),
+                     value.begin() + static_cast<std::ptrdiff_t>(at + elementSize));
     return value;
 }
 
@@ -179,7 +182,8 @@ void TiffAssembly::Finish() {
     std::int64_t end = output_.GetSize();
     if (end % 2 != 0) WriteAt(output_, end++, std::string(1, '\0'));
     constexpr std::size_t kRoomForDirectory = std::size_t{16} << 20;
-    if (end > static_cast<std::int64_t>(std::numeric_limits<std::uint32_t>::max() - kRoomForDirectory - iptc_.size() - resources_.size()))
+    if (end > static_cast<std::int64_t>(std::numeric_limits<std::uint32_t>::max() - kRoomForDirectory - iptc_.size() -
+                                        resources_.size()))
         Throw("the picture is too large for a TIFF file");
 
     std::vector<TiffWriter::Field> fields = PictureDirectory(output_, GetBase(), block.IsBigEndian(), writer).Read();
@@ -190,7 +194,8 @@ void TiffAssembly::Finish() {
     };
     if (has(exif, Tag::kXResolution) && has(exif, Tag::kYResolution)) {
         std::erase_if(fields, [](const auto& field) {
-            return field.tag == Tag::kXResolution || field.tag == Tag::kYResolution || field.tag == Tag::kResolutionUnit;
+            return field.tag == Tag::kXResolution || field.tag == Tag::kYResolution ||
+                   field.tag == Tag::kResolutionUnit;
         });
     }
     for (const TiffWriter::Field& field : exif) {

@@ -23,7 +23,7 @@ namespace {
 thread_local unsigned warningCount = 0;
 thread_local std::string lastWarning;  // of the present call
 
-std::mutex turn;          // taken on the way to `calls`, so that a call which waits to run alone is not overtaken for ever
+std::mutex turn;  // taken on the way to `calls`, so that a call which waits to run alone is not overtaken for ever
 std::shared_mutex calls;  // shared by calls that run side by side
 bool isAlone = false;     // guarded by `calls`
 
@@ -46,10 +46,13 @@ void SayFatal(const gchar*, GLogLevelFlags, const gchar*, gpointer) {
 void StartVips() {
     static std::once_flag once;
     std::call_once(once, [] {
-        g_log_set_handler("VIPS", static_cast<GLogLevelFlags>(G_LOG_LEVEL_MASK | G_LOG_FLAG_RECURSION), KeepWarning, nullptr);
-        g_log_set_handler("GLib", static_cast<GLogLevelFlags>(G_LOG_LEVEL_ERROR | G_LOG_FLAG_FATAL | G_LOG_FLAG_RECURSION), SayFatal,
+        g_log_set_handler("VIPS", static_cast<GLogLevelFlags>(G_LOG_LEVEL_MASK | G_LOG_FLAG_RECURSION), KeepWarning,
                           nullptr);
-        if (vips_init("kalvatri") != 0) Throw(std::string("the image library cannot be started: ") + vips_error_buffer());
+        g_log_set_handler("GLib",
+                          static_cast<GLogLevelFlags>(G_LOG_LEVEL_ERROR | G_LOG_FLAG_FATAL | G_LOG_FLAG_RECURSION),
+                          SayFatal, nullptr);
+        if (vips_init("kalvatri") != 0)
+            Throw(std::string("the image library cannot be started: ") + vips_error_buffer());
         std::atexit(vips_shutdown);
         vips_cache_set_max(0);         // a file that was rewritten must not be answered from memory
         vips_concurrency_set(1);       // decoding and encoding are serial; more threads only take memory
@@ -87,8 +90,8 @@ unsigned GetWarningCount() { return warningCount; }
 
 std::string TakeVipsError() {
     ErrorGuard::NeedOwnErrors();
-    // One line an error, the first is the cause; each begins with the name of an operation. A failed system call comes as a
-    // line "unix error: reason" and says most.
+    // One line an error, the first is the cause; each begins with the name of an operation. A failed system call comes
+    // as a line "unix error: reason" and says most.
     constexpr std::string_view kSystemError = "unix error: ", kBadSeek = "bad seek to", kPngError = "libpng read error",
                                kNoName = "source input: ";
     std::string text;
@@ -135,14 +138,16 @@ public:
     LoadedImage Read(int descriptor, const Proc::AllocatorPtr& allocator, const ReadOptions& options) override {
         return Read(Details::ByteSource(descriptor, options), allocator, options);
     }
-    LoadedImage Read(std::span<const std::uint8_t> bytes, const Proc::AllocatorPtr& allocator, const ReadOptions& options) override {
+    LoadedImage Read(std::span<const std::uint8_t> bytes, const Proc::AllocatorPtr& allocator,
+                     const ReadOptions& options) override {
         return Read(Details::ByteSource(bytes), allocator, options);
     }
     ImageSize ReadSize(int descriptor, const ReadOptions& options) override {
         Details::ByteSource bytes(descriptor, options);
         return Guarded([&] { return Details::ReadVipsSize(bytes, options); }, bytes.IsRepeatable());
     }
-    Notes Write(int descriptor, FileFormat format, const Proc::ConstFramePtr& frame, const WriteOptions& options) override {
+    Notes Write(int descriptor, FileFormat format, const Proc::ConstFramePtr& frame,
+                const WriteOptions& options) override {
         return Guarded([&] {
             // What a failed attempt has written goes.
             if (ftruncate(descriptor, 0) != 0) Throw(std::strerror(errno));
@@ -163,7 +168,8 @@ public:
     }
 
 private:
-    static LoadedImage Read(Details::ByteSource bytes, const Proc::AllocatorPtr& allocator, const ReadOptions& options) {
+    static LoadedImage Read(Details::ByteSource bytes, const Proc::AllocatorPtr& allocator,
+                            const ReadOptions& options) {
         return Guarded([&] { return Details::ReadVips(bytes, allocator, options); }, bytes.IsRepeatable());
     }
 };

@@ -19,8 +19,9 @@ void StartVips();
 /// Counts the warnings that libvips and the codecs below it gave in the calling thread; they are kept off stderr.
 unsigned GetWarningCount();
 
-/// Runs a call of the codecs. libvips has one error text for the whole process, into which every thread writes and which sniffing at a file
-/// may clear. So calls run side by side only as long as nothing fails: one that throws is run once more while no other runs.
+/// Runs a call of the codecs. libvips has one error text for the whole process, into which every thread writes and
+/// which sniffing at a file may clear. So calls run side by side only as long as nothing fails: one that throws is run
+/// once more while no other runs.
 class ErrorGuard {
 public:
     template <class Call>
@@ -72,7 +73,8 @@ inline constexpr VipsFormat kVipsFormats[] = {
     {FileFormat::Gif, "gifload_source", "gifsave_target"},
 };
 constexpr const VipsFormat& GetVipsFormat(FileFormat format) {
-    return *std::find_if(std::begin(kVipsFormats), std::end(kVipsFormats), [&](const VipsFormat& known) { return known.format == format; });
+    return *std::find_if(std::begin(kVipsFormats), std::end(kVipsFormats),
+                         [&](const VipsFormat& known) { return known.format == format; });
 }
 
 ImageSize ReadVipsSize(ByteSource& bytes, const ReadOptions& options);

@@ -23,12 +23,15 @@ VOption* OptionsFor(FileFormat format, const WriteOptions& options) {
     switch (format) {
         case FileFormat::Jpeg:
         case FileFormat::Webp: return list->set("Q", options.quality);
-        case FileFormat::Heic: return list->set("Q", options.quality)->set("compression", VIPS_FOREIGN_HEIF_COMPRESSION_HEVC);
-        case FileFormat::Avif: return list->set("Q", options.quality)->set("compression", VIPS_FOREIGN_HEIF_COMPRESSION_AV1);
+        case FileFormat::Heic:
+            return list->set("Q", options.quality)->set("compression", VIPS_FOREIGN_HEIF_COMPRESSION_HEVC);
+        case FileFormat::Avif:
+            return list->set("Q", options.quality)->set("compression", VIPS_FOREIGN_HEIF_COMPRESSION_AV1);
         case FileFormat::Tiff:
             return list->set("compression", VIPS_FOREIGN_TIFF_COMPRESSION_DEFLATE)
                 ->set("predictor", VIPS_FOREIGN_TIFF_PREDICTOR_HORIZONTAL);
-        case FileFormat::Png:  // filtered rows make photographs a quarter smaller; more effort than 4 gains next to nothing
+        case FileFormat::Png:  // filtered rows make photographs a quarter smaller; more effort than 4 gains next to
+                               // nothing
             return list->set("compression", 4)->set("filter", VIPS_FOREIGN_PNG_FILTER_ALL);
         case FileFormat::Gif: break;
     }
@@ -39,7 +42,8 @@ VOption* OptionsFor(FileFormat format, const WriteOptions& options) {
 void FlattenRow(const std::uint8_t* from, std::uint8_t* to, int pixels) {
     for (int i = 0; i < pixels; ++i, from += 4, to += 3) {
         const int alpha = from[3];
-        for (int k = 0; k < 3; ++k) to[k] = static_cast<std::uint8_t>((from[k] * alpha + 255 * (255 - alpha) + 127) / 255);
+        for (int k = 0; k < 3; ++k)
+            to[k] = static_cast<std::uint8_t>((from[k] * alpha + 255 * (255 - alpha) + 127) / 255);
     }
 }
 
@@ -53,7 +57,8 @@ int FillRegion(VipsRegion* out, void*, void* data, void*, gboolean*) {
     const VipsRect& area = out->valid;
     const auto pixel = static_cast<std::uint64_t>(source.plane.GetBytesPerPixel());
     for (int y = area.top; y < area.top + area.height; ++y) {
-        const std::uint8_t* from = source.plane.GetOffsetPtr(static_cast<std::uint64_t>(area.left), static_cast<std::uint64_t>(y));
+        const std::uint8_t* from =
+            source.plane.GetOffsetPtr(static_cast<std::uint64_t>(area.left), static_cast<std::uint64_t>(y));
         std::uint8_t* to = VIPS_REGION_ADDR(out, area.left, y);
         if (source.isFlattened) {
             FlattenRow(from, to, area.width);
@@ -70,8 +75,8 @@ VImage ImageOf(FrameSource& source, const Proc::FrameInfo& info) {
     const int bands = source.isFlattened ? 3 : pixel;
     VImage image(vips_image_new());
     VipsImage* raw = image.get_image();
-    vips_image_init_fields(raw, static_cast<int>(info.width), static_cast<int>(info.height), bands, VIPS_FORMAT_UCHAR, VIPS_CODING_NONE,
-                           bands == 1 ? VIPS_INTERPRETATION_B_W : VIPS_INTERPRETATION_sRGB, 1.0, 1.0);
+    vips_image_init_fields(raw, static_cast<int>(info.width), static_cast<int>(info.height), bands, VIPS_FORMAT_UCHAR,
+                           VIPS_CODING_NONE, bands == 1 ? VIPS_INTERPRETATION_B_W : VIPS_INTERPRETATION_sRGB, 1.0, 1.0);
     if (vips_image_pipelinev(raw, VIPS_DEMAND_STYLE_THINSTRIP, nullptr) != 0 ||
         vips_image_generate(raw, nullptr, FillRegion, nullptr, &source, nullptr) != 0) {
         throw vips::VError();
@@ -85,8 +90,8 @@ Notes WriteVips(Output& output, FileFormat format, const Proc::ConstFramePtr& fr
     const FormatInfo& about = GetFormatInfo(format);
     const Proc::FrameInfo& info = frame->GetFrameInfo();
     if (std::max(info.width, info.height) > about.maxSide) {
-        Throw(std::to_string(info.width) + " x " + std::to_string(info.height) + " pixels are too many for " + about.name +
-              " files; a side has at most " + std::to_string(about.maxSide));
+        Throw(std::to_string(info.width) + " x " + std::to_string(info.height) + " pixels are too many for " +
+              about.name + " files; a side has at most " + std::to_string(about.maxSide));
     }
     if (vips_type_find("VipsOperation", GetVipsFormat(format).saver) == 0)
         Throw("the image library of this machine cannot write " + std::string(about.name));
@@ -95,7 +100,8 @@ Notes WriteVips(Output& output, FileFormat format, const Proc::ConstFramePtr& fr
     const bool hasAlpha = frame->GetPixFmt() == PixFmt::Rgba;
     FrameSource source{frame->GetPlane(0), hasAlpha && !about.hasAlpha};
     const VImage image = ImageOf(source, info);
-    if (source.isFlattened) notes.push_back(std::string(about.name) + " files cannot keep transparency, the picture is laid on white");
+    if (source.isFlattened)
+        notes.push_back(std::string(about.name) + " files cannot keep transparency, the picture is laid on white");
     if (format == FileFormat::Gif) notes.push_back("GIF files hold 256 colours, the picture is reduced to them");
 
     SetDefaultResolution(image.get_image());
@@ -104,11 +110,13 @@ Notes WriteVips(Output& output, FileFormat format, const Proc::ConstFramePtr& fr
         inserted = metadata->Attach(image.get_image(), about, notes);
     vips_image_set_int(image.get_image(), VIPS_META_ORIENTATION, 1);
     std::optional<TiffAssembly> assembly;
-    if (format == FileFormat::Tiff) assembly.emplace(output, inserted.exif, FindIptc(inserted.resources), WithoutIptc(inserted.resources));
+    if (format == FileFormat::Tiff)
+        assembly.emplace(output, inserted.exif, FindIptc(inserted.resources), WithoutIptc(inserted.resources));
     const auto filter = MakeMetadataFilter(format, std::move(inserted));
     EncoderTarget target(output, assembly ? assembly->GetBase() : 0, filter.get());
     try {
-        VImage::call(GetVipsFormat(format).saver, OptionsFor(format, options)->set("in", image)->set("target", target.Get()));
+        VImage::call(GetVipsFormat(format).saver,
+                     OptionsFor(format, options)->set("in", image)->set("target", target.Get()));
     } catch (const vips::VError&) {
         target.RethrowError();
         throw;
@@ -134,7 +142,8 @@ FormatSupport TryFormat(FileFormat format) {
                                    .copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_sRGB));
         MemoryOutput output(bytes);
         const EncoderTarget target(output, 0, nullptr);
-        VImage::call(GetVipsFormat(format).saver, OptionsFor(format, {})->set("in", picture)->set("target", target.Get()));
+        VImage::call(GetVipsFormat(format).saver,
+                     OptionsFor(format, {})->set("in", picture)->set("target", target.Get()));
         return true;
     });
     support.canRead = succeeds([&] {

@@ -1,5 +1,5 @@
-// The sub-effects that the host builds on ImageMagick: noise, charcoal and oil paint. They live in a library of their own, which is loaded
-// when one of them is first asked for.
+// The sub-effects that the host builds on ImageMagick: noise, charcoal and oil paint. They live in a library of their
+// own, which is loaded when one of them is first asked for.
 
 #include <algorithm>
 #include <mutex>
@@ -20,7 +20,8 @@ namespace {
 
 using MagickImages::Part;
 
-/// Runs `Change` on the picture as an image of ImageMagick's. Alpha and the frame's format stay; an indexed frame becomes RGBA.
+/// Runs `Change` on the picture as an image of ImageMagick's. Alpha and the frame's format stay; an indexed frame
+/// becomes RGBA.
 template <class SettingsT>
 class MagickEffect : public HostOneInput<SettingsT> {
 public:
@@ -39,10 +40,13 @@ protected:
         const PixFmt format = frame->GetPixFmt();
         const PixFmtDescription& description = PixFmtDescription::Get(format);
         const bool isGrey = description.kind == PixFmtDescription::Kind::Gray;
-        const FramePtr color = ConvertPixFmt(*frame, description.HasAlpha() ? PixFmt::Rgba : PixFmt::Rgb24, this->allocator_);
-        if (color->GetPixFmt() == PixFmt::Rgba) FillHiddenPixels(*color, this->factory_);  // neighbours are painted with them
+        const FramePtr color =
+            ConvertPixFmt(*frame, description.HasAlpha() ? PixFmt::Rgba : PixFmt::Rgb24, this->allocator_);
+        if (color->GetPixFmt() == PixFmt::Rgba)
+            FillHiddenPixels(*color, this->factory_);  // neighbours are painted with them
         // Of a grey picture the red channel alone comes back: noise would differ from channel to channel.
-        const FramePtr changed = NewFrame(this->allocator_, isGrey ? PixFmt::Gray8 : color->GetPixFmt(), color->GetFrameInfo());
+        const FramePtr changed =
+            NewFrame(this->allocator_, isGrey ? PixFmt::Gray8 : color->GetPixFmt(), color->GetFrameInfo());
         Change(*color, *changed);
         if (description.HasAlpha()) KeepAlpha(*color, *changed);
         frame = changed->GetPixFmt() == format || description.kind == PixFmtDescription::Kind::Indexed
@@ -51,7 +55,9 @@ protected:
     }
 
 private:
-    static const char* MapOf(PixFmt format) { return format == PixFmt::Gray8 ? "R" : format == PixFmt::Rgba ? "RGBP" : "RGB"; }
+    static const char* MapOf(PixFmt format) {
+        return format == PixFmt::Gray8 ? "R" : format == PixFmt::Rgba ? "RGBP" : "RGB";
+    }
 
     void Change(const IDataVideo& from, IDataVideo& to) const {
         const std::vector<Part> parts = GetParts(from.GetFrameInfo());
@@ -87,11 +93,13 @@ private:
 
 class Charcoal : public MagickEffect<SettingsEffectCharcoal> {
     using MagickEffect::MagickEffect;
-    void Change(Magick::Image& image) const override { image.charcoal(settings_.GetRadius(), settings_.GetDeviation()); }
+    void Change(Magick::Image& image) const override {
+        image.charcoal(settings_.GetRadius(), settings_.GetDeviation());
+    }
 };
 
-// A stroke takes its colour from the square around it, so the picture can be painted in parts, side by side. Parts keep within
-// ImageMagick's limits, and bound the memory that its images take.
+// A stroke takes its colour from the square around it, so the picture can be painted in parts, side by side. Parts keep
+// within ImageMagick's limits, and bound the memory that its images take.
 class OilPaint : public MagickEffect<SettingsEffectOilPaint> {
     using MagickEffect::MagickEffect;
     void Change(Magick::Image& image) const override { image.oilPaint(settings_.GetRadius()); }
@@ -109,7 +117,8 @@ class OilPaint : public MagickEffect<SettingsEffectOilPaint> {
         const std::uint64_t around = 2 * GetReach();
         if (around >= std::min(limits.width, limits.height)) MagickImages::RequireSize(around + 1, around + 1);
         const std::uint64_t maxWidth = limits.width - around, columns = (info.width + maxWidth - 1) / maxWidth;
-        const std::uint64_t rowBytes = kImages * MagickImages::kBytesPerPixel * (std::min<std::uint64_t>(info.width, maxWidth) + around);
+        const std::uint64_t rowBytes =
+            kImages * MagickImages::kBytesPerPixel * (std::min<std::uint64_t>(info.width, maxWidth) + around);
         const std::uint64_t fitting = std::min(limits.bytes, kMaxBytes) / threads / rowBytes;
         const std::uint64_t maxHeight = std::min(std::max(fitting, 2 * around), limits.height) - around;
         // At least one band per thread, unless painting the margins would take more time than is saved.

@@ -16,8 +16,9 @@ struct Part {
     std::uint64_t x, y, width, height;
 };
 
-/// Initializes ImageMagick for this process: one thread per call, and resource limits as high as its policy.xml lets them be. Limits from
-/// the environment (MAGICK_MEMORY_LIMIT and the like) are raised, too: the host bounds the sizes of pictures by itself.
+/// Initializes ImageMagick for this process: one thread per call, and resource limits as high as its policy.xml lets
+/// them be. Limits from the environment (MAGICK_MEMORY_LIMIT and the like) are raised, too: the host bounds the sizes
+/// of pictures by itself.
 void Initialize();
 
 /// What one image may have at most.
@@ -32,12 +33,14 @@ inline constexpr std::uint64_t kBytesPerPixel = 4 * sizeof(Magick::Quantum);
 /// Throws `EffectException` with what would be right if an image of `width` x `height` pixels exceeds the limits.
 void RequireSize(std::uint64_t width, std::uint64_t height);
 
-/// A copy of `part` of a plane of packed pixels whose bytes are `map`, such as "RGB"; "P" stands for a byte to ignore. Throws
-/// `EffectException` when ImageMagick lacks the resources.
+/// A copy of `part` of a plane of packed pixels whose bytes are `map`, such as "RGB"; "P" stands for a byte to ignore.
+/// Throws `EffectException` when ImageMagick lacks the resources.
 Magick::Image Load(const ConstPlane& plane, const Part& part, const char* map);
 
-/// Writes the image's pixels from column `x` and row `y` on to `part` of the plane; bytes that "P" stands for are set to 0.
-void Store(Magick::Image& image, std::uint64_t x, std::uint64_t y, const Plane& plane, const Part& part, const char* map);
+/// Writes the image's pixels from column `x` and row `y` on to `part` of the plane; bytes that "P" stands for are set
+/// to 0.
+void Store(Magick::Image& image, std::uint64_t x, std::uint64_t y, const Plane& plane, const Part& part,
+           const char* map);
 
 /// Runs `work`; an error of ImageMagick's becomes an `EffectException`.
 template <class Work>

@@ -9,8 +9,8 @@ namespace {
 
 thread_local bool isOnCallingThread = false;
 
-// As OpenCV is without it, but for the threads that want to stay alone. cv::setNumThreads would change the number for the whole process,
-// under the feet of whatever other threads have in OpenCV.
+// As OpenCV is without it, but for the threads that want to stay alone. cv::setNumThreads would change the number for
+// the whole process, under the feet of whatever other threads have in OpenCV.
 class Backend : public cv::parallel::tbb::ParallelForBackend {
     using Base = cv::parallel::tbb::ParallelForBackend;
 

@@ -3,8 +3,9 @@
 
 namespace Orvexa::Proc::Neural {
 
-/// While an object lives, OpenCV works for this thread on this thread alone and sees no other. Layers divide their work by the number of
-/// threads, and where a piece ends, sums are rounded in another order; so results would depend on it. Other threads are not affected.
+/// While an object lives, OpenCV works for this thread on this thread alone and sees no other. Layers divide their work
+/// by the number of threads, and where a piece ends, sums are rounded in another order; so results would depend on it.
+/// Other threads are not affected.
 class OnCallingThread {
 public:
     OnCallingThread();

@@ -37,8 +37,9 @@ constexpr TypeRow kTypes[] = {
 };
 
 const TypeRow* FindType(std::int64_t number) {
-    const auto row = std::find_if(std::begin(kTypes), std::end(kTypes),
-                                  [=](const TypeRow& candidate) { return static_cast<std::int64_t>(candidate.type) == number; });
+    const auto row = std::find_if(std::begin(kTypes), std::end(kTypes), [=](const TypeRow& candidate) {
+        return static_cast<std::int64_t>(candidate.type) == number;
+    });
     return row == std::end(kTypes) ? nullptr : row;
 }
 
@@ -53,7 +54,8 @@ constexpr auto kItself = [](const auto& item) { return item; };
 // One object of the manifest, with its place in the complaints.
 class Reader {
 public:
-    Reader(const Json& json, std::string place, const std::vector<std::string_view>& keys) : json_(json), place_(std::move(place)) {
+    Reader(const Json& json, std::string place, const std::vector<std::string_view>& keys)
+        : json_(json), place_(std::move(place)) {
         if (!json.is_object()) Complain("must be an object");
         for (const auto& [key, value] : json.items()) {
             if (std::find(keys.begin(), keys.end(), key) == keys.end()) {
@@ -77,7 +79,8 @@ public:
 
     std::string GetText(const char* key) const {
         const Json& value = Get(key);
-        if (!value.is_string() || value.get_ref<const std::string&>().empty()) Complain("must have a text as \"" + std::string(key) + "\"");
+        if (!value.is_string() || value.get_ref<const std::string&>().empty())
+            Complain("must have a text as \"" + std::string(key) + "\"");
         return value.get<std::string>();
     }
 
@@ -111,7 +114,9 @@ public:
         const Json& value = Get(key);
         const bool isRight = value.is_array() && value.size() == count &&
                              std::all_of(value.begin(), value.end(), [](const Json& item) { return item.is_number(); });
-        if (!isRight) Complain("must have a list of " + std::to_string(count) + " numbers as \"" + key + "\", one for each channel");
+        if (!isRight)
+            Complain("must have a list of " + std::to_string(count) + " numbers as \"" + key +
+                     "\", one for each channel");
         return value.get<std::vector<double>>();
     }
 
@@ -121,15 +126,18 @@ private:
 };
 
 Model ReadModel(const Json& json, const std::string& place, const Core::ioPath& root) {
-    const Reader reader(json, place,
-                        {"file", "width", "height", "channels", "mean", "scale", "output", "outputScale", "outputOffset", "licence"});
+    const Reader reader(
+        json, place,
+        {"file", "width", "height", "channels", "mean", "scale", "output", "outputScale", "outputOffset", "licence"});
     Model model;
     const Core::ioPath file = reader.GetText("file");
-    if (file.filename() != file || file == "." || file == "..") reader.Complain("must have the name of a file beside it as \"file\"");
+    if (file.filename() != file || file == "." || file == "..")
+        reader.Complain("must have the name of a file beside it as \"file\"");
     model.file = root / file;
     model.width = reader.GetSide("width");
     model.height = reader.GetSide("height");
-    if ((model.width == 0) != (model.height == 0)) reader.Complain("must have both \"width\" and \"height\" 0, or neither");
+    if ((model.width == 0) != (model.height == 0))
+        reader.Complain("must have both \"width\" and \"height\" 0, or neither");
     model.channels = static_cast<Channels>(reader.GetName("channels", kChannelNames));
     model.mean = reader.GetNumbers("mean", model.GetChannelsCount());
     model.scale = reader.GetNumbers("scale", model.GetChannelsCount());
@@ -142,14 +150,16 @@ Model ReadModel(const Json& json, const std::string& place, const Core::ioPath& 
 
 void CheckOutput(const Model& model, OutputKind required, const std::string& place) {
     if (model.output == required) return;
-    Throw(place + " must have \"" + std::string(kOutputNames[static_cast<std::size_t>(required)]) + "\" as \"output\"!");
+    Throw(place + " must have \"" + std::string(kOutputNames[static_cast<std::size_t>(required)]) +
+          "\" as \"output\"!");
 }
 
 struct Manifest {
     std::map<std::int64_t, Model> types, models;
 };
 
-std::map<std::int64_t, Model> ReadSection(const Reader& manifest, const char* section, const std::string& file, const Core::ioPath& root) {
+std::map<std::int64_t, Model> ReadSection(const Reader& manifest, const char* section, const std::string& file,
+                                          const Core::ioPath& root) {
     std::map<std::int64_t, Model> entries;
     const Json* json = manifest.Find(section);
     if (json == nullptr) return entries;
@@ -159,11 +169,13 @@ std::map<std::int64_t, Model> ReadSection(const Reader& manifest, const char* se
         const std::string place = file + ": " + (isOfTypes ? "type " : "model ") + key;
         std::int32_t number = 0;
         const auto [end, error] = std::from_chars(key.data(), key.data() + key.size(), number);
-        const bool isCanonical = error == std::errc() && end == key.data() + key.size() && key == std::to_string(number) && number >= 0;
+        const bool isCanonical =
+            error == std::errc() && end == key.data() + key.size() && key == std::to_string(number) && number >= 0;
         const TypeRow* row = isOfTypes ? FindType(number) : nullptr;
         if (isOfTypes && (!isCanonical || row == nullptr)) {
             Throw(place + " is not known; the types are " +
-                  Listed(kTypes, [](const TypeRow& type) { return std::to_string(static_cast<int>(type.type)); }) + "!");
+                  Listed(kTypes, [](const TypeRow& type) { return std::to_string(static_cast<int>(type.type)); }) +
+                  "!");
         }
         if (!isCanonical) Throw(place + " must be a whole number!");
         Model model = ReadModel(value, place, root);
@@ -188,16 +200,19 @@ Manifest ReadManifest(const Core::ioPath& root) {
     std::error_code error;
     if (!std::filesystem::is_directory(root, error)) Throw("The models folder " + root.string() + " does not exist!");
     const std::string file = (root / kManifestName).string();
-    if (!std::filesystem::exists(file, error)) Throw("The manifest " + file + " does not exist; it must tell what models there are!");
+    if (!std::filesystem::exists(file, error))
+        Throw("The manifest " + file + " does not exist; it must tell what models there are!");
     const Json json = ReadManifestFile(file);
     const Reader reader(json, file, {"types", "models"});
     return {ReadSection(reader, "types", file, root), ReadSection(reader, "models", file, root)};
 }
 
-Model FindEntry(const std::map<std::int64_t, Model>& entries, std::int32_t number, const char* what, const Core::ioPath& root) {
+Model FindEntry(const std::map<std::int64_t, Model>& entries, std::int32_t number, const char* what,
+                const Core::ioPath& root) {
     const auto found = entries.find(number);
     if (found == entries.end()) {
-        Throw("The manifest " + (root / kManifestName).string() + " has no " + what + " " + std::to_string(number) + "!");
+        Throw("The manifest " + (root / kManifestName).string() + " has no " + what + " " + std::to_string(number) +
+              "!");
     }
     std::error_code error;
     if (!std::filesystem::is_regular_file(found->second.file, error)) {

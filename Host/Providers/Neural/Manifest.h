@@ -20,13 +20,14 @@ struct Model {
     std::vector<double> mean, scale;  ///< one number a channel; the network gets (level - mean) * scale
     OutputKind output = OutputKind::Floats;
     double outputScale = 1.0, outputOffset = 0.0;  ///< the result is value * outputScale + outputOffset
-    std::size_t count = 0;                         ///< of the values that the network must give; 0 for an image, which may have any size
+    std::size_t count = 0;  ///< of the values that the network must give; 0 for an image, which may have any size
 
     std::size_t GetChannelsCount() const { return channels == Channels::Grey ? 1 : 3; }
 };
 
-/// The entry for a type or a model identifier. `EffectException` names the file and says what is wrong: a missing folder or manifest, a
-/// manifest with any mistake in it, a missing entry, an entry whose output is not what the type stands for, a missing model.
+/// The entry for a type or a model identifier. `EffectException` names the file and says what is wrong: a missing
+/// folder or manifest, a manifest with any mistake in it, a missing entry, an entry whose output is not what the type
+/// stands for, a missing model.
 Model FindModel(const Core::ioPath& root, NeuralType type);
 Model FindModel(const Core::ioPath& root, ModelFileId id);
 

@@ -1,5 +1,5 @@
-// The neural networks, run by OpenCV from ONNX files. They live in a library of their own, which is loaded when a network is first asked
-// for.
+// The neural networks, run by OpenCV from ONNX files. They live in a library of their own, which is loaded when a
+// network is first asked for.
 
 #include <algorithm>
 #include <array>
@@ -46,7 +46,8 @@ std::uint8_t ToByte(double value) { return static_cast<std::uint8_t>(std::clamp(
 cv::dnn::Net ReadNet(const Core::ioPath& file) {
     std::ifstream stream(file, std::ios::binary);
     const std::vector<char> bytes(std::istreambuf_iterator<char>(stream), {});
-    const std::string expected = "The model file " + file.string() + " cannot be loaded, it must be an ONNX model with one output";
+    const std::string expected =
+        "The model file " + file.string() + " cannot be loaded, it must be an ONNX model with one output";
     if (bytes.empty()) Throw(expected + ": it is empty");
     cv::dnn::Net net;
     std::size_t outputs = 0;
@@ -64,7 +65,8 @@ cv::dnn::Net ReadNet(const Core::ioPath& file) {
 
 class Network : public NeuralBase {
 public:
-    Network(Model model, const FactoryPtr& factory, const AllocatorPtr& allocator) : model_(std::move(model)), allocator_(allocator) {
+    Network(Model model, const FactoryPtr& factory, const AllocatorPtr& allocator)
+        : model_(std::move(model)), allocator_(allocator) {
         const OnCallingThread alone;
         net_ = ReadNet(model_.file);
         if (model_.width == 0) return;
@@ -90,7 +92,8 @@ private:
         const bool isGrey = model_.channels == Channels::Grey;
         const FramePtr picture = ConvertPixFmt(*sized, isGrey ? PixFmt::Gray8 : PixFmt::Rgb24, allocator_);
         const ConstPlane plane = std::as_const(*picture).GetPlane(0);
-        const std::size_t channels = model_.GetChannelsCount(), width = plane.GetPixelsPerRow(), height = plane.GetHeight();
+        const std::size_t channels = model_.GetChannelsCount(), width = plane.GetPixelsPerRow(),
+                          height = plane.GetHeight();
         const int shape[] = {1, static_cast<int>(channels), static_cast<int>(height), static_cast<int>(width)};
         cv::Mat blob(4, shape, CV_32F);
         auto* value = blob.ptr<float>();
@@ -115,8 +118,8 @@ private:
             if (output.depth() != CV_32F) output.convertTo(output, CV_32F);
             return output.isContinuous() ? output : output.clone();
         } catch (const std::exception& exception) {
-            Throw("The model " + model_.file.string() + " cannot take a picture of " + SizeOf(info) + " as an input of " + ShapeOf(input) +
-                  ": " + ReasonOf(exception));
+            Throw("The model " + model_.file.string() + " cannot take a picture of " + SizeOf(info) +
+                  " as an input of " + ShapeOf(input) + ": " + ReasonOf(exception));
         }
     }
 
@@ -126,13 +129,16 @@ private:
         const auto channels = static_cast<int>(model_.GetChannelsCount());
         if (model_.output == OutputKind::Image) {
             if (output.dims != 4 || output.size[0] != 1 || output.size[1] != channels) {
-                Throw(gives + ShapeOf(output) + " values; an image must have 1 x " + std::to_string(channels) + " x height x width!");
+                Throw(gives + ShapeOf(output) + " values; an image must have 1 x " + std::to_string(channels) +
+                      " x height x width!");
             }
         } else if (output.total() != model_.count) {
-            Throw(gives + std::to_string(output.total()) + " values; it must give " + std::to_string(model_.count) + "!");
+            Throw(gives + std::to_string(output.total()) + " values; it must give " + std::to_string(model_.count) +
+                  "!");
         }
         const auto* values = output.ptr<float>();
-        const bool isFinite = std::all_of(values, values + output.total(), [](float value) { return std::isfinite(value); });
+        const bool isFinite =
+            std::all_of(values, values + output.total(), [](float value) { return std::isfinite(value); });
         if (!isFinite) Throw(gives + "values that are not numbers!");
     }
 
@@ -141,7 +147,8 @@ private:
     NeuralResult::Value MakeResult(const cv::Mat& output, const FrameInfo& info) const {
         const auto* values = output.ptr<float>();
         switch (model_.output) {
-            case OutputKind::Floats: return MakeVector<float>(output, [](double value) { return static_cast<float>(value); });
+            case OutputKind::Floats:
+                return MakeVector<float>(output, [](double value) { return static_cast<float>(value); });
             case OutputKind::Bytes: return MakeVector<unsigned char>(output, ToByte);
             case OutputKind::Flag: return Scaled(*values) > kFlagThreshold;
             case OutputKind::Double: return Scaled(*values);
@@ -154,14 +161,17 @@ private:
     std::vector<T> MakeVector(const cv::Mat& output, const Convert& convert) const {
         std::vector<T> vector(output.total());
         const auto* values = output.ptr<float>();
-        std::transform(values, values + vector.size(), vector.begin(), [&](float value) { return convert(Scaled(value)); });
+        std::transform(values, values + vector.size(), vector.begin(),
+                       [&](float value) { return convert(Scaled(value)); });
         return vector;
     }
 
     FramePtr MakeImage(const cv::Mat& output, const FrameInfo& info) const {
-        const auto width = static_cast<std::uint32_t>(output.size[3]), height = static_cast<std::uint32_t>(output.size[2]);
+        const auto width = static_cast<std::uint32_t>(output.size[3]),
+                   height = static_cast<std::uint32_t>(output.size[2]);
         const bool isGrey = model_.channels == Channels::Grey;
-        FramePtr image = NewFrame(allocator_, isGrey ? PixFmt::Gray8 : PixFmt::Rgb24, FrameInfo(width, height, info.aspect));
+        FramePtr image =
+            NewFrame(allocator_, isGrey ? PixFmt::Gray8 : PixFmt::Rgb24, FrameInfo(width, height, info.aspect));
         const Plane plane = image->GetPlane(0);
         const std::size_t channels = model_.GetChannelsCount();
         const auto* value = output.ptr<float>();
@@ -191,8 +201,10 @@ public:
     std::shared_ptr<NeuralBase> Create(NeuralType type, const Core::ioPath& modelsRoot) override {
         return std::make_shared<Network>(FindModel(modelsRoot, type), factory_, factory_->GetAllocator());
     }
-    std::shared_ptr<NeuralBase> Create(ModelFileId id, const Core::ioPath& modelsRoot, const AllocatorPtr& allocator) override {
-        return std::make_shared<Network>(FindModel(modelsRoot, id), factory_, allocator != nullptr ? allocator : factory_->GetAllocator());
+    std::shared_ptr<NeuralBase> Create(ModelFileId id, const Core::ioPath& modelsRoot,
+                                       const AllocatorPtr& allocator) override {
+        return std::make_shared<Network>(FindModel(modelsRoot, id), factory_,
+                                         allocator != nullptr ? allocator : factory_->GetAllocator());
     }
 
 private:

@@ -8,12 +8,13 @@ namespace Orvexa::Proc {
 
 enum class Opacity : std::uint8_t { Transparent = 0, Opaque = 1 };
 
-/// A colour of four bytes; alpha 255 is opaque. Packed values are in memory order on little-endian machines: the first letter of
-/// the order's name is the lowest byte.
+/// A colour of four bytes; alpha 255 is opaque. Packed values are in memory order on little-endian machines: the first
+/// letter of the order's name is the lowest byte.
 class Color {
 public:
     constexpr Color() = default;
-    constexpr Color(std::uint8_t red, std::uint8_t green, std::uint8_t blue, std::uint8_t alpha = 255) : bytes_{red, green, blue, alpha} {}
+    constexpr Color(std::uint8_t red, std::uint8_t green, std::uint8_t blue, std::uint8_t alpha = 255)
+        : bytes_{red, green, blue, alpha} {}
     constexpr bool operator==(const Color&) const = default;
 
     static constexpr Color White(Opacity opacity) { return {255, 255, 255, AlphaOf(opacity)}; }
@@ -37,12 +38,18 @@ public:
 
     /// Full-range ITU-R BT.601 luma and chroma (the JPEG convention), rounded.
     constexpr std::uint8_t y() const { return Round(0.299 * red() + 0.587 * green() + 0.114 * blue()); }
-    constexpr std::uint8_t u() const { return Round(128.0 + (-0.299 * red() - 0.587 * green() + 0.886 * blue()) / 1.772); }
-    constexpr std::uint8_t v() const { return Round(128.0 + (0.701 * red() - 0.587 * green() - 0.114 * blue()) / 1.402); }
+    constexpr std::uint8_t u() const {
+        return Round(128.0 + (-0.299 * red() - 0.587 * green() + 0.886 * blue()) / 1.772);
+    }
+    constexpr std::uint8_t v() const {
+        return Round(128.0 + (0.701 * red() - 0.587 * green() - 0.114 * blue()) / 1.402);
+    }
 
 private:
     static constexpr std::uint8_t AlphaOf(Opacity opacity) { return opacity == Opacity::Opaque ? 255 : 0; }
-    static constexpr std::uint8_t Byte(std::uint32_t value, int index) { return static_cast<std::uint8_t>(value >> (8 * index)); }
+    static constexpr std::uint8_t Byte(std::uint32_t value, int index) {
+        return static_cast<std::uint8_t>(value >> (8 * index));
+    }
     static constexpr std::uint32_t Pack(std::uint32_t b0, std::uint32_t b1, std::uint32_t b2, std::uint32_t b3) {
         return b0 | b1 << 8 | b2 << 16 | b3 << 24;
     }

@@ -28,7 +28,8 @@ struct CropInfo {
     }
     /// The smallest rectangle that holds both.
     constexpr CropInfo Union(const CropInfo& other) const {
-        return {std::min(left, other.left), std::max(right, other.right), std::min(top, other.top), std::max(bottom, other.bottom)};
+        return {std::min(left, other.left), std::max(right, other.right), std::min(top, other.top),
+                std::max(bottom, other.bottom)};
     }
 };
 

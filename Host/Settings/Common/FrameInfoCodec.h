@@ -10,7 +10,8 @@ template <>
 struct TextCodec<Conf::FrameInfo> {
     static std::string_view TypeName() { return "list"; }
     static std::string Format(const Conf::FrameInfo& info) {
-        return TextCodec<std::vector<std::uint32_t>>::Format({info.width, info.height, info.aspect.numerator, info.aspect.denominator});
+        return TextCodec<std::vector<std::uint32_t>>::Format(
+            {info.width, info.height, info.aspect.numerator, info.aspect.denominator});
     }
     static Conf::FrameInfo Parse(std::string_view text) {
         const auto values = TextCodec<std::vector<std::uint32_t>>::Parse(text);

@@ -5,8 +5,8 @@
 
 namespace Orvexa::Proc {
 
-/// Brings a frame into one of the listed pixel formats: a frame in a listed format passes through as it is, any other becomes the listed
-/// format that loses least.
+/// Brings a frame into one of the listed pixel formats: a frame in a listed format passes through as it is, any other
+/// becomes the listed format that loses least.
 class SettingsColorspaceConverter final : public Settings {
     ORVEXA_SETTINGS(SettingsColorspaceConverter, "", "Host", "Converts a frame into one of the listed pixel formats.")
     ORVEXA_EQUALITY(SettingsColorspaceConverter)
@@ -14,7 +14,8 @@ class SettingsColorspaceConverter final : public Settings {
     ORVEXA_FIELD(bool, Accurate, true, Any(), "", "Whether chroma is interpolated and rounded accurately.")
 
     SettingsColorspaceConverter() = default;
-    SettingsColorspaceConverter(PixFmt pixFmt, bool accurate) : SettingsColorspaceConverter(std::vector{pixFmt}, accurate) {}
+    SettingsColorspaceConverter(PixFmt pixFmt, bool accurate)
+        : SettingsColorspaceConverter(std::vector{pixFmt}, accurate) {}
     SettingsColorspaceConverter(const std::vector<PixFmt>& pixFmts, bool accurate) {
         SetPixFmts(pixFmts);
         SetAccurate(accurate);

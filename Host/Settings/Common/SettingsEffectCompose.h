@@ -22,9 +22,11 @@ class SettingsEffectCompose final : public Settings {
     ORVEXA_SETTINGS(SettingsEffectCompose, "", "Host", "Composes the second input with the first one under it.")
     ORVEXA_EQUALITY(SettingsEffectCompose)
     ORVEXA_FIELD(ComposeOperator, Operator, ComposeOperator::ColorDodge,
-                 Named("multiply=0 screen=1 overlay=2 softLight=3 hardLight=4 colorDodge=5 colorBurn=6 darken=7 lighten=8 difference=9"),
+                 Named("multiply=0 screen=1 overlay=2 softLight=3 hardLight=4 colorDodge=5 colorBurn=6 darken=7 "
+                       "lighten=8 difference=9"),
                  "", "How samples of both inputs make one.")
-    ORVEXA_FIELD(int, Opacity, 80, Range(0, 100), "percent", "How much of the composed picture shows; the rest is the first input.")
+    ORVEXA_FIELD(int, Opacity, 80, Range(0, 100), "percent",
+                 "How much of the composed picture shows; the rest is the first input.")
 };
 
 }  // namespace Orvexa::Proc

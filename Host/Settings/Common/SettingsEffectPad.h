@@ -18,8 +18,10 @@ class SettingsEffectPad final : public Settings {
     ORVEXA_SETTINGS(SettingsEffectPad, "", "Host", "Adds margins to a frame.")
     ORVEXA_EQUALITY(SettingsEffectPad)
     ORVEXA_FIELD(CropInfo, Margins, CropInfo(), Any(), "pixels", "Margins left, right, top and bottom.")
-    ORVEXA_FIELD(PadMode, Mode, PadMode::Fill, Named("fill=0 texture=1 replicate=2 mirror=3"), "", "What the margins show.")
-    ORVEXA_FIELD(Orvexa::Proc::Color, Color, Orvexa::Proc::Color::Black(Opacity::Opaque), Any(), "", "Colour of filled margins.")
+    ORVEXA_FIELD(PadMode, Mode, PadMode::Fill, Named("fill=0 texture=1 replicate=2 mirror=3"), "",
+                 "What the margins show.")
+    ORVEXA_FIELD(Orvexa::Proc::Color, Color, Orvexa::Proc::Color::Black(Opacity::Opaque), Any(), "",
+                 "Colour of filled margins.")
 
     SettingsEffectPad() = default;
     SettingsEffectPad(const CropInfo& margins, PadMode mode,

@@ -8,7 +8,8 @@
 
 namespace Orvexa::Proc {
 
-/// Moves pixels: pixel (x, y) of the result shows what lies at function(x, y) in the frame. No equality, as functions cannot be compared.
+/// Moves pixels: pixel (x, y) of the result shows what lies at function(x, y) in the frame. No equality, as functions
+/// cannot be compared.
 class SettingsEffectRemapping final : public Settings {
 public:
     /// Source positions of a row's pixels 0 <= x < width.
@@ -19,12 +20,13 @@ public:
 
     SettingsEffectRemapping() = default;
     template <class PointFunction>
-    requires(!std::is_base_of_v<Settings, std::decay_t<PointFunction>>) explicit SettingsEffectRemapping(PointFunction function) {
+    requires(!std::is_base_of_v<Settings, std::decay_t<PointFunction>>) explicit SettingsEffectRemapping(
+        PointFunction function) {
         SetFunction(std::move(function));
     }
 
-    /// Takes the position of one pixel: function(x, y) -> std::pair<float, float>, with coordinates as int or float. It is compiled into
-    /// the loop over a row.
+    /// Takes the position of one pixel: function(x, y) -> std::pair<float, float>, with coordinates as int or float. It
+    /// is compiled into the loop over a row.
     template <class PointFunction>
     void SetFunction(PointFunction function) {
         SetRowFunction([function = std::move(function)](int y, int width, float* sourceX, float* sourceY) {

@@ -28,11 +28,15 @@ public:
 
     ORVEXA_SETTINGS(SettingsResizer, "", "Host", "Scales a frame, to a size or by a factor.")
     ORVEXA_EQUALITY(SettingsResizer)
-    ORVEXA_FIELD(ResizeMethods, ResizeMethod, ResizeMethods::FastBilinear,
-                 Named("fastBilinear=0 bilinear=1 bicubic=2 nearest=4 area=5 bicubicLuma=6 gaussian=7 sinc=8 lanczos=9 spline=10"), "",
-                 "Interpolation; reductions average areas, except with nearest.")
-    ORVEXA_FIELD(int, CustomMode, 0, Named("exact=0 exactToo=1 fit=5"), "", "Whether the size is exact or a box to fit into.")
-    ORVEXA_FIELD(Conf::FrameInfo, CustomInfo, Conf::FrameInfo(0, 0), Any(), "pixels", "The size; 0 x 0 leaves it to the scale.")
+    ORVEXA_FIELD(
+        ResizeMethods, ResizeMethod, ResizeMethods::FastBilinear,
+        Named(
+            "fastBilinear=0 bilinear=1 bicubic=2 nearest=4 area=5 bicubicLuma=6 gaussian=7 sinc=8 lanczos=9 spline=10"),
+        "", "Interpolation; reductions average areas, except with nearest.")
+    ORVEXA_FIELD(int, CustomMode, 0, Named("exact=0 exactToo=1 fit=5"), "",
+                 "Whether the size is exact or a box to fit into.")
+    ORVEXA_FIELD(Conf::FrameInfo, CustomInfo, Conf::FrameInfo(0, 0), Any(), "pixels",
+                 "The size; 0 x 0 leaves it to the scale.")
     ORVEXA_FIELD(double, CustomScale, 1.0, Range(0, 65536), "factor", "Factor of both sides, used without a size.")
     ORVEXA_FIELD(bool, Accurate, false, Any(), "", "Asks for more precision.")
     ORVEXA_FIELD(bool, FullChroma, false, Any(), "", "Asks for more precision in chroma.")

@@ -12,9 +12,9 @@ public:
     static constexpr PixFmt kSecondInput = PixFmt::Gray8;
     using PaletteMap = std::map<std::uint8_t, Color>;
 
-    ORVEXA_SETTINGS(
-        SettingsEffectBlendPalette, "BlendPalette", "Blur, stylise and generators",
-        "Draws a second picture's grey levels over the picture, each in its palette colour; a second picture in colour is made grey.")
+    ORVEXA_SETTINGS(SettingsEffectBlendPalette, "BlendPalette", "Blur, stylise and generators",
+                    "Draws a second picture's grey levels over the picture, each in its palette colour; a second "
+                    "picture in colour is made grey.")
     ORVEXA_EQUALITY(SettingsEffectBlendPalette)
     ORVEXA_FIELD(std::int32_t, Alpha, 255, Range(0, 255), "", "Opacity of all colours.")
     ORVEXA_FIELD(std::int32_t, PositionX, 0, Any(), "pixels", "Left edge of the index image within the picture.")

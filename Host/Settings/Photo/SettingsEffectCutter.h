@@ -13,8 +13,9 @@ public:
 
     using PadMode = CutterPadMode;
 
-    ORVEXA_SETTINGS(SettingsEffectCutter, "Cutter", "Segmentation, matting and tiling",
-                    "Cuts the picture into overlapping patches of one size, row by row; Stitcher puts them together again.")
+    ORVEXA_SETTINGS(
+        SettingsEffectCutter, "Cutter", "Segmentation, matting and tiling",
+        "Cuts the picture into overlapping patches of one size, row by row; Stitcher puts them together again.")
     ORVEXA_EQUALITY(SettingsEffectCutter)
     ORVEXA_FIELD(std::uint32_t, PatchWidth, 512, Range(1, 131072), "pixels", "Width of a patch.")
     ORVEXA_FIELD(std::uint32_t, PatchHeight, 512, Range(1, 131072), "pixels", "Height of a patch.")
@@ -22,7 +23,8 @@ public:
     ORVEXA_FIELD(std::uint32_t, OverlapY, 64, Range(0, 131071), "pixels", "Rows that patches above each other share.")
     ORVEXA_FIELD(CutterPadMode, PadMode, CutterPadMode::Replicate, Named("replicate=0 fill=1"), "",
                  "What patches show that reach beyond the picture: its edge or a colour.")
-    ORVEXA_FIELD(Color, PadColor, Color::Black(Opacity::Opaque), Any(), "", "The colour that patches are filled up with.")
+    ORVEXA_FIELD(Color, PadColor, Color::Black(Opacity::Opaque), Any(), "",
+                 "The colour that patches are filled up with.")
 };
 
 }  // namespace Orvexa::Proc

@@ -13,7 +13,8 @@ public:
     ORVEXA_SETTINGS(SettingsEffectImplode, "Implode", "Blur, stylise and generators",
                     "Draws the picture in towards its centre, or bulges it out.")
     ORVEXA_EQUALITY(SettingsEffectImplode)
-    ORVEXA_FIELD(ImplodeMode, Mode, ImplodeMode::Implode, Named("implode=0 explode=1"), "", "In or out; out takes half the strength.")
+    ORVEXA_FIELD(ImplodeMode, Mode, ImplodeMode::Implode, Named("implode=0 explode=1"), "",
+                 "In or out; out takes half the strength.")
     ORVEXA_FIELD(double, Strength, 50.0, Range(0, 100), "percent", "How strongly the picture is drawn.")
 };
 

@@ -17,8 +17,8 @@ enum class ShapeMaskThresholdMode : std::int32_t {
     Wide = 2,      ///< always three times the shape
 };
 
-/// A shape within a picture and how its mask falls off around it. Extents of ellipse and rectangle are fractions of the picture's width and
-/// height, those of circle and square of its shorter side.
+/// A shape within a picture and how its mask falls off around it. Extents of ellipse and rectangle are fractions of the
+/// picture's width and height, those of circle and square of its shorter side.
 class SettingsEffectShapeMask final : public Settings {
 public:
     using Point = std::pair<double, double>;
@@ -27,14 +27,17 @@ public:
     ORVEXA_SETTINGS(SettingsEffectShapeMask, "ShapeMask", "Blur, stylise and generators",
                     "Replaces the picture by a soft grey mask in the shape of an ellipse or a rectangle.")
     ORVEXA_EQUALITY(SettingsEffectShapeMask)
-    ORVEXA_FIELD(ShapeMaskShape, Shape, ShapeMaskShape::Ellipse, Named("ellipse=0 circle=1 rectangle=2 square=3"), "", "The shape.")
+    ORVEXA_FIELD(ShapeMaskShape, Shape, ShapeMaskShape::Ellipse, Named("ellipse=0 circle=1 rectangle=2 square=3"), "",
+                 "The shape.")
     ORVEXA_FIELD(double, CenterX, 0.5, Range(-4, 4), "fraction", "Centre of the shape, of the picture's width.")
     ORVEXA_FIELD(double, CenterY, 0.5, Range(-4, 4), "fraction", "Centre of the shape, of the picture's height.")
-    ORVEXA_FIELD(double, Width, 0.5, Range(0.0001, 16), "fraction", "Full width of the shape, of the picture's width or shorter side.")
-    ORVEXA_FIELD(double, Height, 0.5, Range(0.0001, 16), "fraction", "Full height of the shape, of the picture's height or shorter side.")
+    ORVEXA_FIELD(double, Width, 0.5, Range(0.0001, 16), "fraction",
+                 "Full width of the shape, of the picture's width or shorter side.")
+    ORVEXA_FIELD(double, Height, 0.5, Range(0.0001, 16), "fraction",
+                 "Full height of the shape, of the picture's height or shorter side.")
     ORVEXA_FIELD(double, Angle, 0.0, Range(-360, 360), "degrees", "Turns the shape counter-clockwise.")
-    ORVEXA_FIELD(ShapeMaskThresholdMode, ThresholdMode, ShapeMaskThresholdMode::Absolute, Named("absolute=0 relative=1 wide=2"), "",
-                 "How the threshold is meant.")
+    ORVEXA_FIELD(ShapeMaskThresholdMode, ThresholdMode, ShapeMaskThresholdMode::Absolute,
+                 Named("absolute=0 relative=1 wide=2"), "", "How the threshold is meant.")
     ORVEXA_FIELD(double, Threshold, 2.0, Range(0, 64), "shapes", "Where the falloff ends; 1 is the shape's own edge.")
     ORVEXA_FIELD(std::uint8_t, Foreground, 255, Range(0, 255), "", "Mask value inside the shape.")
     ORVEXA_FIELD(std::uint8_t, Background, 0, Range(0, 255), "", "Mask value outside the falloff.")
@@ -43,7 +46,8 @@ public:
     ORVEXA_FLAG(ForegroundOnly, false, "Fills the mask with the foreground.")
     ORVEXA_FLAG(BackgroundOnly, false, "Fills the mask with the background.")
 
-    /// Maps positions in a picture of `size` (width, height) to coordinates in which the shape is the unit disc or the square |x|, |y|
+    /// Maps positions in a picture of `size` (width, height) to coordinates in which the shape is the unit disc or the
+    /// square |x|, |y|
     /// <= 1.
     Normalizer GetNormalizer(const Point& size) const {
         const bool isOfShorterSide = GetShape() == ShapeMaskShape::Circle || GetShape() == ShapeMaskShape::Square;

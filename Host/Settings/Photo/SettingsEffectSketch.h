@@ -17,7 +17,8 @@ class SettingsEffectSketch final : public Settings {
         return strokes;
     }
 
-    ORVEXA_SETTINGS(SettingsEffectSketch, "Sketch", "Blur, stylise and generators", "Draws the picture in grey pencil strokes.")
+    ORVEXA_SETTINGS(SettingsEffectSketch, "Sketch", "Blur, stylise and generators",
+                    "Draws the picture in grey pencil strokes.")
     ORVEXA_EQUALITY(SettingsEffectSketch)
     ORVEXA_GROUP(SettingsEffectNoiseVideo, Noise)
     ORVEXA_GROUP_FROM(SettingsEffectBlurRadial, Radial, Strokes())

@@ -26,7 +26,8 @@ public:
     ORVEXA_EQUALITY(SettingsEffectTiltShift)
     ORVEXA_FIELD(int, Blur, 100, Range(0, 100), "percent",
                  "Has no effect: the blur is set up when an effect is created, with this default.")
-    ORVEXA_FIELD(int, Sharpen, 0, Range(0, 100), "percent", "Has no effect: fixed when an effect is created, like the blur.")
+    ORVEXA_FIELD(int, Sharpen, 0, Range(0, 100), "percent",
+                 "Has no effect: fixed when an effect is created, like the blur.")
     ORVEXA_GROUP_FROM(SettingsEffectShapeMask, Shape, FocusBand())
 };
 

@@ -1,7 +1,7 @@
 // BalanceLuma: corrects the brightness of a picture through one tone curve on its luma; chroma stays.
 //
-// The curve is composed of a lift of the shadows (largest at black, falling linearly), a push of the highlights (largest at white), an
-// exposure gain of 4 % a unit, and a stretch of the luma range that the untouched picture has.
+// The curve is composed of a lift of the shadows (largest at black, falling linearly), a push of the highlights
+// (largest at white), an exposure gain of 4 % a unit, and a stretch of the luma range that the untouched picture has.
 
 #include <cmath>
 #include <cstdlib>
@@ -15,10 +15,12 @@ namespace Orvexa::Proc {
 namespace {
 
 constexpr double kExposureGain = 0.04;
-// Strength of shadows and highlights: setting 100 moves the end of the range by 100 * sqrt(100) / 7 * 0.29, about 41 levels.
+// Strength of shadows and highlights: setting 100 moves the end of the range by 100 * sqrt(100) / 7 * 0.29, about 41
+// levels.
 constexpr double kLiftDivisor = 7.0;
 constexpr double kLiftFactor = 0.29;
-// Pixels left out at the ends of a stretch, in ten-thousandths. The low side clips ten times more than the high side on purpose.
+// Pixels left out at the ends of a stretch, in ten-thousandths. The low side clips ten times more than the high side on
+// purpose.
 constexpr double kClippedLow = 10.0;
 constexpr double kClippedOf = 10000.0;
 
@@ -30,14 +32,15 @@ double Lift(double position, double amount) {
     return lift + 0.5;
 }
 
-// The highlights subtract their lift together with its rounding half, so that levels drop by one where the push is below a half. Intended:
-// shadows and highlights are not mirror images.
+// The highlights subtract their lift together with its rounding half, so that levels drop by one where the push is
+// below a half. Intended: shadows and highlights are not mirror images.
 Detail::Curve ShadowsHighlights(std::int32_t shadows, std::int32_t highlights) {
     constexpr double kLevels = 256;
     Detail::Curve curve = Detail::IdentityCurve();
     for (int i = 0; i < 256; ++i) {
         if (shadows != 0) curve[i] = Detail::TruncateToByte(curve[i] + Lift((kLevels - i) / kLevels, shadows));
-        if (highlights != 0) curve[i] = Detail::TruncateToByte(curve[i] - Lift(i / kLevels, -static_cast<double>(highlights)));
+        if (highlights != 0)
+            curve[i] = Detail::TruncateToByte(curve[i] - Lift(i / kLevels, -static_cast<double>(highlights)));
     }
     return curve;
 }
@@ -70,9 +73,11 @@ private:
 
     Detail::Curve MakeCurve(const IDataVideo& working) const {
         Detail::Curve curve = ShadowsHighlights(settings_.GetShadows(), settings_.GetHighlights());
-        if (settings_.GetExposure() != 0) curve = Detail::Compose(curve, Detail::ExposureCurve(settings_.GetExposure(), kExposureGain));
+        if (settings_.GetExposure() != 0)
+            curve = Detail::Compose(curve, Detail::ExposureCurve(settings_.GetExposure(), kExposureGain));
         // Counted on the untouched luma, not on what the curve makes of it.
-        if (settings_.GetAutoContrast()) curve = Detail::Compose(curve, AutoContrast(working.GetPlane(0), working.GetFrameInfo()));
+        if (settings_.GetAutoContrast())
+            curve = Detail::Compose(curve, AutoContrast(working.GetPlane(0), working.GetFrameInfo()));
         return curve;
     }
 };

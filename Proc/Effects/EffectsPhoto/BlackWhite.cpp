@@ -1,4 +1,5 @@
-// BlackWhite: turns a picture into two colours: the first below a threshold of luma, the second from it on. The result is an indexed frame.
+// BlackWhite: turns a picture into two colours: the first below a threshold of luma, the second from it on. The result
+// is an indexed frame.
 
 #include "Host/Core/Exception.h"
 #include "Host/Settings/Photo/SettingsEffectBlackWhite.h"
@@ -17,7 +18,8 @@ public:
     using EffectBaseCSCOneInput::SetSettings;
 
     void SetSettings(const SettingsEffectBlackWhite& settings) override {
-        if (!(settings.GetThreshold() >= 0.0 && settings.GetThreshold() <= 1.0)) Throw("Threshold must be between 0 and 1!");
+        if (!(settings.GetThreshold() >= 0.0 && settings.GetThreshold() <= 1.0))
+            Throw("Threshold must be between 0 and 1!");
         EffectBaseCSCOneInput::SetSettings(settings);
         const std::int64_t firstBright = Detail::RoundHalfAway(settings_.GetThreshold() * kLevels);
         for (int level = 0; level < 256; ++level) indices_[level] = level >= firstBright ? 1 : 0;

@@ -1,5 +1,5 @@
-// BlendPalette: draws an index image over a picture: every index becomes a colour through a palette and is blended with that colour's own
-// opacity, scaled by a global one.
+// BlendPalette: draws an index image over a picture: every index becomes a colour through a palette and is blended with
+// that colour's own opacity, scaled by a global one.
 
 #include <algorithm>
 #include <array>
@@ -38,9 +38,10 @@ struct Placement {
 Placement Place(const FrameInfo& picture, const FrameInfo& image, std::int64_t x, std::int64_t y) {
     const std::int64_t px = std::max<std::int64_t>(0, x), py = std::max<std::int64_t>(0, y);
     const std::int64_t sx = std::max<std::int64_t>(0, -x), sy = std::max<std::int64_t>(0, -y);
-    const auto overlap = [](std::int64_t imageSize, std::int64_t imageStart, std::int64_t pictureSize, std::int64_t pictureStart) {
-        return static_cast<std::uint32_t>(
-            std::min(std::max<std::int64_t>(0, imageSize - imageStart), std::max<std::int64_t>(0, pictureSize - pictureStart)));
+    const auto overlap = [](std::int64_t imageSize, std::int64_t imageStart, std::int64_t pictureSize,
+                            std::int64_t pictureStart) {
+        return static_cast<std::uint32_t>(std::min(std::max<std::int64_t>(0, imageSize - imageStart),
+                                                   std::max<std::int64_t>(0, pictureSize - pictureStart)));
     };
     return {static_cast<std::uint32_t>(px),
             static_cast<std::uint32_t>(py),
@@ -50,8 +51,8 @@ Placement Place(const FrameInfo& picture, const FrameInfo& image, std::int64_t x
             overlap(image.height, sy, picture.height, py)};
 }
 
-// Looks up `count` indices and writes the packed values `step` bytes apart, left to right: with three bytes a pixel each value's
-// last byte is overwritten by the next.
+// Looks up `count` indices and writes the packed values `step` bytes apart, left to right: with three bytes a pixel
+// each value's last byte is overwritten by the next.
 template <std::size_t Step>
 void ExpandRow(const Table& table, const std::uint8_t* indices, std::size_t count, std::uint8_t* row) {
     for (std::size_t i = 0; i < count; ++i) std::memcpy(row + i * Step, &table[indices[i]], kPackedBytes);
@@ -69,22 +70,26 @@ public:
 private:
     void ProcessInternalImpl(FramePtr& frame, const ConstFramePtr& image) override {
         if (settings_.GetAlpha() == 0) return;
-        const Placement place = Place(frame->GetFrameInfo(), image->GetFrameInfo(), settings_.GetPositionX(), settings_.GetPositionY());
+        const Placement place =
+            Place(frame->GetFrameInfo(), image->GetFrameInfo(), settings_.GetPositionX(), settings_.GetPositionY());
         const PixFmtDescription& description = PixFmtDescription::Get(frame->GetPixFmt());
         const auto bytesPerPixel = static_cast<std::uint8_t>(description.GetPlanWidthSize(1, 0));
         if (place.width == 0 || place.height == 0) return;
         const Table& colors = ColorsFor(frame->GetPixFmt());
         MakeWritable(frame);
-        const Plane target = frame->GetPlane(0).MakeSubplane(place.pictureX, place.pictureY, place.width, place.height, bytesPerPixel,
-                                                             description.GetShiftX(0), description.GetShiftY(0));
-        const ConstPlane indices = image->GetPlane(0).MakeSubplane(place.imageX, place.imageY, place.width, place.height, 1, 0, 0);
+        const Plane target =
+            frame->GetPlane(0).MakeSubplane(place.pictureX, place.pictureY, place.width, place.height, bytesPerPixel,
+                                            description.GetShiftX(0), description.GetShiftY(0));
+        const ConstPlane indices =
+            image->GetPlane(0).MakeSubplane(place.imageX, place.imageY, place.width, place.height, 1, 0, 0);
 
         const std::size_t spareWidth = std::size_t{place.width} + 1;  // the last value of three bytes spills over
         colorRow_.resize(std::max(colorRow_.size(), spareWidth * kPackedBytes));
         opacityRow_.resize(std::max(opacityRow_.size(), spareWidth * kPackedBytes));
         const bool hasAlpha = bytesPerPixel == kPackedBytes;
         if (!hasAlpha && !opacities_) {
-            opacities_ = MakeTable(settings_.GetPalette(), [](const Color& color) { return color.alpha() * kOfThreeBytes; });
+            opacities_ =
+                MakeTable(settings_.GetPalette(), [](const Color& color) { return color.alpha() * kOfThreeBytes; });
         }
         const auto alpha = static_cast<std::uint8_t>(settings_.GetAlpha());
         for (std::uint64_t y = 0; y < target.GetHeight(); ++y) {
@@ -95,18 +100,21 @@ private:
                 ExpandRow<kPackedBytes - 1>(colors, indices.GetRow(y), place.width, colorRow_.data());
                 ExpandRow<kPackedBytes - 1>(*opacities_, indices.GetRow(y), place.width, opacityRow_.data());
             }
-            Detail::BlendRow(target.GetRow(y), colorRow_.data(), opacityRow_.data(), alpha, std::size_t{place.width} * bytesPerPixel);
+            Detail::BlendRow(target.GetRow(y), colorRow_.data(), opacityRow_.data(), alpha,
+                             std::size_t{place.width} * bytesPerPixel);
         }
     }
 
-    // Colours in the picture's byte order. Every table is built on its first use and then kept, whatever the settings are then.
+    // Colours in the picture's byte order. Every table is built on its first use and then kept, whatever the settings
+    // are then.
     const Table& ColorsFor(PixFmt pixFmt) {
         const bool isRedFirst = pixFmt == PixFmt::Rgb24 || pixFmt == PixFmt::Rgba || pixFmt == PixFmt::Rgba2;
         const bool isBlueFirst = pixFmt == PixFmt::Bgr24 || pixFmt == PixFmt::Bgra || pixFmt == PixFmt::Bgra2;
         if (!isRedFirst && !isBlueFirst) ThrowAt(kUnsupportedLocation, "Pixel format is not supported!");
         std::optional<Table>& colors = isRedFirst ? rgba_ : bgra_;
         if (!colors)
-            colors = MakeTable(settings_.GetPalette(), [&](const Color& color) { return isRedFirst ? color.rgba() : color.bgra(); });
+            colors = MakeTable(settings_.GetPalette(),
+                               [&](const Color& color) { return isRedFirst ? color.rgba() : color.bgra(); });
         return *colors;
     }
 

@@ -1,8 +1,9 @@
-// BlurBokeh: blurs a photograph the way an out-of-focus lens does: every bright point spreads into the shape of the aperture.
+// BlurBokeh: blurs a photograph the way an out-of-focus lens does: every bright point spreads into the shape of the
+// aperture.
 //
-// The picture, reduced to fit 512 x 512, is convolved with the image of an aperture; bright samples are boosted on both sides, so that
-// highlights bloom. The blurred picture is scaled back and laid under the original, which shows through a mask that opens
-// for the highlights: there the blurred picture takes over.
+// The picture, reduced to fit 512 x 512, is convolved with the image of an aperture; bright samples are boosted on both
+// sides, so that highlights bloom. The blurred picture is scaled back and laid under the original, which shows through
+// a mask that opens for the highlights: there the blurred picture takes over.
 
 #include <algorithm>
 #include <array>
@@ -34,8 +35,11 @@ constexpr boost::source_location kTooSmallLocation{"Proc/Effects/EffectsPhoto/Bl
 
 constexpr std::size_t RoundUpToUnit(std::size_t count) { return (count + kBufferUnit - 1) / kBufferUnit * kBufferUnit; }
 
-// How much of the sharp picture stays where the blurred one is strongest, as a byte that wraps for strengths outside 0..1.
-std::uint8_t SharpShare(double strength) { return static_cast<std::uint8_t>(Detail::TruncateToInt(255.0 - (strength - 0.0) * 255.0)); }
+// How much of the sharp picture stays where the blurred one is strongest, as a byte that wraps for strengths outside
+// 0..1.
+std::uint8_t SharpShare(double strength) {
+    return static_cast<std::uint8_t>(Detail::TruncateToInt(255.0 - (strength - 0.0) * 255.0));
+}
 
 // Samples above the threshold are multiplied by the gain; 255 stands for 1.
 float Boosted(std::uint8_t sample, float threshold, float gain) {
@@ -73,10 +77,12 @@ public:
           kernelHeight_(kernel.height),
           samples_(RoundUpToUnit((height_ + kernelHeight_) * GetStride())) {
         std::array<float, 256> boosted;
-        for (int value = 0; value < 256; ++value) boosted[value] = Boosted(static_cast<std::uint8_t>(value), threshold, gain);
+        for (int value = 0; value < 256; ++value)
+            boosted[value] = Boosted(static_cast<std::uint8_t>(value), threshold, gain);
         for (std::size_t y = 0; y < height_; ++y) {
             const std::uint8_t* row = plane.GetRow(y);
-            std::transform(row, row + width_ * kChannels, GetPixel(0, y), [&](std::uint8_t sample) { return boosted[sample]; });
+            std::transform(row, row + width_ * kChannels, GetPixel(0, y),
+                           [&](std::uint8_t sample) { return boosted[sample]; });
         }
         MirrorColumns();
         MirrorRows();
@@ -85,12 +91,15 @@ public:
     /// Floats between the starts of two rows.
     std::size_t GetStride() const { return kChannels * (width_ + kernelWidth_); }
     const float* GetData() const { return samples_.data(); }
-    const float* GetPixel(std::ptrdiff_t x, std::size_t y) const { return const_cast<PaddedPicture*>(this)->GetPixel(x, y); }
+    const float* GetPixel(std::ptrdiff_t x, std::size_t y) const {
+        return const_cast<PaddedPicture*>(this)->GetPixel(x, y);
+    }
 
 private:
     float* GetPixel(std::ptrdiff_t x, std::size_t y) {
         const std::ptrdiff_t column = static_cast<std::ptrdiff_t>(kernelWidth_ / 2) + x;
-        return samples_.data() + (kernelHeight_ / 2 + y) * GetStride() + column * static_cast<std::ptrdiff_t>(kChannels);
+        return samples_.data() + (kernelHeight_ / 2 + y) * GetStride() +
+               column * static_cast<std::ptrdiff_t>(kChannels);
     }
 
     // About the first and the last column, without repeating them.
@@ -100,13 +109,14 @@ private:
         const auto last = static_cast<std::ptrdiff_t>(width_) - 1;
         for (std::size_t y = 0; y < height_; ++y) {
             for (std::ptrdiff_t j = 1; j <= left; ++j) std::copy_n(GetPixel(j, y), kChannels, GetPixel(-j, y));
-            for (std::ptrdiff_t j = 1; j <= right; ++j) std::copy_n(GetPixel(last - j, y), kChannels, GetPixel(last + j, y));
+            for (std::ptrdiff_t j = 1; j <= right; ++j)
+                std::copy_n(GetPixel(last - j, y), kChannels, GetPixel(last + j, y));
         }
     }
 
-    // The top mirrors about the first row. The bottom is addressed from the end of the rounded buffer, in steps of an even kernel
-    // height: with an odd kernel height the row below the picture stays black, and a rounded buffer shifts these rows. Intended:
-    // the blurred picture ends at the bottom in this way.
+    // The top mirrors about the first row. The bottom is addressed from the end of the rounded buffer, in steps of an
+    // even kernel height: with an odd kernel height the row below the picture stays black, and a rounded buffer shifts
+    // these rows. Intended: the blurred picture ends at the bottom in this way.
     void MirrorRows() {
         const std::size_t half = kernelHeight_ / 2, stride = GetStride();
         for (std::size_t j = 1; j <= half; ++j) {
@@ -114,7 +124,8 @@ private:
         }
         float* const lastRow = samples_.data() + samples_.size() - stride;
         const std::size_t evenHeight = kernelHeight_ + kernelHeight_ % 2;
-        for (std::size_t i = 0; i < half; ++i) std::copy_n(lastRow - (evenHeight - i) * stride, stride, lastRow - i * stride);
+        for (std::size_t i = 0; i < half; ++i)
+            std::copy_n(lastRow - (evenHeight - i) * stride, stride, lastRow - i * stride);
     }
 
     std::size_t width_, height_, kernelWidth_, kernelHeight_;
@@ -134,17 +145,20 @@ std::vector<Detail::ConvolutionTap> MakeTaps(const Kernel& kernel, std::size_t s
 }
 
 void StoreRow(const float* sums, std::size_t count, float kernelSum, std::uint8_t* row) {
-    for (std::size_t i = 0; i < count; ++i) row[i] = Detail::TruncateToByte(static_cast<double>((sums[i] * 255.0f) / kernelSum) + 0.5);
+    for (std::size_t i = 0; i < count; ++i)
+        row[i] = Detail::TruncateToByte(static_cast<double>((sums[i] * 255.0f) / kernelSum) + 0.5);
 }
 
-// 255 up to a knee between the dark and the bright percentile, then falling to the sharp picture's share at the bright percentile and on.
-Detail::Curve MakeMaskCurve(const ConstPlane& mask, std::uint64_t pixels, double kneePosition, std::uint8_t sharpShare) {
+// 255 up to a knee between the dark and the bright percentile, then falling to the sharp picture's share at the bright
+// percentile and on.
+Detail::Curve MakeMaskCurve(const ConstPlane& mask, std::uint64_t pixels, double kneePosition,
+                            std::uint8_t sharpShare) {
     const Detail::Counts counts = Detail::CountBytes(mask);
     const auto target = static_cast<std::uint64_t>(static_cast<double>(pixels) * kMaskPercentile);
     const int dark = Detail::LowPercentile(counts, target);
     const int bright = Detail::HighPercentile(counts, target);
-    const auto knee =
-        static_cast<int>(std::clamp<std::int64_t>(dark + Detail::RoundHalfAway(kneePosition * (bright - dark)), -65536, 65536));
+    const auto knee = static_cast<int>(
+        std::clamp<std::int64_t>(dark + Detail::RoundHalfAway(kneePosition * (bright - dark)), -65536, 65536));
 
     Detail::Curve curve;
     curve.fill(255);
@@ -175,7 +189,8 @@ public:
     void SetSettings(const SettingsEffectBlurBokeh& settings) override {
         EffectBaseCSCOneInput::SetSettings(settings);
         generator_->SetSettings(settings_.GetAperture());
-        blender_->SetSettings(SettingsEffectImageBlender(0, 0, SharpShare(settings_.GetStrength()), BlendAlphaMode::UseAlpha));
+        blender_->SetSettings(
+            SettingsEffectImageBlender(0, 0, SharpShare(settings_.GetStrength()), BlendAlphaMode::UseAlpha));
     }
 
     void ResetSettings() override {
@@ -226,20 +241,23 @@ private:
         generator_->ProcessData(aperture);
         const FrameInfo generated = aperture->GetFrameInfo();
         SettingsResizer scaling(ResizeMethods::BicubicLuma);
-        scaling.SetCustomScale(settings_.GetSize() * std::min(small.width, small.height) / std::min(generated.width, generated.height));
+        scaling.SetCustomScale(settings_.GetSize() * std::min(small.width, small.height) /
+                               std::min(generated.width, generated.height));
         kernelResizer_->SetSettings(scaling);
         kernelResizer_->ProcessData(aperture);
         const FrameInfo scaled = aperture->GetFrameInfo();
         greyConverter_->ProcessData(aperture);
-        kernel_ = MakeKernel(std::as_const(*aperture).GetPlane(0), scaled, static_cast<float>(settings_.GetBokehThreshold()),
-                             static_cast<float>(settings_.GetBokehGain()));
+        kernel_ =
+            MakeKernel(std::as_const(*aperture).GetPlane(0), scaled, static_cast<float>(settings_.GetBokehThreshold()),
+                       static_cast<float>(settings_.GetBokehGain()));
         isKernelReady_ = true;
     }
 
     void RequireLargerThanKernel(const FrameInfo& small) const {
         if (small.width > kernel_.width && small.height > kernel_.height) return;
         EffectException exception;
-        exception << TagTranscodingErrorCode(TranscodingErrors::PictureTooSmall) << Core::TagCallStack(Core::GetCallStack());
+        exception << TagTranscodingErrorCode(TranscodingErrors::PictureTooSmall)
+                  << Core::TagCallStack(Core::GetCallStack());
         boost::throw_exception(exception, kTooSmallLocation);
     }
 
@@ -250,13 +268,15 @@ private:
                                     static_cast<float>(settings_.GetImageGain()));
         const std::size_t count = kChannels * info.width, stride = RoundUpToUnit(count);
         std::vector<float> sums(stride * info.height);
-        for (std::size_t y = 0; y < info.height; ++y) std::copy_n(picture.GetPixel(0, y), count, sums.data() + y * stride);
-        Detail::Convolve(MakeTaps(kernel_, picture.GetStride()), picture.GetData(), picture.GetStride(), sums.data(), stride, info.height,
-                         count);
+        for (std::size_t y = 0; y < info.height; ++y)
+            std::copy_n(picture.GetPixel(0, y), count, sums.data() + y * stride);
+        Detail::Convolve(MakeTaps(kernel_, picture.GetStride()), picture.GetData(), picture.GetStride(), sums.data(),
+                         stride, info.height, count);
 
         FramePtr blurred = NewFrame(allocator_, small.GetPixFmt(), info);
         const Plane plane = blurred->GetPlane(0);
-        for (std::size_t y = 0; y < info.height; ++y) StoreRow(sums.data() + y * stride, count, kernel_.sum, plane.GetRow(y));
+        for (std::size_t y = 0; y < info.height; ++y)
+            StoreRow(sums.data() + y * stride, count, kernel_.sum, plane.GetRow(y));
         return blurred;
     }
 
@@ -266,7 +286,8 @@ private:
         greyConverter_->ProcessData(mask);
         const FrameInfo& info = mask->GetFrameInfo();
         const Plane plane = mask->GetPlane(0);
-        Detail::ApplyCurve(MakeMaskCurve(plane, info.width * info.height, settings_.GetThreshold(), SharpShare(settings_.GetStrength())),
+        Detail::ApplyCurve(MakeMaskCurve(plane, info.width * info.height, settings_.GetThreshold(),
+                                         SharpShare(settings_.GetStrength())),
                            plane, plane);
         FramePtr chromaMask = mask;
         extraAlphaExtractor_->ProcessData(chromaMask);
@@ -288,6 +309,8 @@ private:
 
 }  // namespace
 
-OneInputPtr CreateBlurBokeh(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<BlurBokeh>(factory, allocator); }
+OneInputPtr CreateBlurBokeh(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<BlurBokeh>(factory, allocator);
+}
 
 }  // namespace Orvexa::Proc

@@ -1,9 +1,10 @@
-// BlurRadial: blurs along lines, towards a centre (zoom), around it (spin) or all one way (linear), on a picture reduced to fit into
-// 512 x 512, which loses only detail that the blur removes anyway.
+// BlurRadial: blurs along lines, towards a centre (zoom), around it (spin) or all one way (linear), on a picture
+// reduced to fit into 512 x 512, which loses only detail that the blur removes anyway.
 //
-// Zoom and spin take the mean of a pixel and N samples beside it on its line; the steps get longer with the distance from the centre.
-// Deliberate quirks: both axes of a step are measured by the height, the sine advances twice as fast as the angle and runs on into the
-// following rows of its table, the cosine stands still, and the tables outlive a change of angle and strength.
+// Zoom and spin take the mean of a pixel and N samples beside it on its line; the steps get longer with the distance
+// from the centre. Deliberate quirks: both axes of a step are measured by the height, the sine advances twice as fast
+// as the angle and runs on into the following rows of its table, the cosine stands still, and the tables outlive a
+// change of angle and strength.
 
 #include <algorithm>
 #include <cmath>
@@ -98,7 +99,9 @@ public:
     void SetSettings(const SettingsEffectBlurRadial& settings) override {
         EffectBaseCSCOneInput::SetSettings(settings);
         switch (settings.GetMode()) {
-            case BlurRadialMode::Zoom: sampler_ = std::abs(settings.GetAngle()) < kNoAngle ? &BlurRadial::Zoom : &BlurRadial::Spin; break;
+            case BlurRadialMode::Zoom:
+                sampler_ = std::abs(settings.GetAngle()) < kNoAngle ? &BlurRadial::Zoom : &BlurRadial::Spin;
+                break;
             case BlurRadialMode::Linear: sampler_ = &BlurRadial::Linear; break;
             case BlurRadialMode::Spin: sampler_ = &BlurRadial::Spin; break;
             default: boost::throw_exception(std::logic_error("Unknown mode"), kUnknownModeLocation);
@@ -122,7 +125,8 @@ private:
         FramePtr small = frame;
         reducer_->ProcessData(small);
         const FrameInfo& smallInfo = small->GetFrameInfo();
-        const double length = std::max(smallInfo.height * settings_.GetStrength(), smallInfo.width * settings_.GetStrength());
+        const double length =
+            std::max(smallInfo.height * settings_.GetStrength(), smallInfo.width * settings_.GetStrength());
         sampleCount_ = static_cast<int>(std::max<std::int64_t>(Detail::RoundHalfAway(length) / 2, 0));
         FramePtr blurred = NewFrame(allocator_, small->GetPixFmt(), smallInfo);
         (this->*sampler_)(*small, *blurred);
@@ -145,14 +149,16 @@ private:
         enlarger_->SetSettings(resizing);
     }
 
-    /// Calls add(sum, x, y, dx, dy, d) for every pixel (x, y), which lies at the distance d from the centre and (dx, dy) away from it, to
-    /// add the samples of its line.
+    /// Calls add(sum, x, y, dx, dy, d) for every pixel (x, y), which lies at the distance d from the centre and (dx,
+    /// dy) away from it, to add the samples of its line.
     template <class AddSamples>
     void SampleAround(const IDataVideo& source, IDataVideo& target, AddSamples&& add) const {
         const ConstPlane from = source.GetPlane(0);
         const Plane to = target.GetPlane(0);
-        const int width = static_cast<int>(source.GetFrameInfo().width), height = static_cast<int>(source.GetFrameInfo().height);
-        const auto centerX = static_cast<float>(width * settings_.GetX()), centerY = static_cast<float>(height * settings_.GetY());
+        const int width = static_cast<int>(source.GetFrameInfo().width),
+                  height = static_cast<int>(source.GetFrameInfo().height);
+        const auto centerX = static_cast<float>(width * settings_.GetX()),
+                   centerY = static_cast<float>(height * settings_.GetY());
         for (int y = 0; y < height; ++y) {
             const float dy = centerY - static_cast<float>(y);
             std::uint8_t* pixel = to.GetRow(static_cast<std::uint64_t>(y));
@@ -175,7 +181,8 @@ private:
         const float step = 2.0f / static_cast<float>(source.GetFrameInfo().height);
         SampleAround(source, target, [&](SampleSum& sum, float x, float y, float dx, float dy, std::int64_t) {
             const float stepX = dx * step, stepY = dy * step;
-            for (int i = 1; i <= sampleCount_; ++i) sum.Add(static_cast<float>(i) * stepX + x, static_cast<float>(i) * stepY + y);
+            for (int i = 1; i <= sampleCount_; ++i)
+                sum.Add(static_cast<float>(i) * stepX + x, static_cast<float>(i) * stepY + y);
         });
     }
 
@@ -200,7 +207,8 @@ private:
     void MakeTables(const FrameInfo& info) {
         tableInfo_ = info;
         const double x = settings_.GetX(), y = settings_.GetY();
-        const double reachX = std::max(1.0 - x, x) * info.width + 1.0, reachY = std::max(1.0 - y, y) * info.height + 1.0;
+        const double reachX = std::max(1.0 - x, x) * info.width + 1.0,
+                     reachY = std::max(1.0 - y, y) * info.height + 1.0;
         const auto distances = static_cast<std::size_t>(std::sqrt(reachX * reachX + reachY * reachY));
         const auto count = static_cast<std::size_t>(sampleCount_);
         sines_.assign(count * distances, 0.0f);
@@ -228,8 +236,9 @@ private:
         for (std::uint64_t y = 0; y < to.GetHeight(); ++y) {
             std::fill(sums.begin(), sums.end(), 0u);
             for (const auto& [x, dy] : offsets) {
-                const std::uint8_t* row = from.GetRow(margins.top + y + static_cast<std::uint64_t>(static_cast<std::int64_t>(dy))) +
-                                          (static_cast<std::int64_t>(margins.left) + x) * kChannels;
+                const std::uint8_t* row =
+                    from.GetRow(margins.top + y + static_cast<std::uint64_t>(static_cast<std::int64_t>(dy))) +
+                    (static_cast<std::int64_t>(margins.left) + x) * kChannels;
                 for (std::size_t i = 0; i < bytes; ++i) sums[i] += row[i];
             }
             std::uint8_t* pixels = to.GetRow(y);

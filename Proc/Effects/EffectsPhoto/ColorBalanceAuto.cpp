@@ -1,7 +1,8 @@
 // ColorBalanceAuto: corrects colour casts and dull tonality from the picture's own statistics.
 //
-// White balance stretches every channel between its own black and white point. Light balance stretches channels and luma between
-// softened points and adds a gentle gamma. Exposure is a gain of 3 % a unit. All end as one curve per channel.
+// White balance stretches every channel between its own black and white point. Light balance stretches channels and
+// luma between softened points and adds a gentle gamma. Exposure is a gain of 3 % a unit. All end as one curve per
+// channel.
 
 #include <array>
 #include <cmath>
@@ -30,14 +31,16 @@ struct Limits {
     int black, white;
 };
 
-// A tenth of the pixels may be black and a hundredth white, each divided by the channel's weight: a channel that counts little for
-// brightness is clipped more.
-std::array<Limits, 4> WhiteBalanceLimits(const std::array<Detail::Counts, 4>& counts, std::uint32_t pixels, const Weights& weights) {
+// A tenth of the pixels may be black and a hundredth white, each divided by the channel's weight: a channel that counts
+// little for brightness is clipped more.
+std::array<Limits, 4> WhiteBalanceLimits(const std::array<Detail::Counts, 4>& counts, std::uint32_t pixels,
+                                         const Weights& weights) {
     const auto low = static_cast<std::uint64_t>(pixels * 10.0 / 100.0);
     const auto high = static_cast<std::uint64_t>(pixels / 100.0);
     std::array<Limits, 4> limits{};
     for (int k = 0; k < 3; ++k) {
-        limits[k] = {Detail::LowPercentile(counts[k], low / weights[k]), Detail::HighPercentile(counts[k], high / weights[k])};
+        limits[k] = {Detail::LowPercentile(counts[k], low / weights[k]),
+                     Detail::HighPercentile(counts[k], high / weights[k])};
     }
     return limits;
 }
@@ -68,7 +71,9 @@ void Append(Curves& curves, const Curves& further) {
 // Every channel's stretch and then the luma's, each followed by the gamma, which therefore acts twice on a channel.
 Curves LightBalanceCurves(const std::array<Limits, 4>& limits) {
     const Detail::Curve gamma = GammaCurve();
-    const auto stretch = [&](const Limits& range) { return Detail::Compose(Detail::StretchCurve(range.black, range.white), gamma); };
+    const auto stretch = [&](const Limits& range) {
+        return Detail::Compose(Detail::StretchCurve(range.black, range.white), gamma);
+    };
     const Detail::Curve luma = stretch(limits[3]);
     return {Detail::Compose(stretch(limits[0]), luma), Detail::Compose(stretch(limits[1]), luma),
             Detail::Compose(stretch(limits[2]), luma)};
@@ -90,8 +95,10 @@ private:
     }
 
     // The luma's counts are needed by light balance only.
-    std::array<Detail::Counts, 4> CountFor(const ConstPlane& plane, std::uint64_t bytesPerPixel, const Weights& weights) const {
-        if (settings_.GetLightBalance()) return Detail::CountChannelsAndLuma(plane, bytesPerPixel, weights, kWeightUnit);
+    std::array<Detail::Counts, 4> CountFor(const ConstPlane& plane, std::uint64_t bytesPerPixel,
+                                           const Weights& weights) const {
+        if (settings_.GetLightBalance())
+            return Detail::CountChannelsAndLuma(plane, bytesPerPixel, weights, kWeightUnit);
         const std::array<Detail::Counts, 3> channels = Detail::CountChannels(plane, bytesPerPixel);
         return {channels[0], channels[1], channels[2], Detail::Counts{}};
     }
@@ -103,12 +110,14 @@ private:
         if (settings_.GetWhiteBalance() || settings_.GetLightBalance()) {
             const auto counts = CountFor(frame.GetPlane(0), layout.bytesPerPixel, weights);
             // Light balance overrules: with both, white balance stretches between the softened points, too. Intended.
-            limits = settings_.GetLightBalance() ? LightBalanceLimits(counts, pixels) : WhiteBalanceLimits(counts, pixels, weights);
+            limits = settings_.GetLightBalance() ? LightBalanceLimits(counts, pixels)
+                                                 : WhiteBalanceLimits(counts, pixels, weights);
         }
         Curves curves;
         curves.fill(Detail::IdentityCurve());
         if (settings_.GetWhiteBalance()) {
-            Append(curves, {Detail::StretchCurve(limits[0].black, limits[0].white), Detail::StretchCurve(limits[1].black, limits[1].white),
+            Append(curves, {Detail::StretchCurve(limits[0].black, limits[0].white),
+                            Detail::StretchCurve(limits[1].black, limits[1].white),
                             Detail::StretchCurve(limits[2].black, limits[2].white)});
         }
         if (settings_.GetLightBalance()) Append(curves, LightBalanceCurves(limits));

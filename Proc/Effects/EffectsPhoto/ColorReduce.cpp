@@ -1,7 +1,9 @@
-// ColorReduce: every pixel in which one colour dominates becomes a grey of matching weight, tinted like the picture's darkest pixel.
+// ColorReduce: every pixel in which one colour dominates becomes a grey of matching weight, tinted like the picture's
+// darkest pixel.
 //
-// With S the weighted sum of the other two colours, a pixel is replaced when the weighted colour is more than threshold / 2 times S, by the
-// grey that gives the colour half the weight of S. The offsets of the darkest pixel are added with 8-bit wrap-around, on purpose.
+// With S the weighted sum of the other two colours, a pixel is replaced when the weighted colour is more than threshold
+// / 2 times S, by the grey that gives the colour half the weight of S. The offsets of the darkest pixel are added with
+// 8-bit wrap-around, on purpose.
 
 #include <algorithm>
 #include <array>
@@ -29,10 +31,12 @@ Roles RolesOf(PixFmt pixFmt, int reduced) {
     const std::array<int, 3> bytes{description.red, description.GetGreen(), description.GetBlue()};
     const int second = reduced == 0 ? 1 : 0;
     const int third = reduced == 2 ? 1 : 2;
-    return {{bytes[reduced], bytes[second], bytes[third]}, {kLumaWeights[reduced], kLumaWeights[second], kLumaWeights[third]}};
+    return {{bytes[reduced], bytes[second], bytes[third]},
+            {kLumaWeights[reduced], kLumaWeights[second], kLumaWeights[third]}};
 }
 
-// By how much each role's byte of the darkest pixel exceeds the smallest of the three. The first of equally dark pixels counts.
+// By how much each role's byte of the darkest pixel exceeds the smallest of the three. The first of equally dark pixels
+// counts.
 std::array<std::uint8_t, 3> DarkestOffsets(const ConstPlane& plane, std::uint64_t bytesPerPixel, const Roles& roles) {
     const auto [a, b, c] = roles.byte;
     const auto [wa, wb, wc] = roles.weight;
@@ -76,8 +80,9 @@ public:
 
 private:
     const std::vector<PixFmt>& GetWorkingPixFmts() const override {
-        static const std::vector<PixFmt> formats{PixFmt::Rgb24, PixFmt::Bgr24, PixFmt::Rgba,  PixFmt::Rgba2, PixFmt::Bgra,
-                                                 PixFmt::Bgra2, PixFmt::Argb,  PixFmt::Argb2, PixFmt::Abgr,  PixFmt::Abgr2};
+        static const std::vector<PixFmt> formats{PixFmt::Rgb24, PixFmt::Bgr24, PixFmt::Rgba, PixFmt::Rgba2,
+                                                 PixFmt::Bgra,  PixFmt::Bgra2, PixFmt::Argb, PixFmt::Argb2,
+                                                 PixFmt::Abgr,  PixFmt::Abgr2};
         return formats;
     }
 
@@ -87,7 +92,8 @@ private:
         FramePtr output = Writable(frame, input);
         const Plane plane = output->GetPlane(0);
         const Roles roles = RolesOf(output->GetPixFmt(), reduced);
-        const auto bytesPerPixel = static_cast<std::uint64_t>(PixFmtDescription::Get(output->GetPixFmt()).GetPlanWidthSize(1, 0));
+        const auto bytesPerPixel =
+            static_cast<std::uint64_t>(PixFmtDescription::Get(output->GetPixFmt()).GetPlanWidthSize(1, 0));
         Reduce(plane, bytesPerPixel, roles, settings_.GetThreshold(), DarkestOffsets(plane, bytesPerPixel, roles));
         frame = std::move(output);
     }

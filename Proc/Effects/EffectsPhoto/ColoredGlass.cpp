@@ -1,4 +1,5 @@
-// ColoredGlass: lays a sheet of tinted glass over the picture: every byte is blended with the colour's at one opacity, alpha included.
+// ColoredGlass: lays a sheet of tinted glass over the picture: every byte is blended with the colour's at one opacity,
+// alpha included.
 
 #include "Host/Conf/PixFmtDescription.h"
 #include "Host/Core/Exception.h"
@@ -47,7 +48,8 @@ private:
     bool IsConvertBack() const override { return false; }
 
     const std::vector<PixFmt>& GetWorkingPixFmts() const override {
-        static const std::vector<PixFmt> formats{PixFmt::Argb, PixFmt::Abgr, PixFmt::Rgba, PixFmt::Bgra, PixFmt::Rgb24, PixFmt::Bgr24};
+        static const std::vector<PixFmt> formats{PixFmt::Argb, PixFmt::Abgr,  PixFmt::Rgba,
+                                                 PixFmt::Bgra, PixFmt::Rgb24, PixFmt::Bgr24};
         return formats;
     }
 

@@ -17,7 +17,8 @@ public:
 
 private:
     void ProcessInternalImpl(FramePtr& frame) override {
-        const FrameInfo info(static_cast<std::uint32_t>(settings_.GetWidth()), static_cast<std::uint32_t>(settings_.GetHeight()));
+        const FrameInfo info(static_cast<std::uint32_t>(settings_.GetWidth()),
+                             static_cast<std::uint32_t>(settings_.GetHeight()));
         const Color color = settings_.GetColor();
         FramePtr created = NewFrame(allocator_, color.alpha() < kOpaque ? PixFmt::Bgra : PixFmt::Bgr24, info);
         created->Fill(color);

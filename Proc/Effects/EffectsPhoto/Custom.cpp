@@ -1,4 +1,5 @@
-// Custom: runs a function of the host on the picture. Its settings have no equality, so every SetSettings replaces the function.
+// Custom: runs a function of the host on the picture. Its settings have no equality, so every SetSettings replaces the
+// function.
 
 #include <functional>
 
@@ -14,7 +15,8 @@ public:
 
 private:
     void ProcessInternalImpl(FramePtr& frame) override {
-        // A copy, since the function may set this effect's settings. Calling an empty one throws std::bad_function_call.
+        // A copy, since the function may set this effect's settings. Calling an empty one throws
+        // std::bad_function_call.
         const SettingsEffectCustom::FunctorType function = settings_.GetFunctor();
         function(frame);
     }
@@ -22,6 +24,8 @@ private:
 
 }  // namespace
 
-OneInputPtr CreateCustom(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<Custom>(factory, allocator); }
+OneInputPtr CreateCustom(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<Custom>(factory, allocator);
+}
 
 }  // namespace Orvexa::Proc

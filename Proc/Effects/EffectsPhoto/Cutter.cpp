@@ -1,5 +1,6 @@
-// Cutter: cuts a picture into overlapping patches of one size, for effects that cannot take the whole. The picture is continued to the
-// right and at the bottom until the patches cover it exactly. Patches are views: cutting copies nothing.
+// Cutter: cuts a picture into overlapping patches of one size, for effects that cannot take the whole. The picture is
+// continued to the right and at the bottom until the patches cover it exactly. Patches are views: cutting copies
+// nothing.
 
 #include "Host/Settings/Common/SettingsEffectPad.h"
 #include "Host/Settings/Photo/SettingsEffectCutter.h"
@@ -46,6 +47,8 @@ private:
 
 }  // namespace
 
-VarInputPtr CreateCutter(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<Cutter>(factory, allocator); }
+VarInputPtr CreateCutter(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<Cutter>(factory, allocator);
+}
 
 }  // namespace Orvexa::Proc

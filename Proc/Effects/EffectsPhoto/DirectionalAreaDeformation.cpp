@@ -1,7 +1,7 @@
 // DirectionalAreaDeformation: pushes the picture along a stroke of a capsule-shaped brush.
 //
-// The pushes of all calls add up in a displacement field, which is always applied to the first picture the effect saw. Only what the
-// present stroke touches is redrawn, so a stroke's cost does not depend on the picture's size.
+// The pushes of all calls add up in a displacement field, which is always applied to the first picture the effect saw.
+// Only what the present stroke touches is redrawn, so a stroke's cost does not depend on the picture's size.
 
 #include <algorithm>
 #include <array>
@@ -33,8 +33,8 @@ struct Box {
     bool IsEmpty() const { return left >= right || top >= bottom; }
 };
 
-// The pushes of a picture's pixels. Memory is taken only for tiles where something was pushed: a dense field would take 8 bytes a pixel,
-// more than the picture itself.
+// The pushes of a picture's pixels. Memory is taken only for tiles where something was pushed: a dense field would take
+// 8 bytes a pixel, more than the picture itself.
 class PushField {
 public:
     PushField() = default;
@@ -60,7 +60,9 @@ private:
     static constexpr std::uint32_t kTileSide = 64;
     using Tile = std::array<Push, kTileSide * kTileSide>;
 
-    std::size_t TileOf(std::uint32_t x, std::uint32_t y) const { return std::size_t{y / kTileSide} * tilesPerRow_ + x / kTileSide; }
+    std::size_t TileOf(std::uint32_t x, std::uint32_t y) const {
+        return std::size_t{y / kTileSide} * tilesPerRow_ + x / kTileSide;
+    }
     static std::size_t PlaceOf(std::uint32_t x, std::uint32_t y) { return y % kTileSide * kTileSide + x % kTileSide; }
 
     std::uint32_t width_ = 0, height_ = 0, tilesPerRow_ = 0;
@@ -74,7 +76,8 @@ public:
         : fromX_(static_cast<float>(settings.GetFromX())),
           fromY_(static_cast<float>(settings.GetFromY())),
           radius_(static_cast<float>(settings.GetSize() * 0.5)) {
-        const float dx = static_cast<float>(settings.GetToX()) - fromX_, dy = static_cast<float>(settings.GetToY()) - fromY_;
+        const float dx = static_cast<float>(settings.GetToX()) - fromX_,
+                    dy = static_cast<float>(settings.GetToY()) - fromY_;
         const float length = std::sqrt(dx * dx + dy * dy);
         ux_ = dx / length;  // not a number for a stroke of no length, which pushes nothing
         uy_ = dy / length;
@@ -95,7 +98,8 @@ public:
         }
         const float larger = std::max(weight, present), sum = present + weight;
         if (sum == 0.0f) return;
-        // Pushes in one direction do not grow without bound. From left to right: the quotient alone would round differently.
+        // Pushes in one direction do not grow without bound. From left to right: the quotient alone would round
+        // differently.
         field.Set(x, y, {(push.x + weight * ux_) * larger / sum, (push.y + weight * uy_) * larger / sum});
     }
 
@@ -120,7 +124,8 @@ private:
 Box BoxOf(const SettingsEffectDirectionalAreaDeformation& settings, const FrameInfo& info) {
     const std::int64_t half = settings.GetSize() / 2;
     const auto clip = [&](std::int64_t a, std::int64_t b, std::int64_t side) {
-        return std::pair(std::max<std::int64_t>(0, std::min(a, b) - half), std::min(side, std::max(a, b) - half + settings.GetSize()));
+        return std::pair(std::max<std::int64_t>(0, std::min(a, b) - half),
+                         std::min(side, std::max(a, b) - half + settings.GetSize()));
     };
     const auto [left, right] = clip(settings.GetFromX(), settings.GetToX(), info.width);
     const auto [top, bottom] = clip(settings.GetFromY(), settings.GetToY(), info.height);
@@ -157,7 +162,8 @@ private:
 
     void Redraw(const FramePtr& frame, const Box& box) {
         const FrameInfo& info = frame->GetFrameInfo();
-        // Farther than this brush pushes. Where a larger one pushed before, the patch's edge pixels stand for what lies beyond it.
+        // Farther than this brush pushes. Where a larger one pushed before, the patch's edge pixels stand for what lies
+        // beyond it.
         const std::int64_t margin = settings_.GetSize() / 2 + 1;
         // The patch starts at whole chroma samples, so that those of the box are the picture's own.
         const PixFmtDescription& description = PixFmtDescription::Get(base_->GetPixFmt());
@@ -165,11 +171,13 @@ private:
             return std::max<std::int64_t>(edge - margin, 0) >> shift << shift;
         };
         const Box source{start(box.left, description.chromaShiftX), start(box.top, description.chromaShiftY),
-                         std::min<std::int64_t>(box.right + margin, info.width), std::min<std::int64_t>(box.bottom + margin, info.height)};
+                         std::min<std::int64_t>(box.right + margin, info.width),
+                         std::min<std::int64_t>(box.bottom + margin, info.height)};
         FramePtr patch = CloneFrame(*base_, kCloneView);  // the remapper makes a new frame and leaves the base alone
         Crop(*patch, source);
         remapper_->SetSettings(SettingsEffectRemapping([this, source](int x, int y) {
-            const Push push = field_.Get(static_cast<std::uint32_t>(source.left + x), static_cast<std::uint32_t>(source.top + y));
+            const Push push =
+                field_.Get(static_cast<std::uint32_t>(source.left + x), static_cast<std::uint32_t>(source.top + y));
             return std::pair(static_cast<float>(x) - push.x, static_cast<float>(y) - push.y);
         }));
         remapper_->ProcessData(patch);

@@ -1,8 +1,9 @@
 // The template bases of all effects.
 //
-// An effect derives from EffectBaseOneInput, EffectBaseTwoInput or EffectBaseVarInput with its settings class and implements
-// ProcessInternalImpl. An algorithm written for a few pixel formats derives from EffectBaseCSCOneInput instead, names its formats in
-// GetWorkingPixFmts and implements ProcessInternalCSC; EffectBaseCSCLuma also gives the picture its luma back afterwards.
+// An effect derives from EffectBaseOneInput, EffectBaseTwoInput or EffectBaseVarInput with its settings class and
+// implements ProcessInternalImpl. An algorithm written for a few pixel formats derives from EffectBaseCSCOneInput
+// instead, names its formats in GetWorkingPixFmts and implements ProcessInternalCSC; EffectBaseCSCLuma also gives the
+// picture its luma back afterwards.
 #pragma once
 
 #include <glog/logging.h>
@@ -92,7 +93,8 @@ protected:
 private:
     static std::string GetLogName() { return SettingsT::CLASS_ID + "_" + ImplNames::ORVEXA; }
     static void Log(int line, const char* event) {
-        if (FLAGS_v >= Details::kLogVerbosity) google::LogMessage(Details::kLogFile, line).stream() << GetLogName() << event;
+        if (FLAGS_v >= Details::kLogVerbosity)
+            google::LogMessage(Details::kLogFile, line).stream() << GetLogName() << event;
     }
 
     std::int64_t statisticTotal_ = 0;
@@ -106,7 +108,8 @@ public:
     using IOneInputEffectVideo::ProcessData;
 
     void ProcessData(DataPtr& data) override {
-        this->RunLogged(Details::kOneInputLines, [&] { this->KeepTiming(data, [this](FramePtr& frame) { ProcessInternalImpl(frame); }); });
+        this->RunLogged(Details::kOneInputLines,
+                        [&] { this->KeepTiming(data, [this](FramePtr& frame) { ProcessInternalImpl(frame); }); });
     }
 
 protected:
@@ -181,7 +184,8 @@ protected:
             const std::vector<PixFmt>& formats = GetWorkingPixFmts();
             isConvertIn_ = !formats.empty();
             if (isConvertIn_) {
-                if (forwardConverter_ == nullptr) forwardConverter_ = this->CreateOneInput(SettingsColorspaceConverter::CLASS_ID);
+                if (forwardConverter_ == nullptr)
+                    forwardConverter_ = this->CreateOneInput(SettingsColorspaceConverter::CLASS_ID);
                 forwardConverter_->SetSettings(SettingsColorspaceConverter(formats, true));
             }
         }
@@ -206,8 +210,8 @@ private:
     PixFmt backSourcePixFmt_ = PixFmt::None;
 };
 
-/// One frame in a working format, with the caller's unconverted frame beside it. A call that fails before the unconverted frame is
-/// released leaves that frame in the caller's reference.
+/// One frame in a working format, with the caller's unconverted frame beside it. A call that fails before the
+/// unconverted frame is released leaves that frame in the caller's reference.
 template <class SettingsT>
 class EffectBaseCSCOneInput : public EffectBaseCSC<EffectBaseOneInput<SettingsT>> {
 public:
@@ -232,12 +236,13 @@ protected:
         this->ConvertBack(frame);
     }
 
-    /// `frame` is in a working format and may be `input` itself, the caller's own frame: its pixels must not be changed then. `input` is
-    /// the frame as it was before the conversion.
+    /// `frame` is in a working format and may be `input` itself, the caller's own frame: its pixels must not be changed
+    /// then. `input` is the frame as it was before the conversion.
     virtual void ProcessInternalCSC(FramePtr& frame, const ConstFramePtr& input) = 0;
 
-    /// For an algorithm that is about to allocate frames, does not read its input and cannot fail any more: frees the unconverted frame,
-    /// a third of the peak memory. `input` is empty from then on, unless it is the working frame itself.
+    /// For an algorithm that is about to allocate frames, does not read its input and cannot fail any more: frees the
+    /// unconverted frame, a third of the peak memory. `input` is empty from then on, unless it is the working frame
+    /// itself.
     void ReleaseInput(const FramePtr& working) {
         if (working != input_) input_.reset();
     }
@@ -253,11 +258,13 @@ public:
     EffectBaseCSCLuma(const FactoryPtr& factory, const AllocatorPtr& allocator)
         : EffectBaseCSCOneInput<SettingsT>(factory, allocator),
           lumaConverter_(this->CreateOneInput(SettingsColorspaceConverter::CLASS_ID)) {
-        lumaConverter_->SetSettings(SettingsColorspaceConverter().AddPixFmt(PixFmt::Yuv444p).AddPixFmt(PixFmt::Yuva444p));
+        lumaConverter_->SetSettings(
+            SettingsColorspaceConverter().AddPixFmt(PixFmt::Yuv444p).AddPixFmt(PixFmt::Yuva444p));
     }
 
 protected:
-    /// As in the base, but without keeping the unconverted input, which nobody reads: its memory serves the conversions.
+    /// As in the base, but without keeping the unconverted input, which nobody reads: its memory serves the
+    /// conversions.
     void ProcessInternalImpl(FramePtr& frame) override {
         this->ConvertIn(frame);
         ProcessInternalCSC(frame, ConstFramePtr());
@@ -271,7 +278,8 @@ protected:
         CopyPlane(std::as_const(*luma).GetPlane(0), frame->GetPlane(0));
     }
 
-    /// The algorithm. It may change the pixels of `frame` only where nobody else sees them (`IsExclusive`), else it replaces the frame.
+    /// The algorithm. It may change the pixels of `frame` only where nobody else sees them (`IsExclusive`), else it
+    /// replaces the frame.
     virtual void ProcessInternalColor(FramePtr& frame) = 0;
 
 private:
@@ -286,8 +294,8 @@ private:
     OneInputPtr lumaConverter_;
 };
 
-/// The working frame without its extra alpha, or an independent copy of it if it is the caller's own frame and anyone but this effect can
-/// see its pixels.
+/// The working frame without its extra alpha, or an independent copy of it if it is the caller's own frame and anyone
+/// but this effect can see its pixels.
 inline FramePtr Writable(const FramePtr& frame, const ConstFramePtr& input) {
     constexpr std::uint32_t kOwnReferences = 2;  // `frame` and `input`; the caller's reference is lent to the effect
     const bool isSeenByOthers = frame->GetRefCount() > kOwnReferences || frame->SharesPixels();

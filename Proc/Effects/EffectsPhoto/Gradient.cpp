@@ -1,5 +1,5 @@
-// Gradient: a gradient map: every grey level takes a colour from a palette interpolated between stops; the luma layer restores brightness.
-// The palette is built when the settings change, processing only attaches it to the grey plane.
+// Gradient: a gradient map: every grey level takes a colour from a palette interpolated between stops; the luma layer
+// restores brightness. The palette is built when the settings change, processing only attaches it to the grey plane.
 
 #include "Host/Core/Exception.h"
 #include "Host/Settings/Photo/SettingsEffectGradient.h"
@@ -38,7 +38,8 @@ public:
     using EffectBaseCSCLuma::EffectBaseCSCLuma;
     using EffectBaseCSCLuma::SetSettings;
 
-    // Settings equal to the present ones leave the palette alone: a new effect given its defaults keeps its black palette. Intended.
+    // Settings equal to the present ones leave the palette alone: a new effect given its defaults keeps its black
+    // palette. Intended.
     void SetSettings(const SettingsEffectGradient& settings) override {
         if (settings_ == settings) return;
         const SettingsEffectGradient::StopMap& stops = settings.GetStops();
@@ -65,6 +66,8 @@ private:
 
 }  // namespace
 
-OneInputPtr CreateGradient(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<Gradient>(factory, allocator); }
+OneInputPtr CreateGradient(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<Gradient>(factory, allocator);
+}
 
 }  // namespace Orvexa::Proc

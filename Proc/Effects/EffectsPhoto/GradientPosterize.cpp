@@ -1,5 +1,5 @@
-// GradientPosterize: reduces a picture's colours to a few tones and keeps its brightness gradients: every chroma sample becomes the mean
-// chroma of all samples of its luma level; luma stays.
+// GradientPosterize: reduces a picture's colours to a few tones and keeps its brightness gradients: every chroma sample
+// becomes the mean chroma of all samples of its luma level; luma stays.
 
 #include <vector>
 
@@ -18,7 +18,8 @@ struct Tone {
 
 // Calls visit(level, u, v) for every chroma sample, with the level of the top-left luma pixel under it.
 template <class Visit>
-void ForEachChromaSample(const ConstPlane& levels, const Plane& u, const Plane& v, const PixFmtDescription& description, Visit&& visit) {
+void ForEachChromaSample(const ConstPlane& levels, const Plane& u, const Plane& v, const PixFmtDescription& description,
+                         Visit&& visit) {
     for (std::uint64_t y = 0; y < u.GetHeight(); ++y) {
         const std::uint8_t* level = levels.GetRow(y << description.chromaShiftY);
         std::uint8_t *uRow = u.GetRow(y), *vRow = v.GetRow(y);
@@ -44,9 +45,10 @@ private:
     bool IsConvertBack() const override { return false; }
 
     const std::vector<PixFmt>& GetWorkingPixFmts() const override {
-        static const std::vector<PixFmt> formats{PixFmt::Yuva444p, PixFmt::Yuva422p, PixFmt::Yuva420p, PixFmt::Yuv444p, PixFmt::Yuv440p,
-                                                 PixFmt::Yuv422p,  PixFmt::Yuv420p,  PixFmt::Yuv411p,  PixFmt::Yuv410p, PixFmt::Yuvj420p,
-                                                 PixFmt::Yuvj422p, PixFmt::Yuvj444p, PixFmt::Yuvj440p, PixFmt::Yuvj411p};
+        static const std::vector<PixFmt> formats{PixFmt::Yuva444p, PixFmt::Yuva422p, PixFmt::Yuva420p, PixFmt::Yuv444p,
+                                                 PixFmt::Yuv440p,  PixFmt::Yuv422p,  PixFmt::Yuv420p,  PixFmt::Yuv411p,
+                                                 PixFmt::Yuv410p,  PixFmt::Yuvj420p, PixFmt::Yuvj422p, PixFmt::Yuvj444p,
+                                                 PixFmt::Yuvj440p, PixFmt::Yuvj411p};
         return formats;
     }
 
@@ -61,20 +63,22 @@ private:
 
         // One tone for every value that a byte can have: an index beyond the number of tones stays within the table.
         std::vector<Tone> tones(256);
-        ForEachChromaSample(levelPlane, uPlane, vPlane, description, [&](std::uint8_t level, std::uint8_t u, std::uint8_t v) {
-            tones[level].u += u;
-            tones[level].v += v;
-            ++tones[level].count;
-        });
+        ForEachChromaSample(levelPlane, uPlane, vPlane, description,
+                            [&](std::uint8_t level, std::uint8_t u, std::uint8_t v) {
+                                tones[level].u += u;
+                                tones[level].v += v;
+                                ++tones[level].count;
+                            });
         for (Tone& tone : tones) {
             if (tone.count == 0) continue;
             tone.u /= tone.count;
             tone.v /= tone.count;
         }
-        ForEachChromaSample(levelPlane, uPlane, vPlane, description, [&](std::uint8_t level, std::uint8_t& u, std::uint8_t& v) {
-            u = static_cast<std::uint8_t>(tones[level].u);
-            v = static_cast<std::uint8_t>(tones[level].v);
-        });
+        ForEachChromaSample(levelPlane, uPlane, vPlane, description,
+                            [&](std::uint8_t level, std::uint8_t& u, std::uint8_t& v) {
+                                u = static_cast<std::uint8_t>(tones[level].u);
+                                v = static_cast<std::uint8_t>(tones[level].v);
+                            });
         frame = std::move(output);
     }
 

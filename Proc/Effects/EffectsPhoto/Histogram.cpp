@@ -1,8 +1,8 @@
-// Histogram: replaces the picture by a picture of its colour histogram: filled bars in red, green and blue over each other, above a grey
-// ramp.
+// Histogram: replaces the picture by a picture of its colour histogram: filled bars in red, green and blue over each
+// other, above a grey ramp.
 //
-// Large pictures are sampled on a grid of 100 x 100. The tallest bar between the end bins fills the height; the end bins, which collect
-// clipped pixels, are cut to it. A spline may smooth the bars.
+// Large pictures are sampled on a grid of 100 x 100. The tallest bar between the end bins fills the height; the end
+// bins, which collect clipped pixels, are cut to it. A spline may smooth the bars.
 
 #include <algorithm>
 #include <array>
@@ -49,7 +49,8 @@ void CountPacked(Vectors& vectors, const ConstPlane& plane, const FrameInfo& inf
     for (int k = 0; k < 3; ++k) vectors[k].assign(counts[k].begin(), counts[k].end());
 }
 
-void CountPlane(std::vector<double>& bins, const ConstPlane& plane, const FrameInfo& info, std::uint8_t shiftX, std::uint8_t shiftY) {
+void CountPlane(std::vector<double>& bins, const ConstPlane& plane, const FrameInfo& info, std::uint8_t shiftX,
+                std::uint8_t shiftY) {
     if (info.width + info.height >= kSampledFrom) {
         for (std::uint32_t i = 0; i < kGrid; ++i) {
             const std::uint8_t* row = plane.GetRow(((info.height >> shiftY) * i) / kGrid);
@@ -65,7 +66,8 @@ void CountPlane(std::vector<double>& bins, const ConstPlane& plane, const FrameI
 double FindScale(const Vectors& vectors, std::int64_t flags) {
     double scale = 0.0;
     for (std::size_t i = 0; i < kChannels; ++i) {
-        if ((flags >> i & 1) != 0) scale = std::max(scale, *std::max_element(vectors[i].begin() + 1, vectors[i].end() - 1));
+        if ((flags >> i & 1) != 0)
+            scale = std::max(scale, *std::max_element(vectors[i].begin() + 1, vectors[i].end() - 1));
     }
     return scale;
 }
@@ -80,7 +82,8 @@ void DrawRamp(const Plane& plane) {
     }
 }
 
-// Strictly above the row's threshold: a bin exactly as high as the area leaves the top row black. Not-a-number bins draw nothing.
+// Strictly above the row's threshold: a bin exactly as high as the area leaves the top row black. Not-a-number bins
+// draw nothing.
 void DrawBars(const Plane& plane, const Vectors& vectors, std::int64_t flags, std::uint32_t height) {
     for (std::uint32_t row = 0; row < height; ++row) {
         const double threshold = height - row;
@@ -110,13 +113,15 @@ public:
         EffectBaseCSCOneInput::SetSettings(settings);
         if (settings_.GetWidth() != kBins) {
             SettingsResizer size(SettingsResizer::ResizeMethods::Bicubic);
-            size.SetCustomMode(SettingsResizer::kExactSizeAlias,
-                               FrameInfo(settings_.GetWidth(), settings_.GetHeightScale() + settings_.GetHeightLevel()));
+            size.SetCustomMode(
+                SettingsResizer::kExactSizeAlias,
+                FrameInfo(settings_.GetWidth(), settings_.GetHeightScale() + settings_.GetHeightLevel()));
             resizer_->SetSettings(size);
         }
         // A smoother stays when the smoothing is set back to 0. Intended.
         if (settings_.GetSharpen() > 0)
-            smoother_ = std::make_unique<Detail::SplineSmoother>(positions_, static_cast<std::size_t>(settings_.GetSharpen()) + 1);
+            smoother_ = std::make_unique<Detail::SplineSmoother>(positions_,
+                                                                 static_cast<std::size_t>(settings_.GetSharpen()) + 1);
     }
 
 private:
@@ -180,6 +185,8 @@ private:
 
 }  // namespace
 
-OneInputPtr CreateHistogram(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<Histogram>(factory, allocator); }
+OneInputPtr CreateHistogram(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<Histogram>(factory, allocator);
+}
 
 }  // namespace Orvexa::Proc

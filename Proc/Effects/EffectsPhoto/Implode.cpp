@@ -1,5 +1,6 @@
-// Implode: inside the ellipse that fits the frame every pixel shows what lies farther out (or nearer) on the same ray. The amount falls
-// from the centre to nothing at the ellipse along the cubic 2 r^3 - 3 r^2 + 1, level at both ends. Exploding takes half the strength.
+// Implode: inside the ellipse that fits the frame every pixel shows what lies farther out (or nearer) on the same ray.
+// The amount falls from the centre to nothing at the ellipse along the cubic 2 r^3 - 3 r^2 + 1, level at both ends.
+// Exploding takes half the strength.
 
 #include <cmath>
 #include <utility>
@@ -32,11 +33,13 @@ public:
 private:
     void ProcessInternalImpl(FramePtr& frame) override {
         const FrameInfo info = frame->GetFrameInfo();
-        const float halfWidth = static_cast<float>(info.width) * 0.5f, halfHeight = static_cast<float>(info.height) * 0.5f;
+        const float halfWidth = static_cast<float>(info.width) * 0.5f,
+                    halfHeight = static_cast<float>(info.height) * 0.5f;
         const double gain = settings_.GetMode() == ImplodeMode::Implode ? kImplodeGain : kExplodeGain;
         const auto amount = static_cast<float>(gain * settings_.GetStrength() / 100.0);
-        remapper_->SetSettings(SettingsEffectRemapping(
-            [=](int x, int y) { return SourceOf(static_cast<float>(x), static_cast<float>(y), halfWidth, halfHeight, amount); }));
+        remapper_->SetSettings(SettingsEffectRemapping([=](int x, int y) {
+            return SourceOf(static_cast<float>(x), static_cast<float>(y), halfWidth, halfHeight, amount);
+        }));
         remapper_->ProcessData(frame);
     }
 
@@ -45,6 +48,8 @@ private:
 
 }  // namespace
 
-OneInputPtr CreateImplode(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<Implode>(factory, allocator); }
+OneInputPtr CreateImplode(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<Implode>(factory, allocator);
+}
 
 }  // namespace Orvexa::Proc

@@ -1,5 +1,5 @@
-// OilPaint: hands the picture to the host's painter, large ones at a half, a quarter, ... of their size, so that strokes are of a visible
-// size and the painter's work is bounded.
+// OilPaint: hands the picture to the host's painter, large ones at a half, a quarter, ... of their size, so that
+// strokes are of a visible size and the painter's work is bounded.
 
 #include <algorithm>
 
@@ -67,6 +67,8 @@ private:
 
 }  // namespace
 
-OneInputPtr CreateOilPaint(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<OilPaint>(factory, allocator); }
+OneInputPtr CreateOilPaint(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<OilPaint>(factory, allocator);
+}
 
 }  // namespace Orvexa::Proc

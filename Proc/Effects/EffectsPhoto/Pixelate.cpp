@@ -1,5 +1,6 @@
-// Pixelate: scales the picture down and up again with another method, so that every block becomes one flat cell. The scale follows the
-// strength along a cubic, level at both ends, from the full size at 0 to a shorter side of 32 cells at 100.
+// Pixelate: scales the picture down and up again with another method, so that every block becomes one flat cell. The
+// scale follows the strength along a cubic, level at both ends, from the full size at 0 to a shorter side of 32 cells
+// at 100.
 
 #include <algorithm>
 
@@ -74,6 +75,8 @@ private:
 
 }  // namespace
 
-OneInputPtr CreatePixelate(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<Pixelate>(factory, allocator); }
+OneInputPtr CreatePixelate(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<Pixelate>(factory, allocator);
+}
 
 }  // namespace Orvexa::Proc

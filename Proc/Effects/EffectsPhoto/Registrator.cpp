@@ -31,10 +31,11 @@
 
 namespace Orvexa::Proc {
 
-OneInputCreator CreateBalanceLuma, CreateBlackWhite, CreateBlurBokeh, CreateBlurRadial, CreateColorBalanceAuto, CreateColoredGlass,
-    CreateColorReduce, CreateCreateVideo, CreateCustom, CreateDirectionalAreaDeformation, CreateEmptyEffect, CreateGradient,
-    CreateGradientPosterize, CreateHistogram, CreateImplode, CreateOilPaint, CreatePixelate, CreateShapeMask, CreateSketch, CreateTiltShift,
-    CreateTintTemperature, CreateVignette, CreateWhiteBalance;
+OneInputCreator CreateBalanceLuma, CreateBlackWhite, CreateBlurBokeh, CreateBlurRadial, CreateColorBalanceAuto,
+    CreateColoredGlass, CreateColorReduce, CreateCreateVideo, CreateCustom, CreateDirectionalAreaDeformation,
+    CreateEmptyEffect, CreateGradient, CreateGradientPosterize, CreateHistogram, CreateImplode, CreateOilPaint,
+    CreatePixelate, CreateShapeMask, CreateSketch, CreateTiltShift, CreateTintTemperature, CreateVignette,
+    CreateWhiteBalance;
 TwoInputCreator CreateBlendPalette, CreateSegmentation;
 VarInputCreator CreateCutter, CreateStitcher;
 

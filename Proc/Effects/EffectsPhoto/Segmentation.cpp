@@ -1,6 +1,6 @@
-// Segmentation: separates the subject from the background, guided by strokes; delegates to an inner effect, most often the minimum cut
-// of GridGraphImpl. What this one adds concerns the mask that comes back: opacities, smoother borders, the strokes themselves, or a
-// picture that shows the result.
+// Segmentation: separates the subject from the background, guided by strokes; delegates to an inner effect, most often
+// the minimum cut of GridGraphImpl. What this one adds concerns the mask that comes back: opacities, smoother borders,
+// the strokes themselves, or a picture that shows the result.
 
 #include <string>
 
@@ -32,11 +32,13 @@ bool HasBothSeeds(const ConstPlane& seeds, std::uint8_t foreground, std::uint8_t
 }
 
 // `alphaRow` may be null.
-void WriteOpacities(std::uint8_t* mask, const std::uint8_t* alphaRow, std::uint8_t foreground, std::uint8_t opacity, std::uint64_t width) {
+void WriteOpacities(std::uint8_t* mask, const std::uint8_t* alphaRow, std::uint8_t foreground, std::uint8_t opacity,
+                    std::uint64_t width) {
     if (alphaRow == nullptr) {
         for (std::uint64_t x = 0; x < width; ++x) mask[x] = mask[x] == foreground ? opacity : std::uint8_t{0};
     } else {
-        for (std::uint64_t x = 0; x < width; ++x) mask[x] = mask[x] == foreground && alphaRow[x] != 0 ? opacity : std::uint8_t{0};
+        for (std::uint64_t x = 0; x < width; ++x)
+            mask[x] = mask[x] == foreground && alphaRow[x] != 0 ? opacity : std::uint8_t{0};
     }
 }
 
@@ -64,14 +66,17 @@ public:
             case Algorithm::Auto: inner_ = MakeEffect<Auto::AutoImpl>(factory_, allocator_); break;
             case Algorithm::GridGraph: inner_ = MakeEffect<GridGraph::GridGraphImpl>(factory_, allocator_); break;
             case Algorithm::Host:
-            case Algorithm::HostAlternative: inner_ = CreateTwoInput(SettingsEffectSegmentation::CLASS_ID, ImplPhotoNames::OPENCV); break;
+            case Algorithm::HostAlternative:
+                inner_ = CreateTwoInput(SettingsEffectSegmentation::CLASS_ID, ImplPhotoNames::OPENCV);
+                break;
         }
         if (inner_ != nullptr) {
             inner_->SetSettings(static_cast<const Settings&>(settings_));
             LendProgress();
         }
         if (settings_.GetSmooth() == 0) return;
-        SettingsEffectMorphology closing(MorphologyOperation::Close, 1, MorphologyKernel::Rectangle, MorphologyBorder::Reflect);
+        SettingsEffectMorphology closing(MorphologyOperation::Close, 1, MorphologyKernel::Rectangle,
+                                         MorphologyBorder::Reflect);
         closing.SetIterations(settings_.GetSmooth());
         morphology_->SetSettings(closing);
     }
@@ -85,22 +90,26 @@ protected:
     /// Adds the inner effect's statistics, and a note if the last result is not a mask.
     void AddStatistics(Core::Property& statistics) const override {
         if (lacksStrokes_) {
-            statistics.SetChild(Core::kNoteKey, "strokes on both the subject (" + std::to_string(settings_.GetForeground()) +
-                                                    ") and the background (" + std::to_string(settings_.GetBackground()) +
-                                                    ") are needed; the strokes were returned as they are");
+            statistics.SetChild(Core::kNoteKey,
+                                "strokes on both the subject (" + std::to_string(settings_.GetForeground()) +
+                                    ") and the background (" + std::to_string(settings_.GetBackground()) +
+                                    ") are needed; the strokes were returned as they are");
         }
         if (inner_ != nullptr) statistics.Add(inner_->GetStatistic());
     }
 
 private:
-    void LendProgress() { inner_->SetProgressController(settings_.ShowProgress() ? GetProgressController() : ProgressPtr()); }
+    void LendProgress() {
+        inner_->SetProgressController(settings_.ShowProgress() ? GetProgressController() : ProgressPtr());
+    }
 
     void ProcessInternalImpl(FramePtr& frame, const ConstFramePtr& seeds) override {
         if (inner_ == nullptr) SetSettings(SettingsEffectSegmentation(settings_));
         if (inner_ == nullptr) Throw("Segmentation algorithm is not supported! It must be 0..3.");
         const bool asksForStrokes = settings_.GetAlgorithm() != Algorithm::Auto && seeds != nullptr;
         if (asksForStrokes || (settings_.GetKeepSelection() && seeds != nullptr)) CheckSeeds(*frame, *seeds);
-        lacksStrokes_ = asksForStrokes && !HasBothSeeds(seeds->GetPlane(0), settings_.GetForeground(), settings_.GetBackground());
+        lacksStrokes_ =
+            asksForStrokes && !HasBothSeeds(seeds->GetPlane(0), settings_.GetForeground(), settings_.GetBackground());
         if (lacksStrokes_) {
             frame = CloneFrame(*seeds, kCloneCopy);
             return;
@@ -116,9 +125,11 @@ private:
 
     static void CheckSeeds(const IDataVideo& frame, const IDataVideo& seeds) {
         const FrameInfo &info = frame.GetFrameInfo(), &seedInfo = seeds.GetFrameInfo();
-        if (seeds.GetPixFmt() == PixFmt::Gray8 && seedInfo.width == info.width && seedInfo.height == info.height) return;
-        Throw("The seed mask must be grey with one byte per pixel and have the size of the picture, " + std::to_string(info.width) + " x " +
-              std::to_string(info.height) + "; it has " + std::to_string(seedInfo.width) + " x " + std::to_string(seedInfo.height));
+        if (seeds.GetPixFmt() == PixFmt::Gray8 && seedInfo.width == info.width && seedInfo.height == info.height)
+            return;
+        Throw("The seed mask must be grey with one byte per pixel and have the size of the picture, " +
+              std::to_string(info.width) + " x " + std::to_string(info.height) + "; it has " +
+              std::to_string(seedInfo.width) + " x " + std::to_string(seedInfo.height));
     }
 
     // Pixels that are transparent in the picture are in its mask, too.
@@ -136,7 +147,8 @@ private:
     FramePtr Smoothed(const FramePtr& mask) {
         const FrameInfo& info = mask->GetFrameInfo();
         const std::uint32_t margin = settings_.GetSmooth();
-        FramePtr smooth = NewFrame(allocator_, PixFmt::Gray8, FrameInfo(info.width + 2 * margin, info.height + 2 * margin, info.aspect));
+        FramePtr smooth = NewFrame(allocator_, PixFmt::Gray8,
+                                   FrameInfo(info.width + 2 * margin, info.height + 2 * margin, info.aspect));
         smooth->Fill(Color::Black(Opacity::Opaque));
         CopyDataVideo(mask, smooth, static_cast<int>(margin), static_cast<int>(margin));
         morphology_->ProcessData(smooth);

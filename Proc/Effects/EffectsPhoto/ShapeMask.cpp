@@ -1,6 +1,6 @@
-// ShapeMask: replaces a picture by a grey mask of its size: one value inside an ellipse or a rectangle, another far outside, and a cubic
-// falloff between them. The settings map pixels to a space in which the shape is the unit disc or the unit square. Large masks are
-// evaluated at a fraction of their size and scaled up.
+// ShapeMask: replaces a picture by a grey mask of its size: one value inside an ellipse or a rectangle, another far
+// outside, and a cubic falloff between them. The settings map pixels to a space in which the shape is the unit disc or
+// the unit square. Large masks are evaluated at a fraction of their size and scaled up.
 
 #include <algorithm>
 #include <cmath>
@@ -24,13 +24,14 @@ constexpr double kWideExtent = 3.0;
 double OuterExtent(const SettingsEffectShapeMask& settings) {
     switch (settings.GetThresholdMode()) {
         case ShapeMaskThresholdMode::Absolute: return settings.GetThreshold();
-        case ShapeMaskThresholdMode::Relative: return settings.GetThreshold() / std::min(settings.GetHeight(), settings.GetWidth());
+        case ShapeMaskThresholdMode::Relative:
+            return settings.GetThreshold() / std::min(settings.GetHeight(), settings.GetWidth());
         default: return kWideExtent;
     }
 }
 
-// A shape's mask value at a normalised point. The values inside the shape and outside the falloff are those of the settings at the time of
-// the call, which the effect may have reset; the falloff keeps the ones that it was made with.
+// A shape's mask value at a normalised point. The values inside the shape and outside the falloff are those of the
+// settings at the time of the call, which the effect may have reset; the falloff keeps the ones that it was made with.
 class Impl {
 public:
     explicit Impl(const SettingsEffectShapeMask& settings)
@@ -47,8 +48,8 @@ protected:
     std::uint8_t Foreground() const { return settings_.GetForeground(); }
     std::uint8_t Background() const { return settings_.GetBackground(); }
 
-    // The falloff at a distance beyond the shape of 0..extent - 1; an overshooting curve is clamped. In a shape without width or height
-    // positions and slopes may be no numbers, which count as outside.
+    // The falloff at a distance beyond the shape of 0..extent - 1; an overshooting curve is clamped. In a shape without
+    // width or height positions and slopes may be no numbers, which count as outside.
     std::uint8_t Falloff(double distance) const {
         if (distance < 0) return start_;
         const auto [start, startSlope, end, endSlope] = Detail::HermiteBasis(distance / (extent_ - 1));
@@ -172,6 +173,8 @@ private:
 
 }  // namespace
 
-OneInputPtr CreateShapeMask(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<ShapeMask>(factory, allocator); }
+OneInputPtr CreateShapeMask(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<ShapeMask>(factory, allocator);
+}
 
 }  // namespace Orvexa::Proc

@@ -1,7 +1,7 @@
 // Sketch: composes a grey version of the picture with pencil strokes.
 //
-// The strokes are drawn from nothing: noise, smeared along lines and drawn over in charcoal. They are made at no more than 512 x 512 pixels
-// and extended over larger pictures by the host's pad.
+// The strokes are drawn from nothing: noise, smeared along lines and drawn over in charcoal. They are made at no more
+// than 512 x 512 pixels and extended over larger pictures by the host's pad.
 
 #include <algorithm>
 
@@ -52,7 +52,8 @@ private:
             inputInfo_ = info;
             if (isPadded) pad_->SetSettings(SettingsEffectPad(margins, PadMode::Texture));
         }
-        FramePtr texture = DrawTexture(FrameInfo(info.width - margins.right, info.height - margins.bottom, info.aspect));
+        FramePtr texture =
+            DrawTexture(FrameInfo(info.width - margins.right, info.height - margins.bottom, info.aspect));
         if (isPadded) pad_->ProcessData(texture);
         FramePtr grey = frame;
         ConvertToGrey(grey);
@@ -86,6 +87,8 @@ private:
 
 }  // namespace
 
-OneInputPtr CreateSketch(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<Sketch>(factory, allocator); }
+OneInputPtr CreateSketch(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<Sketch>(factory, allocator);
+}
 
 }  // namespace Orvexa::Proc

@@ -1,11 +1,11 @@
-// Stitcher: puts patches of one size, row by row, together to the picture that they were cut from. Where patches overlap, the later one is
-// blended over the earlier ones by a mask that rises along a cubic, level at both ends, from the outer edge of the overlap to its inner
-// one.
+// Stitcher: puts patches of one size, row by row, together to the picture that they were cut from. Where patches
+// overlap, the later one is blended over the earlier ones by a mask that rises along a cubic, level at both ends, from
+// the outer edge of the overlap to its inner one.
 //
-// Where four patches meet, three blends come one after another. The weights are to be products of the ramps of both axes, R going right and
-// D going down: (1 - R)(1 - D), R(1 - D), (1 - R)D and RD, which are the weights of the two patches above at the upper edge, and so on, all
-// around. The last patch therefore gets RD, and the one to its left (1 - R)D / (1 - RD) in its upper right corner, of which the last leaves
-// (1 - R)D.
+// Where four patches meet, three blends come one after another. The weights are to be products of the ramps of both
+// axes, R going right and D going down: (1 - R)(1 - D), R(1 - D), (1 - R)D and RD, which are the weights of the two
+// patches above at the upper edge, and so on, all around. The last patch therefore gets RD, and the one to its left (1
+// - R)D / (1 - RD) in its upper right corner, of which the last leaves (1 - R)D.
 
 #include <array>
 #include <string>
@@ -24,7 +24,8 @@ namespace {
 // Of a row or column of patches.
 enum Place : std::size_t { kFirst, kMiddle, kLast };
 
-// Patches along one axis, in pixels: a patch of `patch` pixels carries `inner` pixels of picture behind a margin of `margin`.
+// Patches along one axis, in pixels: a patch of `patch` pixels carries `inner` pixels of picture behind a margin of
+// `margin`.
 struct Axis {
     std::uint32_t patch, margin, inner, overlap, length, canvas, step;
 
@@ -36,10 +37,12 @@ struct Axis {
 Axis MakeAxis(const char* name, std::uint32_t patch, std::uint64_t before, std::uint64_t after, std::uint32_t overlap,
               std::uint32_t length) {
     if (before + after >= patch)
-        Throw("The margins leave nothing of a patch's " + std::string(name) + " of " + std::to_string(patch) + " pixels");
+        Throw("The margins leave nothing of a patch's " + std::string(name) + " of " + std::to_string(patch) +
+              " pixels");
     const std::uint64_t shared = overlap + before + after;
     if (shared >= patch) Throw("Overlap must be smaller than the patch!");
-    if (length == 0) Throw("Stitcher needs the size of the picture that was cut: its frame " + std::string(name) + " is 0");
+    if (length == 0)
+        Throw("Stitcher needs the size of the picture that was cut: its frame " + std::string(name) + " is 0");
     const auto sharedPixels = static_cast<std::uint32_t>(shared);
     return {patch,
             static_cast<std::uint32_t>(before),
@@ -60,7 +63,8 @@ std::vector<std::uint8_t> MakeRamp(std::uint32_t overlap) {
     return ramp;
 }
 
-// The opacities of a patch, for which the ramps of its overlaps with earlier patches and with the next one in its row, if any, are given.
+// The opacities of a patch, for which the ramps of its overlaps with earlier patches and with the next one in its row,
+// if any, are given.
 void DrawMask(const Plane& mask, Place row, Place column, bool hasNext, const std::vector<std::uint8_t>& down,
               const std::vector<std::uint8_t>& right) {
     const auto at = [](const std::vector<std::uint8_t>& ramp, bool isThere, std::uint64_t i) {
@@ -121,7 +125,8 @@ private:
 };
 
 // The blender leaves alpha alone; patches fade into each other in alpha, too.
-void BlendAlpha(const PixFmtDescription& description, const Plane& canvas, const ConstPlane& patch, const ConstPlane& mask) {
+void BlendAlpha(const PixFmtDescription& description, const Plane& canvas, const ConstPlane& patch,
+                const ConstPlane& mask) {
     const std::uint64_t step = canvas.GetBytesPerPixel(),
                         first = description.IsPlanar() ? 0 : static_cast<std::uint64_t>(description.alpha);
     for (std::uint64_t y = 0; y < mask.GetHeight(); ++y) {
@@ -150,8 +155,10 @@ private:
         const auto& first = dynamic_cast<const IDataVideo&>(*frames.front());
         const FrameInfo& info = first.GetFrameInfo();
         const CropInfo& crop = settings_.GetCropInfo();
-        const Axis across = MakeAxis("width", info.width, crop.left, crop.right, settings_.GetOverlapX(), settings_.GetFrameWidth());
-        const Axis down = MakeAxis("height", info.height, crop.top, crop.bottom, settings_.GetOverlapY(), settings_.GetFrameHeight());
+        const Axis across =
+            MakeAxis("width", info.width, crop.left, crop.right, settings_.GetOverlapX(), settings_.GetFrameWidth());
+        const Axis down =
+            MakeAxis("height", info.height, crop.top, crop.bottom, settings_.GetOverlapY(), settings_.GetFrameHeight());
         CheckPatches(frames, first, across, down);
         CheckFormat(PixFmtDescription::Get(first.GetPixFmt()), across, down);
 
@@ -163,7 +170,8 @@ private:
                 FramePtr inner = CloneFrame(dynamic_cast<const IDataVideo&>(**patch++), kCloneView);
                 inner->Crop(across.margin, down.margin, across.inner, down.inner);
                 if ((x == 0 && y == 0) || !settings_.IsOverlapped()) {
-                    CopyDataVideo(inner, canvas, static_cast<int>(across.margin + x), static_cast<int>(down.margin + y));
+                    CopyDataVideo(inner, canvas, static_cast<int>(across.margin + x),
+                                  static_cast<int>(down.margin + y));
                     continue;
                 }
                 FramePtr target = CloneFrame(*canvas, kCloneView);
@@ -175,21 +183,22 @@ private:
         return canvas;
     }
 
-    static void CheckPatches(const std::vector<DataPtr>& frames, const IDataVideo& first, const Axis& across, const Axis& down) {
+    static void CheckPatches(const std::vector<DataPtr>& frames, const IDataVideo& first, const Axis& across,
+                             const Axis& down) {
         const std::uint64_t columns = across.GetCount(), rows = down.GetCount();
         if (frames.size() != columns * rows) {
-            Throw("A picture of " + std::to_string(across.length) + " x " + std::to_string(down.length) + " pixels has " +
-                  std::to_string(columns * rows) + " patches, " + std::to_string(columns) + " x " + std::to_string(rows) + ", of " +
-                  std::to_string(across.patch) + " x " + std::to_string(down.patch) + " pixels with these overlaps; there are " +
-                  std::to_string(frames.size()));
+            Throw("A picture of " + std::to_string(across.length) + " x " + std::to_string(down.length) +
+                  " pixels has " + std::to_string(columns * rows) + " patches, " + std::to_string(columns) + " x " +
+                  std::to_string(rows) + ", of " + std::to_string(across.patch) + " x " + std::to_string(down.patch) +
+                  " pixels with these overlaps; there are " + std::to_string(frames.size()));
         }
         for (std::size_t i = 1; i < frames.size(); ++i) {
             const auto& patch = dynamic_cast<const IDataVideo&>(*frames[i]);
             const FrameInfo& info = patch.GetFrameInfo();
             if (patch.GetPixFmt() != first.GetPixFmt() || info.width != across.patch || info.height != down.patch) {
-                Throw("All patches must have the size and pixel format of the first, " + std::to_string(across.patch) + " x " +
-                      std::to_string(down.patch) + "; patch " + std::to_string(i) + " has " + std::to_string(info.width) + " x " +
-                      std::to_string(info.height));
+                Throw("All patches must have the size and pixel format of the first, " + std::to_string(across.patch) +
+                      " x " + std::to_string(down.patch) + "; patch " + std::to_string(i) + " has " +
+                      std::to_string(info.width) + " x " + std::to_string(info.height));
             }
         }
     }
@@ -198,15 +207,17 @@ private:
         const bool isIndexed = description.kind == PixFmtDescription::Kind::Indexed;
         if (isIndexed && settings_.IsOverlapped() && across.GetCount() * down.GetCount() > 1) {
             Throw(
-                "Pixel format is not supported! Indexed patches cannot be blended; stitch them without overlapped or convert them first.");
+                "Pixel format is not supported! Indexed patches cannot be blended; stitch them without overlapped or "
+                "convert them first.");
         }
         RequireSharedChromaGrid(across, description.chromaShiftX, "left", description);
         RequireSharedChromaGrid(down, description.chromaShiftY, "top", description);
     }
 
-    // A margin moves the chroma of a patch by whole samples, rounded down. Where the patch's own start is rounded down, too, both together
-    // may miss the sample of the canvas by one.
-    static void RequireSharedChromaGrid(const Axis& axis, std::uint8_t shift, const char* side, const PixFmtDescription& description) {
+    // A margin moves the chroma of a patch by whole samples, rounded down. Where the patch's own start is rounded down,
+    // too, both together may miss the sample of the canvas by one.
+    static void RequireSharedChromaGrid(const Axis& axis, std::uint8_t shift, const char* side,
+                                        const PixFmtDescription& description) {
         const std::uint32_t fraction = (1u << shift) - 1;
         for (std::uint32_t start = 0; start + axis.patch <= axis.canvas; start += axis.step) {
             if ((start & fraction) + (axis.margin & fraction) <= fraction) continue;
@@ -218,7 +229,8 @@ private:
     }
 
     FramePtr MakeCanvas(const IDataVideo& first, const Axis& across, const Axis& down) const {
-        FramePtr canvas = NewFrame(allocator_, first.GetPixFmt(), FrameInfo(across.canvas, down.canvas, first.GetFrameInfo().aspect));
+        FramePtr canvas =
+            NewFrame(allocator_, first.GetPixFmt(), FrameInfo(across.canvas, down.canvas, first.GetFrameInfo().aspect));
         canvas->SetTimestamp(first.GetTimestamp());
         canvas->SetDuration(first.GetDuration());
         // Without margins the patches cover it.
@@ -254,6 +266,8 @@ private:
 
 }  // namespace
 
-VarInputPtr CreateStitcher(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<Stitcher>(factory, allocator); }
+VarInputPtr CreateStitcher(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<Stitcher>(factory, allocator);
+}
 
 }  // namespace Orvexa::Proc

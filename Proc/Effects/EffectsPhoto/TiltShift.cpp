@@ -1,9 +1,10 @@
 // TiltShift: lays a blurred copy of the picture over it through a mask that is clear where the picture stays in focus.
 //
-// The copy is blurred at a size of at most 1024 x 768, which hides in the blur and makes its cost the same for every picture.
+// The copy is blurred at a size of at most 1024 x 768, which hides in the blur and makes its cost the same for every
+// picture.
 //
-// Mask and blur are deliberately not renewed when the settings change: the blur keeps the strength that it was created with, and the mask
-// follows the picture's geometry alone.
+// Mask and blur are deliberately not renewed when the settings change: the blur keeps the strength that it was created
+// with, and the mask follows the picture's geometry alone.
 
 #include "Host/Proc/VideoFrame.h"
 #include "Host/Settings/Common/SettingsEffectAlpha.h"
@@ -101,7 +102,8 @@ private:
             mask_ = blurred;
             shapeMask_->ProcessData(mask_);
         }
-        const auto& extraction = dynamic_cast<const SettingsEffectExtraAlphaExtractor&>(extraAlphaExtractor_->GetSettingsBase());
+        const auto& extraction =
+            dynamic_cast<const SettingsEffectExtraAlphaExtractor&>(extraAlphaExtractor_->GetSettingsBase());
         const bool isForFormat = extraction.GetPixelFormat() == pixFmt;
         if (chromaMask_ != nullptr && isForFormat) return;
         if (!isForFormat) extraAlphaExtractor_->SetSettings(SettingsEffectExtraAlphaExtractor(pixFmt));
@@ -124,6 +126,8 @@ private:
 
 }  // namespace
 
-OneInputPtr CreateTiltShift(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<TiltShift>(factory, allocator); }
+OneInputPtr CreateTiltShift(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<TiltShift>(factory, allocator);
+}
 
 }  // namespace Orvexa::Proc

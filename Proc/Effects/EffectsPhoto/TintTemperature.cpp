@@ -1,5 +1,5 @@
-// TintTemperature: adds the temperature to red and takes it from blue, adds the tint to green, and gives the picture its luma back, so that
-// only its colour changes.
+// TintTemperature: adds the temperature to red and takes it from blue, adds the tint to green, and gives the picture
+// its luma back, so that only its colour changes.
 
 #include <algorithm>
 #include <array>
@@ -15,7 +15,8 @@ namespace {
 // In 64 bits, since any 32-bit setting is accepted.
 Detail::Curve OffsetCurve(std::int64_t offset) {
     Detail::Curve curve;
-    for (std::int64_t i = 0; i < 256; ++i) curve[i] = static_cast<std::uint8_t>(std::clamp<std::int64_t>(i + offset, 0, 255));
+    for (std::int64_t i = 0; i < 256; ++i)
+        curve[i] = static_cast<std::uint8_t>(std::clamp<std::int64_t>(i + offset, 0, 255));
     return curve;
 }
 
@@ -37,7 +38,8 @@ private:
     void ProcessInternalColor(FramePtr& frame) override {
         const Detail::PackedRgb layout(frame->GetPixFmt());
         if (!IsExclusive(frame)) frame = CloneFrame(*frame, kCloneIndependent);
-        const std::array<Detail::Curve, 3> curves{layout.isBlueFirst ? blue_ : red_, green_, layout.isBlueFirst ? red_ : blue_};
+        const std::array<Detail::Curve, 3> curves{layout.isBlueFirst ? blue_ : red_, green_,
+                                                  layout.isBlueFirst ? red_ : blue_};
         Detail::ApplyCurves(curves, frame->GetPlane(0), layout.bytesPerPixel);
     }
 

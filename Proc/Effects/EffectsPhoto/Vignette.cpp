@@ -88,6 +88,8 @@ private:
 
 }  // namespace
 
-OneInputPtr CreateVignette(const FactoryPtr& factory, const AllocatorPtr& allocator) { return MakeEffect<Vignette>(factory, allocator); }
+OneInputPtr CreateVignette(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<Vignette>(factory, allocator);
+}
 
 }  // namespace Orvexa::Proc

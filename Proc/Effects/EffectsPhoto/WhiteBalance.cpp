@@ -1,8 +1,8 @@
 // WhiteBalance: removes a colour cast, given one colour that should have been grey.
 //
-// Grey is the mean of the reference colour's channels. Each channel gets a curve of two straight lines, 0 -> 0, reference -> grey,
-// 255 -> 255. Where the upper line would be steep, a line of slope 2 replaces it, so that the few levels above the reference are
-// not torn apart; white then stays below 255 in that channel.
+// Grey is the mean of the reference colour's channels. Each channel gets a curve of two straight lines, 0 -> 0,
+// reference -> grey, 255 -> 255. Where the upper line would be steep, a line of slope 2 replaces it, so that the few
+// levels above the reference are not torn apart; white then stays below 255 in that channel.
 
 #include <array>
 
@@ -59,7 +59,8 @@ public:
 
 private:
     const std::vector<PixFmt>& GetWorkingPixFmts() const override {
-        static const std::vector<PixFmt> formats{PixFmt::Bgr24, PixFmt::Rgb24, PixFmt::Bgra, PixFmt::Rgba, PixFmt::Rgba2, PixFmt::Bgra2};
+        static const std::vector<PixFmt> formats{PixFmt::Bgr24, PixFmt::Rgb24, PixFmt::Bgra,
+                                                 PixFmt::Rgba,  PixFmt::Rgba2, PixFmt::Bgra2};
         return formats;
     }
 

@@ -15,7 +15,8 @@ namespace Orvexa::Proc {
 namespace {
 
 class SettingsEffectEndsProcess final : public Settings {
-    ORVEXA_SETTINGS(SettingsEffectEndsProcess, "EndsProcess", "Tests", "Ends the process on pictures of a certain colour.")
+    ORVEXA_SETTINGS(SettingsEffectEndsProcess, "EndsProcess", "Tests",
+                    "Ends the process on pictures of a certain colour.")
     ORVEXA_EQUALITY(SettingsEffectEndsProcess)
 };
 
@@ -52,5 +53,6 @@ OneInputPtr CreateEndsProcess(const FactoryPtr& factory, const AllocatorPtr& all
 
 extern "C" [[gnu::visibility("default")]] bool Registrator(Orvexa::Proc::IEffectFactory* factory) {
     using namespace Orvexa;
-    return factory->RegisterOneInputEffect(Proc::SettingsEffectEndsProcess::CLASS_ID, ImplNames::ORVEXA, Proc::CreateEndsProcess, 0);
+    return factory->RegisterOneInputEffect(Proc::SettingsEffectEndsProcess::CLASS_ID, ImplNames::ORVEXA,
+                                           Proc::CreateEndsProcess, 0);
 }

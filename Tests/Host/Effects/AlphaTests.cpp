@@ -11,9 +11,10 @@ struct AlphaPlace {
     std::uint8_t plane;
     int channel;
 };
-constexpr AlphaPlace kAlphaPlaces[] = {{PixFmt::Argb, 0, 0},     {PixFmt::Rgba, 0, 3},     {PixFmt::Abgr, 0, 0},    {PixFmt::Bgra, 0, 3},
-                                       {PixFmt::Argb2, 0, 0},    {PixFmt::Rgba2, 0, 3},    {PixFmt::Abgr2, 0, 0},   {PixFmt::Bgra2, 0, 3},
-                                       {PixFmt::Yuva420p, 3, 0}, {PixFmt::Yuva422p, 3, 0}, {PixFmt::Yuva444p, 3, 0}};
+constexpr AlphaPlace kAlphaPlaces[] = {{PixFmt::Argb, 0, 0},     {PixFmt::Rgba, 0, 3},    {PixFmt::Abgr, 0, 0},
+                                       {PixFmt::Bgra, 0, 3},     {PixFmt::Argb2, 0, 0},   {PixFmt::Rgba2, 0, 3},
+                                       {PixFmt::Abgr2, 0, 0},    {PixFmt::Bgra2, 0, 3},   {PixFmt::Yuva420p, 3, 0},
+                                       {PixFmt::Yuva422p, 3, 0}, {PixFmt::Yuva444p, 3, 0}};
 
 TEST(AlphaExtractor, TakesTheChannelOrNothing) {
     for (const AlphaPlace& place : kAlphaPlaces) {
@@ -21,7 +22,8 @@ TEST(AlphaExtractor, TakesTheChannelOrNothing) {
             const GuardedFrame source(place.format, width, height);
             const FramePtr mask = RunHost(SettingsEffectAlphaExtractor(), source.GetFrame());
             ASSERT_EQ(mask->GetPixFmt(), PixFmt::Gray8);
-            EXPECT_EQ(Read(*mask, 0).values, Read(*source.GetFrame(), place.plane, place.channel).values) << Name(place.format);
+            EXPECT_EQ(Read(*mask, 0).values, Read(*source.GetFrame(), place.plane, place.channel).values)
+                << Name(place.format);
         }
     }
     for (const PixFmt format : {PixFmt::Rgb24, PixFmt::Yuv420p, PixFmt::Nv12, PixFmt::Gray8}) {
@@ -44,7 +46,8 @@ TEST(AlphaInserter, WritesOnlyTheAlphaChannelOfAFrameOfItsOwn) {
             const GuardedFrame mask(PixFmt::Gray8, width, height);
             const FramePtr expected = CloneFrame(*source.GetFrame(), kCloneIndependent);
             Write(*expected, place.plane, place.channel, Read(*mask.GetFrame(), 0));
-            EXPECT_TRUE(SameFrames(RunHost(SettingsEffectAlphaInserter(), source.GetFrame(), mask.GetFrame()), expected));
+            EXPECT_TRUE(
+                SameFrames(RunHost(SettingsEffectAlphaInserter(), source.GetFrame(), mask.GetFrame()), expected));
             EXPECT_EQ(Bytes(*source.GetFrame()), before) << "the caller's frame was written";
             EXPECT_TRUE(source.IsGuardIntact());
         }
@@ -78,7 +81,8 @@ TEST(AlphaInserter, PassesFormatsWithoutAlphaAndRefusesOtherMasks) {
     EXPECT_THROW(RunHost(SettingsEffectAlphaInserter(), frame, MakeFrame(PixFmt::Gray8, 7, 4)), EffectException);
     EXPECT_THROW(RunHost(SettingsEffectAlphaInserter(), frame, MakeFrame(PixFmt::Rgb24, 7, 5)), EffectException);
 
-    const FramePtr indexed = MakeFrame(PixFmt::Pal8, 7, 5), opened = RunHost(SettingsEffectAlphaInserter(), indexed, mask);
+    const FramePtr indexed = MakeFrame(PixFmt::Pal8, 7, 5),
+                   opened = RunHost(SettingsEffectAlphaInserter(), indexed, mask);
     ASSERT_EQ(opened->GetPixFmt(), PixFmt::Rgba);
     EXPECT_EQ(Read(*opened, 0, 3).values, Read(*mask, 0).values);
 }
@@ -93,17 +97,21 @@ TEST(ExtraAlphaExtractor, AveragesTheMaskUnderEachChromaSample) {
                 EXPECT_EQ(result, mask.GetFrame()) << Name(format);
                 continue;
             }
-            const int w = d.GetPlanWidthSize(static_cast<int>(width), 2), h = d.GetPlaneHeight(static_cast<int>(height), 1);
-            const Grid expected =
-                Resampled(Read(*mask.GetFrame(), 0), w > 0 ? w : static_cast<int>(width + 1) / 2, h, d.chromaShiftX, d.chromaShiftY);
-            const FramePtr frame = NewFrame(TestAllocator(), PixFmt::Gray8,
-                                            FrameInfo(static_cast<std::uint32_t>(expected.width), static_cast<std::uint32_t>(h)));
+            const int w = d.GetPlanWidthSize(static_cast<int>(width), 2),
+                      h = d.GetPlaneHeight(static_cast<int>(height), 1);
+            const Grid expected = Resampled(Read(*mask.GetFrame(), 0), w > 0 ? w : static_cast<int>(width + 1) / 2, h,
+                                            d.chromaShiftX, d.chromaShiftY);
+            const FramePtr frame =
+                NewFrame(TestAllocator(), PixFmt::Gray8,
+                         FrameInfo(static_cast<std::uint32_t>(expected.width), static_cast<std::uint32_t>(h)));
             Write(*frame, 0, 0, expected);
             EXPECT_TRUE(SameFrames(result, frame)) << Name(format);
         }
     }
-    EXPECT_THROW(RunHost(SettingsEffectExtraAlphaExtractor(PixFmt::Yuv420p), MakeFrame(PixFmt::Rgb24, 4, 4)), EffectException);
-    EXPECT_THROW(RunHost(SettingsEffectExtraAlphaExtractor(PixFmt::None), MakeFrame(PixFmt::Gray8, 4, 4)), EffectException);
+    EXPECT_THROW(RunHost(SettingsEffectExtraAlphaExtractor(PixFmt::Yuv420p), MakeFrame(PixFmt::Rgb24, 4, 4)),
+                 EffectException);
+    EXPECT_THROW(RunHost(SettingsEffectExtraAlphaExtractor(PixFmt::None), MakeFrame(PixFmt::Gray8, 4, 4)),
+                 EffectException);
 }
 
 }  // namespace

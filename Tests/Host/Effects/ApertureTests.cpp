@@ -52,7 +52,8 @@ TEST(Aperture, DiscPixelsAreTheirCoverage) {
                     inside += dx * dx + dy * dy <= size * size / 4.0;
                 }
                 // Sixteen heights a row are exact to about 1/100 of a pixel on the steepest curves.
-                ASSERT_NEAR(disc.At(x, y), 255.0 * inside / (kSamples * kSamples), 3.0) << size << ": " << x << ", " << y;
+                ASSERT_NEAR(disc.At(x, y), 255.0 * inside / (kSamples * kSamples), 3.0)
+                    << size << ": " << x << ", " << y;
             }
         }
         for (const auto& [x, y] : {std::pair{size / 2, 0}, {0, size / 2}, {size / 2, size - 1}, {size - 1, size / 2}})
@@ -63,9 +64,11 @@ TEST(Aperture, DiscPixelsAreTheirCoverage) {
 TEST(Aperture, ShapesAreWhatTheirNamesSay) {
     const double pi = std::numbers::pi;
     const auto polygonArea = [&](int n) { return n / 2.0 * std::sin(2 * pi / n) / pi; };
-    for (const int n : {3, 4, 5, 6, 8, 16}) EXPECT_NEAR(RelativeArea(Draw(ApertureShape::Polygon, n)), polygonArea(n), 0.002) << n;
+    for (const int n : {3, 4, 5, 6, 8, 16})
+        EXPECT_NEAR(RelativeArea(Draw(ApertureShape::Polygon, n)), polygonArea(n), 0.002) << n;
     EXPECT_NEAR(RelativeArea(Draw(ApertureShape::Disc)), 1.0, 0.001);
-    const Grid ring = Draw(ApertureShape::Ring), heart = Draw(ApertureShape::Heart), star = Draw(ApertureShape::Star, 5);
+    const Grid ring = Draw(ApertureShape::Ring), heart = Draw(ApertureShape::Heart),
+               star = Draw(ApertureShape::Star, 5);
     EXPECT_NEAR(RelativeArea(ring), 1.0 - 0.36, 0.001);
     EXPECT_EQ(At(ring, 0, 0), 0);
     EXPECT_EQ(At(ring, 0.8, 0), 255);
@@ -83,7 +86,9 @@ TEST(Aperture, ShapesAreWhatTheirNamesSay) {
         const Grid image = Draw(ApertureShape::Star, points, 0.0, 401);
         int entries = 0;
         for (int i = 0; i < 3600; ++i) {
-            const auto isInside = [&](int k) { return At(image, 0.7 * std::sin(k * pi / 1800), 0.7 * std::cos(k * pi / 1800)) > 127; };
+            const auto isInside = [&](int k) {
+                return At(image, 0.7 * std::sin(k * pi / 1800), 0.7 * std::cos(k * pi / 1800)) > 127;
+            };
             entries += isInside(i) && !isInside(i + 3599);
         }
         EXPECT_EQ(entries, points);
@@ -94,15 +99,17 @@ TEST(Aperture, ShapesAreWhatTheirNamesSay) {
 
 TEST(Aperture, ShapesAreSymmetricAndCentred) {
     for (const int size : {50, 101}) {
-        for (const ApertureShape shape :
-             {ApertureShape::Disc, ApertureShape::Polygon, ApertureShape::Ring, ApertureShape::Heart, ApertureShape::Star}) {
+        for (const ApertureShape shape : {ApertureShape::Disc, ApertureShape::Polygon, ApertureShape::Ring,
+                                          ApertureShape::Heart, ApertureShape::Star}) {
             const Grid image = Draw(shape, 6, 0.0, size);
             for (int y = 0; y < size; ++y) {
                 // Mirror images may differ by the last bit before rounding.
                 for (int x = 0; x < size; ++x) {
-                    ASSERT_NEAR(image.At(x, y), image.At(size - 1 - x, y), 1.0) << static_cast<int>(shape) << ": " << x << ", " << y;
+                    ASSERT_NEAR(image.At(x, y), image.At(size - 1 - x, y), 1.0)
+                        << static_cast<int>(shape) << ": " << x << ", " << y;
                     const int mirroredY = shape == ApertureShape::Heart ? y : size - 1 - y;
-                    ASSERT_NEAR(image.At(x, y), image.At(x, mirroredY), 1.0) << static_cast<int>(shape) << ": " << x << ", " << y;
+                    ASSERT_NEAR(image.At(x, y), image.At(x, mirroredY), 1.0)
+                        << static_cast<int>(shape) << ": " << x << ", " << y;
                 }
             }
         }

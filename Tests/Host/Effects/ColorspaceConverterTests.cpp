@@ -11,7 +11,9 @@ namespace {
 
 using Kind = PixFmtDescription::Kind;
 
-FramePtr Convert(const FramePtr& frame, PixFmt target) { return RunHost(SettingsColorspaceConverter(target, true), frame); }
+FramePtr Convert(const FramePtr& frame, PixFmt target) {
+    return RunHost(SettingsColorspaceConverter(target, true), frame);
+}
 
 // A picture of four channels at full size: red, green, blue or luma and both chromas; then alpha.
 enum class Model { Gray, Rgb, Ycc };
@@ -21,7 +23,9 @@ struct Picture {
 };
 
 Model ModelOf(const PixFmtDescription& d) {
-    return d.kind == Kind::Gray ? Model::Gray : d.kind == Kind::Packed || d.kind == Kind::Indexed ? Model::Rgb : Model::Ycc;
+    return d.kind == Kind::Gray                                ? Model::Gray
+           : d.kind == Kind::Packed || d.kind == Kind::Indexed ? Model::Rgb
+                                                               : Model::Ycc;
 }
 
 struct SamplePlace {
@@ -30,7 +34,8 @@ struct SamplePlace {
 };
 // Where channel 0..3 of a picture stands in a format, written out by format.
 SamplePlace PlaceOf(PixFmt format, int channel) {
-    static constexpr int kOrders[6][4] = {{0, 1, 2, -1}, {2, 1, 0, -1}, {1, 2, 3, 0}, {0, 1, 2, 3}, {3, 2, 1, 0}, {2, 1, 0, 3}};
+    static constexpr int kOrders[6][4] = {{0, 1, 2, -1}, {2, 1, 0, -1}, {1, 2, 3, 0},
+                                          {0, 1, 2, 3},  {3, 2, 1, 0},  {2, 1, 0, 3}};
     switch (format) {
         case PixFmt::Rgb24: return {0, kOrders[0][channel]};
         case PixFmt::Bgr24: return {0, kOrders[1][channel]};
@@ -52,7 +57,8 @@ int ColorChannels(const PixFmtDescription& d) { return ModelOf(d) == Model::Gray
 
 Picture ReadPicture(const IDataVideo& frame) {
     const PixFmtDescription& d = PixFmtDescription::Get(frame.GetPixFmt());
-    const int width = static_cast<int>(frame.GetFrameInfo().width), height = static_cast<int>(frame.GetFrameInfo().height);
+    const int width = static_cast<int>(frame.GetFrameInfo().width),
+              height = static_cast<int>(frame.GetFrameInfo().height);
     const Grid empty(width, height);
     Picture picture{ModelOf(d), {empty, empty, empty, empty}};
     std::fill(picture.channels[3].values.begin(), picture.channels[3].values.end(), 255.0);
@@ -86,10 +92,12 @@ void ChangeModel(Picture& picture, Model model) {
     for (std::size_t i = 0; i < a.values.size(); ++i) {
         double &x = a.values[i], &y = b.values[i], &z = c.values[i];
         if (picture.model == Model::Rgb) {
-            const double luma = 0.299 * x + 0.587 * y + 0.114 * z, cb = 128.0 + (z - luma) / 1.772, cr = 128.0 + (x - luma) / 1.402;
+            const double luma = 0.299 * x + 0.587 * y + 0.114 * z, cb = 128.0 + (z - luma) / 1.772,
+                         cr = 128.0 + (x - luma) / 1.402;
             x = luma, y = cb, z = cr;
         } else if (picture.model == Model::Ycc && model == Model::Rgb) {
-            const double red = x + 1.402 * (z - 128.0), blue = x + 1.772 * (y - 128.0), green = (x - 0.299 * red - 0.114 * blue) / 0.587;
+            const double red = x + 1.402 * (z - 128.0), blue = x + 1.772 * (y - 128.0),
+                         green = (x - 0.299 * red - 0.114 * blue) / 0.587;
             x = red, y = green, z = blue;
         } else {
             y = z = model == Model::Rgb ? x : 128.0;
@@ -102,12 +110,14 @@ void ChangeModel(Picture& picture, Model model) {
 FramePtr Expected(const IDataVideo& source, PixFmt target) {
     const PixFmtDescription &from = PixFmtDescription::Get(source.GetPixFmt()), &to = PixFmtDescription::Get(target);
     Picture picture = ReadPicture(source);
-    const int width = static_cast<int>(source.GetFrameInfo().width), height = static_cast<int>(source.GetFrameInfo().height);
+    const int width = static_cast<int>(source.GetFrameInfo().width),
+              height = static_cast<int>(source.GetFrameInfo().height);
     const bool isPlanarToPlanar = ModelOf(from) == Model::Ycc && ModelOf(to) == Model::Ycc;
     int shiftX = 0, shiftY = 0;  // from where the chroma of `picture` stands to where it should
     if (ModelOf(from) == Model::Ycc && !isPlanarToPlanar) {
         for (std::size_t c : {1u, 2u})
-            picture.channels[c] = Rounded(Resampled(picture.channels[c], width, height, -from.chromaShiftX, -from.chromaShiftY));
+            picture.channels[c] =
+                Rounded(Resampled(picture.channels[c], width, height, -from.chromaShiftX, -from.chromaShiftY));
     }
     ChangeModel(picture, ModelOf(to));
     if (ModelOf(to) == Model::Ycc) {
@@ -177,10 +187,11 @@ TEST(ColorspaceConverter, EveryPairOfFormatsFollowsTheDefiningEquations) {
             for (const PixFmt to : AllPixFmts()) {
                 if (to == from || to == PixFmt::Pal8) continue;
                 // Where colour goes through the matrix a sample may fall on the other side of a rounding.
-                const int tolerance = ModelOf(PixFmtDescription::Get(from)) == Model::Gray ||
-                                              ModelOf(PixFmtDescription::Get(from)) == ModelOf(PixFmtDescription::Get(to))
-                                          ? 0
-                                          : 1;
+                const int tolerance =
+                    ModelOf(PixFmtDescription::Get(from)) == Model::Gray ||
+                            ModelOf(PixFmtDescription::Get(from)) == ModelOf(PixFmtDescription::Get(to))
+                        ? 0
+                        : 1;
                 EXPECT_TRUE(SameFrames(Convert(source.GetFrame(), to), Expected(*source.GetFrame(), to), tolerance))
                     << Name(from) << " -> " << Name(to);
             }
@@ -197,7 +208,8 @@ TEST(ColorspaceConverter, GreysStayNeutralInEveryPackedFormat) {
     for (const PixFmt format : {PixFmt::Rgb24, PixFmt::Bgr24, PixFmt::Argb, PixFmt::Rgba, PixFmt::Abgr, PixFmt::Bgra}) {
         const FramePtr packed = Convert(gray, format), planar = Convert(packed, PixFmt::Yuv444p);
         for (const std::uint8_t plane : {1, 2})
-            EXPECT_EQ(Bytes(std::as_const(*planar).GetPlane(plane)), std::vector<std::uint8_t>(256, 128)) << Name(format);
+            EXPECT_EQ(Bytes(std::as_const(*planar).GetPlane(plane)), std::vector<std::uint8_t>(256, 128))
+                << Name(format);
         EXPECT_TRUE(SameFrames(Convert(planar, format), packed));
         EXPECT_TRUE(SameFrames(Convert(packed, PixFmt::Gray8), gray));
     }
@@ -217,23 +229,28 @@ TEST(ColorspaceConverter, EveryRgbColorBecomesTheNearestYccAndComesBackWithinOne
     const FramePtr cube = NewFrame(TestAllocator(), PixFmt::Rgb24, FrameInfo(kCubeSide, kCubeSide));
     for (std::uint32_t y = 0; y < kCubeSide; ++y) {
         for (std::uint32_t x = 0; x < kCubeSide; ++x) {
-            for (std::size_t c = 0; c < 3; ++c) cube->GetPlane(0).GetOffsetPtr(x, y)[c] = static_cast<std::uint8_t>(CubeColor(x, y)[c]);
+            for (std::size_t c = 0; c < 3; ++c)
+                cube->GetPlane(0).GetOffsetPtr(x, y)[c] = static_cast<std::uint8_t>(CubeColor(x, y)[c]);
         }
     }
     const FramePtr planar = Convert(cube, PixFmt::Yuv444p), back = Convert(planar, PixFmt::Rgb24);
-    EXPECT_EQ(Bytes(std::as_const(*planar).GetPlane(0)), Bytes(std::as_const(*Convert(cube, PixFmt::Gray8)).GetPlane(0)));
+    EXPECT_EQ(Bytes(std::as_const(*planar).GetPlane(0)),
+              Bytes(std::as_const(*Convert(cube, PixFmt::Gray8)).GetPlane(0)));
     int largestChange = 0;
     double largestError = 0.0;
     for (std::uint32_t y = 0; y < kCubeSide; ++y) {
         const std::uint8_t* after = back->GetPlane(0).GetRow(y);
-        const std::uint8_t* ycc[] = {planar->GetPlane(0).GetRow(y), planar->GetPlane(1).GetRow(y), planar->GetPlane(2).GetRow(y)};
+        const std::uint8_t* ycc[] = {planar->GetPlane(0).GetRow(y), planar->GetPlane(1).GetRow(y),
+                                     planar->GetPlane(2).GetRow(y)};
         for (std::uint32_t x = 0; x < kCubeSide; ++x) {
             const auto [red, green, blue] = CubeColor(x, y);
-            largestChange = std::max(
-                {largestChange, std::abs(after[3 * x] - red), std::abs(after[3 * x + 1] - green), std::abs(after[3 * x + 2] - blue)});
+            largestChange = std::max({largestChange, std::abs(after[3 * x] - red), std::abs(after[3 * x + 1] - green),
+                                      std::abs(after[3 * x + 2] - blue)});
             const double luma = 0.299 * red + 0.587 * green + 0.114 * blue;
-            const double cb = std::min(128.0 + (blue - luma) / 1.772, 255.0), cr = std::min(128.0 + (red - luma) / 1.402, 255.0);
-            largestError = std::max({largestError, std::abs(ycc[0][x] - luma), std::abs(ycc[1][x] - cb), std::abs(ycc[2][x] - cr)});
+            const double cb = std::min(128.0 + (blue - luma) / 1.772, 255.0),
+                         cr = std::min(128.0 + (red - luma) / 1.402, 255.0);
+            largestError = std::max(
+                {largestError, std::abs(ycc[0][x] - luma), std::abs(ycc[1][x] - cb), std::abs(ycc[2][x] - cr)});
         }
     }
     EXPECT_EQ(largestChange, 1);

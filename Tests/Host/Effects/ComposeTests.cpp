@@ -33,12 +33,14 @@ TEST(Compose, MakesOneSampleOfTwo) {
         {HardLight, 100, 200, 188},  {SoftLight, 200, 100, 191},  // 200 - 55 * 200 * 55 / 255^2
         {SoftLight, 200, 228, 220},                               // 200 + 201 / 255 * (sqrt(200 * 255) - 200)
         {ColorDodge, 100, 51, 125},                               // 100 / 0.8
-        {ColorDodge, 200, 200, 255}, {ColorDodge, 0, 255, 0},    {ColorDodge, 1, 255, 255}, {ColorBurn, 200, 204, 186},  // 255 - 55 / 0.8
-        {ColorBurn, 100, 50, 0},     {ColorBurn, 255, 0, 255},   {ColorBurn, 254, 0, 0},    {Darken, 200, 100, 100},
-        {Lighten, 200, 100, 200},    {Difference, 100, 160, 60},
+        {ColorDodge, 200, 200, 255}, {ColorDodge, 0, 255, 0},    {ColorDodge, 1, 255, 255},
+        {ColorBurn, 200, 204, 186},  // 255 - 55 / 0.8
+        {ColorBurn, 100, 50, 0},     {ColorBurn, 255, 0, 255},   {ColorBurn, 254, 0, 0},
+        {Darken, 200, 100, 100},     {Lighten, 200, 100, 200},   {Difference, 100, 160, 60},
     };
     for (const auto& [composition, d, s, result] : cases) {
-        EXPECT_EQ(Composed(Settings(composition), d, s), result) << static_cast<int>(composition) << ": " << d << ", " << s;
+        EXPECT_EQ(Composed(Settings(composition), d, s), result)
+            << static_cast<int>(composition) << ": " << d << ", " << s;
     }
     EXPECT_EQ(Composed(Settings(Darken, 0), 200, 100), 200);
     EXPECT_EQ(Composed(Settings(Darken, 25), 200, 100), 175);
@@ -62,8 +64,9 @@ TEST(Compose, KeepsAlphaAndWhatTheSecondInputDoesNotReach) {
 TEST(Compose, ComposesOtherFormatsAsRgb) {
     const FramePtr d = MakeFrame(PixFmt::Yuv444p, 7, 5), s = MakeFrame(PixFmt::Gray8, 7, 5);
     const FramePtr result = RunHost(Settings(ComposeOperator::Multiply), d, s);
-    const FramePtr expected =
-        Converted(RunHost(Settings(ComposeOperator::Multiply), Converted(d, PixFmt::Rgb24), Converted(s, PixFmt::Rgb24)), PixFmt::Yuv444p);
+    const FramePtr expected = Converted(
+        RunHost(Settings(ComposeOperator::Multiply), Converted(d, PixFmt::Rgb24), Converted(s, PixFmt::Rgb24)),
+        PixFmt::Yuv444p);
     EXPECT_TRUE(SameFrames(result, expected));
 }
 

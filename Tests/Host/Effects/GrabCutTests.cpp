@@ -17,8 +17,8 @@ FramePtr Picture(PixFmt pixFmt) {
     std::vector<int> samples;
     for (int i = 0; i < kSide * kSide; ++i) {
         const bool isDisc = IsDisc(i % kSide, i / kSide);
-        samples.insert(samples.end(),
-                       {(isDisc ? 190 : 30) + noise[3 * i] / 8, 30 + noise[3 * i + 1] / 8, (isDisc ? 30 : 160) + noise[3 * i + 2] / 8});
+        samples.insert(samples.end(), {(isDisc ? 190 : 30) + noise[3 * i] / 8, 30 + noise[3 * i + 1] / 8,
+                                       (isDisc ? 30 : 160) + noise[3 * i + 2] / 8});
     }
     return Converted(MakeFrame(PixFmt::Rgb24, kSide, kSide, samples), pixFmt);
 }
@@ -28,7 +28,9 @@ FramePtr Strokes(int inside, int around, int elsewhere) {
     std::vector<int> samples;
     for (int i = 0; i < kSide * kSide; ++i) {
         const int x = i % kSide, y = i / kSide;
-        samples.push_back(x >= 25 && x < 36 && y >= 20 && y < 30 ? inside : x < 3 || y < 3 || x > 56 || y > 56 ? around : elsewhere);
+        samples.push_back(x >= 25 && x < 36 && y >= 20 && y < 30 ? inside
+                          : x < 3 || y < 3 || x > 56 || y > 56   ? around
+                                                                 : elsewhere);
     }
     return MakeFrame(PixFmt::Gray8, kSide, kSide, samples);
 }
@@ -62,7 +64,9 @@ TEST(GrabCut, OverwritesLabelsThroughAView) {
 }
 
 TEST(GrabCut, RefusesWhatItCannotCut) {
-    const auto cut = [](const FramePtr& first, const FramePtr& second) { RunHost(SettingsEffectSegmentation(), first, second); };
+    const auto cut = [](const FramePtr& first, const FramePtr& second) {
+        RunHost(SettingsEffectSegmentation(), first, second);
+    };
     EXPECT_THROW(cut(Picture(PixFmt::Rgb24), MakeFrame(PixFmt::Gray8, kSide, 59)), EffectException);
     EXPECT_THROW(cut(Picture(PixFmt::Rgb24), Picture(PixFmt::Rgb24)), EffectException);
     EXPECT_THROW(cut(Strokes(1, 0, 4), Picture(PixFmt::Rgb24)), EffectException) << "no label 4";

@@ -11,7 +11,8 @@ namespace Orvexa::Test {
 
 inline std::vector<PixFmt> AllPixFmts() {
     std::vector<PixFmt> formats;
-    for (const PixFmtDescription& description : PixFmtDescription::GetPixelFormatDescroptionsList()) formats.push_back(description.pixFmt);
+    for (const PixFmtDescription& description : PixFmtDescription::GetPixelFormatDescroptionsList())
+        formats.push_back(description.pixFmt);
     return formats;
 }
 
@@ -21,7 +22,9 @@ inline int ToByte(double value) { return RoundHalfUp(std::min(std::max(value, 0.
 /// Numbers in rows.
 struct Grid {
     Grid(int w, int h) : width(w), height(h), values(static_cast<std::size_t>(w) * static_cast<std::size_t>(h)) {}
-    double& At(int x, int y) { return values[static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x)]; }
+    double& At(int x, int y) {
+        return values[static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x)];
+    }
     double At(int x, int y) const { return const_cast<Grid*>(this)->At(x, y); }
 
     int width, height;
@@ -48,7 +51,8 @@ inline void Write(IDataVideo& frame, std::uint8_t index, int channel, const Grid
     }
 }
 
-/// The grid seen along one axis through a function of the index there: value(get, size, i), with get(k) the sample k of the line.
+/// The grid seen along one axis through a function of the index there: value(get, size, i), with get(k) the sample k of
+/// the line.
 template <class Value>
 Grid AlongX(const Grid& from, int width, Value value) {
     Grid to(width, from.height);
@@ -66,7 +70,8 @@ Grid AlongY(const Grid& from, int height, Value value) {
     return to;
 }
 
-/// The mean over the samples that exist in each group of 2^shiftX x 2^shiftY; for negative shifts the straight line between sample centres.
+/// The mean over the samples that exist in each group of 2^shiftX x 2^shiftY; for negative shifts the straight line
+/// between sample centres.
 inline Grid Resampled(const Grid& from, int width, int height, int shiftX, int shiftY) {
     const auto along = [](int shift) {
         return [shift](const auto& get, int size, int i) {

@@ -17,10 +17,13 @@ int Blend(double d, double s, double alpha, int strength) {
 struct Placement {
     int x, y, strength;
 };
-constexpr Placement kPlacements[] = {{0, 0, 255}, {0, 0, 127}, {5, 3, 200}, {-3, -2, 255}, {-1, 4, 255}, {200, 0, 255}, {0, -200, 255}};
+constexpr Placement kPlacements[] = {{0, 0, 255},  {0, 0, 127},   {5, 3, 200},   {-3, -2, 255},
+                                     {-1, 4, 255}, {200, 0, 255}, {0, -200, 255}};
 
-// Blends sample by sample. `alpha` is the opacity of the layer at full size, `chromaAlpha` at the size of its chroma planes.
-void BlendExpected(IDataVideo& d, const IDataVideo& s, const Placement& placement, const Grid& alpha, const Grid& chromaAlpha) {
+// Blends sample by sample. `alpha` is the opacity of the layer at full size, `chromaAlpha` at the size of its chroma
+// planes.
+void BlendExpected(IDataVideo& d, const IDataVideo& s, const Placement& placement, const Grid& alpha,
+                   const Grid& chromaAlpha) {
     const PixFmtDescription& description = PixFmtDescription::Get(d.GetPixFmt());
     for (std::uint8_t i = 0; i < description.planes; ++i) {
         if (i == 3) continue;
@@ -57,7 +60,8 @@ Grid OwnAlpha(const IDataVideo& frame) {
 // The alpha of chroma samples: the rounded mean.
 Grid ForChroma(const Grid& alpha, PixFmt format) {
     const PixFmtDescription& d = PixFmtDescription::Get(format);
-    Grid mean = Resampled(alpha, -(-alpha.width >> d.chromaShiftX), -(-alpha.height >> d.chromaShiftY), d.chromaShiftX, d.chromaShiftY);
+    Grid mean = Resampled(alpha, -(-alpha.width >> d.chromaShiftX), -(-alpha.height >> d.chromaShiftY), d.chromaShiftX,
+                          d.chromaShiftY);
     for (double& value : mean.values) value = RoundHalfUp(value);
     return mean;
 }
@@ -75,13 +79,17 @@ TEST(ImageBlender, EveryFormatFollowsTheFormulaAndWritesThroughTheView) {
                         const FramePtr s = CloneFrame(*layer.GetFrame(), kCloneView),
                                        expected = CloneFrame(*d.GetFrame(), kCloneIndependent);
                         if (hasExtra) s->SetExtraAlpha(0, std::as_const(*mask).GetPlane(0));
-                        const Grid alpha = hasExtra ? Read(*mask, 0) : mode == kUse ? OwnAlpha(*s) : Opaque(width, height);
+                        const Grid alpha = hasExtra       ? Read(*mask, 0)
+                                           : mode == kUse ? OwnAlpha(*s)
+                                                          : Opaque(width, height);
                         BlendExpected(*expected, *s, p, alpha, ForChroma(alpha, format));
                         const FramePtr result =
-                            RunHost(SettingsEffectImageBlender(p.x, p.y, static_cast<std::uint8_t>(p.strength), mode), d.GetFrame(), s);
+                            RunHost(SettingsEffectImageBlender(p.x, p.y, static_cast<std::uint8_t>(p.strength), mode),
+                                    d.GetFrame(), s);
                         EXPECT_EQ(result, d.GetFrame());
                         ASSERT_TRUE(SameFrames(result, expected))
-                            << Name(format) << " at " << p.x << ", " << p.y << " extra " << hasExtra << " mode " << static_cast<int>(mode);
+                            << Name(format) << " at " << p.x << ", " << p.y << " extra " << hasExtra << " mode "
+                            << static_cast<int>(mode);
                         EXPECT_TRUE(d.IsGuardIntact());
                     }
                 }
@@ -100,7 +108,8 @@ TEST(ImageBlender, AllSamplesAndOpacitiesAreRoundedToNearest) {
                                         MakeFrame(PixFmt::Gray8, 256, 256, rising), layer);
         const auto bytes = Bytes(*result);
         for (int i = 0; i < 65536; ++i) {
-            const int exact255 = rising[static_cast<std::size_t>(i)] * (255 - o) + steps[static_cast<std::size_t>(i)] * o;
+            const int exact255 =
+                rising[static_cast<std::size_t>(i)] * (255 - o) + steps[static_cast<std::size_t>(i)] * o;
             ASSERT_LE(std::abs(255 * bytes[static_cast<std::size_t>(i)] - exact255), 127) << i << " " << o;
         }
     }
@@ -114,7 +123,8 @@ TEST(ImageBlender, AttachedChromaAlphaCountsForSubsampledPlanesOnly) {
         layer->SetExtraAlpha(0, std::as_const(*mask).GetPlane(0));
         layer->SetExtraAlpha(1, std::as_const(*chromaMask).GetPlane(0));
         BlendExpected(*expected, *layer, {1, 1, 255}, Read(*mask, 0), Read(*chromaMask, 0));
-        EXPECT_TRUE(SameFrames(RunHost(SettingsEffectImageBlender(1, 1, 255, kIgnore), d, layer), expected)) << Name(format);
+        EXPECT_TRUE(SameFrames(RunHost(SettingsEffectImageBlender(1, 1, 255, kIgnore), d, layer), expected))
+            << Name(format);
     }
 }
 
@@ -127,7 +137,8 @@ TEST(ImageBlender, LayersOfOtherFormatsKeepTheirAlpha) {
                 if (hasExtra) layer->SetExtraAlpha(0, std::as_const(*mask).GetPlane(0));
                 const FramePtr d = MakeFrame(to, 16, 9), expected = CloneFrame(*d, kCloneIndependent);
                 const Grid alpha = hasExtra ? Read(*mask, 0) : ownAlpha != nullptr ? Read(*ownAlpha, 0) : Opaque(7, 5);
-                BlendExpected(*expected, *RunHost(SettingsColorspaceConverter(to, true), layer), {4, 2, 255}, alpha, ForChroma(alpha, to));
+                BlendExpected(*expected, *RunHost(SettingsColorspaceConverter(to, true), layer), {4, 2, 255}, alpha,
+                              ForChroma(alpha, to));
                 EXPECT_TRUE(SameFrames(RunHost(SettingsEffectImageBlender(4, 2, 255, kUse), d, layer), expected))
                     << Name(from) << " over " << Name(to) << " extra " << hasExtra;
             }
@@ -143,7 +154,8 @@ TEST(ImageBlender, AFrameCanBeLaidOverItself) {
 }
 
 TEST(ImageBlender, RefusesIndexedBackgroundsAndMasksOfAnotherSize) {
-    EXPECT_THROW(RunHost(SettingsEffectImageBlender(), MakeFrame(PixFmt::Pal8, 7, 5), MakeFrame(PixFmt::Rgb24, 7, 5)), EffectException);
+    EXPECT_THROW(RunHost(SettingsEffectImageBlender(), MakeFrame(PixFmt::Pal8, 7, 5), MakeFrame(PixFmt::Rgb24, 7, 5)),
+                 EffectException);
     const FramePtr layer = MakeFrame(PixFmt::Rgb24, 7, 5);
     layer->SetExtraAlpha(0, std::as_const(*MakeFrame(PixFmt::Gray8, 6, 5)).GetPlane(0));
     EXPECT_THROW(RunHost(SettingsEffectImageBlender(), MakeFrame(PixFmt::Rgb24, 7, 5), layer), EffectException);

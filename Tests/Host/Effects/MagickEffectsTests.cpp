@@ -37,7 +37,8 @@ TEST(MagickEffects, NoiseIsMadeFromItsSeed) {
     int classes[4] = {};
     for (const std::uint8_t level : Bytes(*first)) ++classes[level / 64];
     for (const int count : classes) EXPECT_NEAR(count, 1479, 200);
-    for (const int type : {2, 5, 7}) EXPECT_THROW(RunHost(Noise(1, static_cast<NoiseType>(type)), black), EffectException);
+    for (const int type : {2, 5, 7})
+        EXPECT_THROW(RunHost(Noise(1, static_cast<NoiseType>(type)), black), EffectException);
 }
 
 TEST(MagickEffects, NoiseOfAnyKindMovesAroundThePicture) {
@@ -54,7 +55,8 @@ TEST(MagickEffects, NoiseOfAnyKindMovesAroundThePicture) {
 TEST(MagickEffects, KeepFormatAndAlpha) {
     for (const PixFmt pixFmt : {PixFmt::Gray8, PixFmt::Bgr24, PixFmt::Abgr, PixFmt::Yuva420p}) {
         const FramePtr source = MakeFrame(pixFmt, 40, 30);
-        for (const FramePtr& result : {Painted(1, source), RunHost(SettingsEffectCharcoal(), source), RunHost(Noise(3), source)}) {
+        for (const FramePtr& result :
+             {Painted(1, source), RunHost(SettingsEffectCharcoal(), source), RunHost(Noise(3), source)}) {
             ASSERT_EQ(result->GetPixFmt(), pixFmt);
             ASSERT_EQ(result->GetFrameInfo(), source->GetFrameInfo());
             const PixFmtDescription& description = PixFmtDescription::Get(pixFmt);
@@ -67,7 +69,8 @@ TEST(MagickEffects, KeepFormatAndAlpha) {
 
 TEST(MagickEffects, OilPaintTakesTheMostFrequentColour) {
     FramePtr speckled = MakeFrame(PixFmt::Rgb24, 40, 30, Color(200, 100, 50));
-    for (const std::uint32_t x : {5u, 20u, 33u}) std::fill_n(speckled->GetPlane(0).GetOffsetPtr(x, 15), 3, std::uint8_t{0});
+    for (const std::uint32_t x : {5u, 20u, 33u})
+        std::fill_n(speckled->GetPlane(0).GetOffsetPtr(x, 15), 3, std::uint8_t{0});
     EXPECT_TRUE(SameFrames(Painted(3, speckled), MakeFrame(PixFmt::Rgb24, 40, 30, Color(200, 100, 50))));
 }
 

@@ -15,7 +15,8 @@ Grid Extremes(const Grid& grid, int size, bool isGreatest, MorphologyBorder bord
     Grid result(grid.width, grid.height);
     const auto inside = [&](int i, int length) {
         if (border == Reflect) return i < 0 ? -1 - i : i >= length ? 2 * length - 1 - i : i;
-        return std::clamp(i, 0, length - 1);  // what lies outside decides nothing, which repeating the edge does not either
+        return std::clamp(i, 0,
+                          length - 1);  // what lies outside decides nothing, which repeating the edge does not either
     };
     for (int y = 0; y < grid.height; ++y) {
         for (int x = 0; x < grid.width; ++x) {
@@ -45,10 +46,12 @@ TEST(Morphology, TakesExtremesOfSquares) {
                     const bool startsBright = operation == Dilate || operation == Close;
                     const int passes = operation == Open || operation == Close ? 2 : 1;
                     for (int pass = 0; pass < passes; ++pass) {
-                        for (int i = 0; i < iterations; ++i) expected = Extremes(expected, size, startsBright == (pass == 0), border);
+                        for (int i = 0; i < iterations; ++i)
+                            expected = Extremes(expected, size, startsBright == (pass == 0), border);
                     }
                     ASSERT_EQ(Read(*result, 0, channel).values, expected.values)
-                        << static_cast<int>(operation) << ", " << static_cast<int>(border) << ", " << size << ", " << iterations;
+                        << static_cast<int>(operation) << ", " << static_cast<int>(border) << ", " << size << ", "
+                        << iterations;
                 }
             }
         }
@@ -59,11 +62,11 @@ TEST(Morphology, DrawsTheShapeOfItsKernel) {
     std::vector<int> dot(49, 0), cross(49, 0);
     dot[24] = 255;
     for (const int i : {10, 17, 22, 23, 24, 25, 26, 31, 38}) cross[static_cast<std::size_t>(i)] = 255;
-    EXPECT_TRUE(
-        SameFrames(RunHost(SettingsEffectMorphology(Dilate, 2, MorphologyKernel::Cross, Constant), MakeFrame(PixFmt::Gray8, 7, 7, dot)),
-                   MakeFrame(PixFmt::Gray8, 7, 7, cross)));
-    const FramePtr disc =
-        RunHost(SettingsEffectMorphology(Dilate, 3, MorphologyKernel::Ellipse, Constant), MakeFrame(PixFmt::Gray8, 7, 7, dot));
+    EXPECT_TRUE(SameFrames(RunHost(SettingsEffectMorphology(Dilate, 2, MorphologyKernel::Cross, Constant),
+                                   MakeFrame(PixFmt::Gray8, 7, 7, dot)),
+                           MakeFrame(PixFmt::Gray8, 7, 7, cross)));
+    const FramePtr disc = RunHost(SettingsEffectMorphology(Dilate, 3, MorphologyKernel::Ellipse, Constant),
+                                  MakeFrame(PixFmt::Gray8, 7, 7, dot));
     EXPECT_EQ(SampleAt(disc, 0, 0), 0);
     EXPECT_EQ(SampleAt(disc, 0, 3), 255);
     EXPECT_EQ(SampleAt(disc, 1, 1), 255);

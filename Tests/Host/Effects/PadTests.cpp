@@ -39,13 +39,15 @@ TEST(Pad, EveryModeFillsTheMarginsOfEveryPlane) {
                                 if (mode == PadMode::Fill && (sx < 0 || sx >= w || sy < 0 || sy >= h)) continue;
                                 sx = mode == PadMode::Mirror ? Mirrored(sx, w) : Replicated(sx, w);
                                 sy = mode == PadMode::Mirror ? Mirrored(sy, h) : Replicated(sy, h);
-                                std::copy_n(from.GetOffsetPtr(static_cast<std::uint64_t>(sx), static_cast<std::uint64_t>(sy)),
-                                            from.GetBytesPerPixel(),
-                                            to.GetOffsetPtr(static_cast<std::uint64_t>(x), static_cast<std::uint64_t>(y)));
+                                std::copy_n(
+                                    from.GetOffsetPtr(static_cast<std::uint64_t>(sx), static_cast<std::uint64_t>(sy)),
+                                    from.GetBytesPerPixel(),
+                                    to.GetOffsetPtr(static_cast<std::uint64_t>(x), static_cast<std::uint64_t>(y)));
                             }
                         }
                     }
-                    EXPECT_TRUE(SameFrames(RunHost(SettingsEffectPad(margins, mode, color), source.GetFrame()), expected))
+                    EXPECT_TRUE(
+                        SameFrames(RunHost(SettingsEffectPad(margins, mode, color), source.GetFrame()), expected))
                         << Name(format) << " mode " << static_cast<int>(mode);
                 }
             }
@@ -79,8 +81,10 @@ double Likeness(const Grid& grid, int left, int top, int size, int dx, int dy) {
 
 // Strokes downwards to the right: noise, smeared along the diagonal.
 FramePtr Strokes(int side) {
-    const Grid noise = Read(*MakeFrame(PixFmt::Gray8, static_cast<std::uint32_t>(side), static_cast<std::uint32_t>(side)), 0);
-    const FramePtr frame = MakeFrame(PixFmt::Gray8, static_cast<std::uint32_t>(side), static_cast<std::uint32_t>(side), Color());
+    const Grid noise =
+        Read(*MakeFrame(PixFmt::Gray8, static_cast<std::uint32_t>(side), static_cast<std::uint32_t>(side)), 0);
+    const FramePtr frame =
+        MakeFrame(PixFmt::Gray8, static_cast<std::uint32_t>(side), static_cast<std::uint32_t>(side), Color());
     Grid strokes(side, side);
     for (int y = 0; y < side; ++y) {
         for (int x = 0; x < side; ++x) {
@@ -103,12 +107,14 @@ TEST(Pad, ExtendsATextureWithoutSeamsMirrorAxesOrPeriod) {
     } const cases[] = {{{0, 472, 0, 372}, 600, 500}, {{200, 100, 150, 50}, 428, 328}};
     for (const auto& [margins, width, height] : cases) {
         const FramePtr extended = RunHost(SettingsEffectPad(margins, PadMode::Texture, Color()), texture);
-        ASSERT_EQ(extended->GetFrameInfo(), FrameInfo(static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height)));
+        ASSERT_EQ(extended->GetFrameInfo(),
+                  FrameInfo(static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height)));
         const Grid result = Read(*extended, 0);
         // The texture itself, but for what fades.
         const int left = static_cast<int>(margins.left), top = static_cast<int>(margins.top);
         for (int y = 16; y < kSide - 16; ++y) {
-            for (int x = 16; x < kSide - 16; ++x) ASSERT_EQ(result.At(left + x, top + y), Read(*texture, 0).At(x, y)) << x << ' ' << y;
+            for (int x = 16; x < kSide - 16; ++x)
+                ASSERT_EQ(result.At(left + x, top + y), Read(*texture, 0).At(x, y)) << x << ' ' << y;
             if (HasFailure()) return;
         }
         const int cell = 32;
@@ -119,12 +125,15 @@ TEST(Pad, ExtendsATextureWithoutSeamsMirrorAxesOrPeriod) {
                 const Moments moments = MomentsOf(result, x, y, x + cell, y + cell);
                 ASSERT_NEAR(moments.mean, expected.mean, 0.5 * expected.deviation) << x << ' ' << y;
                 ASSERT_NEAR(moments.deviation, expected.deviation, 0.35 * expected.deviation) << x << ' ' << y;
-                // Strokes keep their direction: along it neighbours are alike, across it they are not. A mirror swaps both.
+                // Strokes keep their direction: along it neighbours are alike, across it they are not. A mirror swaps
+                // both.
                 if (x + cell + 4 > width || y + cell + 4 > height || x < 4) continue;
-                ASSERT_GT(Likeness(result, x, y, cell, 4, 4) - Likeness(result, x, y, cell, -4, 4), 0.1) << x << ' ' << y;
+                ASSERT_GT(Likeness(result, x, y, cell, 4, 4) - Likeness(result, x, y, cell, -4, 4), 0.1)
+                    << x << ' ' << y;
             }
         }
-        // The middle of the fades has the contrast of the whole: windows of half a side begin every 48 pixels and fade over 16.
+        // The middle of the fades has the contrast of the whole: windows of half a side begin every 48 pixels and fade
+        // over 16.
         double sum = 0, squares = 0, count = 0;
         for (int y = top + kSide; y < height; ++y) {
             for (int x = 0; x < width; ++x) {
@@ -132,7 +141,8 @@ TEST(Pad, ExtendsATextureWithoutSeamsMirrorAxesOrPeriod) {
                 sum += result.At(x, y), squares += result.At(x, y) * result.At(x, y), ++count;
             }
         }
-        EXPECT_NEAR(std::sqrt(squares / count - sum / count * (sum / count)), expected.deviation, 0.12 * expected.deviation);
+        EXPECT_NEAR(std::sqrt(squares / count - sum / count * (sum / count)), expected.deviation,
+                    0.12 * expected.deviation);
         // No step between any two columns or rows that exceeds the usual one.
         for (int x = 0; x + 1 < width; ++x) {
             double steps = 0;
@@ -151,8 +161,8 @@ TEST(Pad, ExtendsFlatAndTinyTexturesOfEveryFormat) {
         for (const auto& [width, height] : {std::pair{1u, 1u}, {2u, 9u}, {64u, 40u}}) {
             const FramePtr flat = MakeFrame(format, width, height, Color(200, 100, 50, 150));
             const FramePtr extended = RunHost(SettingsEffectPad({3, 90, 5, 70}, PadMode::Texture, Color()), flat);
-            EXPECT_TRUE(
-                SameFrames(extended, MakeFrame(isIndexed ? PixFmt::Rgba : format, width + 93, height + 75, Color(200, 100, 50, 150))))
+            EXPECT_TRUE(SameFrames(extended, MakeFrame(isIndexed ? PixFmt::Rgba : format, width + 93, height + 75,
+                                                       Color(200, 100, 50, 150))))
                 << Name(format) << ' ' << width;
         }
     }

@@ -20,7 +20,8 @@ struct Average {
     double operator()(const Get& get, int size, int i) const {
         const double begin = static_cast<double>(i) * size / newSize, end = static_cast<double>(i + 1) * size / newSize;
         double sum = 0.0;
-        for (int k = 0; k < size; ++k) sum += get(k) * std::max(0.0, std::min(end, k + 1.0) - std::max(begin, static_cast<double>(k)));
+        for (int k = 0; k < size; ++k)
+            sum += get(k) * std::max(0.0, std::min(end, k + 1.0) - std::max(begin, static_cast<double>(k)));
         return sum / (end - begin);
     }
 };
@@ -43,15 +44,18 @@ struct Interpolation {
     double operator()(const Get& get, int size, int i) const {
         const double position = (i + 0.5) * size / newSize - 0.5;
         double sum = 0.0;
-        for (int k = static_cast<int>(std::floor(position)) - reach + 1; k <= static_cast<int>(std::floor(position)) + reach; ++k) {
+        for (int k = static_cast<int>(std::floor(position)) - reach + 1;
+             k <= static_cast<int>(std::floor(position)) + reach; ++k) {
             const double distance = position - k;
-            sum += get(std::min(std::max(k, 0), size - 1)) * (reach == 1 ? std::max(0.0, 1.0 - std::abs(distance)) : Cubic(distance));
+            sum += get(std::min(std::max(k, 0), size - 1)) *
+                   (reach == 1 ? std::max(0.0, 1.0 - std::abs(distance)) : Cubic(distance));
         }
         return sum;
     }
 };
 
-// Alpha on the grid of a plane, of subsampled chroma as the rounded mean of what a sample covers; 1 everywhere for formats without alpha.
+// Alpha on the grid of a plane, of subsampled chroma as the rounded mean of what a sample covers; 1 everywhere for
+// formats without alpha.
 Grid AlphaOn(const IDataVideo& source, std::uint8_t plane) {
     const PixFmtDescription& d = PixFmtDescription::Get(source.GetPixFmt());
     const Grid samples = Read(source, plane);
@@ -63,7 +67,8 @@ Grid AlphaOn(const IDataVideo& source, std::uint8_t plane) {
         for (int x = 0; x < weights.width; ++x) {
             double sum = 0, count = 0;
             for (int py = y << d.GetShiftY(plane); py < std::min((y + 1) << d.GetShiftY(plane), alpha.height); ++py) {
-                for (int px = x << d.GetShiftX(plane); px < std::min((x + 1) << d.GetShiftX(plane), alpha.width); ++px) {
+                for (int px = x << d.GetShiftX(plane); px < std::min((x + 1) << d.GetShiftX(plane), alpha.width);
+                     ++px) {
                     sum += alpha.At(px, py), ++count;
                 }
             }
@@ -85,11 +90,13 @@ void RaiseAlpha(IDataVideo& frame) {
 
 // Every plane of `source` through a formula for each axis, colours weighted by alpha unless `isWeighted` is false.
 template <class AxisX, class AxisY>
-FramePtr Expected(const IDataVideo& source, std::uint32_t width, std::uint32_t height, AxisX axisX, AxisY axisY, bool isWeighted = true) {
+FramePtr Expected(const IDataVideo& source, std::uint32_t width, std::uint32_t height, AxisX axisX, AxisY axisY,
+                  bool isWeighted = true) {
     const PixFmtDescription& d = PixFmtDescription::Get(source.GetPixFmt());
     const FramePtr expected = NewFrame(TestAllocator(), source.GetPixFmt(), FrameInfo(width, height));
     for (std::uint8_t i = 0; i < GetPlanesCount(source); ++i) {
-        const int w = static_cast<int>(expected->GetPlane(i).GetPixelsPerRow()), h = static_cast<int>(expected->GetPlane(i).GetHeight());
+        const int w = static_cast<int>(expected->GetPlane(i).GetPixelsPerRow()),
+                  h = static_cast<int>(expected->GetPlane(i).GetHeight());
         for (int c = 0; c < static_cast<int>(source.GetPlane(i).GetBytesPerPixel()); ++c) {
             const auto resized = [&](const Grid& grid) { return AlongY(AlongX(grid, w, axisX(w, i)), h, axisY(h, i)); };
             Grid samples = Read(source, i, c);
@@ -152,7 +159,8 @@ TEST(Resizer, EveryReductionAveragesAreas) {
             // Weights of areas are single precision and may end on the other side of a half.
             const FramePtr expected = Expected(*source.GetFrame(), width, height, average, average);
             for (const Methods method : {Methods::FastBilinear, Methods::BicubicLuma, Methods::Lanczos}) {
-                EXPECT_TRUE(SameFrames(RunHost(ToSize(method, width, height), source.GetFrame()), expected, 1)) << Name(format);
+                EXPECT_TRUE(SameFrames(RunHost(ToSize(method, width, height), source.GetFrame()), expected, 1))
+                    << Name(format);
             }
         }
         EXPECT_TRUE(source.IsGuardIntact());
@@ -165,16 +173,22 @@ TEST(Resizer, EnlargementsFollowTheirMethod) {
     for (const PixFmt format : AllPixFmts()) {
         if (format == PixFmt::Pal8) continue;
         const PixFmtDescription& d = PixFmtDescription::Get(format);
-        const auto cubicLuma = [&](int size, std::uint8_t plane) { return Interpolation{size, d.IsChroma(plane) ? 1 : 2}; };
+        const auto cubicLuma = [&](int size, std::uint8_t plane) {
+            return Interpolation{size, d.IsChroma(plane) ? 1 : 2};
+        };
         for (const auto& [width, height] : {std::pair{1u, 1u}, {7u, 5u}, {40u, 23u}}) {
             const GuardedFrame source(format, width, height);
             RaiseAlpha(*source.GetFrame());
             const std::uint32_t w = width * 2 + 3, h = height * 3 + 2;
             const auto run = [&](Methods method) { return RunHost(ToSize(method, w, h), source.GetFrame()); };
-            EXPECT_TRUE(SameFrames(run(Methods::Bilinear), Expected(*source.GetFrame(), w, h, linear, linear), 1)) << Name(format);
+            EXPECT_TRUE(SameFrames(run(Methods::Bilinear), Expected(*source.GetFrame(), w, h, linear, linear), 1))
+                << Name(format);
             // Cubic weights have 11 bits: up to 1.5 levels over four taps an axis.
-            EXPECT_TRUE(SameFrames(run(Methods::Bicubic), Expected(*source.GetFrame(), w, h, cubic, cubic), 2)) << Name(format);
-            EXPECT_TRUE(SameFrames(run(Methods::BicubicLuma), Expected(*source.GetFrame(), w, h, cubicLuma, cubicLuma), 2)) << Name(format);
+            EXPECT_TRUE(SameFrames(run(Methods::Bicubic), Expected(*source.GetFrame(), w, h, cubic, cubic), 2))
+                << Name(format);
+            EXPECT_TRUE(
+                SameFrames(run(Methods::BicubicLuma), Expected(*source.GetFrame(), w, h, cubicLuma, cubicLuma), 2))
+                << Name(format);
             EXPECT_TRUE(source.IsGuardIntact());
         }
     }
@@ -185,7 +199,8 @@ TEST(Resizer, OneAxisMayShrinkWhileTheOtherGrows) {
     const auto average = [](int size, std::uint8_t) { return Average{size}; };
     const auto linear = [](int size, std::uint8_t) { return Interpolation{size, 1}; };
     // Rounded twice, once for each axis.
-    EXPECT_TRUE(SameFrames(RunHost(ToSize(Methods::Bilinear, 31, 50), source), Expected(*source, 31, 50, average, linear), 1));
+    EXPECT_TRUE(
+        SameFrames(RunHost(ToSize(Methods::Bilinear, 31, 50), source), Expected(*source, 31, 50, average, linear), 1));
 }
 
 TEST(Resizer, NearestTakesSamplesAndKeepsIndices) {
@@ -202,7 +217,8 @@ TEST(Resizer, NearestTakesSamplesAndKeepsIndices) {
     const FramePtr gray = MakeFrame(PixFmt::Gray8, 97, 61);
     EXPECT_TRUE(SameFrames(RunHost(ToSize(Methods::Nearest, 30, 17), gray), Expected(*gray, 30, 17, nearest, nearest)));
 
-    const FramePtr indexed = MakeFrame(PixFmt::Pal8, 97, 61), small = RunHost(ToSize(Methods::Nearest, 30, 17), indexed);
+    const FramePtr indexed = MakeFrame(PixFmt::Pal8, 97, 61),
+                   small = RunHost(ToSize(Methods::Nearest, 30, 17), indexed);
     ASSERT_EQ(small->GetPixFmt(), PixFmt::Pal8);
     EXPECT_EQ(Bytes(std::as_const(*small).GetPlane(1)), Bytes(std::as_const(*indexed).GetPlane(1)));
     EXPECT_EQ(Read(*small, 0).values, AlongY(AlongX(Read(*indexed, 0), 30, Nearest{30}), 17, Nearest{17}).values);
@@ -211,8 +227,9 @@ TEST(Resizer, NearestTakesSamplesAndKeepsIndices) {
 
 TEST(Resizer, FlatPicturesStayFlatInEveryMethod) {
     const Color color(13, 200, 77, 250);
-    for (const Methods method : {Methods::FastBilinear, Methods::Bilinear, Methods::Bicubic, Methods::Nearest, Methods::Area,
-                                 Methods::BicubicLuma, Methods::Gaussian, Methods::Sinc, Methods::Lanczos, Methods::Spline}) {
+    for (const Methods method :
+         {Methods::FastBilinear, Methods::Bilinear, Methods::Bicubic, Methods::Nearest, Methods::Area,
+          Methods::BicubicLuma, Methods::Gaussian, Methods::Sinc, Methods::Lanczos, Methods::Spline}) {
         for (const auto& [width, height] : {std::pair{150u, 90u}, {20u, 9u}, {20u, 90u}}) {
             EXPECT_TRUE(SameFrames(RunHost(ToSize(method, width, height), MakeFrame(PixFmt::Yuva420p, 97, 61, color)),
                                    MakeFrame(PixFmt::Yuva420p, width, height, color)))
@@ -231,12 +248,14 @@ TEST(Resizer, HiddenColoursStayHidden) {
                 const FramePtr result = Converted(RunHost(ToSize(method, width, height), source), PixFmt::Rgba);
                 for (std::uint32_t y = 0; y < height; ++y) {
                     for (std::uint32_t x = 0; x < width; ++x) {
-                        if (SampleAt(result, x, y, 3) < 16) continue;  // cubic and Lanczos overshoot where hardly anything shows
+                        if (SampleAt(result, x, y, 3) < 16)
+                            continue;  // cubic and Lanczos overshoot where hardly anything shows
                         for (int k = 0; k < 3; ++k) {
                             // Converted chroma of 4:2:0 is interpolated towards hidden samples.
                             if (pixFmt == PixFmt::Yuva420p && x + 2 >= width / 2) continue;
                             ASSERT_NEAR(SampleAt(result, x, y, k), SampleAt(plain, 0, 0, k), 2)
-                                << Name(pixFmt) << ' ' << static_cast<int>(method) << ' ' << width << ": " << x << ' ' << k;
+                                << Name(pixFmt) << ' ' << static_cast<int>(method) << ' ' << width << ": " << x << ' '
+                                << k;
                         }
                     }
                 }

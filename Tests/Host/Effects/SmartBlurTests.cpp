@@ -29,7 +29,8 @@ TEST(SmartBlur, AtFullStrengthIsTwoMeansOverTheWindow) {
     const Grid result = Read(*RunHost(Blurring(50, 100), source), 0);
     const auto mean = [](const auto& get, int size, int i) {
         double sum = 0;
-        for (int k = i - 7; k <= i + 7; ++k) sum += get(k < 0 ? -k : k >= size ? 2 * (size - 1) - k : k);  // half of 14 pixels
+        for (int k = i - 7; k <= i + 7; ++k)
+            sum += get(k < 0 ? -k : k >= size ? 2 * (size - 1) - k : k);  // half of 14 pixels
         return sum / 15;
     };
     const Grid expected = AlongX(AlongX(Read(*source, 0), 61, mean), 61, mean);
@@ -73,11 +74,13 @@ TEST(SmartBlur, LeavesAlphaAloneAndTreatsEveryFormat) {
 TEST(SmartBlur, HiddenColoursStayHidden) {
     const Color shown(200, 100, 50);
     for (const PixFmt pixFmt : {PixFmt::Rgba, PixFmt::Yuva444p}) {
-        const FramePtr source = MakeHalfHidden(pixFmt, 60, 10, shown, Color(0, 255, 255)), flat = MakeFrame(pixFmt, 60, 10, shown);
+        const FramePtr source = MakeHalfHidden(pixFmt, 60, 10, shown, Color(0, 255, 255)),
+                       flat = MakeFrame(pixFmt, 60, 10, shown);
         for (const auto& settings : {Blurring(50, 100), Blurring(50, 40), Blurring(0, 0, 100)}) {
             const FramePtr result = RunHost(settings, source);
             for (std::uint8_t i = 0; i < (pixFmt == PixFmt::Rgba ? 1 : 3); ++i) {
-                for (int x = 0; x < 30; ++x) EXPECT_NEAR(Read(*result, i).At(x, 5), Read(*flat, i).At(x, 5), 1) << Name(pixFmt) << ' ' << x;
+                for (int x = 0; x < 30; ++x)
+                    EXPECT_NEAR(Read(*result, i).At(x, 5), Read(*flat, i).At(x, 5), 1) << Name(pixFmt) << ' ' << x;
             }
         }
     }

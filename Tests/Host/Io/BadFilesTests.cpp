@@ -56,7 +56,9 @@ FileBytes Encode(const VImage& picture, const char* suffix) {
     return bytes;
 }
 
-Io::LoadedImage Read(const FileBytes& bytes, const Io::ReadOptions& options = {}) { return Io::ReadImage(bytes, TestAllocator(), options); }
+Io::LoadedImage Read(const FileBytes& bytes, const Io::ReadOptions& options = {}) {
+    return Io::ReadImage(bytes, TestAllocator(), options);
+}
 
 constexpr const char* kSuffixes[] = {".jpg", ".png", ".webp", ".tif", ".gif", ".avif", ".heic"};
 
@@ -64,7 +66,8 @@ TEST(BadFiles, AreRefusedWithTheReason) {
     const TempFolder folder;
     WriteFile(folder.File("empty.jpg"), std::string());
     WriteFile(folder.File("text.jpg"), std::string("This is no picture at all.\n"));
-    WriteFile(folder.File("drawing.svg"), std::string("<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"9\" height=\"9\"/>"));
+    WriteFile(folder.File("drawing.svg"),
+              std::string("<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"9\" height=\"9\"/>"));
     const std::pair<std::string, const char*> cases[] = {
         {"missing.jpg", "does not exist"},
         {".", "folder"},
@@ -73,11 +76,13 @@ TEST(BadFiles, AreRefusedWithTheReason) {
         {"drawing.svg", "not a JPEG, PNG, WebP, TIFF, HEIF, AVIF or GIF picture"},
     };
     for (const auto& [name, reason] : cases) {
-        EXPECT_THAT(ErrorOf([&, &file = name] { Io::ReadImage(Core::ioPath(folder.File(file)), TestAllocator()); }), HasSubstr(reason))
+        EXPECT_THAT(ErrorOf([&, &file = name] { Io::ReadImage(Core::ioPath(folder.File(file)), TestAllocator()); }),
+                    HasSubstr(reason))
             << name;
     }
     EXPECT_THAT(ErrorOf([] { Read({}); }), HasSubstr("empty"));
-    EXPECT_THAT(ErrorOf([] { Io::ReadImage(Core::ioPath("/dev/zero"), TestAllocator()); }), HasSubstr("not a JPEG, PNG"));
+    EXPECT_THAT(ErrorOf([] { Io::ReadImage(Core::ioPath("/dev/zero"), TestAllocator()); }),
+                HasSubstr("not a JPEG, PNG"));
     EXPECT_THAT(ErrorOf([] { Io::ReadImage(Core::ioPath("/dev/null"), TestAllocator()); }), HasSubstr("empty"));
 }
 
@@ -93,7 +98,8 @@ TEST(BadFiles, TruncatedPicturesFailInEveryFormatAndTheHintIsTrue) {
             const FileBytes part(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
             SCOPED_TRACE(testing::Message() << name << ' ' << size << " of " << whole.size());
             const std::string error = ErrorOf([&] { Read(part); });
-            EXPECT_THAT(error, AllOf(HasSubstr("truncated or damaged"), Not(HasSubstr("unknown")), Not(HasSubstr("bad seek"))));
+            EXPECT_THAT(
+                error, AllOf(HasSubstr("truncated or damaged"), Not(HasSubstr("unknown")), Not(HasSubstr("bad seek"))));
             const bool isReadable = ErrorOf([&] { Read(part, {.allowTruncated = true}); }) == "no error";
             EXPECT_EQ(error.find("--allow-truncated") != std::string::npos, isReadable) << error;
         }
@@ -128,7 +134,8 @@ TEST(BadFiles, AFileThatIsShortenedWhileItIsReadIsTold) {
         const std::string file = folder.File("a" + suffix);
         const FileBytes bytes = Encode(NoisePicture(160, 100, 3), suffix.c_str());
         WriteFile(file, bytes);
-        const AllocatorPtr shortening = Core::MakeRefCounted<AtAllocation>([&] { std::filesystem::resize_file(file, 100); });
+        const AllocatorPtr shortening =
+            Core::MakeRefCounted<AtAllocation>([&] { std::filesystem::resize_file(file, 100); });
         Io::LoadedImage loaded;
         const std::string error = ErrorOf([&] { loaded = Io::ReadImage(Core::ioPath(file), shortening); });
         EXPECT_EQ(error, streamed.contains(suffix) ? "the file was shortened while it was read" : "no error") << suffix;
@@ -196,7 +203,8 @@ TEST(BadFiles, TooManyPixelsAreRefusedBeforeMemoryIsTaken) {
         crc ^= huge[i];
         for (int bit = 0; bit < 8; ++bit) crc = crc >> 1 ^ (crc & 1 ? 0xedb88320 : 0);
     }
-    for (int i = 0; i < 4; ++i) huge[29 + static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(~crc >> (24 - 8 * i));
+    for (int i = 0; i < 4; ++i)
+        huge[29 + static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(~crc >> (24 - 8 * i));
     const FileBytes rest = {0, 0, 0, 0, 'I', 'D', 'A', 'T', 0x35, 0xaf, 0x06, 0x1e};
     huge.insert(huge.end(), rest.begin(), rest.end());
     EXPECT_THAT(ErrorOf([&] { Io::ReadImage(huge, noMemory); }), HasSubstr("100000 x 100000"));
@@ -209,12 +217,16 @@ TEST(BadFiles, AFailedWriteLeavesTheOldFileAndNothingElse) {
     const FramePtr wide = MakeFrame(PixFmt::Gray8, 20000, 1);
     const FramePtr frame = MakeFrame(PixFmt::Rgb24, 4, 4);
     EXPECT_THAT(ErrorOf([&] { Io::WriteImage(folder.File("old.webp"), wide, {}, {}); }), HasSubstr("at most 16383"));
-    EXPECT_THAT(ErrorOf([&] { Io::WriteImage(folder.File("none/a.png"), frame, {}, {}); }), HasSubstr("cannot write into the folder"));
-    EXPECT_THAT(ErrorOf([&] { Io::WriteImage(folder.File("file/a.png"), frame, {}, {}); }), HasSubstr("Not a directory"));
-    EXPECT_THAT(ErrorOf([&] { Io::WriteImage(folder.GetPath(), Io::FileFormat::Png, frame, {}, {}); }), HasSubstr("folder"));
+    EXPECT_THAT(ErrorOf([&] { Io::WriteImage(folder.File("none/a.png"), frame, {}, {}); }),
+                HasSubstr("cannot write into the folder"));
+    EXPECT_THAT(ErrorOf([&] { Io::WriteImage(folder.File("file/a.png"), frame, {}, {}); }),
+                HasSubstr("Not a directory"));
+    EXPECT_THAT(ErrorOf([&] { Io::WriteImage(folder.GetPath(), Io::FileFormat::Png, frame, {}, {}); }),
+                HasSubstr("folder"));
     EXPECT_THAT(ErrorOf([&] { Io::WriteImage(folder.File("a.jpg"), frame, {.quality = 101, .metadata = {}}, {}); }),
                 HasSubstr("from 1 to 100"));
-    EXPECT_THAT(ErrorOf([&] { Io::WriteImage("/dev/full", Io::FileFormat::Png, frame, {}, {}); }), HasSubstr("No space left"));
+    EXPECT_THAT(ErrorOf([&] { Io::WriteImage("/dev/full", Io::FileFormat::Png, frame, {}, {}); }),
+                HasSubstr("No space left"));
     EXPECT_THAT(folder.List(), ElementsAre("file", "old.webp"));
     EXPECT_EQ(ReadFile(folder.File("old.webp")), (FileBytes{'o', 'l', 'd'}));
 }
@@ -338,12 +350,15 @@ TEST(BadFiles, LinksAreFollowedWhetherTheirEndIsThereOrNot) {
             Io::WriteImage(folder.File(link), frame, {}, {});
             EXPECT_TRUE(std::filesystem::is_symlink(folder.File(link))) << link;
             EXPECT_FALSE(std::filesystem::is_symlink(folder.File(end))) << link;
-            EXPECT_TRUE(SameFrames(Io::ReadImage(Core::ioPath(folder.File(end)), TestAllocator()).frame, frame)) << link;
+            EXPECT_TRUE(SameFrames(Io::ReadImage(Core::ioPath(folder.File(end)), TestAllocator()).frame, frame))
+                << link;
         }
     }
     EXPECT_TRUE(std::filesystem::is_symlink(folder.File("far/away/onward.png")));
-    EXPECT_THAT(ErrorOf([&] { Io::WriteImage(folder.File("nowhere.png"), frames[0], {}, {}); }), HasSubstr("No such file"));
-    EXPECT_THAT(ErrorOf([&] { Io::WriteImage(folder.File("loop.png"), frames[0], {}, {}); }), HasSubstr("symbolic links"));
+    EXPECT_THAT(ErrorOf([&] { Io::WriteImage(folder.File("nowhere.png"), frames[0], {}, {}); }),
+                HasSubstr("No such file"));
+    EXPECT_THAT(ErrorOf([&] { Io::WriteImage(folder.File("loop.png"), frames[0], {}, {}); }),
+                HasSubstr("symbolic links"));
 }
 
 }  // namespace

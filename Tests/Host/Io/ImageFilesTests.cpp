@@ -124,7 +124,8 @@ TEST_F(ImageFiles, EveryOrientationIsBroughtUprightAndForgotten) {
             const Io::LoadedImage loaded = Read("in.tif");
             EXPECT_TRUE(SameFrames(loaded.frame, ToFrame(picture.autorot())));
             const Io::ImageSize size = Io::ReadImageSize(folder_.File("in.tif"));
-            EXPECT_EQ(Conf::FrameInfo(size.width, size.height), loaded.frame->GetFrameInfo()) << "the header tells the upright size";
+            EXPECT_EQ(Conf::FrameInfo(size.width, size.height), loaded.frame->GetFrameInfo())
+                << "the header tells the upright size";
             Write("out.png", loaded.frame, {.quality = 90, .metadata = loaded.metadata});
             EXPECT_LE(vips_image_get_orientation(VImage::pngload(folder_.File("out.png").c_str()).get_image()), 1);
         }
@@ -132,12 +133,14 @@ TEST_F(ImageFiles, EveryOrientationIsBroughtUprightAndForgotten) {
 }
 
 TEST_F(ImageFiles, SixteenBitsBecomeTheHighEightAndThisIsSaid) {
-    PlainPicture(9, 7, {0x1234, 0xabcd, 0xffff}, VIPS_INTERPRETATION_RGB16, VIPS_FORMAT_USHORT).pngsave(folder_.File("a.png").c_str());
+    PlainPicture(9, 7, {0x1234, 0xabcd, 0xffff}, VIPS_INTERPRETATION_RGB16, VIPS_FORMAT_USHORT)
+        .pngsave(folder_.File("a.png").c_str());
     const Io::LoadedImage color = Read("a.png");
     EXPECT_THAT(color.notes, ElementsAre("16-bit samples are reduced to 8 bits"));
     EXPECT_TRUE(SameFrames(color.frame, MakeFrame(PixFmt::Rgb24, 9, 7, Color(0x12, 0xab, 0xff))));
 
-    PlainPicture(9, 7, {0x8042}, VIPS_INTERPRETATION_GREY16, VIPS_FORMAT_USHORT).tiffsave(folder_.File("a.tif").c_str());
+    PlainPicture(9, 7, {0x8042}, VIPS_INTERPRETATION_GREY16, VIPS_FORMAT_USHORT)
+        .tiffsave(folder_.File("a.tif").c_str());
     const Io::LoadedImage grey = Read("a.tif");
     EXPECT_THAT(grey.notes, ElementsAre("16-bit samples are reduced to 8 bits"));
     EXPECT_TRUE(SameFrames(grey.frame, MakeFrame(PixFmt::Gray8, 9, 7, Color(0x80, 0x80, 0x80))));
@@ -145,7 +148,8 @@ TEST_F(ImageFiles, SixteenBitsBecomeTheHighEightAndThisIsSaid) {
 
 TEST_F(ImageFiles, CmykBecomesRgbAndThisIsSaid) {
     // In order: no ink, cyan, magenta, yellow, black.
-    const std::vector<std::vector<double>> inks = {{0, 0, 0, 0}, {255, 0, 0, 0}, {0, 255, 0, 0}, {0, 0, 255, 0}, {255, 255, 255, 255}};
+    const std::vector<std::vector<double>> inks = {
+        {0, 0, 0, 0}, {255, 0, 0, 0}, {0, 255, 0, 0}, {0, 0, 255, 0}, {255, 255, 255, 255}};
     std::vector<Color> colors;
     for (const auto& ink : inks) {
         PlainPicture(8, 8, ink, VIPS_INTERPRETATION_CMYK, VIPS_FORMAT_UCHAR).tiffsave(folder_.File("a.tif").c_str());
@@ -170,16 +174,19 @@ TEST_F(ImageFiles, GreyWithAlphaBecomesColorWithAlpha) {
 
 TEST_F(ImageFiles, PalettesAndSingleBitsAreExpanded) {
     const VImage checker = (VImage::xyz(16, 9).extract_band(0) & 1) * 255;
-    const VImage grey = checker.cast(VIPS_FORMAT_UCHAR).copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_B_W));
+    const VImage grey =
+        checker.cast(VIPS_FORMAT_UCHAR).copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_B_W));
     grey.pngsave(folder_.File("a.png").c_str(), VImage::option()->set("bitdepth", 1));
     EXPECT_TRUE(SameFrames(Read("a.png").frame, ToFrame(grey)));
-    grey.colourspace(VIPS_INTERPRETATION_sRGB).pngsave(folder_.File("b.png").c_str(), VImage::option()->set("palette", true));
+    grey.colourspace(VIPS_INTERPRETATION_sRGB)
+        .pngsave(folder_.File("b.png").c_str(), VImage::option()->set("palette", true));
     EXPECT_TRUE(SameFrames(Read("b.png").frame, ToFrame(grey.colourspace(VIPS_INTERPRETATION_sRGB))));
 }
 
 TEST_F(ImageFiles, OfSeveralPicturesTheFirstIsReadAndThisIsSaid) {
     VImage pages = PlainPicture(4, 3, {10, 20, 30}, VIPS_INTERPRETATION_sRGB, VIPS_FORMAT_UCHAR)
-                       .join(PlainPicture(4, 3, {200, 20, 30}, VIPS_INTERPRETATION_sRGB, VIPS_FORMAT_UCHAR), VIPS_DIRECTION_VERTICAL)
+                       .join(PlainPicture(4, 3, {200, 20, 30}, VIPS_INTERPRETATION_sRGB, VIPS_FORMAT_UCHAR),
+                             VIPS_DIRECTION_VERTICAL)
                        .copy();
     pages.set(VIPS_META_PAGE_HEIGHT, 3);
     for (const auto& [name, pixFmt] : {std::pair{"a.tif", PixFmt::Rgb24}, {"a.gif", PixFmt::Rgba}}) {
@@ -212,7 +219,8 @@ TEST_F(ImageFiles, GoodPicturesAreDecodedOnceAndWithoutAWord) {
         Write(name, MakeFrame(PixFmt::Rgb24, 64, 48));
         for (const bool allowTruncated : {false, true}) {
             const auto allocator = Core::MakeRefCounted<Counting>();
-            const Io::LoadedImage loaded = Io::ReadImage(Core::ioPath(folder_.File(name)), allocator, {.allowTruncated = allowTruncated});
+            const Io::LoadedImage loaded =
+                Io::ReadImage(Core::ioPath(folder_.File(name)), allocator, {.allowTruncated = allowTruncated});
             EXPECT_THAT(loaded.notes, IsEmpty()) << name;
             EXPECT_EQ(allocator->frames, 1) << name;
         }

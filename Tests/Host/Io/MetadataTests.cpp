@@ -97,7 +97,8 @@ private:
     void Directory(const std::vector<Entry>& entries, std::size_t next) {
         block += Long(static_cast<std::uint32_t>(entries.size())).substr(0, 2);
         for (const Entry& entry : entries)
-            block += Long(entry.tag).substr(0, 2) + Long(entry.type).substr(0, 2) + Long(entry.count) + Long(entry.value);
+            block +=
+                Long(entry.tag).substr(0, 2) + Long(entry.type).substr(0, 2) + Long(entry.count) + Long(entry.value);
         block += Long(static_cast<std::uint32_t>(next));
     }
 };
@@ -106,8 +107,8 @@ class Metadata : public testing::Test {
 protected:
     // A photograph as cameras hold it: turned by its orientation tag.
     void MakePhotograph(const char* name, bool hasAll = true) const {
-        VImage picture =
-            NoisePicture(40, 24, 3).copy(VImage::option()->set("xres", kPixelsPerMillimetre)->set("yres", kPixelsPerMillimetre));
+        VImage picture = NoisePicture(40, 24, 3).copy(
+            VImage::option()->set("xres", kPixelsPerMillimetre)->set("yres", kPixelsPerMillimetre));
         picture.set(VIPS_META_ORIENTATION, 6);
         picture.set("exif-ifd0-Make", "Acme");
         picture.set("exif-ifd2-ExposureTime", "1/250");
@@ -145,7 +146,8 @@ TEST_F(Metadata, EveryFormatKeepsWhatItCanAndNamesTheRest) {
         const std::string name = "a." + std::string(format.suffixes.front());
         const Io::Notes notes = Pass("in.jpg", name);
         for (const Io::MetadataKind& kind : Io::GetMetadataKinds()) {
-            const bool isNoted = std::any_of(notes.begin(), notes.end(), [&](const auto& note) { return note.starts_with(kind.text); });
+            const bool isNoted =
+                std::any_of(notes.begin(), notes.end(), [&](const auto& note) { return note.starts_with(kind.text); });
             EXPECT_EQ(isNoted, (format.metadata & kind.bit) == 0) << kind.name;
         }
         const VImage written = Open(name);
@@ -164,7 +166,8 @@ TEST_F(Metadata, EveryFormatKeepsWhatItCanAndNamesTheRest) {
         EXPECT_THAT(back.get_string("exif-ifd3-GPSLatitudeRef"), HasSubstr("N"));
         EXPECT_THAT(back.get_string("exif-ifd0-XResolution"), HasSubstr("300"));
         EXPECT_NEAR(back.xres(), kPixelsPerMillimetre, 0.01);
-        EXPECT_THAT(GetBlob(back, VIPS_META_XMP_NAME), AllOf(HasSubstr("tiff:Make=\"Acme\""), HasSubstr("tiff:Orientation=\"1\"")));
+        EXPECT_THAT(GetBlob(back, VIPS_META_XMP_NAME),
+                    AllOf(HasSubstr("tiff:Make=\"Acme\""), HasSubstr("tiff:Orientation=\"1\"")));
         EXPECT_EQ(HasField(back, VIPS_META_IPTC_NAME) && GetBlob(back, VIPS_META_IPTC_NAME) == kIptc,
                   (format.metadata & Io::MetadataKind::Iptc) != 0);
         EXPECT_EQ(bytes.find(kComment) != std::string::npos, (format.metadata & Io::MetadataKind::Comment) != 0);
@@ -218,7 +221,8 @@ TEST_F(Metadata, LongXmpTakesSeveralSegmentsOfAJpegFile) {
     std::string history;
     for (int i = 0; i < 20000; ++i) history += "step " + std::to_string(i) + ' ';
     std::string xmp = kXmp;
-    xmp.insert(xmp.find(" tiff:Make"), " xmlns:photoshop=\"http://ns.adobe.com/photoshop/1.0/\" photoshop:History=\"" + history + "\"");
+    xmp.insert(xmp.find(" tiff:Make"),
+               " xmlns:photoshop=\"http://ns.adobe.com/photoshop/1.0/\" photoshop:History=\"" + history + "\"");
     VImage picture = NoisePicture(8, 8, 3).copy();
     SetBlob(picture, VIPS_META_XMP_NAME, xmp);
     picture.pngsave(folder_.File("in.png").c_str());
@@ -227,7 +231,8 @@ TEST_F(Metadata, LongXmpTakesSeveralSegmentsOfAJpegFile) {
     EXPECT_THAT(Pass("a.jpg", "b.jpg"), IsEmpty());
     EXPECT_THAT(Pass("b.jpg", "back.png"), IsEmpty());
     EXPECT_THAT(GetBlob(Open("back.png"), VIPS_META_XMP_NAME),
-                AllOf(HasSubstr("Acme"), HasSubstr(history.substr(0, history.size() - 1)), testing::Not(HasSubstr("HasExtendedXMP"))));
+                AllOf(HasSubstr("Acme"), HasSubstr(history.substr(0, history.size() - 1)),
+                      testing::Not(HasSubstr("HasExtendedXMP"))));
 }
 
 // Blobs of some formats end with the picture from which they come, so that what is read must be a copy.
@@ -266,13 +271,17 @@ TEST_F(Metadata, ColoursAreConvertedToSrgbByTheProfileOnRequest) {
         const double v = level / 255;
         return v <= 0.04045 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4);
     };
-    const auto toLevel = [](double v) { return 255 * (v <= 0.0031308 ? 12.92 * v : 1.055 * std::pow(v, 1 / 2.4) - 0.055); };
+    const auto toLevel = [](double v) {
+        return 255 * (v <= 0.0031308 ? 12.92 * v : 1.055 * std::pow(v, 1 / 2.4) - 0.055);
+    };
     constexpr double kMatrix[3][3] = {{1.2249, -0.2247, 0}, {-0.0420, 1.0419, 0}, {-0.0197, -0.0786, 1.0979}};
-    VImage picture = PlainPicture(8, 8, {color[0], color[1], color[2]}, VIPS_INTERPRETATION_sRGB, VIPS_FORMAT_UCHAR).copy();
+    VImage picture =
+        PlainPicture(8, 8, {color[0], color[1], color[2]}, VIPS_INTERPRETATION_sRGB, VIPS_FORMAT_UCHAR).copy();
     SetBlob(picture, VIPS_META_ICC_NAME, Profile("p3"));
     picture.pngsave(folder_.File("in.png").c_str());
 
-    const Io::LoadedImage loaded = Io::ReadImage(Core::ioPath(folder_.File("in.png")), TestAllocator(), {.toSrgb = true});
+    const Io::LoadedImage loaded =
+        Io::ReadImage(Core::ioPath(folder_.File("in.png")), TestAllocator(), {.toSrgb = true});
     for (int k = 0; k < 3; ++k) {
         double linear = 0;
         for (int i = 0; i < 3; ++i) linear += kMatrix[k][i] * toLinear(color[i]);

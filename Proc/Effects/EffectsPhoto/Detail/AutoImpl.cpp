@@ -34,7 +34,8 @@ void AutoImpl::ProcessInternalImpl(FramePtr& frame, const ConstFramePtr&) {
     FramePtr mask = NewFrame(allocator_, PixFmt::Gray8, FrameInfo(Neural::kMaskSize, Neural::kMaskSize, info_.aspect));
     const Plane small = mask->GetPlane(0);
     for (std::size_t y = 0; y < Neural::kMaskSize; ++y) {
-        std::copy_n(certainty.begin() + static_cast<std::ptrdiff_t>(y * Neural::kMaskSize), Neural::kMaskSize, small.GetRow(y));
+        std::copy_n(certainty.begin() + static_cast<std::ptrdiff_t>(y * Neural::kMaskSize), Neural::kMaskSize,
+                    small.GetRow(y));
     }
     resizer_->ProcessData(mask);
 
@@ -42,7 +43,8 @@ void AutoImpl::ProcessInternalImpl(FramePtr& frame, const ConstFramePtr&) {
     const std::uint8_t foreground = settings_.GetForeground(), background = settings_.GetBackground();
     for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) {
         std::uint8_t* row = plane.GetRow(y);
-        std::transform(row, row + plane.GetWidth(), row, [=](std::uint8_t value) { return value < kThreshold ? background : foreground; });
+        std::transform(row, row + plane.GetWidth(), row,
+                       [=](std::uint8_t value) { return value < kThreshold ? background : foreground; });
     }
     frame = mask;
 }

@@ -6,7 +6,8 @@
 
 namespace Orvexa::Proc::Auto {
 
-/// Replaces the first input by a `Gray8` mask of the foreground and background values. Ignores the second input, which may be empty.
+/// Replaces the first input by a `Gray8` mask of the foreground and background values. Ignores the second input, which
+/// may be empty.
 class AutoImpl : public EffectBaseTwoInput<SettingsEffectSegmentation> {
 public:
     AutoImpl(const FactoryPtr& factory, const AllocatorPtr& allocator);

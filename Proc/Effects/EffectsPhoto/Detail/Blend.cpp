@@ -35,15 +35,18 @@ HWY_INLINE Vector16 Blend(Vector16 under, Vector16 over, Vector16 opacity) {
     return DivideLanesBy255(hn::Add(hn::Mul(under, rest), hn::Mul(over, opacity)));
 }
 
-void BlendConstant(const std::uint8_t* under, const std::uint8_t* over, std::uint16_t opacity, std::uint8_t* result, std::size_t size) {
+void BlendConstant(const std::uint8_t* under, const std::uint8_t* over, std::uint16_t opacity, std::uint8_t* result,
+                   std::size_t size) {
     const std::size_t lanes = hn::Lanes(Lanes16());
     const auto opacities = hn::Set(Lanes16(), opacity);
     std::size_t i = 0;
-    for (; i + lanes <= size; i += lanes) StoreBytes(Blend(LoadBytes(under + i), LoadBytes(over + i), opacities), result + i);
+    for (; i + lanes <= size; i += lanes)
+        StoreBytes(Blend(LoadBytes(under + i), LoadBytes(over + i), opacities), result + i);
     for (; i < size; ++i) result[i] = BlendByte(under[i], over[i], opacity);
 }
 
-void BlendVarying(std::uint8_t* under, const std::uint8_t* over, const std::uint8_t* opacities, std::uint8_t scale, std::size_t size) {
+void BlendVarying(std::uint8_t* under, const std::uint8_t* over, const std::uint8_t* opacities, std::uint8_t scale,
+                  std::size_t size) {
     const std::size_t lanes = hn::Lanes(Lanes16());
     const auto scales = hn::Set(Lanes16(), scale);
     std::size_t i = 0;
@@ -52,7 +55,8 @@ void BlendVarying(std::uint8_t* under, const std::uint8_t* over, const std::uint
         StoreBytes(Blend(LoadBytes(under + i), LoadBytes(over + i), opacity), under + i);
     }
     for (; i < size; ++i) {
-        under[i] = BlendByte(under[i], over[i], static_cast<std::uint8_t>(DivideBy255(static_cast<std::uint16_t>(opacities[i] * scale))));
+        under[i] = BlendByte(under[i], over[i],
+                             static_cast<std::uint8_t>(DivideBy255(static_cast<std::uint16_t>(opacities[i] * scale))));
     }
 }
 
@@ -65,11 +69,13 @@ namespace Orvexa::Proc::Detail {
 HWY_EXPORT(BlendConstant);
 HWY_EXPORT(BlendVarying);
 
-void BlendRow(const std::uint8_t* under, const std::uint8_t* over, std::uint16_t opacity, std::uint8_t* result, std::size_t size) {
+void BlendRow(const std::uint8_t* under, const std::uint8_t* over, std::uint16_t opacity, std::uint8_t* result,
+              std::size_t size) {
     HWY_DYNAMIC_DISPATCH(BlendConstant)(under, over, opacity, result, size);
 }
 
-void BlendRow(std::uint8_t* under, const std::uint8_t* over, const std::uint8_t* opacities, std::uint8_t scale, std::size_t size) {
+void BlendRow(std::uint8_t* under, const std::uint8_t* over, const std::uint8_t* opacities, std::uint8_t scale,
+              std::size_t size) {
     HWY_DYNAMIC_DISPATCH(BlendVarying)(under, over, opacities, scale, size);
 }
 

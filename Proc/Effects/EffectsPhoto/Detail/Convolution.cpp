@@ -1,4 +1,5 @@
-// The accumulators of a tile stay in registers while all taps pass over it; the sum of each sample keeps the order of the taps.
+// The accumulators of a tile stay in registers while all taps pass over it; the sum of each sample keeps the order of
+// the taps.
 
 #include "Proc/Effects/EffectsPhoto/Detail/Convolution.h"
 
@@ -22,18 +23,20 @@ HWY_INLINE void ConvolveTile(const std::vector<ConvolutionTap>& taps, const floa
     for (const ConvolutionTap& tap : taps) {
         const auto weight = hn::Set(d, tap.weight);
         const float* samples = source + tap.offset;
-        for (std::size_t v = 0; v < Vectors; ++v) sums[v] = hn::Add(sums[v], hn::Mul(weight, hn::LoadU(d, samples + v * lanes)));
+        for (std::size_t v = 0; v < Vectors; ++v)
+            sums[v] = hn::Add(sums[v], hn::Mul(weight, hn::LoadU(d, samples + v * lanes)));
     }
     for (std::size_t v = 0; v < Vectors; ++v) hn::StoreU(sums[v], d, destination + v * lanes);
 }
 
-void ConvolveRows(const std::vector<ConvolutionTap>& taps, const float* source, std::size_t sourceStride, float* destination,
-                  std::size_t destinationStride, std::size_t rows, std::size_t columns) {
+void ConvolveRows(const std::vector<ConvolutionTap>& taps, const float* source, std::size_t sourceStride,
+                  float* destination, std::size_t destinationStride, std::size_t rows, std::size_t columns) {
     constexpr std::size_t kVectors = 8;
     const std::size_t lanes = hn::Lanes(hn::ScalableTag<float>());
     for (std::size_t y = 0; y < rows; ++y, source += sourceStride, destination += destinationStride) {
         std::size_t x = 0;
-        for (; x + kVectors * lanes <= columns; x += kVectors * lanes) ConvolveTile<kVectors>(taps, source + x, destination + x);
+        for (; x + kVectors * lanes <= columns; x += kVectors * lanes)
+            ConvolveTile<kVectors>(taps, source + x, destination + x);
         for (; x + lanes <= columns; x += lanes) ConvolveTile<1>(taps, source + x, destination + x);
         for (; x < columns; ++x) {
             float sum = destination[x];
@@ -51,8 +54,8 @@ namespace Orvexa::Proc::Detail {
 
 HWY_EXPORT(ConvolveRows);
 
-void Convolve(const std::vector<ConvolutionTap>& taps, const float* source, std::size_t sourceStride, float* destination,
-              std::size_t destinationStride, std::size_t rows, std::size_t columns) {
+void Convolve(const std::vector<ConvolutionTap>& taps, const float* source, std::size_t sourceStride,
+              float* destination, std::size_t destinationStride, std::size_t rows, std::size_t columns) {
     HWY_DYNAMIC_DISPATCH(ConvolveRows)(taps, source, sourceStride, destination, destinationStride, rows, columns);
 }
 

@@ -1,7 +1,8 @@
 // A look-up of 256 entries by byte shuffles, 16 entries each.
 //
-// A shuffle gives 0 where the index's highest bit is set. Eight of them cover half the table: the index falls by 16 from one to the next,
-// until it is negative and drops out, and each one's entries hold what has to be changed (exclusive or) in the result so far.
+// A shuffle gives 0 where the index's highest bit is set. Eight of them cover half the table: the index falls by 16
+// from one to the next, until it is negative and drops out, and each one's entries hold what has to be changed
+// (exclusive or) in the result so far.
 
 #include "Proc/Effects/EffectsPhoto/Detail/Curves.h"
 
@@ -40,7 +41,8 @@ constexpr std::size_t kShuffleEntries = 16, kHalf = 128;
 HWY_INLINE std::array<std::uint8_t, kHalf> Changes(const std::uint8_t* entries) {
     std::array<std::uint8_t, kHalf> changes;
     for (std::size_t i = 0; i < kHalf; ++i) {
-        changes[i] = i < kShuffleEntries ? entries[i] : static_cast<std::uint8_t>(entries[i] ^ entries[i - kShuffleEntries]);
+        changes[i] =
+            i < kShuffleEntries ? entries[i] : static_cast<std::uint8_t>(entries[i] ^ entries[i - kShuffleEntries]);
     }
     return changes;
 }
@@ -50,7 +52,8 @@ HWY_INLINE hn::Vec<Bytes> LookUpHalf(const std::array<std::uint8_t, kHalf>& chan
     auto result = hn::Zero(Bytes());
     auto left = hn::BitCast(SignedBytes(), index);
     for (std::size_t k = 0; k < kHalf; k += kShuffleEntries) {
-        result = hn::Xor(result, hn::TableLookupBytesOr0(hn::LoadDup128(Bytes(), changes.data() + k), hn::BitCast(Bytes(), left)));
+        result = hn::Xor(
+            result, hn::TableLookupBytesOr0(hn::LoadDup128(Bytes(), changes.data() + k), hn::BitCast(Bytes(), left)));
         left = hn::SaturatedSub(left, hn::Set(SignedBytes(), static_cast<std::int8_t>(kShuffleEntries)));
     }
     return result;
@@ -75,7 +78,8 @@ void LookUpPlane(const Curve& curve, const ConstPlane& source, const Plane& dest
 #else
 
 void LookUpPlane(const Curve& curve, const ConstPlane& source, const Plane& destination) {
-    for (std::uint64_t y = 0; y < source.GetHeight(); ++y) LookUp(curve, source.GetRow(y), destination.GetRow(y), source.GetWidth());
+    for (std::uint64_t y = 0; y < source.GetHeight(); ++y)
+        LookUp(curve, source.GetRow(y), destination.GetRow(y), source.GetWidth());
 }
 
 #endif

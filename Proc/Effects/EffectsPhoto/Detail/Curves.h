@@ -26,7 +26,8 @@ inline Curve Compose(const Curve& first, const Curve& second) {
     return composed;
 }
 
-/// Stretches `low`..`high` to 0..255: ((i - low) * 255) / (high - low), clamped and rounded; the identity if both are equal.
+/// Stretches `low`..`high` to 0..255: ((i - low) * 255) / (high - low), clamped and rounded; the identity if both are
+/// equal.
 inline Curve StretchCurve(int low, int high) {
     if (low == high) return IdentityCurve();
     Curve curve;
@@ -46,7 +47,8 @@ inline Curve ExposureCurve(std::int32_t exposure, double gainPerUnit) {
     return curve;
 }
 
-/// Sends the first three bytes of every pixel through a curve each; further bytes and incomplete pixels at the end of a row stay.
+/// Sends the first three bytes of every pixel through a curve each; further bytes and incomplete pixels at the end of a
+/// row stay.
 inline void ApplyCurves(const std::array<Curve, 3>& curves, const Plane& plane, std::uint64_t bytesPerPixel) {
     const std::uint64_t pixels = plane.GetWidth() / bytesPerPixel;
     for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) {
@@ -59,7 +61,8 @@ inline void ApplyCurves(const std::array<Curve, 3>& curves, const Plane& plane, 
     }
 }
 
-/// Sends every byte of `source` through a curve into `destination`, a plane of the same size, which may be the same plane.
+/// Sends every byte of `source` through a curve into `destination`, a plane of the same size, which may be the same
+/// plane.
 void ApplyCurve(const Curve& curve, const ConstPlane& source, const Plane& destination);
 
 }  // namespace Orvexa::Proc::Detail

@@ -36,7 +36,8 @@ void CheckArguments(std::uint32_t width, std::uint32_t height, std::uint32_t wor
     if (width == 0 || height == 0 || workers == 0 || blockSize == 0) {
         Throw("A grid graph needs at least one pixel, one thread and regions of at least one node");
     }
-    // A padded side has at most 2^32 + 8 nodes, so that the product fits into 64 bits once each factor is known to be small enough.
+    // A padded side has at most 2^32 + 8 nodes, so that the product fits into 64 bits once each factor is known to be
+    // small enough.
     constexpr std::uint64_t kMaxNodes = std::uint64_t{1} << 32;
     const std::uint64_t paddedWidth = GridLayout::Padded(width), paddedHeight = GridLayout::Padded(height);
     if (paddedWidth > kMaxNodes / paddedHeight) {
@@ -54,10 +55,12 @@ void ForEachEdge(const GridLayout& layout, const Boundary& boundary, Visit&& vis
 
 }  // namespace
 
-std::size_t Solver::GetAllocationSize(std::uint32_t width, std::uint32_t height, std::uint32_t workers, std::uint32_t blockSize) {
+std::size_t Solver::GetAllocationSize(std::uint32_t width, std::uint32_t height, std::uint32_t workers,
+                                      std::uint32_t blockSize) {
     CheckArguments(width, height, workers, blockSize);
     const GridLayout layout(width, height);
-    return layout.GetNodeCount() * kBytesPerNode + RegionGrid(layout, blockSize).GetBoundaryNodeBound() * sizeof(NodeIndex) +
+    return layout.GetNodeCount() * kBytesPerNode +
+           RegionGrid(layout, blockSize).GetBoundaryNodeBound() * sizeof(NodeIndex) +
            kNodeArrays * ZeroedBlock::kAlignment;
 }
 
@@ -85,7 +88,8 @@ void Solver::ForEachRun(std::uint32_t y, Visit&& visit) const {
     }
 }
 
-// The workers share the rows: most of the time goes into the first touch of the memory. The rows of one row of tiles go to one worker.
+// The workers share the rows: most of the time goes into the first touch of the memory. The rows of one row of tiles go
+// to one worker.
 void Solver::SetCapacities(const Capacities& capacities) {
     capacities.Check(size_.width, size_.height);
     std::mutex mutex;
@@ -110,8 +114,10 @@ void Solver::SetCapacities(const Capacities& capacities) {
     RemoveOuterEdges();
 }
 
-void Solver::SetRun(const Capacities& capacities, NodeIndex node, std::size_t pixel, std::uint32_t count, FillSummary& summary) {
-    const std::array arrays{capacities.right.data(), capacities.down.data(), capacities.up.data(), capacities.left.data()};
+void Solver::SetRun(const Capacities& capacities, NodeIndex node, std::size_t pixel, std::uint32_t count,
+                    FillSummary& summary) {
+    const std::array arrays{capacities.right.data(), capacities.down.data(), capacities.up.data(),
+                            capacities.left.data()};
     for (std::size_t k = 0; k < kDirections; ++k) {
         std::copy_n(arrays[k] + pixel, count, nodes_.residual[k] + node);
         for (std::uint32_t i = 0; i < count; ++i) summary.maxEdge = std::max(summary.maxEdge, arrays[k][pixel + i]);
@@ -156,7 +162,8 @@ void Solver::RemoveOuterEdges() {
 
 void Solver::ReadRow(std::uint32_t y, std::uint8_t foreground, std::uint8_t background, std::uint8_t* mask) const {
     ForEachRun(y, [&](NodeIndex node, std::uint32_t x, std::uint32_t count) {
-        for (std::uint32_t i = 0; i < count; ++i) mask[x + i] = LabelOf(nodes_.flags[node + i]) == kSinkTree ? background : foreground;
+        for (std::uint32_t i = 0; i < count; ++i)
+            mask[x + i] = LabelOf(nodes_.flags[node + i]) == kSinkTree ? background : foreground;
     });
 }
 
@@ -164,21 +171,25 @@ void Solver::ReadRow(std::uint32_t y, std::uint8_t foreground, std::uint8_t back
 
 void Solver::Compute() {
     const auto pixels = size_.GetPixelCount();
-    const bool mayGetHeadStart = fitsHeadStart_ && pixels > headStart_.minPixels && std::min(size_.width, size_.height) > 3;
-    const auto budget =
-        mayGetHeadStart ? static_cast<std::int64_t>(headStart_.workPerPixel * static_cast<double>(pixels)) : WorkBudget::kUnlimited;
+    const bool mayGetHeadStart =
+        fitsHeadStart_ && pixels > headStart_.minPixels && std::min(size_.width, size_.height) > 3;
+    const auto budget = mayGetHeadStart
+                            ? static_cast<std::int64_t>(headStart_.workPerPixel * static_cast<double>(pixels))
+                            : WorkBudget::kUnlimited;
     Core::RefCounted<ProgressShare> progress(progress_, GetStepCount());
     if (budget > 0 && Search(budget, progress) == Result::Complete) return;
     if (progress_.IsCancelled()) return;
     ComputeFromCoarserGrid(GetStepCount() - progress.GetPassed());
 }
 
-// Whatever a search that was given up has pushed stays where it is: the coarser grid is made from the residual capacities.
+// Whatever a search that was given up has pushed stays where it is: the coarser grid is made from the residual
+// capacities.
 void Solver::ComputeFromCoarserGrid(std::uint64_t steps) {
     Core::RefCounted<ProgressShare> coarse(progress_, steps / 2), fine(progress_, steps - steps / 2);
     const Flow coarseFlow = FindCoarseFlow(coarse);
     if (progress_.IsCancelled()) return;
-    flow_ = static_cast<std::uint16_t>(flow_ + PushCoarseFlow(nodes_, size_, coarseFlow, CoarseWork{workers_, progress_}));
+    flow_ =
+        static_cast<std::uint16_t>(flow_ + PushCoarseFlow(nodes_, size_, coarseFlow, CoarseWork{workers_, progress_}));
     ReplantTrees();
     fine.SetTotal(GetStepCount());
     Search(WorkBudget::kUnlimited, fine);
@@ -196,7 +207,8 @@ void Solver::ReplantTrees() {
 // The coarser grid gets its own head start from the next coarser one at once.
 Flow Solver::FindCoarseFlow(Core::IProgressController& progress) const {
     const PictureSize size = size_.Halved();
-    const HeadStart atOnce{.minPixels = headStart_.coarsestPixels, .coarsestPixels = headStart_.coarsestPixels, .workPerPixel = 0};
+    const HeadStart atOnce{
+        .minPixels = headStart_.coarsestPixels, .coarsestPixels = headStart_.coarsestPixels, .workPerPixel = 0};
     std::optional<Capacities> capacities = Coarsen(nodes_, size_, CoarseWork{workers_, progress});
     if (progress.IsCancelled()) return {};
     Solver solver(size.width, size.height, workers_, regions_.blockSize, progress, atOnce);
@@ -209,7 +221,8 @@ Flow Solver::FindCoarseFlow(Core::IProgressController& progress) const {
             const std::size_t first = std::size_t{y} * size.width + x;
             const auto subtract = [&](Direction direction, std::vector<Capacity>& from) {
                 const Capacity* const residual = solver.nodes_.residual[direction] + node;
-                for (std::uint32_t i = 0; i < count; ++i) from[first + i] = static_cast<Capacity>(from[first + i] - residual[i]);
+                for (std::uint32_t i = 0; i < count; ++i)
+                    from[first + i] = static_cast<Capacity>(from[first + i] - residual[i]);
             };
             subtract(kRight, flow.right);
             subtract(kDown, flow.down);
@@ -234,7 +247,8 @@ Solver::Result Solver::Search(std::int64_t units, Core::IProgressController& pro
 }
 
 // A worker that finds nothing to merge exits; the worker that frees the last region retries.
-void Solver::SearchRegions(RegionPlan& plan, TreeSearch& search, const WorkBudget& budget, Core::IProgressController& progress) const {
+void Solver::SearchRegions(RegionPlan& plan, TreeSearch& search, const WorkBudget& budget,
+                           Core::IProgressController& progress) const {
     while (const auto region = plan.TakeRegion()) {
         ActivateRegion(plan.GetRegion(*region), search);
         plan.Release(*region, search.Run(plan.GetTime(*region)));
@@ -254,8 +268,9 @@ void Solver::SearchRegions(RegionPlan& plan, TreeSearch& search, const WorkBudge
 void Solver::ActivateRegion(const Region& region, TreeSearch& search) const {
     const auto canGrow = [&](NodeIndex node, Flags flags, auto direction) {
         const Flags neighbour = nodes_.GetFlags(nodes_.layout.GetNeighbour<direction>(node));
-        return LabelOf(flags) == kSourceTree ? HasResidual(flags, direction) && LabelOf(neighbour) != kSourceTree
-                                             : HasResidual(neighbour, Opposite(direction)) && LabelOf(neighbour) == kFree;
+        return LabelOf(flags) == kSourceTree
+                   ? HasResidual(flags, direction) && LabelOf(neighbour) != kSourceTree
+                   : HasResidual(neighbour, Opposite(direction)) && LabelOf(neighbour) == kFree;
     };
     for (std::uint32_t y = region.top; y < region.bottom; ++y) {
         for (std::uint32_t x = region.left; x < region.right; ++x) {

@@ -1,9 +1,10 @@
 // Minimum cut on a 4-connected pixel grid, by several workers.
 //
-// Each worker solves regions of the grid, closed against each other, by the algorithm of GridGraphTrees.h. It then merges neighbouring
-// regions, opens the boundary between them and continues from the existing trees, until one region is left. Where that takes too long,
-// coarser grids give the search a head start (GridGraphCoarse.h). Which worker does what depends on timing, but the result does not: the
-// nodes from which flow could still reach the sink are the same for every maximum flow. docs/grid-graph.md lists the invariants.
+// Each worker solves regions of the grid, closed against each other, by the algorithm of GridGraphTrees.h. It then
+// merges neighbouring regions, opens the boundary between them and continues from the existing trees, until one region
+// is left. Where that takes too long, coarser grids give the search a head start (GridGraphCoarse.h). Which worker does
+// what depends on timing, but the result does not: the nodes from which flow could still reach the sink are the same
+// for every maximum flow. docs/grid-graph.md lists the invariants.
 #pragma once
 
 #include <cstdint>
@@ -17,36 +18,39 @@
 
 namespace Orvexa::Proc::GridGraph {
 
-/// When a solver stops searching and first gets flow from a coarser grid (see docs/grid-graph.md). Whatever the numbers, the labels are
-/// the same.
+/// When a solver stops searching and first gets flow from a coarser grid (see docs/grid-graph.md). Whatever the
+/// numbers, the labels are the same.
 struct HeadStart {
     std::size_t minPixels = 250'000;    ///< smaller graphs are solved without
     std::size_t coarsestPixels = 4000;  ///< no graph of up to this size is made coarser
-    double workPerPixel = 24;           ///< what a plain search may cost before it is given up, in units of `WorkBudget`
+    double workPerPixel = 24;  ///< what a plain search may cost before it is given up, in units of `WorkBudget`
 };
 
 /// Built, filled, computed once, read, in this order.
 class Solver {
 public:
     /// The memory for the nodes, in bytes.
-    static std::size_t GetAllocationSize(std::uint32_t width, std::uint32_t height, std::uint32_t workers, std::uint32_t blockSize);
+    static std::size_t GetAllocationSize(std::uint32_t width, std::uint32_t height, std::uint32_t workers,
+                                         std::uint32_t blockSize);
 
-    /// A graph of `width` x `height` pixels, all free. `workers` threads will share regions of `blockSize` x `blockSize` nodes; all four
-    /// numbers are at least 1. `progress`, which has to outlive the solver and to accept calls from all threads, gets as total the
-    /// number of regions and boundaries. Throws `EffectException` if the graph would have more than 2^32 nodes, and `std::bad_alloc`,
-    /// with a description that names the bytes, if the memory cannot be had.
-    Solver(std::uint32_t width, std::uint32_t height, std::uint32_t workers, std::uint32_t blockSize, Core::IProgressController& progress,
-           const HeadStart& headStart = {});
+    /// A graph of `width` x `height` pixels, all free. `workers` threads will share regions of `blockSize` x
+    /// `blockSize` nodes; all four numbers are at least 1. `progress`, which has to outlive the solver and to accept
+    /// calls from all threads, gets as total the number of regions and boundaries. Throws `EffectException` if the
+    /// graph would have more than 2^32 nodes, and `std::bad_alloc`, with a description that names the bytes, if the
+    /// memory cannot be had.
+    Solver(std::uint32_t width, std::uint32_t height, std::uint32_t workers, std::uint32_t blockSize,
+           Core::IProgressController& progress, const HeadStart& headStart = {});
 
-    /// Sets the capacities of all pixels. Edges that lead out of the picture are ignored. Arrays of another size than the picture's
-    /// throw `EffectException`, as do two opposite edges whose capacities add up to more than 65535: flow could overflow them.
+    /// Sets the capacities of all pixels. Edges that lead out of the picture are ignored. Arrays of another size than
+    /// the picture's throw `EffectException`, as do two opposite edges whose capacities add up to more than 65535: flow
+    /// could overflow them.
     void SetCapacities(const Capacities& capacities);
 
     /// Finds the maximum flow, or stops early when the controller reports cancellation; the labels mean nothing then.
     void Compute();
 
-    /// After `Compute`: a row of pixels as `background` or `foreground` in `mask`. Background are the pixels from which flow could
-    /// still reach the sink.
+    /// After `Compute`: a row of pixels as `background` or `foreground` in `mask`. Background are the pixels from which
+    /// flow could still reach the sink.
     void ReadRow(std::uint32_t y, std::uint8_t foreground, std::uint8_t background, std::uint8_t* mask) const;
 
     /// The maximum flow modulo 2^16.
@@ -63,7 +67,8 @@ private:
 
     template <class Visit>
     void ForEachRun(std::uint32_t y, Visit&& visit) const;
-    void SetRun(const Capacities& capacities, NodeIndex node, std::size_t pixel, std::uint32_t count, FillSummary& summary);
+    void SetRun(const Capacities& capacities, NodeIndex node, std::size_t pixel, std::uint32_t count,
+                FillSummary& summary);
     void Plant(NodeIndex node, Label tree) const;
     void RemoveOuterEdges();
 
@@ -73,7 +78,8 @@ private:
     void ReplantTrees();
 
     Result Search(std::int64_t units, Core::IProgressController& progress);
-    void SearchRegions(RegionPlan& plan, TreeSearch& search, const WorkBudget& budget, Core::IProgressController& progress) const;
+    void SearchRegions(RegionPlan& plan, TreeSearch& search, const WorkBudget& budget,
+                       Core::IProgressController& progress) const;
     void ActivateRegion(const Region& region, TreeSearch& search) const;
     void CloseBoundary(const Boundary& boundary) const;
     void OpenBoundary(const Boundary& boundary, TreeSearch& search) const;

@@ -9,7 +9,9 @@ namespace Orvexa::Proc::GridGraph {
 
 namespace {
 
-bool Overflows(Capacity capacity, Capacity opposite) { return capacity + opposite > std::numeric_limits<Capacity>::max(); }
+bool Overflows(Capacity capacity, Capacity opposite) {
+    return capacity + opposite > std::numeric_limits<Capacity>::max();
+}
 
 }  // namespace
 
@@ -17,7 +19,8 @@ void Capacities::Check(std::uint32_t width, std::uint32_t height) const {
     const std::size_t pixels = std::size_t{width} * height;
     for (const auto* array : {&source, &sink, &left, &right, &up, &down}) {
         if (array->size() == pixels) continue;
-        Throw("Capacities of " + std::to_string(array->size()) + " pixels were given for a graph of " + std::to_string(pixels));
+        Throw("Capacities of " + std::to_string(array->size()) + " pixels were given for a graph of " +
+              std::to_string(pixels));
     }
     bool overflows = false;
     for (std::size_t y = 0; y < height; ++y) {

@@ -27,8 +27,8 @@ void ForEachRow(const CoarseWork& work, std::uint32_t rows, Visit&& visit) {
     });
 }
 
-// The nodes of a block of 2 x 2 pixels. Where the picture ends in the middle of a block, nodes of the ring complete it; they have
-// no links and no edges.
+// The nodes of a block of 2 x 2 pixels. Where the picture ends in the middle of a block, nodes of the ring complete it;
+// they have no links and no edges.
 struct Block {
     Block(const GridLayout& layout, std::uint32_t x, std::uint32_t y)
         : a(layout.GetIndex(2 * x + 1, 2 * y + 1)),
@@ -48,8 +48,8 @@ int SignedTerminal(const NodeArrays& nodes, NodeIndex node) {
 
 // ---- making a grid coarser
 
-// What the edge in direction D from a node can carry on, given the edges before and after it in the same line. A coarse edge of their
-// full capacities would promise flow that the fine grid cannot pass on.
+// What the edge in direction D from a node can carry on, given the edges before and after it in the same line. A coarse
+// edge of their full capacities would promise flow that the fine grid cannot pass on.
 template <Direction D>
 int Throughput(const NodeArrays& nodes, NodeIndex node) {
     const Capacity* const residual = nodes.residual[D];
@@ -63,17 +63,19 @@ void CoarsenRow(const NodeArrays& nodes, const PictureSize& size, std::uint32_t 
     for (std::uint32_t x = 0; x < size.width; ++x) {
         const Block block(nodes.layout, x, y);
         const std::size_t p = std::size_t{y} * size.width + x;
-        const int terminal = SignedTerminal(nodes, block.a) + SignedTerminal(nodes, block.b) + SignedTerminal(nodes, block.c) +
-                             SignedTerminal(nodes, block.d);
+        const int terminal = SignedTerminal(nodes, block.a) + SignedTerminal(nodes, block.b) +
+                             SignedTerminal(nodes, block.c) + SignedTerminal(nodes, block.d);
         coarse.source[p] = static_cast<Capacity>(std::clamp(terminal, 0, kMaxCoarseLink));
         coarse.sink[p] = static_cast<Capacity>(std::clamp(-terminal, 0, kMaxCoarseLink));
         if (x + 1 < size.width) {
-            const NodeIndex rightOfB = nodes.layout.GetNeighbour<kRight>(block.b), rightOfD = nodes.layout.GetNeighbour<kRight>(block.d);
+            const NodeIndex rightOfB = nodes.layout.GetNeighbour<kRight>(block.b),
+                            rightOfD = nodes.layout.GetNeighbour<kRight>(block.d);
             coarse.right[p] = CoarseEdge(Throughput<kRight>(nodes, block.b) + Throughput<kRight>(nodes, block.d));
             coarse.left[p + 1] = CoarseEdge(Throughput<kLeft>(nodes, rightOfB) + Throughput<kLeft>(nodes, rightOfD));
         }
         if (y + 1 < size.height) {
-            const NodeIndex belowC = nodes.layout.GetNeighbour<kDown>(block.c), belowD = nodes.layout.GetNeighbour<kDown>(block.d);
+            const NodeIndex belowC = nodes.layout.GetNeighbour<kDown>(block.c),
+                            belowD = nodes.layout.GetNeighbour<kDown>(block.d);
             coarse.down[p] = CoarseEdge(Throughput<kDown>(nodes, block.c) + Throughput<kDown>(nodes, block.d));
             coarse.up[p + size.width] = CoarseEdge(Throughput<kUp>(nodes, belowC) + Throughput<kUp>(nodes, belowD));
         }
@@ -86,15 +88,18 @@ class Pusher {
 public:
     explicit Pusher(const NodeArrays& nodes) : nodes_(nodes) {}
 
-    // Divides flow between the edges in direction D from two nodes in proportion to their capacities, as far as these go.
+    // Divides flow between the edges in direction D from two nodes in proportion to their capacities, as far as these
+    // go.
     template <Direction D>
     void Divide(std::int16_t flow, NodeIndex first, NodeIndex second) {
         if (flow == 0) return;
         if (flow < 0) {
-            const NodeIndex beyondFirst = nodes_.layout.GetNeighbour<D>(first), beyondSecond = nodes_.layout.GetNeighbour<D>(second);
+            const NodeIndex beyondFirst = nodes_.layout.GetNeighbour<D>(first),
+                            beyondSecond = nodes_.layout.GetNeighbour<D>(second);
             return Divide<Opposite(D)>(static_cast<std::int16_t>(-flow), beyondFirst, beyondSecond);
         }
-        const int firstMost = nodes_.residual[D][first], secondMost = nodes_.residual[D][second], sum = firstMost + secondMost;
+        const int firstMost = nodes_.residual[D][first], secondMost = nodes_.residual[D][second],
+                  sum = firstMost + secondMost;
         const int amount = std::min<int>(flow, sum);
         if (amount == 0) return;
         const int share = (amount * firstMost + sum / 2) / sum;  // 8191 x 65535 at most, and no more than firstMost
@@ -103,11 +108,11 @@ public:
         Push<D>(second, toSecond);
     }
 
-    // Cancels the imbalances within a block by flow around its cycle. The imbalance of the block as a whole stays with the node that has
-    // most of it.
+    // Cancels the imbalances within a block by flow around its cycle. The imbalance of the block as a whole stays with
+    // the node that has most of it.
     void Balance(const Block& block) {
-        std::array excess{SignedTerminal(nodes_, block.a), SignedTerminal(nodes_, block.b), SignedTerminal(nodes_, block.d),
-                          SignedTerminal(nodes_, block.c)};
+        std::array excess{SignedTerminal(nodes_, block.a), SignedTerminal(nodes_, block.b),
+                          SignedTerminal(nodes_, block.d), SignedTerminal(nodes_, block.c)};
         if ((excess[0] | excess[1] | excess[2] | excess[3]) == 0) return;
         const int sum = excess[0] + excess[1] + excess[2] + excess[3];
         if (sum > 0) *std::max_element(excess.begin(), excess.end()) -= sum;
@@ -121,9 +126,11 @@ public:
         const int cToA = Residual<kUp>(block.c), aToC = Residual<kDown>(block.a);
         const int least = std::max({-bToA, -dToB - bd, -cToD - dc, -aToC - ca});
         const int most = std::min({aToB, bToD - bd, dToC - dc, cToA - ca});
-        std::array choices{0, -bd, -dc, -ca};  // each leaves one edge without flow; their median gives the least in total
+        std::array choices{0, -bd, -dc,
+                           -ca};  // each leaves one edge without flow; their median gives the least in total
         std::sort(choices.begin(), choices.end());
-        const int x = least <= most ? std::clamp((choices[1] + choices[2]) / 2, least, most) : std::clamp((least + most) / 2, -bToA, aToB);
+        const int x = least <= most ? std::clamp((choices[1] + choices[2]) / 2, least, most)
+                                    : std::clamp((least + most) / 2, -bToA, aToB);
         Push<kRight>(block.a, x);
         Push<kDown>(block.b, std::clamp(x + bd, -dToB, bToD));
         Push<kLeft>(block.d, std::clamp(x + dc, -cToD, dToC));
@@ -151,7 +158,8 @@ private:
         AddToTerminal(to, flow);
     }
 
-    // All cuts change by the same amount, and the cut with all nodes on the sink's side costs the sum of the links from the source.
+    // All cuts change by the same amount, and the cut with all nodes on the sink's side costs the sum of the links from
+    // the source.
     void AddToTerminal(NodeIndex node, int amount) {
         const int before = SignedTerminal(nodes_, node), after = before + amount;
         nodes_.terminalResidual[node] = static_cast<Capacity>(std::abs(after));
@@ -172,9 +180,10 @@ Capacities Coarsen(const NodeArrays& nodes, const PictureSize& size, const Coars
     return coarse;
 }
 
-// Two rows of blocks share nothing but the edges between them, which therefore get a pass of their own: in each pass, no two rows touch
-// the same nodes.
-std::uint16_t PushCoarseFlow(const NodeArrays& nodes, const PictureSize& size, const Flow& flow, const CoarseWork& work) {
+// Two rows of blocks share nothing but the edges between them, which therefore get a pass of their own: in each pass,
+// no two rows touch the same nodes.
+std::uint16_t PushCoarseFlow(const NodeArrays& nodes, const PictureSize& size, const Flow& flow,
+                             const CoarseWork& work) {
     const PictureSize blocks = size.Halved();
     std::atomic<std::uint16_t> sum{0};
     const auto forEachRow = [&](std::uint32_t rows, auto&& visit) {

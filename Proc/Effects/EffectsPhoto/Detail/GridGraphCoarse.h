@@ -18,7 +18,8 @@ struct PictureSize {
     std::uint32_t width, height;
 };
 
-/// Flow over the edges to the right and down of pixels in row order, modulo 2^16: as signed numbers, flow to the left and up is negative.
+/// Flow over the edges to the right and down of pixels in row order, modulo 2^16: as signed numbers, flow to the left
+/// and up is negative.
 struct Flow {
     std::vector<Capacity> right, down;
 };
@@ -32,9 +33,11 @@ struct CoarseWork {
 /// The residual capacities of a graph of `size`, added up over blocks of 2 x 2 pixels.
 Capacities Coarsen(const NodeArrays& nodes, const PictureSize& size, const CoarseWork& work);
 
-/// Pushes flow that was found on the coarser grid through the residual capacities of a graph of `size`, as far as these allow. The links
-/// of a node take up the difference between what arrives and what leaves. Updates residual capacities, and the labels of nodes with
-/// terminal residual, but no edge bits and no parents. Returns by how much the flow that is still to be found has become less, modulo 2^16.
-std::uint16_t PushCoarseFlow(const NodeArrays& nodes, const PictureSize& size, const Flow& flow, const CoarseWork& work);
+/// Pushes flow that was found on the coarser grid through the residual capacities of a graph of `size`, as far as these
+/// allow. The links of a node take up the difference between what arrives and what leaves. Updates residual capacities,
+/// and the labels of nodes with terminal residual, but no edge bits and no parents. Returns by how much the flow that
+/// is still to be found has become less, modulo 2^16.
+std::uint16_t PushCoarseFlow(const NodeArrays& nodes, const PictureSize& size, const Flow& flow,
+                             const CoarseWork& work);
 
 }  // namespace Orvexa::Proc::GridGraph

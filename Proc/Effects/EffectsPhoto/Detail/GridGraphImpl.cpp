@@ -43,8 +43,8 @@ std::optional<PixelLayout> FindLayout(PixFmt pixFmt) {
     }
 }
 
-// Edge capacities, indexed by the sum of squared differences over the samples. The table ends with the first capacity of 1, since all
-// larger sums give 1, too. The sum of a colour picture is divided by 9.
+// Edge capacities, indexed by the sum of squared differences over the samples. The table ends with the first capacity
+// of 1, since all larger sums give 1, too. The sum of a colour picture is divided by 9.
 std::vector<Capacity> MakeWeights(double divisor) {
     std::vector<Capacity> weights;
     do {
@@ -76,8 +76,9 @@ private:
 
 // False when cancelled.
 template <std::size_t Samples>
-bool FillCapacities(const ConstPlane& image, const PixelLayout& layout, const ConstPlane& seeds, std::uint8_t foreground,
-                    std::uint8_t background, Core::IProgressController& progress, Capacities& capacities) {
+bool FillCapacities(const ConstPlane& image, const PixelLayout& layout, const ConstPlane& seeds,
+                    std::uint8_t foreground, std::uint8_t background, Core::IProgressController& progress,
+                    Capacities& capacities) {
     const std::size_t width = seeds.GetWidth(), height = seeds.GetHeight();
     const EdgeWeights weights(Samples);
     progress.SetTotal(height - 1);
@@ -93,7 +94,8 @@ bool FillCapacities(const ConstPlane& image, const PixelLayout& layout, const Co
                 capacities.sink[p] = kSeedCapacity;
             }
             if (x + 1 < width) {
-                capacities.right[p] = capacities.left[p + 1] = weights.Get<Samples>(pixel, pixel + layout.bytesPerPixel);
+                capacities.right[p] = capacities.left[p + 1] =
+                    weights.Get<Samples>(pixel, pixel + layout.bytesPerPixel);
             }
             if (below != nullptr) {
                 capacities.down[p] = capacities.up[p + width] = weights.Get<Samples>(pixel, below);
@@ -108,7 +110,10 @@ bool FillCapacities(const ConstPlane& image, const PixelLayout& layout, const Co
 // Logged only; a fixed formula, which ignores the padding.
 std::uint64_t EstimateBytes(std::uint64_t width, std::uint64_t height) {
     const std::uint64_t across = (width + kBlockSize - 1) / kBlockSize, down = (height + kBlockSize - 1) / kBlockSize;
-    return ((across * kBlockSize - kBlockSize) * down + (down * kBlockSize - kBlockSize) * across + width * height * 9) * 4 + 1984;
+    return ((across * kBlockSize - kBlockSize) * down + (down * kBlockSize - kBlockSize) * across +
+            width * height * 9) *
+               4 +
+           1984;
 }
 
 }  // namespace
@@ -131,14 +136,14 @@ void ProgressController::Step(std::uint64_t steps) {
     if (whole > 0 && parent_ != nullptr) parent_->Step(whole);
 }
 
-std::optional<Capacities> MakeCapacities(const IDataVideo& image, const ConstPlane& seeds, std::uint8_t foreground, std::uint8_t background,
-                                         Core::IProgressController& progress) {
+std::optional<Capacities> MakeCapacities(const IDataVideo& image, const ConstPlane& seeds, std::uint8_t foreground,
+                                         std::uint8_t background, Core::IProgressController& progress) {
     const std::optional<PixelLayout> layout = FindLayout(image.GetPixFmt());
     if (!layout) Throw("Pixel format is not supported!");
     const FrameInfo& info = image.GetFrameInfo();
     if (seeds.GetWidth() != info.width || seeds.GetHeight() != info.height) {
-        Throw("The seed mask must have one byte a pixel and the size of the picture, " + std::to_string(info.width) + " x " +
-              std::to_string(info.height));
+        Throw("The seed mask must have one byte a pixel and the size of the picture, " + std::to_string(info.width) +
+              " x " + std::to_string(info.height));
     }
     std::optional<Capacities> capacities(std::in_place, std::size_t{info.width} * info.height);
     const auto fill = layout->samples == 1 ? FillCapacities<1> : FillCapacities<3>;

@@ -1,7 +1,7 @@
 // Segmentation by a minimum cut: a picture and strokes in, a mask out.
 //
-// The more alike two neighbouring pixels are, the more an edge between them costs to cut; strokes are linked to the source or the sink.
-// The cheapest cut between the two then runs along the edges in the picture.
+// The more alike two neighbouring pixels are, the more an edge between them costs to cut; strokes are linked to the
+// source or the sink. The cheapest cut between the two then runs along the edges in the picture.
 #pragma once
 
 #include <mutex>
@@ -34,13 +34,14 @@ private:
     double factor_ = 1.0;
 };
 
-/// Capacities from a picture in `Gray8` or a packed colour format and seeds of the same size, one byte per pixel; `foreground`
-/// wins where both values are the same. `progress` counts the rows; nothing is returned when it reports cancellation.
-std::optional<Capacities> MakeCapacities(const IDataVideo& image, const ConstPlane& seeds, std::uint8_t foreground, std::uint8_t background,
-                                         Core::IProgressController& progress);
+/// Capacities from a picture in `Gray8` or a packed colour format and seeds of the same size, one byte per pixel;
+/// `foreground` wins where both values are the same. `progress` counts the rows; nothing is returned when it reports
+/// cancellation.
+std::optional<Capacities> MakeCapacities(const IDataVideo& image, const ConstPlane& seeds, std::uint8_t foreground,
+                                         std::uint8_t background, Core::IProgressController& progress);
 
-/// Replaces the first input by a `Gray8` mask of the foreground and background values; leaves it unchanged on cancellation. Throws
-/// `EffectException` if the seeds are missing or differ from the picture in size.
+/// Replaces the first input by a `Gray8` mask of the foreground and background values; leaves it unchanged on
+/// cancellation. Throws `EffectException` if the seeds are missing or differ from the picture in size.
 class GridGraphImpl : public EffectBaseTwoInput<SettingsEffectSegmentation> {
 public:
     using EffectBaseTwoInput::EffectBaseTwoInput;

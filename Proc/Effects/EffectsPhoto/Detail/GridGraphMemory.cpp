@@ -15,7 +15,8 @@ namespace Orvexa::Proc::GridGraph {
 
 namespace {
 
-// The first touch of fresh memory in small pages takes longer than the solver itself; and the search jumps about in all arrays.
+// The first touch of fresh memory in small pages takes longer than the solver itself; and the search jumps about in all
+// arrays.
 void AdviseHugePages([[maybe_unused]] void* memory, [[maybe_unused]] std::size_t size) {
 #ifdef __linux__
     constexpr std::size_t kWorthwhile = std::size_t{4} << 20;
@@ -29,8 +30,8 @@ void AdviseHugePages([[maybe_unused]] void* memory, [[maybe_unused]] std::size_t
 
 ZeroedBlock::ZeroedBlock(std::size_t size) : memory_(std::calloc(size, 1)), free_(memory_.get()), freeSize_(size) {
     if (memory_ == nullptr) {
-        throw boost::enable_error_info(std::bad_alloc())
-            << Core::TagDescription("Not enough memory: the graph of this picture needs " + std::to_string(size) + " bytes");
+        throw boost::enable_error_info(std::bad_alloc()) << Core::TagDescription(
+            "Not enough memory: the graph of this picture needs " + std::to_string(size) + " bytes");
     }
     AdviseHugePages(memory_.get(), size);
 }

@@ -1,7 +1,7 @@
 // Nodes of the grid graph: where they lie and what is stored for each of them.
 //
-// The picture is padded by a ring of nodes without pixels, so that every pixel has four neighbours, and rounded up to tiles of 8 x 8
-// nodes: a tile's bytes fill one cache line, and most neighbours lie in the same one.
+// The picture is padded by a ring of nodes without pixels, so that every pixel has four neighbours, and rounded up to
+// tiles of 8 x 8 nodes: a tile's bytes fill one cache line, and most neighbours lie in the same one.
 #pragma once
 
 #include <array>
@@ -26,9 +26,9 @@ constexpr Direction Opposite(Direction direction) { return static_cast<Direction
 template <Direction D>
 using DirectionTag = std::integral_constant<Direction, D>;
 
-/// One byte per node: its label in bits 0 and 1, in bits 2 to 5 for each direction whether the edge from the node has residual
-/// capacity, and in bit 6 whether the node is in its worker's queue of active nodes. The edge bits across a closed region boundary are
-/// clear, whatever the residual capacity.
+/// One byte per node: its label in bits 0 and 1, in bits 2 to 5 for each direction whether the edge from the node has
+/// residual capacity, and in bit 6 whether the node is in its worker's queue of active nodes. The edge bits across a
+/// closed region boundary are clear, whatever the residual capacity.
 using Flags = std::uint8_t;
 
 constexpr Flags kLabelMask = 3;
@@ -57,7 +57,8 @@ public:
     std::size_t GetNodeCount() const { return std::size_t{paddedWidth_} * paddedHeight_; }
 
     NodeIndex GetIndex(std::uint32_t x, std::uint32_t y) const {
-        return y / kTileSide * (kTileSide * paddedWidth_) + x / kTileSide * kTileNodes + y % kTileSide * kTileSide + x % kTileSide;
+        return y / kTileSide * (kTileSide * paddedWidth_) + x / kTileSide * kTileNodes + y % kTileSide * kTileSide +
+               x % kTileSide;
     }
 
     /// The neighbour of a node that is not at that edge of the padded grid.
@@ -76,9 +77,9 @@ private:
     std::uint32_t rowJump_;  // from a tile's last row to the first row of the tile below
 };
 
-/// The arrays of the graph, one entry per node. A thread touches only the nodes of the region that it works on, with one exception:
-/// it reads the flags of neighbours across a closed boundary. Of these it uses only the edge bit, which is clear on both sides, but
-/// their owner may be changing other bits: flags are therefore relaxed atomics.
+/// The arrays of the graph, one entry per node. A thread touches only the nodes of the region that it works on, with
+/// one exception: it reads the flags of neighbours across a closed boundary. Of these it uses only the edge bit, which
+/// is clear on both sides, but their owner may be changing other bits: flags are therefore relaxed atomics.
 struct NodeArrays {
     GridLayout layout;
     Flags* flags = nullptr;
@@ -88,9 +89,13 @@ struct NodeArrays {
     std::uint32_t* stamp = nullptr;                 ///< when the node's path to the terminal was last confirmed
 
     Flags GetFlags(NodeIndex node) const { return std::atomic_ref<Flags>(flags[node]).load(std::memory_order_relaxed); }
-    void SetFlags(NodeIndex node, Flags value) const { std::atomic_ref<Flags>(flags[node]).store(value, std::memory_order_relaxed); }
+    void SetFlags(NodeIndex node, Flags value) const {
+        std::atomic_ref<Flags>(flags[node]).store(value, std::memory_order_relaxed);
+    }
     void OpenEdge(NodeIndex node, Direction direction) const { SetFlags(node, GetFlags(node) | EdgeBit(direction)); }
-    void CloseEdge(NodeIndex node, Direction direction) const { SetFlags(node, static_cast<Flags>(GetFlags(node) & ~EdgeBit(direction))); }
+    void CloseEdge(NodeIndex node, Direction direction) const {
+        SetFlags(node, static_cast<Flags>(GetFlags(node) & ~EdgeBit(direction)));
+    }
 };
 
 }  // namespace Orvexa::Proc::GridGraph

@@ -12,7 +12,8 @@ namespace Orvexa::Proc::GridGraph {
 /// Passes a stage's steps on as a fixed number of steps of a longer run. May be stepped from several threads.
 class ProgressShare : public Core::IProgressController {
 public:
-    /// The stage makes up `share` steps of `whole`, which has to outlive it; it has as many itself until it sets another total.
+    /// The stage makes up `share` steps of `whole`, which has to outlive it; it has as many itself until it sets
+    /// another total.
     ProgressShare(Core::IProgressController& whole, std::uint64_t share)
         : whole_(whole), share_(share), total_(std::max<std::uint64_t>(share, 1)) {}
 

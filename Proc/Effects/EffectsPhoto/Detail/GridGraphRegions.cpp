@@ -10,7 +10,8 @@ namespace Orvexa::Proc::GridGraph {
 void RegionPlan::SpinLock::lock() {
     constexpr int kTriesBeforeYield = 16;
     int tries = 0;
-    for (std::uint32_t open = kOpen; !word_.compare_exchange_weak(open, kHeld, std::memory_order_acquire); open = kOpen) {
+    for (std::uint32_t open = kOpen; !word_.compare_exchange_weak(open, kHeld, std::memory_order_acquire);
+         open = kOpen) {
         while (word_.load(std::memory_order_relaxed) == kHeld) {
             if (++tries > kTriesBeforeYield) std::this_thread::yield();
         }

@@ -1,4 +1,5 @@
-// Which worker does what: regions of the grid are solved one by one, then merged with their neighbours until one is left.
+// Which worker does what: regions of the grid are solved one by one, then merged with their neighbours until one is
+// left.
 #pragma once
 
 #include <atomic>
@@ -15,7 +16,9 @@ namespace Orvexa::Proc::GridGraph {
 /// The division of the padded grid into square regions; those at its right and lower edge may be cut short.
 struct RegionGrid {
     RegionGrid(const GridLayout& layout, std::uint32_t side)
-        : blockSize(side), across((layout.GetPaddedWidth() - 1) / side + 1), down((layout.GetPaddedHeight() - 1) / side + 1) {}
+        : blockSize(side),
+          across((layout.GetPaddedWidth() - 1) / side + 1),
+          down((layout.GetPaddedHeight() - 1) / side + 1) {}
 
     std::size_t GetRegionCount() const { return std::size_t{across} * down; }
     std::size_t GetBoundaryCount() const { return std::size_t{across - 1} * down + std::size_t{down - 1} * across; }
@@ -37,11 +40,12 @@ struct Boundary {
     std::span<const NodeIndex> nodes;  ///< on A's side
 };
 
-/// The plan that all workers share. A region is busy from the beginning, or from its merge, until a worker has solved it; only
-/// regions that are not busy are merged, so that no node is ever touched by two workers.
+/// The plan that all workers share. A region is busy from the beginning, or from its merge, until a worker has solved
+/// it; only regions that are not busy are merged, so that no node is ever touched by two workers.
 class RegionPlan {
 public:
-    /// Keeps the nodes of the boundaries in `boundaryNodes`, where there is room for `grid.GetBoundaryNodeBound()` of them.
+    /// Keeps the nodes of the boundaries in `boundaryNodes`, where there is room for `grid.GetBoundaryNodeBound()` of
+    /// them.
     RegionPlan(const GridLayout& layout, const RegionGrid& grid, NodeIndex* boundaryNodes);
 
     std::size_t GetRegionCount() const { return states_.size(); }
@@ -56,7 +60,8 @@ public:
         std::size_t region;
         std::vector<Boundary> boundaries;  ///< between the merged parts, all closed as yet
     };
-    /// Merges the first two neighbours that are not busy; nothing when there are none, or when the computation is cancelled.
+    /// Merges the first two neighbours that are not busy; nothing when there are none, or when the computation is
+    /// cancelled.
     std::optional<Merge> TakeMerge(const Core::IProgressController& progress);
 
     /// The region's time. Only for the worker that has taken the region.
@@ -74,7 +79,8 @@ private:
         std::size_t parent = 0;  // of the union-find forest; guarded by lock_
     };
 
-    // A word rather than a mutex: it is held for microseconds. Waiting workers give their processor away after a few tries.
+    // A word rather than a mutex: it is held for microseconds. Waiting workers give their processor away after a few
+    // tries.
     class SpinLock {
     public:
         void lock();

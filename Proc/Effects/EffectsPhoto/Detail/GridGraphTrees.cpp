@@ -12,12 +12,14 @@ constexpr Label OtherTree(Label tree) { return tree == kSourceTree ? kSinkTree :
 // Asks `test` for one direction after another until it answers true.
 template <class Test>
 bool AnyInGrowthOrder(Test&& test) {
-    return test(DirectionTag<kRight>()) || test(DirectionTag<kDown>()) || test(DirectionTag<kUp>()) || test(DirectionTag<kLeft>());
+    return test(DirectionTag<kRight>()) || test(DirectionTag<kDown>()) || test(DirectionTag<kUp>()) ||
+           test(DirectionTag<kLeft>());
 }
 
 template <class Test>
 bool AnyInAdoptionOrder(Test&& test) {
-    return test(DirectionTag<kLeft>()) || test(DirectionTag<kRight>()) || test(DirectionTag<kUp>()) || test(DirectionTag<kDown>());
+    return test(DirectionTag<kLeft>()) || test(DirectionTag<kRight>()) || test(DirectionTag<kUp>()) ||
+           test(DirectionTag<kDown>());
 }
 
 template <class Visit>
@@ -28,9 +30,10 @@ void ForEachInAdoptionOrder(Visit&& visit) {
     visit(DirectionTag<kDown>());
 }
 
-// Climbs from a node towards its terminal: visit(node, parent, direction of the parent) answers whether to go on to the parent. Gives
-// the node where it ended, at the latest a root or an orphan. Each direction has code of its own, for the processor to guess which way a
-// path goes on: on paths of a thousand nodes, waiting for the memory of every step takes almost twice as long.
+// Climbs from a node towards its terminal: visit(node, parent, direction of the parent) answers whether to go on to the
+// parent. Gives the node where it ended, at the latest a root or an orphan. Each direction has code of its own, for the
+// processor to guess which way a path goes on: on paths of a thousand nodes, waiting for the memory of every step takes
+// almost twice as long.
 template <class Visit>
 [[gnu::always_inline]] inline NodeIndex Climb(const NodeArrays& nodes, NodeIndex node, Visit&& visit) {
     const auto step = [&](auto up) {
@@ -52,7 +55,8 @@ template <class Visit>
 }
 
 // Moves flow along an edge; true when that saturated it.
-[[gnu::always_inline]] inline bool Push(const NodeArrays& nodes, NodeIndex from, NodeIndex to, Direction direction, Capacity amount) {
+[[gnu::always_inline]] inline bool Push(const NodeArrays& nodes, NodeIndex from, NodeIndex to, Direction direction,
+                                        Capacity amount) {
     Capacity& forward = nodes.residual[direction][from];
     Capacity& backward = nodes.residual[Opposite(direction)][to];
     if (backward == 0) nodes.OpenEdge(to, Opposite(direction));
@@ -101,7 +105,8 @@ bool TreeSearch::GrowFrom(NodeIndex node, Bridge& bridge) {
         if (Tree == kSinkTree && !HasResidual(neighbourFlags, Opposite(direction))) return false;
         const Label label = LabelOf(neighbourFlags);
         if (label == OtherTree(Tree)) {
-            bridge = Tree == kSourceTree ? Bridge{node, neighbour, direction} : Bridge{neighbour, node, Opposite(direction)};
+            bridge =
+                Tree == kSourceTree ? Bridge{node, neighbour, direction} : Bridge{neighbour, node, Opposite(direction)};
             return true;
         }
         if (label == kFree) {
@@ -210,7 +215,8 @@ bool TreeSearch::FindParent(NodeIndex orphan, std::uint32_t time) {
     });
 }
 
-// Whether a node's parents lead to the terminal. Stamps what they lead through, so that the climb is not repeated in this adoption.
+// Whether a node's parents lead to the terminal. Stamps what they lead through, so that the climb is not repeated in
+// this adoption.
 bool TreeSearch::IsConnected(NodeIndex node, std::uint32_t time) {
     const NodeArrays nodes = nodes_;
     std::int64_t steps = 0;
@@ -228,8 +234,8 @@ bool TreeSearch::IsConnected(NodeIndex node, std::uint32_t time) {
     return true;
 }
 
-// A tree edge always has residual capacity in the direction of the flow, so the children are found without reading the parents of
-// nodes across a closed boundary, which belong to another thread.
+// A tree edge always has residual capacity in the direction of the flow, so the children are found without reading the
+// parents of nodes across a closed boundary, which belong to another thread.
 template <Label Tree>
 void TreeSearch::OrphanChildren(NodeIndex node) {
     const Flags flags = nodes_.GetFlags(node);
@@ -250,7 +256,8 @@ void TreeSearch::ActivateAround(NodeIndex freed) {
     ForEachInAdoptionOrder([&](auto direction) {
         const NodeIndex neighbour = nodes_.layout.GetNeighbour<direction>(freed);
         const Flags neighbourFlags = nodes_.GetFlags(neighbour);
-        if (LabelOf(neighbourFlags) == kSourceTree && HasResidual(neighbourFlags, Opposite(direction))) Activate(neighbour);
+        if (LabelOf(neighbourFlags) == kSourceTree && HasResidual(neighbourFlags, Opposite(direction)))
+            Activate(neighbour);
     });
     ForEachInAdoptionOrder([&](auto direction) {
         if (!HasResidual(flags, direction)) return;

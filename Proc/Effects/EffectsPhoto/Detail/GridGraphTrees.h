@@ -1,8 +1,8 @@
 // Maximum flow inside one region of the grid graph, by augmenting paths between two search trees.
 //
-// After Y. Boykov and V. Kolmogorov, "An experimental comparison of min-cut/max-flow algorithms for energy minimization in vision",
-// IEEE TPAMI 26(9), 2004: one tree grows from the source, one from the sink; where they touch, flow is pushed; nodes cut off by
-// saturated edges look for a new parent in their tree or leave it.
+// After Y. Boykov and V. Kolmogorov, "An experimental comparison of min-cut/max-flow algorithms for energy minimization
+// in vision", IEEE TPAMI 26(9), 2004: one tree grows from the source, one from the sink; where they touch, flow is
+// pushed; nodes cut off by saturated edges look for a new parent in their tree or leave it.
 #pragma once
 
 #include <atomic>
@@ -29,7 +29,8 @@ private:
     std::atomic<std::int64_t> left_;
 };
 
-/// A first-in, first-out queue in two vectors: one is read from, the other one filled; they change places when the first is used up.
+/// A first-in, first-out queue in two vectors: one is read from, the other one filled; they change places when the
+/// first is used up.
 class NodeQueue {
 public:
     bool IsEmpty() const { return next_ == reading_.size() && filling_.empty(); }
@@ -51,7 +52,8 @@ private:
     std::size_t next_ = 0;
 };
 
-/// The two trees of the region that one worker is busy with. Its lists are empty between regions, unless a search was stopped.
+/// The two trees of the region that one worker is busy with. Its lists are empty between regions, unless a search was
+/// stopped.
 class TreeSearch {
 public:
     TreeSearch(const NodeArrays& nodes, WorkBudget& budget, const Core::IProgressController& progress)

@@ -12,8 +12,9 @@
 
 namespace Orvexa::Proc::GridGraph {
 
-/// Calls `work()` on `count` threads, or on the calling one if that is enough, and waits for them all. Where the system refuses further
-/// threads, continues with fewer; throws if it refuses the first. The first exception of a thread is passed on.
+/// Calls `work()` on `count` threads, or on the calling one if that is enough, and waits for them all. Where the system
+/// refuses further threads, continues with fewer; throws if it refuses the first. The first exception of a thread is
+/// passed on.
 template <class Work>
 void RunOnThreads(std::uint32_t count, Work&& work) {
     if (count == 1) return work();

@@ -10,7 +10,8 @@ namespace Orvexa::Proc::Detail {
 
 /// Formats of three colour bytes, red or blue first, with or without a byte of alpha after them.
 inline const std::vector<PixFmt>& PackedRgbFormats() {
-    static const std::vector<PixFmt> formats{PixFmt::Rgb24, PixFmt::Bgr24, PixFmt::Rgba, PixFmt::Bgra, PixFmt::Rgba2, PixFmt::Bgra2};
+    static const std::vector<PixFmt> formats{PixFmt::Rgb24, PixFmt::Bgr24, PixFmt::Rgba,
+                                             PixFmt::Bgra,  PixFmt::Rgba2, PixFmt::Bgra2};
     return formats;
 }
 

@@ -11,7 +11,9 @@ namespace {
 constexpr double kSquaredTolerance = 1e-7;  // of the squared norm of the residual
 constexpr std::size_t kIterationsPerUnknown = 2;
 
-double Dot(const std::vector<double>& a, const std::vector<double>& b) { return std::inner_product(a.begin(), a.end(), b.begin(), 0.0); }
+double Dot(const std::vector<double>& a, const std::vector<double>& b) {
+    return std::inner_product(a.begin(), a.end(), b.begin(), 0.0);
+}
 
 }  // namespace
 
@@ -19,7 +21,8 @@ SplineSmoother::SplineSmoother(const std::vector<double>& positions, std::size_t
     : unknowns_(2 * knots), normal_(unknowns_ * unknowns_) {
     std::vector<double> knot(knots);
     for (std::size_t i = 0; i < knots; ++i) {
-        knot[i] = positions.front() + ((positions.back() - positions.front()) / static_cast<double>(knots - 1)) * static_cast<double>(i);
+        knot[i] = positions.front() +
+                  ((positions.back() - positions.front()) / static_cast<double>(knots - 1)) * static_cast<double>(i);
     }
     knot.back() = positions.back();
 
@@ -41,7 +44,8 @@ SplineSmoother::SplineSmoother(const std::vector<double>& positions, std::size_t
 std::vector<double> SplineSmoother::MultiplyNormal(const std::vector<double>& vector) const {
     std::vector<double> product(unknowns_);
     for (std::size_t i = 0; i < unknowns_; ++i) {
-        product[i] = std::inner_product(vector.begin(), vector.end(), normal_.begin() + static_cast<std::ptrdiff_t>(i * unknowns_), 0.0);
+        product[i] = std::inner_product(vector.begin(), vector.end(),
+                                        normal_.begin() + static_cast<std::ptrdiff_t>(i * unknowns_), 0.0);
     }
     return product;
 }
@@ -52,7 +56,8 @@ std::vector<double> SplineSmoother::Solve(const std::vector<double>& rightSide) 
     for (std::size_t i = 0; i < unknowns_; ++i) residual[i] -= start[i];
     std::vector<double> direction = residual;
     double squared = Dot(residual, residual);
-    for (std::size_t iteration = 0; iteration < kIterationsPerUnknown * unknowns_ && squared >= kSquaredTolerance; ++iteration) {
+    for (std::size_t iteration = 0; iteration < kIterationsPerUnknown * unknowns_ && squared >= kSquaredTolerance;
+         ++iteration) {
         const std::vector<double> image = MultiplyNormal(direction);
         const double step = squared / Dot(direction, image);
         for (std::size_t i = 0; i < unknowns_; ++i) {

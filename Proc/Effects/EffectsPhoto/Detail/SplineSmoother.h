@@ -6,8 +6,8 @@
 
 namespace Orvexa::Proc::Detail {
 
-/// Fits a spline with evenly spaced knots, a value and a slope each, to samples at fixed positions. The normal equations are solved by
-/// conjugate gradients (Hestenes and Stiefel, 1952), started from their right-hand side.
+/// Fits a spline with evenly spaced knots, a value and a slope each, to samples at fixed positions. The normal
+/// equations are solved by conjugate gradients (Hestenes and Stiefel, 1952), started from their right-hand side.
 class SplineSmoother {
 public:
     /// `positions` ascend; `knots` is at least 2.

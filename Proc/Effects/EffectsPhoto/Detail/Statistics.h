@@ -13,7 +13,8 @@ using Counts = std::array<std::uint64_t, 256>;
 
 namespace StatisticsDetails {
 
-// Planes have fewer than 2^32 bytes. Four tables take turns, so that neighbours of equal value do not wait for each other's increments.
+// Planes have fewer than 2^32 bytes. Four tables take turns, so that neighbours of equal value do not wait for each
+// other's increments.
 template <std::size_t Channels>
 using Tables = std::array<std::array<std::array<std::uint32_t, 256>, Channels>, 4>;
 
@@ -51,7 +52,8 @@ std::array<Counts, Channels> CountPixels(const ConstPlane& plane, std::uint64_t 
 
 /// How often each value occurs among the bytes of the plane.
 inline Counts CountBytes(const ConstPlane& plane) {
-    return StatisticsDetails::CountPixels<1>(plane, 1, [](auto& table, const std::uint8_t* byte) { ++table[0][*byte]; })[0];
+    return StatisticsDetails::CountPixels<1>(plane, 1,
+                                             [](auto& table, const std::uint8_t* byte) { ++table[0][*byte]; })[0];
 }
 
 /// Counts of the first three bytes of every pixel.
