@@ -7,8 +7,8 @@
 #include "Bench/Pictures.h"
 #include "Bench/Ratios.h"
 #include "Host/Settings/Photo/SettingsEffectWhiteBalance.h"
-#include "Proc/Effects/EffectsPhoto/Detail/Convolution.h"
-#include "Proc/Effects/EffectsPhoto/Detail/Curves.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Convolution.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Curves.h"
 
 namespace Orvexa::Bench {
 namespace {
@@ -24,8 +24,8 @@ OneInputPtr MakeWhiteBalance(const FactoryPtr& factory) {
     return effect;
 }
 
-std::array<Detail::Curve, 3> SomeCurves() {
-    std::array<Detail::Curve, 3> curves;
+std::array<Shared::Curve, 3> SomeCurves() {
+    std::array<Shared::Curve, 3> curves;
     for (int k = 0; k < 3; ++k) {
         for (int i = 0; i < 256; ++i) curves[k][i] = static_cast<std::uint8_t>(i * (k + 3) / 5);
     }
@@ -51,7 +51,7 @@ void AddWhiteBalance() {
     });
     AddPair("WhiteBalance through the colour-space layer, rgb24", "the bare algorithm", 0.97, run, [photo, curves] {
         const FramePtr copy = CloneFrame(*photo, kCloneIndependent);
-        Detail::ApplyCurves(curves, copy->GetPlane(0), 3);
+        Shared::ApplyCurves(curves, copy->GetPlane(0), 3);
         benchmark::DoNotOptimize(copy->GetPlane(0).GetData());
     });
     const AllocatorPtr poolless = Core::MakeRefCounted<FrameAllocator>(0);
@@ -84,7 +84,7 @@ void AddConvolution() {
     constexpr std::size_t kWidth = 512, kHeight = 384, kSide = 51, kColumns = 3 * kWidth,
                           kStride = 3 * (kWidth + kSide);
     std::vector<float> kernel(kSide * kSide);
-    std::vector<Detail::ConvolutionTap> taps;
+    std::vector<Shared::ConvolutionTap> taps;
     for (std::size_t i = 0; i < kernel.size(); ++i) {
         const double x = static_cast<double>(i % kSide) - 25.0, y = static_cast<double>(i / kSide) - 25.0;
         if (std::hypot(x, y) > 25.5) continue;
@@ -97,7 +97,7 @@ void AddConvolution() {
     AddPair(
         "BlurBokeh's convolution, 512 x 384, disc of 51 x 51", "plain triple loop", 4.0,
         [taps, source, sums = std::vector<float>(kColumns * kHeight)]() mutable {
-            Detail::Convolve(taps, source.data(), kStride, sums.data(), kColumns, kHeight, kColumns);
+            Shared::Convolve(taps, source.data(), kStride, sums.data(), kColumns, kHeight, kColumns);
             benchmark::DoNotOptimize(sums.data());
         },
         [kernel, source, sums = std::vector<float>(kColumns * kHeight)]() mutable {

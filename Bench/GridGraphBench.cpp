@@ -19,7 +19,7 @@
 #include "Host/Core/RefCount.h"
 #include "Host/Io/ImageFiles.h"
 #include "Host/Settings/Photo/SettingsEffectSegmentation.h"
-#include "Proc/Effects/EffectsPhoto/Detail/GridGraphImpl.h"
+#include "Proc/Effects/EffectsPhoto/Segmentation/GridGraphImpl.h"
 #include "Tests/Support/BoostGridCut.h"
 
 namespace {

@@ -7,8 +7,8 @@
 #include "Host/Settings/Photo/SettingsEffectBlendPalette.h"
 #include "Host/Settings/Photo/SettingsEffectColoredGlass.h"
 #include "Host/Settings/Photo/SettingsEffectShapeMask.h"
-#include "Proc/Effects/EffectsPhoto/Detail/Curves.h"
-#include "Proc/Effects/EffectsPhoto/Detail/Statistics.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Curves.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Statistics.h"
 
 namespace Orvexa::Bench {
 namespace {
@@ -28,27 +28,27 @@ void Run(const OneInputPtr& effect, FramePtr frame) {
 
 void AddCurves(const FramePtr& rgb) {
     const FramePtr luma = Photograph(BenchAllocator(), PixFmt::Gray8);
-    const Detail::Curve curve = Detail::ExposureCurve(10, 0.04);
+    const Shared::Curve curve = Shared::ExposureCurve(10, 0.04);
     const cv::Mat table(1, 256, CV_8U, const_cast<std::uint8_t*>(curve.data()));
     AddPair(
         "BalanceLuma's curve on a luma plane", "cv::LUT", 1.0,
         [luma, curve] {
             const FramePtr result = NewFrame(BenchAllocator(), PixFmt::Gray8, k24Megapixels);
-            Detail::ApplyCurve(curve, std::as_const(*luma).GetPlane(0), result->GetPlane(0));
+            Shared::ApplyCurve(curve, std::as_const(*luma).GetPlane(0), result->GetPlane(0));
             benchmark::DoNotOptimize(result->GetPlane(0).GetData());
         },
         [luma, table = table.clone(), result = cv::Mat()]() mutable {
             cv::LUT(View(luma, CV_8UC1), table, result);
             benchmark::DoNotOptimize(result.data);
         });
-    const std::array<Detail::Curve, 3> curves{curve, Detail::StretchCurve(10, 230), Detail::ExposureCurve(-20, 0.03)};
+    const std::array<Shared::Curve, 3> curves{curve, Shared::StretchCurve(10, 230), Shared::ExposureCurve(-20, 0.03)};
     cv::Mat tables(1, 256, CV_8UC3);
     for (int i = 0; i < 256; ++i) tables.at<cv::Vec3b>(0, i) = cv::Vec3b(curves[0][i], curves[1][i], curves[2][i]);
     AddPair(
         "the table pass of ColorBalanceAuto and TintTemperature, rgb24", "cv::LUT, three channels", 1.0,
         [rgb, curves] {
             const FramePtr copy = CloneFrame(*rgb, kCloneIndependent);
-            Detail::ApplyCurves(curves, copy->GetPlane(0), 3);
+            Shared::ApplyCurves(curves, copy->GetPlane(0), 3);
             benchmark::DoNotOptimize(copy->GetPlane(0).GetData());
         },
         [rgb, tables, result = cv::Mat()]() mutable {
@@ -60,7 +60,7 @@ void AddCurves(const FramePtr& rgb) {
 void AddCounting(const FramePtr& rgb) {
     AddPair(
         "counting three channels (ColorBalanceAuto, Histogram), rgb24", "cv::calcHist, three times", 1.0,
-        [rgb] { benchmark::DoNotOptimize(Detail::CountChannels(std::as_const(*rgb).GetPlane(0), 3)); },
+        [rgb] { benchmark::DoNotOptimize(Shared::CountChannels(std::as_const(*rgb).GetPlane(0), 3)); },
         [rgb] {
             const cv::Mat picture = View(rgb, CV_8UC3);
             const int size = 256;

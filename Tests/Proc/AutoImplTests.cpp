@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "Host/Core/Exception.h"
-#include "Proc/Effects/EffectsPhoto/Detail/AutoImpl.h"
+#include "Proc/Effects/EffectsPhoto/Segmentation/AutoImpl.h"
 #include "Tests/Support/Effects.h"
 #include "Tests/Support/Frames.h"
 

@@ -8,7 +8,7 @@
 #include "Host/Settings/Common/SettingsEffectImageBlender.h"
 #include "Host/Settings/Common/SettingsResizer.h"
 #include "Host/Settings/Photo/SettingsEffectBlurBokeh.h"
-#include "Proc/Effects/EffectsPhoto/Detail/Convolution.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Convolution.h"
 #include "Tests/Support/Effects.h"
 #include "Tests/Support/Frames.h"
 
@@ -270,10 +270,10 @@ TEST(Convolution, KeepsTheOrderOfTheSumsAtEveryWidth) {
             source[i] = static_cast<float>((i * 2654435761u) % 100003) * 1.7e-3f - 50.0f;
         for (std::size_t i = 0; i < sums.size(); ++i) sums[i] = static_cast<float>(i % 97) * 0.1f;
         expected = sums;
-        std::vector<Detail::ConvolutionTap> taps;
+        std::vector<Shared::ConvolutionTap> taps;
         for (std::size_t k = 0; k < 60; ++k)
             taps.push_back({(k / 10) * kStride + (k % 10) * 3, static_cast<float>(k % 13) * 0.037f - 0.2f});
-        Detail::Convolve(taps, source.data(), kStride, sums.data(), kStride, kRows, columns);
+        Shared::Convolve(taps, source.data(), kStride, sums.data(), kStride, kRows, columns);
         for (const auto& tap : taps) {
             for (std::size_t y = 0; y < kRows; ++y) {
                 for (std::size_t x = 0; x < columns; ++x) {

@@ -5,9 +5,9 @@
 #include <random>
 #include <vector>
 
-#include "Proc/Effects/EffectsPhoto/Detail/Curves.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Curves.h"
 
-namespace Orvexa::Proc::Detail {
+namespace Orvexa::Proc::Shared {
 namespace {
 
 // Vectors, their halves and the bytes that are left over, for any table.
@@ -38,4 +38,4 @@ TEST(Curves, EveryByteGoesThroughTheTableAndNothingElseIsTouched) {
 }
 
 }  // namespace
-}  // namespace Orvexa::Proc::Detail
+}  // namespace Orvexa::Proc::Shared

@@ -5,7 +5,7 @@
 
 #include "Host/Core/Exception.h"
 #include "Host/Io/ImageFiles.h"
-#include "Proc/Effects/EffectsPhoto/Detail/GridGraphImpl.h"
+#include "Proc/Effects/EffectsPhoto/Segmentation/GridGraphImpl.h"
 #include "Tests/Support/BoostGridCut.h"
 #include "Tests/Support/Effects.h"
 #include "Tests/Support/Frames.h"

@@ -12,7 +12,7 @@
 
 #include "Host/Core/Exception.h"
 #include "Host/Core/RefCount.h"
-#include "Proc/Effects/EffectsPhoto/Detail/GridGraph.h"
+#include "Proc/Effects/EffectsPhoto/Segmentation/GridGraph.h"
 #include "Tests/Support/BoostGridCut.h"
 
 namespace Orvexa::Test {

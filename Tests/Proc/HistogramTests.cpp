@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "Host/Settings/Photo/SettingsEffectHistogram.h"
-#include "Proc/Effects/EffectsPhoto/Detail/SplineSmoother.h"
+#include "Proc/Effects/EffectsPhoto/Shared/SplineSmoother.h"
 #include "Tests/Support/Effects.h"
 #include "Tests/Support/Frames.h"
 
@@ -121,7 +121,7 @@ TEST(Histogram, SmoothsWithOneKnotMoreThanAskedFor) {
     const double tallest = *std::max_element(counts.begin() + 1, counts.end() - 1);
     counts.front() = std::min(counts.front(), tallest);
     counts.back() = std::min(counts.back(), tallest);
-    const std::vector<double> smooth = Detail::SplineSmoother(positions, 6 + 1).Smooth(counts);
+    const std::vector<double> smooth = Shared::SplineSmoother(positions, 6 + 1).Smooth(counts);
     const FramePtr picture = Apply(Bars(400, 1, 6), input);
     for (std::size_t i = 0; i < 256; ++i)
         EXPECT_NEAR(BarHeight(picture, i, 0, 400), smooth[i] * 400 / tallest - 0.5, 0.51) << i;
@@ -148,12 +148,12 @@ TEST(SplineSmoother, ReproducesCubicsAndLeavesLeastSquaredErrors) {
         cubic[i] = 3 + 0.5 * x - 0.01 * x * x + 0.00004 * x * x * x;
         noisy[i] = cubic[i] + std::sin(x * 12.9898) * 20;
     }
-    const Detail::SplineSmoother one(positions, 2);
+    const Shared::SplineSmoother one(positions, 2);
     const std::vector<double> same = one.Smooth(cubic);
     for (std::size_t i = 0; i < 256; ++i)
         EXPECT_NEAR(same[i], cubic[i], 1e-3) << i;  // the tolerance of the solver, in counts
     // The residual of a least-squares fit is orthogonal to everything that the spline can represent, such as cubics.
-    const std::vector<double> fit = Detail::SplineSmoother(positions, 9).Smooth(noisy);
+    const std::vector<double> fit = Shared::SplineSmoother(positions, 9).Smooth(noisy);
     for (int power = 0; power < 4; ++power) {
         double product = 0, scale = 0;
         for (std::size_t i = 0; i < 256; ++i) {

@@ -7,7 +7,7 @@
 
 #include "Host/Settings/Photo/SettingsEffectCutter.h"
 #include "Host/Settings/Photo/SettingsEffectStitcher.h"
-#include "Proc/Effects/EffectsPhoto/Detail/Tiling.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Tiling.h"
 #include "Tests/Support/Effects.h"
 #include "Tests/Support/Frames.h"
 
@@ -69,9 +69,9 @@ TEST(Tiling, FindsTheLengthThatPatchesCover) {
     } const cases[] = {{1000, 512, 64, 1408}, {1408, 512, 64, 1408}, {1409, 512, 64, 1856}, {512, 512, 511, 512},
                        {513, 512, 511, 513},  {1, 512, 64, 512},     {7, 1, 0, 7},          {100, 30, 0, 120}};
     for (const auto& [size, patch, overlap, length] : cases)
-        EXPECT_EQ(Proc::Detail::Fit(size, patch, overlap), length) << size << ", " << patch;
+        EXPECT_EQ(Proc::Shared::Fit(size, patch, overlap), length) << size << ", " << patch;
     for (const std::uint32_t overlap : {64u, 65u}) {
-        EXPECT_EQ(MessageOf([&] { Proc::Detail::Fit(100, 64, overlap); }), "Overlap must be smaller than the patch!");
+        EXPECT_EQ(MessageOf([&] { Proc::Shared::Fit(100, 64, overlap); }), "Overlap must be smaller than the patch!");
     }
 }
 

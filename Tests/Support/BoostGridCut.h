@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "Proc/Effects/EffectsPhoto/Detail/GridGraph.h"
+#include "Proc/Effects/EffectsPhoto/Segmentation/GridGraph.h"
 
 namespace Orvexa::Test {
 

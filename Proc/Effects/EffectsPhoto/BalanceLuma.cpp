@@ -7,9 +7,9 @@
 #include <cstdlib>
 
 #include "Host/Settings/Photo/SettingsEffectBalanceLuma.h"
-#include "Proc/Effects/EffectsPhoto/Detail/Curves.h"
-#include "Proc/Effects/EffectsPhoto/Detail/Statistics.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Curves.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Statistics.h"
 
 namespace Orvexa::Proc {
 namespace {
@@ -34,23 +34,23 @@ double Lift(double position, double amount) {
 
 // The highlights subtract their lift together with its rounding half, so that levels drop by one where the push is
 // below a half. Intended: shadows and highlights are not mirror images.
-Detail::Curve ShadowsHighlights(std::int32_t shadows, std::int32_t highlights) {
+Shared::Curve ShadowsHighlights(std::int32_t shadows, std::int32_t highlights) {
     constexpr double kLevels = 256;
-    Detail::Curve curve = Detail::IdentityCurve();
+    Shared::Curve curve = Shared::IdentityCurve();
     for (int i = 0; i < 256; ++i) {
-        if (shadows != 0) curve[i] = Detail::TruncateToByte(curve[i] + Lift((kLevels - i) / kLevels, shadows));
+        if (shadows != 0) curve[i] = Shared::TruncateToByte(curve[i] + Lift((kLevels - i) / kLevels, shadows));
         if (highlights != 0)
-            curve[i] = Detail::TruncateToByte(curve[i] - Lift(i / kLevels, -static_cast<double>(highlights)));
+            curve[i] = Shared::TruncateToByte(curve[i] - Lift(i / kLevels, -static_cast<double>(highlights)));
     }
     return curve;
 }
 
-Detail::Curve AutoContrast(const ConstPlane& luma, const FrameInfo& info) {
-    const Detail::Counts counts = Detail::CountBytes(luma);
+Shared::Curve AutoContrast(const ConstPlane& luma, const FrameInfo& info) {
+    const Shared::Counts counts = Shared::CountBytes(luma);
     const std::uint32_t pixels = info.width * info.height;
-    const int low = Detail::LowPercentile(counts, static_cast<std::uint64_t>(pixels * kClippedLow / kClippedOf));
-    const int high = Detail::HighPercentile(counts, static_cast<std::uint64_t>(pixels / kClippedOf));
-    return Detail::StretchCurve(low, high);
+    const int low = Shared::LowPercentile(counts, static_cast<std::uint64_t>(pixels * kClippedLow / kClippedOf));
+    const int high = Shared::HighPercentile(counts, static_cast<std::uint64_t>(pixels / kClippedOf));
+    return Shared::StretchCurve(low, high);
 }
 
 class BalanceLuma : public EffectBaseCSCOneInput<SettingsEffectBalanceLuma> {
@@ -65,19 +65,19 @@ private:
     }
 
     void ProcessInternalCSC(FramePtr& frame, const ConstFramePtr& input) override {
-        const Detail::Curve curve = MakeCurve(*frame);
+        const Shared::Curve curve = MakeCurve(*frame);
         frame = Writable(frame, input);
         const Plane luma = frame->GetPlane(0);
-        Detail::ApplyCurve(curve, luma, luma);
+        Shared::ApplyCurve(curve, luma, luma);
     }
 
-    Detail::Curve MakeCurve(const IDataVideo& working) const {
-        Detail::Curve curve = ShadowsHighlights(settings_.GetShadows(), settings_.GetHighlights());
+    Shared::Curve MakeCurve(const IDataVideo& working) const {
+        Shared::Curve curve = ShadowsHighlights(settings_.GetShadows(), settings_.GetHighlights());
         if (settings_.GetExposure() != 0)
-            curve = Detail::Compose(curve, Detail::ExposureCurve(settings_.GetExposure(), kExposureGain));
+            curve = Shared::Compose(curve, Shared::ExposureCurve(settings_.GetExposure(), kExposureGain));
         // Counted on the untouched luma, not on what the curve makes of it.
         if (settings_.GetAutoContrast())
-            curve = Detail::Compose(curve, AutoContrast(working.GetPlane(0), working.GetFrameInfo()));
+            curve = Shared::Compose(curve, AutoContrast(working.GetPlane(0), working.GetFrameInfo()));
         return curve;
     }
 };

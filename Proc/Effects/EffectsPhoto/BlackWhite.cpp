@@ -3,9 +3,9 @@
 
 #include "Host/Core/Exception.h"
 #include "Host/Settings/Photo/SettingsEffectBlackWhite.h"
-#include "Proc/Effects/EffectsPhoto/Detail/Curves.h"
-#include "Proc/Effects/EffectsPhoto/Detail/IndexedFrame.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Curves.h"
+#include "Proc/Effects/EffectsPhoto/Shared/IndexedFrame.h"
 
 namespace Orvexa::Proc {
 namespace {
@@ -21,7 +21,7 @@ public:
         if (!(settings.GetThreshold() >= 0.0 && settings.GetThreshold() <= 1.0))
             Throw("Threshold must be between 0 and 1!");
         EffectBaseCSCOneInput::SetSettings(settings);
-        const std::int64_t firstBright = Detail::RoundHalfAway(settings_.GetThreshold() * kLevels);
+        const std::int64_t firstBright = Shared::RoundHalfAway(settings_.GetThreshold() * kLevels);
         for (int level = 0; level < 256; ++level) indices_[level] = level >= firstBright ? 1 : 0;
     }
 
@@ -34,12 +34,12 @@ private:
     void ProcessInternalCSC(FramePtr& frame, const ConstFramePtr&) override {
         ReleaseInput(frame);
         FramePtr indexed = NewFrame(allocator_, PixFmt::Pal8, frame->GetFrameInfo());
-        Detail::SetPalette(*indexed, {settings_.GetColorBelow().rgba(), settings_.GetColorAbove().rgba()});
-        Detail::ApplyCurve(indices_, std::as_const(*frame).GetPlane(0), indexed->GetPlane(0));
+        Shared::SetPalette(*indexed, {settings_.GetColorBelow().rgba(), settings_.GetColorAbove().rgba()});
+        Shared::ApplyCurve(indices_, std::as_const(*frame).GetPlane(0), indexed->GetPlane(0));
         frame = std::move(indexed);
     }
 
-    Detail::Curve indices_{};  // 0 or 1 by luma
+    Shared::Curve indices_{};  // 0 or 1 by luma
 };
 
 }  // namespace

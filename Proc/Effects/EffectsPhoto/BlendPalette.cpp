@@ -9,8 +9,8 @@
 #include "Host/Conf/PixFmtDescription.h"
 #include "Host/Core/Exception.h"
 #include "Host/Settings/Photo/SettingsEffectBlendPalette.h"
-#include "Proc/Effects/EffectsPhoto/Detail/Blend.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Blend.h"
 
 namespace Orvexa::Proc {
 namespace {
@@ -100,7 +100,7 @@ private:
                 ExpandRow<kPackedBytes - 1>(colors, indices.GetRow(y), place.width, colorRow_.data());
                 ExpandRow<kPackedBytes - 1>(*opacities_, indices.GetRow(y), place.width, opacityRow_.data());
             }
-            Detail::BlendRow(target.GetRow(y), colorRow_.data(), opacityRow_.data(), alpha,
+            Shared::BlendRow(target.GetRow(y), colorRow_.data(), opacityRow_.data(), alpha,
                              std::size_t{place.width} * bytesPerPixel);
         }
     }

@@ -15,11 +15,11 @@
 #include "Host/Settings/Common/SettingsEffectImageBlender.h"
 #include "Host/Settings/Common/SettingsResizer.h"
 #include "Host/Settings/Photo/SettingsEffectBlurBokeh.h"
-#include "Proc/Effects/EffectsPhoto/Detail/Arithmetic.h"
-#include "Proc/Effects/EffectsPhoto/Detail/Convolution.h"
-#include "Proc/Effects/EffectsPhoto/Detail/Curves.h"
-#include "Proc/Effects/EffectsPhoto/Detail/Statistics.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Arithmetic.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Convolution.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Curves.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Statistics.h"
 
 namespace Orvexa::Proc {
 namespace {
@@ -38,7 +38,7 @@ constexpr std::size_t RoundUpToUnit(std::size_t count) { return (count + kBuffer
 // How much of the sharp picture stays where the blurred one is strongest, as a byte that wraps for strengths outside
 // 0..1.
 std::uint8_t SharpShare(double strength) {
-    return static_cast<std::uint8_t>(Detail::TruncateToInt(255.0 - (strength - 0.0) * 255.0));
+    return static_cast<std::uint8_t>(Shared::TruncateToInt(255.0 - (strength - 0.0) * 255.0));
 }
 
 // Samples above the threshold are multiplied by the gain; 255 stands for 1.
@@ -133,8 +133,8 @@ private:
 };
 
 // Kernel weights that are not 0, in rows from the top.
-std::vector<Detail::ConvolutionTap> MakeTaps(const Kernel& kernel, std::size_t stride) {
-    std::vector<Detail::ConvolutionTap> taps;
+std::vector<Shared::ConvolutionTap> MakeTaps(const Kernel& kernel, std::size_t stride) {
+    std::vector<Shared::ConvolutionTap> taps;
     for (std::size_t y = 0; y < kernel.height; ++y) {
         for (std::size_t x = 0; x < kernel.width; ++x) {
             const float weight = kernel.weights[y * kernel.width + x];
@@ -146,21 +146,21 @@ std::vector<Detail::ConvolutionTap> MakeTaps(const Kernel& kernel, std::size_t s
 
 void StoreRow(const float* sums, std::size_t count, float kernelSum, std::uint8_t* row) {
     for (std::size_t i = 0; i < count; ++i)
-        row[i] = Detail::TruncateToByte(static_cast<double>((sums[i] * 255.0f) / kernelSum) + 0.5);
+        row[i] = Shared::TruncateToByte(static_cast<double>((sums[i] * 255.0f) / kernelSum) + 0.5);
 }
 
 // 255 up to a knee between the dark and the bright percentile, then falling to the sharp picture's share at the bright
 // percentile and on.
-Detail::Curve MakeMaskCurve(const ConstPlane& mask, std::uint64_t pixels, double kneePosition,
+Shared::Curve MakeMaskCurve(const ConstPlane& mask, std::uint64_t pixels, double kneePosition,
                             std::uint8_t sharpShare) {
-    const Detail::Counts counts = Detail::CountBytes(mask);
+    const Shared::Counts counts = Shared::CountBytes(mask);
     const auto target = static_cast<std::uint64_t>(static_cast<double>(pixels) * kMaskPercentile);
-    const int dark = Detail::LowPercentile(counts, target);
-    const int bright = Detail::HighPercentile(counts, target);
+    const int dark = Shared::LowPercentile(counts, target);
+    const int bright = Shared::HighPercentile(counts, target);
     const auto knee = static_cast<int>(
-        std::clamp<std::int64_t>(dark + Detail::RoundHalfAway(kneePosition * (bright - dark)), -65536, 65536));
+        std::clamp<std::int64_t>(dark + Shared::RoundHalfAway(kneePosition * (bright - dark)), -65536, 65536));
 
-    Detail::Curve curve;
+    Shared::Curve curve;
     curve.fill(255);
     if (knee >= bright) return curve;
     const int step = sharpShare - 255;
@@ -270,7 +270,7 @@ private:
         std::vector<float> sums(stride * info.height);
         for (std::size_t y = 0; y < info.height; ++y)
             std::copy_n(picture.GetPixel(0, y), count, sums.data() + y * stride);
-        Detail::Convolve(MakeTaps(kernel_, picture.GetStride()), picture.GetData(), picture.GetStride(), sums.data(),
+        Shared::Convolve(MakeTaps(kernel_, picture.GetStride()), picture.GetData(), picture.GetStride(), sums.data(),
                          stride, info.height, count);
 
         FramePtr blurred = NewFrame(allocator_, small.GetPixFmt(), info);
@@ -286,7 +286,7 @@ private:
         greyConverter_->ProcessData(mask);
         const FrameInfo& info = mask->GetFrameInfo();
         const Plane plane = mask->GetPlane(0);
-        Detail::ApplyCurve(MakeMaskCurve(plane, info.width * info.height, settings_.GetThreshold(),
+        Shared::ApplyCurve(MakeMaskCurve(plane, info.width * info.height, settings_.GetThreshold(),
                                          SharpShare(settings_.GetStrength())),
                            plane, plane);
         FramePtr chromaMask = mask;

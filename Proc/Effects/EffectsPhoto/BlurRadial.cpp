@@ -17,8 +17,8 @@
 #include "Host/Settings/Common/SettingsEffectPad.h"
 #include "Host/Settings/Common/SettingsResizer.h"
 #include "Host/Settings/Photo/SettingsEffectBlurRadial.h"
-#include "Proc/Effects/EffectsPhoto/Detail/Arithmetic.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Arithmetic.h"
 
 namespace Orvexa::Proc {
 namespace {
@@ -45,7 +45,7 @@ public:
 
     /// A sample outside the picture stands for the pixel itself.
     void Add(float x, float y) {
-        const int sx = Detail::TruncateToInt(x + 0.5), sy = Detail::TruncateToInt(y + 0.5);
+        const int sx = Shared::TruncateToInt(x + 0.5), sy = Shared::TruncateToInt(y + 0.5);
         const bool isInside = sx >= 0 && sx < width_ && sy >= 0 && sy < height_;
         Add(isInside ? source_.GetOffsetPtr(static_cast<std::uint64_t>(sx), static_cast<std::uint64_t>(sy)) : own_);
     }
@@ -127,7 +127,7 @@ private:
         const FrameInfo& smallInfo = small->GetFrameInfo();
         const double length =
             std::max(smallInfo.height * settings_.GetStrength(), smallInfo.width * settings_.GetStrength());
-        sampleCount_ = static_cast<int>(std::max<std::int64_t>(Detail::RoundHalfAway(length) / 2, 0));
+        sampleCount_ = static_cast<int>(std::max<std::int64_t>(Shared::RoundHalfAway(length) / 2, 0));
         FramePtr blurred = NewFrame(allocator_, small->GetPixFmt(), smallInfo);
         (this->*sampler_)(*small, *blurred);
         enlarger_->ProcessData(blurred);
@@ -165,7 +165,7 @@ private:
             for (int x = 0; x < width; ++x, pixel += kChannels) {
                 const float dx = centerX - static_cast<float>(x);
                 const float squared = dx * dx + dy * dy;
-                const std::int64_t distance = Detail::RoundHalfAway(std::sqrt(static_cast<double>(squared)));
+                const std::int64_t distance = Shared::RoundHalfAway(std::sqrt(static_cast<double>(squared)));
                 SampleSum sum(from, width, height, x, y);
                 if (distance < kFirstBlurredDistance) {
                     sum.Store(1, pixel);

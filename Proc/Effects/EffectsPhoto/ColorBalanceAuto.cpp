@@ -8,15 +8,15 @@
 #include <cmath>
 
 #include "Host/Settings/Photo/SettingsEffectColorBalanceAuto.h"
-#include "Proc/Effects/EffectsPhoto/Detail/Curves.h"
-#include "Proc/Effects/EffectsPhoto/Detail/PackedRgb.h"
-#include "Proc/Effects/EffectsPhoto/Detail/Statistics.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Curves.h"
+#include "Proc/Effects/EffectsPhoto/Shared/PackedRgb.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Statistics.h"
 
 namespace Orvexa::Proc {
 namespace {
 
-using Curves = std::array<Detail::Curve, 3>;
+using Curves = std::array<Shared::Curve, 3>;
 using Weights = std::array<std::uint32_t, 3>;
 
 // Luma weights of red, green and blue, per mille (ITU-R BT.601).
@@ -33,50 +33,50 @@ struct Limits {
 
 // A tenth of the pixels may be black and a hundredth white, each divided by the channel's weight: a channel that counts
 // little for brightness is clipped more.
-std::array<Limits, 4> WhiteBalanceLimits(const std::array<Detail::Counts, 4>& counts, std::uint32_t pixels,
+std::array<Limits, 4> WhiteBalanceLimits(const std::array<Shared::Counts, 4>& counts, std::uint32_t pixels,
                                          const Weights& weights) {
     const auto low = static_cast<std::uint64_t>(pixels * 10.0 / 100.0);
     const auto high = static_cast<std::uint64_t>(pixels / 100.0);
     std::array<Limits, 4> limits{};
     for (int k = 0; k < 3; ++k) {
-        limits[k] = {Detail::LowPercentile(counts[k], low / weights[k]),
-                     Detail::HighPercentile(counts[k], high / weights[k])};
+        limits[k] = {Shared::LowPercentile(counts[k], low / weights[k]),
+                     Shared::HighPercentile(counts[k], high / weights[k])};
     }
     return limits;
 }
 
 // Of the three channels and the luma; half-way back to the ends of the range.
-std::array<Limits, 4> LightBalanceLimits(const std::array<Detail::Counts, 4>& counts, std::uint32_t pixels) {
+std::array<Limits, 4> LightBalanceLimits(const std::array<Shared::Counts, 4>& counts, std::uint32_t pixels) {
     const auto quota = static_cast<std::uint64_t>(pixels * kLightBalanceClipped);
     std::array<Limits, 4> limits;
     for (int k = 0; k < 4; ++k) {
-        const int white = Detail::HighPercentile(counts[k], quota);
-        limits[k] = {Detail::LowPercentile(counts[k], quota) / 2, white + (255 - white) / 2};
+        const int white = Shared::HighPercentile(counts[k], quota);
+        limits[k] = {Shared::LowPercentile(counts[k], quota) / 2, white + (255 - white) / 2};
     }
     return limits;
 }
 
-Detail::Curve GammaCurve() {
+Shared::Curve GammaCurve() {
     const double root = 1.0 / std::sqrt(10.0) + 0.7036920932599899;
     const double gamma = root * root;  // about 1.04: darkens the middle by three levels
-    Detail::Curve curve;
-    for (int i = 0; i < 256; ++i) curve[i] = Detail::TruncateToByte(std::pow(i / 255.0, gamma) * 255.0 + 0.5);
+    Shared::Curve curve;
+    for (int i = 0; i < 256; ++i) curve[i] = Shared::TruncateToByte(std::pow(i / 255.0, gamma) * 255.0 + 0.5);
     return curve;
 }
 
 void Append(Curves& curves, const Curves& further) {
-    for (int k = 0; k < 3; ++k) curves[k] = Detail::Compose(curves[k], further[k]);
+    for (int k = 0; k < 3; ++k) curves[k] = Shared::Compose(curves[k], further[k]);
 }
 
 // Every channel's stretch and then the luma's, each followed by the gamma, which therefore acts twice on a channel.
 Curves LightBalanceCurves(const std::array<Limits, 4>& limits) {
-    const Detail::Curve gamma = GammaCurve();
+    const Shared::Curve gamma = GammaCurve();
     const auto stretch = [&](const Limits& range) {
-        return Detail::Compose(Detail::StretchCurve(range.black, range.white), gamma);
+        return Shared::Compose(Shared::StretchCurve(range.black, range.white), gamma);
     };
-    const Detail::Curve luma = stretch(limits[3]);
-    return {Detail::Compose(stretch(limits[0]), luma), Detail::Compose(stretch(limits[1]), luma),
-            Detail::Compose(stretch(limits[2]), luma)};
+    const Shared::Curve luma = stretch(limits[3]);
+    return {Shared::Compose(stretch(limits[0]), luma), Shared::Compose(stretch(limits[1]), luma),
+            Shared::Compose(stretch(limits[2]), luma)};
 }
 
 class ColorBalanceAuto : public EffectBaseCSCOneInput<SettingsEffectColorBalanceAuto> {
@@ -84,26 +84,26 @@ public:
     using EffectBaseCSCOneInput::EffectBaseCSCOneInput;
 
 private:
-    const std::vector<PixFmt>& GetWorkingPixFmts() const override { return Detail::PackedRgbFormats(); }
+    const std::vector<PixFmt>& GetWorkingPixFmts() const override { return Shared::PackedRgbFormats(); }
 
     void ProcessInternalCSC(FramePtr& frame, const ConstFramePtr& input) override {
-        const Detail::PackedRgb layout(frame->GetPixFmt());
+        const Shared::PackedRgb layout(frame->GetPixFmt());
         const Curves curves = MakeCurves(*frame, layout);
         FramePtr balanced = Writable(frame, input);
-        Detail::ApplyCurves(curves, balanced->GetPlane(0), layout.bytesPerPixel);
+        Shared::ApplyCurves(curves, balanced->GetPlane(0), layout.bytesPerPixel);
         frame = std::move(balanced);
     }
 
     // The luma's counts are needed by light balance only.
-    std::array<Detail::Counts, 4> CountFor(const ConstPlane& plane, std::uint64_t bytesPerPixel,
+    std::array<Shared::Counts, 4> CountFor(const ConstPlane& plane, std::uint64_t bytesPerPixel,
                                            const Weights& weights) const {
         if (settings_.GetLightBalance())
-            return Detail::CountChannelsAndLuma(plane, bytesPerPixel, weights, kWeightUnit);
-        const std::array<Detail::Counts, 3> channels = Detail::CountChannels(plane, bytesPerPixel);
-        return {channels[0], channels[1], channels[2], Detail::Counts{}};
+            return Shared::CountChannelsAndLuma(plane, bytesPerPixel, weights, kWeightUnit);
+        const std::array<Shared::Counts, 3> channels = Shared::CountChannels(plane, bytesPerPixel);
+        return {channels[0], channels[1], channels[2], Shared::Counts{}};
     }
 
-    Curves MakeCurves(const IDataVideo& frame, const Detail::PackedRgb& layout) const {
+    Curves MakeCurves(const IDataVideo& frame, const Shared::PackedRgb& layout) const {
         const Weights& weights = layout.isBlueFirst ? kBlueFirst : kRedFirst;
         const std::uint32_t pixels = frame.GetFrameInfo().width * frame.GetFrameInfo().height;
         std::array<Limits, 4> limits{};
@@ -114,15 +114,15 @@ private:
                                                  : WhiteBalanceLimits(counts, pixels, weights);
         }
         Curves curves;
-        curves.fill(Detail::IdentityCurve());
+        curves.fill(Shared::IdentityCurve());
         if (settings_.GetWhiteBalance()) {
-            Append(curves, {Detail::StretchCurve(limits[0].black, limits[0].white),
-                            Detail::StretchCurve(limits[1].black, limits[1].white),
-                            Detail::StretchCurve(limits[2].black, limits[2].white)});
+            Append(curves, {Shared::StretchCurve(limits[0].black, limits[0].white),
+                            Shared::StretchCurve(limits[1].black, limits[1].white),
+                            Shared::StretchCurve(limits[2].black, limits[2].white)});
         }
         if (settings_.GetLightBalance()) Append(curves, LightBalanceCurves(limits));
         if (settings_.GetExposure() != 0) {
-            const Detail::Curve exposure = Detail::ExposureCurve(settings_.GetExposure(), kExposureGain);
+            const Shared::Curve exposure = Shared::ExposureCurve(settings_.GetExposure(), kExposureGain);
             Append(curves, {exposure, exposure, exposure});
         }
         return curves;

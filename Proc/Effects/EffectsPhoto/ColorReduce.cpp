@@ -12,8 +12,8 @@
 
 #include "Host/Conf/PixFmtDescription.h"
 #include "Host/Settings/Photo/SettingsEffectColorReduce.h"
-#include "Proc/Effects/EffectsPhoto/Detail/Arithmetic.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Arithmetic.h"
 
 namespace Orvexa::Proc {
 namespace {
@@ -66,7 +66,7 @@ void Reduce(const Plane& plane, std::uint64_t bytesPerPixel, const Roles& roles,
             const double others = pixel[c] * wc + pixel[b] * wb;
             // A pure colour divides by zero: infinity exceeds every threshold, and black, 0 / 0, none.
             if (!((pixel[a] * wa) / others > threshold * 0.5)) continue;
-            const auto grey = std::clamp<std::int64_t>(Detail::RoundHalfAway(others * 0.5 / wa), 0, 255);
+            const auto grey = std::clamp<std::int64_t>(Shared::RoundHalfAway(others * 0.5 / wa), 0, 255);
             pixel[a] = static_cast<std::uint8_t>(grey + offsets[0]);
             pixel[b] = static_cast<std::uint8_t>(grey + offsets[1]);
             pixel[c] = static_cast<std::uint8_t>(grey + offsets[2]);

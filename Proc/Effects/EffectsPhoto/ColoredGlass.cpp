@@ -4,8 +4,8 @@
 #include "Host/Conf/PixFmtDescription.h"
 #include "Host/Core/Exception.h"
 #include "Host/Settings/Photo/SettingsEffectColoredGlass.h"
-#include "Proc/Effects/EffectsPhoto/Detail/Blend.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Blend.h"
 
 namespace Orvexa::Proc {
 namespace {
@@ -64,7 +64,7 @@ private:
             const Plane to = tinted->GetPlane(tint.plane);
             const std::vector<std::uint8_t> glass = TintRow(tint, from.GetWidth());
             for (std::uint64_t y = 0; y < from.GetHeight(); ++y)
-                Detail::BlendRow(from.GetRow(y), glass.data(), opacity, to.GetRow(y), glass.size());
+                Shared::BlendRow(from.GetRow(y), glass.data(), opacity, to.GetRow(y), glass.size());
         }
         frame = std::move(tinted);
     }

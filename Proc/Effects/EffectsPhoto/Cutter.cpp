@@ -4,8 +4,8 @@
 
 #include "Host/Settings/Common/SettingsEffectPad.h"
 #include "Host/Settings/Photo/SettingsEffectCutter.h"
-#include "Proc/Effects/EffectsPhoto/Detail/Tiling.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Tiling.h"
 
 namespace Orvexa::Proc {
 namespace {
@@ -20,8 +20,8 @@ private:
         FramePtr picture = CloneFrame(dynamic_cast<const IDataVideo&>(*frames.front()), kCloneView);
         const std::uint32_t patchWidth = settings_.GetPatchWidth(), patchHeight = settings_.GetPatchHeight();
         const std::uint32_t overlapX = settings_.GetOverlapX(), overlapY = settings_.GetOverlapY();
-        const std::uint32_t width = Detail::Fit(picture->GetFrameInfo().width, patchWidth, overlapX);
-        const std::uint32_t height = Detail::Fit(picture->GetFrameInfo().height, patchHeight, overlapY);
+        const std::uint32_t width = Shared::Fit(picture->GetFrameInfo().width, patchWidth, overlapX);
+        const std::uint32_t height = Shared::Fit(picture->GetFrameInfo().height, patchHeight, overlapY);
         PadTo(picture, width, height);
         frames.clear();
         for (std::uint32_t y = 0; y + overlapY < height; y += patchHeight - overlapY) {

@@ -12,8 +12,8 @@
 #include "Host/Conf/PixFmtDescription.h"
 #include "Host/Settings/Common/SettingsEffectRemapping.h"
 #include "Host/Settings/Photo/SettingsEffectDirectionalAreaDeformation.h"
-#include "Proc/Effects/EffectsPhoto/Detail/Hermite.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Hermite.h"
 
 namespace Orvexa::Proc {
 namespace {
@@ -115,7 +115,7 @@ private:
     float WeightAt(float distance) const {
         if (distance < kFullPushRadius) return amount_;
         const double t = (distance - kFullPushRadius) / (1.0 - kFullPushRadius);
-        return static_cast<float>(amount_ * Detail::HermiteBasis(t)[0]);
+        return static_cast<float>(amount_ * Shared::HermiteBasis(t)[0]);
     }
 
     float fromX_, fromY_, radius_, ux_, uy_, length_, amount_;

@@ -3,8 +3,8 @@
 
 #include "Host/Core/Exception.h"
 #include "Host/Settings/Photo/SettingsEffectGradient.h"
-#include "Proc/Effects/EffectsPhoto/Detail/IndexedFrame.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
+#include "Proc/Effects/EffectsPhoto/Shared/IndexedFrame.h"
 
 namespace Orvexa::Proc {
 namespace {
@@ -17,8 +17,8 @@ std::uint8_t Interpolate(std::uint8_t from, std::uint8_t to, int step, int steps
     return static_cast<std::uint8_t>(from + (step * (to - from)) / steps);
 }
 
-Detail::Palette MakePalette(SettingsEffectGradient::StopMap stops) {
-    Detail::Palette palette{};
+Shared::Palette MakePalette(SettingsEffectGradient::StopMap stops) {
+    Shared::Palette palette{};
     if (stops.empty()) return palette;
     stops.try_emplace(kFirstPosition, stops.begin()->second);
     stops.try_emplace(kLastPosition, stops.rbegin()->second);
@@ -57,11 +57,11 @@ private:
     void ProcessInternalColor(FramePtr& frame) override {
         FramePtr indexed = NewFrame(allocator_, PixFmt::Pal8, frame->GetFrameInfo());
         CopyPlane(std::as_const(*frame).GetPlane(0), indexed->GetPlane(0));
-        Detail::SetPalette(*indexed, palette_);
+        Shared::SetPalette(*indexed, palette_);
         frame = std::move(indexed);
     }
 
-    Detail::Palette palette_{};
+    Shared::Palette palette_{};
 };
 
 }  // namespace

@@ -14,9 +14,9 @@
 #include "Host/Core/Exception.h"
 #include "Host/Settings/Common/SettingsResizer.h"
 #include "Host/Settings/Photo/SettingsEffectHistogram.h"
-#include "Proc/Effects/EffectsPhoto/Detail/SplineSmoother.h"
-#include "Proc/Effects/EffectsPhoto/Detail/Statistics.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
+#include "Proc/Effects/EffectsPhoto/Shared/SplineSmoother.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Statistics.h"
 
 namespace Orvexa::Proc {
 namespace {
@@ -45,7 +45,7 @@ void CountPacked(Vectors& vectors, const ConstPlane& plane, const FrameInfo& inf
         }
         return;
     }
-    const auto counts = Detail::CountChannels(plane, bytesPerPixel);
+    const auto counts = Shared::CountChannels(plane, bytesPerPixel);
     for (int k = 0; k < 3; ++k) vectors[k].assign(counts[k].begin(), counts[k].end());
 }
 
@@ -58,7 +58,7 @@ void CountPlane(std::vector<double>& bins, const ConstPlane& plane, const FrameI
         }
         return;
     }
-    const Detail::Counts counts = Detail::CountBytes(plane);
+    const Shared::Counts counts = Shared::CountBytes(plane);
     bins.assign(counts.begin(), counts.end());
 }
 
@@ -120,7 +120,7 @@ public:
         }
         // A smoother stays when the smoothing is set back to 0. Intended.
         if (settings_.GetSharpen() > 0)
-            smoother_ = std::make_unique<Detail::SplineSmoother>(positions_,
+            smoother_ = std::make_unique<Shared::SplineSmoother>(positions_,
                                                                  static_cast<std::size_t>(settings_.GetSharpen()) + 1);
     }
 
@@ -180,7 +180,7 @@ private:
 
     OneInputPtr resizer_;
     std::vector<double> positions_;
-    std::unique_ptr<Detail::SplineSmoother> smoother_;
+    std::unique_ptr<Shared::SplineSmoother> smoother_;
 };
 
 }  // namespace

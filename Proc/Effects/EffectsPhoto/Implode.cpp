@@ -7,8 +7,8 @@
 
 #include "Host/Settings/Common/SettingsEffectRemapping.h"
 #include "Host/Settings/Photo/SettingsEffectImplode.h"
-#include "Proc/Effects/EffectsPhoto/Detail/Hermite.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Hermite.h"
 
 namespace Orvexa::Proc {
 namespace {
@@ -19,7 +19,7 @@ constexpr double kImplodeGain = 1.0, kExplodeGain = -0.5;
 std::pair<float, float> SourceOf(float x, float y, float halfWidth, float halfHeight, float amount) {
     const float u = x / halfWidth - 1.0f, v = y / halfHeight - 1.0f;
     const float r = std::sqrt(u * u + v * v);
-    const auto falloff = static_cast<float>(Detail::HermiteBasis(r)[0]);
+    const auto falloff = static_cast<float>(Shared::HermiteBasis(r)[0]);
     const float scale = falloff * amount + 1.0f;
     const float sourceX = (u * scale + 1.0f) * halfWidth, sourceY = (v * scale + 1.0f) * halfHeight;
     return {r >= 1.0f ? x : sourceX, r >= 1.0f ? y : sourceY};

@@ -5,8 +5,8 @@
 #include <algorithm>
 
 #include "Host/Settings/Photo/SettingsEffectPixelate.h"
-#include "Proc/Effects/EffectsPhoto/Detail/Hermite.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Hermite.h"
 
 namespace Orvexa::Proc {
 namespace {
@@ -29,7 +29,7 @@ double ScaleOf(double strength, const FrameInfo& info) {
     if (p < kAtFullStrength) return smallest;
     if (p > kAtNoStrength) return 1.0;
     const double t = (p - kAtFullStrength) / kSpan;
-    const auto basis = Detail::HermiteBasis(t);
+    const auto basis = Shared::HermiteBasis(t);
     return smallest * basis[0] + basis[2];
 }
 

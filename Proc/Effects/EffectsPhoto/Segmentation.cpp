@@ -9,8 +9,8 @@
 #include "Host/Settings/Common/SettingsEffectAlpha.h"
 #include "Host/Settings/Common/SettingsEffectImageBlender.h"
 #include "Host/Settings/Common/SettingsEffectMorphology.h"
-#include "Proc/Effects/EffectsPhoto/Detail/AutoImpl.h"
-#include "Proc/Effects/EffectsPhoto/Detail/GridGraphImpl.h"
+#include "Proc/Effects/EffectsPhoto/Segmentation/AutoImpl.h"
+#include "Proc/Effects/EffectsPhoto/Segmentation/GridGraphImpl.h"
 
 namespace Orvexa::Proc {
 namespace {

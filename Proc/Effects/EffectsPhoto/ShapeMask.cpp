@@ -9,9 +9,9 @@
 #include "Host/Core/Exception.h"
 #include "Host/Settings/Common/SettingsResizer.h"
 #include "Host/Settings/Photo/SettingsEffectShapeMask.h"
-#include "Proc/Effects/EffectsPhoto/Detail/Arithmetic.h"
-#include "Proc/Effects/EffectsPhoto/Detail/Hermite.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Arithmetic.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Hermite.h"
 
 namespace Orvexa::Proc {
 namespace {
@@ -52,10 +52,10 @@ protected:
     // width or height positions and slopes may be no numbers, which count as outside.
     std::uint8_t Falloff(double distance) const {
         if (distance < 0) return start_;
-        const auto [start, startSlope, end, endSlope] = Detail::HermiteBasis(distance / (extent_ - 1));
+        const auto [start, startSlope, end, endSlope] = Shared::HermiteBasis(distance / (extent_ - 1));
         const double value = start * start_ + startSlope * startSlope_ + end * end_ + endSlope * endSlope_;
         if (distance > extent_ - 1 || std::isnan(value)) return end_;
-        return static_cast<std::uint8_t>(Detail::RoundHalfAway(std::clamp(value, 0.0, 255.0)));
+        return static_cast<std::uint8_t>(Shared::RoundHalfAway(std::clamp(value, 0.0, 255.0)));
     }
 
     const double extent_;

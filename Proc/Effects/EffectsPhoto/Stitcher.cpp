@@ -14,9 +14,9 @@
 #include "Host/Settings/Common/SettingsEffectAlpha.h"
 #include "Host/Settings/Common/SettingsEffectImageBlender.h"
 #include "Host/Settings/Photo/SettingsEffectStitcher.h"
-#include "Proc/Effects/EffectsPhoto/Detail/Hermite.h"
-#include "Proc/Effects/EffectsPhoto/Detail/Tiling.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Hermite.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Tiling.h"
 
 namespace Orvexa::Proc {
 namespace {
@@ -49,7 +49,7 @@ Axis MakeAxis(const char* name, std::uint32_t patch, std::uint64_t before, std::
             patch - static_cast<std::uint32_t>(before + after),
             overlap,
             length,
-            Detail::Fit(length, patch, sharedPixels),
+            Shared::Fit(length, patch, sharedPixels),
             patch - sharedPixels};
 }
 
@@ -57,7 +57,7 @@ Axis MakeAxis(const char* name, std::uint32_t patch, std::uint64_t before, std::
 std::vector<std::uint8_t> MakeRamp(std::uint32_t overlap) {
     std::vector<std::uint8_t> ramp(overlap);
     for (std::uint32_t i = 0; i < overlap; ++i) {
-        const auto basis = Detail::HermiteBasis(static_cast<double>(i) / overlap);
+        const auto basis = Shared::HermiteBasis(static_cast<double>(i) / overlap);
         ramp[i] = static_cast<std::uint8_t>(basis[0] * (255 / overlap) + basis[2] * 255.0);
     }
     return ramp;

@@ -5,16 +5,16 @@
 #include <array>
 
 #include "Host/Settings/Photo/SettingsEffectTintTemperature.h"
-#include "Proc/Effects/EffectsPhoto/Detail/Curves.h"
-#include "Proc/Effects/EffectsPhoto/Detail/PackedRgb.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Curves.h"
+#include "Proc/Effects/EffectsPhoto/Shared/PackedRgb.h"
 
 namespace Orvexa::Proc {
 namespace {
 
 // In 64 bits, since any 32-bit setting is accepted.
-Detail::Curve OffsetCurve(std::int64_t offset) {
-    Detail::Curve curve;
+Shared::Curve OffsetCurve(std::int64_t offset) {
+    Shared::Curve curve;
     for (std::int64_t i = 0; i < 256; ++i)
         curve[i] = static_cast<std::uint8_t>(std::clamp<std::int64_t>(i + offset, 0, 255));
     return curve;
@@ -33,17 +33,17 @@ public:
     }
 
 private:
-    const std::vector<PixFmt>& GetWorkingPixFmts() const override { return Detail::PackedRgbFormats(); }
+    const std::vector<PixFmt>& GetWorkingPixFmts() const override { return Shared::PackedRgbFormats(); }
 
     void ProcessInternalColor(FramePtr& frame) override {
-        const Detail::PackedRgb layout(frame->GetPixFmt());
+        const Shared::PackedRgb layout(frame->GetPixFmt());
         if (!IsExclusive(frame)) frame = CloneFrame(*frame, kCloneIndependent);
-        const std::array<Detail::Curve, 3> curves{layout.isBlueFirst ? blue_ : red_, green_,
+        const std::array<Shared::Curve, 3> curves{layout.isBlueFirst ? blue_ : red_, green_,
                                                   layout.isBlueFirst ? red_ : blue_};
-        Detail::ApplyCurves(curves, frame->GetPlane(0), layout.bytesPerPixel);
+        Shared::ApplyCurves(curves, frame->GetPlane(0), layout.bytesPerPixel);
     }
 
-    Detail::Curve red_{}, green_{}, blue_{};
+    Shared::Curve red_{}, green_{}, blue_{};
 };
 
 }  // namespace

@@ -8,8 +8,8 @@
 
 #include "Host/Conf/PixFmtDescription.h"
 #include "Host/Settings/Photo/SettingsEffectWhiteBalance.h"
-#include "Proc/Effects/EffectsPhoto/Detail/Curves.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Curves.h"
 
 namespace Orvexa::Proc {
 namespace {
@@ -23,11 +23,11 @@ constexpr int kSteepSlope = 2;
 constexpr int Line(int x0, int x1, int y0, int y1, int x) { return y0 + (y1 - y0) * (x - x0) / (x1 - x0); }
 
 // The curve that sends `reference` to `grey`. At both ends of the range there is only one line.
-Detail::Curve MakeCurve(int reference, int grey) {
+Shared::Curve MakeCurve(int reference, int grey) {
     const bool hasLower = reference > 0;
     const bool hasUpper = reference < kWhite;
     const bool isSteep = hasLower && hasUpper && (kWhite - grey) / (kWhite - reference) >= kSteepRise;
-    Detail::Curve curve{};
+    Shared::Curve curve{};
     for (int x = 0; x <= kWhite; ++x) {
         int y;
         if (hasLower && x <= reference) {
@@ -43,7 +43,7 @@ Detail::Curve MakeCurve(int reference, int grey) {
 }
 
 // Byte k of the colour drives byte k of the pixel, whatever the order of the channels.
-std::array<Detail::Curve, 3> MakeCurves(const Color& reference) {
+std::array<Shared::Curve, 3> MakeCurves(const Color& reference) {
     const int grey = (reference[0] + reference[1] + reference[2]) / 3;
     return {MakeCurve(reference[0], grey), MakeCurve(reference[1], grey), MakeCurve(reference[2], grey)};
 }
@@ -65,10 +65,10 @@ private:
     }
 
     void ProcessInternalCSC(FramePtr& frame, const ConstFramePtr& input) override {
-        const std::array<Detail::Curve, 3> curves = MakeCurves(settings_.GetColor());
+        const std::array<Shared::Curve, 3> curves = MakeCurves(settings_.GetColor());
         FramePtr balanced = Writable(frame, input);
         const int bytesPerPixel = PixFmtDescription::Get(balanced->GetPixFmt()).GetPlanWidthSize(1, 0);
-        Detail::ApplyCurves(curves, balanced->GetPlane(0), static_cast<std::uint64_t>(bytesPerPixel));
+        Shared::ApplyCurves(curves, balanced->GetPlane(0), static_cast<std::uint64_t>(bytesPerPixel));
         frame = std::move(balanced);
     }
 };

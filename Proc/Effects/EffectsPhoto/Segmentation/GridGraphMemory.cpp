@@ -1,4 +1,4 @@
-#include "Proc/Effects/EffectsPhoto/Detail/GridGraphMemory.h"
+#include "Proc/Effects/EffectsPhoto/Segmentation/GridGraphMemory.h"
 
 #include <boost/exception/all.hpp>
 #include <new>

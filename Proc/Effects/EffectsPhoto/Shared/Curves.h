@@ -7,9 +7,9 @@
 #include <cstdlib>
 
 #include "Host/Proc/Plane.h"
-#include "Proc/Effects/EffectsPhoto/Detail/Arithmetic.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Arithmetic.h"
 
-namespace Orvexa::Proc::Detail {
+namespace Orvexa::Proc::Shared {
 
 using Curve = std::array<std::uint8_t, 256>;
 
@@ -65,4 +65,4 @@ inline void ApplyCurves(const std::array<Curve, 3>& curves, const Plane& plane, 
 /// plane.
 void ApplyCurve(const Curve& curve, const ConstPlane& source, const Plane& destination);
 
-}  // namespace Orvexa::Proc::Detail
+}  // namespace Orvexa::Proc::Shared

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstdint>
 
-namespace Orvexa::Proc::Detail {
+namespace Orvexa::Proc::Shared {
 
 /// trunc(v + 0.5) for v >= 0, trunc(v - 0.5) below; `v` must fit.
 inline std::int64_t RoundHalfAway(double v) { return static_cast<std::int64_t>(v < 0 ? v - 0.5 : v + 0.5); }
@@ -22,4 +22,4 @@ inline std::int32_t TruncateToInt(double v) {
     return static_cast<std::int32_t>(std::clamp(v, -2147483648.0, 2147483647.0));
 }
 
-}  // namespace Orvexa::Proc::Detail
+}  // namespace Orvexa::Proc::Shared

@@ -1,4 +1,4 @@
-#include "Proc/Effects/EffectsPhoto/Detail/GridGraph.h"
+#include "Proc/Effects/EffectsPhoto/Segmentation/GridGraph.h"
 
 #include <algorithm>
 #include <array>
@@ -9,8 +9,8 @@
 #include <utility>
 
 #include "Host/Core/Exception.h"
-#include "Proc/Effects/EffectsPhoto/Detail/GridGraphProgress.h"
-#include "Proc/Effects/EffectsPhoto/Detail/GridGraphWorkers.h"
+#include "Proc/Effects/EffectsPhoto/Segmentation/GridGraphProgress.h"
+#include "Proc/Effects/EffectsPhoto/Segmentation/GridGraphWorkers.h"
 
 namespace Orvexa::Proc::GridGraph {
 

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "Host/Core/Progress.h"
-#include "Proc/Effects/EffectsPhoto/Detail/GridGraphNodes.h"
+#include "Proc/Effects/EffectsPhoto/Segmentation/GridGraphNodes.h"
 
 namespace Orvexa::Proc::GridGraph {
 

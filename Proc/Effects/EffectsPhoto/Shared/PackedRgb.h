@@ -6,7 +6,7 @@
 
 #include "Host/Conf/PixFmtDescription.h"
 
-namespace Orvexa::Proc::Detail {
+namespace Orvexa::Proc::Shared {
 
 /// Formats of three colour bytes, red or blue first, with or without a byte of alpha after them.
 inline const std::vector<PixFmt>& PackedRgbFormats() {
@@ -27,4 +27,4 @@ struct PackedRgb {
     }
 };
 
-}  // namespace Orvexa::Proc::Detail
+}  // namespace Orvexa::Proc::Shared

@@ -1,4 +1,4 @@
-#include "Proc/Effects/EffectsPhoto/Detail/GridGraphImpl.h"
+#include "Proc/Effects/EffectsPhoto/Segmentation/GridGraphImpl.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "Proc/Effects/EffectsPhoto/Detail/AutoImpl.h"
+#include "Proc/Effects/EffectsPhoto/Segmentation/AutoImpl.h"
 
 #include <algorithm>
 #include <vector>

@@ -1,4 +1,4 @@
-#include "Proc/Effects/EffectsPhoto/Detail/GridGraphCapacities.h"
+#include "Proc/Effects/EffectsPhoto/Segmentation/GridGraphCapacities.h"
 
 #include <limits>
 #include <string>

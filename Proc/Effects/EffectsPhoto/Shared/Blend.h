@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace Orvexa::Proc::Detail {
+namespace Orvexa::Proc::Shared {
 
 /// Floor of x / 255 for x of 0..65534, in 16 bits, which wrap for 65535.
 constexpr std::uint16_t DivideBy255(std::uint16_t x) {
@@ -26,4 +26,4 @@ void BlendRow(const std::uint8_t* under, const std::uint8_t* over, std::uint16_t
 void BlendRow(std::uint8_t* under, const std::uint8_t* over, const std::uint8_t* opacities, std::uint8_t scale,
               std::size_t size);
 
-}  // namespace Orvexa::Proc::Detail
+}  // namespace Orvexa::Proc::Shared

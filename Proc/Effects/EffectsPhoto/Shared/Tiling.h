@@ -5,7 +5,7 @@
 
 #include "Host/Core/Exception.h"
 
-namespace Orvexa::Proc::Detail {
+namespace Orvexa::Proc::Shared {
 
 /// The smallest length of at least `size` that patches cover exactly, of which neighbours share `overlap` pixels; in
 /// pixels. An overlap that leaves no way to the next patch throws `EffectException` "Overlap must be smaller than the
@@ -17,4 +17,4 @@ inline std::uint32_t Fit(std::uint32_t size, std::uint32_t patch, std::uint32_t 
     return rest == 0 ? size : size + step - rest;
 }
 
-}  // namespace Orvexa::Proc::Detail
+}  // namespace Orvexa::Proc::Shared

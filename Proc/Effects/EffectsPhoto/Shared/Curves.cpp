@@ -4,17 +4,17 @@
 // from one to the next, until it is negative and drops out, and each one's entries hold what has to be changed
 // (exclusive or) in the result so far.
 
-#include "Proc/Effects/EffectsPhoto/Detail/Curves.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Curves.h"
 
 #include <cstring>
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "Proc/Effects/EffectsPhoto/Detail/Curves.cpp"
+#define HWY_TARGET_INCLUDE "Proc/Effects/EffectsPhoto/Shared/Curves.cpp"
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
 HWY_BEFORE_NAMESPACE();
-namespace Orvexa::Proc::Detail::HWY_NAMESPACE {
+namespace Orvexa::Proc::Shared::HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
@@ -84,11 +84,11 @@ void LookUpPlane(const Curve& curve, const ConstPlane& source, const Plane& dest
 
 #endif
 
-}  // namespace Orvexa::Proc::Detail::HWY_NAMESPACE
+}  // namespace Orvexa::Proc::Shared::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
-namespace Orvexa::Proc::Detail {
+namespace Orvexa::Proc::Shared {
 
 HWY_EXPORT(LookUpPlane);
 
@@ -96,5 +96,5 @@ void ApplyCurve(const Curve& curve, const ConstPlane& source, const Plane& desti
     HWY_DYNAMIC_DISPATCH(LookUpPlane)(curve, source, destination);
 }
 
-}  // namespace Orvexa::Proc::Detail
+}  // namespace Orvexa::Proc::Shared
 #endif  // HWY_ONCE

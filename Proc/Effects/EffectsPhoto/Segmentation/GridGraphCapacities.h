@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "Proc/Effects/EffectsPhoto/Detail/GridGraphNodes.h"
+#include "Proc/Effects/EffectsPhoto/Segmentation/GridGraphNodes.h"
 
 namespace Orvexa::Proc::GridGraph {
 

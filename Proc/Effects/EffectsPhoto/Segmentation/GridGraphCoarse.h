@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "Host/Core/Progress.h"
-#include "Proc/Effects/EffectsPhoto/Detail/GridGraphCapacities.h"
-#include "Proc/Effects/EffectsPhoto/Detail/GridGraphNodes.h"
+#include "Proc/Effects/EffectsPhoto/Segmentation/GridGraphCapacities.h"
+#include "Proc/Effects/EffectsPhoto/Segmentation/GridGraphNodes.h"
 
 namespace Orvexa::Proc::GridGraph {
 

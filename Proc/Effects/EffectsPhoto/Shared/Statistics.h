@@ -7,7 +7,7 @@
 
 #include "Host/Proc/Plane.h"
 
-namespace Orvexa::Proc::Detail {
+namespace Orvexa::Proc::Shared {
 
 using Counts = std::array<std::uint64_t, 256>;
 
@@ -92,4 +92,4 @@ inline int HighPercentile(const Counts& counts, std::uint64_t target) {
     return 0;
 }
 
-}  // namespace Orvexa::Proc::Detail
+}  // namespace Orvexa::Proc::Shared

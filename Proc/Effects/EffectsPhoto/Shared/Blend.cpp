@@ -1,14 +1,14 @@
 // Vectors of 16-bit lanes, one byte a lane.
 
-#include "Proc/Effects/EffectsPhoto/Detail/Blend.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Blend.h"
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "Proc/Effects/EffectsPhoto/Detail/Blend.cpp"
+#define HWY_TARGET_INCLUDE "Proc/Effects/EffectsPhoto/Shared/Blend.cpp"
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
 HWY_BEFORE_NAMESPACE();
-namespace Orvexa::Proc::Detail::HWY_NAMESPACE {
+namespace Orvexa::Proc::Shared::HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
@@ -60,11 +60,11 @@ void BlendVarying(std::uint8_t* under, const std::uint8_t* over, const std::uint
     }
 }
 
-}  // namespace Orvexa::Proc::Detail::HWY_NAMESPACE
+}  // namespace Orvexa::Proc::Shared::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
-namespace Orvexa::Proc::Detail {
+namespace Orvexa::Proc::Shared {
 
 HWY_EXPORT(BlendConstant);
 HWY_EXPORT(BlendVarying);
@@ -79,5 +79,5 @@ void BlendRow(std::uint8_t* under, const std::uint8_t* over, const std::uint8_t*
     HWY_DYNAMIC_DISPATCH(BlendVarying)(under, over, opacities, scale, size);
 }
 
-}  // namespace Orvexa::Proc::Detail
+}  // namespace Orvexa::Proc::Shared
 #endif  // HWY_ONCE

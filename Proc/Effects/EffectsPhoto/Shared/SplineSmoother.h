@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <vector>
 
-namespace Orvexa::Proc::Detail {
+namespace Orvexa::Proc::Shared {
 
 /// Fits a spline with evenly spaced knots, a value and a slope each, to samples at fixed positions. The normal
 /// equations are solved by conjugate gradients (Hestenes and Stiefel, 1952), started from their right-hand side.
@@ -31,4 +31,4 @@ private:
     std::vector<double> normal_;  // unknowns x unknowns, row-major
 };
 
-}  // namespace Orvexa::Proc::Detail
+}  // namespace Orvexa::Proc::Shared

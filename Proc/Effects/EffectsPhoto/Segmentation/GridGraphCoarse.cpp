@@ -1,11 +1,11 @@
-#include "Proc/Effects/EffectsPhoto/Detail/GridGraphCoarse.h"
+#include "Proc/Effects/EffectsPhoto/Segmentation/GridGraphCoarse.h"
 
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstdlib>
 
-#include "Proc/Effects/EffectsPhoto/Detail/GridGraphWorkers.h"
+#include "Proc/Effects/EffectsPhoto/Segmentation/GridGraphWorkers.h"
 
 namespace Orvexa::Proc::GridGraph {
 

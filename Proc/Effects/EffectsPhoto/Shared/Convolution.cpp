@@ -1,15 +1,15 @@
 // The accumulators of a tile stay in registers while all taps pass over it; the sum of each sample keeps the order of
 // the taps.
 
-#include "Proc/Effects/EffectsPhoto/Detail/Convolution.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Convolution.h"
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "Proc/Effects/EffectsPhoto/Detail/Convolution.cpp"
+#define HWY_TARGET_INCLUDE "Proc/Effects/EffectsPhoto/Shared/Convolution.cpp"
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
 HWY_BEFORE_NAMESPACE();
-namespace Orvexa::Proc::Detail::HWY_NAMESPACE {
+namespace Orvexa::Proc::Shared::HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
@@ -46,11 +46,11 @@ void ConvolveRows(const std::vector<ConvolutionTap>& taps, const float* source, 
     }
 }
 
-}  // namespace Orvexa::Proc::Detail::HWY_NAMESPACE
+}  // namespace Orvexa::Proc::Shared::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
-namespace Orvexa::Proc::Detail {
+namespace Orvexa::Proc::Shared {
 
 HWY_EXPORT(ConvolveRows);
 
@@ -59,5 +59,5 @@ void Convolve(const std::vector<ConvolutionTap>& taps, const float* source, std:
     HWY_DYNAMIC_DISPATCH(ConvolveRows)(taps, source, sourceStride, destination, destinationStride, rows, columns);
 }
 
-}  // namespace Orvexa::Proc::Detail
+}  // namespace Orvexa::Proc::Shared
 #endif  // HWY_ONCE

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace Orvexa::Proc::Detail {
+namespace Orvexa::Proc::Shared {
 
 /// One kernel weight and the distance, in floats, of the source sample that it weighs from the destination sample's own
 /// position.
@@ -20,4 +20,4 @@ struct ConvolutionTap {
 void Convolve(const std::vector<ConvolutionTap>& taps, const float* source, std::size_t sourceStride,
               float* destination, std::size_t destinationStride, std::size_t rows, std::size_t columns);
 
-}  // namespace Orvexa::Proc::Detail
+}  // namespace Orvexa::Proc::Shared

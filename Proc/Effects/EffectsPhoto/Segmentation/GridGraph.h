@@ -10,11 +10,11 @@
 #include <cstdint>
 
 #include "Host/Core/Progress.h"
-#include "Proc/Effects/EffectsPhoto/Detail/GridGraphCapacities.h"
-#include "Proc/Effects/EffectsPhoto/Detail/GridGraphCoarse.h"
-#include "Proc/Effects/EffectsPhoto/Detail/GridGraphMemory.h"
-#include "Proc/Effects/EffectsPhoto/Detail/GridGraphRegions.h"
-#include "Proc/Effects/EffectsPhoto/Detail/GridGraphTrees.h"
+#include "Proc/Effects/EffectsPhoto/Segmentation/GridGraphCapacities.h"
+#include "Proc/Effects/EffectsPhoto/Segmentation/GridGraphCoarse.h"
+#include "Proc/Effects/EffectsPhoto/Segmentation/GridGraphMemory.h"
+#include "Proc/Effects/EffectsPhoto/Segmentation/GridGraphRegions.h"
+#include "Proc/Effects/EffectsPhoto/Segmentation/GridGraphTrees.h"
 
 namespace Orvexa::Proc::GridGraph {
 

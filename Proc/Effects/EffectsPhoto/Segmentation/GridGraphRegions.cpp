@@ -1,4 +1,4 @@
-#include "Proc/Effects/EffectsPhoto/Detail/GridGraphRegions.h"
+#include "Proc/Effects/EffectsPhoto/Segmentation/GridGraphRegions.h"
 
 #include <algorithm>
 #include <mutex>

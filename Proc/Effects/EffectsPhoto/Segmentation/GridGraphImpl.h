@@ -8,8 +8,8 @@
 #include <optional>
 
 #include "Host/Settings/Photo/SettingsEffectSegmentation.h"
-#include "Proc/Effects/EffectsPhoto/Detail/GridGraph.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
+#include "Proc/Effects/EffectsPhoto/Segmentation/GridGraph.h"
 
 namespace Orvexa::Proc::GridGraph {
 

@@ -7,7 +7,7 @@
 
 #include "Host/Proc/IData.h"
 
-namespace Orvexa::Proc::Detail {
+namespace Orvexa::Proc::Shared {
 
 /// 256 colours in `Color::rgba` form.
 using Palette = std::array<std::uint32_t, 256>;
@@ -18,4 +18,4 @@ inline void SetPalette(IDataVideo& indexed, const Palette& palette) {
     std::memcpy(indexed.GetPlane(1).GetData(), palette.data(), sizeof palette);
 }
 
-}  // namespace Orvexa::Proc::Detail
+}  // namespace Orvexa::Proc::Shared

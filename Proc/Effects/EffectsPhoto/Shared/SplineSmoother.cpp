@@ -1,10 +1,10 @@
-#include "Proc/Effects/EffectsPhoto/Detail/SplineSmoother.h"
+#include "Proc/Effects/EffectsPhoto/Shared/SplineSmoother.h"
 
 #include <numeric>
 
-#include "Proc/Effects/EffectsPhoto/Detail/Hermite.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Hermite.h"
 
-namespace Orvexa::Proc::Detail {
+namespace Orvexa::Proc::Shared {
 
 namespace {
 
@@ -84,4 +84,4 @@ std::vector<double> SplineSmoother::Smooth(const std::vector<double>& samples) c
     return smoothed;
 }
 
-}  // namespace Orvexa::Proc::Detail
+}  // namespace Orvexa::Proc::Shared

@@ -1,4 +1,4 @@
-#include "Proc/Effects/EffectsPhoto/Detail/GridGraphTrees.h"
+#include "Proc/Effects/EffectsPhoto/Segmentation/GridGraphTrees.h"
 
 #include <algorithm>
 #include <utility>

@@ -3,7 +3,7 @@
 
 #include <array>
 
-namespace Orvexa::Proc::Detail {
+namespace Orvexa::Proc::Shared {
 
 /// The basis functions at t of 0..1: weights of start value, start slope, end value and end slope.
 inline std::array<double, 4> HermiteBasis(double t) {
@@ -11,4 +11,4 @@ inline std::array<double, 4> HermiteBasis(double t) {
     return {2.0 * t3 - 3.0 * t2 + 1.0, t3 - 2.0 * t2 + t, 3.0 * t2 - 2.0 * t3, t3 - t2};
 }
 
-}  // namespace Orvexa::Proc::Detail
+}  // namespace Orvexa::Proc::Shared
