@@ -206,7 +206,7 @@ private:
     ConstFramePtr PictureFor(const IDataVideo& d, const ConstFramePtr& layer) {
         if (layer->GetPixFmt() == d.GetPixFmt())
             return SharesMemory(d, *layer) ? CloneFrame(*layer, kCloneIndependent) : layer;
-        if (converter_ == nullptr) converter_ = CreateOneInput(SettingsColorspaceConverter::CLASS_ID);
+        if (converter_ == nullptr) converter_ = CreateOneInput<SettingsColorspaceConverter>();
         converter_->SetSettings(SettingsColorspaceConverter(d.GetPixFmt(), true));
         FramePtr converted = boost::const_pointer_cast<IDataVideo>(layer);
         converter_->ProcessData(converted);

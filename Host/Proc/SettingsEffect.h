@@ -1,6 +1,7 @@
 // What every effect of one settings class is made of, host's or module's.
 #pragma once
 
+#include <concepts>
 #include <string>
 
 #include "Host/Core/Exception.h"
@@ -13,6 +14,7 @@ template <class InterfaceT, class SettingsT>
 class SettingsEffect : public InterfaceT {
 public:
     using Interface = InterfaceT;
+    using SettingsType = SettingsT;
 
     SettingsEffect(const FactoryPtr& factory, const AllocatorPtr& allocator)
         : factory_(factory), allocator_(allocator) {}
@@ -41,15 +43,30 @@ protected:
         data->SetDuration(duration);
     }
 
-    /// Sub-effects of this one. They take their frames from the factory's own allocator.
-    OneInputPtr CreateOneInput(const std::string& classId, const std::string& implName = ImplNames::DEFAULT) const {
+    /// A sub-effect of one settings class. Sub-effects take their frames from the factory's own allocator.
+    template <class SubSettings>
+    OneInputPtr CreateOneInput(const std::string& implName = ImplNames::DEFAULT) const {
         OneInputPtr effect;
-        factory_->CreateOneInputEffect(effect, classId, implName, AllocatorPtr());
+        factory_->CreateOneInputEffect(effect, SubSettings::CLASS_ID, implName, AllocatorPtr());
         return effect;
     }
-    TwoInputPtr CreateTwoInput(const std::string& classId, const std::string& implName = ImplNames::DEFAULT) const {
+    template <class SubSettings>
+    TwoInputPtr CreateTwoInput(const std::string& implName = ImplNames::DEFAULT) const {
         TwoInputPtr effect;
-        factory_->CreateTwoInputEffect(effect, classId, implName, AllocatorPtr());
+        factory_->CreateTwoInputEffect(effect, SubSettings::CLASS_ID, implName, AllocatorPtr());
+        return effect;
+    }
+    /// The same with settings to begin with.
+    template <std::derived_from<Settings> SubSettings>
+    OneInputPtr CreateOneInput(const SubSettings& settings) const {
+        const OneInputPtr effect = CreateOneInput<SubSettings>();
+        effect->SetSettings(settings);
+        return effect;
+    }
+    template <std::derived_from<Settings> SubSettings>
+    TwoInputPtr CreateTwoInput(const SubSettings& settings) const {
+        const TwoInputPtr effect = CreateTwoInput<SubSettings>();
+        effect->SetSettings(settings);
         return effect;
     }
 

@@ -43,6 +43,10 @@ public:
 
     SettingsResizer() = default;
     explicit SettingsResizer(ResizeMethods method) { SetResizeMethod(method); }
+    SettingsResizer(ResizeMethods method, CustomModes mode, const Conf::FrameInfo& info) {
+        SetResizeMethod(method);
+        SetCustomMode(mode, info);
+    }
     /// Takes the size from `info`; overrides a scale set earlier.
     void SetCustomMode(int mode, const Conf::FrameInfo& info) {
         SetCustomMode(mode);

@@ -84,8 +84,6 @@ private:
 
 }  // namespace
 
-OneInputPtr CreateBalanceLuma(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeEffect<BalanceLuma>(factory, allocator);
-}
+bool RegisterBalanceLuma(IEffectFactory& factory) { return RegisterEffect<BalanceLuma>(factory); }
 
 }  // namespace Orvexa::Proc

@@ -15,17 +15,18 @@ constexpr double kLevels = 256.0;
 class BlackWhite : public EffectBaseCSCOneInput<SettingsEffectBlackWhite> {
 public:
     using EffectBaseCSCOneInput::EffectBaseCSCOneInput;
-    using EffectBaseCSCOneInput::SetSettings;
 
-    void SetSettings(const SettingsEffectBlackWhite& settings) override {
+private:
+    void CheckSettings(const SettingsEffectBlackWhite& settings) const override {
         if (!(settings.GetThreshold() >= 0.0 && settings.GetThreshold() <= 1.0))
             Throw("Threshold must be between 0 and 1!");
-        EffectBaseCSCOneInput::SetSettings(settings);
+    }
+
+    void ApplySettings(bool) override {
         const std::int64_t firstBright = Shared::RoundHalfAway(settings_.GetThreshold() * kLevels);
         for (int level = 0; level < 256; ++level) indices_[level] = level >= firstBright ? 1 : 0;
     }
 
-private:
     const std::vector<PixFmt>& GetWorkingPixFmts() const override {
         static const std::vector<PixFmt> formats{PixFmt::Gray8};
         return formats;
@@ -44,8 +45,6 @@ private:
 
 }  // namespace
 
-OneInputPtr CreateBlackWhite(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeEffect<BlackWhite>(factory, allocator);
-}
+bool RegisterBlackWhite(IEffectFactory& factory) { return RegisterEffect<BlackWhite>(factory); }
 
 }  // namespace Orvexa::Proc

@@ -124,8 +124,6 @@ private:
 
 }  // namespace
 
-TwoInputPtr CreateBlendPalette(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeEffect<BlendPalette>(factory, allocator);
-}
+bool RegisterBlendPalette(IEffectFactory& factory) { return RegisterEffect<BlendPalette>(factory); }
 
 }  // namespace Orvexa::Proc

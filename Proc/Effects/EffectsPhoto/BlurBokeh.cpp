@@ -11,14 +11,14 @@
 
 #include "Host/Conf/PixFmtDescription.h"
 #include "Host/Core/Exception.h"
-#include "Host/Settings/Common/SettingsEffectAlpha.h"
 #include "Host/Settings/Common/SettingsEffectImageBlender.h"
-#include "Host/Settings/Common/SettingsResizer.h"
 #include "Host/Settings/Photo/SettingsEffectBlurBokeh.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
 #include "Proc/Effects/EffectsPhoto/Shared/Arithmetic.h"
 #include "Proc/Effects/EffectsPhoto/Shared/Convolution.h"
 #include "Proc/Effects/EffectsPhoto/Shared/Curves.h"
+#include "Proc/Effects/EffectsPhoto/Shared/LayerMask.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Reduction.h"
 #include "Proc/Effects/EffectsPhoto/Shared/Statistics.h"
 
 namespace Orvexa::Proc {
@@ -172,26 +172,7 @@ Shared::Curve MakeMaskCurve(const ConstPlane& mask, std::uint64_t pixels, double
 
 class BlurBokeh : public EffectBaseCSCOneInput<SettingsEffectBlurBokeh> {
 public:
-    BlurBokeh(const FactoryPtr& factory, const AllocatorPtr& allocator)
-        : EffectBaseCSCOneInput(factory, allocator),
-          generator_(CreateOneInput(SettingsEffectVideoGenerator::CLASS_ID)),
-          greyConverter_(CreateOneInput(SettingsColorspaceConverter::CLASS_ID)),
-          enlarger_(CreateOneInput(SettingsResizer::CLASS_ID)),
-          reducer_(CreateOneInput(SettingsResizer::CLASS_ID)),
-          kernelResizer_(CreateOneInput(SettingsResizer::CLASS_ID)),
-          blender_(CreateTwoInput(SettingsEffectImageBlender::CLASS_ID)),
-          extraAlphaExtractor_(CreateOneInput(SettingsEffectExtraAlphaExtractor::CLASS_ID)) {
-        greyConverter_->SetSettings(SettingsColorspaceConverter(PixFmt::Gray8, true));
-        extraAlphaExtractor_->SetSettings(SettingsEffectExtraAlphaExtractor(PixFmt::Rgb24));
-    }
-
-    using EffectBaseCSCOneInput::SetSettings;
-    void SetSettings(const SettingsEffectBlurBokeh& settings) override {
-        EffectBaseCSCOneInput::SetSettings(settings);
-        generator_->SetSettings(settings_.GetAperture());
-        blender_->SetSettings(
-            SettingsEffectImageBlender(0, 0, SharpShare(settings_.GetStrength()), BlendAlphaMode::UseAlpha));
-    }
+    using EffectBaseCSCOneInput::EffectBaseCSCOneInput;
 
     void ResetSettings() override {
         EffectBaseCSCOneInput::ResetSettings();
@@ -199,6 +180,12 @@ public:
     }
 
 private:
+    void ApplySettings(bool) override {
+        generator_->SetSettings(settings_.GetAperture());
+        blender_->SetSettings(
+            SettingsEffectImageBlender(0, 0, SharpShare(settings_.GetStrength()), BlendAlphaMode::UseAlpha));
+    }
+
     const std::vector<PixFmt>& GetWorkingPixFmts() const override {
         static const std::vector<PixFmt> formats{PixFmt::Rgb24, PixFmt::Bgr24};
         return formats;
@@ -206,33 +193,24 @@ private:
 
     void ProcessInternalCSC(FramePtr& frame, const ConstFramePtr&) override {
         const FrameInfo size = frame->GetFrameInfo();
-        ConfigureResizers(size);
+        if (reduction_.IsNew(size)) {
+            reduction_.Configure(
+                {ResizeMethods::FastBilinear, SettingsResizer::kFitInside,
+                 FrameInfo(kReducedSide, kReducedSide, size.aspect)},
+                {ResizeMethods::BicubicLuma, SettingsResizer::kExactSizeAlias, Shared::RoundUpToEven(size)});
+        }
         FramePtr small = frame;
-        reducer_->ProcessData(small);
+        reduction_.Reduce(small);
         if (!isKernelReady_) BuildKernel(small->GetFrameInfo());
         RequireLargerThanKernel(small->GetFrameInfo());
         ReleaseInput(frame);
         FramePtr blurred = Blur(*small);
         small.reset();
-        enlarger_->ProcessData(blurred);
-        const FrameInfo enlarged = blurred->GetFrameInfo();
-        if (enlarged.width > size.width || enlarged.height > size.height) blurred->Crop(0, 0, size.width, size.height);
+        reduction_.Enlarge(blurred, size);
         const FramePtr sharp = CloneFrame(*frame, kCloneView);  // the caller's frame carries no mask afterwards
         AttachMask(*sharp, blurred);
         blender_->ProcessData(blurred, ConstFramePtr(sharp));
         frame = std::move(blurred);
-    }
-
-    void ConfigureResizers(const FrameInfo& size) {
-        if (size == inputInfo_) return;
-        inputInfo_ = size;
-        SettingsResizer reduction(ResizeMethods::FastBilinear);
-        reduction.SetCustomMode(SettingsResizer::kFitInside, FrameInfo(kReducedSide, kReducedSide, size.aspect));
-        reducer_->SetSettings(reduction);
-        SettingsResizer enlargement(ResizeMethods::BicubicLuma);
-        enlargement.SetCustomMode(SettingsResizer::kExactSizeAlias,
-                                  FrameInfo(size.width + size.width % 2, size.height + size.height % 2, size.aspect));
-        enlarger_->SetSettings(enlargement);
     }
 
     // The kernel's scale follows the picture that it is built for; later pictures of other sizes share it.
@@ -289,28 +267,24 @@ private:
         Shared::ApplyCurve(MakeMaskCurve(plane, info.width * info.height, settings_.GetThreshold(),
                                          SharpShare(settings_.GetStrength())),
                            plane, plane);
-        FramePtr chromaMask = mask;
-        extraAlphaExtractor_->ProcessData(chromaMask);
-        sharp.SetExtraAlpha(0, std::as_const(*mask).GetPlane(0));
-        sharp.SetExtraAlpha(1, std::as_const(*chromaMask).GetPlane(0));
+        mask_.Set(std::move(mask));
+        mask_.PrepareFor(PixFmt::Rgb24);
+        mask_.AttachTo(sharp);
+        mask_.Set({});
     }
 
     bool isKernelReady_ = false;
     Kernel kernel_;
-    OneInputPtr generator_;
-    OneInputPtr greyConverter_;
-    OneInputPtr enlarger_;
-    OneInputPtr reducer_;
-    OneInputPtr kernelResizer_;
-    TwoInputPtr blender_;
-    OneInputPtr extraAlphaExtractor_;
-    FrameInfo inputInfo_{0, 0, {0, 0}};
+    OneInputPtr generator_ = CreateOneInput<SettingsEffectVideoGenerator>();
+    OneInputPtr greyConverter_ = CreateOneInput(SettingsColorspaceConverter(PixFmt::Gray8, true));
+    Shared::Reduction reduction_{CreateOneInput<SettingsResizer>(), CreateOneInput<SettingsResizer>()};
+    OneInputPtr kernelResizer_ = CreateOneInput<SettingsResizer>();
+    TwoInputPtr blender_ = CreateTwoInput<SettingsEffectImageBlender>();
+    Shared::LayerMask mask_{CreateOneInput<SettingsEffectExtraAlphaExtractor>()};
 };
 
 }  // namespace
 
-OneInputPtr CreateBlurBokeh(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeEffect<BlurBokeh>(factory, allocator);
-}
+bool RegisterBlurBokeh(IEffectFactory& factory) { return RegisterEffect<BlurBokeh>(factory); }
 
 }  // namespace Orvexa::Proc

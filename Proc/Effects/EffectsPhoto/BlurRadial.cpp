@@ -15,10 +15,10 @@
 #include "Host/Conf/PixFmtDescription.h"
 #include "Host/Core/Exception.h"
 #include "Host/Settings/Common/SettingsEffectPad.h"
-#include "Host/Settings/Common/SettingsResizer.h"
 #include "Host/Settings/Photo/SettingsEffectBlurRadial.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
 #include "Proc/Effects/EffectsPhoto/Shared/Arithmetic.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Reduction.h"
 
 namespace Orvexa::Proc {
 namespace {
@@ -89,28 +89,22 @@ CropInfo MarginsFor(const std::vector<std::pair<int, int>>& offsets) {
 
 class BlurRadial : public EffectBaseCSCOneInput<SettingsEffectBlurRadial> {
 public:
-    BlurRadial(const FactoryPtr& factory, const AllocatorPtr& allocator)
-        : EffectBaseCSCOneInput(factory, allocator),
-          enlarger_(CreateOneInput(SettingsResizer::CLASS_ID)),
-          reducer_(CreateOneInput(SettingsResizer::CLASS_ID)),
-          pad_(CreateOneInput(SettingsEffectPad::CLASS_ID)) {}
+    using EffectBaseCSCOneInput::EffectBaseCSCOneInput;
 
-    using EffectBaseCSCOneInput::SetSettings;
-    void SetSettings(const SettingsEffectBlurRadial& settings) override {
-        EffectBaseCSCOneInput::SetSettings(settings);
-        switch (settings.GetMode()) {
+private:
+    using Sampler = void (BlurRadial::*)(const IDataVideo& source, IDataVideo& target);
+    static constexpr FrameInfo kNoInfo{0, 0, {0, 0}};
+
+    void ApplySettings(bool) override {
+        switch (settings_.GetMode()) {
             case BlurRadialMode::Zoom:
-                sampler_ = std::abs(settings.GetAngle()) < kNoAngle ? &BlurRadial::Zoom : &BlurRadial::Spin;
+                sampler_ = std::abs(settings_.GetAngle()) < kNoAngle ? &BlurRadial::Zoom : &BlurRadial::Spin;
                 break;
             case BlurRadialMode::Linear: sampler_ = &BlurRadial::Linear; break;
             case BlurRadialMode::Spin: sampler_ = &BlurRadial::Spin; break;
             default: boost::throw_exception(std::logic_error("Unknown mode"), kUnknownModeLocation);
         }
     }
-
-private:
-    using Sampler = void (BlurRadial::*)(const IDataVideo& source, IDataVideo& target);
-    static constexpr FrameInfo kNoInfo{0, 0, {0, 0}};
 
     const std::vector<PixFmt>& GetWorkingPixFmts() const override {
         static const std::vector<PixFmt> formats{PixFmt::Rgb24, PixFmt::Bgr24};
@@ -121,32 +115,29 @@ private:
         if (sampler_ == nullptr) Throw("Settings are not set!");
         ReleaseInput(frame);
         const FrameInfo info = frame->GetFrameInfo();
-        if (info != inputInfo_) ConfigureResizers(info);
+        if (reduction_.IsNew(info)) ConfigureReduction(info);
         FramePtr small = frame;
-        reducer_->ProcessData(small);
+        reduction_.Reduce(small);
         const FrameInfo& smallInfo = small->GetFrameInfo();
         const double length =
             std::max(smallInfo.height * settings_.GetStrength(), smallInfo.width * settings_.GetStrength());
         sampleCount_ = static_cast<int>(std::max<std::int64_t>(Shared::RoundHalfAway(length) / 2, 0));
         FramePtr blurred = NewFrame(allocator_, small->GetPixFmt(), smallInfo);
         (this->*sampler_)(*small, *blurred);
-        enlarger_->ProcessData(blurred);
-        if (blurred->GetFrameInfo().width > info.width || blurred->GetFrameInfo().height > info.height) {
-            blurred->Crop(0, 0, info.width, info.height);
-        }
+        reduction_.Enlarge(blurred, info);
         frame = blurred;
     }
 
-    void ConfigureResizers(const FrameInfo& info) {
-        inputInfo_ = info;
-        SettingsResizer resizing(SettingsResizer::ResizeMethods::FastBilinear);
-        resizing.SetAccurate(true);
-        resizing.SetFullChroma(true);
-        resizing.SetCustomMode(SettingsResizer::kFitInside, FrameInfo(kBlurredSide, kBlurredSide, info.aspect));
-        reducer_->SetSettings(resizing);
-        resizing.SetResizeMethod(SettingsResizer::ResizeMethods::BicubicLuma);
-        resizing.SetCustomMode(SettingsResizer::kExactSizeAlias, info);
-        enlarger_->SetSettings(resizing);
+    void ConfigureReduction(const FrameInfo& info) {
+        SettingsResizer reduction(SettingsResizer::ResizeMethods::FastBilinear, SettingsResizer::kFitInside,
+                                  FrameInfo(kBlurredSide, kBlurredSide, info.aspect));
+        SettingsResizer enlargement(SettingsResizer::ResizeMethods::BicubicLuma, SettingsResizer::kExactSizeAlias,
+                                    info);
+        for (SettingsResizer* resizing : {&reduction, &enlargement}) {
+            resizing->SetAccurate(true);
+            resizing->SetFullChroma(true);
+        }
+        reduction_.Configure(reduction, enlargement);
     }
 
     /// Calls add(sum, x, y, dx, dy, d) for every pixel (x, y), which lies at the distance d from the centre and (dx,
@@ -246,11 +237,9 @@ private:
         }
     }
 
-    OneInputPtr enlarger_;
-    OneInputPtr reducer_;
-    OneInputPtr pad_;
+    Shared::Reduction reduction_{CreateOneInput<SettingsResizer>(), CreateOneInput<SettingsResizer>()};
+    OneInputPtr pad_ = CreateOneInput<SettingsEffectPad>();
     Sampler sampler_ = nullptr;
-    FrameInfo inputInfo_ = kNoInfo;
     int sampleCount_ = 0;  // N
     FrameInfo tableInfo_ = kNoInfo;
     std::vector<float> sines_, cosines_;
@@ -258,8 +247,6 @@ private:
 
 }  // namespace
 
-OneInputPtr CreateBlurRadial(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeEffect<BlurRadial>(factory, allocator);
-}
+bool RegisterBlurRadial(IEffectFactory& factory) { return RegisterEffect<BlurRadial>(factory); }
 
 }  // namespace Orvexa::Proc

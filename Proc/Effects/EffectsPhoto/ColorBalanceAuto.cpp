@@ -131,8 +131,6 @@ private:
 
 }  // namespace
 
-OneInputPtr CreateColorBalanceAuto(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeEffect<ColorBalanceAuto>(factory, allocator);
-}
+bool RegisterColorBalanceAuto(IEffectFactory& factory) { return RegisterEffect<ColorBalanceAuto>(factory); }
 
 }  // namespace Orvexa::Proc

@@ -101,8 +101,6 @@ private:
 
 }  // namespace
 
-OneInputPtr CreateColorReduce(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeEffect<ColorReduce>(factory, allocator);
-}
+bool RegisterColorReduce(IEffectFactory& factory) { return RegisterEffect<ColorReduce>(factory); }
 
 }  // namespace Orvexa::Proc

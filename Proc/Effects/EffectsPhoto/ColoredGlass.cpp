@@ -72,8 +72,6 @@ private:
 
 }  // namespace
 
-OneInputPtr CreateColoredGlass(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeEffect<ColoredGlass>(factory, allocator);
-}
+bool RegisterColoredGlass(IEffectFactory& factory) { return RegisterEffect<ColoredGlass>(factory); }
 
 }  // namespace Orvexa::Proc

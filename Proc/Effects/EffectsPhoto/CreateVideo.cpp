@@ -30,8 +30,6 @@ private:
 
 }  // namespace
 
-OneInputPtr CreateCreateVideo(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeEffect<CreateVideo>(factory, allocator);
-}
+bool RegisterCreateVideo(IEffectFactory& factory) { return RegisterEffect<CreateVideo>(factory); }
 
 }  // namespace Orvexa::Proc

@@ -24,8 +24,6 @@ private:
 
 }  // namespace
 
-OneInputPtr CreateCustom(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeEffect<Custom>(factory, allocator);
-}
+bool RegisterCustom(IEffectFactory& factory) { return RegisterEffect<Custom>(factory); }
 
 }  // namespace Orvexa::Proc

@@ -5,6 +5,7 @@
 #include "Host/Settings/Common/SettingsEffectPad.h"
 #include "Host/Settings/Photo/SettingsEffectCutter.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Rectangles.h"
 #include "Proc/Effects/EffectsPhoto/Shared/Tiling.h"
 
 namespace Orvexa::Proc {
@@ -12,8 +13,7 @@ namespace {
 
 class Cutter : public EffectBaseVarInput<SettingsEffectCutter> {
 public:
-    Cutter(const FactoryPtr& factory, const AllocatorPtr& allocator)
-        : EffectBaseVarInput(factory, allocator), pad_(CreateOneInput(SettingsEffectPad::CLASS_ID)) {}
+    using EffectBaseVarInput::EffectBaseVarInput;
 
 private:
     DataPtr ProcessInternalImpl(std::vector<DataPtr>& frames) override {
@@ -25,11 +25,8 @@ private:
         PadTo(picture, width, height);
         frames.clear();
         for (std::uint32_t y = 0; y + overlapY < height; y += patchHeight - overlapY) {
-            for (std::uint32_t x = 0; x + overlapX < width; x += patchWidth - overlapX) {
-                const FramePtr patch = CloneFrame(*picture, kCloneView);
-                patch->Crop(x, y, patchWidth, patchHeight);
-                frames.push_back(patch);
-            }
+            for (std::uint32_t x = 0; x + overlapX < width; x += patchWidth - overlapX)
+                frames.push_back(Shared::ViewOf(*picture, x, y, patchWidth, patchHeight));
         }
         return {};
     }
@@ -42,13 +39,11 @@ private:
         pad_->ProcessData(picture);
     }
 
-    OneInputPtr pad_;
+    OneInputPtr pad_ = CreateOneInput<SettingsEffectPad>();
 };
 
 }  // namespace
 
-VarInputPtr CreateCutter(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeEffect<Cutter>(factory, allocator);
-}
+bool RegisterCutter(IEffectFactory& factory) { return RegisterEffect<Cutter>(factory); }
 
 }  // namespace Orvexa::Proc

@@ -13,7 +13,9 @@
 #include "Host/Settings/Common/SettingsEffectRemapping.h"
 #include "Host/Settings/Photo/SettingsEffectDirectionalAreaDeformation.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
+#include "Proc/Effects/EffectsPhoto/Shared/FormatConverter.h"
 #include "Proc/Effects/EffectsPhoto/Shared/Hermite.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Rectangles.h"
 
 namespace Orvexa::Proc {
 namespace {
@@ -134,10 +136,7 @@ Box BoxOf(const SettingsEffectDirectionalAreaDeformation& settings, const FrameI
 
 class DirectionalAreaDeformation : public EffectBaseOneInput<SettingsEffectDirectionalAreaDeformation> {
 public:
-    DirectionalAreaDeformation(const FactoryPtr& factory, const AllocatorPtr& allocator)
-        : EffectBaseOneInput(factory, allocator),
-          converter_(CreateOneInput(SettingsColorspaceConverter::CLASS_ID)),
-          remapper_(CreateOneInput(SettingsEffectRemapping::CLASS_ID)) {}
+    using EffectBaseOneInput::EffectBaseOneInput;
 
     /// Keeps the field and the picture that it is applied to.
     void ResetSettings() override { settings_ = SettingsEffectDirectionalAreaDeformation(0.0); }
@@ -173,41 +172,35 @@ private:
         const Box source{start(box.left, description.chromaShiftX), start(box.top, description.chromaShiftY),
                          std::min<std::int64_t>(box.right + margin, info.width),
                          std::min<std::int64_t>(box.bottom + margin, info.height)};
-        FramePtr patch = CloneFrame(*base_, kCloneView);  // the remapper makes a new frame and leaves the base alone
-        Crop(*patch, source);
+        FramePtr patch = ViewOf(*base_, source);  // the remapper makes a new frame and leaves the base alone
         remapper_->SetSettings(SettingsEffectRemapping([this, source](int x, int y) {
             const Push push =
                 field_.Get(static_cast<std::uint32_t>(source.left + x), static_cast<std::uint32_t>(source.top + y));
             return std::pair(static_cast<float>(x) - push.x, static_cast<float>(y) - push.y);
         }));
         remapper_->ProcessData(patch);
-        Crop(*patch, {box.left - source.left, box.top - source.top, box.right - source.left, box.bottom - source.top});
-        if (patch->GetPixFmt() != frame->GetPixFmt()) {
-            if (frame->GetPixFmt() != converterPixFmt_) {
-                converterPixFmt_ = frame->GetPixFmt();
-                converter_->SetSettings(SettingsColorspaceConverter(converterPixFmt_, true));
-            }
-            converter_->ProcessData(patch);
-        }
+        patch = ViewOf(
+            *patch, {box.left - source.left, box.top - source.top, box.right - source.left, box.bottom - source.top});
+        if (patch->GetPixFmt() != frame->GetPixFmt()) converter_.Convert(patch, frame->GetPixFmt());
         CopyDataVideo(patch, frame, static_cast<int>(box.left), static_cast<int>(box.top));
     }
 
-    static void Crop(IDataVideo& frame, const Box& box) {
-        frame.Crop(static_cast<std::uint32_t>(box.left), static_cast<std::uint32_t>(box.top),
-                   static_cast<std::uint32_t>(box.right - box.left), static_cast<std::uint32_t>(box.bottom - box.top));
+    static FramePtr ViewOf(const IDataVideo& frame, const Box& box) {
+        return Shared::ViewOf(frame, static_cast<std::uint32_t>(box.left), static_cast<std::uint32_t>(box.top),
+                              static_cast<std::uint32_t>(box.right - box.left),
+                              static_cast<std::uint32_t>(box.bottom - box.top));
     }
 
     FramePtr base_;
-    OneInputPtr converter_;
-    OneInputPtr remapper_;
-    PixFmt converterPixFmt_ = PixFmt::None;
+    Shared::FormatConverter converter_{CreateOneInput<SettingsColorspaceConverter>()};
+    OneInputPtr remapper_ = CreateOneInput<SettingsEffectRemapping>();
     PushField field_;
 };
 
 }  // namespace
 
-OneInputPtr CreateDirectionalAreaDeformation(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeEffect<DirectionalAreaDeformation>(factory, allocator);
+bool RegisterDirectionalAreaDeformation(IEffectFactory& factory) {
+    return RegisterEffect<DirectionalAreaDeformation>(factory);
 }
 
 }  // namespace Orvexa::Proc

@@ -3,7 +3,8 @@
 // An effect derives from EffectBaseOneInput, EffectBaseTwoInput or EffectBaseVarInput with its settings class and
 // implements ProcessInternalImpl. An algorithm written for a few pixel formats derives from EffectBaseCSCOneInput
 // instead, names its formats in GetWorkingPixFmts and implements ProcessInternalCSC; EffectBaseCSCLuma also gives the
-// picture its luma back afterwards.
+// picture its luma back afterwards. Sub-effects are members with a default initialiser, CreateOneInput<...>(); what
+// follows from the settings is brought up to date in ApplySettings.
 #pragma once
 
 #include <glog/logging.h>
@@ -59,15 +60,28 @@ public:
         return statistics;
     }
 
-    /// Takes the settings if they differ from the present ones; a class without equality always differs.
+    /// Takes the settings if they differ from the present ones, then lets the effect follow them.
     virtual void SetSettings(const SettingsT& settings) {
-        if constexpr (std::equality_comparable<SettingsT>) {
-            if (this->settings_ == settings) return;
-        }
-        ReplaceSettings(settings);
+        CheckSettings(settings);
+        const bool areNew = AreNew(settings);
+        if (areNew) ReplaceSettings(settings);
+        ApplySettings(areNew);
     }
 
 protected:
+    /// Throws if the effect cannot work with these settings; they are not taken then.
+    virtual void CheckSettings(const SettingsT&) const {}
+
+    /// Whether settings differ from the present ones; those of a class without equality always do.
+    virtual bool AreNew(const SettingsT& settings) const {
+        if constexpr (std::equality_comparable<SettingsT>) return !(this->settings_ == settings);
+        return true;
+    }
+
+    /// Brings what depends on the settings up to date, such as the sub-effects. Called whenever settings were given,
+    /// also if they are not new.
+    virtual void ApplySettings(bool /*areNew*/) {}
+
     /// An effect's own additions to its statistics.
     virtual void AddStatistics(Core::Property&) const {}
 
@@ -156,12 +170,21 @@ protected:
     virtual DataPtr ProcessInternalImpl(std::vector<DataPtr>& frames) = 0;
 };
 
+/// A grey frame with a copy of a frame's plane 0: its luma alone, for which no whole frame need be kept.
+inline FramePtr TakeLuma(const IDataVideo& frame, const AllocatorPtr& allocator) {
+    FramePtr luma = NewFrame(allocator, PixFmt::Gray8, frame.GetFrameInfo());
+    CopyPlane(frame.GetPlane(0), luma->GetPlane(0));
+    return luma;
+}
+
+/// Copies the grey frame `luma` into plane 0 of a frame of the same size.
+inline void PutLuma(const IDataVideo& luma, IDataVideo& frame) { CopyPlane(luma.GetPlane(0), frame.GetPlane(0)); }
+
 /// Brings frames into one of the effect's working formats and back.
 template <class Base>
 class EffectBaseCSC : public Base {
 public:
-    EffectBaseCSC(const FactoryPtr& factory, const AllocatorPtr& allocator)
-        : Base(factory, allocator), backConverter_(this->CreateOneInput(SettingsColorspaceConverter::CLASS_ID)) {}
+    using Base::Base;
 
     void Notify(std::uintptr_t event) override {
         if (isConvertIn_ && forwardConverter_ != nullptr) forwardConverter_->Notify(event);
@@ -185,7 +208,7 @@ protected:
             isConvertIn_ = !formats.empty();
             if (isConvertIn_) {
                 if (forwardConverter_ == nullptr)
-                    forwardConverter_ = this->CreateOneInput(SettingsColorspaceConverter::CLASS_ID);
+                    forwardConverter_ = this->template CreateOneInput<SettingsColorspaceConverter>();
                 forwardConverter_->SetSettings(SettingsColorspaceConverter(formats, true));
             }
         }
@@ -205,7 +228,7 @@ protected:
 private:
     bool isConvertIn_ = true;
     OneInputPtr forwardConverter_;
-    OneInputPtr backConverter_;
+    OneInputPtr backConverter_ = this->template CreateOneInput<SettingsColorspaceConverter>();
     PixFmt inputPixFmt_ = PixFmt::None;
     PixFmt backSourcePixFmt_ = PixFmt::None;
 };
@@ -255,12 +278,7 @@ private:
 template <class SettingsT>
 class EffectBaseCSCLuma : public EffectBaseCSCOneInput<SettingsT> {
 public:
-    EffectBaseCSCLuma(const FactoryPtr& factory, const AllocatorPtr& allocator)
-        : EffectBaseCSCOneInput<SettingsT>(factory, allocator),
-          lumaConverter_(this->CreateOneInput(SettingsColorspaceConverter::CLASS_ID)) {
-        lumaConverter_->SetSettings(
-            SettingsColorspaceConverter().AddPixFmt(PixFmt::Yuv444p).AddPixFmt(PixFmt::Yuva444p));
-    }
+    using EffectBaseCSCOneInput<SettingsT>::EffectBaseCSCOneInput;
 
 protected:
     /// As in the base, but without keeping the unconverted input, which nobody reads: its memory serves the
@@ -272,10 +290,10 @@ protected:
     }
 
     void ProcessInternalCSC(FramePtr& frame, const ConstFramePtr&) override {
-        const FramePtr luma = TakeLuma(frame);
+        const FramePtr luma = LumaOf(frame);
         ProcessInternalColor(frame);
         lumaConverter_->ProcessData(frame);
-        CopyPlane(std::as_const(*luma).GetPlane(0), frame->GetPlane(0));
+        PutLuma(*luma, *frame);
     }
 
     /// The algorithm. It may change the pixels of `frame` only where nobody else sees them (`IsExclusive`), else it
@@ -283,15 +301,13 @@ protected:
     virtual void ProcessInternalColor(FramePtr& frame) = 0;
 
 private:
-    // The luma plane alone, so that a whole converted frame need not be held while the algorithm runs.
-    FramePtr TakeLuma(FramePtr picture) {
+    FramePtr LumaOf(FramePtr picture) {
         lumaConverter_->ProcessData(picture);
-        FramePtr luma = NewFrame(this->allocator_, PixFmt::Gray8, picture->GetFrameInfo());
-        CopyPlane(std::as_const(*picture).GetPlane(0), luma->GetPlane(0));
-        return luma;
+        return TakeLuma(*picture, this->allocator_);
     }
 
-    OneInputPtr lumaConverter_;
+    OneInputPtr lumaConverter_ =
+        this->CreateOneInput(SettingsColorspaceConverter().AddPixFmt(PixFmt::Yuv444p).AddPixFmt(PixFmt::Yuva444p));
 };
 
 /// The working frame without its extra alpha, or an independent copy of it if it is the caller's own frame and anyone
@@ -302,6 +318,19 @@ inline FramePtr Writable(const FramePtr& frame, const ConstFramePtr& input) {
     if (frame == input && isSeenByOthers) return CloneFrame(*frame, kCloneIndependent);
     frame->ClearExtraAlpha();
     return frame;
+}
+
+/// Registers an effect of the module under its settings class; returns whether the name was new.
+template <class Effect>
+bool RegisterEffect(IEffectFactory& factory) {
+    const std::string& classId = Effect::SettingsType::CLASS_ID;
+    if constexpr (std::same_as<typename Effect::Interface, IOneInputEffectVideo>) {
+        return factory.RegisterOneInputEffect(classId, ImplNames::ORVEXA, MakeEffect<Effect>, 0);
+    } else if constexpr (std::same_as<typename Effect::Interface, ITwoInputEffectVideo>) {
+        return factory.RegisterTwoInputEffect(classId, ImplNames::ORVEXA, MakeEffect<Effect>, 0);
+    } else {
+        return factory.RegisterVarInputEffect(classId, ImplNames::ORVEXA, MakeEffect<Effect>, 0);
+    }
 }
 
 }  // namespace Orvexa::Proc

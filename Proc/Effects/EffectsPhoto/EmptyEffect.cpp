@@ -16,8 +16,6 @@ private:
 
 }  // namespace
 
-OneInputPtr CreateEmptyEffect(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeEffect<EmptyEffect>(factory, allocator);
-}
+bool RegisterEmptyEffect(IEffectFactory& factory) { return RegisterEffect<EmptyEffect>(factory); }
 
 }  // namespace Orvexa::Proc

@@ -36,19 +36,19 @@ Shared::Palette MakePalette(SettingsEffectGradient::StopMap stops) {
 class Gradient : public EffectBaseCSCLuma<SettingsEffectGradient> {
 public:
     using EffectBaseCSCLuma::EffectBaseCSCLuma;
-    using EffectBaseCSCLuma::SetSettings;
+
+private:
+    void CheckSettings(const SettingsEffectGradient& settings) const override {
+        const SettingsEffectGradient::StopMap& stops = settings.GetStops();
+        if (!stops.empty() && stops.rbegin()->first > kLastPosition) Throw("Gradient position is out of range!");
+    }
 
     // Settings equal to the present ones leave the palette alone: a new effect given its defaults keeps its black
     // palette. Intended.
-    void SetSettings(const SettingsEffectGradient& settings) override {
-        if (settings_ == settings) return;
-        const SettingsEffectGradient::StopMap& stops = settings.GetStops();
-        if (!stops.empty() && stops.rbegin()->first > kLastPosition) Throw("Gradient position is out of range!");
-        ReplaceSettings(settings);
-        palette_ = MakePalette(settings_.GetStops());
+    void ApplySettings(bool areNew) override {
+        if (areNew) palette_ = MakePalette(settings_.GetStops());
     }
 
-private:
     const std::vector<PixFmt>& GetWorkingPixFmts() const override {
         static const std::vector<PixFmt> formats{PixFmt::Gray8};
         return formats;
@@ -66,8 +66,6 @@ private:
 
 }  // namespace
 
-OneInputPtr CreateGradient(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeEffect<Gradient>(factory, allocator);
-}
+bool RegisterGradient(IEffectFactory& factory) { return RegisterEffect<Gradient>(factory); }
 
 }  // namespace Orvexa::Proc

@@ -29,19 +29,16 @@ void ForEachChromaSample(const ConstPlane& levels, const Plane& u, const Plane& 
 
 class GradientPosterize : public EffectBaseCSCOneInput<SettingsEffectGradientPosterize> {
 public:
-    GradientPosterize(const FactoryPtr& factory, const AllocatorPtr& allocator)
-        : EffectBaseCSCOneInput(factory, allocator), posterize_(CreateOneInput(SettingsEffectPosterize::CLASS_ID)) {}
+    using EffectBaseCSCOneInput::EffectBaseCSCOneInput;
 
-    using EffectBaseCSCOneInput::SetSettings;
-    void SetSettings(const SettingsEffectGradientPosterize& settings) override {
-        EffectBaseCSCOneInput::SetSettings(settings);
+private:
+    void ApplySettings(bool) override {
         SettingsEffectPosterize levels;
         levels.SetColorsNumber(settings_.GetColorCount());
         levels.SetMode(PosterizeMode::LevelIndex);
         posterize_->SetSettings(levels);
     }
 
-private:
     bool IsConvertBack() const override { return false; }
 
     const std::vector<PixFmt>& GetWorkingPixFmts() const override {
@@ -82,13 +79,11 @@ private:
         frame = std::move(output);
     }
 
-    OneInputPtr posterize_;
+    OneInputPtr posterize_ = CreateOneInput<SettingsEffectPosterize>();
 };
 
 }  // namespace
 
-OneInputPtr CreateGradientPosterize(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeEffect<GradientPosterize>(factory, allocator);
-}
+bool RegisterGradientPosterize(IEffectFactory& factory) { return RegisterEffect<GradientPosterize>(factory); }
 
 }  // namespace Orvexa::Proc

@@ -104,19 +104,16 @@ void DrawBars(const Plane& plane, const Vectors& vectors, std::int64_t flags, st
 class Histogram : public EffectBaseCSCOneInput<SettingsEffectHistogram> {
 public:
     Histogram(const FactoryPtr& factory, const AllocatorPtr& allocator)
-        : EffectBaseCSCOneInput(factory, allocator), resizer_(CreateOneInput(IResize::CLASS_ID)), positions_(kBins) {
+        : EffectBaseCSCOneInput(factory, allocator), positions_(kBins) {
         std::iota(positions_.begin(), positions_.end(), 0.0);
     }
 
-    using EffectBaseCSCOneInput::SetSettings;
-    void SetSettings(const SettingsEffectHistogram& settings) override {
-        EffectBaseCSCOneInput::SetSettings(settings);
+private:
+    void ApplySettings(bool) override {
         if (settings_.GetWidth() != kBins) {
-            SettingsResizer size(SettingsResizer::ResizeMethods::Bicubic);
-            size.SetCustomMode(
-                SettingsResizer::kExactSizeAlias,
-                FrameInfo(settings_.GetWidth(), settings_.GetHeightScale() + settings_.GetHeightLevel()));
-            resizer_->SetSettings(size);
+            const FrameInfo size(settings_.GetWidth(), settings_.GetHeightScale() + settings_.GetHeightLevel());
+            resizer_->SetSettings(
+                SettingsResizer(SettingsResizer::ResizeMethods::Bicubic, SettingsResizer::kExactSizeAlias, size));
         }
         // A smoother stays when the smoothing is set back to 0. Intended.
         if (settings_.GetSharpen() > 0)
@@ -124,7 +121,6 @@ public:
                                                                  static_cast<std::size_t>(settings_.GetSharpen()) + 1);
     }
 
-private:
     bool IsConvertBack() const override { return false; }
 
     const std::vector<PixFmt>& GetWorkingPixFmts() const override {
@@ -178,15 +174,13 @@ private:
         }
     }
 
-    OneInputPtr resizer_;
+    OneInputPtr resizer_ = CreateOneInput<SettingsResizer>();
     std::vector<double> positions_;
     std::unique_ptr<Shared::SplineSmoother> smoother_;
 };
 
 }  // namespace
 
-OneInputPtr CreateHistogram(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeEffect<Histogram>(factory, allocator);
-}
+bool RegisterHistogram(IEffectFactory& factory) { return RegisterEffect<Histogram>(factory); }
 
 }  // namespace Orvexa::Proc

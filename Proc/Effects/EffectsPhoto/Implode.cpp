@@ -27,8 +27,7 @@ std::pair<float, float> SourceOf(float x, float y, float halfWidth, float halfHe
 
 class Implode : public EffectBaseOneInput<SettingsEffectImplode> {
 public:
-    Implode(const FactoryPtr& factory, const AllocatorPtr& allocator)
-        : EffectBaseOneInput(factory, allocator), remapper_(CreateOneInput(SettingsEffectRemapping::CLASS_ID)) {}
+    using EffectBaseOneInput::EffectBaseOneInput;
 
 private:
     void ProcessInternalImpl(FramePtr& frame) override {
@@ -43,13 +42,11 @@ private:
         remapper_->ProcessData(frame);
     }
 
-    OneInputPtr remapper_;
+    OneInputPtr remapper_ = CreateOneInput<SettingsEffectRemapping>();
 };
 
 }  // namespace
 
-OneInputPtr CreateImplode(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeEffect<Implode>(factory, allocator);
-}
+bool RegisterImplode(IEffectFactory& factory) { return RegisterEffect<Implode>(factory); }
 
 }  // namespace Orvexa::Proc

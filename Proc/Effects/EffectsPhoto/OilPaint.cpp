@@ -4,48 +4,33 @@
 #include <algorithm>
 
 #include "Host/Settings/Common/SettingsEffectOilPaint.h"
-#include "Host/Settings/Common/SettingsResizer.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Reduction.h"
 
 namespace Orvexa::Proc {
 namespace {
 
 constexpr std::uint32_t kMaxPaintedSide = 2048;  // of the shorter sides
 
-constexpr std::uint32_t RoundUpToEven(std::uint32_t side) { return side + side % 2; }
-
 class OilPaint : public EffectBaseOneInput<SettingsEffectOilPaint> {
 public:
-    OilPaint(const FactoryPtr& factory, const AllocatorPtr& allocator)
-        : EffectBaseOneInput(factory, allocator),
-          painter_(CreateOneInput(SettingsEffectOilPaint::CLASS_ID, ImplPhotoNames::IMAGEMAGICK)),
-          reducer_(CreateOneInput(SettingsResizer::CLASS_ID)),
-          enlarger_(CreateOneInput(SettingsResizer::CLASS_ID)) {}
+    using EffectBaseOneInput::EffectBaseOneInput;
 
     /// Forces reconfiguration on the next frame; the settings stay.
-    void ResetSettings() override { configuredInfo_ = kNoInfo; }
+    void ResetSettings() override { reduction_.Forget(); }
 
 private:
-    static constexpr FrameInfo kNoInfo{0, 0, {0, 0}};
-
     void ProcessInternalImpl(FramePtr& frame) override {
         const FrameInfo info = frame->GetFrameInfo();
-        const FrameInfo evenInfo(RoundUpToEven(info.width), RoundUpToEven(info.height), info.aspect);
-        if (evenInfo != configuredInfo_) Configure(evenInfo);
-        if (isReduced_) reducer_->ProcessData(frame);
+        const FrameInfo evenInfo = Shared::RoundUpToEven(info);
+        if (reduction_.IsNew(evenInfo)) Configure(evenInfo);
+        if (isReduced_) reduction_.Reduce(frame);
         painter_->ProcessData(frame);
-        if (!isReduced_) return;
-        enlarger_->ProcessData(frame);
-        frame->Crop(0, 0, info.width, info.height);
+        if (isReduced_) reduction_.Enlarge(frame, info);
     }
 
     void Configure(const FrameInfo& info) {
         painter_->SetSettings(settings_);
-        configuredInfo_ = info;
-        SettingsResizer resizing(SettingsResizer::ResizeMethods::Bicubic);
-        resizing.SetCustomMode(SettingsResizer::kExactSizeAlias, info);
-        enlarger_->SetSettings(resizing);
-
         FrameInfo painted = info;
         isReduced_ = false;
         while (std::min(painted.width, painted.height) > kMaxPaintedSide) {
@@ -53,22 +38,18 @@ private:
             painted.width /= 2;
             painted.height /= 2;
         }
-        resizing.SetResizeMethod(SettingsResizer::ResizeMethods::FastBilinear);
-        resizing.SetCustomMode(SettingsResizer::kFitInside, painted);
-        reducer_->SetSettings(resizing);
+        using Methods = SettingsResizer::ResizeMethods;
+        reduction_.Configure({Methods::FastBilinear, SettingsResizer::kFitInside, painted},
+                             {Methods::Bicubic, SettingsResizer::kExactSizeAlias, info});
     }
 
-    OneInputPtr painter_;
-    OneInputPtr reducer_;
-    OneInputPtr enlarger_;
-    FrameInfo configuredInfo_ = kNoInfo;
+    OneInputPtr painter_ = CreateOneInput<SettingsEffectOilPaint>(ImplPhotoNames::IMAGEMAGICK);
+    Shared::Reduction reduction_{CreateOneInput<SettingsResizer>(), CreateOneInput<SettingsResizer>()};
     bool isReduced_ = false;
 };
 
 }  // namespace
 
-OneInputPtr CreateOilPaint(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeEffect<OilPaint>(factory, allocator);
-}
+bool RegisterOilPaint(IEffectFactory& factory) { return RegisterEffect<OilPaint>(factory); }
 
 }  // namespace Orvexa::Proc

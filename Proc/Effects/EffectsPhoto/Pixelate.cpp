@@ -7,6 +7,7 @@
 #include "Host/Settings/Photo/SettingsEffectPixelate.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
 #include "Proc/Effects/EffectsPhoto/Shared/Hermite.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Reduction.h"
 
 namespace Orvexa::Proc {
 namespace {
@@ -29,54 +30,42 @@ double ScaleOf(double strength, const FrameInfo& info) {
     if (p < kAtFullStrength) return smallest;
     if (p > kAtNoStrength) return 1.0;
     const double t = (p - kAtFullStrength) / kSpan;
-    const auto basis = Shared::HermiteBasis(t);
-    return smallest * basis[0] + basis[2];
+    return Shared::HermiteRamp{smallest, 1.0}.At(t);
 }
 
 class Pixelate : public EffectBaseOneInput<SettingsEffectPixelate> {
 public:
-    Pixelate(const FactoryPtr& factory, const AllocatorPtr& allocator)
-        : EffectBaseOneInput(factory, allocator),
-          reducer_(CreateOneInput(SettingsResizer::CLASS_ID)),
-          enlarger_(CreateOneInput(SettingsResizer::CLASS_ID)) {}
+    using EffectBaseOneInput::EffectBaseOneInput;
 
     /// Forces reconfiguration on the next frame; the settings stay.
-    void ResetSettings() override { configuredInfo_ = kNoInfo; }
+    void ResetSettings() override { reduction_.Forget(); }
 
 private:
-    static constexpr FrameInfo kNoInfo{0, 0, {0, 0}};
-
     void ProcessInternalImpl(FramePtr& frame) override {
         const FrameInfo info = frame->GetFrameInfo();
-        if (info != configuredInfo_) Configure(info);
-        reducer_->ProcessData(frame);
-        enlarger_->ProcessData(frame);
-        frame->Crop(0, 0, info.width, info.height);
+        if (reduction_.IsNew(info)) Configure(info);
+        reduction_.Reduce(frame);
+        reduction_.Enlarge(frame, info);
     }
 
     void Configure(const FrameInfo& info) {
-        configuredInfo_ = info;
-        SettingsResizer resizing(settings_.GetMethodDownscale());
-        resizing.SetAccurate(true);
-        resizing.SetFullChroma(true);
+        SettingsResizer reduction(settings_.GetMethodDownscale());
+        reduction.SetAccurate(true);
+        reduction.SetFullChroma(true);
         const double scale = BoundedScale(ScaleOf(settings_.GetStrength(), info), info);
         google::LogMessage(kLogFile, kScaleLine).stream() << "Pixelate scale: " << scale;
-        resizing.SetCustomScale(scale);
-        reducer_->SetSettings(resizing);
-        resizing.SetResizeMethod(settings_.GetMethodUpscale());
-        resizing.SetCustomMode(SettingsResizer::kExactSizeAlias, info);
-        enlarger_->SetSettings(resizing);
+        reduction.SetCustomScale(scale);
+        SettingsResizer enlargement = reduction;
+        enlargement.SetResizeMethod(settings_.GetMethodUpscale());
+        enlargement.SetCustomMode(SettingsResizer::kExactSizeAlias, info);
+        reduction_.Configure(reduction, enlargement);
     }
 
-    OneInputPtr reducer_;
-    OneInputPtr enlarger_;
-    FrameInfo configuredInfo_ = kNoInfo;
+    Shared::Reduction reduction_{CreateOneInput<SettingsResizer>(), CreateOneInput<SettingsResizer>()};
 };
 
 }  // namespace
 
-OneInputPtr CreatePixelate(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeEffect<Pixelate>(factory, allocator);
-}
+bool RegisterPixelate(IEffectFactory& factory) { return RegisterEffect<Pixelate>(factory); }
 
 }  // namespace Orvexa::Proc

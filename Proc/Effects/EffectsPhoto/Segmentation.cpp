@@ -6,11 +6,11 @@
 
 #include "Host/Core/Exception.h"
 #include "Host/Core/Notes.h"
-#include "Host/Settings/Common/SettingsEffectAlpha.h"
 #include "Host/Settings/Common/SettingsEffectImageBlender.h"
 #include "Host/Settings/Common/SettingsEffectMorphology.h"
 #include "Proc/Effects/EffectsPhoto/Segmentation/AutoImpl.h"
 #include "Proc/Effects/EffectsPhoto/Segmentation/GridGraphImpl.h"
+#include "Proc/Effects/EffectsPhoto/Shared/LayerMask.h"
 
 namespace Orvexa::Proc {
 namespace {
@@ -52,12 +52,7 @@ void CopyStrokes(const ConstPlane& seeds, const Plane& mask) {
 
 class Segmentation : public EffectBaseTwoInput<SettingsEffectSegmentation> {
 public:
-    Segmentation(const FactoryPtr& factory, const AllocatorPtr& allocator)
-        : EffectBaseTwoInput(factory, allocator),
-          morphology_(CreateOneInput(SettingsEffectMorphology::CLASS_ID)),
-          alphaExtractor_(CreateOneInput(SettingsEffectAlphaExtractor::CLASS_ID)) {
-        alphaExtractor_->SetSettings(SettingsEffectAlphaExtractor());
-    }
+    using EffectBaseTwoInput::EffectBaseTwoInput;
 
     using EffectBaseTwoInput::SetSettings;
     void SetSettings(const SettingsEffectSegmentation& settings) override {
@@ -67,7 +62,7 @@ public:
             case Algorithm::GridGraph: inner_ = MakeEffect<GridGraph::GridGraphImpl>(factory_, allocator_); break;
             case Algorithm::Host:
             case Algorithm::HostAlternative:
-                inner_ = CreateTwoInput(SettingsEffectSegmentation::CLASS_ID, ImplPhotoNames::OPENCV);
+                inner_ = CreateTwoInput<SettingsEffectSegmentation>(ImplPhotoNames::OPENCV);
                 break;
         }
         if (inner_ != nullptr) {
@@ -157,31 +152,26 @@ private:
     }
 
     FramePtr Painted(const IDataVideo& picture, const FramePtr& mask) {
-        OneInputPtr extractor = CreateOneInput(SettingsEffectExtraAlphaExtractor::CLASS_ID);
-        extractor->SetSettings(SettingsEffectExtraAlphaExtractor(picture.GetPixFmt()));
-        FramePtr chromaMask = mask;
-        extractor->ProcessData(chromaMask);
+        Shared::LayerMask layerMask(CreateOneInput<SettingsEffectExtraAlphaExtractor>());
+        layerMask.Set(mask);
+        layerMask.PrepareFor(picture.GetPixFmt());
         const FramePtr paint = NewFrame(allocator_, picture.GetPixFmt(), picture.GetFrameInfo());
         paint->Fill(settings_.GetDemoColor());
-        paint->SetExtraAlpha(0, std::as_const(*mask).GetPlane(0));
-        paint->SetExtraAlpha(1, std::as_const(*chromaMask).GetPlane(0));
-        TwoInputPtr blender = CreateTwoInput(SettingsEffectImageBlender::CLASS_ID);
-        blender->SetSettings(SettingsEffectImageBlender());
+        layerMask.AttachTo(*paint);
+        const TwoInputPtr blender = CreateTwoInput(SettingsEffectImageBlender());
         FramePtr painted = CloneFrame(picture, kCloneIndependent);
         blender->ProcessData(painted, ConstFramePtr(paint));
         return painted;
     }
 
     TwoInputPtr inner_;
-    OneInputPtr morphology_;
-    OneInputPtr alphaExtractor_;
+    OneInputPtr morphology_ = CreateOneInput<SettingsEffectMorphology>();
+    OneInputPtr alphaExtractor_ = CreateOneInput(SettingsEffectAlphaExtractor());
     bool lacksStrokes_ = false;  // in the last run
 };
 
 }  // namespace
 
-TwoInputPtr CreateSegmentation(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeEffect<Segmentation>(factory, allocator);
-}
+bool RegisterSegmentation(IEffectFactory& factory) { return RegisterEffect<Segmentation>(factory); }
 
 }  // namespace Orvexa::Proc

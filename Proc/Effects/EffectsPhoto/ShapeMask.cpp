@@ -12,6 +12,7 @@
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
 #include "Proc/Effects/EffectsPhoto/Shared/Arithmetic.h"
 #include "Proc/Effects/EffectsPhoto/Shared/Hermite.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Reduction.h"
 
 namespace Orvexa::Proc {
 namespace {
@@ -37,10 +38,9 @@ public:
     explicit Impl(const SettingsEffectShapeMask& settings)
         : extent_(OuterExtent(settings)),
           settings_(settings),
-          start_(settings.GetForeground()),
-          end_(settings.GetBackground()),
-          startSlope_(settings.GetForegroundTilt() / (1 / (extent_ - 1))),
-          endSlope_(settings.GetBackgroundTilt() / (1 / (extent_ - 1))) {}
+          falloff_{static_cast<double>(settings.GetForeground()), static_cast<double>(settings.GetBackground()),
+                   settings.GetForegroundTilt() / (1 / (extent_ - 1)),
+                   settings.GetBackgroundTilt() / (1 / (extent_ - 1))} {}
     virtual ~Impl() = default;
     virtual std::uint8_t Value(const Point& point) const = 0;
 
@@ -51,10 +51,9 @@ protected:
     // The falloff at a distance beyond the shape of 0..extent - 1; an overshooting curve is clamped. In a shape without
     // width or height positions and slopes may be no numbers, which count as outside.
     std::uint8_t Falloff(double distance) const {
-        if (distance < 0) return start_;
-        const auto [start, startSlope, end, endSlope] = Shared::HermiteBasis(distance / (extent_ - 1));
-        const double value = start * start_ + startSlope * startSlope_ + end * end_ + endSlope * endSlope_;
-        if (distance > extent_ - 1 || std::isnan(value)) return end_;
+        if (distance < 0) return static_cast<std::uint8_t>(falloff_.start);
+        const double value = falloff_.At(distance / (extent_ - 1));
+        if (distance > extent_ - 1 || std::isnan(value)) return static_cast<std::uint8_t>(falloff_.end);
         return static_cast<std::uint8_t>(Shared::RoundHalfAway(std::clamp(value, 0.0, 255.0)));
     }
 
@@ -62,8 +61,7 @@ protected:
 
 private:
     const SettingsEffectShapeMask& settings_;
-    const std::uint8_t start_, end_;
-    const double startSlope_, endSlope_;
+    const Shared::HermiteRamp falloff_;
 };
 
 class ImplEllipse final : public Impl {
@@ -105,12 +103,12 @@ std::uint32_t ReductionFactor(const FrameInfo& info) {
 
 class ShapeMask : public EffectBaseOneInput<SettingsEffectShapeMask> {
 public:
-    ShapeMask(const FactoryPtr& factory, const AllocatorPtr& allocator)
-        : EffectBaseOneInput(factory, allocator), resizer_(CreateOneInput(SettingsResizer::CLASS_ID)) {}
+    using EffectBaseOneInput::EffectBaseOneInput;
 
-    using EffectBaseOneInput::SetSettings;
-    void SetSettings(const SettingsEffectShapeMask& settings) override {
-        EffectBaseOneInput::SetSettings(settings);
+private:
+    static constexpr FrameInfo kNoInfo{0, 0, {0, 0}};
+
+    void ApplySettings(bool) override {
         maskInfo_ = kNoInfo;
         isForegroundOnly_ = settings_.IsForegroundOnly();
         isBackgroundOnly_ = settings_.IsBackgroundOnly();
@@ -121,9 +119,6 @@ public:
             case ShapeMaskShape::Square: shape_ = std::make_unique<ImplRectangle>(settings_); break;
         }
     }
-
-private:
-    static constexpr FrameInfo kNoInfo{0, 0, {0, 0}};
 
     void ProcessInternalImpl(FramePtr& frame) override {
         const FrameInfo info = frame->GetFrameInfo();
@@ -142,10 +137,8 @@ private:
             normalizer_ = settings_.GetNormalizer({reduced.width, reduced.height});
         }
         FramePtr mask = Evaluate(reduced);
-        SettingsResizer enlargement(SettingsResizer::ResizeMethods::FastBilinear);
-        enlargement.SetCustomMode(SettingsResizer::kExactSizeAlias,
-                                  FrameInfo(info.width + info.width % 2, info.height + info.height % 2, info.aspect));
-        resizer_->SetSettings(enlargement);
+        resizer_->SetSettings(SettingsResizer(SettingsResizer::ResizeMethods::FastBilinear,
+                                              SettingsResizer::kExactSizeAlias, Shared::RoundUpToEven(info)));
         if (reduced != info) {
             resizer_->ProcessData(mask);
             mask->Crop(0, 0, info.width, info.height);
@@ -164,7 +157,7 @@ private:
     }
 
     FrameInfo maskInfo_ = kNoInfo;
-    OneInputPtr resizer_;
+    OneInputPtr resizer_ = CreateOneInput<SettingsResizer>();
     std::unique_ptr<Impl> shape_;
     SettingsEffectShapeMask::Normalizer normalizer_;
     bool isForegroundOnly_ = false;
@@ -173,8 +166,6 @@ private:
 
 }  // namespace
 
-OneInputPtr CreateShapeMask(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeEffect<ShapeMask>(factory, allocator);
-}
+bool RegisterShapeMask(IEffectFactory& factory) { return RegisterEffect<ShapeMask>(factory); }
 
 }  // namespace Orvexa::Proc

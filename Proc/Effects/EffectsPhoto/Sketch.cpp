@@ -18,26 +18,13 @@ constexpr std::uint32_t Beyond(std::uint32_t side) { return side > kMaxTextureSi
 
 class Sketch : public EffectBaseOneInput<SettingsEffectSketch> {
 public:
-    Sketch(const FactoryPtr& factory, const AllocatorPtr& allocator)
-        : EffectBaseOneInput(factory, allocator),
-          converter_(CreateOneInput(SettingsColorspaceConverter::CLASS_ID)),
-          noise_(CreateOneInput(SettingsEffectNoiseVideo::CLASS_ID)),
-          streaks_(CreateOneInput(SettingsEffectBlurRadial::CLASS_ID)),
-          charcoal_(CreateOneInput(SettingsEffectCharcoal::CLASS_ID)),
-          pad_(CreateOneInput(SettingsEffectPad::CLASS_ID)),
-          compose_(CreateTwoInput(SettingsEffectCompose::CLASS_ID)) {
-        DistributeSettings();
-    }
-
-    using EffectBaseOneInput::SetSettings;
-    void SetSettings(const SettingsEffectSketch& settings) override {
-        if (settings_ == settings) return;
-        ReplaceSettings(settings);
-        DistributeSettings();
+    Sketch(const FactoryPtr& factory, const AllocatorPtr& allocator) : EffectBaseOneInput(factory, allocator) {
+        Sketch::ApplySettings(true);
     }
 
 private:
-    void DistributeSettings() {
+    void ApplySettings(bool areNew) override {
+        if (!areNew) return;
         noise_->SetSettings(settings_.GetNoise());
         streaks_->SetSettings(settings_.GetRadial());
         charcoal_->SetSettings(settings_.GetCharcoal());
@@ -77,18 +64,16 @@ private:
     }
 
     FrameInfo inputInfo_{0, 0, {0, 0}};
-    OneInputPtr converter_;
-    OneInputPtr noise_;
-    OneInputPtr streaks_;
-    OneInputPtr charcoal_;
-    OneInputPtr pad_;
-    TwoInputPtr compose_;
+    OneInputPtr converter_ = CreateOneInput<SettingsColorspaceConverter>();
+    OneInputPtr noise_ = CreateOneInput<SettingsEffectNoiseVideo>();
+    OneInputPtr streaks_ = CreateOneInput<SettingsEffectBlurRadial>();
+    OneInputPtr charcoal_ = CreateOneInput<SettingsEffectCharcoal>();
+    OneInputPtr pad_ = CreateOneInput<SettingsEffectPad>();
+    TwoInputPtr compose_ = CreateTwoInput<SettingsEffectCompose>();
 };
 
 }  // namespace
 
-OneInputPtr CreateSketch(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeEffect<Sketch>(factory, allocator);
-}
+bool RegisterSketch(IEffectFactory& factory) { return RegisterEffect<Sketch>(factory); }
 
 }  // namespace Orvexa::Proc

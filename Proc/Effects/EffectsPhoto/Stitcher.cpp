@@ -8,14 +8,16 @@
 // - R)D / (1 - RD) in its upper right corner, of which the last leaves (1 - R)D.
 
 #include <array>
+#include <optional>
 #include <string>
 
 #include "Host/Conf/PixFmtDescription.h"
-#include "Host/Settings/Common/SettingsEffectAlpha.h"
 #include "Host/Settings/Common/SettingsEffectImageBlender.h"
 #include "Host/Settings/Photo/SettingsEffectStitcher.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
 #include "Proc/Effects/EffectsPhoto/Shared/Hermite.h"
+#include "Proc/Effects/EffectsPhoto/Shared/LayerMask.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Rectangles.h"
 #include "Proc/Effects/EffectsPhoto/Shared/Tiling.h"
 
 namespace Orvexa::Proc {
@@ -57,8 +59,8 @@ Axis MakeAxis(const char* name, std::uint32_t patch, std::uint64_t before, std::
 std::vector<std::uint8_t> MakeRamp(std::uint32_t overlap) {
     std::vector<std::uint8_t> ramp(overlap);
     for (std::uint32_t i = 0; i < overlap; ++i) {
-        const auto basis = Shared::HermiteBasis(static_cast<double>(i) / overlap);
-        ramp[i] = static_cast<std::uint8_t>(basis[0] * (255 / overlap) + basis[2] * 255.0);
+        const Shared::HermiteRamp rise{static_cast<double>(255 / overlap), 255.0};
+        ramp[i] = static_cast<std::uint8_t>(rise.At(static_cast<double>(i) / overlap));
     }
     return ramp;
 }
@@ -85,43 +87,39 @@ void DrawMask(const Plane& mask, Place row, Place column, bool hasNext, const st
     }
 }
 
-// A patch's opacities, and for formats without alpha the same for subsampled chroma.
-struct BlendMask {
-    FramePtr luma, chroma;
-};
-
 // Makes the masks of one call, each when it is first asked for.
 class BlendMasks {
 public:
-    /// `chromaExtractor` is empty for formats with alpha.
-    BlendMasks(const AllocatorPtr& allocator, const OneInputPtr& chromaExtractor, const Axis& across, const Axis& down)
+    /// `chromaExtractor` is empty for formats with alpha, whose masks are never attached.
+    BlendMasks(const AllocatorPtr& allocator, const OneInputPtr& chromaExtractor, PixFmt pixFmt, const Axis& across,
+               const Axis& down)
         : allocator_(allocator),
           chromaExtractor_(chromaExtractor),
+          pixFmt_(pixFmt),
           info_(across.inner, down.inner),
           hasOneColumn_(across.GetCount() == 1),
           right_(MakeRamp(across.overlap)),
           down_(MakeRamp(down.overlap)) {}
 
-    const BlendMask& Get(Place row, Place column) {
-        BlendMask& mask = masks_[row * 3 + column];
-        if (mask.luma == nullptr) {
-            mask.luma = NewFrame(allocator_, PixFmt::Gray8, info_);
-            DrawMask(mask.luma->GetPlane(0), row, column, column != kLast && !hasOneColumn_, down_, right_);
-            if (chromaExtractor_ != nullptr) {
-                mask.chroma = CloneFrame(*mask.luma, kCloneView);
-                chromaExtractor_->ProcessData(mask.chroma);
-            }
+    const Shared::LayerMask& Get(Place row, Place column) {
+        std::optional<Shared::LayerMask>& mask = masks_[row * 3 + column];
+        if (!mask) {
+            const FramePtr opacities = NewFrame(allocator_, PixFmt::Gray8, info_);
+            DrawMask(opacities->GetPlane(0), row, column, column != kLast && !hasOneColumn_, down_, right_);
+            mask.emplace(chromaExtractor_).Set(opacities);
+            if (chromaExtractor_ != nullptr) mask->PrepareFor(pixFmt_);
         }
-        return mask;
+        return *mask;
     }
 
 private:
     const AllocatorPtr& allocator_;
     const OneInputPtr chromaExtractor_;
+    const PixFmt pixFmt_;
     const FrameInfo info_;
     const bool hasOneColumn_;  // whose patches are first and last at once
     const std::vector<std::uint8_t> right_, down_;
-    std::array<BlendMask, 9> masks_;
+    std::array<std::optional<Shared::LayerMask>, 9> masks_;
 };
 
 // The blender leaves alpha alone; patches fade into each other in alpha, too.
@@ -142,13 +140,7 @@ void BlendAlpha(const PixFmtDescription& description, const Plane& canvas, const
 
 class Stitcher : public EffectBaseVarInput<SettingsEffectStitcher> {
 public:
-    Stitcher(const FactoryPtr& factory, const AllocatorPtr& allocator)
-        : EffectBaseVarInput(factory, allocator),
-          blender_(CreateTwoInput(SettingsEffectImageBlender::CLASS_ID)),
-          alphaInserter_(CreateTwoInput(SettingsEffectAlphaInserter::CLASS_ID)) {
-        blender_->SetSettings(SettingsEffectImageBlender());
-        alphaInserter_->SetSettings(SettingsEffectAlphaInserter());
-    }
+    using EffectBaseVarInput::EffectBaseVarInput;
 
 private:
     DataPtr ProcessInternalImpl(std::vector<DataPtr>& frames) override {
@@ -163,19 +155,18 @@ private:
         CheckFormat(PixFmtDescription::Get(first.GetPixFmt()), across, down);
 
         const FramePtr canvas = MakeCanvas(first, across, down);
-        BlendMasks masks(allocator_, CreateChromaExtractor(first.GetPixFmt()), across, down);
+        BlendMasks masks(allocator_, CreateChromaExtractor(first.GetPixFmt()), first.GetPixFmt(), across, down);
         auto patch = frames.begin();
         for (std::uint32_t y = 0; y + down.patch <= down.canvas; y += down.step) {
             for (std::uint32_t x = 0; x + across.patch <= across.canvas; x += across.step) {
-                FramePtr inner = CloneFrame(dynamic_cast<const IDataVideo&>(**patch++), kCloneView);
-                inner->Crop(across.margin, down.margin, across.inner, down.inner);
+                const FramePtr inner = Shared::ViewOf(dynamic_cast<const IDataVideo&>(**patch++), across.margin,
+                                                      down.margin, across.inner, down.inner);
                 if ((x == 0 && y == 0) || !settings_.IsOverlapped()) {
                     CopyDataVideo(inner, canvas, static_cast<int>(across.margin + x),
                                   static_cast<int>(down.margin + y));
                     continue;
                 }
-                FramePtr target = CloneFrame(*canvas, kCloneView);
-                target->Crop(across.margin + x, down.margin + y, across.inner, down.inner);
+                FramePtr target = Shared::ViewOf(*canvas, across.margin + x, down.margin + y, across.inner, down.inner);
                 Blend(target, inner, masks.Get(down.PlaceOf(y), across.PlaceOf(x)));
             }
         }
@@ -240,34 +231,29 @@ private:
 
     OneInputPtr CreateChromaExtractor(PixFmt pixFmt) const {
         if (PixFmtDescription::Get(pixFmt).HasAlpha()) return {};
-        OneInputPtr extractor = CreateOneInput(SettingsEffectExtraAlphaExtractor::CLASS_ID);
-        extractor->SetSettings(SettingsEffectExtraAlphaExtractor(pixFmt));
-        return extractor;
+        return CreateOneInput<SettingsEffectExtraAlphaExtractor>();
     }
 
-    void Blend(FramePtr& target, const FramePtr& patch, const BlendMask& mask) {
+    void Blend(FramePtr& target, const FramePtr& patch, const Shared::LayerMask& mask) {
         const PixFmtDescription& description = PixFmtDescription::Get(patch->GetPixFmt());
-        const ConstPlane opacities = std::as_const(*mask.luma).GetPlane(0);
         FramePtr layer = patch;
         if (description.HasAlpha()) {
             const auto plane = static_cast<std::uint8_t>(description.IsPlanar() ? 3 : 0);
-            BlendAlpha(description, target->GetPlane(plane), std::as_const(*patch).GetPlane(plane), opacities);
-            alphaInserter_->ProcessData(layer, ConstFramePtr(mask.luma));
+            BlendAlpha(description, target->GetPlane(plane), std::as_const(*patch).GetPlane(plane),
+                       std::as_const(*mask.Get()).GetPlane(0));
+            alphaInserter_->ProcessData(layer, ConstFramePtr(mask.Get()));
         } else {
-            layer->SetExtraAlpha(0, opacities);
-            layer->SetExtraAlpha(1, std::as_const(*mask.chroma).GetPlane(0));
+            mask.AttachTo(*layer);
         }
         blender_->ProcessData(target, ConstFramePtr(layer));
     }
 
-    TwoInputPtr blender_;
-    TwoInputPtr alphaInserter_;
+    TwoInputPtr blender_ = CreateTwoInput(SettingsEffectImageBlender());
+    TwoInputPtr alphaInserter_ = CreateTwoInput(SettingsEffectAlphaInserter());
 };
 
 }  // namespace
 
-VarInputPtr CreateStitcher(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeEffect<Stitcher>(factory, allocator);
-}
+bool RegisterStitcher(IEffectFactory& factory) { return RegisterEffect<Stitcher>(factory); }
 
 }  // namespace Orvexa::Proc

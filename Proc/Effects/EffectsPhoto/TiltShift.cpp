@@ -6,13 +6,13 @@
 // Mask and blur are deliberately not renewed when the settings change: the blur keeps the strength that it was created
 // with, and the mask follows the picture's geometry alone.
 
-#include "Host/Proc/VideoFrame.h"
-#include "Host/Settings/Common/SettingsEffectAlpha.h"
 #include "Host/Settings/Common/SettingsEffectImageBlender.h"
 #include "Host/Settings/Common/SettingsEffectSmartBlur.h"
-#include "Host/Settings/Common/SettingsResizer.h"
 #include "Host/Settings/Photo/SettingsEffectTiltShift.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
+#include "Proc/Effects/EffectsPhoto/Shared/FormatConverter.h"
+#include "Proc/Effects/EffectsPhoto/Shared/LayerMask.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Reduction.h"
 
 namespace Orvexa::Proc {
 namespace {
@@ -21,20 +21,9 @@ constexpr int kBlurRadius = 100;  // percent, the host's largest
 constexpr std::uint32_t kBlurredWidth = 1024, kBlurredHeight = 768;
 constexpr std::uint32_t kMinResizedWidth = 5;  // narrower pictures are blurred as they are
 
-constexpr std::uint32_t RoundUpToEven(std::uint32_t side) { return side + side % 2; }
-
 class TiltShift : public EffectBaseOneInput<SettingsEffectTiltShift> {
 public:
-    TiltShift(const FactoryPtr& factory, const AllocatorPtr& allocator)
-        : EffectBaseOneInput(factory, allocator),
-          converter_(CreateOneInput(SettingsColorspaceConverter::CLASS_ID)),
-          smartBlur_(CreateOneInput(SettingsEffectSmartBlur::CLASS_ID)),
-          shapeMask_(CreateOneInput(SettingsEffectShapeMask::CLASS_ID)),
-          blender_(CreateTwoInput(SettingsEffectImageBlender::CLASS_ID)),
-          extraAlphaExtractor_(CreateOneInput(SettingsEffectExtraAlphaExtractor::CLASS_ID)),
-          alphaInserter_(CreateTwoInput(SettingsEffectAlphaInserter::CLASS_ID)),
-          reducer_(CreateOneInput(SettingsResizer::CLASS_ID)),
-          enlarger_(CreateOneInput(SettingsResizer::CLASS_ID)) {
+    TiltShift(const FactoryPtr& factory, const AllocatorPtr& allocator) : EffectBaseOneInput(factory, allocator) {
         SettingsEffectSmartBlur blur;
         blur.SetLumaRadius(kBlurRadius);
         blur.SetChromaRadius(kBlurRadius);
@@ -43,11 +32,6 @@ public:
         blur.SetLumaSharpen(settings_.GetSharpen());
         blur.SetChromaSharpen(settings_.GetSharpen());
         smartBlur_->SetSettings(blur);
-        SettingsEffectImageBlender blending;
-        blending.SetAlphaMode(BlendAlphaMode::IgnoreAlpha);
-        blender_->SetSettings(blending);
-        extraAlphaExtractor_->SetSettings(SettingsEffectExtraAlphaExtractor(PixFmt::None));
-        alphaInserter_->SetSettings(SettingsEffectAlphaInserter());
     }
 
 private:
@@ -55,11 +39,11 @@ private:
         MakeWritable(frame);
         FramePtr blurred = frame;
         Blur(blurred);
-        ConvertTo(frame->GetPixFmt(), blurred);
-        MakeMasks(frame->GetPixFmt(), blurred);
-        alphaInserter_->ProcessData(blurred, ConstFramePtr(mask_));
-        ShareExtraAlpha(*blurred, 0, mask_);
-        ShareExtraAlpha(*blurred, 1, chromaMask_);
+        converter_.Convert(blurred, frame->GetPixFmt());
+        MakeMask(blurred);
+        mask_.PrepareFor(frame->GetPixFmt());
+        alphaInserter_->ProcessData(blurred, ConstFramePtr(mask_.Get()));
+        mask_.AttachTo(*blurred);
         blender_->ProcessData(frame, ConstFramePtr(blurred));
     }
 
@@ -67,67 +51,37 @@ private:
         const FrameInfo info = picture->GetFrameInfo();
         const bool isResized = info.width >= kMinResizedWidth;
         if (isResized) {
-            if (!HasMaskFor(info)) ConfigureResizers(info);
-            reducer_->ProcessData(picture);
+            if (!mask_.IsFor(info)) {
+                using Methods = SettingsResizer::ResizeMethods;
+                reduction_.Configure(
+                    {Methods::FastBilinear, SettingsResizer::kFitInside, FrameInfo(kBlurredWidth, kBlurredHeight)},
+                    {Methods::BicubicLuma, SettingsResizer::kExactSize, Shared::RoundUpToEven(info)});
+            }
+            reduction_.Reduce(picture);
         }
         smartBlur_->ProcessData(picture);
-        if (isResized) enlarger_->ProcessData(picture);
-        picture->Crop(0, 0, info.width, info.height);
+        if (isResized) reduction_.Enlarge(picture, info);
     }
 
-    bool HasMaskFor(const FrameInfo& info) const { return mask_ != nullptr && mask_->GetFrameInfo() == info; }
-
-    void ConfigureResizers(const FrameInfo& info) {
-        SettingsResizer reduction(SettingsResizer::ResizeMethods::FastBilinear);
-        reduction.SetCustomMode(SettingsResizer::kFitInside, FrameInfo(kBlurredWidth, kBlurredHeight));
-        reducer_->SetSettings(reduction);
-        SettingsResizer enlargement(SettingsResizer::ResizeMethods::BicubicLuma);
-        enlargement.SetCustomMode(SettingsResizer::kExactSize,
-                                  FrameInfo(RoundUpToEven(info.width), RoundUpToEven(info.height), info.aspect));
-        enlarger_->SetSettings(enlargement);
+    void MakeMask(const FramePtr& blurred) {
+        if (mask_.IsFor(blurred->GetFrameInfo())) return;
+        shapeMask_->SetSettings(settings_.GetShape());
+        FramePtr mask = blurred;
+        shapeMask_->ProcessData(mask);
+        mask_.Set(std::move(mask));
     }
 
-    void ConvertTo(PixFmt pixFmt, FramePtr& picture) {
-        if (pixFmt != converterPixFmt_) {
-            converterPixFmt_ = pixFmt;
-            converter_->SetSettings(SettingsColorspaceConverter(pixFmt, true));
-        }
-        converter_->ProcessData(picture);
-    }
-
-    void MakeMasks(PixFmt pixFmt, const FramePtr& blurred) {
-        if (!HasMaskFor(blurred->GetFrameInfo())) {
-            chromaMask_.reset();
-            shapeMask_->SetSettings(settings_.GetShape());
-            mask_ = blurred;
-            shapeMask_->ProcessData(mask_);
-        }
-        const auto& extraction =
-            dynamic_cast<const SettingsEffectExtraAlphaExtractor&>(extraAlphaExtractor_->GetSettingsBase());
-        const bool isForFormat = extraction.GetPixelFormat() == pixFmt;
-        if (chromaMask_ != nullptr && isForFormat) return;
-        if (!isForFormat) extraAlphaExtractor_->SetSettings(SettingsEffectExtraAlphaExtractor(pixFmt));
-        chromaMask_ = mask_;
-        extraAlphaExtractor_->ProcessData(chromaMask_);
-    }
-
-    OneInputPtr converter_;
-    OneInputPtr smartBlur_;
-    OneInputPtr shapeMask_;
-    TwoInputPtr blender_;
-    OneInputPtr extraAlphaExtractor_;
-    TwoInputPtr alphaInserter_;
-    OneInputPtr reducer_;
-    OneInputPtr enlarger_;
-    FramePtr mask_;
-    FramePtr chromaMask_;
-    PixFmt converterPixFmt_ = PixFmt::None;
+    Shared::FormatConverter converter_{CreateOneInput<SettingsColorspaceConverter>()};
+    OneInputPtr smartBlur_ = CreateOneInput<SettingsEffectSmartBlur>();
+    OneInputPtr shapeMask_ = CreateOneInput<SettingsEffectShapeMask>();
+    TwoInputPtr blender_ = CreateTwoInput(SettingsEffectImageBlender(0, 0, 255, BlendAlphaMode::IgnoreAlpha));
+    Shared::LayerMask mask_{CreateOneInput(SettingsEffectExtraAlphaExtractor(PixFmt::None))};
+    TwoInputPtr alphaInserter_ = CreateTwoInput(SettingsEffectAlphaInserter());
+    Shared::Reduction reduction_{CreateOneInput<SettingsResizer>(), CreateOneInput<SettingsResizer>()};
 };
 
 }  // namespace
 
-OneInputPtr CreateTiltShift(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeEffect<TiltShift>(factory, allocator);
-}
+bool RegisterTiltShift(IEffectFactory& factory) { return RegisterEffect<TiltShift>(factory); }
 
 }  // namespace Orvexa::Proc

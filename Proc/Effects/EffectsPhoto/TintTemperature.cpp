@@ -23,16 +23,14 @@ Shared::Curve OffsetCurve(std::int64_t offset) {
 class TintTemperature : public EffectBaseCSCLuma<SettingsEffectTintTemperature> {
 public:
     using EffectBaseCSCLuma::EffectBaseCSCLuma;
-    using EffectBaseCSCLuma::SetSettings;
 
-    void SetSettings(const SettingsEffectTintTemperature& settings) override {
-        EffectBaseCSCLuma::SetSettings(settings);
+private:
+    void ApplySettings(bool) override {
         red_ = OffsetCurve(settings_.GetTemperature());
         green_ = OffsetCurve(settings_.GetTint());
         blue_ = OffsetCurve(-std::int64_t{settings_.GetTemperature()});
     }
 
-private:
     const std::vector<PixFmt>& GetWorkingPixFmts() const override { return Shared::PackedRgbFormats(); }
 
     void ProcessInternalColor(FramePtr& frame) override {
@@ -48,8 +46,6 @@ private:
 
 }  // namespace
 
-OneInputPtr CreateTintTemperature(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeEffect<TintTemperature>(factory, allocator);
-}
+bool RegisterTintTemperature(IEffectFactory& factory) { return RegisterEffect<TintTemperature>(factory); }
 
 }  // namespace Orvexa::Proc

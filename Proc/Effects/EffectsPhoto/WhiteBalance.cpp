@@ -51,13 +51,10 @@ std::array<Shared::Curve, 3> MakeCurves(const Color& reference) {
 class WhiteBalance : public EffectBaseCSCOneInput<SettingsEffectWhiteBalance> {
 public:
     using EffectBaseCSCOneInput::EffectBaseCSCOneInput;
-    using EffectBaseCSCOneInput::SetSettings;
-
-    void SetSettings(const SettingsEffectWhiteBalance& settings) override {
-        if (!settings.IsColorEqual(settings_)) ReplaceSettings(settings);
-    }
 
 private:
+    bool AreNew(const SettingsEffectWhiteBalance& settings) const override { return !settings.IsColorEqual(settings_); }
+
     const std::vector<PixFmt>& GetWorkingPixFmts() const override {
         static const std::vector<PixFmt> formats{PixFmt::Bgr24, PixFmt::Rgb24, PixFmt::Bgra,
                                                  PixFmt::Rgba,  PixFmt::Rgba2, PixFmt::Bgra2};
@@ -75,8 +72,6 @@ private:
 
 }  // namespace
 
-OneInputPtr CreateWhiteBalance(const FactoryPtr& factory, const AllocatorPtr& allocator) {
-    return MakeEffect<WhiteBalance>(factory, allocator);
-}
+bool RegisterWhiteBalance(IEffectFactory& factory) { return RegisterEffect<WhiteBalance>(factory); }
 
 }  // namespace Orvexa::Proc

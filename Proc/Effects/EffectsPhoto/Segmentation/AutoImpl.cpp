@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "Host/Proc/Neural.h"
-#include "Host/Settings/Common/SettingsResizer.h"
 
 namespace Orvexa::Proc::Auto {
 
@@ -13,9 +12,6 @@ namespace {
 constexpr std::uint8_t kThreshold = 128;  // of the network's estimate, 0..255
 
 }  // namespace
-
-AutoImpl::AutoImpl(const FactoryPtr& factory, const AllocatorPtr& allocator)
-    : EffectBaseTwoInput(factory, allocator), resizer_(this->CreateOneInput(IResize::CLASS_ID)) {}
 
 void AutoImpl::ProcessInternalImpl(FramePtr& frame, const ConstFramePtr&) {
     if (frame->GetFrameInfo() != info_) {

@@ -1,6 +1,7 @@
 // Segmentation without strokes: a neural network estimates how likely each pixel is to belong to the subject.
 #pragma once
 
+#include "Host/Settings/Common/SettingsResizer.h"
 #include "Host/Settings/Photo/SettingsEffectSegmentation.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
 
@@ -10,13 +11,13 @@ namespace Orvexa::Proc::Auto {
 /// may be empty.
 class AutoImpl : public EffectBaseTwoInput<SettingsEffectSegmentation> {
 public:
-    AutoImpl(const FactoryPtr& factory, const AllocatorPtr& allocator);
+    using EffectBaseTwoInput::EffectBaseTwoInput;
 
 protected:
     void ProcessInternalImpl(FramePtr& frame, const ConstFramePtr& seeds) override;
 
 private:
-    OneInputPtr resizer_;
+    OneInputPtr resizer_ = CreateOneInput<SettingsResizer>();
     FrameInfo info_;  // the size that the resizer is set to
 };
 

@@ -185,10 +185,7 @@ void GridGraphImpl::ProcessInternalImpl(FramePtr& frame, const ConstFramePtr& se
 // The frame in a format that `MakeCapacities` accepts.
 ConstFramePtr GridGraphImpl::Readable(const FramePtr& frame) {
     if (FindLayout(frame->GetPixFmt())) return frame;
-    if (greyConverter_ == nullptr) {
-        greyConverter_ = this->CreateOneInput(SettingsColorspaceConverter::CLASS_ID);
-        greyConverter_->SetSettings(SettingsColorspaceConverter(PixFmt::Gray8, true));
-    }
+    if (greyConverter_ == nullptr) greyConverter_ = CreateOneInput(SettingsColorspaceConverter(PixFmt::Gray8, true));
     FramePtr grey = frame;
     greyConverter_->ProcessData(grey);
     return grey;

@@ -1,0 +1,27 @@
+// Conversion of frames into one pixel format at a time.
+#pragma once
+
+#include "Host/Proc/IEffect.h"
+#include "Host/Settings/Common/SettingsColorspaceConverter.h"
+
+namespace Orvexa::Proc::Shared {
+
+/// A colour-space converter that is configured anew only when it is asked for another format.
+class FormatConverter {
+public:
+    explicit FormatConverter(OneInputPtr converter) : converter_(std::move(converter)) {}
+
+    void Convert(FramePtr& frame, PixFmt pixFmt) {
+        if (pixFmt != pixFmt_) {
+            pixFmt_ = pixFmt;
+            converter_->SetSettings(SettingsColorspaceConverter(pixFmt, true));
+        }
+        converter_->ProcessData(frame);
+    }
+
+private:
+    OneInputPtr converter_;
+    PixFmt pixFmt_ = PixFmt::None;
+};
+
+}  // namespace Orvexa::Proc::Shared

@@ -1,0 +1,48 @@
+// Masks of layers that the image blender lays over a picture.
+#pragma once
+
+#include "Host/Proc/IEffect.h"
+#include "Host/Proc/VideoFrame.h"
+#include "Host/Settings/Common/SettingsEffectAlpha.h"
+
+namespace Orvexa::Proc::Shared {
+
+/// A grey mask as the extra alpha of layers: itself for the pixels, and the host's reduction of it for subsampled
+/// chroma. The mask must not be changed while it is attached.
+class LayerMask {
+public:
+    explicit LayerMask(OneInputPtr chromaExtractor) : extractor_(std::move(chromaExtractor)) {}
+
+    bool IsFor(const FrameInfo& info) const { return mask_ != nullptr && mask_->GetFrameInfo() == info; }
+    const FramePtr& Get() const { return mask_; }
+
+    /// Takes a mask, or none.
+    void Set(FramePtr mask) {
+        mask_ = std::move(mask);
+        chromaMask_.reset();
+    }
+
+    /// Makes the mask for the chroma of layers of `pixFmt`, unless it is there; returns whether it had to be made.
+    bool PrepareFor(PixFmt pixFmt) {
+        if (chromaMask_ != nullptr && pixFmt == pixFmt_) return false;
+        if (pixFmt != pixFmt_) extractor_->SetSettings(SettingsEffectExtraAlphaExtractor(pixFmt));
+        pixFmt_ = pixFmt;
+        chromaMask_ = mask_;
+        extractor_->ProcessData(chromaMask_);
+        return true;
+    }
+
+    /// Attaches the masks to a layer of the format that was prepared for.
+    void AttachTo(IDataVideo& layer) const {
+        ShareExtraAlpha(layer, 0, mask_);
+        ShareExtraAlpha(layer, 1, chromaMask_);
+    }
+
+private:
+    OneInputPtr extractor_;
+    FramePtr mask_;
+    FramePtr chromaMask_;
+    PixFmt pixFmt_ = PixFmt::None;
+};
+
+}  // namespace Orvexa::Proc::Shared

@@ -1,0 +1,42 @@
+// Rectangles of pictures.
+#pragma once
+
+#include <algorithm>
+
+#include "Host/Core/Exception.h"
+#include "Host/Proc/IData.h"
+#include "Host/Settings/Common/CropInfo.h"
+
+namespace Orvexa::Proc::Shared {
+
+/// A view of a rectangle of a frame: a frame of its own on the same pixels.
+inline FramePtr ViewOf(const IDataVideo& frame, std::uint32_t x, std::uint32_t y, std::uint32_t width,
+                       std::uint32_t height) {
+    FramePtr view = CloneFrame(frame, kCloneView);
+    view->Crop(x, y, width, height);
+    return view;
+}
+inline FramePtr ViewOf(const IDataVideo& frame, const CropInfo& box) {
+    return ViewOf(frame, box.left, box.top, box.right - box.left, box.bottom - box.top);
+}
+
+/// The smallest rectangle around all bytes of a mask that are not 0. A mask without any throws `EffectException` "Mask
+/// is empty!".
+inline CropInfo BoundingBoxOf(const ConstPlane& mask) {
+    CropInfo box = CropInfo::Nothing();
+    for (std::uint64_t y = 0; y < mask.GetHeight(); ++y) {
+        const std::uint8_t* const row = mask.GetRow(y);
+        const std::uint8_t* const end = row + mask.GetWidth();
+        const auto isSet = [](std::uint8_t value) { return value != 0; };
+        const std::uint8_t* const first = std::find_if(row, end, isSet);
+        if (first == end) continue;
+        const std::uint8_t* last = end - 1;
+        while (!isSet(*last)) --last;
+        box.Apart(static_cast<std::uint32_t>(first - row), static_cast<std::uint32_t>(y));
+        box.Apart(static_cast<std::uint32_t>(last - row), static_cast<std::uint32_t>(y));
+    }
+    if (box.left >= box.right) Throw("Mask is empty!");
+    return box;
+}
+
+}  // namespace Orvexa::Proc::Shared
