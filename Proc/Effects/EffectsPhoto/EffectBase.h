@@ -213,6 +213,11 @@ protected:
             }
         }
         // A frame in a working format goes through the converter, too, which leaves it as it is.
+        ConvertToWorking(frame);
+    }
+
+    /// Brings a frame that the algorithm made into a working format again. Only after `ConvertIn`.
+    void ConvertToWorking(FramePtr& frame) {
         if (isConvertIn_) forwardConverter_->ProcessData(frame);
     }
 

@@ -3,7 +3,9 @@
 #include "Host/Proc/IEffectFactory.h"
 
 #define ORVEXA_EFFECTS(EFFECT)         \
+    EFFECT(AutoEnhance)                \
     EFFECT(BalanceLuma)                \
+    EFFECT(BiColorToning)              \
     EFFECT(BlackWhite)                 \
     EFFECT(BlendPalette)               \
     EFFECT(BlurBokeh)                  \
@@ -14,14 +16,20 @@
     EFFECT(CreateVideo)                \
     EFFECT(Custom)                     \
     EFFECT(Cutter)                     \
+    EFFECT(DetailsEnhance)             \
     EFFECT(DirectionalAreaDeformation) \
+    EFFECT(EdgeRemove)                 \
     EFFECT(EmptyEffect)                \
     EFFECT(Gradient)                   \
     EFFECT(GradientPosterize)          \
     EFFECT(Histogram)                  \
     EFFECT(Implode)                    \
+    EFFECT(Matting)                    \
     EFFECT(OilPaint)                   \
     EFFECT(Pixelate)                   \
+    EFFECT(ReduceLocalLuma)            \
+    EFFECT(RemoveBackground)           \
+    EFFECT(ReplaceChroma)              \
     EFFECT(Segmentation)               \
     EFFECT(ShapeMask)                  \
     EFFECT(Sketch)                     \
