@@ -15,16 +15,8 @@ constexpr std::uint64_t AlignedStride(std::uint64_t widthBytes) {
     return (widthBytes + PixelPool::kAlignment - 1) / PixelPool::kAlignment * PixelPool::kAlignment;
 }
 
-// Bytes per pixel of a plane's own grid: two chroma bytes in a semi-planar format, a packed pixel or one byte
-// elsewhere.
-std::uint8_t PlaneBytesPerPixel(const PixFmtDescription& description, std::uint8_t plane) {
-    if (description.kind == PixFmtDescription::Kind::SemiPlanar && plane == 1) return 2;
-    if (description.kind == PixFmtDescription::Kind::Indexed && plane == 1) return 4;
-    return description.bytesPerPixel;
-}
-
 bool IsPalette(const PixFmtDescription& description, std::uint8_t plane) {
-    return description.kind == PixFmtDescription::Kind::Indexed && plane == 1;
+    return description.GetRole(plane) == PlaneRole::Palette;
 }
 
 bool HaveSameBytes(const ConstPlane& a, const ConstPlane& b) {
@@ -44,7 +36,7 @@ VideoFrame::VideoFrame(std::shared_ptr<PixelPool> pool, PixFmt pixFmt, const Fra
     struct Layout {
         std::uint64_t width, height, stride, offset;
     };
-    std::array<Layout, kMaxPlanes> layouts{};
+    std::array<Layout, PixFmtDescription::kMaxPlanes> layouts{};
     std::uint64_t total = 0;
     for (std::uint8_t i = 0; i < description_->planes; ++i) {
         Layout& layout = layouts[i];
@@ -59,7 +51,7 @@ VideoFrame::VideoFrame(std::shared_ptr<PixelPool> pool, PixFmt pixFmt, const Fra
     for (std::uint8_t i = 0; i < description_->planes; ++i) {
         const Layout& layout = layouts[i];
         planes_[i] = Plane(storage_.get() + layout.offset, static_cast<std::int64_t>(layout.stride), layout.width,
-                           layout.height, PlaneBytesPerPixel(*description_, i), true);
+                           layout.height, description_->GetBytesPerPixel(i), true);
     }
 }
 
@@ -133,7 +125,7 @@ void VideoFrame::Crop(std::uint32_t x, std::uint32_t y, std::uint32_t width, std
     if (width == info_.width && height == info_.height) return;
     for (std::uint8_t i = 0; i < description_->planes; ++i) {
         if (IsPalette(*description_, i)) continue;
-        planes_[i] = planes_[i].MakeSubplane(x, y, width, height, PlaneBytesPerPixel(*description_, i),
+        planes_[i] = planes_[i].MakeSubplane(x, y, width, height, description_->GetBytesPerPixel(i),
                                              description_->GetShiftX(i), description_->GetShiftY(i));
     }
     info_.width = width;
@@ -213,10 +205,6 @@ void MakeWritable(FramePtr& frame) {
 
 namespace {
 
-void FillBytes(const Plane& plane, std::uint8_t value) {
-    for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) std::memset(plane.GetRow(y), value, plane.GetWidth());
-}
-
 // Repeats a pixel of `size` bytes over the plane: the first row by doubling, the others as copies of it.
 void FillPixels(const Plane& plane, const std::uint8_t* pixel, std::uint64_t size) {
     const std::uint64_t width = plane.GetWidth();
@@ -228,41 +216,35 @@ void FillPixels(const Plane& plane, const std::uint8_t* pixel, std::uint64_t siz
     for (std::uint64_t y = 1; y < plane.GetHeight(); ++y) std::memcpy(plane.GetRow(y), plane.GetData(), width);
 }
 
+std::uint8_t SampleOf(const Color& color, ChannelKind channel) {
+    switch (channel) {
+        case ChannelKind::Red: return color.red();
+        case ChannelKind::Green: return color.green();
+        case ChannelKind::Blue: return color.blue();
+        case ChannelKind::Luma: return color.y();
+        case ChannelKind::Cb: return color.u();
+        case ChannelKind::Cr: return color.v();
+        case ChannelKind::Alpha: return color.alpha();
+        case ChannelKind::Index: break;  // the colour's is 0
+    }
+    return 0;
+}
+
 }  // namespace
 
 void IDataVideo::Fill(const Color& color) {
-    using Kind = PixFmtDescription::Kind;
     const PixFmtDescription& description = PixFmtDescription::Get(GetPixFmt());
-    switch (description.kind) {
-        case Kind::Gray: FillBytes(GetPlane(0), color.y()); break;
-        case Kind::Packed: {
-            std::uint8_t pixel[4] = {};
-            pixel[description.red] = color.red();
-            pixel[description.GetGreen()] = color.green();
-            pixel[description.GetBlue()] = color.blue();
-            if (description.alpha >= 0) pixel[description.alpha] = color.alpha();
-            FillPixels(GetPlane(0), pixel, description.bytesPerPixel);
-            break;
-        }
-        case Kind::Planar:
-            FillBytes(GetPlane(0), color.y());
-            FillBytes(GetPlane(1), color.u());
-            FillBytes(GetPlane(2), color.v());
-            if (description.HasAlpha()) FillBytes(GetPlane(3), color.alpha());
-            break;
-        case Kind::SemiPlanar: {
-            FillBytes(GetPlane(0), color.y());
-            const std::uint8_t uv[2] = {color.u(), color.v()};
-            const std::uint8_t vu[2] = {color.v(), color.u()};
-            FillPixels(GetPlane(1), GetPixFmt() == PixFmt::Nv12 ? uv : vu, 2);
-            break;
-        }
-        case Kind::Indexed: {
-            FillBytes(GetPlane(0), 0);
-            const std::uint8_t entry[4] = {color.red(), color.green(), color.blue(), color.alpha()};
-            std::memset(GetPlane(1).GetData(), 0, GetPlane(1).GetWidth());
-            std::memcpy(GetPlane(1).GetData(), entry, sizeof entry);
-            break;
+    for (std::uint8_t i = 0; i < description.planes; ++i) {
+        const std::string_view channels = description.layout[i];
+        std::array<std::uint8_t, 4> pixel{};
+        for (std::size_t k = 0; k < channels.size(); ++k)
+            pixel[k] = SampleOf(color, static_cast<ChannelKind>(channels[k]));
+        const Plane plane = GetPlane(i);
+        if (IsPalette(description, i)) {
+            std::memset(plane.GetData(), 0, plane.GetWidth());
+            std::memcpy(plane.GetData(), pixel.data(), channels.size());
+        } else {
+            FillPixels(plane, pixel.data(), channels.size());
         }
     }
 }
