@@ -38,7 +38,7 @@ AlphaKeeper::AlphaKeeper(const Proc::FactoryPtr& factory, const Step& step, Fram
     if (!IsWithoutAlpha(classId) || !Proc::IsTransparent(*picture)) return;
     samples_.resize(std::size_t{info_.width} * info_.height);
     const auto width = static_cast<int>(info_.width), height = static_cast<int>(info_.height);
-    Proc::CopyChannel(Proc::GetChannel(std::as_const(*picture), Proc::ChannelKind::Alpha),
+    Proc::CopyChannel(Proc::GetChannel(std::as_const(*picture), ChannelKind::Alpha),
                       {samples_.data(), width, 1, width, height});
     if (IsBlur(classId) && PixFmtDescription::Get(picture->GetPixFmt()).kind == PixFmtDescription::Kind::Packed) {
         Proc::MakeWritable(picture);
@@ -54,7 +54,7 @@ bool AlphaKeeper::Restore(FramePtr& picture) const {
     if (Proc::IsTransparent(*picture)) return true;
     Proc::MakeWritable(picture);
     const auto width = static_cast<int>(info.width), height = static_cast<int>(info.height);
-    Proc::CopyChannel({samples_.data(), width, 1, width, height}, Proc::GetChannel(*picture, Proc::ChannelKind::Alpha));
+    Proc::CopyChannel({samples_.data(), width, 1, width, height}, Proc::GetChannel(*picture, ChannelKind::Alpha));
     return true;
 }
 

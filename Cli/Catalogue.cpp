@@ -6,6 +6,7 @@
 #include "Cli/Errors.h"
 #include "Host/Core/Exception.h"
 #include "Host/Proc/EffectFactory.h"
+#include "Host/Settings/NearestName.h"
 
 namespace Kalvatri {
 

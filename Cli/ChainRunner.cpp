@@ -7,7 +7,7 @@
 #include "Cli/AlphaKeeper.h"
 #include "Cli/ChainProgress.h"
 #include "Cli/Errors.h"
-#include "Host/Core/Notes.h"
+#include "Host/Core/Property.h"
 #include "Host/Core/Threads.h"
 #include "Host/Settings/Common/SettingsColorspaceConverter.h"
 

@@ -14,6 +14,7 @@
 #include "Cli/Errors.h"
 #include "Host/Conf/PixFmtDescription.h"
 #include "Host/Core/Exception.h"
+#include "Host/Settings/NearestName.h"
 #include "Host/Settings/Settings.h"
 
 namespace Kalvatri {

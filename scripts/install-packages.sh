@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
     g++ cmake ninja-build ccache pkg-config git
     libboost-dev libgoogle-glog-dev libhwy-dev
-    libopencv-dev libtbb-dev libvips-dev libexiv2-dev zlib1g-dev libmagick++-dev
+    libopencv-dev libvips-dev libexiv2-dev zlib1g-dev libmagick++-dev
     libcli11-dev nlohmann-json3-dev
     libgtest-dev libgmock-dev libbenchmark-dev
     imagemagick libimage-exiftool-perl time fonts-dejavu-core

@@ -1,28 +1,59 @@
 // What the host knows about each pixel format.
 #pragma once
 
+#include <array>
 #include <cstdint>
+#include <string_view>
 #include <vector>
 
 #include "Host/Conf/PixFmt.h"
 
 namespace Orvexa {
 
+/// A picture's channels, by the letters that `PixFmtDescription::layout` spells them with.
+enum class ChannelKind : char {
+    Red = 'R',
+    Green = 'G',
+    Blue = 'B',
+    Luma = 'Y',  ///< also the one channel of grey frames
+    Cb = 'U',
+    Cr = 'V',
+    Alpha = 'A',
+    Index = 'I',  ///< into the palette, which is plane 1 of an indexed frame
+};
+
+/// What a plane holds.
+enum class PlaneRole : std::uint8_t { Packed, Luma, Chroma, Alpha, Indices, Palette };
+
 struct PixFmtDescription {
     enum class Kind : std::uint8_t { Planar, SemiPlanar, Packed, Gray, Indexed };
     static constexpr std::uint32_t kFlagAlpha = 1u << 3;
     static constexpr std::uint32_t kFlagPlanar = 1u << 4;
+    static constexpr std::size_t kMaxPlanes = 4;
+
+    /// The channels of one pixel in the order of their bytes, plane by plane; empty for a plane that there is not.
+    using Layout = std::array<std::string_view, kMaxPlanes>;
+    /// Where a channel is kept: its first sample stands at byte `offset` of a row, the next ones `step` bytes apart.
+    struct Place {
+        std::uint8_t plane, offset, step;
+    };
 
     PixFmt pixFmt;
     const char* name;
-    Kind kind;
     std::uint8_t chromaShiftX;  ///< log2 of the horizontal chroma subsampling
     std::uint8_t chromaShiftY;  ///< log2 of the vertical chroma subsampling
+    Layout layout;
+
+    // What follows from the layout.
+    Kind kind;
     std::uint32_t flags;
-    std::uint8_t planes;         ///< number of planes, alpha or palette included
-    std::uint8_t bytesPerPixel;  ///< of plane 0
-    std::int8_t red;             ///< byte of red within a packed pixel; -1 if not packed
-    std::int8_t alpha;           ///< byte of alpha within a packed pixel; -1 if there is none
+    std::uint8_t planes;           ///< number of planes, alpha or palette included
+    std::uint8_t bytesPerPixel;    ///< of plane 0
+    std::int8_t red, green, blue;  ///< bytes of the colours within a pixel; all 0 for grey, -1 if not packed
+    std::int8_t alpha;             ///< byte of alpha within a packed pixel; -1 if there is none
+
+    PixFmtDescription(PixFmt format, const char* formatName, std::uint8_t shiftX, std::uint8_t shiftY,
+                      const Layout& channels);
 
     /// The description of a format, or null if the format is unknown.
     static const PixFmtDescription* Find(PixFmt pixFmt);
@@ -32,13 +63,16 @@ struct PixFmtDescription {
 
     bool HasAlpha() const { return (flags & kFlagAlpha) != 0; }
     bool IsPlanar() const { return (flags & kFlagPlanar) != 0; }
-    /// Bytes of green and blue within a packed pixel. Green is always between red and blue.
-    int GetGreen() const { return alpha == 0 ? 2 : 1; }
-    int GetBlue() const { return 2 * GetGreen() - red; }
-    /// True for planes 1 and 2 of the Y'CbCr formats, which may be subsampled.
-    bool IsChroma(std::uint8_t plane) const {
-        return (plane == 1 || plane == 2) && (kind == Kind::Planar || kind == Kind::SemiPlanar);
-    }
+    /// The place of a channel; one that the format lacks throws `EffectException`.
+    Place GetPlace(ChannelKind channel) const;
+    /// The Y'CbCr format with a sample of every channel for each pixel, with alpha if this one has it.
+    PixFmt GetFinestPlanar() const { return HasAlpha() ? PixFmt::Yuva444p : PixFmt::Yuv444p; }
+    /// What plane `plane`, which must exist, holds.
+    PlaneRole GetRole(std::uint8_t plane) const;
+    /// True for planes of chroma, which may be subsampled.
+    bool IsChroma(std::uint8_t plane) const { return plane < planes && GetRole(plane) == PlaneRole::Chroma; }
+    /// Bytes of one sample of the plane's own grid: of a packed pixel, a pair of chroma or a palette entry, else 1.
+    std::uint8_t GetBytesPerPixel(std::uint8_t plane) const { return static_cast<std::uint8_t>(layout[plane].size()); }
     std::uint8_t GetShiftX(std::uint8_t plane) const { return IsChroma(plane) ? chromaShiftX : std::uint8_t{0}; }
     std::uint8_t GetShiftY(std::uint8_t plane) const { return IsChroma(plane) ? chromaShiftY : std::uint8_t{0}; }
     /// Bytes that `width` pixels of the picture occupy in a row of `plane`, subsampled sizes rounded up; 0 if there is

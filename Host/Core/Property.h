@@ -32,6 +32,10 @@ private:
 /// A statistics record: `name` with the children "total" and "count".
 Property MakeStatistics(std::string_view name, std::int64_t total, std::uint64_t count);
 
+/// Names the child of a statistics record that says in words what a user should know about the last run; there is none
+/// if all went well.
+inline constexpr std::string_view kNoteKey = "note";
+
 /// Names the child of a statistics record that tells which effect it is about.
 struct PerformanceTimer {
     static inline const std::string IMPL_NAME = "PerformanceTimer.ImplName";

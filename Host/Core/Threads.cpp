@@ -6,8 +6,9 @@
 #include <atomic>
 #include <exception>
 #include <limits>
+#include <memory>
 #include <mutex>
-#include <opencv2/core/utility.hpp>
+#include <opencv2/core/parallel/parallel_backend.hpp>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -19,7 +20,7 @@ namespace {
 
 std::atomic<int> libraryThreads = 0;  // 0 while nobody has set it
 
-thread_local bool isInParallelFor = false;
+thread_local bool staysAlone = false;
 
 class Loop {
 public:
@@ -28,7 +29,7 @@ public:
     // Takes one index after another. Indices are handed out in ascending order and each call is run to its end, so
     // every index below a failed one has been tried, and which exception wins does not depend on the threads.
     void Work() {
-        const bool wasInside = std::exchange(isInParallelFor, true);
+        const OnCallingThread alone;
         for (std::size_t index = next_++; index < count_; index = next_++) {
             try {
                 body_(index);
@@ -41,7 +42,6 @@ public:
                 }
             }
         }
-        isInParallelFor = wasInside;
     }
 
     void Rethrow() const {
@@ -57,6 +57,43 @@ private:
     std::exception_ptr failure_;
 };
 
+// OpenCV's loops on threads as everywhere else, instead of those of a scheduler of its own: the number of threads is
+// one for all, and a thread that is to stay alone does. cv::setNumThreads would set it for the whole process.
+class OpenCvLoops : public cv::parallel::ParallelForAPI {
+public:
+    void parallel_for(int tasks, FN_parallel_for_body_cb_t body, void* data) override {
+        const int threads = std::min(tasks, getNumThreads());
+        if (threads <= 1) {
+            body(0, tasks, data);
+            return;
+        }
+        const int piece = std::max(1, tasks / (kPiecesPerThread * threads));
+        std::atomic<int> nextThread = 0, nextTask = 0;
+        RunOnThreads(static_cast<std::size_t>(threads), [&] {
+            const OnCallingThread alone;
+            const int numberBefore = std::exchange(threadNumber_, nextThread++);
+            for (int first; (first = nextTask.fetch_add(piece)) < tasks;)
+                body(first, std::min(first + piece, tasks), data);  // which keeps exceptions to itself
+            threadNumber_ = numberBefore;
+        });
+    }
+    int getThreadNum() const override { return threadNumber_; }
+    int getNumThreads() const override { return staysAlone ? 1 : GetLibraryThreads(); }
+    int setNumThreads(int) override { return getNumThreads(); }
+    const char* getName() const override { return "kalvatri"; }
+
+private:
+    static constexpr int kPiecesPerThread = 4;  // so that threads end at about the same time
+    static inline thread_local int threadNumber_ = 0;
+};
+
+void TakeOverOpenCvLoops() {
+    [[maybe_unused]] static const bool isDone = [] {
+        cv::parallel::setParallelForBackend(std::make_shared<OpenCvLoops>(), false);
+        return true;
+    }();
+}
+
 }  // namespace
 
 int CountProcessors() {
@@ -66,11 +103,10 @@ int CountProcessors() {
         1, static_cast<int>(std::thread::hardware_concurrency()));  // more processors than the set has room for
 }
 
-// The codecs and ImageMagick are held to one thread where they are started. OpenCV's scheduler complains on stderr when
-// it is asked for more threads than there are processors.
+// The codecs and ImageMagick are held to one thread where they are started.
 void SetLibraryThreads(int threads) {
     libraryThreads = threads;
-    cv::setNumThreads(std::min(threads, cv::getNumberOfCPUs()));
+    TakeOverOpenCvLoops();
 }
 
 int GetLibraryThreads() {
@@ -78,19 +114,36 @@ int GetLibraryThreads() {
     return threads > 0 ? threads : CountProcessors();
 }
 
-void ParallelFor(std::size_t count, const std::function<void(std::size_t)>& body) {
-    Loop loop(count, body);
+void RunOnThreads(std::size_t count, const std::function<void()>& work) {
+    std::exception_ptr failure;
+    std::once_flag hasFailed;
+    const auto run = [&] {
+        try {
+            work();
+        } catch (...) {
+            std::call_once(hasFailed, [&] { failure = std::current_exception(); });
+        }
+    };
     {
         std::vector<std::jthread> helpers;
-        const std::size_t wanted = isInParallelFor ? 1 : std::min(count, static_cast<std::size_t>(GetLibraryThreads()));
         try {
-            while (helpers.size() + 1 < wanted) helpers.emplace_back([&loop] { loop.Work(); });
+            while (helpers.size() + 1 < count) helpers.emplace_back(run);
         } catch (const std::system_error&) {
             // The threads that there are do the work.
         }
-        loop.Work();
+        run();
     }
+    if (failure != nullptr) std::rethrow_exception(failure);
+}
+
+void ParallelFor(std::size_t count, const std::function<void(std::size_t)>& body) {
+    if (count == 1) return body(0);
+    Loop loop(count, body);
+    RunOnThreads(staysAlone ? 1 : std::min(count, static_cast<std::size_t>(GetLibraryThreads())), [&] { loop.Work(); });
     loop.Rethrow();
 }
+
+OnCallingThread::OnCallingThread() : before_(std::exchange(staysAlone, true)) { TakeOverOpenCvLoops(); }
+OnCallingThread::~OnCallingThread() { staysAlone = before_; }
 
 }  // namespace Orvexa::Core

@@ -16,10 +16,28 @@ void SetLibraryThreads(int threads);
 /// The number of threads that one call of an effect may use, its caller's included.
 int GetLibraryThreads();
 
+/// Calls `work` once on each of up to `count` threads, of which the calling thread is one, and returns when all calls
+/// have ended; the first exception is rethrown then. Continues with fewer threads when the system has no more.
+void RunOnThreads(std::size_t count, const std::function<void()>& work);
+
 /// Calls `body` with 0 .. count - 1, starting in this order, on up to `GetLibraryThreads()` threads, of which the
 /// calling thread is one; returns when all calls have ended. Called from inside a `body`, it stays on the calling
-/// thread. When calls throw, no further ones start and the exception of the lowest index is rethrown. Continues with
-/// fewer threads when the system has no more.
+/// thread, and so does OpenCV. When calls throw, no further ones start and the exception of the lowest index is
+/// rethrown. Continues with fewer threads when the system has no more.
 void ParallelFor(std::size_t count, const std::function<void(std::size_t)>& body);
+
+/// While an object lives, loops that its thread runs, OpenCV's included, stay on this thread and see no other. For
+/// OpenCV's neural networks: their layers divide their work by the number of threads, and where a piece ends, sums are
+/// rounded in another order.
+class OnCallingThread {
+public:
+    OnCallingThread();
+    ~OnCallingThread();
+    OnCallingThread(const OnCallingThread&) = delete;
+    OnCallingThread& operator=(const OnCallingThread&) = delete;
+
+private:
+    const bool before_;
+};
 
 }  // namespace Orvexa::Core

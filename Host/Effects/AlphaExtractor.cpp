@@ -18,8 +18,7 @@ protected:
             frame.reset();
             return;
         }
-        const ConstFramePtr source =
-            frame->GetPixFmt() == PixFmt::Pal8 ? ConvertPixFmt(*frame, PixFmt::Rgba, allocator_) : frame;
+        const ConstFramePtr source = Expanded(ConstFramePtr(frame), allocator_);
         FramePtr mask = NewFrame(allocator_, PixFmt::Gray8, source->GetFrameInfo());
         CopyChannel(GetChannel(*source, ChannelKind::Alpha), GetChannel(*mask, ChannelKind::Luma));
         frame = std::move(mask);

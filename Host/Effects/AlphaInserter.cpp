@@ -22,11 +22,8 @@ protected:
             mask->GetFrameInfo().height != info.height) {
             Throw("The mask must be a grey frame of the picture's size!");
         }
-        if (frame->GetPixFmt() == PixFmt::Pal8) {
-            frame = ConvertPixFmt(*frame, PixFmt::Rgba, allocator_);
-        } else {
-            MakeWritable(frame);
-        }
+        frame = Expanded(frame, allocator_);
+        MakeWritable(frame);
         CopyChannel(GetChannel(*mask, ChannelKind::Luma), GetChannel(*frame, ChannelKind::Alpha));
     }
 };

@@ -9,28 +9,9 @@ namespace Orvexa::Proc {
 
 namespace {
 
-struct Place {
-    std::uint8_t plane;
-    int offset;  // of the first sample
-    int step;
-};
-
-Place FindPlace(const PixFmtDescription& description, ChannelKind kind) {
-    using Kind = PixFmtDescription::Kind;
-    const bool isSemiPlanar = description.kind == Kind::SemiPlanar;
-    const bool isVFirst = description.pixFmt == PixFmt::Nv21;
-    switch (kind) {
-        case ChannelKind::Luma: return {0, 0, 1};
-        case ChannelKind::Cb: return isSemiPlanar ? Place{1, isVFirst ? 1 : 0, 2} : Place{1, 0, 1};
-        case ChannelKind::Cr: return isSemiPlanar ? Place{1, isVFirst ? 0 : 1, 2} : Place{2, 0, 1};
-        case ChannelKind::Alpha: break;
-    }
-    return description.kind == Kind::Packed ? Place{0, description.alpha, description.bytesPerPixel} : Place{3, 0, 1};
-}
-
 template <class Byte, class Frame>
 ChannelView<Byte> MakeChannel(Frame& frame, ChannelKind kind) {
-    const Place place = FindPlace(PixFmtDescription::Get(frame.GetPixFmt()), kind);
+    const PixFmtDescription::Place place = PixFmtDescription::Get(frame.GetPixFmt()).GetPlace(kind);
     const auto plane = frame.GetPlane(place.plane);
     return {plane.GetData() + place.offset, plane.GetStride(), place.step,
             static_cast<int>(plane.GetWidth()) / place.step, static_cast<int>(plane.GetHeight())};

@@ -23,10 +23,8 @@ struct ChannelView {
 using Channel = ChannelView<std::uint8_t>;
 using ConstChannel = ChannelView<const std::uint8_t>;
 
-enum class ChannelKind { Luma, Cb, Cr, Alpha };
-
-/// The channel of a frame. Luma is also the one channel of grey frames. The format must have the channel and must not
-/// be indexed.
+/// The channel of a frame; one that its format lacks throws `EffectException`. The colours and alpha of an indexed
+/// frame are no channels.
 Channel GetChannel(IDataVideo& frame, ChannelKind kind);
 ConstChannel GetChannel(const IDataVideo& frame, ChannelKind kind);
 

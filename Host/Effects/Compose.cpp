@@ -69,12 +69,9 @@ protected:
             original.kind == PixFmtDescription::Kind::Packed || original.kind == PixFmtDescription::Kind::Gray;
         const PixFmt working = isReady ? original.pixFmt : original.HasAlpha() ? PixFmt::Rgba : PixFmt::Rgb24;
         FramePtr result = isReady ? CloneFrame(*frame, kCloneIndependent) : ConvertPixFmt(*frame, working, allocator_);
-        ComposeInto(
-            result->GetPlane(0),
-            (second->GetPixFmt() == working ? second : ConvertPixFmt(*second, working, allocator_))->GetPlane(0),
-            PixFmtDescription::Get(working).alpha);
-        const bool goesBack = !isReady && original.kind != PixFmtDescription::Kind::Indexed;
-        frame = goesBack ? ConvertPixFmt(*result, original.pixFmt, allocator_) : result;
+        const ConstFramePtr layer = InFormat(second, working, allocator_);
+        ComposeInto(result->GetPlane(0), layer->GetPlane(0), PixFmtDescription::Get(working).alpha);
+        frame = InFormat(result, ExpandedFormat(original.pixFmt), allocator_);
     }
 
 private:

@@ -104,16 +104,14 @@ private:
 };
 
 void PackedToPacked(PackedRows& source, IDataVideo& target, const PixFmtDescription& to) {
-    const PixFmtDescription& from = source.GetDescription();
-    const ByteOrder order = from.kind == Kind::Gray ? MakeGrayOrder(GetPackedLayout(to))
-                                                    : MakeByteOrder(GetPackedLayout(from), GetPackedLayout(to));
+    const ByteOrder order = MakeByteOrder(source.GetDescription(), to);
     const Plane out = target.GetPlane(0);
     for (std::uint64_t y = 0; y < source.GetHeight(); ++y)
         ShuffleRow(order, source.Get(y), out.GetRow(y), source.GetWidth());
 }
 
 void PackedToGray(PackedRows& source, IDataVideo& target) {
-    const PackedLayout layout = GetPackedLayout(source.GetDescription());
+    const PixFmtDescription& layout = source.GetDescription();
     const Plane out = target.GetPlane(0);
     for (std::uint64_t y = 0; y < source.GetHeight(); ++y)
         RgbToLumaRow(layout, source.Get(y), out.GetRow(y), source.GetWidth());
@@ -123,7 +121,7 @@ void PackedToGray(PackedRows& source, IDataVideo& target) {
 void PackedToPlanar(PackedRows& source, IDataVideo& target, const PixFmtDescription& to) {
     const Channel luma = GetChannel(target, ChannelKind::Luma);
     const Channel chroma[] = {GetChannel(target, ChannelKind::Cb), GetChannel(target, ChannelKind::Cr)};
-    const PackedLayout layout = GetPackedLayout(source.GetDescription());
+    const PixFmtDescription& layout = source.GetDescription();
     const Channel alpha = layout.alpha >= 0 && to.HasAlpha() ? GetChannel(target, ChannelKind::Alpha) : Channel{};
     const bool isFull = to.chromaShiftX == 0 && to.chromaShiftY == 0;
     ChromaBand band(isFull ? 0 : luma.width);
@@ -136,7 +134,7 @@ void PackedToPlanar(PackedRows& source, IDataVideo& target, const PixFmtDescript
             RgbToYccRow(layout, row, luma.GetRow(first + y), cb.GetRow(y), cr.GetRow(y),
                         static_cast<std::size_t>(luma.width));
             if (alpha.data != nullptr)
-                CopyChannel({row + layout.alpha, 0, layout.bytes, luma.width, 1}, RowsOf(alpha, first + y, 1));
+                CopyChannel({row + layout.alpha, 0, layout.bytesPerPixel, luma.width, 1}, RowsOf(alpha, first + y, 1));
         }
         if (isFull) continue;
         const int coarseRows = -(-rows >> to.chromaShiftY);
@@ -150,7 +148,6 @@ void PlanarToPacked(const IDataVideo& source, const PixFmtDescription& from, IDa
     const ConstChannel luma = GetChannel(source, ChannelKind::Luma);
     const ConstChannel chroma[] = {GetChannel(source, ChannelKind::Cb), GetChannel(source, ChannelKind::Cr)};
     const Plane out = target.GetPlane(0);
-    const PackedLayout layout = GetPackedLayout(to);
     const bool isFull = from.chromaShiftX == 0 && from.chromaShiftY == 0;
     ChromaBand band(isFull ? 0 : luma.width);
     for (int first = 0; first < luma.height; first += kBandRows) {
@@ -166,7 +163,7 @@ void PlanarToPacked(const IDataVideo& source, const PixFmtDescription& from, IDa
             }
         }
         for (int y = 0; y < rows; ++y) {
-            YccToRgbRow(layout, luma.GetRow(first + y), full[0].GetRow(y), full[1].GetRow(y),
+            YccToRgbRow(to, luma.GetRow(first + y), full[0].GetRow(y), full[1].GetRow(y),
                         out.GetRow(static_cast<std::uint64_t>(first + y)), static_cast<std::size_t>(luma.width));
         }
     }

@@ -19,4 +19,19 @@ PixFmt ChooseTarget(PixFmt source, const std::vector<PixFmt>& candidates);
 /// format is not supported! ...".
 FramePtr ConvertPixFmt(const IDataVideo& source, PixFmt target, const AllocatorPtr& allocator);
 
+/// `frame` itself if it is in format `target`, else what `ConvertPixFmt` makes of it.
+template <class Pointer>
+Pointer InFormat(const Pointer& frame, PixFmt target, const AllocatorPtr& allocator) {
+    return frame->GetPixFmt() == target ? frame : Pointer(ConvertPixFmt(*frame, target, allocator));
+}
+
+/// RGBA for indexed pictures, which have no room for new colours; every other format as it is.
+inline PixFmt ExpandedFormat(PixFmt format) { return format == PixFmt::Pal8 ? PixFmt::Rgba : format; }
+
+/// The frame with samples that can be mixed: an indexed one as RGBA.
+template <class Pointer>
+Pointer Expanded(const Pointer& frame, const AllocatorPtr& allocator) {
+    return InFormat(frame, ExpandedFormat(frame->GetPixFmt()), allocator);
+}
+
 }  // namespace Orvexa::Proc

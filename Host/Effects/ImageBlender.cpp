@@ -181,13 +181,12 @@ protected:
         const PixFmtDescription& description = PixFmtDescription::Get(frame->GetPixFmt());
         if (description.kind == PixFmtDescription::Kind::Indexed)
             Throw("Pixel format is not supported! Pixels of indexed frames cannot be mixed.");
-        const ConstFramePtr layer =
-            second->GetPixFmt() == PixFmt::Pal8 ? ConvertPixFmt(*second, PixFmt::Rgba, allocator_) : second;
+        const ConstFramePtr layer = Expanded(second, allocator_);
         // Conversion loses alpha where D has none, so it is taken from the unconverted layer.
         LayerAlpha alpha(second->GetExtraAlpha(0) ? *second : *layer, settings_.GetAlphaMode());
         const ConstFramePtr picture = PictureFor(*frame, layer);
         for (std::uint8_t i = 0; i < description.planes; ++i) {
-            if (description.IsPlanar() && i == 3) continue;
+            if (description.GetRole(i) == PlaneRole::Alpha) continue;
             const ConstPlane source = picture->GetPlane(i);
             const int shiftX = description.GetShiftX(i), shiftY = description.GetShiftY(i);
             const bool isSubsampled = shiftX != 0 || shiftY != 0;

@@ -3,10 +3,7 @@
 
 #include <opencv2/imgproc.hpp>
 
-#include "Host/Conf/PixFmtDescription.h"
-#include "Host/Effects/ConvertPixFmt.h"
-#include "Host/Effects/HostEffect.h"
-#include "Host/Effects/Mats.h"
+#include "Host/Effects/PlanesEffect.h"
 #include "Host/Settings/Common/SettingsEffectMorphology.h"
 
 namespace Orvexa::Proc {
@@ -40,26 +37,28 @@ int ShapeOf(MorphologyKernel kernel) {
     Throw("Morphology kernel is not supported! It must be 0..2.");
 }
 
-class Morphology : public HostOneInput<SettingsEffectMorphology> {
+class Morphology : public PlanesEffect<SettingsEffectMorphology> {
 public:
-    using HostOneInput::HostOneInput;
+    using PlanesEffect::PlanesEffect;
 
 protected:
-    void Process(FramePtr& frame) override {
-        const int operation = OperationOf(settings_.GetOperation()), border = BorderOf(settings_.GetBorder()),
-                  shape = ShapeOf(settings_.GetKernel());
-        if (settings_.GetSize() <= 0 || settings_.GetIterations() == 0) return;
-        const ConstFramePtr source =
-            frame->GetPixFmt() == PixFmt::Pal8 ? ConvertPixFmt(*frame, PixFmt::Rgba, allocator_) : frame;
-        const FramePtr result = NewFrame(allocator_, source->GetPixFmt(), source->GetFrameInfo());
-        const cv::Mat kernel = cv::getStructuringElement(shape, cv::Size(2, 2) * settings_.GetSize() + cv::Size(1, 1));
-        for (std::uint8_t i = 0; i < GetPlanesCount(*source); ++i) {
-            cv::Mat target = AsMat(result->GetPlane(i));
-            cv::morphologyEx(AsMat(source->GetPlane(i)), target, operation, kernel, cv::Point(-1, -1),
-                             static_cast<int>(settings_.GetIterations()), border);
-        }
-        frame = result;
+    bool Prepare(const IDataVideo&) override {
+        operation_ = OperationOf(settings_.GetOperation());
+        border_ = BorderOf(settings_.GetBorder());
+        const int shape = ShapeOf(settings_.GetKernel());
+        if (settings_.GetSize() <= 0 || settings_.GetIterations() == 0) return false;
+        kernel_ = cv::getStructuringElement(shape, cv::Size(2, 2) * settings_.GetSize() + cv::Size(1, 1));
+        return true;
     }
+
+    void ProcessPlane(const PlaneTask& plane) const override {
+        cv::morphologyEx(plane.from, plane.to, operation_, kernel_, cv::Point(-1, -1),
+                         static_cast<int>(settings_.GetIterations()), border_);
+    }
+
+private:
+    int operation_ = 0, border_ = 0;
+    cv::Mat kernel_;
 };
 
 }  // namespace

@@ -8,10 +8,7 @@
 #include <limits>
 #include <opencv2/core.hpp>
 
-#include "Host/Conf/PixFmtDescription.h"
-#include "Host/Effects/ConvertPixFmt.h"
-#include "Host/Effects/HostEffect.h"
-#include "Host/Effects/Mats.h"
+#include "Host/Effects/PlanesEffect.h"
 #include "Host/Effects/Texture.h"
 #include "Host/Settings/Common/SettingsEffectPad.h"
 
@@ -50,63 +47,41 @@ int NearestEntry(const ConstPlane& palette, const Color& color) {
     return nearest;
 }
 
-class Pad : public HostOneInput<SettingsEffectPad> {
+class Pad : public PlanesEffect<SettingsEffectPad> {
 public:
-    using HostOneInput::HostOneInput;
+    using PlanesEffect::PlanesEffect;
 
 protected:
-    void Process(FramePtr& frame) override {
+    bool Prepare(const IDataVideo&) override { return settings_.GetMargins() != CropInfo(); }
+
+    FrameInfo GetNewInfo(const FrameInfo& info) const override {
         const CropInfo& margins = settings_.GetMargins();
-        if (margins == CropInfo()) return;
-        const ConstFramePtr source = frame;
-        FrameInfo info = source->GetFrameInfo();
-        info.width = PaddedSide(info.width, margins.left, margins.right);
-        info.height = PaddedSide(info.height, margins.top, margins.bottom);
+        return {PaddedSide(info.width, margins.left, margins.right),
+                PaddedSide(info.height, margins.top, margins.bottom), info.aspect};
+    }
+
+    // Windows of a texture may start anywhere, for which every pixel needs samples of its own. Borders repeat samples
+    // and mix none, indices neither.
+    PixFmt GetWorkingFormat(const PixFmtDescription& format) const override {
+        if (settings_.GetMode() != PadMode::Texture) return format.pixFmt;
+        const bool isSubsampled = format.chromaShiftX + format.chromaShiftY > 0;
+        return isSubsampled ? format.GetFinestPlanar() : ExpandedFormat(format.pixFmt);
+    }
+
+    void ProcessPlane(const PlaneTask& plane) const override {
+        const CropInfo& margins = settings_.GetMargins();
+        const int left = static_cast<int>(margins.left >> plane.shiftX),
+                  top = static_cast<int>(margins.top >> plane.shiftY);
+        const cv::Mat &from = plane.from, &to = plane.to;
         if (settings_.GetMode() == PadMode::Texture) {
-            frame = Extended(*source, info);
-            return;
+            ExtendTexture(from, to, left, top);
+        } else {
+            cv::copyMakeBorder(from, to, top, to.rows - top - from.rows, left, to.cols - left - from.cols,
+                               BorderType(settings_.GetMode()), FillValue(plane.picture, plane.index));
         }
-        FramePtr target = NewFrame(allocator_, source->GetPixFmt(), info);
-        const int border = BorderType(settings_.GetMode());
-        const PixFmtDescription& description = PixFmtDescription::Get(source->GetPixFmt());
-        const bool isIndexed = description.kind == PixFmtDescription::Kind::Indexed;
-        for (std::uint8_t i = 0; i < description.planes; ++i) {
-            const ConstPlane from = source->GetPlane(i);
-            const cv::Mat to = AsMat(target->GetPlane(i));
-            if (isIndexed && i == 1) {
-                CopyPlane(from, target->GetPlane(i));
-                continue;
-            }
-            const int left = static_cast<int>(margins.left >> description.GetShiftX(i)),
-                      top = static_cast<int>(margins.top >> description.GetShiftY(i));
-            const cv::Mat in = AsMat(from);
-            cv::copyMakeBorder(in, to, top, to.rows - top - in.rows, left, to.cols - left - in.cols, border,
-                               FillValue(*source, i));
-        }
-        frame = std::move(target);
     }
 
 private:
-    // Windows of a texture may start anywhere, for which every pixel needs samples of its own. An indexed frame becomes
-    // RGBA.
-    FramePtr Extended(const IDataVideo& source, const FrameInfo& info) const {
-        const PixFmtDescription& description = PixFmtDescription::Get(source.GetPixFmt());
-        const bool isIndexed = description.kind == PixFmtDescription::Kind::Indexed;
-        const bool isSubsampled = description.chromaShiftX + description.chromaShiftY > 0;
-        const PixFmt working = isIndexed                ? PixFmt::Rgba
-                               : !isSubsampled          ? source.GetPixFmt()
-                               : description.HasAlpha() ? PixFmt::Yuva444p
-                                                        : PixFmt::Yuv444p;
-        const ConstFramePtr texture =
-            working == source.GetPixFmt() ? ConstFramePtr(&source) : ConvertPixFmt(source, working, allocator_);
-        FramePtr extended = NewFrame(allocator_, working, info);
-        for (std::uint8_t i = 0; i < GetPlanesCount(*texture); ++i) {
-            ExtendTexture(AsMat(texture->GetPlane(i)), AsMat(extended->GetPlane(i)),
-                          static_cast<int>(settings_.GetMargins().left), static_cast<int>(settings_.GetMargins().top));
-        }
-        return isSubsampled ? ConvertPixFmt(*extended, source.GetPixFmt(), allocator_) : extended;
-    }
-
     // The fill colour as a pixel of one plane.
     cv::Scalar FillValue(const IDataVideo& source, std::uint8_t plane) const {
         if (settings_.GetMode() != PadMode::Fill) return {};

@@ -66,13 +66,13 @@ namespace Orvexa::Proc::PixelRows::HWY_NAMESPACE {
 #if HWY_TARGET == HWY_SCALAR
 
 std::size_t Shuffle(const ByteOrder&, const std::uint8_t*, std::uint8_t*, std::size_t) { return 0; }
-std::size_t RgbToLuma(const PackedLayout&, const std::uint8_t*, std::uint8_t*, std::size_t) { return 0; }
-std::size_t RgbToYcc(const PackedLayout&, const std::uint8_t*, std::uint8_t*, std::uint8_t*, std::uint8_t*,
+std::size_t RgbToLuma(const PixFmtDescription&, const std::uint8_t*, std::uint8_t*, std::size_t) { return 0; }
+std::size_t RgbToYcc(const PixFmtDescription&, const std::uint8_t*, std::uint8_t*, std::uint8_t*, std::uint8_t*,
                      std::size_t) {
     return 0;
 }
-std::size_t YccToRgb(const PackedLayout&, const std::uint8_t*, const std::uint8_t*, const std::uint8_t*, std::uint8_t*,
-                     std::size_t) {
+std::size_t YccToRgb(const PixFmtDescription&, const std::uint8_t*, const std::uint8_t*, const std::uint8_t*,
+                     std::uint8_t*, std::size_t) {
     return 0;
 }
 
@@ -193,27 +193,28 @@ std::size_t YccToRgbBlocks(const std::uint8_t* luma, const std::uint8_t* cb, con
 
 // Calls `use` with the layout's numbers as constants.
 template <class Use>
-HWY_INLINE std::size_t WithLayout(const PackedLayout& layout, Use&& use) {
+HWY_INLINE std::size_t WithLayout(const PixFmtDescription& layout, Use&& use) {
     const bool isRedFirst = layout.red < layout.blue;
-    if (layout.bytes == 3)
+    if (layout.bytesPerPixel == 3)
         return isRedFirst ? use.template operator()<3, 0, 1, 2>() : use.template operator()<3, 2, 1, 0>();
     if (layout.alpha == 0)
         return isRedFirst ? use.template operator()<4, 1, 2, 3>() : use.template operator()<4, 3, 2, 1>();
     return isRedFirst ? use.template operator()<4, 0, 1, 2>() : use.template operator()<4, 2, 1, 0>();
 }
 
-std::size_t RgbToLuma(const PackedLayout& layout, const std::uint8_t* rgb, std::uint8_t* luma, std::size_t pixels) {
+std::size_t RgbToLuma(const PixFmtDescription& layout, const std::uint8_t* rgb, std::uint8_t* luma,
+                      std::size_t pixels) {
     return WithLayout(layout, [&]<int kBytes, int kRed, int kGreen, int kBlue>() {
         return RgbToYccBlocks<kBytes, kRed, kGreen, kBlue, false>(rgb, luma, nullptr, nullptr, pixels);
     });
 }
-std::size_t RgbToYcc(const PackedLayout& layout, const std::uint8_t* rgb, std::uint8_t* luma, std::uint8_t* cb,
+std::size_t RgbToYcc(const PixFmtDescription& layout, const std::uint8_t* rgb, std::uint8_t* luma, std::uint8_t* cb,
                      std::uint8_t* cr, std::size_t pixels) {
     return WithLayout(layout, [&]<int kBytes, int kRed, int kGreen, int kBlue>() {
         return RgbToYccBlocks<kBytes, kRed, kGreen, kBlue, true>(rgb, luma, cb, cr, pixels);
     });
 }
-std::size_t YccToRgb(const PackedLayout& layout, const std::uint8_t* luma, const std::uint8_t* cb,
+std::size_t YccToRgb(const PixFmtDescription& layout, const std::uint8_t* luma, const std::uint8_t* cb,
                      const std::uint8_t* cr, std::uint8_t* rgb, std::size_t pixels) {
     return WithLayout(layout, [&]<int kBytes, int kRed, int kGreen, int kBlue>() {
         return YccToRgbBlocks<kBytes, kRed, kGreen, kBlue>(luma, cb, cr, rgb, pixels);
@@ -235,13 +236,8 @@ HWY_EXPORT(RgbToYcc);
 HWY_EXPORT(YccToRgb);
 }  // namespace PixelRows
 
-PackedLayout GetPackedLayout(const PixFmtDescription& description) {
-    return {description.bytesPerPixel, description.red, description.GetGreen(), description.GetBlue(),
-            description.alpha};
-}
-
-ByteOrder MakeByteOrder(const PackedLayout& from, const PackedLayout& to) {
-    ByteOrder order{from.bytes, to.bytes, {}};
+ByteOrder MakeByteOrder(const PixFmtDescription& from, const PixFmtDescription& to) {
+    ByteOrder order{from.bytesPerPixel, to.bytesPerPixel, {}};
     const auto set = [&](int byte, int source) {
         order.order[static_cast<std::size_t>(byte)] = static_cast<std::int8_t>(source);
     };
@@ -251,8 +247,6 @@ ByteOrder MakeByteOrder(const PackedLayout& from, const PackedLayout& to) {
     if (to.alpha >= 0) set(to.alpha, from.alpha);
     return order;
 }
-
-ByteOrder MakeGrayOrder(const PackedLayout& to) { return MakeByteOrder({1, 0, 0, 0, -1}, to); }
 
 void ShuffleRow(const ByteOrder& order, const std::uint8_t* from, std::uint8_t* to, std::size_t pixels) {
     for (std::size_t i = HWY_DYNAMIC_DISPATCH(PixelRows::Shuffle)(order, from, to, pixels); i < pixels; ++i) {
@@ -265,18 +259,18 @@ void ShuffleRow(const ByteOrder& order, const std::uint8_t* from, std::uint8_t* 
     }
 }
 
-void RgbToLumaRow(const PackedLayout& layout, const std::uint8_t* rgb, std::uint8_t* luma, std::size_t pixels) {
+void RgbToLumaRow(const PixFmtDescription& layout, const std::uint8_t* rgb, std::uint8_t* luma, std::size_t pixels) {
     for (std::size_t i = HWY_DYNAMIC_DISPATCH(PixelRows::RgbToLuma)(layout, rgb, luma, pixels); i < pixels; ++i) {
-        const std::uint8_t* p = rgb + i * static_cast<std::size_t>(layout.bytes);
+        const std::uint8_t* p = rgb + i * static_cast<std::size_t>(layout.bytesPerPixel);
         luma[i] = PixelRows::WeightedSum(p[layout.red], p[layout.green], p[layout.blue], PixelRows::kY, 0);
     }
 }
 
-void RgbToYccRow(const PackedLayout& layout, const std::uint8_t* rgb, std::uint8_t* luma, std::uint8_t* cb,
+void RgbToYccRow(const PixFmtDescription& layout, const std::uint8_t* rgb, std::uint8_t* luma, std::uint8_t* cb,
                  std::uint8_t* cr, std::size_t pixels) {
     for (std::size_t i = HWY_DYNAMIC_DISPATCH(PixelRows::RgbToYcc)(layout, rgb, luma, cb, cr, pixels); i < pixels;
          ++i) {
-        const std::uint8_t* p = rgb + i * static_cast<std::size_t>(layout.bytes);
+        const std::uint8_t* p = rgb + i * static_cast<std::size_t>(layout.bytesPerPixel);
         const auto sum = [&](const PixelRows::Weights& weights, int offset) {
             return PixelRows::WeightedSum(p[layout.red], p[layout.green], p[layout.blue], weights, offset);
         };
@@ -286,12 +280,12 @@ void RgbToYccRow(const PackedLayout& layout, const std::uint8_t* rgb, std::uint8
     }
 }
 
-void YccToRgbRow(const PackedLayout& layout, const std::uint8_t* luma, const std::uint8_t* cb, const std::uint8_t* cr,
-                 std::uint8_t* rgb, std::size_t pixels) {
+void YccToRgbRow(const PixFmtDescription& layout, const std::uint8_t* luma, const std::uint8_t* cb,
+                 const std::uint8_t* cr, std::uint8_t* rgb, std::size_t pixels) {
     for (std::size_t i = HWY_DYNAMIC_DISPATCH(PixelRows::YccToRgb)(layout, luma, cb, cr, rgb, pixels); i < pixels;
          ++i) {
         const PixelRows::Rgb value = PixelRows::ToRgb(luma[i], cb[i], cr[i]);
-        std::uint8_t* p = rgb + i * static_cast<std::size_t>(layout.bytes);
+        std::uint8_t* p = rgb + i * static_cast<std::size_t>(layout.bytesPerPixel);
         p[layout.red] = value.red;
         p[layout.green] = value.green;
         p[layout.blue] = value.blue;

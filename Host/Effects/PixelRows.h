@@ -13,31 +13,23 @@
 
 namespace Orvexa::Proc {
 
-/// Which byte of a packed pixel is what.
-struct PackedLayout {
-    int bytes;
-    int red, green, blue;
-    int alpha;  ///< -1 if there is none
-};
-/// The layout of a packed format.
-PackedLayout GetPackedLayout(const PixFmtDescription& description);
-
 /// Builds pixels of `toBytes` bytes from pixels of `fromBytes` bytes: byte k becomes byte order[k] of the source pixel,
 /// or 255 where that is -1.
 struct ByteOrder {
     int fromBytes, toBytes;
     std::array<std::int8_t, 4> order;
 };
-ByteOrder MakeByteOrder(const PackedLayout& from, const PackedLayout& to);
-/// Grey to packed: the sample in every colour byte.
-ByteOrder MakeGrayOrder(const PackedLayout& to);
+/// From a packed or grey format to a packed one; grey goes into every colour byte.
+ByteOrder MakeByteOrder(const PixFmtDescription& from, const PixFmtDescription& to);
 
 void ShuffleRow(const ByteOrder& order, const std::uint8_t* from, std::uint8_t* to, std::size_t pixels);
-void RgbToLumaRow(const PackedLayout& layout, const std::uint8_t* rgb, std::uint8_t* luma, std::size_t pixels);
-void RgbToYccRow(const PackedLayout& layout, const std::uint8_t* rgb, std::uint8_t* luma, std::uint8_t* cb,
+
+// `layout` is a packed format.
+void RgbToLumaRow(const PixFmtDescription& layout, const std::uint8_t* rgb, std::uint8_t* luma, std::size_t pixels);
+void RgbToYccRow(const PixFmtDescription& layout, const std::uint8_t* rgb, std::uint8_t* luma, std::uint8_t* cb,
                  std::uint8_t* cr, std::size_t pixels);
 /// Sets alpha to 255.
-void YccToRgbRow(const PackedLayout& layout, const std::uint8_t* luma, const std::uint8_t* cb, const std::uint8_t* cr,
-                 std::uint8_t* rgb, std::size_t pixels);
+void YccToRgbRow(const PixFmtDescription& layout, const std::uint8_t* luma, const std::uint8_t* cb,
+                 const std::uint8_t* cr, std::uint8_t* rgb, std::size_t pixels);
 
 }  // namespace Orvexa::Proc

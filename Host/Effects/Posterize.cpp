@@ -56,8 +56,7 @@ protected:
 private:
     // A grey frame, whatever the picture's format: its plane 0 is all that is asked for.
     FramePtr MakeIndices(const IDataVideo& picture, const Table& table) const {
-        const bool hasLuma =
-            PixFmtDescription::Get(picture.GetPixFmt()).IsPlanar() || picture.GetPixFmt() == PixFmt::Gray8;
+        const bool hasLuma = PixFmtDescription::Get(picture.GetPixFmt()).GetRole(0) == PlaneRole::Luma;
         const ConstFramePtr luma =
             hasLuma ? ConstFramePtr(&picture) : ConstFramePtr(ConvertPixFmt(picture, PixFmt::Gray8, allocator_));
         FramePtr indices = NewFrame(allocator_, PixFmt::Gray8, picture.GetFrameInfo());
@@ -67,22 +66,12 @@ private:
 
     // Packed formats reduce each colour, the others their luma, which leaves chroma as smooth as it was.
     FramePtr MakePicture(const FramePtr& picture, const Table& table) const {
-        FramePtr source =
-            picture->GetPixFmt() == PixFmt::Pal8 ? ConvertPixFmt(*picture, PixFmt::Rgba, allocator_) : picture;
+        const FramePtr source = Expanded(picture, allocator_);
         FramePtr reduced = CloneFrame(*source, kCloneIndependent);
-        const PixFmtDescription& description = PixFmtDescription::Get(reduced->GetPixFmt());
-        if (description.kind != PixFmtDescription::Kind::Packed) {
-            Apply(table, GetChannel(std::as_const(*source), ChannelKind::Luma),
-                  GetChannel(*reduced, ChannelKind::Luma));
-            return reduced;
-        }
-        const Plane plane = reduced->GetPlane(0);
-        const FrameInfo& info = reduced->GetFrameInfo();
-        for (int byte = 0; byte < description.bytesPerPixel; ++byte) {
-            if (byte == description.alpha) continue;
-            const Channel channel{plane.GetData() + byte, plane.GetStride(), description.bytesPerPixel,
-                                  static_cast<int>(info.width), static_cast<int>(info.height)};
-            Apply(table, channel, channel);
+        for (const char letter : PixFmtDescription::Get(reduced->GetPixFmt()).layout[0]) {
+            const auto kind = static_cast<ChannelKind>(letter);
+            if (kind != ChannelKind::Alpha)
+                Apply(table, GetChannel(std::as_const(*source), kind), GetChannel(*reduced, kind));
         }
         return reduced;
     }

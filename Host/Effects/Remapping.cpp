@@ -9,10 +9,7 @@
 #include <limits>
 #include <opencv2/imgproc.hpp>
 
-#include "Host/Conf/PixFmtDescription.h"
-#include "Host/Effects/ConvertPixFmt.h"
-#include "Host/Effects/HostEffect.h"
-#include "Host/Effects/Mats.h"
+#include "Host/Effects/PlanesEffect.h"
 #include "Host/Settings/Common/SettingsEffectRemapping.h"
 
 namespace Orvexa::Proc {
@@ -92,23 +89,20 @@ void RemapBlock(const cv::Mat& source, cv::Mat block, cv::Mat mapX, cv::Mat mapY
               cv::INTER_LINEAR, cv::BORDER_REPLICATE);
 }
 
-class Remapping : public HostOneInput<SettingsEffectRemapping> {
+class Remapping : public PlanesEffect<SettingsEffectRemapping> {
 public:
-    using HostOneInput::HostOneInput;
+    using PlanesEffect::PlanesEffect;
 
 protected:
-    void Process(FramePtr& frame) override {
+    bool Prepare(const IDataVideo&) override {
         if (!settings_.GetRowFunction()) Throw("Settings are not set!");
-        const ConstFramePtr source =
-            frame->GetPixFmt() == PixFmt::Pal8 ? ConvertPixFmt(*frame, PixFmt::Rgba, allocator_) : frame;
-        const PixFmtDescription& description = PixFmtDescription::Get(source->GetPixFmt());
-        const FramePtr moved = NewFrame(allocator_, source->GetPixFmt(), source->GetFrameInfo());
-        for (std::uint8_t i = 0; i < description.planes; ++i) {
-            PlanePositions positions(settings_.GetRowFunction(), static_cast<int>(source->GetFrameInfo().width),
-                                     description.GetShiftX(i), description.GetShiftY(i));
-            RemapPlane(AsMat(source->GetPlane(i)), AsMat(moved->GetPlane(i)), positions);
-        }
-        frame = moved;
+        return true;
+    }
+
+    void ProcessPlane(const PlaneTask& plane) const override {
+        PlanePositions positions(settings_.GetRowFunction(), static_cast<int>(plane.picture.GetFrameInfo().width),
+                                 plane.shiftX, plane.shiftY);
+        RemapPlane(plane.from, plane.to, positions);
     }
 
 private:

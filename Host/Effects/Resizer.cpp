@@ -10,11 +10,7 @@
 #include <cstring>
 #include <opencv2/imgproc.hpp>
 
-#include "Host/Conf/PixFmtDescription.h"
-#include "Host/Effects/ConvertPixFmt.h"
-#include "Host/Effects/HostEffect.h"
-#include "Host/Effects/Mats.h"
-#include "Host/Effects/Transparency.h"
+#include "Host/Effects/PlanesEffect.h"
 #include "Host/Settings/Common/SettingsResizer.h"
 
 namespace Orvexa::Proc {
@@ -136,42 +132,37 @@ void ResizeWeighted(const cv::Mat& from, const cv::Mat& alpha, const cv::Mat& re
     }
 }
 
-class Resizer : public HostOneInput<SettingsResizer> {
+class Resizer : public PlanesEffect<SettingsResizer> {
 public:
-    using HostOneInput::HostOneInput;
+    using PlanesEffect::PlanesEffect;
 
 protected:
-    void Process(FramePtr& frame) override {
-        const FrameInfo info = NewInfo(settings_, frame->GetFrameInfo());
-        if (info == frame->GetFrameInfo()) return;
-        const Methods method = settings_.GetResizeMethod();
-        const bool isExpanded = frame->GetPixFmt() == PixFmt::Pal8 && method != Methods::Nearest;
-        const ConstFramePtr source = isExpanded ? ConvertPixFmt(*frame, PixFmt::Rgba, allocator_) : frame;
-        FramePtr target = NewFrame(allocator_, source->GetPixFmt(), info);
-        const PixFmtDescription& description = PixFmtDescription::Get(source->GetPixFmt());
-        for (std::uint8_t i = 0; i < description.planes; ++i) {
-            ResizePlane(AsMat(source->GetPlane(i)), AsMat(target->GetPlane(i)),
-                        EnlargingInterpolation(method, description.IsChroma(i)));
-        }
-        if (method != Methods::Nearest && IsTransparent(*source)) WeightColors(*source, *target, method);
-        frame = std::move(target);
+    bool Prepare(const IDataVideo& picture) override {
+        return GetNewInfo(picture.GetFrameInfo()) != picture.GetFrameInfo();
+    }
+    FrameInfo GetNewInfo(const FrameInfo& info) const override { return NewInfo(settings_, info); }
+    PixFmt GetWorkingFormat(const PixFmtDescription& format) const override {
+        return IsMixing() ? ExpandedFormat(format.pixFmt) : format.pixFmt;
+    }
+
+    void ProcessPlane(const PlaneTask& plane) const override {
+        const int enlarging = EnlargingInterpolation(settings_.GetResizeMethod(), plane.role == PlaneRole::Chroma);
+        ResizePlane(plane.from, plane.to, enlarging);
+        if (!IsMixing()) return;
+        const cv::Mat alpha = plane.GetOpacity();
+        if (!alpha.empty()) WeightColors(plane, alpha, enlarging);
     }
 
 private:
-    static void WeightColors(const IDataVideo& source, IDataVideo& target, Methods method) {
-        const PixFmtDescription& description = PixFmtDescription::Get(source.GetPixFmt());
-        const auto colorPlanes = static_cast<std::uint8_t>(description.IsPlanar() ? 3 : 1);
-        for (std::uint8_t i = 0; i < colorPlanes; ++i) {
-            const int enlarging = EnlargingInterpolation(method, description.IsChroma(i));
-            const cv::Mat from = AsMat(source.GetPlane(i)), to = AsMat(target.GetPlane(i)),
-                          alpha = AlphaOnGridOf(source, i);
-            cv::Mat scaled, resizedAlpha(to.size(), CV_16U);
-            alpha.convertTo(scaled, CV_16U, 255.0 * kProductScale);  // as fine as the products
-            ResizePlane(scaled, resizedAlpha, enlarging);
-            scaled.release();
-            for (int channel = 0; channel < from.channels(); ++channel) {
-                if (channel != description.alpha) ResizeWeighted(from, alpha, resizedAlpha, to, channel, enlarging);
-            }
+    bool IsMixing() const { return settings_.GetResizeMethod() != Methods::Nearest; }
+
+    static void WeightColors(const PlaneTask& plane, const cv::Mat& alpha, int enlarging) {
+        cv::Mat scaled, resizedAlpha(plane.to.size(), CV_16U);
+        alpha.convertTo(scaled, CV_16U, 255.0 * kProductScale);  // as fine as the products
+        ResizePlane(scaled, resizedAlpha, enlarging);
+        scaled.release();
+        for (int channel = 0; channel < plane.from.channels(); ++channel) {
+            if (channel != plane.alpha) ResizeWeighted(plane.from, alpha, resizedAlpha, plane.to, channel, enlarging);
         }
     }
 };

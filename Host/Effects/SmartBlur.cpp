@@ -9,11 +9,7 @@
 #include <cmath>
 #include <opencv2/imgproc.hpp>
 
-#include "Host/Conf/PixFmtDescription.h"
-#include "Host/Effects/ConvertPixFmt.h"
-#include "Host/Effects/HostEffect.h"
-#include "Host/Effects/Mats.h"
-#include "Host/Effects/Transparency.h"
+#include "Host/Effects/PlanesEffect.h"
 #include "Host/Settings/Common/SettingsEffectSmartBlur.h"
 
 namespace Orvexa::Proc {
@@ -79,56 +75,37 @@ cv::Mat Smoothed(const cv::Mat& samples, const cv::Mat& weights, const Strength&
     return result;
 }
 
-class SmartBlur : public HostOneInput<SettingsEffectSmartBlur> {
+class SmartBlur : public PlanesEffect<SettingsEffectSmartBlur> {
 public:
-    using HostOneInput::HostOneInput;
+    using PlanesEffect::PlanesEffect;
 
 protected:
-    void Process(FramePtr& frame) override {
-        const Strength luma{settings_.GetLumaRadius(), settings_.GetLumaBlur(), settings_.GetLumaSharpen()};
-        const Strength chroma{settings_.GetChromaRadius(), settings_.GetChromaBlur(), settings_.GetChromaSharpen()};
-        if (luma.IsNeutral() && chroma.IsNeutral()) return;
-        const PixFmt format = frame->GetPixFmt();
-        if (format == PixFmt::Pal8) frame = ConvertPixFmt(*frame, PixFmt::Rgba, allocator_);
-        const PixFmtDescription& description = PixFmtDescription::Get(frame->GetPixFmt());
-        const bool isPacked = description.kind == PixFmtDescription::Kind::Packed;
-        if (isPacked && luma != chroma) {  // luma and chroma have to be taken apart
-            FramePtr apart =
-                ConvertPixFmt(*frame, description.HasAlpha() ? PixFmt::Yuva444p : PixFmt::Yuv444p, allocator_);
-            Smooth(apart, luma, chroma);
-            frame = ConvertPixFmt(*apart, description.pixFmt, allocator_);
-        } else {
-            Smooth(frame, luma, chroma);
-        }
+    bool Prepare(const IDataVideo&) override {
+        luma_ = {settings_.GetLumaRadius(), settings_.GetLumaBlur(), settings_.GetLumaSharpen()};
+        chroma_ = {settings_.GetChromaRadius(), settings_.GetChromaBlur(), settings_.GetChromaSharpen()};
+        return !luma_.IsNeutral() || !chroma_.IsNeutral();
+    }
+
+    // Of packed pixels luma and chroma have to be taken apart.
+    PixFmt GetWorkingFormat(const PixFmtDescription& format) const override {
+        return luma_ == chroma_ || format.GetRole(0) == PlaneRole::Luma ? ExpandedFormat(format.pixFmt)
+                                                                        : format.GetFinestPlanar();
+    }
+
+    bool IsKept(PlaneRole role) const override { return role == PlaneRole::Alpha || StrengthOf(role).IsNeutral(); }
+
+    void ProcessPlane(const PlaneTask& plane) const override {
+        cv::Mat weights;
+        plane.GetOpacity().convertTo(weights, CV_32F, 1.0 / 255.0);
+        plane.ChangeColors([&](const cv::Mat& samples) {
+            return Smoothed(samples, weights, StrengthOf(plane.role), std::max(plane.shiftX, plane.shiftY));
+        });
     }
 
 private:
-    // Alpha stays as it is.
-    void Smooth(FramePtr& frame, const Strength& luma, const Strength& chroma) const {
-        const PixFmtDescription& description = PixFmtDescription::Get(frame->GetPixFmt());
-        const FramePtr smooth = NewFrame(allocator_, frame->GetPixFmt(), frame->GetFrameInfo());
-        const bool isTransparent = IsTransparent(*frame);
-        for (std::uint8_t i = 0; i < description.planes; ++i) {
-            const cv::Mat source = AsMat(std::as_const(*frame).GetPlane(i));
-            cv::Mat target = AsMat(smooth->GetPlane(i));
-            std::vector<cv::Mat> channels;
-            cv::split(source, channels);
-            cv::Mat weights;
-            if (isTransparent) AlphaOnGridOf(*frame, i).convertTo(weights, CV_32F, 1.0 / 255.0);
-            const Strength& strength = description.IsChroma(i) ? chroma : luma;
-            for (int channel = 0; channel < static_cast<int>(channels.size()); ++channel) {
-                const bool isAlpha =
-                    i == 3 || (description.alpha == channel && description.kind == PixFmtDescription::Kind::Packed);
-                if (!isAlpha && !strength.IsNeutral()) {
-                    channels[static_cast<std::size_t>(channel)] =
-                        Smoothed(channels[static_cast<std::size_t>(channel)], weights, strength,
-                                 std::max(description.GetShiftX(i), description.GetShiftY(i)));
-                }
-            }
-            cv::merge(channels, target);
-        }
-        frame = smooth;
-    }
+    const Strength& StrengthOf(PlaneRole role) const { return role == PlaneRole::Chroma ? chroma_ : luma_; }
+
+    Strength luma_{}, chroma_{};
 };
 
 }  // namespace

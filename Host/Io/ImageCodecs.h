@@ -7,6 +7,8 @@ namespace Orvexa::Io {
 
 class ImageCodecs {
 public:
+    static constexpr char kLibrary[] = "libOrvexaImageFiles.so", kFunction[] = "GetImageCodecs";
+
     virtual ~ImageCodecs() = default;
     /// Reads from an open file, pipe or device, from its present position on.
     virtual LoadedImage Read(int descriptor, const Proc::AllocatorPtr& allocator, const ReadOptions& options) = 0;
@@ -20,10 +22,5 @@ public:
                         const WriteOptions& options) = 0;
     virtual FormatSupport GetSupport(FileFormat format) = 0;
 };
-
-/// The type of the library's one function, whose result lives as long as the process.
-using GetImageCodecsFunction = ImageCodecs&();
-inline constexpr char kGetImageCodecs[] = "GetImageCodecs";
-inline constexpr char kImageCodecsLibrary[] = "libOrvexaImageFiles.so";
 
 }  // namespace Orvexa::Io

@@ -14,18 +14,14 @@
 #include "Host/Core/Exception.h"
 #include "Host/Io/ImageCodecs.h"
 #include "Host/Io/PendingFile.h"
-#include "Host/Proc/EffectFactory.h"
+#include "Host/Proc/Libraries.h"
 #include "Host/Settings/Common/SettingsColorspaceConverter.h"
 
 namespace Orvexa::Io {
 
 namespace {
 
-ImageCodecs& Codecs() {
-    static ImageCodecs& codecs = reinterpret_cast<GetImageCodecsFunction*>(
-        Proc::LoadSymbol(Proc::GetPluginDirectory() / kImageCodecsLibrary, kGetImageCodecs))();
-    return codecs;
-}
+ImageCodecs& Codecs() { return Proc::GetProvided<ImageCodecs>(); }
 
 // The frame in a format that can be written. The converter leaves the caller's frame alone and gives another.
 Proc::FramePtr ToWritable(const Proc::FramePtr& frame, const Proc::FactoryPtr& factory) {

@@ -1,7 +1,5 @@
 #include "Host/Proc/EffectFactory.h"
 
-#include <dlfcn.h>
-
 #include <algorithm>
 
 #include "Host/Core/Exception.h"
@@ -79,10 +77,7 @@ template <class Creator>
 Creator* EffectFactory::FindCreator(EffectKind kind, const std::string& classId, const std::string& implName) {
     const std::lock_guard lock(mutex_);
     if (const Row& row = RequireRow(kind, classId, implName); row.creator == nullptr) {
-        using RegisterFunction = void(IEffectFactory*);
-        auto* provide =
-            reinterpret_cast<RegisterFunction*>(LoadSymbol(GetPluginDirectory() / row.library, "RegisterProvider"));
-        provide(this);
+        LoadFunction<void(IEffectFactory*)>(GetPluginDirectory() / row.library, "RegisterProvider")(this);
     }
     const Row& row = RequireRow(kind, classId, implName);
     if (row.creator == nullptr) Throw("The library " + row.library + " does not provide " + classId + "!");
@@ -117,32 +112,6 @@ FactoryPtr MakeHostFactory(AllocatorPtr allocator) {
     FactoryPtr factory = Core::MakeRefCounted<EffectFactory>(std::move(allocator));
     RegisterHostEffects(*factory);
     return factory;
-}
-
-void* LoadSymbol(const Core::ioPath& file, const char* symbol) {
-    // Never unloaded: objects whose code lives in the library may outlive the factory.
-    void* library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
-    if (library == nullptr) {
-        std::error_code error;
-        if (!std::filesystem::exists(file, error)) Throw("The library " + file.string() + " does not exist!");
-        const char* reason = dlerror();
-        Throw("The library " + file.string() + " cannot be loaded: " + (reason ? reason : "unknown reason"));
-    }
-    void* address = dlsym(library, symbol);
-    if (address == nullptr)
-        Throw("The library " + file.string() + " has no function " + symbol + "; it is not one of this system's!");
-    return address;
-}
-
-void LoadModule(const Core::ioPath& file, IEffectFactory& factory) {
-    using RegistratorFunction = bool(IEffectFactory*);
-    reinterpret_cast<RegistratorFunction*>(LoadSymbol(file, "Registrator"))(&factory);
-}
-
-Core::ioPath GetPluginDirectory() {
-    Dl_info info{};
-    if (dladdr(reinterpret_cast<const void*>(&GetPluginDirectory), &info) == 0 || info.dli_fname == nullptr) return {};
-    return std::filesystem::absolute(info.dli_fname).parent_path() / ORVEXA_PLUGIN_SUBDIR;
 }
 
 }  // namespace Orvexa::Proc

@@ -1,12 +1,12 @@
-// The host's effect factory, and the loading of effect modules.
+// The host's effect factory.
 #pragma once
 
 #include <map>
 #include <mutex>
 #include <utility>
 
-#include "Host/Core/Path.h"
 #include "Host/Proc/IEffectFactory.h"
+#include "Host/Proc/Libraries.h"
 
 namespace Orvexa::Proc {
 
@@ -59,15 +59,5 @@ FactoryPtr MakeHostFactory(AllocatorPtr allocator = {});
 
 /// Registers the host's own sub-effects.
 void RegisterHostEffects(IEffectFactory& factory);
-
-/// Loads an effect module and lets it register its effects. The module stays loaded until the process ends. A file that
-/// is missing, not loadable or without the function `Registrator` throws `EffectException`.
-void LoadModule(const Core::ioPath& file, IEffectFactory& factory);
-
-/// The address of `symbol` in the shared library `file`, which stays loaded; throws `EffectException`.
-void* LoadSymbol(const Core::ioPath& file, const char* symbol);
-
-/// The directory of the libraries that are loaded at run time: effect modules and providers.
-Core::ioPath GetPluginDirectory();
 
 }  // namespace Orvexa::Proc

@@ -4,11 +4,11 @@
 #include <cstdint>
 #include <optional>
 
+#include "Host/Conf/Color.h"
 #include "Host/Conf/FrameInfo.h"
 #include "Host/Conf/PixFmt.h"
 #include "Host/Core/RefCount.h"
 #include "Host/Proc/Plane.h"
-#include "Host/Settings/Common/Color.h"
 
 namespace Orvexa::Proc {
 

@@ -3,7 +3,7 @@
 #include <string>
 
 #include "Host/Core/Exception.h"
-#include "Host/Proc/EffectFactory.h"
+#include "Host/Proc/Libraries.h"
 #include "Host/Proc/NeuralRuntime.h"
 
 namespace Orvexa::Proc::Neural {
@@ -18,9 +18,7 @@ NeuralRuntime& Runtime(ImplName impl) {
         Throw("Neural implementation " + std::to_string(static_cast<int>(impl)) +
               " is not supported! It must be 0 or 1.");
     }
-    static NeuralRuntime& runtime = reinterpret_cast<GetNeuralRuntimeFunction*>(
-        LoadSymbol(GetPluginDirectory() / kNeuralLibrary, kGetNeuralRuntime))();
-    return runtime;
+    return GetProvided<NeuralRuntime>();
 }
 
 Core::ioPath RootOrInstalled(const Core::ioPath& modelsRoot) {

@@ -1,6 +1,5 @@
 #include "Host/Proc/VideoFrame.h"
 
-#include <algorithm>
 #include <cstring>
 
 #include "Host/Core/Exception.h"
@@ -13,18 +12,6 @@ constexpr std::uint64_t kMaxPlaneBytes = std::uint64_t{1} << 31;
 
 constexpr std::uint64_t AlignedStride(std::uint64_t widthBytes) {
     return (widthBytes + PixelPool::kAlignment - 1) / PixelPool::kAlignment * PixelPool::kAlignment;
-}
-
-// Bytes per pixel of a plane's own grid: two chroma bytes in a semi-planar format, a packed pixel or one byte
-// elsewhere.
-std::uint8_t PlaneBytesPerPixel(const PixFmtDescription& description, std::uint8_t plane) {
-    if (description.kind == PixFmtDescription::Kind::SemiPlanar && plane == 1) return 2;
-    if (description.kind == PixFmtDescription::Kind::Indexed && plane == 1) return 4;
-    return description.bytesPerPixel;
-}
-
-bool IsPalette(const PixFmtDescription& description, std::uint8_t plane) {
-    return description.kind == PixFmtDescription::Kind::Indexed && plane == 1;
 }
 
 bool HaveSameBytes(const ConstPlane& a, const ConstPlane& b) {
@@ -44,7 +31,7 @@ VideoFrame::VideoFrame(std::shared_ptr<PixelPool> pool, PixFmt pixFmt, const Fra
     struct Layout {
         std::uint64_t width, height, stride, offset;
     };
-    std::array<Layout, kMaxPlanes> layouts{};
+    std::array<Layout, PixFmtDescription::kMaxPlanes> layouts{};
     std::uint64_t total = 0;
     for (std::uint8_t i = 0; i < description_->planes; ++i) {
         Layout& layout = layouts[i];
@@ -59,7 +46,7 @@ VideoFrame::VideoFrame(std::shared_ptr<PixelPool> pool, PixFmt pixFmt, const Fra
     for (std::uint8_t i = 0; i < description_->planes; ++i) {
         const Layout& layout = layouts[i];
         planes_[i] = Plane(storage_.get() + layout.offset, static_cast<std::int64_t>(layout.stride), layout.width,
-                           layout.height, PlaneBytesPerPixel(*description_, i), true);
+                           layout.height, description_->GetBytesPerPixel(i), true);
     }
 }
 
@@ -132,8 +119,8 @@ void VideoFrame::Crop(std::uint32_t x, std::uint32_t y, std::uint32_t width, std
     if (width == 0 || height == 0 || !isInside) Throw("Crop rectangle is outside the frame!");
     if (width == info_.width && height == info_.height) return;
     for (std::uint8_t i = 0; i < description_->planes; ++i) {
-        if (IsPalette(*description_, i)) continue;
-        planes_[i] = planes_[i].MakeSubplane(x, y, width, height, PlaneBytesPerPixel(*description_, i),
+        if (description_->GetRole(i) == PlaneRole::Palette) continue;
+        planes_[i] = planes_[i].MakeSubplane(x, y, width, height, description_->GetBytesPerPixel(i),
                                              description_->GetShiftX(i), description_->GetShiftY(i));
     }
     info_.width = width;
@@ -143,128 +130,6 @@ void VideoFrame::Crop(std::uint32_t x, std::uint32_t y, std::uint32_t width, std
 
 void FrameAllocator::AllocateFrame(FramePtr& out, PixFmt pixFmt, const FrameInfo& info) {
     out = Core::MakeRefCounted<VideoFrame>(pool_, pixFmt, info);
-}
-
-void CopyPlane(const ConstPlane& source, const Plane& destination) {
-    const std::uint64_t width = std::min(source.GetWidth(), destination.GetWidth());
-    const std::uint64_t height = std::min(source.GetHeight(), destination.GetHeight());
-    if (source.GetData() == destination.GetData()) return;
-    if (source.GetStride() == destination.GetStride() && width == source.GetWidth() &&
-        width == destination.GetWidth() && source.OwnsPadding() && destination.OwnsPadding() &&
-        source.GetStride() > 0 && height > 0) {
-        std::memcpy(destination.GetData(), source.GetData(),
-                    (height - 1) * static_cast<std::uint64_t>(source.GetStride()) + width);
-        return;
-    }
-    for (std::uint64_t y = 0; y < height; ++y) std::memcpy(destination.GetRow(y), source.GetRow(y), width);
-}
-
-std::uint8_t GetPlanesCount(const IDataVideo& frame) { return PixFmtDescription::Get(frame.GetPixFmt()).planes; }
-
-void CopyDataVideo(const ConstFramePtr& source, const FramePtr& destination, int x, int y) {
-    if (source->GetPixFmt() != destination->GetPixFmt()) Throw("Frames to copy must have the same pixel format!");
-    const PixFmtDescription& description = PixFmtDescription::Get(source->GetPixFmt());
-    for (std::uint8_t i = 0; i < description.planes; ++i) {
-        const ConstPlane from = source->GetPlane(i);
-        const Plane to = destination->GetPlane(i);
-        if (IsPalette(description, i)) {
-            CopyPlane(from, to);
-            continue;
-        }
-        // `>>` of a negative offset floors, as rounding down asks for.
-        const std::int64_t left = static_cast<std::int64_t>(x >> description.GetShiftX(i)) *
-                                  static_cast<std::int64_t>(from.GetBytesPerPixel());
-        const std::int64_t top = y >> description.GetShiftY(i);
-        const std::int64_t right = std::min<std::int64_t>(left + static_cast<std::int64_t>(from.GetWidth()),
-                                                          static_cast<std::int64_t>(to.GetWidth()));
-        const std::int64_t bottom = std::min<std::int64_t>(top + static_cast<std::int64_t>(from.GetHeight()),
-                                                           static_cast<std::int64_t>(to.GetHeight()));
-        const std::int64_t firstX = std::max<std::int64_t>(left, 0);
-        if (firstX >= right) continue;
-        for (std::int64_t row = std::max<std::int64_t>(top, 0); row < bottom; ++row) {
-            std::memcpy(to.GetRow(static_cast<std::uint64_t>(row)) + firstX,
-                        from.GetRow(static_cast<std::uint64_t>(row - top)) + (firstX - left),
-                        static_cast<std::size_t>(right - firstX));
-        }
-    }
-}
-
-FramePtr CloneFrame(const IDataVideo& frame, CloneMode mode) {
-    FramePtr clone;
-    frame.Clone(clone, mode);
-    return clone;
-}
-
-FramePtr NewFrame(const AllocatorPtr& allocator, PixFmt pixFmt, const FrameInfo& info) {
-    FramePtr frame;
-    allocator->AllocateFrame(frame, pixFmt, info);
-    return frame;
-}
-
-bool IsExclusive(const FramePtr& frame) { return frame->GetRefCount() == 1 && !frame->SharesPixels(); }
-
-void MakeWritable(FramePtr& frame) {
-    if (IsExclusive(frame)) {
-        frame->ClearExtraAlpha();
-    } else {
-        frame = CloneFrame(*frame, kCloneIndependent);
-    }
-}
-
-namespace {
-
-void FillBytes(const Plane& plane, std::uint8_t value) {
-    for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) std::memset(plane.GetRow(y), value, plane.GetWidth());
-}
-
-// Repeats a pixel of `size` bytes over the plane: the first row by doubling, the others as copies of it.
-void FillPixels(const Plane& plane, const std::uint8_t* pixel, std::uint64_t size) {
-    const std::uint64_t width = plane.GetWidth();
-    if (width < size) return;
-    std::memcpy(plane.GetData(), pixel, size);
-    for (std::uint64_t filled = size; filled < width; filled *= 2) {
-        std::memcpy(plane.GetData() + filled, plane.GetData(), std::min(filled, width - filled));
-    }
-    for (std::uint64_t y = 1; y < plane.GetHeight(); ++y) std::memcpy(plane.GetRow(y), plane.GetData(), width);
-}
-
-}  // namespace
-
-void IDataVideo::Fill(const Color& color) {
-    using Kind = PixFmtDescription::Kind;
-    const PixFmtDescription& description = PixFmtDescription::Get(GetPixFmt());
-    switch (description.kind) {
-        case Kind::Gray: FillBytes(GetPlane(0), color.y()); break;
-        case Kind::Packed: {
-            std::uint8_t pixel[4] = {};
-            pixel[description.red] = color.red();
-            pixel[description.GetGreen()] = color.green();
-            pixel[description.GetBlue()] = color.blue();
-            if (description.alpha >= 0) pixel[description.alpha] = color.alpha();
-            FillPixels(GetPlane(0), pixel, description.bytesPerPixel);
-            break;
-        }
-        case Kind::Planar:
-            FillBytes(GetPlane(0), color.y());
-            FillBytes(GetPlane(1), color.u());
-            FillBytes(GetPlane(2), color.v());
-            if (description.HasAlpha()) FillBytes(GetPlane(3), color.alpha());
-            break;
-        case Kind::SemiPlanar: {
-            FillBytes(GetPlane(0), color.y());
-            const std::uint8_t uv[2] = {color.u(), color.v()};
-            const std::uint8_t vu[2] = {color.v(), color.u()};
-            FillPixels(GetPlane(1), GetPixFmt() == PixFmt::Nv12 ? uv : vu, 2);
-            break;
-        }
-        case Kind::Indexed: {
-            FillBytes(GetPlane(0), 0);
-            const std::uint8_t entry[4] = {color.red(), color.green(), color.blue(), color.alpha()};
-            std::memset(GetPlane(1).GetData(), 0, GetPlane(1).GetWidth());
-            std::memcpy(GetPlane(1).GetData(), entry, sizeof entry);
-            break;
-        }
-    }
 }
 
 }  // namespace Orvexa::Proc

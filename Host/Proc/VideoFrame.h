@@ -12,8 +12,6 @@ namespace Orvexa::Proc {
 
 class VideoFrame : public IDataVideo {
 public:
-    static constexpr std::uint8_t kMaxPlanes = 4;
-
     /// A frame with undefined contents, duration and timestamp; see `IFrameAllocator::AllocateFrame` for the errors.
     VideoFrame(std::shared_ptr<PixelPool> pool, PixFmt pixFmt, const FrameInfo& info);
 
@@ -50,7 +48,7 @@ private:
     std::shared_ptr<std::uint8_t> storage_;
     const PixFmtDescription* description_;
     FrameInfo info_;
-    std::array<Plane, kMaxPlanes> planes_;
+    std::array<Plane, PixFmtDescription::kMaxPlanes> planes_;
     std::array<ExtraAlpha, 2> extraAlpha_;
     std::int64_t duration_ = 0;
     std::int64_t timestamp_ = 0;

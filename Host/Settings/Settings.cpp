@@ -2,102 +2,11 @@
 
 #include <algorithm>
 #include <cctype>
-#include <mutex>
-#include <numeric>
-#include <sstream>
 
 #include "Host/Core/Exception.h"
-#include "Host/Settings/Common/Color.h"
+#include "Host/Settings/NearestName.h"
 
 namespace Orvexa::Proc {
-
-void ThrowNotA(std::string_view text, std::string_view expected) {
-    Throw<SettingsException>("\"" + std::string(text) + "\" is not " + std::string(expected));
-}
-
-std::vector<std::string_view> SplitText(std::string_view text, char separator) {
-    std::vector<std::string_view> parts;
-    if (text.empty()) return parts;
-    for (;;) {
-        const std::size_t end = text.find(separator);
-        parts.push_back(text.substr(0, end));
-        if (end == std::string_view::npos) return parts;
-        text.remove_prefix(end + 1);
-    }
-}
-
-std::string FormatDouble(double value) {
-    char buffer[32];
-    const auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
-    return std::string(buffer, result.ptr);
-}
-
-namespace {
-
-// Reads a number that has to be all of the text.
-template <class Number>
-std::errc ReadNumber(std::string_view text, Number& value) {
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return end == text.data() + text.size() ? error : std::errc::invalid_argument;
-}
-
-std::string RangeText(std::int64_t min, std::int64_t max) {
-    return "in the range " + std::to_string(min) + ".." + std::to_string(max);
-}
-
-std::int64_t ParseWhole(std::string_view text, std::int64_t min, std::int64_t max, std::string_view expected) {
-    std::int64_t value = 0;
-    const std::errc error = ReadNumber(text, value);
-    if (error == std::errc::invalid_argument) ThrowNotA(text, expected);
-    if (error != std::errc() || value < min || value > max) ThrowNotA(text, RangeText(min, max));
-    return value;
-}
-
-void CheckRange(std::string_view text, const Limits& limits) {
-    const std::string range = "in the range " + FormatDouble(*limits.min) + ".." + FormatDouble(*limits.max);
-    double value = 0;
-    if (ReadNumber(text, value) != std::errc() || std::isnan(value)) ThrowNotA(text, "a number " + range);
-    if (value < *limits.min || value > *limits.max) ThrowNotA(text, range);
-}
-
-}  // namespace
-
-double ParseDouble(std::string_view text) {
-    double value = 0;
-    if (ReadNumber(text, value) != std::errc() || !std::isfinite(value)) ThrowNotA(text, "a number");
-    return value;
-}
-
-std::int64_t ParseInteger(std::string_view text, std::int64_t min, std::int64_t max) {
-    return ParseWhole(text, min, max, "a whole number");
-}
-
-bool TextCodec<bool>::Parse(std::string_view text) {
-    if (text == "true" || text == "1") return true;
-    if (text == "false" || text == "0") return false;
-    ThrowNotA(text, "true or false");
-}
-
-std::string TextCodec<Color>::Format(const Color& color) {
-    constexpr char kDigits[] = "0123456789abcdef";
-    std::string text = "#";
-    for (int i = 0; i < (color.alpha() == 255 ? 3 : 4); ++i) {
-        text += kDigits[color[i] >> 4];
-        text += kDigits[color[i] & 15];
-    }
-    return text;
-}
-
-Color TextCodec<Color>::Parse(std::string_view text) {
-    std::uint32_t value = 0;
-    const bool hasForm = (text.size() == 7 || text.size() == 9) && text[0] == '#';
-    const auto [end, error] = std::from_chars(text.data() + (hasForm ? 1 : 0), text.data() + text.size(), value, 16);
-    if (!hasForm || error != std::errc() || end != text.data() + text.size())
-        ThrowNotA(text, "a color like #RRGGBB or #RRGGBBAA");
-    if (text.size() == 7) value = value << 8 | 255;
-    return Color(static_cast<std::uint8_t>(value >> 24), static_cast<std::uint8_t>(value >> 16),
-                 static_cast<std::uint8_t>(value >> 8), static_cast<std::uint8_t>(value));
-}
 
 Limits Range(double min, double max) { return {min, max, {}, false}; }
 
@@ -135,12 +44,12 @@ std::string CheckLimits(std::string_view text, std::string_view type, const Limi
     if (!limits.min) return std::string(text);
     if (type == "int") {
         const auto min = static_cast<std::int64_t>(*limits.min), max = static_cast<std::int64_t>(*limits.max);
-        ParseWhole(text, min, max, "a whole number " + RangeText(min, max));
+        ParseInteger(text, min, max, "a whole number in the range " + std::to_string(min) + ".." + std::to_string(max));
     } else if (type == "double") {
-        CheckRange(text, limits);
+        CheckRange(text, *limits.min, *limits.max);
     } else if (type == "list" || limits.isOfKeys) {
         for (const std::string_view part : SplitText(text, ',')) {
-            CheckRange(limits.isOfKeys ? part.substr(0, part.find(':')) : part, limits);
+            CheckRange(limits.isOfKeys ? part.substr(0, part.find(':')) : part, *limits.min, *limits.max);
         }
     }
     return std::string(text);
@@ -231,71 +140,6 @@ std::string FormatSettings(const Settings& settings) {
     for (const Field& field : settings.GetFields())
         text += (text.empty() ? "" : " ") + field.key + "=" + field.Format(settings);
     return text;
-}
-
-std::string NearestName(std::string_view word, const std::vector<std::string>& candidates) {
-    const auto lower = [](char c) { return std::tolower(static_cast<unsigned char>(c)); };
-    std::string nearest;
-    std::size_t nearestDistance = word.size() / 2 + 1;  // more than half of the word wrong is another word
-    for (const std::string& candidate : candidates) {
-        const std::size_t longer = std::max(word.size(), candidate.size()),
-                          shorter = std::min(word.size(), candidate.size());
-        if (longer - shorter >= nearestDistance)
-            continue;  // a distance is at least that large, and long words take long
-        // Levenshtein distance, one row at a time, letter case ignored.
-        std::vector<std::size_t> row(candidate.size() + 1);
-        std::iota(row.begin(), row.end(), std::size_t{0});
-        for (std::size_t i = 0; i < word.size(); ++i) {
-            std::size_t diagonal = row[0];
-            row[0] = i + 1;
-            for (std::size_t j = 0; j < candidate.size(); ++j) {
-                const std::size_t substituted = diagonal + (lower(word[i]) == lower(candidate[j]) ? 0 : 1);
-                diagonal = row[j + 1];
-                row[j + 1] = std::min({substituted, row[j] + 1, diagonal + 1});
-            }
-        }
-        if (row.back() < nearestDistance) {
-            nearestDistance = row.back();
-            nearest = candidate;
-        }
-    }
-    return nearest;
-}
-
-namespace {
-
-struct Catalogue {
-    std::mutex mutex;
-    std::map<std::string, SettingsClass, std::less<>> classes;
-};
-
-Catalogue& TheCatalogue() {
-    static Catalogue catalogue;
-    return catalogue;
-}
-
-}  // namespace
-
-const SettingsClass* SettingsCatalogue::Find(std::string_view classId) {
-    Catalogue& catalogue = TheCatalogue();
-    const std::lock_guard lock(catalogue.mutex);
-    const auto found = catalogue.classes.find(classId);
-    return found == catalogue.classes.end() ? nullptr : &found->second;
-}
-
-std::vector<const SettingsClass*> SettingsCatalogue::GetAll() {
-    Catalogue& catalogue = TheCatalogue();
-    const std::lock_guard lock(catalogue.mutex);
-    std::vector<const SettingsClass*> all;
-    for (const auto& [classId, settingsClass] : catalogue.classes) all.push_back(&settingsClass);
-    return all;
-}
-
-bool SettingsCatalogue::Add(SettingsClass settingsClass) {
-    Catalogue& catalogue = TheCatalogue();
-    const std::lock_guard lock(catalogue.mutex);
-    std::string key = settingsClass.classId;
-    return catalogue.classes.emplace(std::move(key), std::move(settingsClass)).second;
 }
 
 }  // namespace Orvexa::Proc

@@ -112,8 +112,6 @@ void SetField(Settings& settings, std::string_view key, std::string_view text);
 const Field& FindField(const Settings& settings, std::string_view key);
 /// key=value pairs, separated by blanks.
 std::string FormatSettings(const Settings& settings);
-/// The entry of `candidates` that `word` was most likely meant to be, or an empty text.
-std::string NearestName(std::string_view word, const std::vector<std::string>& candidates);
 
 /// What is known about a settings class before any object of it exists.
 struct SettingsClass {

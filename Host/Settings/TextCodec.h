@@ -28,7 +28,11 @@ struct TextCodec;
 std::vector<std::string_view> SplitText(std::string_view text, char separator);
 std::string FormatDouble(double value);
 double ParseDouble(std::string_view text);
-std::int64_t ParseInteger(std::string_view text, std::int64_t min, std::int64_t max);
+/// A whole number of the range, both ends included; `expected` tells what the text should have been if it is none.
+std::int64_t ParseInteger(std::string_view text, std::int64_t min, std::int64_t max,
+                          std::string_view expected = "a whole number");
+/// Throws unless the text is a number of the range, both ends included.
+void CheckRange(std::string_view text, double min, double max);
 
 template <>
 struct TextCodec<bool> {

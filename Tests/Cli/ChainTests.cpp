@@ -13,7 +13,7 @@
 #include "Host/Core/Exception.h"
 #include "Host/Core/Threads.h"
 #include "Host/Proc/EffectFactory.h"
-#include "Host/Settings/Common/Color.h"
+#include "Host/Settings/Common/ColorCodec.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
 #include "Tests/Support/Frames.h"
 

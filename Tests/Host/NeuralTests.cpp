@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "Host/Core/Exception.h"
+#include "Host/Core/Threads.h"
 #include "Host/Proc/EffectFactory.h"
 #include "Host/Proc/Neural.h"
 #include "Tests/Support/Frames.h"
@@ -362,15 +363,15 @@ TEST(Neural, GivesTheSameBytesWhateverTheThreads) {
     const auto run = [&] {
         return Ask(NeuralType::Adjustments, models, MakeFrame(PixFmt::Rgb24, 13, 5))->GetFloatVectorResult();
     };
-    const int before = cv::getNumThreads();
-    cv::setNumThreads(1);
+    const int before = Core::GetLibraryThreads();
+    Core::SetLibraryThreads(1);
     const std::vector<float> alone = run();
     for (const int threads : {2, 3, 4}) {
-        cv::setNumThreads(threads);
+        Core::SetLibraryThreads(threads);
         EXPECT_EQ(run(), alone) << threads;
         EXPECT_EQ(cv::getNumThreads(), threads) << "others keep their threads";
     }
-    cv::setNumThreads(before);
+    Core::SetLibraryThreads(before);
 
     std::vector<std::vector<float>> results(4);
     std::vector<std::thread> callers;

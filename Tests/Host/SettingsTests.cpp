@@ -3,7 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "Host/Core/Exception.h"
-#include "Host/Settings/Common/Color.h"
+#include "Host/Settings/Common/ColorCodec.h"
+#include "Host/Settings/NearestName.h"
 #include "Host/Settings/Settings.h"
 #include "Tests/Support/Effects.h"
 

@@ -4,7 +4,7 @@
 #include <atomic>
 
 #include "Host/Core/Exception.h"
-#include "Host/Core/Notes.h"
+#include "Host/Core/Property.h"
 #include "Host/Settings/Photo/SettingsEffectSegmentation.h"
 #include "Tests/Support/Effects.h"
 #include "Tests/Support/Frames.h"

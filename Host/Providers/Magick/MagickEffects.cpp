@@ -49,9 +49,7 @@ protected:
             NewFrame(this->allocator_, isGrey ? PixFmt::Gray8 : color->GetPixFmt(), color->GetFrameInfo());
         Change(*color, *changed);
         if (description.HasAlpha()) KeepAlpha(*color, *changed);
-        frame = changed->GetPixFmt() == format || description.kind == PixFmtDescription::Kind::Indexed
-                    ? changed
-                    : ConvertPixFmt(*changed, format, this->allocator_);
+        frame = InFormat(changed, ExpandedFormat(format), this->allocator_);
     }
 
 private:

@@ -12,10 +12,10 @@
 #include <utility>
 
 #include "Host/Core/Exception.h"
+#include "Host/Core/Threads.h"
 #include "Host/Effects/ConvertPixFmt.h"
 #include "Host/Proc/EffectFactory.h"
 #include "Host/Proc/NeuralRuntime.h"
-#include "Host/Providers/Neural/CallingThread.h"
 #include "Host/Providers/Neural/Manifest.h"
 #include "Host/Settings/Common/SettingsResizer.h"
 
@@ -67,7 +67,7 @@ class Network : public NeuralBase {
 public:
     Network(Model model, const FactoryPtr& factory, const AllocatorPtr& allocator)
         : model_(std::move(model)), allocator_(allocator) {
-        const OnCallingThread alone;
+        const Core::OnCallingThread alone;
         net_ = ReadNet(model_.file);
         if (model_.width == 0) return;
         factory->CreateOneInputEffect(resizer_, SettingsResizer::CLASS_ID, ImplNames::HOST, allocator);
@@ -78,7 +78,7 @@ public:
 
     std::shared_ptr<NeuralResult> Process(FramePtr& frame) override {
         if (frame == nullptr) Throw("There is no frame to process!");
-        const OnCallingThread alone;
+        const Core::OnCallingThread alone;
         cv::Mat output = Forward(MakeInput(frame), frame->GetFrameInfo());
         CheckOutput(output);
         return std::make_shared<NeuralResult>(MakeResult(output, frame->GetFrameInfo()));

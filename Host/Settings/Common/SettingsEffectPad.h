@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Host/Settings/Common/Color.h"
+#include "Host/Settings/Common/ColorCodec.h"
 #include "Host/Settings/Common/CropInfo.h"
 #include "Host/Settings/Settings.h"
 
@@ -20,12 +20,11 @@ class SettingsEffectPad final : public Settings {
     ORVEXA_FIELD(CropInfo, Margins, CropInfo(), Any(), "pixels", "Margins left, right, top and bottom.")
     ORVEXA_FIELD(PadMode, Mode, PadMode::Fill, Named("fill=0 texture=1 replicate=2 mirror=3"), "",
                  "What the margins show.")
-    ORVEXA_FIELD(Orvexa::Proc::Color, Color, Orvexa::Proc::Color::Black(Opacity::Opaque), Any(), "",
-                 "Colour of filled margins.")
+    ORVEXA_FIELD(Orvexa::Color, Color, Orvexa::Color::Black(Opacity::Opaque), Any(), "", "Colour of filled margins.")
 
     SettingsEffectPad() = default;
     SettingsEffectPad(const CropInfo& margins, PadMode mode,
-                      const Orvexa::Proc::Color& color = Orvexa::Proc::Color::Black(Opacity::Opaque)) {
+                      const Orvexa::Color& color = Orvexa::Color::Black(Opacity::Opaque)) {
         SetMargins(margins);
         SetMode(mode);
         SetColor(color);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Host/Settings/Common/Color.h"
+#include "Host/Settings/Common/ColorCodec.h"
 #include "Host/Settings/Settings.h"
 
 namespace Orvexa::Proc {
@@ -13,7 +13,7 @@ public:
                     "Lays a sheet of tinted glass over the picture.")
     ORVEXA_EQUALITY(SettingsEffectColoredGlass)
     ORVEXA_FIELD(std::int32_t, Alpha, 30, Range(0, 100), "%", "Opacity of the glass.")
-    ORVEXA_FIELD(Orvexa::Proc::Color, Color, Orvexa::Proc::Color(255, 179, 71), Any(), "", "Colour of the glass.")
+    ORVEXA_FIELD(Orvexa::Color, Color, Orvexa::Color(255, 179, 71), Any(), "", "Colour of the glass.")
 };
 
 }  // namespace Orvexa::Proc

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Host/Settings/Common/Color.h"
+#include "Host/Settings/Common/ColorCodec.h"
 #include "Host/Settings/Settings.h"
 
 namespace Orvexa::Proc {
@@ -14,7 +14,7 @@ public:
     ORVEXA_EQUALITY(SettingsEffectCreateVideo)
     ORVEXA_FIELD(int, Width, 1920, Range(1, 131072), "pixels", "Width of the new picture.")
     ORVEXA_FIELD(int, Height, 1080, Range(1, 131072), "pixels", "Height of the new picture.")
-    ORVEXA_FIELD(Orvexa::Proc::Color, Color, Orvexa::Proc::Color::Black(Opacity::Opaque), Any(), "",
+    ORVEXA_FIELD(Orvexa::Color, Color, Orvexa::Color::Black(Opacity::Opaque), Any(), "",
                  "Its colour; the picture has alpha if the colour is not opaque.")
 
     std::uint64_t GetResultPixels(std::uint64_t) const override {

@@ -2,7 +2,7 @@
 
 #include <map>
 
-#include "Host/Settings/Common/Color.h"
+#include "Host/Settings/Common/ColorCodec.h"
 #include "Host/Settings/Settings.h"
 
 namespace Orvexa::Proc {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Host/Settings/Common/Color.h"
+#include "Host/Settings/Common/ColorCodec.h"
 #include "Host/Settings/Photo/SettingsEffectShapeMask.h"
 
 namespace Orvexa::Proc {
@@ -23,8 +23,7 @@ public:
     ORVEXA_SETTINGS(SettingsEffectVignette, "Vignette", "Blur, stylise and generators",
                     "Darkens or tints the picture's edges.")
     ORVEXA_EQUALITY(SettingsEffectVignette)
-    ORVEXA_FIELD(Orvexa::Proc::Color, Color, Orvexa::Proc::Color(0, 0, 0), Any(), "",
-                 "The colour that the edges fade to.")
+    ORVEXA_FIELD(Orvexa::Color, Color, Orvexa::Color(0, 0, 0), Any(), "", "The colour that the edges fade to.")
     ORVEXA_GROUP_FROM(SettingsEffectShapeMask, Shape, Surroundings())
 };
 

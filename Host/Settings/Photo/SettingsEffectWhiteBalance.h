@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Host/Settings/Common/Color.h"
+#include "Host/Settings/Common/ColorCodec.h"
 #include "Host/Settings/Settings.h"
 
 namespace Orvexa::Proc {
@@ -9,7 +9,7 @@ namespace Orvexa::Proc {
 class SettingsEffectWhiteBalance final : public Settings {
     ORVEXA_SETTINGS(SettingsEffectWhiteBalance, "WhiteBalance", "Tone and colour",
                     "Removes a colour cast, given one colour that should have been grey.")
-    ORVEXA_FIELD(Orvexa::Proc::Color, Color, Orvexa::Proc::Color(128, 128, 128), Any(), "",
+    ORVEXA_FIELD(Orvexa::Color, Color, Orvexa::Color(128, 128, 128), Any(), "",
                  "The colour in the picture that should be grey.")
 };
 

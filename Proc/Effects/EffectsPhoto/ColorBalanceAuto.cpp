@@ -7,6 +7,7 @@
 #include <array>
 #include <cmath>
 
+#include "Host/Conf/PixFmtDescription.h"
 #include "Host/Settings/Photo/SettingsEffectColorBalanceAuto.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
 #include "Proc/Effects/EffectsPhoto/Shared/Curves.h"
@@ -87,7 +88,7 @@ private:
     const std::vector<PixFmt>& GetWorkingPixFmts() const override { return Shared::PackedRgbFormats(); }
 
     void ProcessInternalCSC(FramePtr& frame, const ConstFramePtr& input) override {
-        const Shared::PackedRgb layout(frame->GetPixFmt());
+        const PixFmtDescription& layout = PixFmtDescription::Get(frame->GetPixFmt());
         const Curves curves = MakeCurves(*frame, layout);
         FramePtr balanced = Writable(frame, input);
         Shared::ApplyCurves(curves, balanced->GetPlane(0), layout.bytesPerPixel);
@@ -103,8 +104,8 @@ private:
         return {channels[0], channels[1], channels[2], Shared::Counts{}};
     }
 
-    Curves MakeCurves(const IDataVideo& frame, const Shared::PackedRgb& layout) const {
-        const Weights& weights = layout.isBlueFirst ? kBlueFirst : kRedFirst;
+    Curves MakeCurves(const IDataVideo& frame, const PixFmtDescription& layout) const {
+        const Weights& weights = layout.red < layout.blue ? kRedFirst : kBlueFirst;
         const std::uint32_t pixels = frame.GetFrameInfo().width * frame.GetFrameInfo().height;
         std::array<Limits, 4> limits{};
         if (settings_.GetWhiteBalance() || settings_.GetLightBalance()) {

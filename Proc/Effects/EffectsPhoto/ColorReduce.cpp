@@ -28,7 +28,7 @@ struct Roles {
 
 Roles RolesOf(PixFmt pixFmt, int reduced) {
     const PixFmtDescription& description = PixFmtDescription::Get(pixFmt);
-    const std::array<int, 3> bytes{description.red, description.GetGreen(), description.GetBlue()};
+    const std::array<int, 3> bytes{description.red, description.green, description.blue};
     const int second = reduced == 0 ? 1 : 0;
     const int third = reduced == 2 ? 1 : 2;
     return {{bytes[reduced], bytes[second], bytes[third]},

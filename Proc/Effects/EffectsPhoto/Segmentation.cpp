@@ -5,7 +5,7 @@
 #include <string>
 
 #include "Host/Core/Exception.h"
-#include "Host/Core/Notes.h"
+#include "Host/Core/Property.h"
 #include "Host/Settings/Common/SettingsEffectImageBlender.h"
 #include "Host/Settings/Common/SettingsEffectMorphology.h"
 #include "Proc/Effects/EffectsPhoto/Segmentation/AutoImpl.h"

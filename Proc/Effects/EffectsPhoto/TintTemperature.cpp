@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 
+#include "Host/Conf/PixFmtDescription.h"
 #include "Host/Settings/Photo/SettingsEffectTintTemperature.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
 #include "Proc/Effects/EffectsPhoto/Shared/Curves.h"
@@ -34,10 +35,10 @@ private:
     const std::vector<PixFmt>& GetWorkingPixFmts() const override { return Shared::PackedRgbFormats(); }
 
     void ProcessInternalColor(FramePtr& frame) override {
-        const Shared::PackedRgb layout(frame->GetPixFmt());
+        const PixFmtDescription& layout = PixFmtDescription::Get(frame->GetPixFmt());
         if (!IsExclusive(frame)) frame = CloneFrame(*frame, kCloneIndependent);
-        const std::array<Shared::Curve, 3> curves{layout.isBlueFirst ? blue_ : red_, green_,
-                                                  layout.isBlueFirst ? red_ : blue_};
+        const bool isRedFirst = layout.red < layout.blue;
+        const std::array<Shared::Curve, 3> curves{isRedFirst ? red_ : blue_, green_, isRedFirst ? blue_ : red_};
         Shared::ApplyCurves(curves, frame->GetPlane(0), layout.bytesPerPixel);
     }
 

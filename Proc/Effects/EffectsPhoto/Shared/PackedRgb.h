@@ -1,10 +1,9 @@
 // The packed formats that start with their colour bytes.
 #pragma once
 
-#include <cstdint>
 #include <vector>
 
-#include "Host/Conf/PixFmtDescription.h"
+#include "Host/Conf/PixFmt.h"
 
 namespace Orvexa::Proc::Shared {
 
@@ -14,17 +13,5 @@ inline const std::vector<PixFmt>& PackedRgbFormats() {
                                              PixFmt::Bgra,  PixFmt::Rgba2, PixFmt::Bgra2};
     return formats;
 }
-
-/// How one of these formats is laid out.
-struct PackedRgb {
-    std::uint64_t bytesPerPixel;
-    bool isBlueFirst;
-
-    explicit PackedRgb(PixFmt pixFmt) {
-        const PixFmtDescription& description = PixFmtDescription::Get(pixFmt);
-        bytesPerPixel = description.bytesPerPixel;
-        isBlueFirst = description.red == 2;
-    }
-};
 
 }  // namespace Orvexa::Proc::Shared

@@ -1,10 +1,9 @@
+// Colours.
 #pragma once
 
 #include <cstdint>
 
-#include "Host/Settings/TextCodec.h"
-
-namespace Orvexa::Proc {
+namespace Orvexa {
 
 enum class Opacity : std::uint8_t { Transparent = 0, Opaque = 1 };
 
@@ -60,12 +59,4 @@ private:
     std::uint8_t bytes_[4] = {0, 0, 0, 255};
 };
 
-/// Text form: #RRGGBB, or #RRGGBBAA when not opaque.
-template <>
-struct TextCodec<Color> {
-    static std::string_view TypeName() { return "color"; }
-    static std::string Format(const Color& color);
-    static Color Parse(std::string_view text);
-};
-
-}  // namespace Orvexa::Proc
+}  // namespace Orvexa
