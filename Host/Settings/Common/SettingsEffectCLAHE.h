@@ -1,0 +1,18 @@
+#pragma once
+
+#include "Host/Settings/Settings.h"
+
+namespace Orvexa::Proc {
+
+/// Brings out local contrast (contrast limited adaptive histogram equalisation of luma).
+class SettingsEffectCLAHE final : public Settings {
+    ORVEXA_SETTINGS(SettingsEffectCLAHE, "", "Host", "Brings out contrast part by part of the picture.")
+    ORVEXA_EQUALITY(SettingsEffectCLAHE)
+    ORVEXA_FIELD(double, Clip, 2.0, Range(0, 100), "factor",
+                 "Limit of how much contrast may grow; 0 leaves the picture unchanged.")
+
+    SettingsEffectCLAHE() = default;
+    explicit SettingsEffectCLAHE(double clip) { SetClip(clip); }
+};
+
+}  // namespace Orvexa::Proc

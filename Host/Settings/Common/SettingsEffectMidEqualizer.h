@@ -1,0 +1,13 @@
+#pragma once
+
+#include "Host/Settings/Settings.h"
+
+namespace Orvexa::Proc {
+
+/// Gives the first input the tones that lie half-way between its own and those of the second.
+class SettingsEffectMidEqualizer final : public Settings {
+    ORVEXA_SETTINGS(SettingsEffectMidEqualizer, "", "Host", "Brings a picture's tones half-way to those of another.")
+    ORVEXA_EQUALITY(SettingsEffectMidEqualizer)
+};
+
+}  // namespace Orvexa::Proc
