@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Host/Settings/Common/Color.h"
+#include "Host/Settings/Common/ColorCodec.h"
 #include "Host/Settings/Settings.h"
 
 namespace Orvexa::Proc {
