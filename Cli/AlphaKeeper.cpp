@@ -5,42 +5,22 @@
 #include "Host/Conf/PixFmtDescription.h"
 #include "Host/Effects/Channels.h"
 #include "Host/Effects/Transparency.h"
-#include "Host/Settings/Photo/SettingsEffectBlackWhite.h"
-#include "Host/Settings/Photo/SettingsEffectBlurBokeh.h"
-#include "Host/Settings/Photo/SettingsEffectBlurRadial.h"
-#include "Host/Settings/Photo/SettingsEffectGradient.h"
-#include "Host/Settings/Photo/SettingsEffectSketch.h"
 
 namespace Kalvatri {
 
 using namespace Orvexa;
 using Proc::FramePtr;
 
-namespace {
-
-// Effects without a working format that carries alpha.
-bool IsWithoutAlpha(const std::string& classId) {
-    return classId == Proc::SettingsEffectBlackWhite::CLASS_ID || classId == Proc::SettingsEffectBlurBokeh::CLASS_ID ||
-           classId == Proc::SettingsEffectBlurRadial::CLASS_ID || classId == Proc::SettingsEffectGradient::CLASS_ID ||
-           classId == Proc::SettingsEffectSketch::CLASS_ID;
-}
-
-// Of those, the ones that mix neighbouring pixels.
-bool IsBlur(const std::string& classId) {
-    return classId == Proc::SettingsEffectBlurBokeh::CLASS_ID || classId == Proc::SettingsEffectBlurRadial::CLASS_ID;
-}
-
-}  // namespace
-
 AlphaKeeper::AlphaKeeper(const Proc::FactoryPtr& factory, const Step& step, FramePtr& picture)
     : info_(picture->GetFrameInfo()) {
-    const std::string& classId = step.effect->settings->classId;
-    if (!IsWithoutAlpha(classId) || !Proc::IsTransparent(*picture)) return;
+    const Proc::AlphaUse use = step.effect->settings->alpha;
+    if (use == Proc::AlphaUse::Kept || !Proc::IsTransparent(*picture)) return;
     samples_.resize(std::size_t{info_.width} * info_.height);
     const auto width = static_cast<int>(info_.width), height = static_cast<int>(info_.height);
     Proc::CopyChannel(Proc::GetChannel(std::as_const(*picture), ChannelKind::Alpha),
                       {samples_.data(), width, 1, width, height});
-    if (IsBlur(classId) && PixFmtDescription::Get(picture->GetPixFmt()).kind == PixFmtDescription::Kind::Packed) {
+    if (use == Proc::AlphaUse::Blurred &&
+        PixFmtDescription::Get(picture->GetPixFmt()).kind == PixFmtDescription::Kind::Packed) {
         Proc::MakeWritable(picture);
         Proc::FillHiddenPixels(*picture, factory);
     }

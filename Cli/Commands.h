@@ -23,6 +23,7 @@ struct CommonOptions {
 
 struct ListOptions : CommonOptions {
     bool isJson = false;
+    bool isMarkdown = false;  ///< a table
 };
 
 struct DescribeOptions : CommonOptions {

@@ -5,6 +5,7 @@
 #include "Cli/Catalogue.h"
 #include "Cli/Commands.h"
 #include "Cli/Errors.h"
+#include "Cli/Markdown.h"
 #include "Cli/SettingsJson.h"
 
 namespace Kalvatri {
@@ -61,13 +62,6 @@ void Print(const EffectEntry& effect, const Orvexa::Proc::Settings& defaults) {
         std::cout << "  " << field.key << "=" << field.Format(defaults) << "    " << ValuesText(field) << "\n      "
                   << field.summary << '\n';
     }
-}
-
-// Free of the marks that would end a table's cell.
-std::string Cell(std::string text) {
-    for (std::size_t at = text.find('|'); at != std::string::npos; at = text.find('|', at + 2))
-        text.insert(at, 1, '\\');
-    return text;
 }
 
 void PrintReference(const Catalogue& catalogue) {

@@ -5,6 +5,7 @@
 
 #include "Cli/Catalogue.h"
 #include "Cli/Commands.h"
+#include "Cli/Markdown.h"
 #include "Cli/SettingsJson.h"
 
 namespace Kalvatri {
@@ -29,22 +30,41 @@ std::string Remark(const EffectEntry& entry) {
     return entry.kind == Orvexa::Proc::EffectKind::OneInput ? "" : std::string("(") + entry.GetKindName() + ") ";
 }
 
-void Print(const Catalogue& catalogue) {
-    std::vector<std::string> groups;  // in the order of their first effects
-    std::size_t width = 0;
+// Calls `visit` with every group, in the order of their first effects, and its effects.
+template <class Visit>
+void ForEachGroup(const Catalogue& catalogue, Visit&& visit) {
+    std::vector<std::pair<std::string, std::vector<EffectEntry>>> groups;
     for (const EffectEntry& entry : catalogue.GetEntries()) {
-        width = std::max(width, entry.GetName().size());
-        if (std::find(groups.begin(), groups.end(), entry.settings->group) == groups.end())
-            groups.push_back(entry.settings->group);
+        const auto found = std::find_if(groups.begin(), groups.end(),
+                                        [&](const auto& group) { return group.first == entry.settings->group; });
+        if (found != groups.end()) {
+            found->second.push_back(entry);
+        } else {
+            groups.push_back({entry.settings->group, {entry}});
+        }
     }
-    for (const std::string& group : groups) {
+    for (const auto& [name, entries] : groups) visit(name, entries);
+}
+
+void Print(const Catalogue& catalogue) {
+    std::size_t width = 0;
+    for (const EffectEntry& entry : catalogue.GetEntries()) width = std::max(width, entry.GetName().size());
+    ForEachGroup(catalogue, [&](const std::string& group, const std::vector<EffectEntry>& entries) {
         std::cout << group << '\n';
-        for (const EffectEntry& entry : catalogue.GetEntries()) {
-            if (entry.settings->group != group) continue;
+        for (const EffectEntry& entry : entries) {
             std::cout << "  " << std::left << std::setw(static_cast<int>(width)) << entry.GetName() << "  "
                       << Remark(entry) << entry.settings->summary << '\n';
         }
-    }
+    });
+}
+
+void PrintTable(const Catalogue& catalogue) {
+    std::cout << "| effect | what it does |\n|---|---|\n";
+    ForEachGroup(catalogue, [](const std::string& group, const std::vector<EffectEntry>& entries) {
+        std::cout << "| **" << group << "** | |\n";
+        for (const EffectEntry& entry : entries)
+            std::cout << "| `" << entry.GetName() << "` | " << Remark(entry) << Cell(entry.settings->summary) << " |\n";
+    });
 }
 
 }  // namespace
@@ -54,6 +74,8 @@ void RunList(const ListOptions& options) {
     const Catalogue catalogue(*factory);
     if (options.isJson) {
         std::cout << FormatJson(ToJson(catalogue)) << '\n';
+    } else if (options.isMarkdown) {
+        PrintTable(catalogue);
     } else {
         Print(catalogue);
     }

@@ -175,6 +175,7 @@ struct Program {
         app.footer(examples);
         CLI::App* listCommand = AddCommand("list", "list [--json]", "Show the effects", list, RunList);
         listCommand->add_flag("--json", list.isJson, "As JSON");
+        listCommand->add_flag("--markdown", list.isMarkdown, "As a table in Markdown");
         CLI::App* describeCommand =
             AddCommand("describe", "describe EFFECT [--json]", "Show an effect's settings", describe, RunDescribe);
         describeCommand->add_option("effect", describe.effect)->group("");  // shown in the usage line

@@ -9,6 +9,10 @@ scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 
 cmake --install "$build" --prefix "$scratch/prefix" > "$scratch/install.log"
+# The installed headers include nothing that is not installed.
+(cd "$scratch/prefix/include/orvexa" && find . -name '*.h' -printf '#include "%P"\n') > "$scratch/headers.cpp"
+[ -s "$scratch/headers.cpp" ]
+c++ -std=c++20 -fsyntax-only -I "$scratch/prefix/include/orvexa" "$scratch/headers.cpp"
 cmake -S "$source/Tests/Package" -B "$scratch/build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_PREFIX_PATH="$scratch/prefix" > "$scratch/configure.log" || {
     cat "$scratch/configure.log"
     exit 1

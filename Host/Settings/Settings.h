@@ -5,7 +5,7 @@
 // from these lines:
 //
 //     class SettingsEffectTone final : public Settings {
-//         ORVEXA_SETTINGS(SettingsEffectTone, "Tone", "tone", "Makes a picture brighter.")
+//         ORVEXA_SETTINGS(SettingsEffectTone, "Tone", Groups::kTone, "Makes a picture brighter.")
 //         ORVEXA_EQUALITY(SettingsEffectTone)
 //         ORVEXA_FIELD(double, Gain, 1.0, Range(0, 8), "factor", "How much brighter.")
 //         ORVEXA_FIELD(int, Mode, 0, Named("plain=0 soft=1"), "", "How highlights are treated.")
@@ -26,6 +26,7 @@
 #include <vector>
 
 #include "Host/Conf/PixFmt.h"
+#include "Host/Settings/Groups.h"
 #include "Host/Settings/TextCodec.h"
 
 namespace Orvexa::Proc {
@@ -113,6 +114,13 @@ const Field& FindField(const Settings& settings, std::string_view key);
 /// key=value pairs, separated by blanks.
 std::string FormatSettings(const Settings& settings);
 
+/// What becomes of a picture's transparency in an effect.
+enum class AlphaUse : std::uint8_t {
+    Kept,     ///< or changed, or replaced, as the effect means to
+    Dropped,  ///< the effect works on formats without alpha
+    Blurred,  ///< dropped, and the colours of hidden pixels are mixed with those of visible ones
+};
+
 /// What is known about a settings class before any object of it exists.
 struct SettingsClass {
     std::string classId;
@@ -122,6 +130,7 @@ struct SettingsClass {
     std::unique_ptr<Settings> (*create)();  ///< with the defaults, or the class's own Preset()
     PixFmt (*getSecondInput)();             ///< the format that a second picture has to be in; `None` for any
     double bytesPerPixel;                   ///< see `Details::GetBytesPerPixel`
+    AlphaUse alpha;
 };
 
 /// Every settings class of the loaded libraries; the module's classes appear when the module is loaded.
@@ -247,6 +256,13 @@ PixFmt GetSecondInput() {
     return PixFmt::None;
 }
 
+/// What becomes of alpha, for a class that declares kAlpha.
+template <class S>
+constexpr AlphaUse GetAlphaUse() {
+    if constexpr (requires { S::kAlpha; }) return S::kAlpha;
+    return AlphaUse::Kept;
+}
+
 /// The memory that an effect takes at its peak, in bytes per pixel of the larger one of its picture and its result,
 /// both included, when pictures have 4 bytes a pixel. An effect that takes more than two such pictures declares
 /// kBytesPerPixel; `scripts/memory.sh` compares with what is measured.
@@ -280,7 +296,7 @@ private:                                                                        
     static inline const bool kIsCatalogued = ::Orvexa::Proc::SettingsCatalogue::Add(                           \
         {#Class, EffectName, Group, Summary, [] { return ::Orvexa::Proc::Details::CreateSettings<Class>(); },  \
          [] { return ::Orvexa::Proc::Details::GetSecondInput<Class>(); },                                      \
-         ::Orvexa::Proc::Details::GetBytesPerPixel<Class>()});                                                 \
+         ::Orvexa::Proc::Details::GetBytesPerPixel<Class>(), ::Orvexa::Proc::Details::GetAlphaUse<Class>()});  \
                                                                                                                \
 public:
 

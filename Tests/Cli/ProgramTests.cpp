@@ -109,6 +109,11 @@ TEST_F(Program, KeepsItsReferenceOfEffectsUpToDate) {
     EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
     EXPECT_TRUE(outcome.out == std::string(page.begin(), page.end()))
         << "docs/effects.md is stale; scripts/docs.sh makes it anew";
+    const FileBytes readme = ReadFile(std::string(ORVEXA_DOCS_DIR) + "/../README.md");
+    EXPECT_THAT(std::string(readme.begin(), readme.end()),
+                HasSubstr("<!-- effects, made by scripts/docs.sh -->\n" + RunKalvatri({"list", "--markdown"}).out +
+                          "<!-- end of the effects -->\n"))
+        << "README.md is stale; scripts/docs.sh makes its table anew";
     EXPECT_EQ(RunKalvatri({"describe", "--markdown", "WhiteBalance"}).exitCode, 2);
 }
 

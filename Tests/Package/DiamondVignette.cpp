@@ -9,9 +9,9 @@
 #include <string>
 
 #include "Host/Core/Exception.h"
+#include "Host/Effects/HostEffect.h"
 #include "Host/Io/ImageFiles.h"
 #include "Host/Proc/EffectFactory.h"
-#include "Host/Proc/SettingsEffect.h"
 #include "Host/Settings/Photo/SettingsEffectShapeMask.h"
 #include "Host/Settings/Photo/SettingsEffectVignette.h"
 
@@ -20,32 +20,25 @@ using namespace Orvexa::Proc;
 
 // A grey mask of the size of the frame it is given, from the foreground's level in the diamond to the background's at
 // the threshold.
-class DiamondMask : public SettingsEffect<IOneInputEffectVideo, SettingsEffectShapeMask> {
+class DiamondMask : public HostOneInput<SettingsEffectShapeMask> {
 public:
-    using SettingsEffect::SettingsEffect;
+    using HostOneInput::HostOneInput;
 
-    void SetSettings(const Settings& settings) override {
-        settings_ = dynamic_cast<const SettingsEffectShapeMask&>(settings);
-    }
-    Core::Property GetStatistic() const override { return Core::Property("Statistics"); }
-
-    void ProcessData(DataPtr& data) override {
-        KeepTiming(data, [this](FramePtr& frame) {
-            const FrameInfo info = frame->GetFrameInfo();
-            frame =
-                NewFrame(allocator_, PixFmt::Gray8, info);  // never into the frame that was given: others may see it
-            const Plane mask = frame->GetPlane(0);
-            const auto normalize = settings_.GetNormalizer({info.width, info.height});
-            const double levels = settings_.GetBackground() - settings_.GetForeground();
-            for (std::uint32_t y = 0; y < info.height; ++y) {
-                for (std::uint32_t x = 0; x < info.width; ++x) {
-                    const auto [u, v] = normalize({x + 0.5, y + 0.5});  // |u| + |v| is 1 on the diamond's edge
-                    const double way = (std::abs(u) + std::abs(v) - 1) / (settings_.GetThreshold() - 1);
-                    mask.GetRow(y)[x] =
-                        static_cast<std::uint8_t>(settings_.GetForeground() + levels * std::clamp(way, 0.0, 1.0));
-                }
+protected:
+    void Process(FramePtr& frame) override {
+        const FrameInfo info = frame->GetFrameInfo();
+        frame = NewFrame(allocator_, PixFmt::Gray8, info);  // never into the frame that was given: others may see it
+        const Plane mask = frame->GetPlane(0);
+        const auto normalize = settings_.GetNormalizer({info.width, info.height});
+        const double levels = settings_.GetBackground() - settings_.GetForeground();
+        for (std::uint32_t y = 0; y < info.height; ++y) {
+            for (std::uint32_t x = 0; x < info.width; ++x) {
+                const auto [u, v] = normalize({x + 0.5, y + 0.5});  // |u| + |v| is 1 on the diamond's edge
+                const double way = (std::abs(u) + std::abs(v) - 1) / (settings_.GetThreshold() - 1);
+                mask.GetRow(y)[x] =
+                    static_cast<std::uint8_t>(settings_.GetForeground() + levels * std::clamp(way, 0.0, 1.0));
             }
-        });
+        }
     }
 };
 

@@ -8,7 +8,8 @@ namespace Orvexa::Proc {
 /// Brings a frame into one of the listed pixel formats: a frame in a listed format passes through as it is, any other
 /// becomes the listed format that loses least.
 class SettingsColorspaceConverter final : public Settings {
-    ORVEXA_SETTINGS(SettingsColorspaceConverter, "", "Host", "Converts a frame into one of the listed pixel formats.")
+    ORVEXA_SETTINGS(SettingsColorspaceConverter, "", Groups::kHost,
+                    "Converts a frame into one of the listed pixel formats.")
     ORVEXA_EQUALITY(SettingsColorspaceConverter)
     ORVEXA_FIELD(std::vector<PixFmt>, PixFmts, {}, Any(), "", "Formats to choose from, the first among equals wins.")
     ORVEXA_FIELD(bool, Accurate, true, Any(), "", "Whether chroma is interpolated and rounded accurately.")

@@ -11,7 +11,7 @@ enum class BlendAlphaMode : std::int32_t {
 
 /// Lays the second input over the first with its top-left corner at (x, y), clipped.
 class SettingsEffectImageBlender final : public Settings {
-    ORVEXA_SETTINGS(SettingsEffectImageBlender, "", "Host", "Lays the second input over the first.")
+    ORVEXA_SETTINGS(SettingsEffectImageBlender, "", Groups::kHost, "Lays the second input over the first.")
     ORVEXA_EQUALITY(SettingsEffectImageBlender)
     ORVEXA_FIELD(int, PositionX, 0, Any(), "pixels", "Left edge of the second input within the first.")
     ORVEXA_FIELD(int, PositionY, 0, Any(), "pixels", "Top edge of the second input within the first.")

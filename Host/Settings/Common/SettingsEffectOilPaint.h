@@ -9,7 +9,7 @@ public:
     // ImageMagick has three pictures of 8 bytes a pixel; larger pictures, which are painted reduced, take less.
     static constexpr double kBytesPerPixel = 36;
 
-    ORVEXA_SETTINGS(SettingsEffectOilPaint, "OilPaint", "Blur, stylise and generators",
+    ORVEXA_SETTINGS(SettingsEffectOilPaint, "OilPaint", Groups::kStylise,
                     "Paints the picture in strokes of oil: each pixel takes the most frequent colour around it.")
     ORVEXA_EQUALITY(SettingsEffectOilPaint)
     ORVEXA_FIELD(double, Radius, 3.0, Range(0.5, 16), "pixels", "Size of the strokes.")

@@ -10,7 +10,7 @@ enum class PosterizeMode : std::int32_t {
 };
 
 class SettingsEffectPosterize final : public Settings {
-    ORVEXA_SETTINGS(SettingsEffectPosterize, "", "Host", "Reduces the levels of a picture.")
+    ORVEXA_SETTINGS(SettingsEffectPosterize, "", Groups::kHost, "Reduces the levels of a picture.")
     ORVEXA_EQUALITY(SettingsEffectPosterize)
     ORVEXA_FIELD(std::uint8_t, ColorsNumber, 8, Range(1, 255), "", "Number of levels.")
     ORVEXA_FIELD(PosterizeMode, Mode, PosterizeMode::Picture, Named("picture=0 index=1"), "",

@@ -15,7 +15,7 @@ public:
     /// Source positions of a row's pixels 0 <= x < width.
     using RowFunction = std::function<void(int y, int width, float* sourceX, float* sourceY)>;
 
-    ORVEXA_SETTINGS(SettingsEffectRemapping, "", "Host", "Moves pixels as a C++ function says.")
+    ORVEXA_SETTINGS(SettingsEffectRemapping, "", Groups::kHost, "Moves pixels as a C++ function says.")
     ORVEXA_FIELD(RowFunction, RowFunction, nullptr, Any(), "", "The positions that the result's pixels come from.")
 
     SettingsEffectRemapping() = default;

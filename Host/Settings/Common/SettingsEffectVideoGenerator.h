@@ -8,7 +8,7 @@ enum class ApertureShape : std::int32_t { Disc = 0, Polygon = 1, Ring = 2, Heart
 
 /// Makes a grey aperture image, anti-aliased, from an empty frame pointer.
 class SettingsEffectVideoGenerator final : public Settings {
-    ORVEXA_SETTINGS(SettingsEffectVideoGenerator, "", "Host", "Draws the image of a lens aperture.")
+    ORVEXA_SETTINGS(SettingsEffectVideoGenerator, "", Groups::kHost, "Draws the image of a lens aperture.")
     ORVEXA_EQUALITY(SettingsEffectVideoGenerator)
     ORVEXA_FIELD(ApertureShape, Shape, ApertureShape::Disc, Named("disc=0 polygon=1 ring=2 heart=3 star=4"), "",
                  "Shape of the aperture.")

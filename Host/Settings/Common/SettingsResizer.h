@@ -26,13 +26,15 @@ public:
         kFitInside = 5,  ///< into the box, aspect kept, never enlarged
     };
 
-    ORVEXA_SETTINGS(SettingsResizer, "", "Host", "Scales a frame, to a size or by a factor.")
+    static Limits ResizeMethodNames() {
+        return Named(
+            "fastBilinear=0 bilinear=1 bicubic=2 nearest=4 area=5 bicubicLuma=6 gaussian=7 sinc=8 lanczos=9 spline=10");
+    }
+
+    ORVEXA_SETTINGS(SettingsResizer, "", Groups::kHost, "Scales a frame, to a size or by a factor.")
     ORVEXA_EQUALITY(SettingsResizer)
-    ORVEXA_FIELD(
-        ResizeMethods, ResizeMethod, ResizeMethods::FastBilinear,
-        Named(
-            "fastBilinear=0 bilinear=1 bicubic=2 nearest=4 area=5 bicubicLuma=6 gaussian=7 sinc=8 lanczos=9 spline=10"),
-        "", "Interpolation; reductions average areas, except with nearest.")
+    ORVEXA_FIELD(ResizeMethods, ResizeMethod, ResizeMethods::FastBilinear, ResizeMethodNames(), "",
+                 "Interpolation; reductions average areas, except with nearest.")
     ORVEXA_FIELD(int, CustomMode, 0, Named("exact=0 exactToo=1 fit=5"), "",
                  "Whether the size is exact or a box to fit into.")
     ORVEXA_FIELD(Conf::FrameInfo, CustomInfo, Conf::FrameInfo(0, 0), Any(), "pixels",

@@ -8,7 +8,7 @@ class SettingsEffectBalanceLuma final : public Settings {
 public:
     static constexpr double kBytesPerPixel = 9;
 
-    ORVEXA_SETTINGS(SettingsEffectBalanceLuma, "BalanceLuma", "Tone and colour",
+    ORVEXA_SETTINGS(SettingsEffectBalanceLuma, "BalanceLuma", Groups::kTone,
                     "Lifts shadows, pushes highlights, changes exposure and stretches contrast.")
     ORVEXA_EQUALITY(SettingsEffectBalanceLuma)
     ORVEXA_FIELD(std::int32_t, Shadows, 0, Range(-100, 100), "", "Brightens dark tones; negative values darken them.")

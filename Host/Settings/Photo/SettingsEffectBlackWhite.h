@@ -6,7 +6,10 @@
 namespace Orvexa::Proc {
 
 class SettingsEffectBlackWhite final : public Settings {
-    ORVEXA_SETTINGS(SettingsEffectBlackWhite, "BlackWhite", "Tone and colour",
+public:
+    static constexpr AlphaUse kAlpha = AlphaUse::Dropped;
+
+    ORVEXA_SETTINGS(SettingsEffectBlackWhite, "BlackWhite", Groups::kTone,
                     "Turns the picture into two colours at a threshold of brightness.")
     ORVEXA_EQUALITY(SettingsEffectBlackWhite)
     ORVEXA_FIELD(double, Threshold, 0.5, Range(0, 1), "fraction",

@@ -12,7 +12,7 @@ public:
     static constexpr PixFmt kSecondInput = PixFmt::Gray8;
     using PaletteMap = std::map<std::uint8_t, Color>;
 
-    ORVEXA_SETTINGS(SettingsEffectBlendPalette, "BlendPalette", "Blur, stylise and generators",
+    ORVEXA_SETTINGS(SettingsEffectBlendPalette, "BlendPalette", Groups::kStylise,
                     "Draws a second picture's grey levels over the picture, each in its palette colour; a second "
                     "picture in colour is made grey.")
     ORVEXA_EQUALITY(SettingsEffectBlendPalette)

@@ -7,9 +7,10 @@ namespace Orvexa::Proc {
 
 class SettingsEffectBlurBokeh final : public Settings {
 public:
+    static constexpr AlphaUse kAlpha = AlphaUse::Blurred;
     static constexpr double kBytesPerPixel = 14;
 
-    ORVEXA_SETTINGS(SettingsEffectBlurBokeh, "BlurBokeh", "Blur, stylise and generators",
+    ORVEXA_SETTINGS(SettingsEffectBlurBokeh, "BlurBokeh", Groups::kStylise,
                     "Lets highlights bloom into the shape of a lens aperture.")
     ORVEXA_EQUALITY(SettingsEffectBlurBokeh)
     ORVEXA_FIELD(double, Size, 0.07, Range(0.001, 0.5), "fraction",

@@ -12,11 +12,12 @@ enum class BlurRadialMode : std::int32_t {
 
 class SettingsEffectBlurRadial final : public Settings {
 public:
+    static constexpr AlphaUse kAlpha = AlphaUse::Blurred;
     static constexpr double kBytesPerPixel = 12;
 
     using Mode = BlurRadialMode;
 
-    ORVEXA_SETTINGS(SettingsEffectBlurRadial, "BlurRadial", "Blur, stylise and generators",
+    ORVEXA_SETTINGS(SettingsEffectBlurRadial, "BlurRadial", Groups::kStylise,
                     "Blurs along lines: towards a centre, around it, or all one way.")
     ORVEXA_EQUALITY(SettingsEffectBlurRadial)
     ORVEXA_FIELD(BlurRadialMode, Mode, BlurRadialMode::Zoom, Named("zoom=0 linear=1 spin=2"), "",

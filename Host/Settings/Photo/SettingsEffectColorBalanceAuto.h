@@ -5,7 +5,7 @@
 namespace Orvexa::Proc {
 
 class SettingsEffectColorBalanceAuto final : public Settings {
-    ORVEXA_SETTINGS(SettingsEffectColorBalanceAuto, "ColorBalanceAuto", "Tone and colour",
+    ORVEXA_SETTINGS(SettingsEffectColorBalanceAuto, "ColorBalanceAuto", Groups::kTone,
                     "Removes colour casts and dullness by the picture's own statistics.")
     ORVEXA_EQUALITY(SettingsEffectColorBalanceAuto)
     ORVEXA_FIELD(bool, WhiteBalance, false, Any(), "", "Stretches each channel between its own black and white points.")

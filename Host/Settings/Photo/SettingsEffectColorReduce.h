@@ -7,7 +7,7 @@ namespace Orvexa::Proc {
 enum class ReducedColor : std::int32_t { Red = 0, Green = 1, Blue = 2 };
 
 class SettingsEffectColorReduce final : public Settings {
-    ORVEXA_SETTINGS(SettingsEffectColorReduce, "ColorReduce", "Tone and colour",
+    ORVEXA_SETTINGS(SettingsEffectColorReduce, "ColorReduce", Groups::kTone,
                     "Turns pixels in which one colour dominates into grey.")
     ORVEXA_EQUALITY(SettingsEffectColorReduce)
     ORVEXA_FIELD(Orvexa::Proc::ReducedColor, ReducedColor, Orvexa::Proc::ReducedColor::Red,

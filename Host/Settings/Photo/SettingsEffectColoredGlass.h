@@ -9,7 +9,7 @@ class SettingsEffectColoredGlass final : public Settings {
 public:
     static constexpr double kBytesPerPixel = 9;
 
-    ORVEXA_SETTINGS(SettingsEffectColoredGlass, "ColoredGlass", "Blur, stylise and generators",
+    ORVEXA_SETTINGS(SettingsEffectColoredGlass, "ColoredGlass", Groups::kStylise,
                     "Lays a sheet of tinted glass over the picture.")
     ORVEXA_EQUALITY(SettingsEffectColoredGlass)
     ORVEXA_FIELD(std::int32_t, Alpha, 30, Range(0, 100), "%", "Opacity of the glass.")

@@ -9,7 +9,7 @@ class SettingsEffectCreateVideo final : public Settings {
 public:
     static constexpr double kBytesPerPixel = 11;
 
-    ORVEXA_SETTINGS(SettingsEffectCreateVideo, "CreateVideo", "Basics",
+    ORVEXA_SETTINGS(SettingsEffectCreateVideo, "CreateVideo", Groups::kBasics,
                     "Replaces the picture by a plain one of a given size and colour.")
     ORVEXA_EQUALITY(SettingsEffectCreateVideo)
     ORVEXA_FIELD(int, Width, 1920, Range(1, 131072), "pixels", "Width of the new picture.")

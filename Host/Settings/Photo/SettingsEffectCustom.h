@@ -12,7 +12,7 @@ class SettingsEffectCustom final : public Settings {
 public:
     using FunctorType = std::function<void(FramePtr&)>;
 
-    ORVEXA_SETTINGS(SettingsEffectCustom, "Custom", "Basics",
+    ORVEXA_SETTINGS(SettingsEffectCustom, "Custom", Groups::kBasics,
                     "Runs a C++ function of the host on the picture; not available on the command line.")
     ORVEXA_FIELD(FunctorType, Functor, nullptr, Any(), "", "The function; it may change the frame or replace it.")
 

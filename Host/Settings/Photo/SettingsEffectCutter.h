@@ -14,7 +14,7 @@ public:
     using PadMode = CutterPadMode;
 
     ORVEXA_SETTINGS(
-        SettingsEffectCutter, "Cutter", "Segmentation, matting and tiling",
+        SettingsEffectCutter, "Cutter", Groups::kSegmentation,
         "Cuts the picture into overlapping patches of one size, row by row; Stitcher puts them together again.")
     ORVEXA_EQUALITY(SettingsEffectCutter)
     ORVEXA_FIELD(std::uint32_t, PatchWidth, 512, Range(1, 131072), "pixels", "Width of a patch.")

@@ -8,8 +8,8 @@ class SettingsEffectDirectionalAreaDeformation final : public Settings {
 public:
     static constexpr double kBytesPerPixel = 22;
 
-    ORVEXA_SETTINGS(SettingsEffectDirectionalAreaDeformation, "DirectionalAreaDeformation",
-                    "Blur, stylise and generators", "Pushes the picture along a stroke of a soft brush.")
+    ORVEXA_SETTINGS(SettingsEffectDirectionalAreaDeformation, "DirectionalAreaDeformation", Groups::kStylise,
+                    "Pushes the picture along a stroke of a soft brush.")
     ORVEXA_EQUALITY(SettingsEffectDirectionalAreaDeformation)
     ORVEXA_FIELD(std::int32_t, FromX, 200, Range(-131072, 131072), "pixels", "Where the stroke starts, from the left.")
     ORVEXA_FIELD(std::int32_t, FromY, 160, Range(-131072, 131072), "pixels", "Where the stroke starts, from the top.")

@@ -5,7 +5,7 @@
 namespace Orvexa::Proc {
 
 class SettingsEffectEmpty final : public Settings {
-    ORVEXA_SETTINGS(SettingsEffectEmpty, "EmptyEffect", "Basics", "Passes the picture through unchanged.")
+    ORVEXA_SETTINGS(SettingsEffectEmpty, "EmptyEffect", Groups::kBasics, "Passes the picture through unchanged.")
     ORVEXA_EQUALITY(SettingsEffectEmpty)
 };
 

@@ -10,11 +10,12 @@ namespace Orvexa::Proc {
 /// Colours by position 0..256 on the way from black to white. No stops at all give a black palette.
 class SettingsEffectGradient final : public Settings {
 public:
+    static constexpr AlphaUse kAlpha = AlphaUse::Dropped;
     static constexpr double kBytesPerPixel = 11;
 
     using StopMap = std::map<std::uint16_t, Color>;
 
-    ORVEXA_SETTINGS(SettingsEffectGradient, "Gradient", "Blur, stylise and generators",
+    ORVEXA_SETTINGS(SettingsEffectGradient, "Gradient", Groups::kStylise,
                     "Maps the picture's tones to a gradient of colours and keeps its brightness.")
     ORVEXA_EQUALITY(SettingsEffectGradient)
     ORVEXA_FIELD(StopMap, Stops, {}, KeyRange(0, 256), "level", "Colours as position:#RRGGBB.")

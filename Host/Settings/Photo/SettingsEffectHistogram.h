@@ -5,7 +5,7 @@
 namespace Orvexa::Proc {
 
 class SettingsEffectHistogram final : public Settings {
-    ORVEXA_SETTINGS(SettingsEffectHistogram, "Histogram", "Tone and colour",
+    ORVEXA_SETTINGS(SettingsEffectHistogram, "Histogram", Groups::kTone,
                     "Replaces the picture by a picture of its colour histogram.")
     ORVEXA_EQUALITY(SettingsEffectHistogram)
     ORVEXA_FIELD(std::uint32_t, Width, 256, Range(1, 16384), "pixels", "Width of the histogram's picture.")

@@ -10,7 +10,7 @@ class SettingsEffectImplode final : public Settings {
 public:
     static constexpr double kBytesPerPixel = 9;
 
-    ORVEXA_SETTINGS(SettingsEffectImplode, "Implode", "Blur, stylise and generators",
+    ORVEXA_SETTINGS(SettingsEffectImplode, "Implode", Groups::kStylise,
                     "Draws the picture in towards its centre, or bulges it out.")
     ORVEXA_EQUALITY(SettingsEffectImplode)
     ORVEXA_FIELD(ImplodeMode, Mode, ImplodeMode::Implode, Named("implode=0 explode=1"), "",

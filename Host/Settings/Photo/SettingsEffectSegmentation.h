@@ -12,7 +12,7 @@ public:
     static constexpr PixFmt kSecondInput = PixFmt::Gray8;
     static constexpr double kBytesPerPixel = 48;
 
-    ORVEXA_SETTINGS(SettingsEffectSegmentation, "Segmentation", "Segmentation, matting and tiling",
+    ORVEXA_SETTINGS(SettingsEffectSegmentation, "Segmentation", Groups::kSegmentation,
                     "Separates the subject from the background, given a few strokes on each in a second picture.")
     ORVEXA_EQUALITY(SettingsEffectSegmentation)
     ORVEXA_FIELD(SegmentationAlgorithm, Algorithm, SegmentationAlgorithm::GridGraph,

@@ -24,7 +24,7 @@ public:
     using Point = std::pair<double, double>;
     using Normalizer = std::function<Point(const Point&)>;
 
-    ORVEXA_SETTINGS(SettingsEffectShapeMask, "ShapeMask", "Blur, stylise and generators",
+    ORVEXA_SETTINGS(SettingsEffectShapeMask, "ShapeMask", Groups::kStylise,
                     "Replaces the picture by a soft grey mask in the shape of an ellipse or a rectangle.")
     ORVEXA_EQUALITY(SettingsEffectShapeMask)
     ORVEXA_FIELD(ShapeMaskShape, Shape, ShapeMaskShape::Ellipse, Named("ellipse=0 circle=1 rectangle=2 square=3"), "",

@@ -8,6 +8,10 @@
 namespace Orvexa::Proc {
 
 class SettingsEffectSketch final : public Settings {
+public:
+    static constexpr AlphaUse kAlpha = AlphaUse::Dropped;
+
+private:
     // Strokes from the lower left to the upper right, as a right hand draws them.
     static SettingsEffectBlurRadial Strokes() {
         SettingsEffectBlurRadial strokes;
@@ -17,8 +21,7 @@ class SettingsEffectSketch final : public Settings {
         return strokes;
     }
 
-    ORVEXA_SETTINGS(SettingsEffectSketch, "Sketch", "Blur, stylise and generators",
-                    "Draws the picture in grey pencil strokes.")
+    ORVEXA_SETTINGS(SettingsEffectSketch, "Sketch", Groups::kStylise, "Draws the picture in grey pencil strokes.")
     ORVEXA_EQUALITY(SettingsEffectSketch)
     ORVEXA_GROUP(SettingsEffectNoiseVideo, Noise)
     ORVEXA_GROUP_FROM(SettingsEffectBlurRadial, Radial, Strokes())

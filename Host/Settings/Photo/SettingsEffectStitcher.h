@@ -9,7 +9,7 @@ class SettingsEffectStitcher final : public Settings {
 public:
     static constexpr double kBytesPerPixel = 14;
 
-    ORVEXA_SETTINGS(SettingsEffectStitcher, "Stitcher", "Segmentation, matting and tiling",
+    ORVEXA_SETTINGS(SettingsEffectStitcher, "Stitcher", Groups::kSegmentation,
                     "Puts patches of a picture together; where they overlap, one fades into the other.")
     ORVEXA_EQUALITY(SettingsEffectStitcher)
     ORVEXA_FIELD(std::uint32_t, FrameWidth, 0, Range(0, 131072), "pixels",

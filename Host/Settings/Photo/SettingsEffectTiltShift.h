@@ -21,7 +21,7 @@ public:
         return band;
     }
 
-    ORVEXA_SETTINGS(SettingsEffectTiltShift, "TiltShift", "Blur, stylise and generators",
+    ORVEXA_SETTINGS(SettingsEffectTiltShift, "TiltShift", Groups::kStylise,
                     "Keeps a band or an ellipse in focus and blurs the rest, as if the scene were a model.")
     ORVEXA_EQUALITY(SettingsEffectTiltShift)
     ORVEXA_FIELD(int, Blur, 100, Range(0, 100), "percent",

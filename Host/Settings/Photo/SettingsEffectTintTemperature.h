@@ -8,7 +8,7 @@ class SettingsEffectTintTemperature final : public Settings {
 public:
     static constexpr double kBytesPerPixel = 11;
 
-    ORVEXA_SETTINGS(SettingsEffectTintTemperature, "TintTemperature", "Tone and colour",
+    ORVEXA_SETTINGS(SettingsEffectTintTemperature, "TintTemperature", Groups::kTone,
                     "Makes colours warmer or cooler, greener or pinker, and keeps brightness.")
     ORVEXA_EQUALITY(SettingsEffectTintTemperature)
     ORVEXA_FIELD(std::int32_t, Temperature, 0, Range(-255, 255), "levels", "Added to red and taken from blue.")

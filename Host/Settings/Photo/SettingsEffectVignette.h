@@ -20,8 +20,7 @@ public:
         return ellipse;
     }
 
-    ORVEXA_SETTINGS(SettingsEffectVignette, "Vignette", "Blur, stylise and generators",
-                    "Darkens or tints the picture's edges.")
+    ORVEXA_SETTINGS(SettingsEffectVignette, "Vignette", Groups::kStylise, "Darkens or tints the picture's edges.")
     ORVEXA_EQUALITY(SettingsEffectVignette)
     ORVEXA_FIELD(Orvexa::Color, Color, Orvexa::Color(0, 0, 0), Any(), "", "The colour that the edges fade to.")
     ORVEXA_GROUP_FROM(SettingsEffectShapeMask, Shape, Surroundings())

@@ -7,7 +7,7 @@ namespace Orvexa::Proc {
 
 /// No equality of its own: the effect compares the colour.
 class SettingsEffectWhiteBalance final : public Settings {
-    ORVEXA_SETTINGS(SettingsEffectWhiteBalance, "WhiteBalance", "Tone and colour",
+    ORVEXA_SETTINGS(SettingsEffectWhiteBalance, "WhiteBalance", Groups::kTone,
                     "Removes a colour cast, given one colour that should have been grey.")
     ORVEXA_FIELD(Orvexa::Color, Color, Orvexa::Color(128, 128, 128), Any(), "",
                  "The colour in the picture that should be grey.")

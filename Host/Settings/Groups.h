@@ -1,0 +1,12 @@
+// The groups that effects are listed in.
+#pragma once
+
+namespace Orvexa::Proc::Groups {
+
+inline constexpr char kTone[] = "Tone and colour";
+inline constexpr char kStylise[] = "Blur, stylise and generators";
+inline constexpr char kBasics[] = "Basics";
+inline constexpr char kSegmentation[] = "Segmentation, matting and tiling";
+inline constexpr char kHost[] = "Host";  ///< sub-effects, which are not listed
+
+}  // namespace Orvexa::Proc::Groups
