@@ -37,13 +37,22 @@ bool EffectEntry::IsCppOnly() const {
 }
 
 Catalogue::Catalogue(const Proc::IEffectFactory& factory) {
-    for (const Proc::Registration& registration : factory.GetRegistrations()) {
+    const std::vector<Proc::Registration> registrations = factory.GetRegistrations();
+    const auto add = [&](const Proc::Registration& registration, const Proc::SettingsClass& settings) {
+        entries_.push_back({entries_.size(), registration.kind, registration.implName, &settings});
+    };
+    for (const Proc::Registration& registration : registrations) {
         if (registration.implName != ImplNames::ORVEXA) continue;
         const Proc::SettingsClass* settings = Proc::SettingsCatalogue::Find(registration.classId);
         if (settings == nullptr)
             Throw("the module registers an effect for " + registration.classId +
                   ", which is no settings class of this host");
-        entries_.push_back({entries_.size(), registration.kind, settings});
+        add(registration, *settings);
+    }
+    for (const Proc::Registration& registration : registrations) {
+        const Proc::SettingsClass* settings = Proc::SettingsCatalogue::Find(registration.classId);
+        if (settings != nullptr && settings->group == Proc::Groups::kHost && !settings->effect.empty())
+            add(registration, *settings);
     }
 }
 

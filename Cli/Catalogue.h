@@ -12,8 +12,9 @@
 namespace Kalvatri {
 
 struct EffectEntry {
-    std::size_t index;  ///< place in the order of registration
+    std::size_t index;  ///< place in the order of registration, the host's own steps after the module's effects
     Orvexa::Proc::EffectKind kind;
+    std::string implName;  ///< the implementation that runs
     const Orvexa::Proc::SettingsClass* settings;
 
     const std::string& GetName() const { return settings->effect; }

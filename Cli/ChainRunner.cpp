@@ -73,8 +73,10 @@ ChainRunner::ChainRunner(const Proc::FactoryPtr& factory, const Chain& chain, co
     : factory_(factory), progress_(std::move(progress)) {
     for (const Step& step : chain) {
         RunningStep running{&step, MakeEffect(step, progress_), {}, nullptr};
-        for (const Core::ioPath& file : step.with)
-            running.with.push_back(InFormat(factory, read(file), step.effect->settings->getSecondInput()));
+        for (const Core::ioPath& file : step.with) {
+            const PixFmt pixFmt = running.with.empty() ? step.effect->settings->getSecondInput() : PixFmt::None;
+            running.with.push_back(InFormat(factory, read(file), pixFmt));
+        }
         steps_.push_back(std::move(running));
     }
 }
@@ -82,16 +84,16 @@ ChainRunner::ChainRunner(const Proc::FactoryPtr& factory, const Chain& chain, co
 ChainRunner::AnyEffect ChainRunner::MakeEffect(const Step& step, const Core::ProgressPtr& progress) const {
     return WithContext("setting up " + step.effect->GetName(), [&] {
         AnyEffect made;
-        const std::string& classId = step.effect->settings->classId;
+        const std::string &classId = step.effect->settings->classId, &implName = step.effect->implName;
         switch (step.effect->kind) {
             case Proc::EffectKind::OneInput:
-                factory_->CreateOneInputEffect(made.emplace<Proc::OneInputPtr>(), classId, ImplNames::ORVEXA, {});
+                factory_->CreateOneInputEffect(made.emplace<Proc::OneInputPtr>(), classId, implName, {});
                 break;
             case Proc::EffectKind::TwoInput:
-                factory_->CreateTwoInputEffect(made.emplace<Proc::TwoInputPtr>(), classId, ImplNames::ORVEXA, {});
+                factory_->CreateTwoInputEffect(made.emplace<Proc::TwoInputPtr>(), classId, implName, {});
                 break;
             case Proc::EffectKind::VarInput:
-                factory_->CreateVarInputEffect(made.emplace<Proc::VarInputPtr>(), classId, ImplNames::ORVEXA, {});
+                factory_->CreateVarInputEffect(made.emplace<Proc::VarInputPtr>(), classId, implName, {});
                 break;
         }
         std::visit(

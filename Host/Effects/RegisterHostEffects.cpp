@@ -12,6 +12,7 @@
 #include "Host/Settings/Common/SettingsEffectPad.h"
 #include "Host/Settings/Common/SettingsEffectPosterize.h"
 #include "Host/Settings/Common/SettingsEffectRemapping.h"
+#include "Host/Settings/Common/SettingsEffectResize.h"
 #include "Host/Settings/Common/SettingsEffectSmartBlur.h"
 #include "Host/Settings/Common/SettingsEffectVideoGenerator.h"
 #include "Host/Settings/Common/SettingsResizer.h"
@@ -20,7 +21,7 @@
 namespace Orvexa::Proc {
 
 OneInputCreator CreateAlphaExtractor, CreateAperture, CreateColorspaceConverter, CreateExtraAlphaExtractor,
-    CreateMorphology, CreatePad, CreatePosterize, CreateRemapping, CreateResizer, CreateSmartBlur;
+    CreateMorphology, CreatePad, CreatePosterize, CreateRemapping, CreateResize, CreateResizer, CreateSmartBlur;
 TwoInputCreator CreateAlphaInserter, CreateCompose, CreateGrabCut, CreateImageBlender;
 
 namespace {
@@ -56,6 +57,7 @@ void RegisterHostEffects(IEffectFactory& factory) {
     Add<SettingsEffectRemapping>(factory, CreateRemapping);
     Add<SettingsEffectSmartBlur>(factory, CreateSmartBlur);
     Add<SettingsEffectVideoGenerator>(factory, CreateAperture);
+    Add<SettingsEffectResize>(factory, CreateResize);
     Add<SettingsResizer>(factory, CreateResizer);
     factory.RegisterTwoInputEffect(SettingsEffectSegmentation::CLASS_ID, ImplPhotoNames::OPENCV, CreateGrabCut, 0);
     // Face masks rely on its order of inputs, which is not that of the module's effect.

@@ -6,7 +6,7 @@ namespace Orvexa::Proc {
 
 /// Blurs a frame, along each axis as far as its deviation says.
 class SettingsEffectBlur final : public Settings {
-    ORVEXA_SETTINGS(SettingsEffectBlur, "", "Host", "Blurs a frame.")
+    ORVEXA_SETTINGS(SettingsEffectBlur, "Blur", Groups::kHost, "Blurs a frame.")
     ORVEXA_EQUALITY(SettingsEffectBlur)
     ORVEXA_FIELD(int, Algorithm, 1, Named("gaussian=1"), "", "The shape of the blur.")
     ORVEXA_FIELD(double, DevX, 0.0, Range(0, 10000), "pixels", "Standard deviation along rows; 0: not along them.")

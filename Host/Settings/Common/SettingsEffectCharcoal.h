@@ -6,7 +6,7 @@ namespace Orvexa::Proc {
 
 /// Draws a frame's edges in charcoal on white.
 class SettingsEffectCharcoal final : public Settings {
-    ORVEXA_SETTINGS(SettingsEffectCharcoal, "", Groups::kHost, "Draws a frame's edges in charcoal on white.")
+    ORVEXA_SETTINGS(SettingsEffectCharcoal, "Charcoal", Groups::kHost, "Draws a frame's edges in charcoal on white.")
     ORVEXA_EQUALITY(SettingsEffectCharcoal)
     ORVEXA_FIELD(double, Radius, 0.0, Range(0, 32), "pixels",
                  "Reach of the edge finder; 0 takes it from the deviation.")

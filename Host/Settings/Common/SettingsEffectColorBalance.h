@@ -6,7 +6,8 @@ namespace Orvexa::Proc {
 
 /// Changes brightness, contrast, saturation and gamma, in this order; 0 is neutral everywhere.
 class SettingsEffectColorBalance final : public Settings {
-    ORVEXA_SETTINGS(SettingsEffectColorBalance, "", "Host", "Changes brightness, contrast, saturation and gamma.")
+    ORVEXA_SETTINGS(SettingsEffectColorBalance, "ColorBalance", Groups::kHost,
+                    "Changes brightness, contrast, saturation and gamma.")
     ORVEXA_EQUALITY(SettingsEffectColorBalance)
     ORVEXA_FIELD(int, Brightness, 0, Range(-100, 100), "percent", "Levels added; 100 percent are 255 levels.")
     ORVEXA_FIELD(int, Contrast, 0, Range(-100, 100), "percent",

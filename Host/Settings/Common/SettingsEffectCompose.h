@@ -19,7 +19,8 @@ enum class ComposeOperator : std::int32_t {
 
 /// Composes the second input with the first one under it.
 class SettingsEffectCompose final : public Settings {
-    ORVEXA_SETTINGS(SettingsEffectCompose, "", Groups::kHost, "Composes the second input with the first one under it.")
+    ORVEXA_SETTINGS(SettingsEffectCompose, "Compose", Groups::kHost,
+                    "Composes the second input with the first one under it.")
     ORVEXA_EQUALITY(SettingsEffectCompose)
     ORVEXA_FIELD(ComposeOperator, Operator, ComposeOperator::ColorDodge,
                  Named("multiply=0 screen=1 overlay=2 softLight=3 hardLight=4 colorDodge=5 colorBurn=6 darken=7 "

@@ -7,7 +7,7 @@ namespace Orvexa::Proc {
 
 /// Cuts a rectangle out of a frame.
 class SettingsEffectCrop final : public Settings {
-    ORVEXA_SETTINGS(SettingsEffectCrop, "", "Host", "Cuts a rectangle out of a frame.")
+    ORVEXA_SETTINGS(SettingsEffectCrop, "Crop", Groups::kHost, "Cuts a rectangle out of a frame.")
     ORVEXA_EQUALITY(SettingsEffectCrop)
     ORVEXA_FIELD(Length, X, Length::Pixels(0), Any(), "pixels",
                  "Left edge, in pixels or, with a % sign, percent of the width.")

@@ -8,7 +8,7 @@ namespace Orvexa::Proc {
 
 /// Draws closed contours into a frame, whose pixels are changed in place.
 class SettingsEffectDrawContours final : public Settings {
-    ORVEXA_SETTINGS(SettingsEffectDrawContours, "", "Host", "Draws closed contours into a frame.")
+    ORVEXA_SETTINGS(SettingsEffectDrawContours, "", Groups::kHost, "Draws closed contours into a frame.")
     ORVEXA_EQUALITY(SettingsEffectDrawContours)
     ORVEXA_FIELD(std::vector<Contour>, Contours, {}, Any(), "pixels",
                  "Points x,y,x,y,... of each; contours are separated by semicolons.")

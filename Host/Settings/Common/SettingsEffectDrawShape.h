@@ -8,7 +8,7 @@ namespace Orvexa::Proc {
 
 /// Draws an ellipse or a sector of one into a frame, whose pixels are changed in place.
 class SettingsEffectDrawShape final : public Settings {
-    ORVEXA_SETTINGS(SettingsEffectDrawShape, "", "Host", "Draws an ellipse, or a sector of one, into a frame.")
+    ORVEXA_SETTINGS(SettingsEffectDrawShape, "", Groups::kHost, "Draws an ellipse, or a sector of one, into a frame.")
     ORVEXA_EQUALITY(SettingsEffectDrawShape)
     ORVEXA_FIELD(int, CenterX, 0, Any(), "pixels", "Centre of the ellipse.")
     ORVEXA_FIELD(int, CenterY, 0, Any(), "pixels", "Centre of the ellipse.")

@@ -6,7 +6,8 @@ namespace Orvexa::Proc {
 
 /// Gives the first input the tones that lie half-way between its own and those of the second.
 class SettingsEffectMidEqualizer final : public Settings {
-    ORVEXA_SETTINGS(SettingsEffectMidEqualizer, "", "Host", "Brings a picture's tones half-way to those of another.")
+    ORVEXA_SETTINGS(SettingsEffectMidEqualizer, "MidEqualizer", Groups::kHost,
+                    "Brings a picture's tones half-way to those of another.")
     ORVEXA_EQUALITY(SettingsEffectMidEqualizer)
 };
 

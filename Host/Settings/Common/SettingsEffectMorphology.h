@@ -10,7 +10,8 @@ enum class MorphologyBorder : std::int32_t { Constant = 0, Replicate = 1, Reflec
 
 /// Grows or shrinks what is bright in a frame.
 class SettingsEffectMorphology final : public Settings {
-    ORVEXA_SETTINGS(SettingsEffectMorphology, "", Groups::kHost, "Grows or shrinks what is bright in a frame.")
+    ORVEXA_SETTINGS(SettingsEffectMorphology, "Morphology", Groups::kHost,
+                    "Grows or shrinks what is bright in a frame.")
     ORVEXA_EQUALITY(SettingsEffectMorphology)
     ORVEXA_FIELD(MorphologyOperation, Operation, MorphologyOperation::Close, Named("erode=1 dilate=2 open=3 close=4"),
                  "", "Shrinks (erode), grows (dilate), or one after the other.")

@@ -9,7 +9,7 @@ enum class NoiseType : std::int32_t { Uniform = 0, Gaussian = 1, Impulse = 3, La
 
 /// Adds noise to a frame; the same seed gives the same noise.
 class SettingsEffectNoiseVideo final : public Settings {
-    ORVEXA_SETTINGS(SettingsEffectNoiseVideo, "", Groups::kHost, "Adds noise to a frame.")
+    ORVEXA_SETTINGS(SettingsEffectNoiseVideo, "Noise", Groups::kHost, "Adds noise to a frame.")
     ORVEXA_EQUALITY(SettingsEffectNoiseVideo)
     ORVEXA_FIELD(NoiseType, Type, NoiseType::Random, Named("uniform=0 gaussian=1 impulse=3 laplacian=4 random=6"), "",
                  "How the noise is distributed; random replaces the picture.")

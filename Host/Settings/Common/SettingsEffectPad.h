@@ -15,7 +15,7 @@ enum class PadMode : std::int32_t {
 
 /// Adds margins to a frame.
 class SettingsEffectPad final : public Settings {
-    ORVEXA_SETTINGS(SettingsEffectPad, "", Groups::kHost, "Adds margins to a frame.")
+    ORVEXA_SETTINGS(SettingsEffectPad, "Pad", Groups::kHost, "Adds margins to a frame.")
     ORVEXA_EQUALITY(SettingsEffectPad)
     ORVEXA_FIELD(CropInfo, Margins, CropInfo(), Any(), "pixels", "Margins left, right, top and bottom.")
     ORVEXA_FIELD(PadMode, Mode, PadMode::Fill, Named("fill=0 texture=1 replicate=2 mirror=3"), "",

@@ -6,7 +6,7 @@ namespace Orvexa::Proc {
 
 /// Blurs a frame and keeps its edges, luma and chroma each in their own way.
 class SettingsEffectSmartBlur final : public Settings {
-    ORVEXA_SETTINGS(SettingsEffectSmartBlur, "", Groups::kHost, "Blurs a frame and keeps its edges.")
+    ORVEXA_SETTINGS(SettingsEffectSmartBlur, "SmartBlur", Groups::kHost, "Blurs a frame and keeps its edges.")
     ORVEXA_EQUALITY(SettingsEffectSmartBlur)
     ORVEXA_FIELD(int, LumaRadius, 50, Range(0, 100), "percent", "How far the blur reaches.")
     ORVEXA_FIELD(int, LumaBlur, 50, Range(0, 100), "percent",

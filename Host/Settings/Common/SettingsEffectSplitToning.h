@@ -7,7 +7,8 @@ namespace Orvexa::Proc {
 
 /// Tones shadows with one colour and highlights with another.
 class SettingsEffectSplitToning final : public Settings {
-    ORVEXA_SETTINGS(SettingsEffectSplitToning, "", "Host", "Tones shadows with one colour and highlights with another.")
+    ORVEXA_SETTINGS(SettingsEffectSplitToning, "SplitToning", Groups::kHost,
+                    "Tones shadows with one colour and highlights with another.")
     ORVEXA_EQUALITY(SettingsEffectSplitToning)
     ORVEXA_FIELD(Color, ShadowColor, Color(0, 64, 128), Any(), "",
                  "Hue and saturation of the shadows; grey tones nothing.")

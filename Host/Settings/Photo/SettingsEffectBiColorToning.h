@@ -9,7 +9,7 @@ class SettingsEffectBiColorToning final : public Settings {
 public:
     static constexpr double kBytesPerPixel = 16;
 
-    ORVEXA_SETTINGS(SettingsEffectBiColorToning, "BiColorToning", "Tone and colour",
+    ORVEXA_SETTINGS(SettingsEffectBiColorToning, "BiColorToning", Groups::kTone,
                     "Tones the shadows with one colour and the highlights with another.")
     ORVEXA_EQUALITY(SettingsEffectBiColorToning)
     ORVEXA_FIELD(Color, ShadowColor, Color(30, 80, 130), Any(), "", "The colour of the shadows.")

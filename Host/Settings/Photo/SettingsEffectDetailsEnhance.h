@@ -8,7 +8,7 @@ class SettingsEffectDetailsEnhance final : public Settings {
 public:
     static constexpr double kBytesPerPixel = 16;
 
-    ORVEXA_SETTINGS(SettingsEffectDetailsEnhance, "DetailsEnhance", "Tone and colour",
+    ORVEXA_SETTINGS(SettingsEffectDetailsEnhance, "DetailsEnhance", Groups::kTone,
                     "Brings out details in the mid-tones; shadows and highlights stay.")
     ORVEXA_EQUALITY(SettingsEffectDetailsEnhance)
     ORVEXA_FIELD(std::int32_t, Strength, 60, Range(-100, 100), "percent",

@@ -10,7 +10,7 @@ public:
     static constexpr PixFmt kSecondInput = PixFmt::Gray8;
     static constexpr double kBytesPerPixel = 24;
 
-    ORVEXA_SETTINGS(SettingsEffectEdgeRemove, "EdgeRemove", "Segmentation, matting and tiling",
+    ORVEXA_SETTINGS(SettingsEffectEdgeRemove, "EdgeRemove", Groups::kSegmentation,
                     "Removes a dark line along a given segment. A second picture masks where, a third takes the "
                     "result; without them it is everywhere and the picture itself.")
     ORVEXA_EQUALITY(SettingsEffectEdgeRemove)

@@ -9,7 +9,7 @@ public:
     static constexpr PixFmt kSecondInput = PixFmt::Gray8;
     static constexpr double kBytesPerPixel = 20;
 
-    ORVEXA_SETTINGS(SettingsEffectMatting, "Matting", "Segmentation, matting and tiling",
+    ORVEXA_SETTINGS(SettingsEffectMatting, "Matting", Groups::kSegmentation,
                     "Makes a fine mask of hair and fur from a trimap, the second picture: 255 is the subject, 0 the "
                     "background, anything else is to be found out.")
     ORVEXA_EQUALITY(SettingsEffectMatting)

@@ -9,7 +9,7 @@ public:
     static constexpr PixFmt kSecondInput = PixFmt::Gray8;
     static constexpr double kBytesPerPixel = 12;
 
-    ORVEXA_SETTINGS(SettingsEffectReduceLocalLuma, "ReduceLocalLuma", "Tone and colour",
+    ORVEXA_SETTINGS(SettingsEffectReduceLocalLuma, "ReduceLocalLuma", Groups::kTone,
                     "Tames the brightest spots of a rectangle where a second picture, the mask, is bright.")
     ORVEXA_EQUALITY(SettingsEffectReduceLocalLuma)
     ORVEXA_FIELD(std::int32_t, X, 0, Range(-131072, 131072), "pixels",

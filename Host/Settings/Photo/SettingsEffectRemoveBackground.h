@@ -9,7 +9,7 @@ public:
     static constexpr PixFmt kSecondInput = PixFmt::Gray8;
     static constexpr double kBytesPerPixel = 24;
 
-    ORVEXA_SETTINGS(SettingsEffectRemoveBackground, "RemoveBackground", "Segmentation, matting and tiling",
+    ORVEXA_SETTINGS(SettingsEffectRemoveBackground, "RemoveBackground", Groups::kSegmentation,
                     "Cuts out the subject that a mask, the second picture, marks; a third picture is the new background "
                     "that its colours are adapted to.")
     ORVEXA_EQUALITY(SettingsEffectRemoveBackground)

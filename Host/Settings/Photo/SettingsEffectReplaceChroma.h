@@ -9,7 +9,7 @@ class SettingsEffectReplaceChroma final : public Settings {
 public:
     static constexpr double kBytesPerPixel = 24;
 
-    ORVEXA_SETTINGS(SettingsEffectReplaceChroma, "ReplaceChroma", "Tone and colour",
+    ORVEXA_SETTINGS(SettingsEffectReplaceChroma, "ReplaceChroma", Groups::kTone,
                     "Recolours the picture with one colour, or only what is near a given colour in it.")
     ORVEXA_EQUALITY(SettingsEffectReplaceChroma)
     ORVEXA_FIELD(Color, TargetColor, Color(150, 105, 60), Any(), "", "The new colour.")
