@@ -14,7 +14,8 @@ using Proc::FramePtr;
 AlphaKeeper::AlphaKeeper(const Proc::FactoryPtr& factory, const Step& step, FramePtr& picture)
     : info_(picture->GetFrameInfo()) {
     const Proc::AlphaUse use = step.effect->settings->alpha;
-    if (use == Proc::AlphaUse::Kept || !Proc::IsTransparent(*picture)) return;
+    const bool isLost = use == Proc::AlphaUse::Dropped || use == Proc::AlphaUse::Blurred;
+    if (!isLost || !Proc::IsTransparent(*picture)) return;
     samples_.resize(std::size_t{info_.width} * info_.height);
     const auto width = static_cast<int>(info_.width), height = static_cast<int>(info_.height);
     Proc::CopyChannel(Proc::GetChannel(std::as_const(*picture), ChannelKind::Alpha),

@@ -93,6 +93,8 @@ void Apply(const ApplyOptions& options, const Core::ProgressPtr& progress) {
     const Chain chain = MakeChain(catalogue, options);
     CheckStdin(options, chain);
     CheckPictures(chain, options.inputs.size());
+    WithContext("choosing the format of " + NameOf(options.output, "stdout"), ExitCode::WrongUsage,
+                [&] { CheckFormat(chain, format); });
 
     ChainRunner runner(
         factory, chain, [&](const Core::ioPath& file) { return Read(file.string(), options, factory).frame; },

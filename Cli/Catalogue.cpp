@@ -4,6 +4,7 @@
 #include <cctype>
 
 #include "Cli/Errors.h"
+#include "Cli/OriginalStep.h"
 #include "Host/Core/Exception.h"
 #include "Host/Proc/EffectFactory.h"
 #include "Host/Settings/NearestName.h"
@@ -54,6 +55,8 @@ Catalogue::Catalogue(const Proc::IEffectFactory& factory) {
         if (settings != nullptr && settings->group == Proc::Groups::kHost && !settings->effect.empty())
             add(registration, *settings);
     }
+    add({Proc::EffectKind::VarInput, OriginalStep::CLASS_ID, ""},
+        *Proc::SettingsCatalogue::Find(OriginalStep::CLASS_ID));
 }
 
 const EffectEntry& Catalogue::Find(std::string_view name) const {

@@ -1,5 +1,6 @@
 #include "Cli/Chain.h"
 
+#include <algorithm>
 #include <set>
 
 #include "Cli/Errors.h"
@@ -105,6 +106,15 @@ void CheckPictures(const Chain& chain, std::size_t inputs) {
             SettingUp(chain.front()),
             chain.front().effect->GetName() + " takes one -i; several are for a first effect that takes many pictures");
     }
+}
+
+void CheckFormat(const Chain& chain, Io::FileFormat format) {
+    if (Io::GetFormatInfo(format).hasAlpha) return;
+    const auto step = std::find_if(chain.begin(), chain.end(),
+                                   [](const Step& any) { return any.effect->settings->alpha == Proc::AlphaUse::Made; });
+    if (step == chain.end()) return;
+    Throw(step->effect->GetName() + " makes parts of the picture transparent, which " + Io::GetFormatInfo(format).name +
+          " files cannot keep; PNG, WebP and TIFF files can");
 }
 
 }  // namespace Kalvatri

@@ -8,6 +8,7 @@
 #include "Cli/Catalogue.h"
 #include "Cli/SettingsJson.h"
 #include "Host/Core/Path.h"
+#include "Host/Io/Formats.h"
 
 namespace Kalvatri {
 
@@ -27,5 +28,7 @@ Chain ParseChain(const Catalogue& catalogue, const Json& json);
 Json ChainToJson(const Chain& chain);
 /// Checks the numbers of pictures that the steps are given. These functions throw `CommandError` for wrong usage.
 void CheckPictures(const Chain& chain, std::size_t inputs);
+/// Throws `EffectException` if files of the format cannot keep what the chain is there for, transparency.
+void CheckFormat(const Chain& chain, Orvexa::Io::FileFormat format);
 
 }  // namespace Kalvatri

@@ -7,6 +7,7 @@
 #include "Cli/AlphaKeeper.h"
 #include "Cli/ChainProgress.h"
 #include "Cli/Errors.h"
+#include "Cli/OriginalStep.h"
 #include "Host/Core/Property.h"
 #include "Host/Core/Threads.h"
 #include "Host/Settings/Common/SettingsColorspaceConverter.h"
@@ -56,6 +57,7 @@ bool IsSpent(const AnyEffect& effect) {
 }
 
 bool TakesAll(const Step& step) { return step.effect->kind == Proc::EffectKind::VarInput; }
+bool IsOriginal(const Step& step) { return step.effect->settings->classId == OriginalStep::CLASS_ID; }
 
 }  // namespace
 
@@ -72,7 +74,7 @@ ChainRunner::ChainRunner(const Proc::FactoryPtr& factory, const Chain& chain, co
                          Core::ProgressPtr progress)
     : factory_(factory), progress_(std::move(progress)) {
     for (const Step& step : chain) {
-        RunningStep running{&step, MakeEffect(step, progress_), {}, nullptr};
+        RunningStep running{&step, IsOriginal(step) ? AnyEffect() : MakeEffect(step, progress_), {}, nullptr};
         for (const Core::ioPath& file : step.with) {
             const PixFmt pixFmt = running.with.empty() ? step.effect->settings->getSecondInput() : PixFmt::None;
             running.with.push_back(InFormat(factory, read(file), pixFmt));
@@ -107,7 +109,15 @@ ChainRunner::AnyEffect ChainRunner::MakeEffect(const Step& step, const Core::Pro
 }
 
 Pictures ChainRunner::Run(Pictures pictures) {
+    const bool goesBack =
+        std::any_of(steps_.begin(), steps_.end(), [](const RunningStep& running) { return IsOriginal(*running.step); });
+    const FramePtr original = goesBack ? pictures.front() : FramePtr();
     for (auto next = steps_.begin(); next != steps_.end();) {
+        if (IsOriginal(*next->step)) {
+            pictures.insert(pictures.begin(), original);
+            ++next;
+            continue;
+        }
         const auto end =
             std::find_if(next, steps_.end(), [](const RunningStep& running) { return TakesAll(*running.step); });
         if (next == end) {
@@ -213,6 +223,7 @@ void ChainRunner::ThrowIfCancelled() const {
 Json ChainRunner::GetStatistics() const {
     Json list = Json::array();
     for (const RunningStep& running : steps_) {
+        if (IsOriginal(*running.step)) continue;
         list.push_back(
             {{"effect", running.step->effect->GetName()},
              {"statistics", running.statistics.is_null() ? ToJson(StatisticsOf(running.effect)) : running.statistics}});

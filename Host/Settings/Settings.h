@@ -119,6 +119,7 @@ enum class AlphaUse : std::uint8_t {
     Kept,     ///< or changed, or replaced, as the effect means to
     Dropped,  ///< the effect works on formats without alpha
     Blurred,  ///< dropped, and the colours of hidden pixels are mixed with those of visible ones
+    Made,     ///< the transparency is what the effect is there for
 };
 
 /// What is known about a settings class before any object of it exists.

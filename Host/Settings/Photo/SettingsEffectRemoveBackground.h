@@ -7,6 +7,7 @@ namespace Orvexa::Proc {
 class SettingsEffectRemoveBackground final : public Settings {
 public:
     static constexpr PixFmt kSecondInput = PixFmt::Gray8;
+    static constexpr AlphaUse kAlpha = AlphaUse::Made;
     static constexpr double kBytesPerPixel = 24;
 
     ORVEXA_SETTINGS(SettingsEffectRemoveBackground, "RemoveBackground", Groups::kSegmentation,
