@@ -25,7 +25,7 @@ namespace {
 // What the codecs and the libraries under them take, in bytes of address space, stacks and heaps of threads included.
 // Without memory some of them end the process by a segmentation fault, for example GLib's report that there is none.
 constexpr std::uint64_t kLibraries = 144 << 20, kCodec = 64 << 20, kCodecPerPixel = 8;
-constexpr std::uint64_t kVideoCodec = 448 << 20, kVideoCodecPerPixel = 64;  // of HEIF and AVIF, whatever the threads
+constexpr std::uint64_t kVideoCodec = 448 << 20, kVideoCodecPerPixel = 48;  // of HEIF and AVIF, whatever the threads
 
 ImageCodecs& Codecs() {
     static ImageCodecs& codecs = [&]() -> ImageCodecs& {
