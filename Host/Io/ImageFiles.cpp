@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "Host/Conf/PixFmtDescription.h"
+#include "Host/Core/AddressSpace.h"
 #include "Host/Core/Exception.h"
 #include "Host/Io/ImageCodecs.h"
 #include "Host/Io/PendingFile.h"
@@ -21,7 +22,24 @@ namespace Orvexa::Io {
 
 namespace {
 
-ImageCodecs& Codecs() { return Proc::GetProvided<ImageCodecs>(); }
+// What the codecs and the libraries under them take, in bytes of address space, stacks and heaps of threads included.
+// Without memory some of them end the process by a segmentation fault, for example GLib's report that there is none.
+constexpr std::uint64_t kLibraries = 144 << 20, kCodec = 64 << 20, kCodecPerPixel = 8;
+constexpr std::uint64_t kVideoCodec = 448 << 20, kVideoCodecPerPixel = 48;  // of HEIF and AVIF, whatever the threads
+
+ImageCodecs& Codecs() {
+    static ImageCodecs& codecs = [&]() -> ImageCodecs& {
+        Core::RequireAddressSpace(kLibraries + kCodec);
+        return Proc::GetProvided<ImageCodecs>();
+    }();
+    return codecs;
+}
+
+void RequireMemoryToWrite(FileFormat format, const Proc::IDataVideo& frame) {
+    const bool isVideo = format == FileFormat::Heic || format == FileFormat::Avif;
+    const std::uint64_t pixels = std::uint64_t{frame.GetFrameInfo().width} * frame.GetFrameInfo().height;
+    Core::RequireAddressSpace(isVideo ? kVideoCodec + pixels * kVideoCodecPerPixel : kCodec + pixels * kCodecPerPixel);
+}
 
 // The frame in a format that can be written. The converter leaves the caller's frame alone and gives another.
 Proc::FramePtr ToWritable(const Proc::FramePtr& frame, const Proc::FactoryPtr& factory) {
@@ -125,6 +143,7 @@ Notes WriteImage(const Core::ioPath& file, FileFormat format, const Proc::FrameP
         WriteInto(file, bytes.data(), bytes.size());
         return notes;
     }
+    RequireMemoryToWrite(format, *frame);
     PendingFile pending(file);
     Notes notes = Codecs().Write(pending.GetDescriptor(), format, ToWritable(frame, factory), options);
     pending.Commit();
@@ -134,6 +153,7 @@ Notes WriteImage(const Core::ioPath& file, FileFormat format, const Proc::FrameP
 Notes EncodeImage(std::vector<std::uint8_t>& bytes, FileFormat format, const Proc::FramePtr& frame,
                   const WriteOptions& options, const Proc::FactoryPtr& factory) {
     CheckQuality(options);
+    RequireMemoryToWrite(format, *frame);
     return Codecs().Write(bytes, format, ToWritable(frame, factory), options);
 }
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <map>
 
+#include "Host/Io/Vips/Source.h"
+
 namespace Orvexa::Io::Details {
 
 namespace {
@@ -26,16 +28,6 @@ std::string BigEndian(std::size_t number, int bytes) {
     std::string text;
     for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8) text += static_cast<char>(number >> shift & 255);
     return text;
-}
-
-bool ReadAll(const vips::VSource& source, std::string& bytes, std::size_t size) {
-    bytes.resize(size);
-    for (std::size_t done = 0; done < size;) {
-        const auto read = vips_source_read(source.get_source(), bytes.data() + done, size - done);
-        if (read <= 0) return false;
-        done += static_cast<std::size_t>(read);
-    }
-    return true;
 }
 
 // The parts of extensions, by the identifier under which a main packet may ask for them.

@@ -6,6 +6,7 @@
 #include "Host/Core/Exception.h"
 #include "Host/Io/Vips/ExifBlock.h"
 #include "Host/Io/Vips/Exiv2.h"
+#include "Host/Io/Vips/GifBlocks.h"
 #include "Host/Io/Vips/ImageResources.h"
 #include "Host/Io/Vips/JpegSegments.h"
 #include "Host/Io/Vips/TiffFile.h"
@@ -76,6 +77,10 @@ MetadataBlocks ReadMetadataBlocks(vips::VSource& source, FileFormat format, Note
         }
     } else if (format == FileFormat::Tiff) {
         OrNote("the EXIF data is left out", notes, [&] { blocks.exif = ReadTiffExif(source); });
+    } else if (format == FileFormat::Gif) {
+        const unsigned found = FindGifMetadata(source);
+        for (const MetadataKind& kind : GetMetadataKinds())
+            if ((found & kind.bit) != 0) notes.push_back(std::string(kind.text) + " cannot be read from GIF files");
     }
     vips_source_rewind(source.get_source());
     return blocks;

@@ -95,4 +95,14 @@ std::int64_t ByteSource::Seek(VipsSourceCustom*, std::int64_t offset, int origin
     return source.position_ = base + offset;
 }
 
+bool ReadAll(const vips::VSource& source, std::string& bytes, std::size_t size) {
+    bytes.resize(size);
+    for (std::size_t done = 0; done < size;) {
+        const auto read = vips_source_read(source.get_source(), bytes.data() + done, size - done);
+        if (read <= 0) return false;
+        done += static_cast<std::size_t>(read);
+    }
+    return true;
+}
+
 }  // namespace Orvexa::Io::Details

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string>
 #include <vips/vips8>
 
 #include "Host/Io/ImageFiles.h"
@@ -40,5 +41,8 @@ private:
     std::uint64_t maxPixels_ = 0;
     bool isShortened_ = false, isEndless_ = false;
 };
+
+/// Takes the next `size` bytes of a source; false if there are fewer.
+bool ReadAll(const vips::VSource& source, std::string& bytes, std::size_t size);
 
 }  // namespace Orvexa::Io::Details
