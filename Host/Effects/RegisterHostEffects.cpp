@@ -3,7 +3,9 @@
 #include "Host/Proc/EffectFactory.h"
 #include "Host/Settings/Common/SettingsColorspaceConverter.h"
 #include "Host/Settings/Common/SettingsEffectAlpha.h"
+#include "Host/Settings/Common/SettingsEffectCLAHE.h"
 #include "Host/Settings/Common/SettingsEffectCharcoal.h"
+#include "Host/Settings/Common/SettingsEffectColorBalance.h"
 #include "Host/Settings/Common/SettingsEffectCompose.h"
 #include "Host/Settings/Common/SettingsEffectImageBlender.h"
 #include "Host/Settings/Common/SettingsEffectMorphology.h"
@@ -20,8 +22,9 @@
 
 namespace Orvexa::Proc {
 
-OneInputCreator CreateAlphaExtractor, CreateAperture, CreateColorspaceConverter, CreateExtraAlphaExtractor,
-    CreateMorphology, CreatePad, CreatePosterize, CreateRemapping, CreateResize, CreateResizer, CreateSmartBlur;
+OneInputCreator CreateAlphaExtractor, CreateAperture, CreateCLAHE, CreateColorBalance, CreateColorspaceConverter,
+    CreateExtraAlphaExtractor, CreateMorphology, CreatePad, CreatePosterize, CreateRemapping, CreateResize,
+    CreateResizer, CreateSmartBlur;
 TwoInputCreator CreateAlphaInserter, CreateCompose, CreateGrabCut, CreateImageBlender;
 
 namespace {
@@ -48,6 +51,8 @@ void RegisterHostEffects(IEffectFactory& factory) {
     Add<SettingsColorspaceConverter>(factory, CreateColorspaceConverter);
     Add<SettingsEffectAlphaExtractor>(factory, CreateAlphaExtractor);
     Add<SettingsEffectAlphaInserter>(factory, CreateAlphaInserter);
+    Add<SettingsEffectCLAHE>(factory, CreateCLAHE);
+    Add<SettingsEffectColorBalance>(factory, CreateColorBalance);
     Add<SettingsEffectCompose>(factory, CreateCompose);
     Add<SettingsEffectExtraAlphaExtractor>(factory, CreateExtraAlphaExtractor);
     Add<SettingsEffectImageBlender>(factory, CreateImageBlender);
