@@ -525,7 +525,7 @@ protected:
         Io::WriteImage(in_ / name, MakeFrame(PixFmt::Rgb24, 9, 9, color), {}, {});
         return (in_ / name).string();
     }
-    const Words endsProcess_ = {"--module", ORVEXA_ENDS_PROCESS, "--", "EndsProcess"};
+    const Words endsProcess_ = {"--module", kEndsProcess, "--", "EndsProcess"};
 };
 
 TEST_F(BatchWorkers, ThatAPictureEndsAreReplaced) {

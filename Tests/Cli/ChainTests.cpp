@@ -4,8 +4,6 @@
 
 #include <gmock/gmock.h>
 
-#include <atomic>
-
 #include "Cli/BatchBudget.h"
 #include "Cli/ChainProgress.h"
 #include "Cli/ChainRunner.h"
@@ -16,6 +14,7 @@
 #include "Host/Settings/Common/Color.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
 #include "Tests/Support/Frames.h"
+#include "Tests/Support/Progress.h"
 
 namespace Orvexa::Test {
 
@@ -393,29 +392,15 @@ TEST_F(Chains, SayWhatIsWrongWithJson) {
     }
 }
 
-class Stages : public Core::IProgressController {
-public:
-    void SetStage(std::string_view name) override { stages.emplace_back(name); }
-    void SetTotal(std::uint64_t steps) override { total = steps; }
-    void Finish() override { stages.emplace_back("end"); }
-    void Step(std::uint64_t steps) override { done += steps; }
-    bool IsCancelled() const override { return stages.size() > cancelAfter; }
-
-    std::vector<std::string> stages;
-    std::uint64_t total = 0;
-    std::atomic<std::uint64_t> done = 0;
-    std::size_t cancelAfter = 100;
-};
-
 TEST_F(Chains, TellTheirStagesAndCanBeCancelled) {
     const Chain chain =
         Kalvatri::ParseChain(catalogue_, std::vector<std::string>{"TestTone", "TestBeside", "TestTone"});
-    const auto progress = Core::MakeRefCounted<Stages>();
+    const auto progress = Core::MakeRefCounted<TestProgress>();
     ChainRunner runner(factory_, chain, {}, progress);
     runner.Run({Row({1})});
     EXPECT_THAT(progress->stages, ElementsAre("TestTone", "TestBeside", "TestTone", "end"));
-    progress->stages.clear();
-    progress->cancelAfter = 1;
+    progress->Clear();
+    progress->cancelAfterStages = 1;
     EXPECT_THROW(runner.Run({Row({1})}), CommandError);
     EXPECT_THAT(progress->stages, ElementsAre("TestTone", "TestBeside"));
 }
@@ -424,23 +409,23 @@ TEST_F(Chains, ShowPicturesThatGoSideBySideOnOneBar) {
     const ThreadCount count(4);
     const Chain chain =
         Kalvatri::ParseChain(catalogue_, std::vector<std::string>{"TestColumns", "TestPicky", "TestTone", "level=2"});
-    const auto progress = Core::MakeRefCounted<Stages>();
+    const auto progress = Core::MakeRefCounted<TestProgress>();
     ChainRunner runner(factory_, chain, {}, progress);
     runner.Run({Row({2, 4, 6})});
     EXPECT_THAT(progress->stages, ElementsAre("TestColumns", "TestPicky, TestTone", "end"));
     EXPECT_GT(progress->total, 0u);
-    EXPECT_EQ(progress->done, progress->total) << "though the effect does three of ten steps";
+    EXPECT_EQ(progress->steps, progress->total) << "though the effect does three of ten steps";
 
-    progress->stages.clear();
-    progress->cancelAfter = 1;
+    progress->Clear();
+    progress->cancelAfterStages = 1;
     EXPECT_THROW(runner.Run({Row({2, 4, 6})}), CommandError);
 
     const Kalvatri::SharedProgress shared(progress, 1, 2);
     const auto part = shared.MakePart();
-    progress->done = 0;
+    progress->steps = 0;
     const auto doneAfter = [&](const auto& act) {
         act();
-        return progress->done * 20 / progress->total;
+        return progress->steps * 20 / progress->total;
     };
     EXPECT_EQ(doneAfter([&] { part->SetTotal(10), part->Step(5); }), 5u) << "half of the first of two steps";
     EXPECT_EQ(doneAfter([&] { part->SetTotal(10), part->Step(2); }), 5u) << "never goes back";

@@ -104,7 +104,7 @@ TEST_F(Program, DescribesAnEffect) {
 }
 
 TEST_F(Program, KeepsItsReferenceOfEffectsUpToDate) {
-    const FileBytes page = ReadFile(std::string(ORVEXA_DOCS_DIR) + "/effects.md");
+    const FileBytes page = ReadFile(SourcePath("docs/effects.md"));
     const Outcome outcome = RunKalvatri({"describe", "--markdown"});
     EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
     EXPECT_TRUE(outcome.out == std::string(page.begin(), page.end()))
@@ -264,16 +264,16 @@ TEST_F(Program, GivesTheSameBytesWithAnyNumberOfThreads) {
 }
 
 TEST_F(Program, ServesTheProgramOfItsManual) {
-    const FileBytes manual = ReadFile(std::string(ORVEXA_SOURCE_DIR) + "/docs/host-api.md");
+    const FileBytes manual = ReadFile(SourcePath("docs/host-api.md"));
     for (const auto& [language, name] : {std::pair{"cpp", "DiamondVignette.cpp"}, {"cmake", "CMakeLists.txt"}}) {
-        const FileBytes source = ReadFile(std::string(ORVEXA_SOURCE_DIR) + "/Tests/Package/" + name);
+        const FileBytes source = ReadFile(SourcePath(std::string("Tests/Package/") + name));
         const std::string shown =
             std::string("```") + language + "\n" + std::string(source.begin(), source.end()) + "```\n";
         EXPECT_THAT(std::string(manual.begin(), manual.end()), HasSubstr(shown))
             << "docs/host-api.md does not show " << name;
     }
     const std::string input = Make("white.png", MakeFrame(PixFmt::Rgb24, 100, 100, Color(255, 255, 255)));
-    const std::string command = std::string(DIAMOND_VIGNETTE_PROGRAM) + " " + input + " " + folder_.File("out.png");
+    const std::string command = std::string(kDiamondVignette) + " " + input + " " + folder_.File("out.png");
     ASSERT_EQ(std::system(command.c_str()), 0);
     const FramePtr result = Read("out.png");
     const auto redAt = [&](std::size_t x, std::size_t y) {

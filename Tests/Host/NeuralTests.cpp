@@ -5,10 +5,11 @@
 #include <opencv2/core/utility.hpp>
 #include <thread>
 
-#include "Host/Core/Exception.h"
 #include "Host/Proc/EffectFactory.h"
 #include "Host/Proc/Neural.h"
 #include "Tests/Support/Frames.h"
+#include "Tests/Support/Messages.h"
+#include "Tests/Support/Paths.h"
 #include "Tests/Support/TempFolder.h"
 
 namespace Orvexa::Test {
@@ -19,7 +20,7 @@ using nlohmann::json;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-const Core::ioPath kModels = ORVEXA_TEST_MODELS;
+const Core::ioPath kModels = SourcePath("Tests/Support/Models");
 
 // The tests' models with a manifest of their own.
 class Models {
@@ -50,16 +51,6 @@ FramePtr Draw(int id, const Models& models, FramePtr frame) {
     return CreateImageNeural(ModelFileId{id}, ImplName::Default, models.GetRoot(), TestAllocator())
         ->Process(frame)
         ->GetFrame();
-}
-
-template <class Action>
-std::string Complaint(const Action& action) {
-    try {
-        action();
-    } catch (const EffectException& exception) {
-        return exception.what();
-    }
-    return "accepted";
 }
 
 TEST(Neural, FeedsThePictureAsTheManifestSays) {
@@ -213,8 +204,8 @@ TEST(Neural, RefusesGettersOfAnotherKind) {
                                                     [](const NeuralResult& result) { result.GetFrame(); }};
     for (std::size_t i = 0; i < std::size(results); ++i) {
         for (std::size_t k = 0; k < std::size(getters); ++k) {
-            EXPECT_EQ(Complaint([&] { getters[k](results[i]); }),
-                      i == k ? "accepted" : "The network gives " + names[i] + ", not " + names[k] + "!");
+            EXPECT_EQ(MessageOf([&] { getters[k](results[i]); }),
+                      i == k ? "nothing" : "The network gives " + names[i] + ", not " + names[k] + "!");
         }
     }
 }
@@ -263,14 +254,14 @@ TEST(Neural, SaysWhatIsWrongWithTheManifest) {
         {R"({"types": {"1": {"file": "none.onnx"}}})", "none.onnx does not exist!"},
         {R"({"types": {"7": {"licence": 3}}})",
          R"(models.json: type 7 must have a text as "licence"!)"},  // another than is asked for
-        {"{}", "accepted"},
+        {"{}", "nothing"},
     };
     for (const auto& test : cases) {
         const Models models(test.patch);
         const std::string complaint =
-            Complaint([&] { CreateNeural(NeuralType::TiltAngle, ImplName::OpenCv, models.GetRoot()); });
+            MessageOf([&] { CreateNeural(NeuralType::TiltAngle, ImplName::OpenCv, models.GetRoot()); });
         EXPECT_THAT(complaint, HasSubstr(test.complaint)) << test.patch;
-        if (complaint != "accepted") {
+        if (complaint != "nothing") {
             EXPECT_THAT(complaint, HasSubstr(models.GetRoot().string())) << test.patch;
         }
     }
@@ -279,7 +270,7 @@ TEST(Neural, SaysWhatIsWrongWithTheManifest) {
 TEST(Neural, SaysWhatIsMissingOrDamaged) {
     const Models models;
     const auto complaint = [](const Core::ioPath& root) {
-        return Complaint([&] { CreateNeural(NeuralType::Adjustments, ImplName::OpenCv, root); });
+        return MessageOf([&] { CreateNeural(NeuralType::Adjustments, ImplName::OpenCv, root); });
     };
     EXPECT_EQ(complaint("/nowhere/models"), "The models folder /nowhere/models does not exist!");
     EXPECT_EQ(complaint({}), "The models folder " + GetModelsDirectory().string() + " does not exist!");
@@ -295,11 +286,11 @@ TEST(Neural, SaysWhatIsMissingOrDamaged) {
     models.WriteManifest("[]");
     EXPECT_THAT(complaint(models.GetRoot()), HasSubstr("models.json must be an object!"));
 
-    EXPECT_EQ(Complaint([] { CreateNeural(NeuralType::Adjustments, ImplName{7}, kModels); }),
+    EXPECT_EQ(MessageOf([] { CreateNeural(NeuralType::Adjustments, ImplName{7}, kModels); }),
               "Neural implementation 7 is not supported! It must be 0 or 1.");
-    EXPECT_THAT(Complaint([] { CreateNeural(NeuralType{3}, ImplName::OpenCv, kModels); }),
+    EXPECT_THAT(MessageOf([] { CreateNeural(NeuralType{3}, ImplName::OpenCv, kModels); }),
                 HasSubstr("models.json has no type 3!"));
-    EXPECT_THAT(Complaint([] { CreateImageNeural(ModelFileId{3}, ImplName::OpenCv, kModels, TestAllocator()); }),
+    EXPECT_THAT(MessageOf([] { CreateImageNeural(ModelFileId{3}, ImplName::OpenCv, kModels, TestAllocator()); }),
                 HasSubstr("models.json has no model 3!"));
 }
 
@@ -307,7 +298,7 @@ TEST(Neural, RefusesModelsThatAreDamagedOrHaveNotOneOutput) {
     const Models models(R"({"types": {"0": {"file": "damaged.onnx"}, "1": {"file": "two-outputs.onnx"}}})");
     const FileBytes whole = ReadFile(kModels / "flat-color.onnx");
     const auto complaint = [&](NeuralType type) {
-        return Complaint([&] { CreateNeural(type, ImplName::OpenCv, models.GetRoot()); });
+        return MessageOf([&] { CreateNeural(type, ImplName::OpenCv, models.GetRoot()); });
     };
     for (const std::size_t size : {std::size_t{0}, std::size_t{9}, whole.size() / 2, whole.size() - 1}) {
         WriteFile(models.GetRoot() / "damaged.onnx",
@@ -341,7 +332,7 @@ TEST(Neural, RefusesOutputsThatAreNotWhatTheManifestPromises) {
     for (const auto& test : cases) {
         const Models models(test.patch);
         const FramePtr frame = MakeFrame(PixFmt::Rgb24, 30, 20);
-        const std::string complaint = Complaint([&] {
+        const std::string complaint = MessageOf([&] {
             if (test.isImage) {
                 Draw(16, models, frame);
             } else {
@@ -352,9 +343,9 @@ TEST(Neural, RefusesOutputsThatAreNotWhatTheManifestPromises) {
         EXPECT_THAT(complaint, HasSubstr(models.GetRoot().string()));
     }
     const Models models(R"({"types": {"0": {"file": "not-a-number.onnx"}}})");
-    EXPECT_THAT(Complaint([&] { Ask(NeuralType::Adjustments, models, MakeFrame(PixFmt::Rgb24, 3, 3)); }),
+    EXPECT_THAT(MessageOf([&] { Ask(NeuralType::Adjustments, models, MakeFrame(PixFmt::Rgb24, 3, 3)); }),
                 HasSubstr("not-a-number.onnx gives values that are not numbers!"));
-    EXPECT_EQ(Complaint([&] { Ask(NeuralType::Adjustments, models, {}); }), "There is no frame to process!");
+    EXPECT_EQ(MessageOf([&] { Ask(NeuralType::Adjustments, models, {}); }), "There is no frame to process!");
 }
 
 TEST(Neural, GivesTheSameBytesWhateverTheThreads) {

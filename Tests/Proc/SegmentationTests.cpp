@@ -1,13 +1,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
-
 #include "Host/Core/Exception.h"
 #include "Host/Core/Notes.h"
 #include "Host/Settings/Photo/SettingsEffectSegmentation.h"
 #include "Tests/Support/Effects.h"
 #include "Tests/Support/Frames.h"
+#include "Tests/Support/Paths.h"
+#include "Tests/Support/Progress.h"
 
 namespace Orvexa::Test {
 namespace {
@@ -157,20 +157,8 @@ TEST(Segmentation, PaintsTheSubjectInDemoMode) {
     }
 }
 
-class Progress : public Core::IProgressController {
-public:
-    void SetStage(std::string_view) override {}
-    void SetTotal(std::uint64_t) override {}
-    void Finish() override {}
-    void Step(std::uint64_t count) override { steps += count; }
-    bool IsCancelled() const override { return isCancelled; }
-
-    std::atomic<std::uint64_t> steps = 0;
-    std::atomic<bool> isCancelled = false;
-};
-
 TEST(Segmentation, ReportsProgressAndStopsWhenAsked) {
-    const auto progress = Core::MakeRefCounted<Progress>();
+    const auto progress = Core::MakeRefCounted<TestProgress>();
     SettingsEffectSegmentation settings;
     const auto effect = Create(settings, dynamic_cast<EffectFactory&>(*ModuleFactory()));
     const auto run = [&] {
@@ -181,9 +169,9 @@ TEST(Segmentation, ReportsProgressAndStopsWhenAsked) {
     effect->SetProgressController(progress);
     run();
     EXPECT_GT(progress->steps, 50u);
-    progress->isCancelled = true;
+    progress->cancelAt = 0;
     EXPECT_TRUE(SameFrames(run(), Halves())) << "cancelled: the picture stays";
-    progress->isCancelled = false;
+    progress->cancelAt = TestProgress::kNever;
     progress->steps = 0;
     settings.SetShowProgress(false);
     effect->SetSettings(settings);
@@ -217,7 +205,7 @@ TEST(Segmentation, TakesItsInnerEffectByTheAlgorithm) {
 TEST(Segmentation, NeedsNoStrokesWithAModel) {
     SettingsEffectSegmentation settings;
     settings.SetAlgorithm(SegmentationAlgorithm::Auto);
-    settings.SetModelsRoot(ORVEXA_TEST_MODELS);
+    settings.SetModelsRoot(SourcePath("Tests/Support/Models"));
     const FramePtr mask = Segmented(settings, Halves(), {});
     ASSERT_EQ(mask->GetPixFmt(), PixFmt::Gray8);
     EXPECT_NE(Bytes(*mask), std::vector<std::uint8_t>(Bytes(*mask).size(), Bytes(*mask)[0]))
@@ -233,12 +221,8 @@ TEST(Segmentation, NeedsNoStrokesWithAModel) {
 TEST(Segmentation, SaysWhatIsWrongWithSeeds) {
     for (const FramePtr& seeds :
          {MakeFrame(PixFmt::Gray8, kWidth + 1, kHeight), MakeFrame(PixFmt::Rgb24, kWidth, kHeight)}) {
-        try {
-            Segmented(SettingsEffectSegmentation(), Halves(), seeds);
-            ADD_FAILURE();
-        } catch (const EffectException& exception) {
-            EXPECT_THAT(Describe(exception), HasSubstr("size of the picture, 24 x 10"));
-        }
+        EXPECT_THAT(MessageOf([&] { Segmented(SettingsEffectSegmentation(), Halves(), seeds); }),
+                    HasSubstr("size of the picture, 24 x 10"));
     }
     EXPECT_THROW(Segmented(SettingsEffectSegmentation(), Halves(), {}), EffectException);
 }
