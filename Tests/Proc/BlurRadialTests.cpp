@@ -38,14 +38,6 @@ SettingsEffectBlurRadial SettingsOf(const Blur& blur) {
     return settings;
 }
 
-// Red tells the column, green the row: a mean of pixels is the mean of where they are.
-FramePtr Coordinates(std::uint32_t width, std::uint32_t height) {
-    std::vector<int> samples;
-    for (std::uint32_t i = 0; i < width * height; ++i)
-        samples.insert(samples.end(), {static_cast<int>(i % width), static_cast<int>(i / width), 0});
-    return MakeFrame(PixFmt::Rgb24, width, height, samples);
-}
-
 int CountOf(const Blur& blur) { return static_cast<int>(std::max(blur.width, blur.height) * blur.strength + 0.5) / 2; }
 
 // The turn at a place of the tables, in which `count` entries for a distance of 0 come first, then those for 1, and so
@@ -59,8 +51,8 @@ double AngleAt(const Blur& tables, int place) {
     return last * (place % count + 1) / count;
 }
 
-// Around a centre: a pixel and samples that go towards the centre, and with tables turn about it. Those that would lie
-// outside count as the pixel itself.
+// A mean of coordinates is the mean of where the samples are. Around a centre: a pixel and samples that go towards the
+// centre, and with tables turn about it. Those that would lie outside count as the pixel itself.
 void ExpectMeansAround(const FramePtr& result, const Blur& blur, const Blur* tables) {
     const int width = static_cast<int>(blur.width), height = static_cast<int>(blur.height), count = CountOf(blur);
     for (int y = 0; y < height; ++y) {
@@ -92,13 +84,13 @@ TEST(BlurRadial, TakesTheMeanOfSamplesAroundTheCentre) {
                              Blur{BlurRadialMode::Zoom, 0.000009, 0.2, -0.5, 0.5, 30, 20},
                              Blur{BlurRadialMode::Zoom, 0, 0.3, 0.5, 0.5, 3, 1}}) {
         SCOPED_TRACE(testing::Message() << "zoom " << blur.strength);
-        ExpectMeansAround(Apply(SettingsOf(blur), Coordinates(blur.width, blur.height)), blur, nullptr);
+        ExpectMeansAround(Apply(SettingsOf(blur), MakeCoordinates(blur.width, blur.height)), blur, nullptr);
     }
     for (const Blur& blur : {kSpin, Blur{BlurRadialMode::Zoom, -90, 0.5, 0.2, 0.9, 61, 97},
                              Blur{BlurRadialMode::Spin, 0, 0.3, 0.5, 0.5, 96, 64},
                              Blur{BlurRadialMode::Spin, 200, 1.0, 0.5, 0.5, 96, 64}}) {
         SCOPED_TRACE(testing::Message() << "spin " << blur.angle);
-        ExpectMeansAround(Apply(SettingsOf(blur), Coordinates(blur.width, blur.height)), blur, &blur);
+        ExpectMeansAround(Apply(SettingsOf(blur), MakeCoordinates(blur.width, blur.height)), blur, &blur);
     }
 }
 
@@ -140,7 +132,7 @@ TEST(BlurRadial, LeavesThePictureAloneWithoutStrength) {
 
 TEST(BlurRadial, KeepsItsTablesUntilTheSizeChanges) {
     const OneInputPtr effect = CreateModuleEffect(SettingsEffectBlurRadial::CLASS_ID);
-    const FramePtr source = Coordinates(97, 61);
+    const FramePtr source = MakeCoordinates(97, 61);
     const auto blurred = [&](const Blur& blur) {
         effect->SetSettings(SettingsOf(blur));
         FramePtr frame = source;
@@ -198,7 +190,7 @@ TEST(BlurRadial, RefusesUnknownModesAndKeepsItsLines) {
         ASSERT_NE(line, nullptr);
         EXPECT_EQ(*line, 110);
     }
-    FramePtr blurred = Coordinates(97, 61);
+    FramePtr blurred = MakeCoordinates(97, 61);
     effect->ProcessData(blurred);
     ExpectMeansAround(blurred, unknown, nullptr);  // zoom with the new strength
 }

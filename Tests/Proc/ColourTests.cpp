@@ -31,12 +31,7 @@ int Expected(int v, int g, int x) {
 
 // Every level once in every channel.
 FramePtr Levels(PixFmt pixFmt) {
-    FramePtr frame = MakeFrame(pixFmt, 256, 1, Pattern::Noise);
-    const Plane plane = frame->GetPlane(0);
-    for (std::uint64_t x = 0; x < 256; ++x) {
-        for (int k = 0; k < 3; ++k) plane.GetOffsetPtr(x, 0)[k] = static_cast<std::uint8_t>(x);
-    }
-    return frame;
+    return DrawFrame(pixFmt, 256, 1, [](int x, int, int k) { return k < 3 ? x : 255 - x; });
 }
 
 TEST(WhiteBalance, SendsEveryLevelThroughTheCurveOfItsByte) {
@@ -49,19 +44,11 @@ TEST(WhiteBalance, SendsEveryLevelThroughTheCurveOfItsByte) {
         const FramePtr levels = Levels(pixFmt);
         for (const Color& color : colors) {
             const int grey = (color[0] + color[1] + color[2]) / 3;
-            const FramePtr balanced = Balance(color, levels);
-            EXPECT_EQ(balanced->GetPixFmt(), pixFmt);
-            const ConstPlane before = std::as_const(*levels).GetPlane(0), after = std::as_const(*balanced).GetPlane(0);
-            for (std::uint64_t x = 0; x < 256; ++x) {
-                // Byte k of the colour drives byte k of the pixel, in BGR formats, too.
-                for (int k = 0; k < 3; ++k) {
-                    ASSERT_EQ(after.GetOffsetPtr(x, 0)[k], Expected(color[k], grey, static_cast<int>(x)))
-                        << Name(pixFmt) << " level " << x << " byte " << k;
-                }
-                if (before.GetBytesPerPixel() == 4) {
-                    ASSERT_EQ(after.GetOffsetPtr(x, 0)[3], before.GetOffsetPtr(x, 0)[3]);
-                }
-            }
+            // Byte k of the colour drives byte k of the pixel, in BGR formats, too.
+            const FramePtr expected = DrawFrame(pixFmt, 256, 1, [&](int x, int, int k) {
+                return k < 3 ? Expected(color[k], grey, x) : SampleAt(levels, x, 0, 3);
+            });
+            EXPECT_TRUE(SameFrames(Balance(color, levels), expected)) << Name(pixFmt);
         }
     }
 }
@@ -215,17 +202,11 @@ TEST(ColoredGlass, BlendsEveryByteTowardTheColourInTheFormatsOwnOrder) {
         for (const auto& [width, height] : kSizes) {
             for (const int alpha : {0, 1, 30, 50, 99, 100}) {
                 const FramePtr input = MakeFrame(format.pixFmt, width, height);
-                const FramePtr expected = CloneFrame(*input, kCloneIndependent);
-                const Plane plane = expected->GetPlane(0);
                 const int opacity = alpha * 255 / 100;
-                for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) {
-                    for (std::uint64_t b = 0; b < plane.GetWidth(); ++b) {
-                        // Division by 255, rounded down.
-                        const int sum =
-                            plane.GetRow(y)[b] * (255 - opacity) + format.pixel[b % format.pixel.size()] * opacity;
-                        plane.GetRow(y)[b] = static_cast<std::uint8_t>(sum / 255);
-                    }
-                }
+                // Division by 255, rounded down.
+                const FramePtr expected = DrawFrame(format.pixFmt, width, height, [&](int x, int y, int k) {
+                    return (SampleAt(input, x, y, k) * (255 - opacity) + format.pixel[k] * opacity) / 255;
+                });
                 EXPECT_TRUE(SameFrames(Apply(Glass(alpha, color), input), expected)) << alpha;
             }
         }
@@ -285,26 +266,21 @@ TEST(BlendPalette, EqualsTheDefinitionAtEveryPlacementFormatAndOpacity) {
                 const SettingsEffectBlendPalette settings = Palette(alpha, x, y);
                 const FramePtr indices = MakeFrame(PixFmt::Gray8, 40, 31);
                 const GuardedFrame guarded(pixFmt, 97, 61);
-                const FramePtr expected = CloneFrame(*guarded.GetFrame(), kCloneIndependent);
-                const Plane plane = expected->GetPlane(0);
                 const bool isBlueFirst = PixFmtDescription::Get(pixFmt).red == 2;
-                for (std::int64_t py = 0; py < 61; ++py) {
-                    for (std::int64_t px = 0; px < 97; ++px) {
-                        const std::int64_t ix = px - x, iy = py - y;
-                        if (ix < 0 || iy < 0 || ix >= 40 || iy >= 31) continue;
-                        const std::uint8_t index = indices->GetPlane(0).GetRow(static_cast<std::uint64_t>(iy))[ix];
-                        const auto found = settings.GetPalette().find(index);
-                        if (found == settings.GetPalette().end()) continue;
-                        const Color& c = found->second;
-                        const int bytes[4] = {isBlueFirst ? c.blue() : c.red(), c.green(),
-                                              isBlueFirst ? c.red() : c.blue(), c.alpha()};
-                        const int opacity = c.alpha() * alpha / 255;
-                        std::uint8_t* p =
-                            plane.GetOffsetPtr(static_cast<std::uint64_t>(px), static_cast<std::uint64_t>(py));
-                        for (std::uint64_t k = 0; k < plane.GetBytesPerPixel(); ++k)
-                            p[k] = static_cast<std::uint8_t>(((255 - opacity) * p[k] + opacity * bytes[k]) / 255);
-                    }
-                }
+                const FramePtr expected = DrawFrame(pixFmt, 97, 61, [&](int px, int py, int k) {
+                    const int before = SampleAt(guarded.GetFrame(), px, py, k);
+                    const std::int64_t ix = std::int64_t{px} - x, iy = std::int64_t{py} - y;
+                    if (ix < 0 || iy < 0 || ix >= 40 || iy >= 31) return before;
+                    const auto found = settings.GetPalette().find(static_cast<std::uint8_t>(SampleAt(indices, ix, iy)));
+                    if (found == settings.GetPalette().end()) return before;
+                    const Color& c = found->second;
+                    const int level = k == 3                    ? c.alpha()
+                                      : k == 1                  ? c.green()
+                                      : (k == 0) == isBlueFirst ? c.blue()
+                                                                : c.red();
+                    const int opacity = c.alpha() * alpha / 255;
+                    return ((255 - opacity) * before + opacity * level) / 255;
+                });
                 EXPECT_TRUE(SameFrames(Blend(settings, guarded.GetFrame(), indices), expected))
                     << Name(pixFmt) << ' ' << x << ' ' << y << ' ' << alpha;
                 EXPECT_TRUE(guarded.IsGuardIntact());

@@ -48,10 +48,8 @@ FramePtr Segmented(const SettingsEffectSegmentation& settings, FramePtr picture,
     Create(settings, dynamic_cast<EffectFactory&>(*ModuleFactory()))->ProcessData(picture, ConstFramePtr(seeds));
     return picture;
 }
-FramePtr MaskOf(int left, int right) {
-    std::vector<int> samples;
-    for (std::uint32_t i = 0; i < kWidth * kHeight; ++i) samples.push_back(i % kWidth < kEdge ? left : right);
-    return MakeFrame(PixFmt::Gray8, kWidth, kHeight, samples);
+FramePtr MaskOf(int left, int right, int edge = kEdge) {
+    return DrawFrame(PixFmt::Gray8, kWidth, kHeight, [&](int x, int, int) { return x < edge ? left : right; });
 }
 
 TEST(Segmentation, GivesTheSubjectItsOpacity) {
@@ -117,9 +115,7 @@ TEST(Segmentation, SmoothsWithinAMargin) {
     CopyDataVideo(MakeFrame(PixFmt::Gray8, 4, kHeight, Color(200, 200, 200)), frame, 0, 0);
     effect->ProcessData(frame, ConstFramePtr(Seeds({{6, 5, 255}, {20, 5, 255}, {12, 5, 128}, {1, 5, 128}})));
     EXPECT_THAT(factory->TakeTranscript(), Contains("run SettingsEffectMorphology#1 gray8 30x16 -> gray8 30x16"));
-    std::vector<int> samples;
-    for (std::uint32_t i = 0; i < kWidth * kHeight; ++i) samples.push_back(i % kWidth < 4 ? 0 : 255);
-    EXPECT_TRUE(SameFrames(frame, MakeFrame(PixFmt::Gray8, kWidth, kHeight, samples)));
+    EXPECT_TRUE(SameFrames(frame, MaskOf(0, 255, 4)));
 }
 
 TEST(Segmentation, KeepsTheStrokesWhenAsked) {

@@ -30,17 +30,11 @@ TEST(BlackWhite, SplitsAtTheRoundedThresholdOfLuma) {
         int firstBright;
     } cases[] = {{0.5, 128}, {0.0, 0}, {1.0, 256}, {0.498, 127}, {0.5 / 256, 1}, {1.0 / 3, 85}};
     for (const auto& c : cases) {
-        FramePtr levels = MakeFrame(PixFmt::Rgba, 256, 1);
-        for (std::uint64_t x = 0; x < 256; ++x)
-            std::fill_n(levels->GetPlane(0).GetOffsetPtr(x, 0), 3, static_cast<std::uint8_t>(x));
-        const FramePtr result = Apply(Threshold(c.threshold), levels);
-        ASSERT_EQ(result->GetPixFmt(), PixFmt::Rgba) << "converted back";
-        for (std::uint64_t x = 0; x < 256; ++x) {
-            const Color expected =
-                static_cast<int>(x) < c.firstBright ? Color(10, 20, 30, 40) : Color(200, 190, 180, 255);
-            const std::uint8_t* p = result->GetPlane(0).GetOffsetPtr(x, 0);
-            ASSERT_EQ(Color(p[0], p[1], p[2], p[3]), expected) << c.threshold << " at " << x;
-        }
+        const FramePtr levels = DrawFrame(PixFmt::Rgba, 256, 1, [](int x, int, int) { return x; });
+        const FramePtr expected = DrawFrame(PixFmt::Rgba, 256, 1, [&](int x, int, int k) {
+            return x < c.firstBright ? Color(10, 20, 30, 40)[k] : Color(200, 190, 180, 255)[k];
+        });
+        EXPECT_TRUE(SameFrames(Apply(Threshold(c.threshold), levels), expected)) << c.threshold;
     }
 }
 
@@ -79,12 +73,10 @@ SettingsEffectTintTemperature Shift(int temperature, int tint) {
 
 // Colours far enough from the corners of RGB that a shift stays representable.
 FramePtr Muted(PixFmt pixFmt) {
-    const FramePtr rgb = MakeFrame(PixFmt::Rgb24, 97, 61);
-    for (std::uint64_t y = 0; y < 61; ++y) {
-        for (std::uint64_t b = 0; b < 291; ++b)
-            rgb->GetPlane(0).GetRow(y)[b] = static_cast<std::uint8_t>(100 + rgb->GetPlane(0).GetRow(y)[b] % 56);
-    }
-    return Converted(rgb, pixFmt);
+    const FramePtr noise = MakeFrame(PixFmt::Rgb24, 97, 61);
+    return Converted(
+        DrawFrame(PixFmt::Rgb24, 97, 61, [&](int x, int y, int k) { return 100 + SampleAt(noise, x, y, k) % 56; }),
+        pixFmt);
 }
 
 TEST(TintTemperature, ShiftsColourAndKeepsLumaInEveryByteOrder) {
@@ -171,19 +163,13 @@ TEST(Gradient, InterpolatesBetweenStopsAndExtendsTheOuterOnes) {
 
 // Without chroma on the way alpha tells the palette exactly.
 TEST(Gradient, InterpolatesAlphaTruncatingTowardZero) {
-    FramePtr ramp = MakeFrame(PixFmt::Rgba, 256, 1);
-    for (std::uint64_t x = 0; x < 256; ++x)
-        std::fill_n(ramp->GetPlane(0).GetOffsetPtr(x, 0), 3, static_cast<std::uint8_t>(x));
+    const FramePtr ramp = DrawFrame(PixFmt::Rgba, 256, 1, [](int x, int, int) { return x; });
     const FramePtr result =
         Apply(Stops({{0, Color(90, 90, 90, 250)}, {100, Color(90, 90, 90, 3)}, {200, Color(90, 90, 90, 100)}}), ramp);
     ASSERT_EQ(result->GetPixFmt(), PixFmt::Rgba);
     for (int x = 0; x < 256; ++x) {
-        const double exact = x < 100 ? -247.0 * x / 100 : x < 200 ? 97.0 * (x - 100) / 100 : 0;
-        EXPECT_EQ(SampleAt(result, static_cast<std::uint64_t>(x), 0, 3), (x < 100   ? 250
-                                                                          : x < 200 ? 3
-                                                                                    : 100) +
-                                                                             std::trunc(exact))
-            << x;
+        const double exact = x < 100 ? 250 + std::trunc(-2.47 * x) : x < 200 ? 3 + std::trunc(0.97 * (x - 100)) : 100;
+        EXPECT_EQ(SampleAt(result, x, 0, 3), exact) << x;
     }
 }
 

@@ -117,32 +117,25 @@ constexpr int kSide = 60;
 bool IsDisc(int x, int y) { return (x - 30) * (x - 30) + (y - 25) * (y - 25) < 18 * 18; }
 
 FramePtr Picture(PixFmt pixFmt) {
-    const std::vector<std::uint8_t> noise = Bytes(*MakeFrame(PixFmt::Rgb24, kSide, kSide));
-    std::vector<int> samples;
-    for (int i = 0; i < kSide * kSide; ++i) {
-        const bool isDisc = IsDisc(i % kSide, i / kSide);
-        samples.insert(samples.end(), {(isDisc ? 190 : 30) + noise[3 * i] / 8, 30 + noise[3 * i + 1] / 8,
-                                       (isDisc ? 30 : 160) + noise[3 * i + 2] / 8});
-    }
-    return Converted(MakeFrame(PixFmt::Rgb24, kSide, kSide, samples), pixFmt);
+    const FramePtr noise = MakeFrame(PixFmt::Rgb24, kSide, kSide);
+    return Converted(DrawFrame(PixFmt::Rgb24, kSide, kSide,
+                               [&](int x, int y, int k) {
+                                   const int disc[] = {190, 30, 30}, around[] = {30, 30, 160};
+                                   return (IsDisc(x, y) ? disc : around)[k] + SampleAt(noise, x, y, k) / 8;
+                               }),
+                     pixFmt);
 }
 
 // A stroke within the disc, and a frame around the picture.
 FramePtr Strokes(int inside, int around, int elsewhere) {
-    std::vector<int> samples;
-    for (int i = 0; i < kSide * kSide; ++i) {
-        const int x = i % kSide, y = i / kSide;
-        samples.push_back(x >= 25 && x < 36 && y >= 20 && y < 30 ? inside
-                          : x < 3 || y < 3 || x > 56 || y > 56   ? around
-                                                                 : elsewhere);
-    }
-    return MakeFrame(PixFmt::Gray8, kSide, kSide, samples);
+    return DrawFrame(PixFmt::Gray8, kSide, kSide, [&](int x, int y, int) {
+        if (x >= 25 && x < 36 && y >= 20 && y < 30) return inside;
+        return x < 3 || y < 3 || x > 56 || y > 56 ? around : elsewhere;
+    });
 }
 
 FramePtr Expected(int inside, int outside) {
-    std::vector<int> samples;
-    for (int i = 0; i < kSide * kSide; ++i) samples.push_back(IsDisc(i % kSide, i / kSide) ? inside : outside);
-    return MakeFrame(PixFmt::Gray8, kSide, kSide, samples);
+    return DrawFrame(PixFmt::Gray8, kSide, kSide, [&](int x, int y, int) { return IsDisc(x, y) ? inside : outside; });
 }
 
 TEST(GrabCut, FindsTheSubjectBySeeds) {
