@@ -57,8 +57,9 @@ TEST(Factory, NamesWhatItCannotCreate) {
     TwoInputPtr twoInput;
     const auto factory = Core::MakeRefCounted<EffectFactory>();
     factory->RegisterOneInputEffect("Known", ImplNames::ORVEXA, Create<1>, 0);
-    EXPECT_NE(MessageOf([&] { factory->CreateOneInputEffect(effect, "Unknown", ImplNames::DEFAULT, {}); }).find("Unknown"),
-              std::string::npos);
+    EXPECT_NE(
+        MessageOf([&] { factory->CreateOneInputEffect(effect, "Unknown", ImplNames::DEFAULT, {}); }).find("Unknown"),
+        std::string::npos);
     EXPECT_THROW(factory->CreateOneInputEffect(effect, "Known", ImplPhotoNames::OPENCV, {}), EffectException);
     EXPECT_THROW(factory->CreateTwoInputEffect(twoInput, "Known", ImplNames::DEFAULT, {}), EffectException)
         << "another kind";

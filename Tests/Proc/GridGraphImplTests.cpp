@@ -114,23 +114,15 @@ TEST(GridGraphImpl, ConvertsOtherFormatsWithOneKeptConverter) {
     const auto factory = Core::MakeRefCounted<SpyFactory>();
     const TwoInputPtr effect = MakeEffect<GridGraphImpl>(factory, TestAllocator());
     const ConstFramePtr seeds = MakeSeeds(30, 20);
+    std::vector<std::string> words;
     for (int run = 0; run < 2; ++run) {
-        FramePtr frame = MakeFrame(PixFmt::Yuv444p, 30, 20, Pattern::Ramp), grey = frame, expected;
+        FramePtr frame = MakeFrame(PixFmt::Yuv444p, 30, 20, Pattern::Ramp), grey = Converted(frame, PixFmt::Gray8);
         effect->ProcessData(frame, seeds);
-        OneInputPtr converter;
-        ModuleFactory()->CreateOneInputEffect(converter, "SettingsColorspaceConverter", ImplNames::DEFAULT, {});
-        converter->SetSettings(SettingsColorspaceConverter(PixFmt::Gray8, true));
-        converter->ProcessData(grey);
         MakeEffect<GridGraphImpl>(ModuleFactory(), TestAllocator())->ProcessData(grey, seeds);
         EXPECT_TRUE(SameFrames(frame, grey));
     }
-    const std::vector<std::string> transcript = factory->TakeTranscript();
-    EXPECT_EQ(std::count_if(transcript.begin(), transcript.end(),
-                            [](const std::string& line) { return line.starts_with("create"); }),
-              1);
-    EXPECT_EQ(std::count_if(transcript.begin(), transcript.end(),
-                            [](const std::string& line) { return line.starts_with("run"); }),
-              2);
+    for (const std::string& line : factory->TakeTranscript()) words.push_back(line.substr(0, line.find(' ')));
+    EXPECT_THAT(words, ElementsAre("create", "set", "run", "run"));
 }
 
 TEST(GridGraphImpl, LogsItsStages) {
@@ -145,27 +137,22 @@ TEST(GridGraphImpl, LogsItsStages) {
 }
 
 TEST(GridGraphImpl, LeavesThePictureWhenCancelledAndCountsToAHundred) {
-    const ConstFramePtr seeds = MakeSeeds(60, 50);
-    const auto run = [&](FramePtr& frame, std::int64_t cancelAt) {
+    const FramePtr picture = MakeFrame(PixFmt::Gray8, 60, 50);
+    const auto run = [&](std::int64_t cancelAt) {
         const auto progress = Core::MakeRefCounted<TestProgress>(cancelAt);
         const TwoInputPtr effect = MakeEffect<GridGraphImpl>(ModuleFactory(), TestAllocator());
         effect->SetProgressController(progress);
-        effect->ProcessData(frame, seeds);
+        FramePtr frame = picture;
+        effect->ProcessData(frame, ConstFramePtr(MakeSeeds(60, 50)));
+        EXPECT_EQ(frame == picture, cancelAt != TestProgress::kNever) << "cancelled at query " << cancelAt;
         return progress;
     };
-    FramePtr complete = MakeFrame(PixFmt::Gray8, 60, 50);
-    const auto counted = run(complete, TestProgress::kNever);
+    const auto counted = run(TestProgress::kNever);
     EXPECT_EQ(counted->total, 100u);
     EXPECT_NEAR(static_cast<double>(counted->steps), 100.0, 2.0)
         << "the rows are one more than their total, fractions stay behind";
     ASSERT_GT(counted->queries, 3000) << "every pixel asks, then the solver";
-    for (std::int64_t query = 0; query < counted->queries; query += query < 2990 ? 299 : 1 + counted->queries / 100) {
-        const FramePtr original = MakeFrame(PixFmt::Gray8, 60, 50);
-        FramePtr frame = original;
-        run(frame, query);
-        EXPECT_EQ(frame, original) << "cancelled at query " << query;
-        EXPECT_TRUE(SameFrames(frame, MakeFrame(PixFmt::Gray8, 60, 50)));
-    }
+    for (const std::int64_t query : {std::int64_t{0}, std::int64_t{2000}, counted->queries - 100}) run(query);
 }
 
 TEST(GridGraphImpl, RefusesSeedsThatDoNotFit) {
