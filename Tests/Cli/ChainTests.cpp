@@ -87,13 +87,16 @@ private:
     }
 };
 
-class Nothing : public EffectBaseOneInput<SettingsTestNothing> {
+template <class SettingsT, auto kWork>
+class Simple : public EffectBaseOneInput<SettingsT> {
 public:
-    using EffectBaseOneInput::EffectBaseOneInput;
+    using EffectBaseOneInput<SettingsT>::EffectBaseOneInput;
 
 private:
-    void ProcessInternalImpl(FramePtr& frame) override { frame.reset(); }
+    void ProcessInternalImpl(FramePtr& frame) override { kWork(frame); }
 };
+using Nothing = Simple<SettingsTestNothing, [](FramePtr& frame) { frame.reset(); }>;
+using Hungry = Simple<SettingsTestHungry, [](FramePtr&) {}>;
 
 // Replaces every picture by one sample: how many pictures it has been given, and 100 more if others see the pixels of
 // the last.
@@ -122,14 +125,6 @@ private:
         const int sample = *std::as_const(*frame).GetPlane(0).GetRow(0);
         if (sample % 2 != 0) Throw("odd " + std::to_string(sample));
     }
-};
-
-class Hungry : public EffectBaseOneInput<SettingsTestHungry> {
-public:
-    using EffectBaseOneInput::EffectBaseOneInput;
-
-private:
-    void ProcessInternalImpl(FramePtr&) override {}
 };
 
 class Over : public EffectBaseTwoInput<SettingsTestOver> {
@@ -236,9 +231,7 @@ TEST_F(Chains, RunStepsOfEveryKind) {
     EXPECT_THAT(RunWords({"TestOver", "with=7", "TestTone"}, {Row({10, 20})}), ElementsAre(Samples{8, 21}));
     EXPECT_THAT(RunWords({"TestBeside", "with=7", "with=8"}, {Row({1}), Row({2, 3})}),
                 ElementsAre(Samples{8, 7, 2, 3, 1}));
-}
-
-TEST_F(Chains, AStepForOnePictureRunsOnEachOfManyAndAVariableInputStepTakesThemAll) {
+    // A step for one picture runs on each of many, and one for many takes them all.
     EXPECT_THAT(RunWords({"TestColumns", "TestTone", "level=1"}, {Row({10, 20, 30})}),
                 ElementsAre(Samples{11}, Samples{21}, Samples{31}));
     EXPECT_THAT(RunWords({"TestColumns", "TestOver", "with=9", "TestBeside"}, {Row({10, 20})}),
@@ -350,21 +343,14 @@ TEST_F(Chains, AreWrittenDownWithWhatDiffersFromTheStart) {
               R"([{"effect":"TestTone","gain":0.25,"stops":"3:#ff0000","inner":{"depth":7}},)"
               R"({"effect":"TestOver","with":["7"]},{"effect":"TestBeside","with":["8","9"]},{"effect":"TestTone"}])");
     EXPECT_EQ(Kalvatri::ChainToJson(Kalvatri::ParseChain(catalogue_, json)), json);
-    const Chain full =
-        Kalvatri::ParseChain(catalogue_, std::vector<std::string>{"TestTone", "taps=1,2", "mode=rich", "soft=true"});
-    const Chain again = Kalvatri::ParseChain(catalogue_, Kalvatri::ChainToJson(full));
-    EXPECT_EQ(Kalvatri::SettingsToJson(*again.at(0).settings), Kalvatri::SettingsToJson(*full.at(0).settings));
 }
 
 TEST_F(Chains, SayWhatIsWrongWithJson) {
     const std::pair<const char*, const char*> cases[] = {
         {R"({"effect": "TestTone"})", "array of objects"},
-        {R"([1])", "array of objects"},
         {R"([{"effect": "TestTon"}])", "did you mean TestTone?"},
         {R"([{"effect": "TestTone", "levle": 1}])", "did you mean level?"},
-        {R"([{"effect": "TestTone", "zzzzz": 1}])", "the settings are level, gain"},
         {R"([{"effect": "TestTone", "inner": {"depth": 1}, "inner.depth": 2}])", "inner.depth: is given twice"},
-        {R"([{"effect": "TestTone", "level": 1.5}])", "is not a whole number"},
         {R"([{"effect": "TestTone", "level": null}])", "instead of null"},
         {R"([{"effect": "TestTone", "taps": [[1]]}])", "instead of [1]"},
         {R"([{"effect": "TestOver", "with": 7}])", "\"with\" takes the name of a file"},

@@ -230,6 +230,16 @@ TEST(ColourSpaceLayer, SendsSettingsOnlyWhenTheFormatChanges) {
     EXPECT_THAT(Without(spy->TakeTranscript(), "run"), ElementsAre("set " + back + " pixFmts=5 accurate=true"));
 }
 
+TEST(ColourSpaceLayer, GivesEveryInputItsOwnFormatBack) {
+    const auto effect = Make<CscProbe>();
+    effect->formats = {PixFmt::Rgb24};
+    for (const PixFmt pixFmt : {PixFmt::Yuv420p, PixFmt::Yuv444p, PixFmt::Rgb24, PixFmt::Yuv420p}) {
+        FramePtr frame = MakeFrame(pixFmt, 4, 4);
+        effect->ProcessData(frame);
+        EXPECT_EQ(frame->GetPixFmt(), pixFmt);
+    }
+}
+
 TEST(ColourSpaceLayer, KeepsTheWorkingFormatOfEffectsThatDoNotConvertBack) {
     const auto effect = Make<CscProbe>();
     effect->isConvertBack = false;

@@ -284,9 +284,6 @@ TEST(GridGraph, StopsWhereverItIsCancelled) {
     EXPECT_GT(inRegions, 100u);
     EXPECT_GT(inMerges, 100u);
     EXPECT_GT(inWalks, 100u);
-    RecordProperty("cancelledInRegions", static_cast<int>(inRegions));
-    RecordProperty("cancelledInMerges", static_cast<int>(inMerges));
-    RecordProperty("cancelledInWalks", static_cast<int>(inWalks));
 }
 
 TEST(GridGraph, PassesOnWhatTheControllerThrows) {
