@@ -11,7 +11,9 @@ copy=$PWD/build/mutate
 build=$copy/build/release
 log=$copy/log
 mkdir -p "$copy"
-git ls-files -z | xargs -0 cp --parents --update -t "$copy"
+git ls-files -z | while IFS= read -r -d '' file; do  # what a run that was stopped left of a fault goes, too
+    cmp -s "$file" "$copy/$file" || cp --parents "$file" "$copy"
+done
 
 faults=()
 while IFS= read -r line; do faults+=("$line"); done < <(
