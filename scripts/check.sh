@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds, runs every test, then builds and tests again under the sanitizers.
+# Installs what is missing, checks the form of the sources, builds with warnings as errors and runs every test, then
+# builds and tests again under the sanitizers.
 #   scripts/check.sh            release, address + undefined behaviour, thread
 #   scripts/check.sh release    one of release, asan, tsan
 set -euo pipefail
@@ -20,9 +21,12 @@ export TSAN_OPTIONS="suppressions=$PWD/scripts/tsan.supp:halt_on_error=1:ignore_
 # Objects are shared between clones of the same sources.
 export CCACHE_BASEDIR="$PWD" CCACHE_NOHASHDIR=true CCACHE_IGNOREOPTIONS="-fmacro-prefix-map=*"
 
+echo "== format"
+git ls-files -z '*.cpp' '*.h' | xargs -0 clang-format --dry-run -Werror
+
 for preset in "${presets[@]}"; do
     echo "== $preset: build"
-    cmake --preset "$preset" -DCMAKE_CXX_COMPILER_LAUNCHER=ccache > "/tmp/orvexa-configure-$preset.log" || {
+    cmake --preset "$preset" -DORVEXA_WERROR=ON -DCMAKE_CXX_COMPILER_LAUNCHER=ccache > "/tmp/orvexa-configure-$preset.log" || {
         cat "/tmp/orvexa-configure-$preset.log"
         exit 1
     }
@@ -32,6 +36,8 @@ for preset in "${presets[@]}"; do
 done
 
 if [ -e build/release ] && [[ " ${presets[*]} " == *" release "* ]]; then
+    echo "== release: clang-tidy"
+    scripts/tidy.sh --quick build/release
     echo "== release: exported symbols of the module"
     exported=$(nm -D --defined-only build/release/lib/kalvatri/EffectsKalvatriPhoto.so | awk '{print $3}')
     [ "$exported" = "Registrator" ] || {

@@ -4,7 +4,7 @@
 set -euo pipefail
 
 packages=(
-    g++ cmake ninja-build ccache pkg-config git
+    g++ cmake ninja-build ccache pkg-config git clang-format clang-tidy
     libboost-dev libgoogle-glog-dev libhwy-dev
     libopencv-dev libvips-dev libexiv2-dev zlib1g-dev libmagick++-dev
     libcli11-dev nlohmann-json3-dev

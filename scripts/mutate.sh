@@ -6,33 +6,63 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 pattern=${1:-.}
-copy=$PWD/build/mutate/source
-build=$PWD/build/mutate/build
+# Laid out like this tree and its release build, so that a compiler cache knows the objects without a fault.
+copy=$PWD/build/mutate
+build=$copy/build/release
+log=$copy/log
 mkdir -p "$copy"
-git ls-files -z | xargs -0 cp --parents --update -t "$copy"
-cmake -S "$copy" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release ${CMAKE_CXX_COMPILER_LAUNCHER:+-DCMAKE_CXX_COMPILER_LAUNCHER=$CMAKE_CXX_COMPILER_LAUNCHER} > /dev/null
+git ls-files -z | while IFS= read -r -d '' file; do  # what a run that was stopped left of a fault goes, too
+    cmp -s "$file" "$copy/$file" || cp --parents "$file" "$copy"
+done
 
-make() { cmake --build "$build" --target "$1" OrvexaMagick EffectsKalvatriPhoto > "$build/log" 2>&1; }
+faults=()
+while IFS= read -r line; do faults+=("$line"); done < <(
+    grep -v -e '^#' -e '^$' Tests/Mutations.txt | grep -- "$pattern" | sed 's/ @ /\t/g')
+[ ${#faults[@]} -gt 0 ] || { echo "no fault matches $pattern"; exit 1; }
+
+source_of() {  # FILE as it stands in Tests/Mutations.txt
+    echo "${1/#Effects\//Proc/Effects/EffectsPhoto/}"
+}
+build_and_run() {  # PROGRAM FILTER: 0 when the tests pass, 1 when they fail, 2 when there is nothing to run
+    cmake --build "$build" --target "$1" OrvexaMagick EffectsKalvatriPhoto > "$log" 2>&1 || return 2
+    timeout 300 "$build/bin/$1" --gtest_brief=1 --gtest_filter="$2" > "$log" 2>&1 || return 1
+}
+
+export CCACHE_BASEDIR="$copy" CCACHE_NOHASHDIR=true CCACHE_IGNOREOPTIONS="-fmacro-prefix-map=*"
+launcher=$(command -v ccache || true)
+(cd "$copy" && cmake --preset release -DORVEXA_BENCH=OFF ${launcher:+-DCMAKE_CXX_COMPILER_LAUNCHER="$launcher"}) > "$log" || {
+    cat "$log"
+    exit 1
+}
+printf '%s\n' "${faults[@]}" | cut -f 1,2 | sort -u | while IFS=$'\t' read -r program filter; do
+    build_and_run "$program" "$filter" < /dev/null || {
+        cat "$log"
+        echo "fails without a fault: $program $filter"
+        exit 1
+    }
+    grep -q '^\[  PASSED  \] [1-9]' "$log" || { echo "has no tests: $program $filter"; exit 1; }
+done
+
 survivors=0
-while IFS=$'\t' read -r program filter file script; do
-    file=${file/#Effects\//Proc\/Effects\/EffectsPhoto\/}
-    fault="$file: $script"
-    make "$program" || { cat "$build/log"; exit 1; }
-    "$build/bin/$program" --gtest_brief=1 --gtest_filter="$filter" > "$build/log" 2>&1 || { echo "fails without a fault: $program $filter"; exit 1; }
+for line in "${faults[@]}"; do
+    IFS=$'\t' read -r program filter file script <<< "$line"
+    file=$(source_of "$file")
+    start=$SECONDS
     sed "$script" "$file" > "$copy/$file"
     if cmp -s "$file" "$copy/$file"; then
-        echo "changes nothing: $fault"
-        survivors=$((survivors + 1))
-    elif ! make "$program"; then
-        echo "does not compile: $fault"
-        survivors=$((survivors + 1))
-    elif "$build/bin/$program" --gtest_brief=1 --gtest_filter="$filter" > "$build/log" 2>&1; then
-        echo "survives: $fault"
-        survivors=$((survivors + 1))
+        end="changes nothing"
     else
-        echo "noticed: $fault"
+        result=0
+        build_and_run "$program" "$filter" < /dev/null || result=$?
+        case $result in
+            0) end="survives" ;;
+            1) end="noticed" ;;
+            *) end="does not compile" ;;
+        esac
     fi
+    [ "$end" = noticed ] || survivors=$((survivors + 1))
+    echo "$end after $((SECONDS - start)) s: $file: $script"
     cp "$file" "$copy/$file"
-done < <(grep -v -e '^#' -e '^$' Tests/Mutations.txt | grep -- "$pattern" | sed 's/ @ /\t/g')
-echo "$survivors survive"
+done
+echo "${#faults[@]} faults, $survivors of them not noticed"
 [ "$survivors" -eq 0 ]

@@ -4,8 +4,6 @@
 
 #include <gmock/gmock.h>
 
-#include <atomic>
-
 #include "Cli/BatchBudget.h"
 #include "Cli/ChainProgress.h"
 #include "Cli/ChainRunner.h"
@@ -16,6 +14,7 @@
 #include "Host/Settings/Common/ColorCodec.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
 #include "Tests/Support/Frames.h"
+#include "Tests/Support/Progress.h"
 
 namespace Orvexa::Test {
 
@@ -88,13 +87,16 @@ private:
     }
 };
 
-class Nothing : public EffectBaseOneInput<SettingsTestNothing> {
+template <class SettingsT, auto kWork>
+class Simple : public EffectBaseOneInput<SettingsT> {
 public:
-    using EffectBaseOneInput::EffectBaseOneInput;
+    using EffectBaseOneInput<SettingsT>::EffectBaseOneInput;
 
 private:
-    void ProcessInternalImpl(FramePtr& frame) override { frame.reset(); }
+    void ProcessInternalImpl(FramePtr& frame) override { kWork(frame); }
 };
+using Nothing = Simple<SettingsTestNothing, [](FramePtr& frame) { frame.reset(); }>;
+using Hungry = Simple<SettingsTestHungry, [](FramePtr&) {}>;
 
 // Replaces every picture by one sample: how many pictures it has been given, and 100 more if others see the pixels of
 // the last.
@@ -123,14 +125,6 @@ private:
         const int sample = *std::as_const(*frame).GetPlane(0).GetRow(0);
         if (sample % 2 != 0) Throw("odd " + std::to_string(sample));
     }
-};
-
-class Hungry : public EffectBaseOneInput<SettingsTestHungry> {
-public:
-    using EffectBaseOneInput::EffectBaseOneInput;
-
-private:
-    void ProcessInternalImpl(FramePtr&) override {}
 };
 
 class Over : public EffectBaseTwoInput<SettingsTestOver> {
@@ -237,9 +231,7 @@ TEST_F(Chains, RunStepsOfEveryKind) {
     EXPECT_THAT(RunWords({"TestOver", "with=7", "TestTone"}, {Row({10, 20})}), ElementsAre(Samples{8, 21}));
     EXPECT_THAT(RunWords({"TestBeside", "with=7", "with=8"}, {Row({1}), Row({2, 3})}),
                 ElementsAre(Samples{8, 7, 2, 3, 1}));
-}
-
-TEST_F(Chains, AStepForOnePictureRunsOnEachOfManyAndAVariableInputStepTakesThemAll) {
+    // A step for one picture runs on each of many, and one for many takes them all.
     EXPECT_THAT(RunWords({"TestColumns", "TestTone", "level=1"}, {Row({10, 20, 30})}),
                 ElementsAre(Samples{11}, Samples{21}, Samples{31}));
     EXPECT_THAT(RunWords({"TestColumns", "TestOver", "with=9", "TestBeside"}, {Row({10, 20})}),
@@ -314,11 +306,7 @@ TEST_F(Chains, CountThePicturesThatAStepIsGiven) {
     EXPECT_THAT(ErrorOf({"TestTone", "with=1"}, {picture}, ExitCode::WrongUsage), HasSubstr("takes one picture"));
     EXPECT_THAT(ErrorOf({"TestOver", "with="}, {picture}, ExitCode::WrongUsage), HasSubstr("needs the name of a file"));
     EXPECT_THAT(ErrorOf({"TestTone"}, {picture, picture}, ExitCode::WrongUsage), HasSubstr("takes one -i"));
-}
-
-TEST_F(Chains, AnEffectWithoutAResultIsAnError) {
-    EXPECT_THAT(ErrorOf({"TestNothing"}, {Row({1})}, ExitCode::Failed),
-                HasSubstr("running TestNothing: the effect gave no picture"));
+    EXPECT_THAT(ErrorOf({"TestNothing"}, {picture}, ExitCode::Failed), HasSubstr("the effect gave no picture"));
 }
 
 TEST_F(Chains, TakeSettingsFromJsonByWayOfTheirTexts) {
@@ -355,30 +343,16 @@ TEST_F(Chains, AreWrittenDownWithWhatDiffersFromTheStart) {
               R"([{"effect":"TestTone","gain":0.25,"stops":"3:#ff0000","inner":{"depth":7}},)"
               R"({"effect":"TestOver","with":["7"]},{"effect":"TestBeside","with":["8","9"]},{"effect":"TestTone"}])");
     EXPECT_EQ(Kalvatri::ChainToJson(Kalvatri::ParseChain(catalogue_, json)), json);
-    const Chain full =
-        Kalvatri::ParseChain(catalogue_, std::vector<std::string>{"TestTone", "taps=1,2", "mode=rich", "soft=true"});
-    const Chain again = Kalvatri::ParseChain(catalogue_, Kalvatri::ChainToJson(full));
-    EXPECT_EQ(Kalvatri::SettingsToJson(*again.at(0).settings), Kalvatri::SettingsToJson(*full.at(0).settings));
 }
 
 TEST_F(Chains, SayWhatIsWrongWithJson) {
     const std::pair<const char*, const char*> cases[] = {
         {R"({"effect": "TestTone"})", "array of objects"},
-        {R"([1])", "array of objects"},
-        {R"([{"level": 1}])", "array of objects"},
-        {R"([{"effect": 7}])", "array of objects"},
         {R"([{"effect": "TestTon"}])", "did you mean TestTone?"},
         {R"([{"effect": "TestTone", "levle": 1}])", "did you mean level?"},
-        {R"([{"effect": "TestTone", "zzzzz": 1}])", "the settings are level, gain"},
-        {R"([{"effect": "TestTone", "effect": "TestOver"}])", "the key \"effect\" is given twice"},
         {R"([{"effect": "TestTone", "inner": {"depth": 1}, "inner.depth": 2}])", "inner.depth: is given twice"},
-        {R"([{"effect": "TestTone", "level": ""}])", "is not a whole number in the range -100..100"},
-        {R"([{"effect": "TestTone", "level": 101}])", "in the range -100..100"},
-        {R"([{"effect": "TestTone", "level": 1.5}])", "is not a whole number"},
         {R"([{"effect": "TestTone", "level": null}])", "instead of null"},
         {R"([{"effect": "TestTone", "taps": [[1]]}])", "instead of [1]"},
-        {R"([{"effect": "TestTone", "inner": {"death": 1}}])", "inner.depth"},
-        {R"([{"effect": "TestTone", "mode": "poor"}])", "plain (0), rich (4)"},
         {R"([{"effect": "TestOver", "with": 7}])", "\"with\" takes the name of a file"},
     };
     for (const auto& [json, reason] : cases) {
@@ -393,29 +367,15 @@ TEST_F(Chains, SayWhatIsWrongWithJson) {
     }
 }
 
-class Stages : public Core::IProgressController {
-public:
-    void SetStage(std::string_view name) override { stages.emplace_back(name); }
-    void SetTotal(std::uint64_t steps) override { total = steps; }
-    void Finish() override { stages.emplace_back("end"); }
-    void Step(std::uint64_t steps) override { done += steps; }
-    bool IsCancelled() const override { return stages.size() > cancelAfter; }
-
-    std::vector<std::string> stages;
-    std::uint64_t total = 0;
-    std::atomic<std::uint64_t> done = 0;
-    std::size_t cancelAfter = 100;
-};
-
 TEST_F(Chains, TellTheirStagesAndCanBeCancelled) {
     const Chain chain =
         Kalvatri::ParseChain(catalogue_, std::vector<std::string>{"TestTone", "TestBeside", "TestTone"});
-    const auto progress = Core::MakeRefCounted<Stages>();
+    const auto progress = Core::MakeRefCounted<TestProgress>();
     ChainRunner runner(factory_, chain, {}, progress);
     runner.Run({Row({1})});
     EXPECT_THAT(progress->stages, ElementsAre("TestTone", "TestBeside", "TestTone", "end"));
-    progress->stages.clear();
-    progress->cancelAfter = 1;
+    progress->Clear();
+    progress->cancelAfterStages = 1;
     EXPECT_THROW(runner.Run({Row({1})}), CommandError);
     EXPECT_THAT(progress->stages, ElementsAre("TestTone", "TestBeside"));
 }
@@ -424,35 +384,28 @@ TEST_F(Chains, ShowPicturesThatGoSideBySideOnOneBar) {
     const ThreadCount count(4);
     const Chain chain =
         Kalvatri::ParseChain(catalogue_, std::vector<std::string>{"TestColumns", "TestPicky", "TestTone", "level=2"});
-    const auto progress = Core::MakeRefCounted<Stages>();
+    const auto progress = Core::MakeRefCounted<TestProgress>();
     ChainRunner runner(factory_, chain, {}, progress);
     runner.Run({Row({2, 4, 6})});
     EXPECT_THAT(progress->stages, ElementsAre("TestColumns", "TestPicky, TestTone", "end"));
     EXPECT_GT(progress->total, 0u);
-    EXPECT_EQ(progress->done, progress->total) << "though the effect does three of ten steps";
+    EXPECT_EQ(progress->steps, progress->total) << "though the effect does three of ten steps";
 
-    progress->stages.clear();
-    progress->cancelAfter = 1;
+    progress->Clear();
+    progress->cancelAfterStages = 1;
     EXPECT_THROW(runner.Run({Row({2, 4, 6})}), CommandError);
 
     const Kalvatri::SharedProgress shared(progress, 1, 2);
     const auto part = shared.MakePart();
-    progress->done = 0;
+    progress->steps = 0;
     const auto doneAfter = [&](const auto& act) {
         act();
-        return progress->done * 20 / progress->total;
+        return progress->steps * 20 / progress->total;
     };
     EXPECT_EQ(doneAfter([&] { part->SetTotal(10), part->Step(5); }), 5u) << "half of the first of two steps";
     EXPECT_EQ(doneAfter([&] { part->SetTotal(10), part->Step(2); }), 5u) << "never goes back";
     EXPECT_EQ(doneAfter([&] { part->Step(20); }), 10u) << "never more than the step";
     EXPECT_EQ(doneAfter([&] { part->FinishStep(), part->FinishStep(); }), 20u);
-}
-
-TEST(Progress, FillsItsBar) {
-    EXPECT_EQ(Kalvatri::FormatBar("Segmentation", 0, 100), "Segmentation [....................] 0 %");
-    EXPECT_EQ(Kalvatri::FormatBar("Segmentation", 47, 100), "Segmentation [#########...........] 47 %");
-    EXPECT_EQ(Kalvatri::FormatBar("x", 101, 100), "x [####################] 100 %") << "never more than all";
-    EXPECT_EQ(Kalvatri::FormatBar("x", 3, 0), "x [....................] 0 %") << "before a total is known";
 }
 
 }  // namespace

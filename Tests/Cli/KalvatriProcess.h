@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "Tests/Support/Paths.h"
 #include "Tests/Support/TempFolder.h"
 
 namespace Orvexa::Test {
@@ -34,7 +35,7 @@ class KalvatriProcess {
 public:
     explicit KalvatriProcess(const std::vector<std::string>& arguments, ProcessOptions options = {})
         : options_(std::move(options)) {
-        std::vector<char*> argv{const_cast<char*>(KALVATRI_PROGRAM)};
+        std::vector<char*> argv{const_cast<char*>(kKalvatri)};
         for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
         argv.push_back(nullptr);
         child_ = fork();
@@ -47,7 +48,7 @@ public:
                              redirect(folder_.File("err"), O_WRONLY | O_CREAT | O_TRUNC, 2) &&
                              Limit(RLIMIT_FSIZE, options_.fileSize) && Limit(RLIMIT_NOFILE, options_.openFiles);
         for (const int stream : options_.closed) close(stream);
-        if (isReady) execv(KALVATRI_PROGRAM, argv.data());
+        if (isReady) execv(kKalvatri, argv.data());
         _exit(127);
     }
     KalvatriProcess(const KalvatriProcess&) = delete;

@@ -5,9 +5,9 @@
 
 #include <sstream>
 
-#include "Host/Core/Exception.h"
 #include "Host/Core/Json.h"
 #include "Host/Core/Threads.h"
+#include "Tests/Support/Messages.h"
 #include "Tests/Support/TempFolder.h"
 
 namespace Orvexa::Test {
@@ -15,16 +15,6 @@ namespace Orvexa::Test {
 namespace {
 
 using testing::HasSubstr;
-
-template <class Call>
-std::string ComplaintOf(Call&& call) {
-    try {
-        call();
-    } catch (const Proc::ProcException& exception) {
-        return exception.what();
-    }
-    return "accepted";
-}
 
 std::string Nested(std::size_t levels, const std::string& opening, const std::string& closing) {
     std::string text;
@@ -43,25 +33,25 @@ std::string ManyMembers(std::size_t count) {
 TEST(Json, IsTakenWithinLimitsOnly) {
     constexpr std::size_t kDepth = Core::kMaxJsonDepth, kMembers = Core::kMaxJsonMembers;
     const std::pair<std::string, std::string> cases[] = {
-        {Nested(kDepth, "[", "]"), "accepted"},
+        {Nested(kDepth, "[", "]"), "nothing"},
         {Nested(kDepth + 1, "[", "]"), "more than 64 deep"},
         {Nested(100000, "[", "]"), "more than 64 deep"},
         {Nested(100000, "{\"a\":[", "]}"), "more than 64 deep"},
         {std::string(100000, '['), "more than 64 deep"},
-        {ManyMembers(kMembers), "accepted"},
+        {ManyMembers(kMembers), "nothing"},
         {ManyMembers(kMembers + 1), "more than 4096 members"},
-        {R"({"a": {"a": 1}, "b": {"a": 2}})", "accepted"},
-        {R"([{"a": 1}, {"a": 2}])", "accepted"},
+        {R"({"a": {"a": 1}, "b": {"a": 2}})", "nothing"},
+        {R"([{"a": 1}, {"a": 2}])", "nothing"},
         {R"({"a": {"b": 1, "b": 1}})", "the key \"b\" is given twice in one object"},
         {R"({"a": {}, "b": [{}], "a": 1})", "the key \"a\" is given twice in one object"},
-        {"[1e308, 1e-999]", "accepted"},
+        {"[1e308, 1e-999]", "nothing"},
         {"[-1e999]", "the number '-1e999' is too large"},
         {"[1", "parse error at line 1, column 3"},
         {"\"\xff\"", "invalid string"},
         {"", "parse error"},
     };
     for (const auto& [text, complaint] : cases)
-        EXPECT_THAT(ComplaintOf([&, &json = text] { Core::ParseJson(json); }), HasSubstr(complaint))
+        EXPECT_THAT(MessageOf([&, &json = text] { Core::ParseJson(json); }), HasSubstr(complaint))
             << text.substr(0, 80);
     EXPECT_EQ(Core::ParseJson(R"({"z": [1, -2.5, "\u00e9", null], "a": true})").dump(),
               R"({"z":[1,-2.5,"é",null],"a":true})");
@@ -71,7 +61,7 @@ TEST(Json, IsReadFromFilesOfModestSize) {
     const TempFolder folder;
     WriteFile(folder.File("good.json"), std::string("[1]"));
     const auto complaint = [](const std::string& file) {
-        return ComplaintOf([&] { Core::ReadJsonText(Core::ioPath(file)); });
+        return MessageOf([&] { Core::ReadJsonText(Core::ioPath(file)); });
     };
     EXPECT_EQ(Core::ReadJsonText(Core::ioPath(folder.File("good.json"))), "[1]");
     EXPECT_EQ(complaint(folder.File("none.json")), "No such file or directory");

@@ -57,12 +57,9 @@ TEST(Factory, NamesWhatItCannotCreate) {
     TwoInputPtr twoInput;
     const auto factory = Core::MakeRefCounted<EffectFactory>();
     factory->RegisterOneInputEffect("Known", ImplNames::ORVEXA, Create<1>, 0);
-    try {
-        factory->CreateOneInputEffect(effect, "Unknown", ImplNames::DEFAULT, {});
-        FAIL() << "nothing was thrown";
-    } catch (const EffectException& exception) {
-        EXPECT_NE(std::string(exception.what()).find("Unknown"), std::string::npos) << exception.what();
-    }
+    EXPECT_NE(
+        MessageOf([&] { factory->CreateOneInputEffect(effect, "Unknown", ImplNames::DEFAULT, {}); }).find("Unknown"),
+        std::string::npos);
     EXPECT_THROW(factory->CreateOneInputEffect(effect, "Known", ImplPhotoNames::OPENCV, {}), EffectException);
     EXPECT_THROW(factory->CreateTwoInputEffect(twoInput, "Known", ImplNames::DEFAULT, {}), EffectException)
         << "another kind";
@@ -91,14 +88,7 @@ TEST(Factory, CreatesEffectsFromSeveralThreads) {
 
 TEST(Modules, ThatAreMissingOrForeignAreRefusedWithTheReason) {
     const auto factory = Core::MakeRefCounted<EffectFactory>();
-    const auto complaint = [&](const Core::ioPath& file) {
-        try {
-            LoadModule(file, *factory);
-        } catch (const EffectException& exception) {
-            return std::string(exception.what());
-        }
-        return std::string();
-    };
+    const auto complaint = [&](const Core::ioPath& file) { return MessageOf([&] { LoadModule(file, *factory); }); };
     EXPECT_NE(complaint("/nowhere/module.so").find("does not exist"), std::string::npos);
     const Core::ioPath text = std::filesystem::temp_directory_path() / "orvexa-no-module.so";
     std::ofstream(text) << "not a library";

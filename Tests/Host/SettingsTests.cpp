@@ -32,15 +32,6 @@ class SettingsOuter final : public Settings {
 
 namespace {
 
-std::string Complaint(Settings& settings, std::string_view key, std::string_view text) {
-    try {
-        SetField(settings, key, text);
-    } catch (const SettingsException& exception) {
-        return exception.what();
-    }
-    return "accepted";
-}
-
 TEST(Settings, TakeAccessorsKeysAndEqualityFromOneLineEach) {
     SettingsOuter a, b;
     EXPECT_TRUE(a == b);
@@ -65,12 +56,12 @@ TEST(Settings, SayWhatIsWrongWithAValueAndWhatWouldBeRight) {
         std::string_view key, text, complaint;
     } cases[] = {
         {"count", "10", "count: \"10\" is not in the range -4..9"},
-        {"count", "9", "accepted"},
+        {"count", "9", "nothing"},
         {"count", "1.5", "count: \"1.5\" is not a whole number in the range -4..9"},
         {"count", "99999999999999999999", "count: \"99999999999999999999\" is not in the range -4..9"},
         {"count", "", "count: \"\" is not a whole number in the range -4..9"},
         {"quality", "medium", "quality: \"medium\" is not one of low (1), high (2)"},
-        {"quality", "1", "accepted"},
+        {"quality", "1", "nothing"},
         {"loud", "yes", "loud: \"yes\" is not true or false"},
         {"inner.amount", "nan", "inner.amount: \"nan\" is not a number in the range 0..1"},
         {"inner.amount", "1e999", "inner.amount: \"1e999\" is not a number in the range 0..1"},
@@ -88,7 +79,7 @@ TEST(Settings, SayWhatIsWrongWithAValueAndWhatWouldBeRight) {
         {"amount", "1", "there is no setting \"amount\"; did you mean inner.amount?"},
         {"inner.amuont", "1", "there is no setting \"inner.amuont\"; did you mean inner.amount?"},
     };
-    for (const auto& c : cases) EXPECT_EQ(Complaint(settings, c.key, c.text), c.complaint);
+    for (const auto& c : cases) EXPECT_EQ(MessageOf([&] { SetField(settings, c.key, c.text); }), c.complaint);
     EXPECT_EQ(settings.GetCount(), 9) << "refused values leave the old one";
     EXPECT_TRUE(settings.GetStops().empty());
 }

@@ -4,6 +4,7 @@
 #include "Proc/Effects/EffectsPhoto/Segmentation/AutoImpl.h"
 #include "Tests/Support/Effects.h"
 #include "Tests/Support/Frames.h"
+#include "Tests/Support/Paths.h"
 
 namespace Orvexa::Test {
 namespace {
@@ -14,7 +15,7 @@ using Auto::AutoImpl;
 SettingsEffectSegmentation TestSettings() {
     SettingsEffectSegmentation settings;
     settings.SetAlgorithm(SegmentationAlgorithm::Auto);
-    settings.SetModelsRoot(ORVEXA_TEST_MODELS);
+    settings.SetModelsRoot(SourcePath("Tests/Support/Models"));
     settings.SetForeground(9);
     settings.SetBackground(200);
     return settings;

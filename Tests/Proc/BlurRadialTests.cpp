@@ -19,6 +19,9 @@ using testing::Contains;
 using testing::Not;
 using testing::StartsWith;
 
+// The samples are rounded to pixels, and so is their mean; positions in the effect have single precision.
+constexpr double kTolerance = 0.51 + 0.2;
+
 struct Blur {
     BlurRadialMode mode;
     double angle, strength, x, y;
@@ -36,115 +39,85 @@ SettingsEffectBlurRadial SettingsOf(const Blur& blur) {
 }
 
 int CountOf(const Blur& blur) { return static_cast<int>(std::max(blur.width, blur.height) * blur.strength + 0.5) / 2; }
-float Radians(double degrees) { return static_cast<float>(degrees * std::numbers::pi / 180.0); }
 
-// Entries of the sine and cosine tables by their place in a list of N to each distance, without any list.
-class Trigonometry {
-public:
-    explicit Trigonometry(const Blur& blur) : blur_(blur), count_(CountOf(blur)) {
-        const double reachX = std::max(1 - blur.x, blur.x) * blur.width + 1,
-                     reachY = std::max(1 - blur.y, blur.y) * blur.height + 1;
-        distances_ = static_cast<int>(std::hypot(reachX, reachY));
-    }
-    float Sine(int place) const { return IsInside(place) ? std::sin(AngleAt(place)) : 0.0f; }
-    float Cosine(int place) const { return IsInside(place) ? std::cos(AngleAt(place)) : 1.0f; }
-
-private:
-    bool IsInside(int place) const { return place < count_ * distances_; }
-    float AngleAt(int place) const {
-        const int distance = place / count_, k = place % count_ + 1;
-        const float step = Radians(blur_.angle) / static_cast<float>(count_) * static_cast<float>(distance) /
-                           static_cast<float>(blur_.width);
-        return static_cast<float>(k) * step;
-    }
-
-    Blur blur_;
-    int count_, distances_;
-};
-
-const std::uint8_t* Pixel(const ConstFramePtr& frame, int x, int y) {
-    return frame->GetPlane(0).GetOffsetPtr(static_cast<std::uint64_t>(x), static_cast<std::uint64_t>(y));
+// The turn at a place of the tables, in which `count` entries for a distance of 0 come first, then those for 1, and so
+// on. Beyond their end nothing is turned.
+double AngleAt(const Blur& tables, int place) {
+    const int count = CountOf(tables);
+    const double reach = std::hypot(std::max(1 - tables.x, tables.x) * tables.width + 1,
+                                    std::max(1 - tables.y, tables.y) * tables.height + 1);
+    if (place >= count * static_cast<int>(reach)) return 0;
+    const double last = tables.angle * std::numbers::pi / 180 * (place / count) / tables.width;
+    return last * (place % count + 1) / count;
 }
 
-// Zoom, or with tables spin: the mean of a pixel and its samples.
-FramePtr BlurredAround(const ConstFramePtr& source, const Blur& blur, const Trigonometry* tables) {
+// A mean of coordinates is the mean of where the samples are. Around a centre: a pixel and samples that go towards the
+// centre, and with tables turn about it. Those that would lie outside count as the pixel itself.
+void ExpectMeansAround(const FramePtr& result, const Blur& blur, const Blur* tables) {
     const int width = static_cast<int>(blur.width), height = static_cast<int>(blur.height), count = CountOf(blur);
-    const auto centerX = static_cast<float>(width * blur.x), centerY = static_cast<float>(height * blur.y);
-    FramePtr result = CloneFrame(*source, kCloneIndependent);
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x) {
-            const float dx = centerX - static_cast<float>(x), dy = centerY - static_cast<float>(y);
-            const int distance = static_cast<int>(std::sqrt(static_cast<double>(dx * dx + dy * dy)) + 0.5);
-            if (distance < 2) continue;
-            int sums[3] = {Pixel(source, x, y)[0], Pixel(source, x, y)[1], Pixel(source, x, y)[2]};
-            for (int k = 1; k <= count; ++k) {
-                float toX = static_cast<float>(k) * (dx * (2 / static_cast<float>(height)));
-                float toY = static_cast<float>(k) * (dy * (2 / static_cast<float>(height)));
-                if (tables != nullptr) {
-                    const float c = tables->Cosine(count * distance), s = tables->Sine(count * distance + 2 * (k - 1));
-                    const float ux = static_cast<float>(k) * (dx / static_cast<float>(distance));
-                    const float uy = static_cast<float>(k) * (dy / static_cast<float>(distance));
-                    const float gain = (2 * static_cast<float>(distance)) / static_cast<float>(height);
-                    toX = (c * ux - s * uy) * gain;
-                    toY = (s * ux + c * uy) * gain;
-                }
-                int sampleX = static_cast<int>(toX + static_cast<float>(x) + 0.5),
-                    sampleY = static_cast<int>(toY + static_cast<float>(y) + 0.5);
-                if (sampleX < 0 || sampleX >= width || sampleY < 0 || sampleY >= height) sampleX = x, sampleY = y;
-                for (int i = 0; i < 3; ++i) sums[i] += Pixel(source, sampleX, sampleY)[i];
+            const double dx = width * blur.x - x, dy = height * blur.y - y;
+            const int distance = static_cast<int>(std::hypot(dx, dy) + 0.5);
+            double sumX = x, sumY = y;
+            for (int k = 1; k <= (distance < 2 ? 0 : count); ++k) {
+                const double cosine = tables != nullptr ? std::cos(AngleAt(*tables, count * distance)) : 1;
+                const double sine = tables != nullptr ? std::sin(AngleAt(*tables, count * distance + 2 * (k - 1))) : 0;
+                const double toX = std::trunc(x + 0.5 + 2.0 * k / height * (cosine * dx - sine * dy)),
+                             toY = std::trunc(y + 0.5 + 2.0 * k / height * (sine * dx + cosine * dy));
+                const bool isInside = toX >= 0 && toX < width && toY >= 0 && toY < height;
+                sumX += isInside ? toX : x;
+                sumY += isInside ? toY : y;
             }
-            for (int i = 0; i < 3; ++i)
-                const_cast<std::uint8_t*>(Pixel(result, x, y))[i] = static_cast<std::uint8_t>(sums[i] / (count + 1));
+            const int samples = distance < 2 ? 1 : count + 1;
+            ASSERT_NEAR(SampleAt(result, x, y, 0), sumX / samples - 0.5, kTolerance) << x << ", " << y;
+            ASSERT_NEAR(SampleAt(result, x, y, 1), sumY / samples - 0.5, kTolerance) << x << ", " << y;
         }
     }
-    return result;
-}
-
-FramePtr BlurredAlong(const ConstFramePtr& source, const Blur& blur) {
-    const int width = static_cast<int>(blur.width), height = static_cast<int>(blur.height), count = CountOf(blur);
-    std::vector<std::pair<int, int>> line;
-    for (int t = -count; t <= count; ++t) {
-        line.emplace_back(std::lround(static_cast<float>(t) * std::cos(Radians(blur.angle))),
-                          std::lround(static_cast<float>(t) * std::sin(Radians(blur.angle))));
-    }
-    line.erase(std::unique(line.begin(), line.end()), line.end());
-    FramePtr result = CloneFrame(*source, kCloneIndependent);
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
-            for (int i = 0; i < 3; ++i) {
-                std::size_t sum = 0;
-                for (const auto& [dx, dy] : line)
-                    sum += Pixel(source, std::clamp(x + dx, 0, width - 1), std::clamp(y + dy, 0, height - 1))[i];
-                const_cast<std::uint8_t*>(Pixel(result, x, y))[i] = static_cast<std::uint8_t>(sum / line.size());
-            }
-        }
-    }
-    return result;
 }
 
 constexpr Blur kZoom{BlurRadialMode::Zoom, 0, 0.3, 0.5, 0.5, 97, 61};
 constexpr Blur kSpin{BlurRadialMode::Spin, 40, 0.3, 0.5, 0.5, 97, 61};
 
-TEST(BlurRadial, TakesTheMeanOfASample) {
+TEST(BlurRadial, TakesTheMeanOfSamplesAroundTheCentre) {
     for (const Blur& blur : {kZoom, Blur{BlurRadialMode::Zoom, 0, 1.0, 0.1, 1.3, 61, 97},
                              Blur{BlurRadialMode::Zoom, 0.000009, 0.2, -0.5, 0.5, 30, 20},
                              Blur{BlurRadialMode::Zoom, 0, 0.3, 0.5, 0.5, 3, 1}}) {
-        const FramePtr source = MakeFrame(PixFmt::Rgb24, blur.width, blur.height);
-        EXPECT_TRUE(SameFrames(Apply(SettingsOf(blur), source), BlurredAround(source, blur, nullptr)))
-            << "zoom " << blur.strength;
+        SCOPED_TRACE(testing::Message() << "zoom " << blur.strength);
+        ExpectMeansAround(Apply(SettingsOf(blur), MakeCoordinates(blur.width, blur.height)), blur, nullptr);
     }
     for (const Blur& blur : {kSpin, Blur{BlurRadialMode::Zoom, -90, 0.5, 0.2, 0.9, 61, 97},
                              Blur{BlurRadialMode::Spin, 0, 0.3, 0.5, 0.5, 96, 64},
                              Blur{BlurRadialMode::Spin, 200, 1.0, 0.5, 0.5, 96, 64}}) {
-        const FramePtr source = MakeFrame(PixFmt::Rgb24, blur.width, blur.height);
-        const Trigonometry tables(blur);
-        EXPECT_TRUE(SameFrames(Apply(SettingsOf(blur), source), BlurredAround(source, blur, &tables)))
-            << "spin " << blur.angle;
+        SCOPED_TRACE(testing::Message() << "spin " << blur.angle);
+        ExpectMeansAround(Apply(SettingsOf(blur), MakeCoordinates(blur.width, blur.height)), blur, &blur);
     }
+}
+
+// One bright pixel becomes the line that each pixel is the mean of.
+TEST(BlurRadial, TakesTheMeanOfALineInLinearMode) {
+    FramePtr dot = MakeFrame(PixFmt::Rgb24, 97, 61, Color(0, 0, 0));
+    *dot->GetPlane(0).GetOffsetPtr(48, 30) = 255;
     for (const double angle : {0.0, 30.0, 90.0, -135.0}) {
-        const Blur blur{BlurRadialMode::Linear, angle, 0.4, 0.5, 0.5, 97, 61};
-        const FramePtr source = MakeFrame(PixFmt::Rgb24, blur.width, blur.height);
-        EXPECT_TRUE(SameFrames(Apply(SettingsOf(blur), source), BlurredAlong(source, blur))) << "linear " << angle;
+        const double length = CountOf({BlurRadialMode::Linear, angle, 0.4, 0.5, 0.5, 97, 61}),
+                     alongX = std::cos(angle * std::numbers::pi / 180),
+                     alongY = std::sin(angle * std::numbers::pi / 180);
+        const FramePtr line = Apply(SettingsOf({BlurRadialMode::Linear, angle, 0.4, 0.5, 0.5, 97, 61}), dot);
+        std::set<int> levels;
+        int count = 0;
+        for (int i = 0; i < 97 * 61; ++i) {
+            const int level = SampleAt(line, i % 97, i / 97), x = i % 97 - 48, y = i / 97 - 30;
+            if (level == 0) continue;
+            levels.insert(level);
+            ++count;
+            EXPECT_LE(std::abs(x * alongY - y * alongX), 0.71) << angle << ": " << x << ", " << y;
+            EXPECT_LE(std::abs(x * alongX + y * alongY), length + 0.71) << angle << ": " << x << ", " << y;
+        }
+        const double steps = 2 * length * std::max(std::abs(alongX), std::abs(alongY)) + 1;
+        EXPECT_GE(count, steps - 1) << angle;
+        EXPECT_EQ(levels, std::set<int>{255 / count}) << "all of the same weight";
+        const FramePtr flat = MakeFrame(PixFmt::Rgb24, 97, 61, Color(9, 99, 199));
+        EXPECT_TRUE(SameFrames(Apply(SettingsOf({BlurRadialMode::Linear, angle, 0.4, 0.5, 0.5, 97, 61}), flat), flat));
     }
 }
 
@@ -159,25 +132,23 @@ TEST(BlurRadial, LeavesThePictureAloneWithoutStrength) {
 
 TEST(BlurRadial, KeepsItsTablesUntilTheSizeChanges) {
     const OneInputPtr effect = CreateModuleEffect(SettingsEffectBlurRadial::CLASS_ID);
-    const FramePtr source = MakeFrame(PixFmt::Rgb24, 97, 61);
+    const FramePtr source = MakeCoordinates(97, 61);
     const auto blurred = [&](const Blur& blur) {
         effect->SetSettings(SettingsOf(blur));
         FramePtr frame = source;
         effect->ProcessData(frame);
         return frame;
     };
-    const Trigonometry first(kSpin);
     blurred(kSpin);
     for (const Blur& later :
          {Blur{BlurRadialMode::Spin, 300, 0.3, 0.5, 0.5, 97, 61}, Blur{BlurRadialMode::Spin, 40, 0.9, 0.5, 0.5, 97, 61},
           Blur{BlurRadialMode::Spin, 40, 0.05, 0.2, 0.2, 97, 61}}) {
-        EXPECT_TRUE(SameFrames(blurred(later), BlurredAround(source, later, &first)))
-            << later.angle << ", " << later.strength;
+        SCOPED_TRACE(testing::Message() << later.angle << ", " << later.strength);
+        ExpectMeansAround(blurred(later), later, &kSpin);
     }
     FramePtr other = MakeFrame(PixFmt::Rgb24, 30, 20);
     effect->ProcessData(other);
-    const Trigonometry second(kSpin);
-    EXPECT_TRUE(SameFrames(blurred(kSpin), BlurredAround(source, kSpin, &second)));
+    ExpectMeansAround(blurred(kSpin), kSpin, &kSpin);
 }
 
 TEST(BlurRadial, BlursLargePicturesReduced) {
@@ -219,10 +190,9 @@ TEST(BlurRadial, RefusesUnknownModesAndKeepsItsLines) {
         ASSERT_NE(line, nullptr);
         EXPECT_EQ(*line, 110);
     }
-    const FramePtr source = MakeFrame(PixFmt::Rgb24, 97, 61);
-    FramePtr blurred = source;
+    FramePtr blurred = MakeCoordinates(97, 61);
     effect->ProcessData(blurred);
-    EXPECT_TRUE(SameFrames(blurred, BlurredAround(source, unknown, nullptr))) << "zoom with the new strength";
+    ExpectMeansAround(blurred, unknown, nullptr);  // zoom with the new strength
 }
 
 }  // namespace

@@ -1,14 +1,22 @@
-// What every effect of the module promises, whatever it does to a picture. New effects are found by themselves.
+// What every effect of the module and every sub-effect of the host promises, whatever it does to a picture. New ones
+// are found by themselves.
 
 #include <gtest/gtest.h>
 
-#include "Host/Core/Exception.h"
+#include "Host/Settings/Common/SettingsColorspaceConverter.h"
+#include "Host/Settings/Common/SettingsEffectAlpha.h"
+#include "Host/Settings/Common/SettingsEffectImageBlender.h"
+#include "Host/Settings/Common/SettingsEffectPad.h"
+#include "Host/Settings/Common/SettingsEffectRemapping.h"
+#include "Host/Settings/Common/SettingsEffectVideoGenerator.h"
+#include "Host/Settings/Common/SettingsResizer.h"
 #include "Host/Settings/Photo/SettingsEffectBlendPalette.h"
 #include "Host/Settings/Photo/SettingsEffectBlurBokeh.h"
 #include "Host/Settings/Photo/SettingsEffectCreateVideo.h"
 #include "Host/Settings/Photo/SettingsEffectCustom.h"
 #include "Host/Settings/Photo/SettingsEffectDirectionalAreaDeformation.h"
 #include "Host/Settings/Photo/SettingsEffectPixelate.h"
+#include "Host/Settings/Photo/SettingsEffectSegmentation.h"
 #include "Host/Settings/Photo/SettingsEffectStitcher.h"
 #include "Tests/Support/Effects.h"
 #include "Tests/Support/Frames.h"
@@ -61,6 +69,15 @@ std::unique_ptr<Settings> SettingsFor(const std::string& classId, std::uint32_t 
         stitch->SetFrameWidth(2 * width - width / 3);
         stitch->SetFrameHeight(height);
     }
+    if (auto* pad = dynamic_cast<SettingsEffectPad*>(settings.get())) pad->SetMargins({1, 2, 3, 4});
+    if (auto* resize = dynamic_cast<SettingsResizer*>(settings.get())) resize->SetCustomScale(0.5);
+    if (auto* convert = dynamic_cast<SettingsColorspaceConverter*>(settings.get())) convert->AddPixFmt(PixFmt::Yuv422p);
+    if (auto* extract = dynamic_cast<SettingsEffectExtraAlphaExtractor*>(settings.get()))
+        extract->SetPixelFormat(PixFmt::Yuv420p);
+    if (auto* remap = dynamic_cast<SettingsEffectRemapping*>(settings.get())) {
+        *remap = SettingsEffectRemapping(
+            [](int x, int y) { return std::pair(static_cast<float>(x) + 1.5f, static_cast<float>(y)); });
+    }
     return settings;
 }
 
@@ -72,8 +89,16 @@ bool ResetsToSettingsOfItsOwn(const std::string& classId) {
     return classId == SettingsEffectDirectionalAreaDeformation::CLASS_ID;
 }
 
+// A layer is drawn into the picture that it is given.
+bool WritesThrough(const std::string& classId) { return classId == SettingsEffectImageBlender::CLASS_ID; }
+
+// Makes pictures out of nothing, with a timing of its own.
+bool Generates(const std::string& classId) { return classId == SettingsEffectVideoGenerator::CLASS_ID; }
+
 // Whether an effect cannot take a picture of this format and width together with itself.
-bool Refuses(const std::string& classId, PixFmt pixFmt, std::uint32_t width) {
+bool Refuses(const Registration& effect, PixFmt pixFmt, std::uint32_t width) {
+    const std::string& classId = effect.classId;
+    if (classId == SettingsEffectExtraAlphaExtractor::CLASS_ID) return pixFmt != PixFmt::Gray8;
     if (classId == SettingsEffectBlurBokeh::CLASS_ID) return width == 1;  // no larger than the blur's kernel
     if (classId == SettingsEffectBlendPalette::CLASS_ID)
         return PixFmtDescription::Get(pixFmt).kind != PixFmtDescription::Kind::Packed;
@@ -108,6 +133,7 @@ std::vector<ConstFramePtr> RunEffect(IEffect& effect, const FramePtr& input) {
 class EveryEffect : public testing::TestWithParam<Registration> {
 protected:
     const std::string& Id() const { return GetParam().classId; }
+    bool IsOfTheModule() const { return GetParam().implName == ImplNames::ORVEXA; }
     boost::intrusive_ptr<IEffect> Configured(std::uint32_t width = 97, std::uint32_t height = 61) const {
         auto effect = Create(GetParam());
         effect->SetSettings(*SettingsFor(Id(), width, height));
@@ -129,7 +155,7 @@ TEST_P(EveryEffect, HasOneHolderWhenCreatedAndTheSettingsOfItsClass) {
     EXPECT_EQ(reset == defaults, !ResetsToSettingsOfItsOwn(Id())) << reset;
     EXPECT_EQ(effect->GetProperties().GetName(), "");
     EXPECT_FALSE(effect->QueryCapability());
-    EXPECT_FALSE(SettingsCatalogue::Find(Id())->effect.empty());
+    EXPECT_TRUE(!IsOfTheModule() || !SettingsCatalogue::Find(Id())->effect.empty());
 }
 
 TEST_P(EveryEffect, RefusesForeignSettingsAndKeepsItsOwn) {
@@ -139,35 +165,68 @@ TEST_P(EveryEffect, RefusesForeignSettingsAndKeepsItsOwn) {
     EXPECT_EQ(FormatSettings(effect->GetSettingsBase()), before);
 }
 
-TEST_P(EveryEffect, CountsAndLogsItsRuns) {
+TEST_P(EveryEffect, RefusesMissingFrames) {
+    if (Generates(Id())) return;
+    const auto effect = Configured();
+    FramePtr none, frame = MakeFrame(PixFmt::Gray8, 97, 61);
+    std::vector<DataPtr> missing{frame, nullptr}, empty;
+    const auto expectRefusal = [](const std::function<void()>& call) {
+        EXPECT_EQ(MessageOf(call), "There is no frame to process!");
+    };
+    if (auto* one = dynamic_cast<IOneInputEffectVideo*>(effect.get())) {
+        expectRefusal([&] { one->ProcessData(none); });
+    } else if (auto* two = dynamic_cast<ITwoInputEffectVideo*>(effect.get())) {
+        expectRefusal([&] { two->ProcessData(none, ConstFramePtr(frame)); });
+        expectRefusal([&] { two->ProcessData(frame, ConstFramePtr()); });
+    } else {
+        expectRefusal([&] { dynamic_cast<IVarInputEffectVideo&>(*effect).Process(missing); });
+        expectRefusal([&] { dynamic_cast<IVarInputEffectVideo&>(*effect).Process(empty); });
+    }
+}
+
+TEST_P(EveryEffect, CountsItsRuns) {
+    const auto effect = Configured();
+    const PixFmt pixFmt = Refuses(GetParam(), PixFmt::Rgb24, 97) ? PixFmt::Gray8 : PixFmt::Rgb24;
+    const bool isDone = !RunEffect(*effect, MakeFrame(pixFmt, 97, 61)).empty();
+    EXPECT_EQ(isDone, !Refuses(GetParam(), pixFmt, 97));
+    const char* const interfaces[] = {"IOneInputEffectVideo", "ITwoInputEffectVideo", "IVarInputEffectVideo"};
+    const std::string name = Id() + "_" + GetParam().implName;
+    const Core::Property statistics = effect->GetStatistic();
+    EXPECT_EQ(statistics.GetName(), IsOfTheModule() ? std::string("Orvexa::Proc::EffectBase<class Orvexa::Proc::") +
+                                                          interfaces[static_cast<int>(GetParam().kind)] +
+                                                          ",class Orvexa::Proc::" + Id() + ">::GetStatistic"
+                                                    : name);
+    EXPECT_EQ(statistics.FindChild("total")->GetValue(), "0");
+    EXPECT_EQ(statistics.FindChild("count")->GetValue(), isDone ? "1" : "0");
+    EXPECT_EQ(statistics.FindChild(Core::PerformanceTimer::IMPL_NAME)->GetValue(), name);
+}
+
+TEST_P(EveryEffect, LogsItsRunsWhenItIsOfTheModule) {
     const auto effect = Configured();
     const FramePtr input = MakeFrame(PixFmt::Rgb24, 97, 61);
-    {
-        const LogCapture log(29);
-        RunEffect(*effect, input);
-        // One effect tells its scale at all times.
-        EXPECT_EQ(log.GetLines().size(), Id() == SettingsEffectPixelate::CLASS_ID ? 1u : 0u);
-    }
+    const LogCapture quiet(29);
+    RunEffect(*effect, input);
+    // One effect tells its scale at all times.
+    EXPECT_EQ(quiet.GetLines().size(), Id() == SettingsEffectPixelate::CLASS_ID ? 1u : 0u);
+    if (!IsOfTheModule()) return;
+
     const LogCapture log(30);
     const bool isDone = !RunEffect(*effect, input).empty();
-    EXPECT_EQ(isDone, !Refuses(Id(), PixFmt::Rgb24, 97));
+    const char* const places[][2] = {{"111", "125"}, {"143", "153"}, {"171", "181"}};
+    const auto line = [&](int event, const char* text) {
+        return "Proc/Effects/EffectsPhoto/EffectBase.h:" +
+               std::string(places[static_cast<int>(GetParam().kind)][event]) + " " + Id() + "_Orvexa" + text;
+    };
     ASSERT_FALSE(log.GetLines().empty());
-    EXPECT_TRUE(log.GetLines().front().ends_with(Id() + "_Orvexa starts")) << log.GetLines().front();
-    if (isDone) {
-        EXPECT_TRUE(log.GetLines().back().ends_with(Id() + "_Orvexa done")) << log.GetLines().back();
-    }
-    const Core::Property statistics = effect->GetStatistic();
-    EXPECT_NE(statistics.GetName().find("class Orvexa::Proc::" + SettingsFor(Id())->GetClassId() + ">"),
-              std::string::npos);
-    EXPECT_EQ(statistics.FindChild("total")->GetValue(), "0");
-    EXPECT_EQ(statistics.FindChild("count")->GetValue(), isDone ? "2" : "0");
-    EXPECT_EQ(statistics.FindChild(Core::PerformanceTimer::IMPL_NAME)->GetValue(), Id() + "_Orvexa");
+    EXPECT_EQ(log.GetLines().front(), line(0, " starts"));
+    EXPECT_EQ(log.GetLines().back() == line(1, " done"), isDone) << log.GetLines().back();
 }
 
 TEST_P(EveryEffect, KeepsTheTimingAndAspectOfOneFrame) {
-    if (GetParam().kind != EffectKind::OneInput) return;
-    FramePtr input = NewFrame(TestAllocator(), PixFmt::Rgb24, FrameInfo(97, 61, {4, 3}));
-    CopyDataVideo(MakeFrame(PixFmt::Rgb24, 97, 61), input, 0, 0);
+    if (GetParam().kind != EffectKind::OneInput || Generates(Id())) return;
+    const PixFmt pixFmt = Refuses(GetParam(), PixFmt::Rgba, 97) ? PixFmt::Gray8 : PixFmt::Rgba;
+    FramePtr input = NewFrame(TestAllocator(), pixFmt, FrameInfo(97, 61, {4, 3}));
+    CopyDataVideo(MakeFrame(pixFmt, 97, 61), input, 0, 0);
     input->SetTimestamp(123);
     input->SetDuration(456);
     const auto results = RunEffect(*Configured(), input);
@@ -176,8 +235,8 @@ TEST_P(EveryEffect, KeepsTheTimingAndAspectOfOneFrame) {
         EXPECT_EQ(result->GetTimestamp(), 123);
         EXPECT_EQ(result->GetDuration(), 456);
         // Pictures of another size are the effect's own.
-        if (result->GetFrameInfo().width == 97) {
-            EXPECT_EQ(result->GetFrameInfo(), FrameInfo(97, 61, {4, 3}));
+        if (result->GetFrameInfo().width == 97 || !IsOfTheModule()) {
+            EXPECT_EQ(result->GetFrameInfo().aspect, Conf::Rational(4, 3));
         }
     }
 }
@@ -193,23 +252,28 @@ TEST_P(EveryEffect, GivesTheSameBytesForTheSameInputAndLeavesTheCallersPixelsAlo
             const auto first = RunEffect(*effect, guarded.GetFrame());
             const auto second = RunEffect(*effect, guarded.GetFrame());
             const auto fresh = RunEffect(*Configured(width, height), guarded.GetFrame());
-            EXPECT_EQ(first.empty(), Refuses(Id(), pixFmt, width)) << Name(pixFmt) << ' ' << width << 'x' << height;
+            EXPECT_EQ(first.empty(), Refuses(GetParam(), pixFmt, width))
+                << Name(pixFmt) << ' ' << width << 'x' << height;
             ASSERT_EQ(first.size(), second.size());
             ASSERT_EQ(first.size(), fresh.size());
             for (std::size_t i = 0; i < first.size(); ++i) {
-                if (!RemembersRuns(Id())) {
+                if (!RemembersRuns(Id()) && !WritesThrough(Id())) {
                     EXPECT_TRUE(SameFrames(second[i], first[i])) << Name(pixFmt) << ' ' << width << 'x' << height;
                 }
-                EXPECT_TRUE(SameFrames(fresh[i], first[i])) << Name(pixFmt) << ' ' << width << 'x' << height;
+                if (!WritesThrough(Id())) {
+                    EXPECT_TRUE(SameFrames(fresh[i], first[i])) << Name(pixFmt) << ' ' << width << 'x' << height;
+                }
             }
-            EXPECT_EQ(Bytes(*guarded.GetFrame()), before) << Name(pixFmt) << ' ' << width << 'x' << height;
+            if (!WritesThrough(Id())) {
+                EXPECT_EQ(Bytes(*guarded.GetFrame()), before) << Name(pixFmt) << ' ' << width << 'x' << height;
+            }
             EXPECT_TRUE(guarded.IsGuardIntact()) << Name(pixFmt) << ' ' << width << 'x' << height;
         }
     }
 }
 
 TEST_P(EveryEffect, LeavesTheSameWhoeverElseHoldsTheFrame) {
-    if (GetParam().kind != EffectKind::OneInput) return;
+    if (GetParam().kind != EffectKind::OneInput || !IsOfTheModule()) return;
     const FramePtr mask = MakeFrame(PixFmt::Gray8, 97, 61);
     for (const PixFmt pixFmt : {PixFmt::Rgb24, PixFmt::Yuv444p, PixFmt::Yuva420p, PixFmt::Rgba}) {
         FramePtr alone = MakeFrame(pixFmt, 97, 61), held = MakeFrame(pixFmt, 97, 61);
@@ -223,13 +287,11 @@ TEST_P(EveryEffect, LeavesTheSameWhoeverElseHoldsTheFrame) {
     }
 }
 
-std::vector<Registration> ModuleRegistrations() {
-    std::vector<Registration> registrations = ModuleFactory()->GetRegistrations();
-    std::erase_if(registrations, [](const Registration& r) { return r.implName != ImplNames::ORVEXA; });
-    return registrations;
-}
-INSTANTIATE_TEST_SUITE_P(Module, EveryEffect, testing::ValuesIn(ModuleRegistrations()),
-                         [](const auto& test) { return test.param.classId; });
+INSTANTIATE_TEST_SUITE_P(All, EveryEffect, testing::ValuesIn(ModuleFactory()->GetRegistrations()),
+                         [](const auto& test) {
+                             return test.param.classId +
+                                    (test.param.implName == ImplNames::ORVEXA ? "" : "_" + test.param.implName);
+                         });
 
 }  // namespace
 }  // namespace Orvexa::Test

@@ -43,9 +43,7 @@ private:
 
 // Levels count up from left to right, so that a pixel tells where it comes from.
 FramePtr Slope(std::uint32_t width, std::uint32_t height) {
-    std::vector<int> samples;
-    for (std::uint32_t i = 0; i < width * height; ++i) samples.push_back(static_cast<int>(i % width));
-    return MakeFrame(PixFmt::Gray8, width, height, samples);
+    return DrawFrame(PixFmt::Gray8, width, height, [](int x, int, int) { return x; });
 }
 
 TEST(DirectionalAreaDeformation, PushesAlongTheStrokeAndLeavesTheRestAlone) {

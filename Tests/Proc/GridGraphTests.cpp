@@ -1,10 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
 #include <limits>
 #include <random>
-#include <stdexcept>
 
 #ifdef __linux__
 #include <sys/resource.h>
@@ -14,6 +12,7 @@
 #include "Host/Core/RefCount.h"
 #include "Proc/Effects/EffectsPhoto/Segmentation/GridGraph.h"
 #include "Tests/Support/BoostGridCut.h"
+#include "Tests/Support/Progress.h"
 
 namespace Orvexa::Test {
 namespace {
@@ -25,32 +24,6 @@ using Proc::GridGraph::HeadStart;
 using Proc::GridGraph::Solver;
 
 constexpr std::uint32_t kWorkers = 12;
-
-// Counts what it is told, and reports cancellation, or throws, from its n-th query on.
-class TestProgress : public Core::IProgressController {
-public:
-    static constexpr std::int64_t kNever = std::numeric_limits<std::int64_t>::max();
-
-    explicit TestProgress(std::int64_t cancelAt = kNever, bool throws = false) : cancelAt_(cancelAt), throws_(throws) {}
-    void SetStage(std::string_view) override {}
-    void SetTotal(std::uint64_t count) override { total = count; }
-    void Finish() override {}
-    void Step(std::uint64_t count) override { steps += count; }
-    bool IsCancelled() const override {
-        if (queries++ < cancelAt_) return false;
-        std::int64_t none = -1;
-        stepsWhenCancelled.compare_exchange_strong(none, static_cast<std::int64_t>(steps));
-        if (throws_) throw std::runtime_error("the caller is gone");
-        return true;
-    }
-
-    std::atomic<std::uint64_t> total{0}, steps{0};
-    mutable std::atomic<std::int64_t> queries{0}, stepsWhenCancelled{-1};
-
-private:
-    std::int64_t cancelAt_;
-    bool throws_;
-};
 
 // The same numbers everywhere.
 class Random {
@@ -311,9 +284,6 @@ TEST(GridGraph, StopsWhereverItIsCancelled) {
     EXPECT_GT(inRegions, 100u);
     EXPECT_GT(inMerges, 100u);
     EXPECT_GT(inWalks, 100u);
-    RecordProperty("cancelledInRegions", static_cast<int>(inRegions));
-    RecordProperty("cancelledInMerges", static_cast<int>(inMerges));
-    RecordProperty("cancelledInWalks", static_cast<int>(inWalks));
 }
 
 TEST(GridGraph, PassesOnWhatTheControllerThrows) {

@@ -1,13 +1,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
-
 #include "Host/Core/Exception.h"
 #include "Host/Core/Property.h"
 #include "Host/Settings/Photo/SettingsEffectSegmentation.h"
 #include "Tests/Support/Effects.h"
 #include "Tests/Support/Frames.h"
+#include "Tests/Support/Paths.h"
+#include "Tests/Support/Progress.h"
 
 namespace Orvexa::Test {
 namespace {
@@ -48,10 +48,8 @@ FramePtr Segmented(const SettingsEffectSegmentation& settings, FramePtr picture,
     Create(settings, dynamic_cast<EffectFactory&>(*ModuleFactory()))->ProcessData(picture, ConstFramePtr(seeds));
     return picture;
 }
-FramePtr MaskOf(int left, int right) {
-    std::vector<int> samples;
-    for (std::uint32_t i = 0; i < kWidth * kHeight; ++i) samples.push_back(i % kWidth < kEdge ? left : right);
-    return MakeFrame(PixFmt::Gray8, kWidth, kHeight, samples);
+FramePtr MaskOf(int left, int right, int edge = kEdge) {
+    return DrawFrame(PixFmt::Gray8, kWidth, kHeight, [&](int x, int, int) { return x < edge ? left : right; });
 }
 
 TEST(Segmentation, GivesTheSubjectItsOpacity) {
@@ -117,9 +115,7 @@ TEST(Segmentation, SmoothsWithinAMargin) {
     CopyDataVideo(MakeFrame(PixFmt::Gray8, 4, kHeight, Color(200, 200, 200)), frame, 0, 0);
     effect->ProcessData(frame, ConstFramePtr(Seeds({{6, 5, 255}, {20, 5, 255}, {12, 5, 128}, {1, 5, 128}})));
     EXPECT_THAT(factory->TakeTranscript(), Contains("run SettingsEffectMorphology#1 gray8 30x16 -> gray8 30x16"));
-    std::vector<int> samples;
-    for (std::uint32_t i = 0; i < kWidth * kHeight; ++i) samples.push_back(i % kWidth < 4 ? 0 : 255);
-    EXPECT_TRUE(SameFrames(frame, MakeFrame(PixFmt::Gray8, kWidth, kHeight, samples)));
+    EXPECT_TRUE(SameFrames(frame, MaskOf(0, 255, 4)));
 }
 
 TEST(Segmentation, KeepsTheStrokesWhenAsked) {
@@ -157,20 +153,8 @@ TEST(Segmentation, PaintsTheSubjectInDemoMode) {
     }
 }
 
-class Progress : public Core::IProgressController {
-public:
-    void SetStage(std::string_view) override {}
-    void SetTotal(std::uint64_t) override {}
-    void Finish() override {}
-    void Step(std::uint64_t count) override { steps += count; }
-    bool IsCancelled() const override { return isCancelled; }
-
-    std::atomic<std::uint64_t> steps = 0;
-    std::atomic<bool> isCancelled = false;
-};
-
 TEST(Segmentation, ReportsProgressAndStopsWhenAsked) {
-    const auto progress = Core::MakeRefCounted<Progress>();
+    const auto progress = Core::MakeRefCounted<TestProgress>();
     SettingsEffectSegmentation settings;
     const auto effect = Create(settings, dynamic_cast<EffectFactory&>(*ModuleFactory()));
     const auto run = [&] {
@@ -181,9 +165,9 @@ TEST(Segmentation, ReportsProgressAndStopsWhenAsked) {
     effect->SetProgressController(progress);
     run();
     EXPECT_GT(progress->steps, 50u);
-    progress->isCancelled = true;
+    progress->cancelAt = 0;
     EXPECT_TRUE(SameFrames(run(), Halves())) << "cancelled: the picture stays";
-    progress->isCancelled = false;
+    progress->cancelAt = TestProgress::kNever;
     progress->steps = 0;
     settings.SetShowProgress(false);
     effect->SetSettings(settings);
@@ -217,7 +201,7 @@ TEST(Segmentation, TakesItsInnerEffectByTheAlgorithm) {
 TEST(Segmentation, NeedsNoStrokesWithAModel) {
     SettingsEffectSegmentation settings;
     settings.SetAlgorithm(SegmentationAlgorithm::Auto);
-    settings.SetModelsRoot(ORVEXA_TEST_MODELS);
+    settings.SetModelsRoot(SourcePath("Tests/Support/Models"));
     const FramePtr mask = Segmented(settings, Halves(), {});
     ASSERT_EQ(mask->GetPixFmt(), PixFmt::Gray8);
     EXPECT_NE(Bytes(*mask), std::vector<std::uint8_t>(Bytes(*mask).size(), Bytes(*mask)[0]))
@@ -233,12 +217,8 @@ TEST(Segmentation, NeedsNoStrokesWithAModel) {
 TEST(Segmentation, SaysWhatIsWrongWithSeeds) {
     for (const FramePtr& seeds :
          {MakeFrame(PixFmt::Gray8, kWidth + 1, kHeight), MakeFrame(PixFmt::Rgb24, kWidth, kHeight)}) {
-        try {
-            Segmented(SettingsEffectSegmentation(), Halves(), seeds);
-            ADD_FAILURE();
-        } catch (const EffectException& exception) {
-            EXPECT_THAT(Describe(exception), HasSubstr("size of the picture, 24 x 10"));
-        }
+        EXPECT_THAT(MessageOf([&] { Segmented(SettingsEffectSegmentation(), Halves(), seeds); }),
+                    HasSubstr("size of the picture, 24 x 10"));
     }
     EXPECT_THROW(Segmented(SettingsEffectSegmentation(), Halves(), {}), EffectException);
 }

@@ -1,6 +1,5 @@
 #include "Tests/Support/Effects.h"
 
-#include "Host/Core/Exception.h"
 #include "Host/Settings/Common/SettingsColorspaceConverter.h"
 #include "Tests/Support/Frames.h"
 
@@ -118,15 +117,6 @@ FramePtr RunHost(const Settings& settings, FramePtr frame, const ConstFramePtr& 
 
 FramePtr Converted(FramePtr frame, PixFmt pixFmt) {
     return RunHost(SettingsColorspaceConverter(pixFmt, true), std::move(frame));
-}
-
-std::string MessageOf(const std::function<void()>& work) {
-    try {
-        work();
-    } catch (const EffectException& exception) {
-        return Describe(exception);
-    }
-    return "nothing";
 }
 
 OneInputPtr CreateModuleEffect(const std::string& classId) {

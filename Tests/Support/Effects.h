@@ -1,11 +1,11 @@
 // The module under test, and a factory that listens in.
 #pragma once
 
-#include <functional>
 #include <string>
 #include <vector>
 
 #include "Host/Proc/EffectFactory.h"
+#include "Tests/Support/Messages.h"
 
 namespace Orvexa::Test {
 
@@ -27,9 +27,6 @@ FramePtr RunHost(const Settings& settings, FramePtr frame);
 FramePtr RunHost(const Settings& settings, FramePtr frame, const ConstFramePtr& second);
 /// The frame in another pixel format.
 FramePtr Converted(FramePtr frame, PixFmt pixFmt);
-
-/// What `work` complains of with an `EffectException`; "nothing" if it does not.
-std::string MessageOf(const std::function<void()>& work);
 
 /// An effect of the module, by its settings class.
 OneInputPtr CreateModuleEffect(const std::string& classId);

@@ -88,6 +88,10 @@ FramePtr MakeFrame(PixFmt pixFmt, std::uint32_t width, std::uint32_t height, con
     return frame;
 }
 
+FramePtr MakeCoordinates(std::uint32_t width, std::uint32_t height) {
+    return DrawFrame(PixFmt::Rgb24, width, height, [](int x, int y, int k) { return k == 0 ? x : k == 1 ? y : 0; });
+}
+
 std::vector<std::uint8_t> Bytes(const ConstPlane& plane) {
     std::vector<std::uint8_t> bytes;
     for (std::uint64_t y = 0; y < plane.GetHeight(); ++y)

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <initializer_list>
 #include <string>
@@ -45,6 +47,22 @@ FramePtr MakeHalfHidden(PixFmt pixFmt, std::uint32_t width, std::uint32_t height
                         const Color& hidden);
 /// A grey or packed frame from its samples, row by row.
 FramePtr MakeFrame(PixFmt pixFmt, std::uint32_t width, std::uint32_t height, const std::vector<int>& samples);
+
+/// A grey or packed frame from its samples by place: `sample(x, y, channel)`, rounded to the nearest level.
+template <class Sample>
+FramePtr DrawFrame(PixFmt pixFmt, std::uint32_t width, std::uint32_t height, Sample&& sample) {
+    const int channels = PixFmtDescription::Get(pixFmt).bytesPerPixel;
+    std::vector<int> samples;
+    for (int i = 0; i < static_cast<int>(width * height) * channels; ++i) {
+        const int pixel = i / channels, columns = static_cast<int>(width);
+        const double level = sample(pixel % columns, pixel / columns, i % channels);
+        samples.push_back(static_cast<int>(std::lround(std::clamp(level, 0.0, 255.0))));
+    }
+    return MakeFrame(pixFmt, width, height, samples);
+}
+
+/// Red tells the column, green the row.
+FramePtr MakeCoordinates(std::uint32_t width, std::uint32_t height);
 
 /// Byte `channel` of a pixel in plane 0.
 inline int SampleAt(const ConstFramePtr& frame, std::uint64_t x, std::uint64_t y, int channel = 0) {

@@ -10,9 +10,10 @@ public:
     static constexpr AlphaUse kAlpha = AlphaUse::Made;
     static constexpr double kBytesPerPixel = 24;
 
-    ORVEXA_SETTINGS(SettingsEffectRemoveBackground, "RemoveBackground", Groups::kSegmentation,
-                    "Cuts out the subject that a mask, the second picture, marks; a third picture is the new background "
-                    "that its colours are adapted to.")
+    ORVEXA_SETTINGS(
+        SettingsEffectRemoveBackground, "RemoveBackground", Groups::kSegmentation,
+        "Cuts out the subject that a mask, the second picture, marks; a third picture is the new background "
+        "that its colours are adapted to.")
     ORVEXA_EQUALITY(SettingsEffectRemoveBackground)
     ORVEXA_FIELD(int, Morph, 0, Range(-64, 64), "pixels", "How far the mask grows, or shrinks if negative.")
     ORVEXA_FIELD(int, Smooth, 2, Range(0, 64), "pixels", "How far the mask's edge fades inwards; 0 leaves it as it is.")

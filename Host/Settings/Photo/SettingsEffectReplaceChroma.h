@@ -17,8 +17,9 @@ public:
     ORVEXA_FIELD(bool, UseBaseColor, false, Any(), "",
                  "Whether only colours near the base colour are replaced; an effect stays in this mode.")
     ORVEXA_FIELD(std::uint8_t, Strength, 255, Range(0, 255), "", "Opacity of the new colour, with useBaseColor.")
-    ORVEXA_FIELD(double, MinThreshold, 0.1, Range(0, 1), "fraction",
-                 "Distance from the base colour up to which minValue applies, of the largest one that a colour can have.")
+    ORVEXA_FIELD(
+        double, MinThreshold, 0.1, Range(0, 1), "fraction",
+        "Distance from the base colour up to which minValue applies, of the largest one that a colour can have.")
     ORVEXA_FIELD(double, MaxThreshold, 0.3, Range(0, 1), "fraction",
                  "Distance from the base colour from which maxValue applies.")
     ORVEXA_FIELD(std::uint8_t, MinValue, 255, Range(0, 255), "", "Weight of the new colour near the base colour.")

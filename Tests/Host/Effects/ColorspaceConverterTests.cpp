@@ -294,12 +294,7 @@ TEST(ColorspaceConverter, IndexedFramesHoldWhatHasAtMost256Colors) {
     const FramePtr enough = CloneFrame(*tooMany, kCloneView);
     enough->Crop(0, 0, 256, 1);
     EXPECT_TRUE(SameFrames(Convert(Convert(enough, PixFmt::Pal8), PixFmt::Rgba), enough));
-    try {
-        Convert(tooMany, PixFmt::Pal8);
-        ADD_FAILURE() << "257 colours were accepted";
-    } catch (const EffectException& exception) {
-        EXPECT_EQ(std::string(exception.what()).rfind("Pixel format is not supported!", 0), 0u) << exception.what();
-    }
+    EXPECT_EQ(MessageOf([&] { Convert(tooMany, PixFmt::Pal8); }).rfind("Pixel format is not supported!", 0), 0u);
 }
 
 }  // namespace

@@ -13,10 +13,10 @@
 #include <set>
 #include <thread>
 
-#include "Host/Core/Exception.h"
 #include "Host/Io/PendingFile.h"
 #include "Host/Proc/VideoFrame.h"
 #include "Tests/Host/Io/VipsPictures.h"
+#include "Tests/Support/Messages.h"
 
 namespace Orvexa::Test {
 
@@ -27,19 +27,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 using vips::VImage;
-
-// What the call throws as an EffectException, in one line.
-template <class Call>
-std::string ErrorOf(Call&& call) {
-    try {
-        call();
-    } catch (const EffectException& exception) {
-        const std::string text = Describe(exception);
-        EXPECT_THAT(text, Not(HasSubstr("\n")));
-        return text;
-    }
-    return "no error";
-}
 
 // Fails the test when a picture that must be refused gets memory.
 class NoMemory : public IFrameAllocator {
@@ -76,14 +63,14 @@ TEST(BadFiles, AreRefusedWithTheReason) {
         {"drawing.svg", "not a JPEG, PNG, WebP, TIFF, HEIF, AVIF or GIF picture"},
     };
     for (const auto& [name, reason] : cases) {
-        EXPECT_THAT(ErrorOf([&, &file = name] { Io::ReadImage(Core::ioPath(folder.File(file)), TestAllocator()); }),
+        EXPECT_THAT(MessageOf([&, &file = name] { Io::ReadImage(Core::ioPath(folder.File(file)), TestAllocator()); }),
                     HasSubstr(reason))
             << name;
     }
-    EXPECT_THAT(ErrorOf([] { Read({}); }), HasSubstr("empty"));
-    EXPECT_THAT(ErrorOf([] { Io::ReadImage(Core::ioPath("/dev/zero"), TestAllocator()); }),
+    EXPECT_THAT(MessageOf([] { Read({}); }), HasSubstr("empty"));
+    EXPECT_THAT(MessageOf([] { Io::ReadImage(Core::ioPath("/dev/zero"), TestAllocator()); }),
                 HasSubstr("not a JPEG, PNG"));
-    EXPECT_THAT(ErrorOf([] { Io::ReadImage(Core::ioPath("/dev/null"), TestAllocator()); }), HasSubstr("empty"));
+    EXPECT_THAT(MessageOf([] { Io::ReadImage(Core::ioPath("/dev/null"), TestAllocator()); }), HasSubstr("empty"));
 }
 
 TEST(BadFiles, TruncatedPicturesFailInEveryFormatAndTheHintIsTrue) {
@@ -93,14 +80,14 @@ TEST(BadFiles, TruncatedPicturesFailInEveryFormatAndTheHintIsTrue) {
                                               {"first.tif", HeaderFirstTiff(64, 4)}};
     for (const char* suffix : kSuffixes) files[suffix] = Encode(picture, suffix);
     for (const auto& [name, whole] : files) {
-        EXPECT_EQ(ErrorOf([&, &bytes = whole] { Read(bytes); }), "no error") << name;
+        EXPECT_EQ(MessageOf([&, &bytes = whole] { Read(bytes); }), "nothing") << name;
         for (const std::size_t size : {whole.size() / 50 + 3, whole.size() / 2, whole.size() * 9 / 10}) {
             const FileBytes part(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
             SCOPED_TRACE(testing::Message() << name << ' ' << size << " of " << whole.size());
-            const std::string error = ErrorOf([&] { Read(part); });
+            const std::string error = MessageOf([&] { Read(part); });
             EXPECT_THAT(
                 error, AllOf(HasSubstr("truncated or damaged"), Not(HasSubstr("unknown")), Not(HasSubstr("bad seek"))));
-            const bool isReadable = ErrorOf([&] { Read(part, {.allowTruncated = true}); }) == "no error";
+            const bool isReadable = MessageOf([&] { Read(part, {.allowTruncated = true}); }) == "nothing";
             EXPECT_EQ(error.find("--allow-truncated") != std::string::npos, isReadable) << error;
         }
     }
@@ -110,7 +97,7 @@ TEST(BadFiles, DamageInAPngIsNamed) {
     for (const char* options : {".png", ".png[interlace]"}) {
         FileBytes bytes = Encode(NoisePicture(64, 64, 3), options);
         bytes[bytes.size() / 2] ^= 0x55;
-        EXPECT_THAT(ErrorOf([&] { Read(bytes); }), HasSubstr("CRC error")) << options;
+        EXPECT_THAT(MessageOf([&] { Read(bytes); }), HasSubstr("CRC error")) << options;
     }
 }
 
@@ -137,8 +124,8 @@ TEST(BadFiles, AFileThatIsShortenedWhileItIsReadIsTold) {
         const AllocatorPtr shortening =
             Core::MakeRefCounted<AtAllocation>([&] { std::filesystem::resize_file(file, 100); });
         Io::LoadedImage loaded;
-        const std::string error = ErrorOf([&] { loaded = Io::ReadImage(Core::ioPath(file), shortening); });
-        EXPECT_EQ(error, streamed.contains(suffix) ? "the file was shortened while it was read" : "no error") << suffix;
+        const std::string error = MessageOf([&] { loaded = Io::ReadImage(Core::ioPath(file), shortening); });
+        EXPECT_EQ(error, streamed.contains(suffix) ? "the file was shortened while it was read" : "nothing") << suffix;
         if (loaded.frame != nullptr) {
             EXPECT_TRUE(SameFrames(loaded.frame, Read(bytes).frame)) << suffix;
         }
@@ -154,7 +141,7 @@ TEST(BadFiles, AStreamWithoutEndIsReadNoFurtherThanAPictureNeeds) {
         bytes[1] = 0xd8;
         while (send(ends[1], bytes.data(), bytes.size(), MSG_NOSIGNAL) > 0) bytes[0] = bytes[1] = 0;
     });
-    EXPECT_THAT(ErrorOf([&] { Io::ReadImageFrom(ends[0], TestAllocator(), {.maxPixels = 1000}); }),
+    EXPECT_THAT(MessageOf([&] { Io::ReadImageFrom(ends[0], TestAllocator(), {.maxPixels = 1000}); }),
                 AllOf(HasSubstr("no end after"), HasSubstr("1000 pixels"), HasSubstr("--max-pixels")));
     close(ends[0]);
     sender.join();
@@ -191,9 +178,9 @@ TEST(BadFiles, DamageInTheMiddleOfAJpegIsNoted) {
 TEST(BadFiles, TooManyPixelsAreRefusedBeforeMemoryIsTaken) {
     const AllocatorPtr noMemory = Core::MakeRefCounted<NoMemory>();
     const FileBytes picture = Encode(NoisePicture(40, 25, 3), ".png");
-    EXPECT_THAT(ErrorOf([&] { Io::ReadImage(picture, noMemory, {.maxPixels = 999}); }),
+    EXPECT_THAT(MessageOf([&] { Io::ReadImage(picture, noMemory, {.maxPixels = 999}); }),
                 AllOf(HasSubstr("40 x 25"), HasSubstr("limit of 999"), HasSubstr("--max-pixels")));
-    EXPECT_EQ(ErrorOf([&] { Read(picture, {.maxPixels = 1000}); }), "no error");
+    EXPECT_EQ(MessageOf([&] { Read(picture, {.maxPixels = 1000}); }), "nothing");
 
     // A header that claims 100000 x 100000 pixels; its checksum is right.
     FileBytes huge = {0x89, 'P',  'N',  'G', '\r', '\n', 0x1a, '\n', 0, 0, 0, 13, 'I', 'H', 'D', 'R', 0,
@@ -207,7 +194,7 @@ TEST(BadFiles, TooManyPixelsAreRefusedBeforeMemoryIsTaken) {
         huge[29 + static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(~crc >> (24 - 8 * i));
     const FileBytes rest = {0, 0, 0, 0, 'I', 'D', 'A', 'T', 0x35, 0xaf, 0x06, 0x1e};
     huge.insert(huge.end(), rest.begin(), rest.end());
-    EXPECT_THAT(ErrorOf([&] { Io::ReadImage(huge, noMemory); }), HasSubstr("100000 x 100000"));
+    EXPECT_THAT(MessageOf([&] { Io::ReadImage(huge, noMemory); }), HasSubstr("100000 x 100000"));
 }
 
 TEST(BadFiles, AFailedWriteLeavesTheOldFileAndNothingElse) {
@@ -216,16 +203,16 @@ TEST(BadFiles, AFailedWriteLeavesTheOldFileAndNothingElse) {
     WriteFile(folder.File("file"), std::string("x"));
     const FramePtr wide = MakeFrame(PixFmt::Gray8, 20000, 1);
     const FramePtr frame = MakeFrame(PixFmt::Rgb24, 4, 4);
-    EXPECT_THAT(ErrorOf([&] { Io::WriteImage(folder.File("old.webp"), wide, {}, {}); }), HasSubstr("at most 16383"));
-    EXPECT_THAT(ErrorOf([&] { Io::WriteImage(folder.File("none/a.png"), frame, {}, {}); }),
+    EXPECT_THAT(MessageOf([&] { Io::WriteImage(folder.File("old.webp"), wide, {}, {}); }), HasSubstr("at most 16383"));
+    EXPECT_THAT(MessageOf([&] { Io::WriteImage(folder.File("none/a.png"), frame, {}, {}); }),
                 HasSubstr("cannot write into the folder"));
-    EXPECT_THAT(ErrorOf([&] { Io::WriteImage(folder.File("file/a.png"), frame, {}, {}); }),
+    EXPECT_THAT(MessageOf([&] { Io::WriteImage(folder.File("file/a.png"), frame, {}, {}); }),
                 HasSubstr("Not a directory"));
-    EXPECT_THAT(ErrorOf([&] { Io::WriteImage(folder.GetPath(), Io::FileFormat::Png, frame, {}, {}); }),
+    EXPECT_THAT(MessageOf([&] { Io::WriteImage(folder.GetPath(), Io::FileFormat::Png, frame, {}, {}); }),
                 HasSubstr("folder"));
-    EXPECT_THAT(ErrorOf([&] { Io::WriteImage(folder.File("a.jpg"), frame, {.quality = 101, .metadata = {}}, {}); }),
+    EXPECT_THAT(MessageOf([&] { Io::WriteImage(folder.File("a.jpg"), frame, {.quality = 101, .metadata = {}}, {}); }),
                 HasSubstr("from 1 to 100"));
-    EXPECT_THAT(ErrorOf([&] { Io::WriteImage("/dev/full", Io::FileFormat::Png, frame, {}, {}); }),
+    EXPECT_THAT(MessageOf([&] { Io::WriteImage("/dev/full", Io::FileFormat::Png, frame, {}, {}); }),
                 HasSubstr("No space left"));
     EXPECT_THAT(folder.List(), ElementsAre("file", "old.webp"));
     EXPECT_EQ(ReadFile(folder.File("old.webp")), (FileBytes{'o', 'l', 'd'}));
@@ -244,13 +231,13 @@ TEST(BadFiles, ErrorsOfPicturesSideBySideStayApart) {
 
     const auto read = [](const FileBytes& bytes, bool isTolerant) {
         std::string said;
-        const std::string error = ErrorOf([&] {
+        const std::string error = MessageOf([&] {
             for (const std::string& note : Read(bytes, {.allowTruncated = isTolerant}).notes) said += note + "; ";
         });
         return said + error;
     };
     const auto write = [&](const FramePtr& picture, const char* name, Io::FileFormat format) {
-        return ErrorOf([&] { Io::WriteImage(folder.File(name), format, picture, {}, {}); });
+        return MessageOf([&] { Io::WriteImage(folder.File(name), format, picture, {}, {}); });
     };
     const std::function<std::string()> calls[] = {
         [&] { return read(jpeg, false); },
@@ -265,7 +252,7 @@ TEST(BadFiles, ErrorsOfPicturesSideBySideStayApart) {
     };
     std::vector<std::string> alone;
     for (const auto& call : calls) alone.push_back(call());
-    EXPECT_EQ(alone[0] + alone[4] + alone[8], "no errorno errorno error");
+    EXPECT_EQ(alone[0] + alone[4] + alone[8], "nothingnothingnothing");
 
     std::vector<std::set<std::string>> together(std::size(calls));
     {
@@ -355,9 +342,9 @@ TEST(BadFiles, LinksAreFollowedWhetherTheirEndIsThereOrNot) {
         }
     }
     EXPECT_TRUE(std::filesystem::is_symlink(folder.File("far/away/onward.png")));
-    EXPECT_THAT(ErrorOf([&] { Io::WriteImage(folder.File("nowhere.png"), frames[0], {}, {}); }),
+    EXPECT_THAT(MessageOf([&] { Io::WriteImage(folder.File("nowhere.png"), frames[0], {}, {}); }),
                 HasSubstr("No such file"));
-    EXPECT_THAT(ErrorOf([&] { Io::WriteImage(folder.File("loop.png"), frames[0], {}, {}); }),
+    EXPECT_THAT(MessageOf([&] { Io::WriteImage(folder.File("loop.png"), frames[0], {}, {}); }),
                 HasSubstr("symbolic links"));
 }
 

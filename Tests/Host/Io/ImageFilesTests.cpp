@@ -11,6 +11,7 @@
 #include "Host/Core/Exception.h"
 #include "Host/Proc/EffectFactory.h"
 #include "Tests/Host/Io/VipsPictures.h"
+#include "Tests/Support/Messages.h"
 
 namespace Orvexa::Test {
 
@@ -39,19 +40,12 @@ TEST_F(ImageFiles, LosslessFormatsKeepEverySampleOfEverySize) {
         for (const PixFmt pixFmt : {PixFmt::Gray8, PixFmt::Rgb24, PixFmt::Rgba}) {
             for (const auto& [width, height] : sizes) {
                 SCOPED_TRACE(testing::Message() << name << ' ' << Name(pixFmt) << ' ' << width << 'x' << height);
-                const FramePtr frame = MakeFrame(pixFmt, width, height);
-                EXPECT_THAT(Write(name, frame), IsEmpty());
-                EXPECT_TRUE(SameFrames(Read(name).frame, frame));
+                const GuardedFrame guarded(pixFmt, width, height);  // a view into a larger frame
+                EXPECT_THAT(Write(name, guarded.GetFrame()), IsEmpty());
+                EXPECT_TRUE(SameFrames(Read(name).frame, guarded.GetFrame()));
             }
         }
     }
-}
-
-TEST_F(ImageFiles, AViewIntoALargerFrameIsWrittenAlone) {
-    const GuardedFrame guarded(PixFmt::Rgb24, 31, 17);
-    Write("a.png", guarded.GetFrame());
-    EXPECT_TRUE(SameFrames(Read("a.png").frame, guarded.GetFrame()));
-    EXPECT_TRUE(guarded.IsGuardIntact());
 }
 
 TEST_F(ImageFiles, LossyFormatsStayCloseAndQualityCounts) {
@@ -166,13 +160,9 @@ TEST_F(ImageFiles, CmykBecomesRgbAndThisIsSaid) {
     EXPECT_LT(colors[4].red() + colors[4].green() + colors[4].blue(), 3 * 40);
 }
 
-TEST_F(ImageFiles, GreyWithAlphaBecomesColorWithAlpha) {
-    const FramePtr expected = MakeFrame(PixFmt::Rgba, 3, 2, Color(90, 90, 90, 17));
-    PlainPicture(3, 2, {90, 17}, VIPS_INTERPRETATION_B_W, VIPS_FORMAT_UCHAR).pngsave(folder_.File("a.png").c_str());
-    EXPECT_TRUE(SameFrames(Read("a.png").frame, expected));
-}
-
-TEST_F(ImageFiles, PalettesAndSingleBitsAreExpanded) {
+TEST_F(ImageFiles, PalettesSingleBitsAndGreyWithAlphaAreExpanded) {
+    PlainPicture(3, 2, {90, 17}, VIPS_INTERPRETATION_B_W, VIPS_FORMAT_UCHAR).pngsave(folder_.File("c.png").c_str());
+    EXPECT_TRUE(SameFrames(Read("c.png").frame, MakeFrame(PixFmt::Rgba, 3, 2, Color(90, 90, 90, 17))));
     const VImage checker = (VImage::xyz(16, 9).extract_band(0) & 1) * 255;
     const VImage grey =
         checker.cast(VIPS_FORMAT_UCHAR).copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_B_W));
@@ -200,6 +190,8 @@ TEST_F(ImageFiles, OfSeveralPicturesTheFirstIsReadAndThisIsSaid) {
 TEST_F(ImageFiles, NamesAreTakenLiterally) {
     const FramePtr frame = MakeFrame(PixFmt::Rgb24, 4, 3);
     for (const char* name : {"a[Q=5].png", "a b.png", "%d.png", "-.png", ".png.png", "\xc3\xa4.png"}) {
+        Write(name, MakeFrame(PixFmt::Gray8, 2, 2));  // is replaced, and read anew
+        EXPECT_EQ(Read(name).frame->GetFrameInfo(), FrameInfo(2, 2));
         Write(name, frame);
         EXPECT_TRUE(SameFrames(Read(name).frame, frame)) << name;
     }
@@ -255,24 +247,12 @@ TEST_F(ImageFiles, EveryFormatIsReadFromAPipeAndFromTheMiddleOfAFile) {
     }
 }
 
-TEST_F(ImageFiles, ARewrittenFileIsReadAnew) {
-    for (const std::uint8_t level : {std::uint8_t{1}, std::uint8_t{2}}) {
-        const FramePtr frame = MakeFrame(PixFmt::Gray8, 4, 4, Color(level, level, level));
-        Write("a.png", frame);
-        EXPECT_TRUE(SameFrames(Read("a.png").frame, frame));
-    }
-}
-
 TEST(FindFormat, KnowsSuffixesWithAndWithoutDotAndListsThemOtherwise) {
     EXPECT_EQ(Io::FindFormat(".JPG"), Io::FileFormat::Jpeg);
     EXPECT_EQ(Io::FindFormat("tiff"), Io::FileFormat::Tiff);
     for (const char* suffix : {"", ".", "bmp", "jpgg"}) {
-        try {
-            Io::FindFormat(suffix);
-            ADD_FAILURE() << suffix;
-        } catch (const EffectException& exception) {
-            EXPECT_THAT(exception.what(), HasSubstr("jpg, jpeg, png, webp, tif, tiff, heic, heif, avif, gif"));
-        }
+        EXPECT_THAT(MessageOf([&] { Io::FindFormat(suffix); }),
+                    HasSubstr("jpg, jpeg, png, webp, tif, tiff, heic, heif, avif, gif"));
     }
 }
 

@@ -1,3 +1,5 @@
+// Sub-effects built on libraries: those of ImageMagick, and the segmentation of OpenCV.
+
 #include <gtest/gtest.h>
 
 #include "Host/Core/Exception.h"
@@ -5,6 +7,7 @@
 #include "Host/Settings/Common/SettingsEffectCharcoal.h"
 #include "Host/Settings/Common/SettingsEffectNoiseVideo.h"
 #include "Host/Settings/Common/SettingsEffectOilPaint.h"
+#include "Host/Settings/Photo/SettingsEffectSegmentation.h"
 #include "Tests/Support/Effects.h"
 #include "Tests/Support/Frames.h"
 
@@ -107,6 +110,63 @@ TEST(MagickEffects, CharcoalDrawsEdgesOnWhite) {
     EXPECT_LT(*plane.GetOffsetPtr(30, 20), 100);
     EXPECT_GT(*plane.GetOffsetPtr(5, 20), 200);
     EXPECT_GT(*plane.GetOffsetPtr(55, 20), 200);
+}
+
+// A disc of noisy red on noisy blue.
+constexpr int kSide = 60;
+bool IsDisc(int x, int y) { return (x - 30) * (x - 30) + (y - 25) * (y - 25) < 18 * 18; }
+
+FramePtr Picture(PixFmt pixFmt) {
+    const FramePtr noise = MakeFrame(PixFmt::Rgb24, kSide, kSide);
+    return Converted(DrawFrame(PixFmt::Rgb24, kSide, kSide,
+                               [&](int x, int y, int k) {
+                                   const int disc[] = {190, 30, 30}, around[] = {30, 30, 160};
+                                   return (IsDisc(x, y) ? disc : around)[k] + SampleAt(noise, x, y, k) / 8;
+                               }),
+                     pixFmt);
+}
+
+// A stroke within the disc, and a frame around the picture.
+FramePtr Strokes(int inside, int around, int elsewhere) {
+    return DrawFrame(PixFmt::Gray8, kSide, kSide, [&](int x, int y, int) {
+        if (x >= 25 && x < 36 && y >= 20 && y < 30) return inside;
+        return x < 3 || y < 3 || x > 56 || y > 56 ? around : elsewhere;
+    });
+}
+
+FramePtr Expected(int inside, int outside) {
+    return DrawFrame(PixFmt::Gray8, kSide, kSide, [&](int x, int y, int) { return IsDisc(x, y) ? inside : outside; });
+}
+
+TEST(GrabCut, FindsTheSubjectBySeeds) {
+    SettingsEffectSegmentation settings;
+    settings.SetForeground(200);
+    settings.SetBackground(100);
+    for (const PixFmt pixFmt : {PixFmt::Rgb24, PixFmt::Bgra, PixFmt::Yuv444p}) {
+        const FramePtr picture = Picture(pixFmt);
+        EXPECT_TRUE(SameFrames(RunHost(settings, picture, Strokes(200, 100, 0)), Expected(200, 100))) << Name(pixFmt);
+    }
+    // Strokes of one kind alone leave nothing to compare with: what is not marked is background.
+    EXPECT_TRUE(SameFrames(RunHost(settings, Picture(PixFmt::Rgb24), Strokes(0, 0, 0)),
+                           MakeFrame(PixFmt::Gray8, kSide, kSide, Color(100, 100, 100))));
+}
+
+TEST(GrabCut, OverwritesLabelsThroughAView) {
+    const GuardedFrame guarded(PixFmt::Gray8, kSide, kSide);
+    CopyDataVideo(Strokes(1, 0, 3), guarded.GetFrame(), 0, 0);
+    FramePtr labels = guarded.GetFrame();
+    CreateTwoInput(SettingsEffectSegmentation())->ProcessData(labels, ConstFramePtr(Picture(PixFmt::Rgb24)));
+    EXPECT_TRUE(SameFrames(guarded.GetFrame(), Expected(255, 0)));
+    EXPECT_TRUE(guarded.IsGuardIntact());
+}
+
+TEST(GrabCut, RefusesWhatItCannotCut) {
+    const auto cut = [](const FramePtr& first, const FramePtr& second) {
+        RunHost(SettingsEffectSegmentation(), first, second);
+    };
+    EXPECT_THROW(cut(Picture(PixFmt::Rgb24), MakeFrame(PixFmt::Gray8, kSide, 59)), EffectException);
+    EXPECT_THROW(cut(Picture(PixFmt::Rgb24), Picture(PixFmt::Rgb24)), EffectException);
+    EXPECT_THROW(cut(Strokes(1, 0, 4), Picture(PixFmt::Rgb24)), EffectException) << "no label 4";
 }
 
 }  // namespace
