@@ -73,7 +73,7 @@ private:
         const Placement place =
             Place(frame->GetFrameInfo(), image->GetFrameInfo(), settings_.GetPositionX(), settings_.GetPositionY());
         const PixFmtDescription& description = PixFmtDescription::Get(frame->GetPixFmt());
-        const auto bytesPerPixel = static_cast<std::uint8_t>(description.GetPlanWidthSize(1, 0));
+        const std::uint8_t bytesPerPixel = description.bytesPerPixel;
         if (place.width == 0 || place.height == 0) return;
         const Table& colors = ColorsFor(frame->GetPixFmt());
         MakeWritable(frame);

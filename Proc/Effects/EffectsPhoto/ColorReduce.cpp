@@ -92,8 +92,7 @@ private:
         FramePtr output = Writable(frame, input);
         const Plane plane = output->GetPlane(0);
         const Roles roles = RolesOf(output->GetPixFmt(), reduced);
-        const auto bytesPerPixel =
-            static_cast<std::uint64_t>(PixFmtDescription::Get(output->GetPixFmt()).GetPlanWidthSize(1, 0));
+        const std::uint64_t bytesPerPixel = plane.GetBytesPerPixel();
         Reduce(plane, bytesPerPixel, roles, settings_.GetThreshold(), DarkestOffsets(plane, bytesPerPixel, roles));
         frame = std::move(output);
     }

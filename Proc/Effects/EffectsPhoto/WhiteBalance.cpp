@@ -6,7 +6,6 @@
 
 #include <array>
 
-#include "Host/Conf/PixFmtDescription.h"
 #include "Host/Settings/Photo/SettingsEffectWhiteBalance.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
 #include "Proc/Effects/EffectsPhoto/Shared/Curves.h"
@@ -64,8 +63,8 @@ private:
     void ProcessInternalCSC(FramePtr& frame, const ConstFramePtr& input) override {
         const std::array<Shared::Curve, 3> curves = MakeCurves(settings_.GetColor());
         FramePtr balanced = Writable(frame, input);
-        const int bytesPerPixel = PixFmtDescription::Get(balanced->GetPixFmt()).GetPlanWidthSize(1, 0);
-        Shared::ApplyCurves(curves, balanced->GetPlane(0), static_cast<std::uint64_t>(bytesPerPixel));
+        const Plane plane = balanced->GetPlane(0);
+        Shared::ApplyCurves(curves, plane, plane.GetBytesPerPixel());
         frame = std::move(balanced);
     }
 };

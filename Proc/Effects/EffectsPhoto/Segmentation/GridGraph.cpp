@@ -237,7 +237,7 @@ Solver::Result Solver::Search(std::int64_t units, Core::IProgressController& pro
     for (const Boundary& boundary : plan.GetBoundaries()) CloseBoundary(boundary);
     std::atomic<std::uint16_t> flow{flow_};
     WorkBudget budget(units);
-    RunOnThreads(static_cast<std::uint32_t>(std::min<std::size_t>(workers_, plan.GetRegionCount())), [&] {
+    Core::RunOnThreads(std::min<std::size_t>(workers_, plan.GetRegionCount()), [&] {
         TreeSearch search(nodes_, budget, progress);
         SearchRegions(plan, search, budget, progress);
         flow.fetch_add(search.GetFlow(), std::memory_order_relaxed);
