@@ -22,6 +22,11 @@ for name in astronaut coffee; do
         chain=("$effect" ${settings[$effect]:-})
         case $effect in
             BlendPalette) chain+=("with=$scratch/indices.png") ;;
+            Matting) chain=(Segmentation "with=samples/seeds/$name.png" Trimap Original Matting) ;;
+            ReduceLocalLuma) chain+=("with=$scratch/indices.png") ;;
+            RemoveBackground)
+                chain=(Segmentation "with=samples/seeds/$name.png" Original RemoveBackground)
+                ;;
             Segmentation) chain+=("with=samples/seeds/$name.png") ;;
             Cutter)
                 "$kalvatri" apply -q -i "$photo" -o "$scratch/patch-{}.png" Cutter patchWidth=250 patchHeight=250
