@@ -21,8 +21,9 @@ convert -size ${width}x$height gradient: -resize ${width}x$height\! "$scratch/in
 convert samples/coffee.png -resize 60x40\! "$scratch/tiny.jpg"
 convert samples/coffee.png -resize 60x40\! -alpha set "$scratch/tiny.tif"
 
+suffix=jpg
 peak_kib() { # arguments of `kalvatri apply`
-    { command time -f '%M' "$kalvatri" apply -q -o "$scratch/out.jpg" "$@" > /dev/null; } 2>&1 | tail -n 1
+    { command time -f '%M' "$kalvatri" apply -q -o "$scratch/out.$suffix" "$@" > /dev/null; } 2>&1 | tail -n 1
 }
 declared_bytes() { # effects
     for effect in "$@"; do "$kalvatri" describe "$effect" --json | grep -o '"bytesPerPixel": *[0-9.]*' | grep -o '[0-9.]*$'; done |
@@ -35,10 +36,11 @@ printf '%-28s %16s %16s %10s\n' effect "3 bytes a pixel" "4 bytes a pixel" decla
 for effect in $(list_effects "$kalvatri"); do
     # shellcheck disable=SC2206  # settings are words
     chain=($effect ${settings[$effect]:-})
-    steps=("$effect") size="" pixels=$((width * height))
+    steps=("$effect") size="" pixels=$((width * height)) suffix=jpg
     case $effect in
         BlendPalette) chain+=("with=$scratch/indices.jpg") ;;
-        Segmentation) chain+=("with=$scratch/seeds.png") ;;
+        Segmentation | Matting | ReduceLocalLuma) chain+=("with=$scratch/seeds.png") ;;
+        RemoveBackground) chain+=("with=$scratch/seeds.png" adaptValue=50 "with=$scratch/rgb.jpg") suffix=tif ;;
         CreateVideo) chain=(CreateVideo width=$width height=$height) ;;
         DirectionalAreaDeformation) chain=("$effect" fromX=2000 fromY=2000 toX=3000 toY=2000 size=3000) ;;
         OilPaint) size=unreduced- pixels=$((3072 * 2048)) ;;
