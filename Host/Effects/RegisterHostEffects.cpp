@@ -3,6 +3,7 @@
 #include "Host/Proc/EffectFactory.h"
 #include "Host/Settings/Common/SettingsColorspaceConverter.h"
 #include "Host/Settings/Common/SettingsEffectAlpha.h"
+#include "Host/Settings/Common/SettingsEffectBlur.h"
 #include "Host/Settings/Common/SettingsEffectCLAHE.h"
 #include "Host/Settings/Common/SettingsEffectCharcoal.h"
 #include "Host/Settings/Common/SettingsEffectColorBalance.h"
@@ -21,9 +22,9 @@
 
 namespace Orvexa::Proc {
 
-OneInputCreator CreateAlphaExtractor, CreateAperture, CreateCLAHE, CreateColorBalance, CreateColorspaceConverter,
-    CreateExtraAlphaExtractor, CreateMorphology, CreatePad, CreatePosterize, CreateRemapping, CreateResizer,
-    CreateSmartBlur;
+OneInputCreator CreateAlphaExtractor, CreateAperture, CreateBlur, CreateCLAHE, CreateColorBalance,
+    CreateColorspaceConverter, CreateExtraAlphaExtractor, CreateMorphology, CreatePad, CreatePosterize, CreateRemapping,
+    CreateResizer, CreateSmartBlur;
 TwoInputCreator CreateAlphaInserter, CreateCompose, CreateGrabCut, CreateImageBlender;
 
 namespace {
@@ -50,6 +51,7 @@ void RegisterHostEffects(IEffectFactory& factory) {
     Add<SettingsColorspaceConverter>(factory, CreateColorspaceConverter);
     Add<SettingsEffectAlphaExtractor>(factory, CreateAlphaExtractor);
     Add<SettingsEffectAlphaInserter>(factory, CreateAlphaInserter);
+    Add<SettingsEffectBlur>(factory, CreateBlur);
     Add<SettingsEffectCLAHE>(factory, CreateCLAHE);
     Add<SettingsEffectColorBalance>(factory, CreateColorBalance);
     Add<SettingsEffectCompose>(factory, CreateCompose);
