@@ -8,7 +8,9 @@
 #include "Host/Settings/Common/SettingsEffectCharcoal.h"
 #include "Host/Settings/Common/SettingsEffectColorBalance.h"
 #include "Host/Settings/Common/SettingsEffectCompose.h"
+#include "Host/Settings/Common/SettingsEffectGrayscale.h"
 #include "Host/Settings/Common/SettingsEffectImageBlender.h"
+#include "Host/Settings/Common/SettingsEffectMidEqualizer.h"
 #include "Host/Settings/Common/SettingsEffectMorphology.h"
 #include "Host/Settings/Common/SettingsEffectNoiseVideo.h"
 #include "Host/Settings/Common/SettingsEffectOilPaint.h"
@@ -16,6 +18,8 @@
 #include "Host/Settings/Common/SettingsEffectPosterize.h"
 #include "Host/Settings/Common/SettingsEffectRemapping.h"
 #include "Host/Settings/Common/SettingsEffectSmartBlur.h"
+#include "Host/Settings/Common/SettingsEffectSplitToning.h"
+#include "Host/Settings/Common/SettingsEffectVibrance.h"
 #include "Host/Settings/Common/SettingsEffectVideoGenerator.h"
 #include "Host/Settings/Common/SettingsResizer.h"
 #include "Host/Settings/Photo/SettingsEffectSegmentation.h"
@@ -23,9 +27,9 @@
 namespace Orvexa::Proc {
 
 OneInputCreator CreateAlphaExtractor, CreateAperture, CreateBlur, CreateCLAHE, CreateColorBalance,
-    CreateColorspaceConverter, CreateExtraAlphaExtractor, CreateMorphology, CreatePad, CreatePosterize, CreateRemapping,
-    CreateResizer, CreateSmartBlur;
-TwoInputCreator CreateAlphaInserter, CreateCompose, CreateGrabCut, CreateImageBlender;
+    CreateColorspaceConverter, CreateExtraAlphaExtractor, CreateGrayscale, CreateMorphology, CreatePad, CreatePosterize,
+    CreateRemapping, CreateResizer, CreateSmartBlur, CreateSplitToning, CreateVibrance;
+TwoInputCreator CreateAlphaInserter, CreateCompose, CreateGrabCut, CreateImageBlender, CreateMidEqualizer;
 
 namespace {
 
@@ -56,12 +60,16 @@ void RegisterHostEffects(IEffectFactory& factory) {
     Add<SettingsEffectColorBalance>(factory, CreateColorBalance);
     Add<SettingsEffectCompose>(factory, CreateCompose);
     Add<SettingsEffectExtraAlphaExtractor>(factory, CreateExtraAlphaExtractor);
+    Add<SettingsEffectGrayscale>(factory, CreateGrayscale);
     Add<SettingsEffectImageBlender>(factory, CreateImageBlender);
+    Add<SettingsEffectMidEqualizer>(factory, CreateMidEqualizer);
     Add<SettingsEffectMorphology>(factory, CreateMorphology);
     Add<SettingsEffectPad>(factory, CreatePad);
     Add<SettingsEffectPosterize>(factory, CreatePosterize);
     Add<SettingsEffectRemapping>(factory, CreateRemapping);
     Add<SettingsEffectSmartBlur>(factory, CreateSmartBlur);
+    Add<SettingsEffectSplitToning>(factory, CreateSplitToning);
+    Add<SettingsEffectVibrance>(factory, CreateVibrance);
     Add<SettingsEffectVideoGenerator>(factory, CreateAperture);
     Add<SettingsResizer>(factory, CreateResizer);
     factory.RegisterTwoInputEffect(SettingsEffectSegmentation::CLASS_ID, ImplPhotoNames::OPENCV, CreateGrabCut, 0);
