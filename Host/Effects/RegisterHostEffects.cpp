@@ -9,6 +9,7 @@
 #include "Host/Settings/Common/SettingsEffectColorBalance.h"
 #include "Host/Settings/Common/SettingsEffectCompose.h"
 #include "Host/Settings/Common/SettingsEffectGrayscale.h"
+#include "Host/Settings/Common/SettingsEffectGuidedFilter.h"
 #include "Host/Settings/Common/SettingsEffectImageBlender.h"
 #include "Host/Settings/Common/SettingsEffectMidEqualizer.h"
 #include "Host/Settings/Common/SettingsEffectMorphology.h"
@@ -29,7 +30,8 @@ namespace Orvexa::Proc {
 OneInputCreator CreateAlphaExtractor, CreateAperture, CreateBlur, CreateCLAHE, CreateColorBalance,
     CreateColorspaceConverter, CreateExtraAlphaExtractor, CreateGrayscale, CreateMorphology, CreatePad, CreatePosterize,
     CreateRemapping, CreateResizer, CreateSmartBlur, CreateSplitToning, CreateVibrance;
-TwoInputCreator CreateAlphaInserter, CreateCompose, CreateGrabCut, CreateImageBlender, CreateMidEqualizer;
+TwoInputCreator CreateAlphaInserter, CreateCompose, CreateGrabCut, CreateGuidedFilter, CreateImageBlender,
+    CreateMidEqualizer;
 
 namespace {
 
@@ -61,6 +63,7 @@ void RegisterHostEffects(IEffectFactory& factory) {
     Add<SettingsEffectCompose>(factory, CreateCompose);
     Add<SettingsEffectExtraAlphaExtractor>(factory, CreateExtraAlphaExtractor);
     Add<SettingsEffectGrayscale>(factory, CreateGrayscale);
+    Add<SettingsEffectGuidedFilter>(factory, CreateGuidedFilter);
     Add<SettingsEffectImageBlender>(factory, CreateImageBlender);
     Add<SettingsEffectMidEqualizer>(factory, CreateMidEqualizer);
     Add<SettingsEffectMorphology>(factory, CreateMorphology);
