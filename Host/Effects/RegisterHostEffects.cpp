@@ -8,6 +8,7 @@
 #include "Host/Settings/Common/SettingsEffectCharcoal.h"
 #include "Host/Settings/Common/SettingsEffectColorBalance.h"
 #include "Host/Settings/Common/SettingsEffectCompose.h"
+#include "Host/Settings/Common/SettingsEffectCrop.h"
 #include "Host/Settings/Common/SettingsEffectGrayscale.h"
 #include "Host/Settings/Common/SettingsEffectGuidedFilter.h"
 #include "Host/Settings/Common/SettingsEffectImageBlender.h"
@@ -20,6 +21,7 @@
 #include "Host/Settings/Common/SettingsEffectRemapping.h"
 #include "Host/Settings/Common/SettingsEffectSmartBlur.h"
 #include "Host/Settings/Common/SettingsEffectSplitToning.h"
+#include "Host/Settings/Common/SettingsEffectTrimap.h"
 #include "Host/Settings/Common/SettingsEffectVibrance.h"
 #include "Host/Settings/Common/SettingsEffectVideoGenerator.h"
 #include "Host/Settings/Common/SettingsResizer.h"
@@ -28,8 +30,8 @@
 namespace Orvexa::Proc {
 
 OneInputCreator CreateAlphaExtractor, CreateAperture, CreateBlur, CreateCLAHE, CreateColorBalance,
-    CreateColorspaceConverter, CreateExtraAlphaExtractor, CreateGrayscale, CreateMorphology, CreatePad, CreatePosterize,
-    CreateRemapping, CreateResizer, CreateSmartBlur, CreateSplitToning, CreateVibrance;
+    CreateColorspaceConverter, CreateCrop, CreateExtraAlphaExtractor, CreateGrayscale, CreateMorphology, CreatePad,
+    CreatePosterize, CreateRemapping, CreateResizer, CreateSmartBlur, CreateSplitToning, CreateTrimap, CreateVibrance;
 TwoInputCreator CreateAlphaInserter, CreateCompose, CreateGrabCut, CreateGuidedFilter, CreateImageBlender,
     CreateMidEqualizer;
 
@@ -61,6 +63,7 @@ void RegisterHostEffects(IEffectFactory& factory) {
     Add<SettingsEffectCLAHE>(factory, CreateCLAHE);
     Add<SettingsEffectColorBalance>(factory, CreateColorBalance);
     Add<SettingsEffectCompose>(factory, CreateCompose);
+    Add<SettingsEffectCrop>(factory, CreateCrop);
     Add<SettingsEffectExtraAlphaExtractor>(factory, CreateExtraAlphaExtractor);
     Add<SettingsEffectGrayscale>(factory, CreateGrayscale);
     Add<SettingsEffectGuidedFilter>(factory, CreateGuidedFilter);
@@ -72,6 +75,7 @@ void RegisterHostEffects(IEffectFactory& factory) {
     Add<SettingsEffectRemapping>(factory, CreateRemapping);
     Add<SettingsEffectSmartBlur>(factory, CreateSmartBlur);
     Add<SettingsEffectSplitToning>(factory, CreateSplitToning);
+    Add<SettingsEffectTrimap>(factory, CreateTrimap);
     Add<SettingsEffectVibrance>(factory, CreateVibrance);
     Add<SettingsEffectVideoGenerator>(factory, CreateAperture);
     Add<SettingsResizer>(factory, CreateResizer);
