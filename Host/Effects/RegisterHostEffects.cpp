@@ -3,11 +3,16 @@
 #include "Host/Proc/EffectFactory.h"
 #include "Host/Settings/Common/SettingsColorspaceConverter.h"
 #include "Host/Settings/Common/SettingsEffectAlpha.h"
+#include "Host/Settings/Common/SettingsEffectBlur.h"
 #include "Host/Settings/Common/SettingsEffectCLAHE.h"
 #include "Host/Settings/Common/SettingsEffectCharcoal.h"
 #include "Host/Settings/Common/SettingsEffectColorBalance.h"
 #include "Host/Settings/Common/SettingsEffectCompose.h"
+#include "Host/Settings/Common/SettingsEffectCrop.h"
+#include "Host/Settings/Common/SettingsEffectGrayscale.h"
+#include "Host/Settings/Common/SettingsEffectGuidedFilter.h"
 #include "Host/Settings/Common/SettingsEffectImageBlender.h"
+#include "Host/Settings/Common/SettingsEffectMidEqualizer.h"
 #include "Host/Settings/Common/SettingsEffectMorphology.h"
 #include "Host/Settings/Common/SettingsEffectNoiseVideo.h"
 #include "Host/Settings/Common/SettingsEffectOilPaint.h"
@@ -16,16 +21,21 @@
 #include "Host/Settings/Common/SettingsEffectRemapping.h"
 #include "Host/Settings/Common/SettingsEffectResize.h"
 #include "Host/Settings/Common/SettingsEffectSmartBlur.h"
+#include "Host/Settings/Common/SettingsEffectSplitToning.h"
+#include "Host/Settings/Common/SettingsEffectTrimap.h"
+#include "Host/Settings/Common/SettingsEffectVibrance.h"
 #include "Host/Settings/Common/SettingsEffectVideoGenerator.h"
 #include "Host/Settings/Common/SettingsResizer.h"
 #include "Host/Settings/Photo/SettingsEffectSegmentation.h"
 
 namespace Orvexa::Proc {
 
-OneInputCreator CreateAlphaExtractor, CreateAperture, CreateCLAHE, CreateColorBalance, CreateColorspaceConverter,
-    CreateExtraAlphaExtractor, CreateMorphology, CreatePad, CreatePosterize, CreateRemapping, CreateResize,
-    CreateResizer, CreateSmartBlur;
-TwoInputCreator CreateAlphaInserter, CreateCompose, CreateGrabCut, CreateImageBlender;
+OneInputCreator CreateAlphaExtractor, CreateAperture, CreateBlur, CreateCLAHE, CreateColorBalance,
+    CreateColorspaceConverter, CreateCrop, CreateExtraAlphaExtractor, CreateGrayscale, CreateMorphology, CreatePad,
+    CreatePosterize, CreateRemapping, CreateResize, CreateResizer, CreateSmartBlur, CreateSplitToning, CreateTrimap,
+    CreateVibrance;
+TwoInputCreator CreateAlphaInserter, CreateCompose, CreateGrabCut, CreateGuidedFilter, CreateImageBlender,
+    CreateMidEqualizer;
 
 namespace {
 
@@ -51,16 +61,24 @@ void RegisterHostEffects(IEffectFactory& factory) {
     Add<SettingsColorspaceConverter>(factory, CreateColorspaceConverter);
     Add<SettingsEffectAlphaExtractor>(factory, CreateAlphaExtractor);
     Add<SettingsEffectAlphaInserter>(factory, CreateAlphaInserter);
+    Add<SettingsEffectBlur>(factory, CreateBlur);
     Add<SettingsEffectCLAHE>(factory, CreateCLAHE);
     Add<SettingsEffectColorBalance>(factory, CreateColorBalance);
     Add<SettingsEffectCompose>(factory, CreateCompose);
+    Add<SettingsEffectCrop>(factory, CreateCrop);
     Add<SettingsEffectExtraAlphaExtractor>(factory, CreateExtraAlphaExtractor);
+    Add<SettingsEffectGrayscale>(factory, CreateGrayscale);
+    Add<SettingsEffectGuidedFilter>(factory, CreateGuidedFilter);
     Add<SettingsEffectImageBlender>(factory, CreateImageBlender);
+    Add<SettingsEffectMidEqualizer>(factory, CreateMidEqualizer);
     Add<SettingsEffectMorphology>(factory, CreateMorphology);
     Add<SettingsEffectPad>(factory, CreatePad);
     Add<SettingsEffectPosterize>(factory, CreatePosterize);
     Add<SettingsEffectRemapping>(factory, CreateRemapping);
     Add<SettingsEffectSmartBlur>(factory, CreateSmartBlur);
+    Add<SettingsEffectSplitToning>(factory, CreateSplitToning);
+    Add<SettingsEffectTrimap>(factory, CreateTrimap);
+    Add<SettingsEffectVibrance>(factory, CreateVibrance);
     Add<SettingsEffectVideoGenerator>(factory, CreateAperture);
     Add<SettingsEffectResize>(factory, CreateResize);
     Add<SettingsResizer>(factory, CreateResizer);
