@@ -160,10 +160,10 @@ TEST(BlurRadial, BlursLargePicturesReduced) {
         spied.effect->ProcessData(frame);
         EXPECT_EQ(frame->GetFrameInfo(), FrameInfo(1001, 301));
         const std::vector<std::string> transcript = spied.factory->TakeTranscript();
-        EXPECT_THAT(transcript, Contains("run SettingsResizer#2 rgb24 1001x301 -> rgb24 512x154"));
-        EXPECT_THAT(transcript, Contains("run SettingsResizer#1 rgb24 512x154 -> rgb24 1001x301"));
+        EXPECT_THAT(transcript, Contains("run SettingsResizer#1 rgb24 1001x301 -> rgb24 512x154"));
+        EXPECT_THAT(transcript, Contains("run SettingsResizer#2 rgb24 512x154 -> rgb24 1001x301"));
         const auto isReconfigured = Contains(
-            StartsWith("set SettingsResizer#2 resizeMethod=fastBilinear customMode=fit customInfo=512,512,1,1 "));
+            StartsWith("set SettingsResizer#1 resizeMethod=fastBilinear customMode=fit customInfo=512,512,1,1 "));
         if (i == 0) {
             EXPECT_THAT(transcript, isReconfigured);
         } else {

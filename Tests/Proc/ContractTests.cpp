@@ -8,6 +8,7 @@
 #include "Host/Settings/Common/SettingsEffectImageBlender.h"
 #include "Host/Settings/Common/SettingsEffectPad.h"
 #include "Host/Settings/Common/SettingsEffectRemapping.h"
+#include "Host/Settings/Common/SettingsEffectResize.h"
 #include "Host/Settings/Common/SettingsEffectVideoGenerator.h"
 #include "Host/Settings/Common/SettingsResizer.h"
 #include "Host/Settings/Photo/SettingsEffectBlendPalette.h"
@@ -15,6 +16,8 @@
 #include "Host/Settings/Photo/SettingsEffectCreateVideo.h"
 #include "Host/Settings/Photo/SettingsEffectCustom.h"
 #include "Host/Settings/Photo/SettingsEffectDirectionalAreaDeformation.h"
+#include "Host/Settings/Photo/SettingsEffectEdgeRemove.h"
+#include "Host/Settings/Photo/SettingsEffectMatting.h"
 #include "Host/Settings/Photo/SettingsEffectPixelate.h"
 #include "Host/Settings/Photo/SettingsEffectSegmentation.h"
 #include "Host/Settings/Photo/SettingsEffectStitcher.h"
@@ -69,6 +72,11 @@ std::unique_ptr<Settings> SettingsFor(const std::string& classId, std::uint32_t 
         stitch->SetFrameWidth(2 * width - width / 3);
         stitch->SetFrameHeight(height);
     }
+    if (auto* scale = dynamic_cast<SettingsEffectResize*>(settings.get())) scale->SetScale(0.5);
+    if (auto* remove = dynamic_cast<SettingsEffectEdgeRemove*>(settings.get())) {
+        remove->SetToX(static_cast<std::int32_t>(width));
+        remove->SetToY(static_cast<std::int32_t>(height));
+    }
     if (auto* pad = dynamic_cast<SettingsEffectPad*>(settings.get())) pad->SetMargins({1, 2, 3, 4});
     if (auto* resize = dynamic_cast<SettingsResizer*>(settings.get())) resize->SetCustomScale(0.5);
     if (auto* convert = dynamic_cast<SettingsColorspaceConverter*>(settings.get())) convert->AddPixFmt(PixFmt::Yuv422p);
@@ -100,9 +108,20 @@ bool Refuses(const Registration& effect, PixFmt pixFmt, std::uint32_t width) {
     const std::string& classId = effect.classId;
     if (classId == SettingsEffectExtraAlphaExtractor::CLASS_ID) return pixFmt != PixFmt::Gray8;
     if (classId == SettingsEffectBlurBokeh::CLASS_ID) return width == 1;  // no larger than the blur's kernel
+    if (classId == SettingsEffectMatting::CLASS_ID) return width == 1;    // no trimap has both regions
     if (classId == SettingsEffectBlendPalette::CLASS_ID)
         return PixFmtDescription::Get(pixFmt).kind != PixFmtDescription::Kind::Packed;
     return false;
+}
+
+// Background on the left, foreground on the right, and unknown pixels between.
+FramePtr MakeTrimap(const FrameInfo& info) {
+    std::vector<int> levels;
+    for (std::uint32_t y = 0; y < info.height; ++y) {
+        for (std::uint32_t x = 0; x < info.width; ++x)
+            levels.push_back(x < info.width / 3 ? 0 : x < 2 * info.width / 3 ? 128 : 255);
+    }
+    return MakeFrame(PixFmt::Gray8, info.width, info.height, levels);
 }
 
 // The frames that one run leaves; none when the effect refuses the input with an exception of its own.
@@ -120,7 +139,8 @@ std::vector<ConstFramePtr> RunEffect(IEffect& effect, const FramePtr& input) {
                                                             input->GetFrameInfo().height)));
             results.push_back(frame);
         } else {
-            std::vector<DataPtr> frames{input, input};
+            const bool needsTrimap = effect.GetSettingsBase().GetClassId() == SettingsEffectMatting::CLASS_ID;
+            std::vector<DataPtr> frames{input, needsTrimap ? MakeTrimap(input->GetFrameInfo()) : input};
             const DataPtr result = dynamic_cast<IVarInputEffectVideo&>(effect).Process(frames);
             if (result != nullptr) frames.assign(1, result);
             for (const DataPtr& data : frames) results.push_back(boost::dynamic_pointer_cast<IDataVideo>(data));

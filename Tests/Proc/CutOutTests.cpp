@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <functional>
 #include <map>
+#include <numeric>
 #include <set>
 
 #include "Host/Settings/Common/SettingsEffectBlur.h"
@@ -176,28 +177,34 @@ TEST(RemoveBackground, HasTheMaskAsAlphaInItsBox) {
 }
 
 TEST(RemoveBackground, ShapesAndSoftensTheMask) {
+    // A square under a line that makes the box wider than it.
     const FramePtr picture = MakeFrame(PixFmt::Rgb24, 60, 60),
-                   mask = Draw(60, 60, [](int x, int y) { return x >= 20 && x < 40 && y >= 20 && y < 40 ? 255 : 0; });
+                   mask = Draw(60, 60, [](int x, int y) {
+                       return (x >= 20 && x < 40 && y >= 20 && y < 40) || (y == 20 && x >= 10 && x < 50) ? 255 : 0;
+                   });
     const auto row = [&](int morph, int smooth) {
         SettingsEffectRemoveBackground settings;
         settings.SetMorph(morph);
         settings.SetSmooth(smooth);
         const FramePtr cut = ApplyMany(settings, {picture, mask});
-        EXPECT_EQ(cut->GetFrameInfo(), FrameInfo(20, 20)) << "the box is that of the mask as it was given";
+        EXPECT_EQ(cut->GetFrameInfo(), FrameInfo(40, 20)) << "the box is that of the mask as it was given";
         std::vector<int> alpha;
-        for (std::uint64_t x = 0; x < 20; ++x) alpha.push_back(SampleAt(cut, x, 10, 3));
+        for (std::uint64_t x = 0; x < 20; ++x) alpha.push_back(SampleAt(cut, x, 12, 3));
         return alpha;
     };
-    std::vector<int> shrunk(20, 255);
-    for (const std::size_t i : {0, 1, 2, 17, 18, 19}) shrunk[i] = 0;
-    EXPECT_EQ(row(-3, 0), shrunk);
-    EXPECT_EQ(row(3, 0), std::vector<int>(20, 255));
-    // Of the mask and two steps in from its edge: a third, two thirds, all; then blurred with a black margin.
+    const auto from = [](std::size_t first) {
+        std::vector<int> expected(20, 0);
+        std::fill(expected.begin() + static_cast<std::ptrdiff_t>(first), expected.end(), 255);
+        return expected;
+    };
+    EXPECT_EQ(row(0, 0), from(10));
+    EXPECT_EQ(row(-3, 0), from(13));
+    EXPECT_EQ(row(3, 0), from(7));
+    // A third, two thirds, all, blurred, which keeps the sum.
     const std::vector<int> soft = row(0, 2);
-    EXPECT_TRUE(std::is_sorted(soft.begin(), soft.begin() + 10));
-    EXPECT_LT(soft[0], 85);
-    EXPECT_NEAR(soft[1], 163, 12);
-    EXPECT_EQ(soft[10], 255);
+    EXPECT_TRUE(std::is_sorted(soft.begin(), soft.end())) << testing::PrintToString(soft);
+    EXPECT_NEAR(std::accumulate(soft.begin(), soft.end(), 0), 85 + 170 + 8 * 255, 10) << testing::PrintToString(soft);
+    EXPECT_NEAR(soft[11], 170, 8);
 }
 
 TEST(RemoveBackground, KeepsWhatIsTransparent) {

@@ -34,8 +34,8 @@ TEST(OilPaint, PaintsLargePicturesReduced) {
         Transcript(spied, MakeFrame(PixFmt::Gray8, 2101, 2049), &result),
         ElementsAre(
             StartsWith("set SettingsEffectOilPaint#1 radius=1"),
-            StartsWith("set SettingsResizer#2 resizeMethod=bicubic customMode=exactToo customInfo=2102,2050,1,1 "),
             StartsWith("set SettingsResizer#1 resizeMethod=fastBilinear customMode=fit customInfo=1051,1025,1,1 "),
+            StartsWith("set SettingsResizer#2 resizeMethod=bicubic customMode=exactToo customInfo=2102,2050,1,1 "),
             StartsWith("run SettingsResizer#1 gray8 2101x2049 -> "), StartsWith("run SettingsEffectOilPaint#1 "),
             testing::EndsWith("-> gray8 2102x2050")));
     EXPECT_EQ(result->GetFrameInfo(), FrameInfo(2101, 2049));

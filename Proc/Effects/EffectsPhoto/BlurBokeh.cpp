@@ -280,7 +280,7 @@ private:
     Shared::Reduction reduction_{CreateOneInput<SettingsResizer>(), CreateOneInput<SettingsResizer>()};
     OneInputPtr kernelResizer_ = CreateOneInput<SettingsResizer>();
     TwoInputPtr blender_ = CreateTwoInput<SettingsEffectImageBlender>();
-    Shared::LayerMask mask_{CreateOneInput<SettingsEffectExtraAlphaExtractor>()};
+    Shared::LayerMask mask_{CreateOneInput(SettingsEffectExtraAlphaExtractor(PixFmt::Rgb24)), PixFmt::Rgb24};
 };
 
 }  // namespace

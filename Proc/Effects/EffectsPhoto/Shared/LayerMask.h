@@ -11,7 +11,9 @@ namespace Orvexa::Proc::Shared {
 /// chroma. The mask must not be changed while it is attached.
 class LayerMask {
 public:
-    explicit LayerMask(OneInputPtr chromaExtractor) : extractor_(std::move(chromaExtractor)) {}
+    /// The extractor is configured for `pixFmt` already.
+    explicit LayerMask(OneInputPtr chromaExtractor, PixFmt pixFmt = PixFmt::None)
+        : extractor_(std::move(chromaExtractor)), pixFmt_(pixFmt) {}
 
     bool IsFor(const FrameInfo& info) const { return mask_ != nullptr && mask_->GetFrameInfo() == info; }
     const FramePtr& Get() const { return mask_; }
@@ -42,7 +44,7 @@ private:
     OneInputPtr extractor_;
     FramePtr mask_;
     FramePtr chromaMask_;
-    PixFmt pixFmt_ = PixFmt::None;
+    PixFmt pixFmt_;
 };
 
 }  // namespace Orvexa::Proc::Shared
