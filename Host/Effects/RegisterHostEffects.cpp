@@ -19,6 +19,7 @@
 #include "Host/Settings/Common/SettingsEffectPad.h"
 #include "Host/Settings/Common/SettingsEffectPosterize.h"
 #include "Host/Settings/Common/SettingsEffectRemapping.h"
+#include "Host/Settings/Common/SettingsEffectRotate.h"
 #include "Host/Settings/Common/SettingsEffectSmartBlur.h"
 #include "Host/Settings/Common/SettingsEffectSplitToning.h"
 #include "Host/Settings/Common/SettingsEffectTrimap.h"
@@ -31,7 +32,8 @@ namespace Orvexa::Proc {
 
 OneInputCreator CreateAlphaExtractor, CreateAperture, CreateBlur, CreateCLAHE, CreateColorBalance,
     CreateColorspaceConverter, CreateCrop, CreateExtraAlphaExtractor, CreateGrayscale, CreateMorphology, CreatePad,
-    CreatePosterize, CreateRemapping, CreateResizer, CreateSmartBlur, CreateSplitToning, CreateTrimap, CreateVibrance;
+    CreatePosterize, CreateRemapping, CreateResizer, CreateRotate, CreateSmartBlur, CreateSplitToning, CreateTrimap,
+    CreateVibrance;
 TwoInputCreator CreateAlphaInserter, CreateCompose, CreateGrabCut, CreateGuidedFilter, CreateImageBlender,
     CreateMidEqualizer;
 
@@ -73,6 +75,7 @@ void RegisterHostEffects(IEffectFactory& factory) {
     Add<SettingsEffectPad>(factory, CreatePad);
     Add<SettingsEffectPosterize>(factory, CreatePosterize);
     Add<SettingsEffectRemapping>(factory, CreateRemapping);
+    Add<SettingsEffectRotate>(factory, CreateRotate);
     Add<SettingsEffectSmartBlur>(factory, CreateSmartBlur);
     Add<SettingsEffectSplitToning>(factory, CreateSplitToning);
     Add<SettingsEffectTrimap>(factory, CreateTrimap);
