@@ -9,6 +9,8 @@
 #include "Host/Settings/Common/SettingsEffectColorBalance.h"
 #include "Host/Settings/Common/SettingsEffectCompose.h"
 #include "Host/Settings/Common/SettingsEffectCrop.h"
+#include "Host/Settings/Common/SettingsEffectDrawContours.h"
+#include "Host/Settings/Common/SettingsEffectDrawShape.h"
 #include "Host/Settings/Common/SettingsEffectGrayscale.h"
 #include "Host/Settings/Common/SettingsEffectGuidedFilter.h"
 #include "Host/Settings/Common/SettingsEffectImageBlender.h"
@@ -20,6 +22,7 @@
 #include "Host/Settings/Common/SettingsEffectPosterize.h"
 #include "Host/Settings/Common/SettingsEffectRemapping.h"
 #include "Host/Settings/Common/SettingsEffectResize.h"
+#include "Host/Settings/Common/SettingsEffectRotate.h"
 #include "Host/Settings/Common/SettingsEffectSmartBlur.h"
 #include "Host/Settings/Common/SettingsEffectSplitToning.h"
 #include "Host/Settings/Common/SettingsEffectTrimap.h"
@@ -31,9 +34,9 @@
 namespace Orvexa::Proc {
 
 OneInputCreator CreateAlphaExtractor, CreateAperture, CreateBlur, CreateCLAHE, CreateColorBalance,
-    CreateColorspaceConverter, CreateCrop, CreateExtraAlphaExtractor, CreateGrayscale, CreateMorphology, CreatePad,
-    CreatePosterize, CreateRemapping, CreateResize, CreateResizer, CreateSmartBlur, CreateSplitToning, CreateTrimap,
-    CreateVibrance;
+    CreateColorspaceConverter, CreateCrop, CreateDrawContours, CreateDrawShape, CreateExtraAlphaExtractor,
+    CreateGrayscale, CreateMorphology, CreatePad, CreatePosterize, CreateRemapping, CreateResize, CreateResizer,
+    CreateRotate, CreateSmartBlur, CreateSplitToning, CreateTrimap, CreateVibrance;
 TwoInputCreator CreateAlphaInserter, CreateCompose, CreateGrabCut, CreateGuidedFilter, CreateImageBlender,
     CreateMidEqualizer;
 
@@ -66,6 +69,8 @@ void RegisterHostEffects(IEffectFactory& factory) {
     Add<SettingsEffectColorBalance>(factory, CreateColorBalance);
     Add<SettingsEffectCompose>(factory, CreateCompose);
     Add<SettingsEffectCrop>(factory, CreateCrop);
+    Add<SettingsEffectDrawContours>(factory, CreateDrawContours);
+    Add<SettingsEffectDrawShape>(factory, CreateDrawShape);
     Add<SettingsEffectExtraAlphaExtractor>(factory, CreateExtraAlphaExtractor);
     Add<SettingsEffectGrayscale>(factory, CreateGrayscale);
     Add<SettingsEffectGuidedFilter>(factory, CreateGuidedFilter);
@@ -75,6 +80,7 @@ void RegisterHostEffects(IEffectFactory& factory) {
     Add<SettingsEffectPad>(factory, CreatePad);
     Add<SettingsEffectPosterize>(factory, CreatePosterize);
     Add<SettingsEffectRemapping>(factory, CreateRemapping);
+    Add<SettingsEffectRotate>(factory, CreateRotate);
     Add<SettingsEffectSmartBlur>(factory, CreateSmartBlur);
     Add<SettingsEffectSplitToning>(factory, CreateSplitToning);
     Add<SettingsEffectTrimap>(factory, CreateTrimap);
