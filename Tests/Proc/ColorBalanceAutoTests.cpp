@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "Host/Settings/Common/SettingsEffectAlpha.h"
 #include "Host/Settings/Photo/SettingsEffectColorBalanceAuto.h"
 #include "Tests/Support/Effects.h"
 #include "Tests/Support/Frames.h"
@@ -17,87 +18,38 @@ SettingsEffectColorBalanceAuto Auto(bool white, bool light, int exposure = 0) {
     return settings;
 }
 
-// The effect by sorting samples instead of counting them, in real numbers.
-FramePtr Direct(const SettingsEffectColorBalanceAuto& s, const FramePtr& input, bool isBlueFirst) {
-    const ConstPlane plane = std::as_const(*input).GetPlane(0);
-    const std::size_t bpp = plane.GetBytesPerPixel(), pixels = plane.GetPixelsPerRow() * plane.GetHeight();
-    const std::vector<std::uint8_t> bytes = Bytes(plane);
-    const int weights[3] = {isBlueFirst ? 114 : 299, 587, isBlueFirst ? 299 : 114};
-    std::vector<std::vector<int>> sorted(4);
-    for (std::size_t i = 0; i < pixels; ++i) {
-        int luma = 0;
-        for (std::size_t k = 0; k < 3; ++k) {
-            sorted[k].push_back(bytes[i * bpp + k]);
-            luma += bytes[i * bpp + k] * weights[k];
-        }
-        sorted[3].push_back(luma / 1000);
-    }
-    for (auto& samples : sorted) std::sort(samples.begin(), samples.end());
-    const auto low = [&](int k, std::size_t quota) {
-        return quota == 0 ? 0 : sorted[static_cast<std::size_t>(k)][quota - 1];
-    };
-    const auto high = [&](int k, std::size_t quota) {
-        return quota == 0 ? 255 : sorted[static_cast<std::size_t>(k)][pixels - quota];
-    };
-    int limits[4][2] = {};
-    for (int k = 0; k < 4; ++k) {
-        if (s.GetLightBalance()) {
-            const auto quota = static_cast<std::size_t>(static_cast<double>(pixels) * 0.005);
-            limits[k][0] = low(k, quota) / 2;
-            limits[k][1] = high(k, quota) + (255 - high(k, quota)) / 2;
-        } else if (k < 3) {
-            limits[k][0] = low(k, pixels / 10 / static_cast<std::size_t>(weights[k]));
-            limits[k][1] = high(k, pixels / 100 / static_cast<std::size_t>(weights[k]));
+// All orders of bytes with the switches on: the picture in another order is the result in that order.
+TEST(ColorBalanceAuto, TreatsEveryFormatAlikeAndLeavesAlphaAlone) {
+    const FramePtr noise = MakeFrame(PixFmt::Rgba, 197, 161);
+    // Each channel in a range of its own with thin tails, as in a dull photograph.
+    const FramePtr dull = DrawFrame(PixFmt::Rgba, 197, 161, [&](int x, int y, int k) {
+        const int v = SampleAt(noise, x, y, k);
+        return k == 3 || v < 2 ? v : v > 253 ? 240 + k : 30 + k * 9 + v * (150 + k * 10) / 255;
+    });
+    for (const auto& settings : {Auto(true, false), Auto(false, true), Auto(true, true, 10), Auto(false, false, -20)}) {
+        const FramePtr expected = Apply(settings, dull);
+        EXPECT_FALSE(SameFrames(expected, dull));
+        EXPECT_TRUE(SameFrames(RunHost(SettingsEffectAlphaExtractor(), expected),
+                               RunHost(SettingsEffectAlphaExtractor(), dull)));
+        for (const PixFmt pixFmt : {PixFmt::Rgb24, PixFmt::Bgr24, PixFmt::Bgra, PixFmt::Rgba2, PixFmt::Bgra2}) {
+            EXPECT_TRUE(SameFrames(Apply(settings, Converted(dull, pixFmt)), Converted(expected, pixFmt)))
+                << Name(pixFmt) << ' ' << FormatSettings(settings);
         }
     }
-    const auto stretch = [&](int k, int v) {
-        return limits[k][0] == limits[k][1]
-                   ? v
-                   : static_cast<int>(std::floor(
-                         std::clamp((v - limits[k][0]) * 255.0 / (limits[k][1] - limits[k][0]), 0.0, 255.0) + 0.5));
-    };
-    const auto gamma = [](int v) { return static_cast<int>(std::floor(std::pow(v / 255.0, 1.0402365) * 255.0 + 0.5)); };
-    const FramePtr output = CloneFrame(*input, kCloneIndependent);
-    for (std::size_t i = 0; i < pixels; ++i) {
-        std::uint8_t* pixel =
-            output->GetPlane(0).GetOffsetPtr(i % plane.GetPixelsPerRow(), i / plane.GetPixelsPerRow());
-        for (int k = 0; k < 3; ++k) {
-            int v = pixel[k];
-            if (s.GetWhiteBalance()) v = stretch(k, v);
-            if (s.GetLightBalance()) v = gamma(stretch(3, gamma(stretch(k, v))));
-            const int e = s.GetExposure();
-            const double gain = e < 0 ? 1.0 / (-e * 0.03 + 1.0) : e * 0.03 + 1.0;
-            if (e != 0) v = static_cast<int>(std::min(v * gain + 0.5, 255.0));
-            pixel[k] = static_cast<std::uint8_t>(v);
-        }
-    }
-    return output;
 }
 
-TEST(ColorBalanceAuto, EqualsADirectFormulationWithAllSwitchesInEveryFormat) {
-    for (const PixFmt pixFmt :
-         {PixFmt::Rgb24, PixFmt::Bgr24, PixFmt::Rgba, PixFmt::Bgra, PixFmt::Rgba2, PixFmt::Bgra2}) {
-        const FramePtr input = MakeFrame(pixFmt, 197, 161);
-        const Plane plane = input->GetPlane(0);
-        for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) {
-            // Each channel in a range of its own with thin tails, as in a dull photograph.
-            for (std::uint64_t b = 0; b < plane.GetWidth(); ++b) {
-                std::uint8_t& v = plane.GetRow(y)[b];
-                const auto channel = static_cast<int>(b % plane.GetBytesPerPixel());
-                v = static_cast<std::uint8_t>(v < 2     ? v
-                                              : v > 253 ? 240 + channel
-                                                        : 30 + channel * 9 + v * (150 + channel * 10) / 255);
-            }
-        }
-        for (int switches = 0; switches < 4; ++switches) {
-            for (const int exposure : {0, 10, -20}) {
-                const auto settings = Auto((switches & 1) != 0, (switches & 2) != 0, exposure);
-                const bool isBlueFirst = pixFmt == PixFmt::Bgr24 || pixFmt == PixFmt::Bgra || pixFmt == PixFmt::Bgra2;
-                EXPECT_TRUE(SameFrames(Apply(settings, input), Direct(settings, input, isBlueFirst)))
-                    << Name(pixFmt) << ' ' << FormatSettings(settings);
-            }
-        }
+TEST(ColorBalanceAuto, MatchesResultsWorkedOutByHand) {
+    // Greys from 40 to 201: light balance stretches from 20, half of the darkest, and to 228, half way from the
+    // brightest to white, each channel and then luma.
+    const FramePtr greys = DrawFrame(PixFmt::Rgb24, 162, 40, [](int x, int, int) { return 40 + x; });
+    const auto gamma = [](double v) { return std::round(std::pow(v / 255, 1.0402365) * 255); };
+    const auto stretched = [](double v) { return std::round((v - 20) * 255 / (228 - 20)); };
+    const FramePtr balanced = Apply(Auto(false, true), greys);
+    for (const int x : {0, 30, 60, 161}) {
+        EXPECT_NEAR(SampleAt(balanced, x, 0), std::min(255.0, gamma(stretched(gamma(stretched(40 + x))))), 1) << x;
     }
+    EXPECT_EQ(SampleAt(Apply(Auto(false, false, 10), greys), 60, 0), 130) << "1.3 * 100";
+    EXPECT_EQ(SampleAt(Apply(Auto(false, false, -20), greys), 60, 0), 63) << "100 / 1.6 = 62.5";
 }
 
 TEST(ColorBalanceAuto, DividesTheQuotaByTheWeightOfTheChannel) {

@@ -106,22 +106,6 @@ TEST(ImageBlender, EveryFormatFollowsTheFormulaAndWritesThroughTheView) {
     }
 }
 
-TEST(ImageBlender, AllSamplesAndOpacitiesAreRoundedToNearest) {
-    std::vector<int> rising, steps;
-    for (int i = 0; i < 65536; ++i) rising.push_back(i % 256), steps.push_back(i / 256);
-    const FramePtr layer = MakeFrame(PixFmt::Gray8, 256, 256, steps);
-    for (int o = 0; o < 256; ++o) {
-        const FramePtr result = RunHost(SettingsEffectImageBlender(0, 0, static_cast<std::uint8_t>(o), kUse),
-                                        MakeFrame(PixFmt::Gray8, 256, 256, rising), layer);
-        const auto bytes = Bytes(*result);
-        for (int i = 0; i < 65536; ++i) {
-            const int exact255 =
-                rising[static_cast<std::size_t>(i)] * (255 - o) + steps[static_cast<std::size_t>(i)] * o;
-            ASSERT_LE(std::abs(255 * bytes[static_cast<std::size_t>(i)] - exact255), 127) << i << " " << o;
-        }
-    }
-}
-
 TEST(ImageBlender, AttachedChromaAlphaCountsForSubsampledPlanesOnly) {
     const FramePtr mask = MakeFrame(PixFmt::Gray8, 7, 5), chromaMask = MakeFrame(PixFmt::Gray8, 4, 3, Pattern::Checker);
     for (const PixFmt format : {PixFmt::Yuv420p, PixFmt::Nv12, PixFmt::Yuva420p, PixFmt::Yuv444p, PixFmt::Bgra}) {

@@ -201,20 +201,6 @@ TEST(ColorspaceConverter, EveryPairOfFormatsFollowsTheDefiningEquations) {
     }
 }
 
-TEST(ColorspaceConverter, GreysStayNeutralInEveryPackedFormat) {
-    std::vector<int> greys;
-    for (int i = 0; i < 256; ++i) greys.push_back(i);
-    const FramePtr gray = MakeFrame(PixFmt::Gray8, 256, 1, greys);
-    for (const PixFmt format : {PixFmt::Rgb24, PixFmt::Bgr24, PixFmt::Argb, PixFmt::Rgba, PixFmt::Abgr, PixFmt::Bgra}) {
-        const FramePtr packed = Convert(gray, format), planar = Convert(packed, PixFmt::Yuv444p);
-        for (const std::uint8_t plane : {1, 2})
-            EXPECT_EQ(Bytes(std::as_const(*planar).GetPlane(plane)), std::vector<std::uint8_t>(256, 128))
-                << Name(format);
-        EXPECT_TRUE(SameFrames(Convert(planar, format), packed));
-        EXPECT_TRUE(SameFrames(Convert(packed, PixFmt::Gray8), gray));
-    }
-}
-
 // All colours of three bytes, one a pixel.
 constexpr std::uint32_t kCubeSide = 4096;
 std::array<int, 3> CubeColor(std::uint32_t x, std::uint32_t y) {
