@@ -23,7 +23,7 @@ std::string WithoutDot(std::string suffix) {
 // The name that --name gives is known once the pictures are counted, its format already here.
 NameTemplate MakeNameTemplate(const BatchOptions& options) {
     return WithContext(kReadingCommandLine + std::string(": --name"), ExitCode::WrongUsage, [&] {
-        NameTemplate names(options.nameTemplate.empty() ? "{stem}.{ext}" : options.nameTemplate);
+        const NameTemplate names(options.nameTemplate.empty() ? "{stem}.{ext}" : options.nameTemplate);
         const std::string suffix = options.format.empty() ? "jpg" : options.format;
         const std::string name = names.Fill({"in/stem", suffix, 1, 1});
         const Io::FileFormat format = Io::FindFormat(Core::ioPath(name).extension().string());

@@ -54,7 +54,7 @@ void BatchReporter::PrintPlan() {
 std::string BatchReporter::Finish() {
     line_.Clear();
     MeasureTime();
-    std::string summary = MakeSummary();
+    const std::string summary = MakeSummary();
     if (options_.isJson) {
         std::cout << FormatJson(ToJson()) << '\n';
     } else if (IsFinished() && !HasFailures() && !options_.isQuiet) {

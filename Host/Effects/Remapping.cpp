@@ -106,7 +106,7 @@ protected:
     }
 
 private:
-    static void RemapPlane(const cv::Mat& source, cv::Mat target, PlanePositions& positions) {
+    static void RemapPlane(const cv::Mat& source, const cv::Mat& target, PlanePositions& positions) {
         cv::Mat mapX(kBlockRows, target.cols, CV_32F), mapY(kBlockRows, target.cols, CV_32F);
         for (int top = 0; top < target.rows; top += kBlockRows) {
             const int height = std::min(kBlockRows, target.rows - top);

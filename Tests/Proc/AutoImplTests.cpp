@@ -91,16 +91,6 @@ TEST(AutoImpl, DrawsTheLineAtOneHalf) {
     }
 }
 
-TEST(AutoImpl, IgnoresTheSeeds) {
-    FramePtr expected = MakePicture(PixFmt::Rgb24, 97, 61, 50, 20);
-    MakeAuto()->ProcessData(expected, ConstFramePtr());
-    for (const FramePtr& seeds : {MakeFrame(PixFmt::Gray8, 97, 61), MakeFrame(PixFmt::Rgb24, 5, 200)}) {
-        FramePtr frame = MakePicture(PixFmt::Rgb24, 97, 61, 50, 20);
-        MakeAuto()->ProcessData(frame, ConstFramePtr(seeds));
-        EXPECT_TRUE(SameFrames(frame, expected));
-    }
-}
-
 TEST(AutoImpl, SetsItsResizerWhenTheGeometryChanges) {
     const auto factory = Core::MakeRefCounted<SpyFactory>();
     const TwoInputPtr effect = MakeAuto(factory);

@@ -3,24 +3,18 @@
 
 #include <gtest/gtest.h>
 
-#include "Host/Settings/Common/SettingsColorspaceConverter.h"
+#include <map>
+
 #include "Host/Settings/Common/SettingsEffectAlpha.h"
 #include "Host/Settings/Common/SettingsEffectImageBlender.h"
-#include "Host/Settings/Common/SettingsEffectPad.h"
 #include "Host/Settings/Common/SettingsEffectRemapping.h"
-#include "Host/Settings/Common/SettingsEffectResize.h"
 #include "Host/Settings/Common/SettingsEffectVideoGenerator.h"
-#include "Host/Settings/Common/SettingsResizer.h"
 #include "Host/Settings/Photo/SettingsEffectBlendPalette.h"
 #include "Host/Settings/Photo/SettingsEffectBlurBokeh.h"
-#include "Host/Settings/Photo/SettingsEffectCreateVideo.h"
 #include "Host/Settings/Photo/SettingsEffectCustom.h"
 #include "Host/Settings/Photo/SettingsEffectDirectionalAreaDeformation.h"
-#include "Host/Settings/Photo/SettingsEffectEdgeRemove.h"
 #include "Host/Settings/Photo/SettingsEffectMatting.h"
 #include "Host/Settings/Photo/SettingsEffectPixelate.h"
-#include "Host/Settings/Photo/SettingsEffectSegmentation.h"
-#include "Host/Settings/Photo/SettingsEffectStitcher.h"
 #include "Tests/Support/Effects.h"
 #include "Tests/Support/Frames.h"
 #include "Tests/Support/Logs.h"
@@ -51,37 +45,32 @@ boost::intrusive_ptr<IEffect> Create(const Registration& registration) {
     return {};
 }
 
-// Settings that make a run on pictures of this size quick and meaningful, for the few effects whose defaults do not.
+// Settings that make a run on pictures of this size quick, and its result another picture, where the defaults do not.
 std::unique_ptr<Settings> SettingsFor(const std::string& classId, std::uint32_t width = 97, std::uint32_t height = 61) {
+    const auto number = [](std::uint32_t value) { return std::to_string(value); };
+    const std::map<std::string, std::map<std::string, std::string>> changes = {
+        {"SettingsEffectBalanceLuma", {{"shadows", "50"}}},
+        {"SettingsEffectColorBalanceAuto", {{"whiteBalance", "true"}, {"exposure", "5"}}},
+        {"SettingsEffectCreateVideo", {{"width", "20"}, {"height", "10"}}},
+        {"SettingsEffectDirectionalAreaDeformation",
+         {{"fromX", "0"}, {"fromY", number(height / 2)}, {"toX", number(width)}, {"toY", number(height / 2)}}},
+        {"SettingsEffectStitcher",  // two patches side by side
+         {{"overlapX", number(width / 3)},
+          {"overlapY", "0"},
+          {"frameWidth", number(2 * width - width / 3)},
+          {"frameHeight", number(height)}}},
+        {"SettingsEffectTintTemperature", {{"temperature", "30"}}},
+        {"SettingsEffectWhiteBalance", {{"color", "#c8b496"}}},
+        {"SettingsColorspaceConverter", {{"pixFmts", "4"}}},
+        {"SettingsEffectExtraAlphaExtractor", {{"pixelFormat", "0"}}},
+        {"SettingsEffectPad", {{"margins", "1,2,3,4"}}},
+        {"SettingsResizer", {{"customScale", "0.5"}}},
+    };
     std::unique_ptr<Settings> settings = SettingsCatalogue::Find(classId)->create();
+    if (const auto found = changes.find(classId); found != changes.end()) {
+        for (const auto& [key, value] : found->second) SetField(*settings, key, value);
+    }
     if (auto* custom = dynamic_cast<SettingsEffectCustom*>(settings.get())) custom->SetFunctor([](FramePtr&) {});
-    if (auto* create = dynamic_cast<SettingsEffectCreateVideo*>(settings.get())) {
-        create->SetWidth(20);
-        create->SetHeight(10);
-    }
-    if (auto* push = dynamic_cast<SettingsEffectDirectionalAreaDeformation*>(settings.get())) {
-        push->SetFromX(0);
-        push->SetFromY(static_cast<std::int32_t>(height / 2));
-        push->SetToX(static_cast<std::int32_t>(width));
-        push->SetToY(static_cast<std::int32_t>(height / 2));
-        push->SetSize(60);
-    }
-    if (auto* stitch = dynamic_cast<SettingsEffectStitcher*>(settings.get())) {  // two patches side by side
-        stitch->SetOverlapX(width / 3);
-        stitch->SetOverlapY(0);
-        stitch->SetFrameWidth(2 * width - width / 3);
-        stitch->SetFrameHeight(height);
-    }
-    if (auto* scale = dynamic_cast<SettingsEffectResize*>(settings.get())) scale->SetScale(0.5);
-    if (auto* remove = dynamic_cast<SettingsEffectEdgeRemove*>(settings.get())) {
-        remove->SetToX(static_cast<std::int32_t>(width));
-        remove->SetToY(static_cast<std::int32_t>(height));
-    }
-    if (auto* pad = dynamic_cast<SettingsEffectPad*>(settings.get())) pad->SetMargins({1, 2, 3, 4});
-    if (auto* resize = dynamic_cast<SettingsResizer*>(settings.get())) resize->SetCustomScale(0.5);
-    if (auto* convert = dynamic_cast<SettingsColorspaceConverter*>(settings.get())) convert->AddPixFmt(PixFmt::Yuv422p);
-    if (auto* extract = dynamic_cast<SettingsEffectExtraAlphaExtractor*>(settings.get()))
-        extract->SetPixelFormat(PixFmt::Yuv420p);
     if (auto* remap = dynamic_cast<SettingsEffectRemapping*>(settings.get())) {
         *remap = SettingsEffectRemapping(
             [](int x, int y) { return std::pair(static_cast<float>(x) + 1.5f, static_cast<float>(y)); });

@@ -104,14 +104,14 @@ TEST(DirectionalAreaDeformation, StrokesThatPushNothing) {
 
 // Chroma samples of the redrawn box are those of the picture, wherever box and patch begin.
 TEST(DirectionalAreaDeformation, AStrokeWithoutStrengthChangesNothingInAnyFormat) {
-    for (const PixFmtDescription& description : PixFmtDescription::GetPixelFormatDescroptionsList()) {
-        if (description.kind == PixFmtDescription::Kind::Indexed) continue;
-        const FramePtr base = MakeFrame(description.pixFmt, 97, 61);
+    for (const PixFmt pixFmt : AllPixFmts()) {
+        if (pixFmt == PixFmt::Pal8) continue;
+        const FramePtr base = MakeFrame(pixFmt, 97, 61);
         for (int x = 30; x < 34; ++x) {
             for (const int y : {20, 21}) {
                 EXPECT_TRUE(
                     SameFrames(Brushed()({x, y, 60, 40, 11 + x % 2, 0}, CloneFrame(*base, kCloneIndependent)), base))
-                    << description.name << ' ' << x << ' ' << y;
+                    << Name(pixFmt) << ' ' << x << ' ' << y;
             }
         }
     }

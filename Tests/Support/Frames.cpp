@@ -88,6 +88,13 @@ FramePtr MakeFrame(PixFmt pixFmt, std::uint32_t width, std::uint32_t height, con
     return frame;
 }
 
+std::vector<PixFmt> AllPixFmts() {
+    std::vector<PixFmt> formats;
+    for (const PixFmtDescription& description : PixFmtDescription::GetPixelFormatDescroptionsList())
+        formats.push_back(description.pixFmt);
+    return formats;
+}
+
 FramePtr MakeCoordinates(std::uint32_t width, std::uint32_t height) {
     return DrawFrame(PixFmt::Rgb24, width, height, [](int x, int y, int k) { return k == 0 ? x : k == 1 ? y : 0; });
 }

@@ -27,6 +27,9 @@ using namespace Proc;
 /// One allocator for all tests of a program.
 const AllocatorPtr& TestAllocator();
 
+/// Every format that there is.
+std::vector<PixFmt> AllPixFmts();
+
 /// Sizes that find most mistakes with edges: one pixel, odd and small, odd and larger than any vector or tile.
 inline constexpr std::pair<std::uint32_t, std::uint32_t> kSizes[] = {{1, 1}, {7, 5}, {97, 61}};
 

@@ -137,6 +137,7 @@ SplitXmp DivideXmp(const std::string& xmp, std::size_t limit) {
         for (const Exiv2::Xmpdatum& datum : whole)
             sizes[PropertyOf(datum)] += datum.key().size() + datum.toString().size();
         std::vector<std::pair<std::size_t, std::string>> bySize;
+        bySize.reserve(sizes.size());
         for (const auto& [property, size] : sizes) bySize.emplace_back(size, property);
         std::sort(bySize.rbegin(), bySize.rend());
 

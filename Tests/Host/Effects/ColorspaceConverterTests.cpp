@@ -1,8 +1,12 @@
+// The conversion between pixel formats.
+
+#include <hwy/targets.h>
 #include <array>
 #include <cstring>
 
 #include "Host/Core/Exception.h"
 #include "Host/Effects/ConvertPixFmt.h"
+#include "Host/Effects/PixelRows.h"
 #include "Host/Settings/Common/SettingsColorspaceConverter.h"
 #include "Tests/Host/Effects/HostEffects.h"
 
@@ -201,20 +205,6 @@ TEST(ColorspaceConverter, EveryPairOfFormatsFollowsTheDefiningEquations) {
     }
 }
 
-TEST(ColorspaceConverter, GreysStayNeutralInEveryPackedFormat) {
-    std::vector<int> greys;
-    for (int i = 0; i < 256; ++i) greys.push_back(i);
-    const FramePtr gray = MakeFrame(PixFmt::Gray8, 256, 1, greys);
-    for (const PixFmt format : {PixFmt::Rgb24, PixFmt::Bgr24, PixFmt::Argb, PixFmt::Rgba, PixFmt::Abgr, PixFmt::Bgra}) {
-        const FramePtr packed = Convert(gray, format), planar = Convert(packed, PixFmt::Yuv444p);
-        for (const std::uint8_t plane : {1, 2})
-            EXPECT_EQ(Bytes(std::as_const(*planar).GetPlane(plane)), std::vector<std::uint8_t>(256, 128))
-                << Name(format);
-        EXPECT_TRUE(SameFrames(Convert(planar, format), packed));
-        EXPECT_TRUE(SameFrames(Convert(packed, PixFmt::Gray8), gray));
-    }
-}
-
 // All colours of three bytes, one a pixel.
 constexpr std::uint32_t kCubeSide = 4096;
 std::array<int, 3> CubeColor(std::uint32_t x, std::uint32_t y) {
@@ -295,6 +285,35 @@ TEST(ColorspaceConverter, IndexedFramesHoldWhatHasAtMost256Colors) {
     enough->Crop(0, 0, 256, 1);
     EXPECT_TRUE(SameFrames(Convert(Convert(enough, PixFmt::Pal8), PixFmt::Rgba), enough));
     EXPECT_EQ(MessageOf([&] { Convert(tooMany, PixFmt::Pal8); }).rfind("Pixel format is not supported!", 0), 0u);
+}
+
+// While it lives, vector code runs for one kind of processor.
+class OnlyTarget {
+public:
+    explicit OnlyTarget(std::int64_t target) {
+        hwy::SetSupportedTargetsForTest(target);
+        hwy::GetChosenTarget().Update(hwy::SupportedTargets());
+    }
+    ~OnlyTarget() {
+        hwy::SetSupportedTargetsForTest(0);
+        hwy::GetChosenTarget().Update(hwy::SupportedTargets());
+    }
+};
+
+TEST(PixelRows, AllProcessorsComputeTheSameBytes) {
+    const PixFmt formats[] = {PixFmt::Rgb24, PixFmt::Bgra, PixFmt::Argb, PixFmt::Gray8, PixFmt::Yuv444p};
+    const std::int64_t targets = hwy::SupportedTargets();
+    for (const PixFmt from : formats) {
+        const FramePtr source = MakeFrame(from, 209, 3);
+        for (const PixFmt to : formats) {
+            const FramePtr reference = ConvertPixFmt(*source, to, TestAllocator());
+            for (std::int64_t rest = targets; rest != 0; rest &= rest - 1) {
+                const OnlyTarget only(rest & -rest);
+                EXPECT_TRUE(SameFrames(ConvertPixFmt(*source, to, TestAllocator()), reference))
+                    << Name(from) << " -> " << Name(to) << " on " << hwy::TargetName(rest & -rest);
+            }
+        }
+    }
 }
 
 }  // namespace

@@ -9,13 +9,6 @@
 
 namespace Orvexa::Test {
 
-inline std::vector<PixFmt> AllPixFmts() {
-    std::vector<PixFmt> formats;
-    for (const PixFmtDescription& description : PixFmtDescription::GetPixelFormatDescroptionsList())
-        formats.push_back(description.pixFmt);
-    return formats;
-}
-
 inline int RoundHalfUp(double value) { return static_cast<int>(std::floor(value + 0.5)); }
 inline int ToByte(double value) { return RoundHalfUp(std::min(std::max(value, 0.0), 255.0)); }
 
@@ -49,6 +42,15 @@ inline void Write(IDataVideo& frame, std::uint8_t index, int channel, const Grid
                 static_cast<std::uint8_t>(ToByte(grid.At(x, y)));
         }
     }
+}
+
+/// A frame's own alpha at full size; 255 everywhere without.
+inline Grid OwnAlpha(const IDataVideo& frame) {
+    const PixFmtDescription& d = PixFmtDescription::Get(frame.GetPixFmt());
+    if (d.HasAlpha()) return d.IsPlanar() ? Read(frame, 3) : Read(frame, 0, d.alpha);
+    Grid grid(static_cast<int>(frame.GetFrameInfo().width), static_cast<int>(frame.GetFrameInfo().height));
+    std::fill(grid.values.begin(), grid.values.end(), 255.0);
+    return grid;
 }
 
 /// The grid seen along one axis through a function of the index there: value(get, size, i), with get(k) the sample k of
@@ -88,6 +90,15 @@ inline Grid Resampled(const Grid& from, int width, int height, int shiftX, int s
         };
     };
     return AlongY(AlongX(from, width, along(shiftX)), height, along(shiftY));
+}
+
+/// Alpha at the size of a plane: for subsampled ones the rounded mean of what a sample covers.
+inline Grid AlphaOn(const Grid& alpha, PixFmt format, std::uint8_t plane) {
+    const PixFmtDescription& d = PixFmtDescription::Get(format);
+    const int shiftX = d.GetShiftX(plane), shiftY = d.GetShiftY(plane);
+    Grid mean = Resampled(alpha, -(-alpha.width >> shiftX), -(-alpha.height >> shiftY), shiftX, shiftY);
+    for (double& value : mean.values) value = RoundHalfUp(value);
+    return mean;
 }
 
 }  // namespace Orvexa::Test

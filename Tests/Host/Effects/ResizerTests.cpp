@@ -54,30 +54,6 @@ struct Interpolation {
     }
 };
 
-// Alpha on the grid of a plane, of subsampled chroma as the rounded mean of what a sample covers; 1 everywhere for
-// formats without alpha.
-Grid AlphaOn(const IDataVideo& source, std::uint8_t plane) {
-    const PixFmtDescription& d = PixFmtDescription::Get(source.GetPixFmt());
-    const Grid samples = Read(source, plane);
-    Grid weights(samples.width, samples.height);
-    std::fill(weights.values.begin(), weights.values.end(), 1.0);
-    if (!d.HasAlpha()) return weights;
-    const Grid alpha = d.IsPlanar() ? Read(source, 3) : Read(source, 0, d.alpha);
-    for (int y = 0; y < weights.height; ++y) {
-        for (int x = 0; x < weights.width; ++x) {
-            double sum = 0, count = 0;
-            for (int py = y << d.GetShiftY(plane); py < std::min((y + 1) << d.GetShiftY(plane), alpha.height); ++py) {
-                for (int px = x << d.GetShiftX(plane); px < std::min((x + 1) << d.GetShiftX(plane), alpha.width);
-                     ++px) {
-                    sum += alpha.At(px, py), ++count;
-                }
-            }
-            weights.At(x, y) = RoundHalfUp(sum / count);
-        }
-    }
-    return weights;
-}
-
 // Lets alpha be 128..255, so that no mean of it is near 0.
 void RaiseAlpha(IDataVideo& frame) {
     const PixFmtDescription& d = PixFmtDescription::Get(frame.GetPixFmt());
@@ -104,7 +80,7 @@ FramePtr Expected(const IDataVideo& source, std::uint32_t width, std::uint32_t h
                 Write(*expected, i, c, resized(samples));
                 continue;
             }
-            const Grid weights = AlphaOn(source, i), sums = resized(weights);
+            const Grid weights = AlphaOn(OwnAlpha(source), source.GetPixFmt(), i), sums = resized(weights);
             for (std::size_t k = 0; k < samples.values.size(); ++k) samples.values[k] *= weights.values[k];
             Grid means = resized(samples);
             for (std::size_t k = 0; k < means.values.size(); ++k) means.values[k] /= sums.values[k];

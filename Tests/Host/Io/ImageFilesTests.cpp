@@ -86,17 +86,6 @@ TEST_F(ImageFiles, TransparencyIsLaidOnWhiteWhereTheFormatHasNone) {
     EXPECT_TRUE(SameFrames(Read("a.jpg").frame, MakeFrame(PixFmt::Rgb24, 16, 16, Color(255, 255, 255)), 1));
 }
 
-TEST_F(ImageFiles, MemoryAndFilesHoldTheSame) {
-    const FramePtr frame = MakeFrame(PixFmt::Rgba, 33, 21);
-    for (const auto& [name, format] : {std::pair{"a.png", Io::FileFormat::Png}, {"a.tif", Io::FileFormat::Tiff}}) {
-        Write(name, frame);
-        FileBytes bytes;
-        Io::EncodeImage(bytes, format, frame, {}, {});
-        EXPECT_EQ(bytes, ReadFile(folder_.File(name)));
-        EXPECT_TRUE(SameFrames(Io::ReadImage(bytes, TestAllocator()).frame, frame));
-    }
-}
-
 TEST_F(ImageFiles, OtherPixelFormatsAreConvertedAndTheCallersFrameStays) {
     const FramePtr frame = MakeFrame(PixFmt::Bgra, 2, 1, {10, 20, 30, 40, 50, 60, 70, 80});
     const FramePtr before = CloneFrame(*frame, kCloneIndependent);

@@ -1,9 +1,13 @@
+// Tone by itself and by the picture: BalanceLuma, ColorBalanceAuto.
+
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <numeric>
 
+#include "Host/Settings/Common/SettingsEffectAlpha.h"
 #include "Host/Settings/Photo/SettingsEffectBalanceLuma.h"
+#include "Host/Settings/Photo/SettingsEffectColorBalanceAuto.h"
 #include "Tests/Support/Effects.h"
 #include "Tests/Support/Frames.h"
 
@@ -100,6 +104,82 @@ TEST(BalanceLuma, DoesNotStretchFlatOrSmallPictures) {
     EXPECT_TRUE(SameFrames(Apply(Tone(0, 0, 0, true), flat), flat));
     const FramePtr small = MakeFrame(PixFmt::Yuv444p, 30, 30, Pattern::Noise);  // both quotas are 0
     EXPECT_TRUE(SameFrames(Apply(Tone(0, 0, 0, true), small), small));
+}
+
+SettingsEffectColorBalanceAuto Auto(bool white, bool light, int exposure = 0) {
+    SettingsEffectColorBalanceAuto settings;
+    settings.SetWhiteBalance(white);
+    settings.SetLightBalance(light);
+    settings.SetExposure(exposure);
+    return settings;
+}
+
+// All orders of bytes with the switches on: the picture in another order is the result in that order.
+TEST(ColorBalanceAuto, TreatsEveryFormatAlikeAndLeavesAlphaAlone) {
+    const FramePtr noise = MakeFrame(PixFmt::Rgba, 197, 161);
+    // Each channel in a range of its own with thin tails, as in a dull photograph.
+    const FramePtr dull = DrawFrame(PixFmt::Rgba, 197, 161, [&](int x, int y, int k) {
+        const int v = SampleAt(noise, x, y, k);
+        return k == 3 || v < 2 ? v : v > 253 ? 240 + k : 30 + k * 9 + v * (150 + k * 10) / 255;
+    });
+    for (const auto& settings : {Auto(true, false), Auto(false, true), Auto(true, true, 10), Auto(false, false, -20)}) {
+        const FramePtr expected = Apply(settings, dull);
+        EXPECT_FALSE(SameFrames(expected, dull));
+        EXPECT_TRUE(SameFrames(RunHost(SettingsEffectAlphaExtractor(), expected),
+                               RunHost(SettingsEffectAlphaExtractor(), dull)));
+        for (const PixFmt pixFmt : {PixFmt::Rgb24, PixFmt::Bgr24, PixFmt::Bgra, PixFmt::Rgba2, PixFmt::Bgra2}) {
+            EXPECT_TRUE(SameFrames(Apply(settings, Converted(dull, pixFmt)), Converted(expected, pixFmt)))
+                << Name(pixFmt) << ' ' << FormatSettings(settings);
+        }
+    }
+}
+
+TEST(ColorBalanceAuto, MatchesResultsWorkedOutByHand) {
+    // Greys from 40 to 201: light balance stretches from 20, half of the darkest, and to 228, half way from the
+    // brightest to white, each channel and then luma.
+    const FramePtr greys = DrawFrame(PixFmt::Rgb24, 162, 40, [](int x, int, int) { return 40 + x; });
+    const auto gamma = [](double v) { return std::round(std::pow(v / 255, 1.0402365) * 255); };
+    const auto stretched = [](double v) { return std::round((v - 20) * 255 / (228 - 20)); };
+    const FramePtr balanced = Apply(Auto(false, true), greys);
+    for (const int x : {0, 30, 60, 161}) {
+        EXPECT_NEAR(SampleAt(balanced, x, 0), std::min(255.0, gamma(stretched(gamma(stretched(40 + x))))), 1) << x;
+    }
+    EXPECT_EQ(SampleAt(Apply(Auto(false, false, 10), greys), 60, 0), 130) << "1.3 * 100";
+    EXPECT_EQ(SampleAt(Apply(Auto(false, false, -20), greys), 60, 0), 63) << "100 / 1.6 = 62.5";
+}
+
+TEST(ColorBalanceAuto, DividesTheQuotaByTheWeightOfTheChannel) {
+    // 100 x 100 pixels: red needs 3 pixels to become black, green 1, blue 8; no quota is left for white.
+    const FramePtr input = MakeFrame(PixFmt::Rgb24, 100, 100, Color(200, 200, 200));
+    for (int i = 0; i < 7; ++i) {
+        std::uint8_t* pixel = input->GetPlane(0).GetOffsetPtr(static_cast<std::uint64_t>(i), 0);
+        pixel[0] = i < 3 ? 51 : 200;
+        pixel[1] = i < 1 ? 51 : 200;
+        pixel[2] = 51;
+    }
+    const std::vector<std::uint8_t> result = Bytes(*Apply(Auto(true, false), input));
+    EXPECT_EQ(result[0], 0) << "red 51 is black";
+    EXPECT_EQ(result[1], 0) << "green 51 is black";
+    EXPECT_EQ(result[3 * 50], std::lround((200 - 51) * 255.0 / (255 - 51)));
+    EXPECT_EQ(result[3 * 50 + 2], std::lround((200 - 200) * 255.0 / (255 - 200)))
+        << "seven pixels are too few for blue: 200 is its black";
+}
+
+TEST(ColorBalanceAuto, LeavesOnlyTheDoubledGammaOnAFullRangePicture) {
+    // Black and white three columns each, more than 0.5 % of the pixels; the other levels one column.
+    FramePtr input = MakeFrame(PixFmt::Rgb24, 260, 40);
+    for (std::uint64_t y = 0; y < 40; ++y) {
+        for (int x = 0; x < 260; ++x) {
+            std::fill_n(input->GetPlane(0).GetOffsetPtr(static_cast<std::uint64_t>(x), y), 3,
+                        static_cast<std::uint8_t>(std::clamp(x - 2, 0, 255)));
+        }
+    }
+    const std::vector<std::uint8_t> result = Bytes(*Apply(Auto(false, true), input));
+    const int once = static_cast<int>(std::pow(128 / 255.0, 1.0402365) * 255 + 0.5);
+    EXPECT_EQ(once, 124) << "124.9987 before the truncation";
+    EXPECT_EQ(result[3 * 130], static_cast<int>(std::pow(once / 255.0, 1.0402365) * 255 + 0.5));
+    EXPECT_EQ(result[0], 0);
+    EXPECT_EQ(result[3 * 259], 255);
 }
 
 }  // namespace
