@@ -18,12 +18,12 @@ class SettingsEffectDrawShape final : public Settings {
     ORVEXA_FIELD(double, StartAngle, 0.0, Range(-720, 720), "degrees",
                  "Where the sector begins, clockwise from the first axis.")
     ORVEXA_FIELD(double, EndAngle, 360.0, Range(-720, 720), "degrees", "Where the sector ends.")
-    ORVEXA_FIELD(Orvexa::Proc::Color, Color, Orvexa::Proc::Color::White(Opacity::Opaque), Any(), "", "The colour.")
+    ORVEXA_FIELD(Orvexa::Color, Color, Orvexa::Color::White(Opacity::Opaque), Any(), "", "The colour.")
     ORVEXA_FIELD(int, LineType, 0, Named("plain=0 smooth=1"), "", "Whether edges are smooth (anti-aliased).")
     ORVEXA_FIELD(int, Thickness, -1, Range(-1, 1000), "pixels", "Width of the line; below 0 the sector is filled.")
 
     SettingsEffectDrawShape() = default;
-    SettingsEffectDrawShape(const Point<int>& center, int width, int height, const Orvexa::Proc::Color& color) {
+    SettingsEffectDrawShape(const Point<int>& center, int width, int height, const Orvexa::Color& color) {
         SetCenterX(center.x);
         SetCenterY(center.y);
         SetWidth(width);
