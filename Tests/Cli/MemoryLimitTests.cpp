@@ -11,6 +11,7 @@
 
 #include "Host/Io/ImageFiles.h"
 #include "Tests/Support/Frames.h"
+#include "Tests/Support/Paths.h"
 #include "Tests/Support/TempFolder.h"
 
 namespace Orvexa::Test {
@@ -25,8 +26,8 @@ TEST(MemoryLimit, IsToldInOneLine) {
     };
     for (const Case& c : {Case{150, "out.jpg"}, {270, "out.jpg"}, {320, "out.avif"}, {500, "out.avif"}}) {
         SCOPED_TRACE(std::to_string(c.megabytes) + " MB for " + c.output);
-        const std::string command = "ulimit -c 0; ulimit -v " + std::to_string(c.megabytes << 10) +
-                                    "; exec " KALVATRI_PROGRAM " apply -q -i " + folder.File("in.png") + " -o " +
+        const std::string command = "ulimit -c 0; ulimit -v " + std::to_string(c.megabytes << 10) + "; exec " +
+                                    kKalvatri + " apply -q -i " + folder.File("in.png") + " -o " +
                                     folder.File(c.output) + " EmptyEffect 2> " + folder.File("err");
         const int status = std::system(command.c_str());
         ASSERT_TRUE(WIFEXITED(status)) << "ended by signal " << WTERMSIG(status);

@@ -77,7 +77,7 @@ TEST_F(Program, KeepsItsReferenceOfEffectsUpToDate) {
     EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
     EXPECT_TRUE(outcome.out == std::string(page.begin(), page.end()))
         << "docs/effects.md is stale; scripts/docs.sh makes it anew";
-    const FileBytes readme = ReadFile(std::string(ORVEXA_DOCS_DIR) + "/../README.md");
+    const FileBytes readme = ReadFile(SourcePath("README.md"));
     EXPECT_THAT(std::string(readme.begin(), readme.end()),
                 HasSubstr("<!-- effects, made by scripts/docs.sh -->\n" + RunKalvatri({"list", "--markdown"}).out +
                           "<!-- end of the effects -->\n"))

@@ -6,6 +6,8 @@
 #include <map>
 
 #include "Host/Settings/Common/SettingsEffectAlpha.h"
+#include "Host/Settings/Common/SettingsEffectDrawContours.h"
+#include "Host/Settings/Common/SettingsEffectDrawShape.h"
 #include "Host/Settings/Common/SettingsEffectImageBlender.h"
 #include "Host/Settings/Common/SettingsEffectRemapping.h"
 #include "Host/Settings/Common/SettingsEffectVideoGenerator.h"
@@ -65,6 +67,13 @@ std::unique_ptr<Settings> SettingsFor(const std::string& classId, std::uint32_t 
         {"SettingsEffectExtraAlphaExtractor", {{"pixelFormat", "0"}}},
         {"SettingsEffectPad", {{"margins", "1,2,3,4"}}},
         {"SettingsResizer", {{"customScale", "0.5"}}},
+        {"SettingsEffectBlur", {{"devX", "2"}}},
+        {"SettingsEffectColorBalance", {{"gamma", "30"}}},
+        {"SettingsEffectCrop", {{"width", "50%"}}},
+        {"SettingsEffectEdgeRemove", {{"toX", number(width)}, {"toY", number(height)}}},
+        {"SettingsEffectResize", {{"scale", "0.5"}}},
+        {"SettingsEffectRotate", {{"angle", "30"}}},
+        {"SettingsEffectVibrance", {{"strength", "60"}}},
     };
     std::unique_ptr<Settings> settings = SettingsCatalogue::Find(classId)->create();
     if (const auto found = changes.find(classId); found != changes.end()) {
@@ -86,8 +95,11 @@ bool ResetsToSettingsOfItsOwn(const std::string& classId) {
     return classId == SettingsEffectDirectionalAreaDeformation::CLASS_ID;
 }
 
-// A layer is drawn into the picture that it is given.
-bool WritesThrough(const std::string& classId) { return classId == SettingsEffectImageBlender::CLASS_ID; }
+// Layers, contours and shapes are drawn into the picture that is given.
+bool WritesThrough(const std::string& classId) {
+    return classId == SettingsEffectImageBlender::CLASS_ID || classId == SettingsEffectDrawContours::CLASS_ID ||
+           classId == SettingsEffectDrawShape::CLASS_ID;
+}
 
 // Makes pictures out of nothing, with a timing of its own.
 bool Generates(const std::string& classId) { return classId == SettingsEffectVideoGenerator::CLASS_ID; }
