@@ -9,7 +9,7 @@
 namespace Orvexa::Proc {
 namespace {
 
-constexpr int kGaussian = 1;
+constexpr int kNone = 0, kGaussian = 1;
 
 class Blur : public PlanesEffect<SettingsEffectBlur> {
 public:
@@ -17,7 +17,8 @@ public:
 
 protected:
     bool Prepare(const IDataVideo&) override {
-        if (settings_.GetAlgorithm() != kGaussian) Throw("Blur algorithm is not supported! It must be 1.");
+        if (settings_.GetAlgorithm() == kNone) return false;
+        if (settings_.GetAlgorithm() != kGaussian) Throw("Blur algorithm is not supported! It must be 0 or 1.");
         return settings_.GetPlanesMask() != 0 &&
                !(AxisOf(settings_.GetDevX(), 1.0, 0).IsNeutral() && AxisOf(settings_.GetDevY(), 1.0, 0).IsNeutral());
     }

@@ -8,7 +8,7 @@ namespace Orvexa::Proc {
 class SettingsEffectBlur final : public Settings {
     ORVEXA_SETTINGS(SettingsEffectBlur, "Blur", Groups::kHost, "Blurs a frame.")
     ORVEXA_EQUALITY(SettingsEffectBlur)
-    ORVEXA_FIELD(int, Algorithm, 1, Named("gaussian=1"), "", "The shape of the blur.")
+    ORVEXA_FIELD(int, Algorithm, 1, Named("none=0 gaussian=1"), "", "The shape of the blur.")
     ORVEXA_FIELD(double, DevX, 0.0, Range(0, 10000), "pixels", "Standard deviation along rows; 0: not along them.")
     ORVEXA_FIELD(double, DevY, 0.0, Range(0, 10000), "pixels", "As for rows, along columns.")
     ORVEXA_FIELD(double, KernelLength, 3.0, Range(0.5, 10), "deviations", "How far the blur reaches.")

@@ -109,6 +109,8 @@ TEST(Blur, LeavesPlanesThatAreNotMaskedInAndWholePicturesWithoutDeviation) {
                   plane == 1);
     }
     EXPECT_EQ(RunHost(Blurring(0.0, 0.0), source), source);
+    settings.SetAlgorithm(0);
+    EXPECT_EQ(RunHost(settings, source), source);
     EXPECT_THROW(RunHost(SettingsEffectBlur(2), source), EffectException);
 }
 
