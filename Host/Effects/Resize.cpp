@@ -1,7 +1,6 @@
 // Resize: scales a picture to a size that people name in one of several ways; the resizer does the work.
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 
 #include "Host/Effects/HostEffect.h"
@@ -11,34 +10,18 @@ namespace Orvexa::Proc {
 
 namespace {
 
-struct Box {
-    std::uint32_t width, height;
-};
-
-Box ParseBox(const std::string& text) {
-    Box box{0, 0};
-    const char* const end = text.data() + text.size();
-    const auto width = std::from_chars(text.data(), end, box.width);
-    if (width.ec == std::errc() && width.ptr != end && *width.ptr == 'x') {
-        const auto height = std::from_chars(width.ptr + 1, end, box.height);
-        if (height.ec == std::errc() && height.ptr == end && box.width > 0 && box.height > 0) return box;
-    }
-    Throw<SettingsException>("fit=" + text + " is not a box of the form 2000x1500");
-}
-
 std::uint32_t Side(double length) { return static_cast<std::uint32_t>(std::max(std::floor(length + 0.5), 1.0)); }
 
 }  // namespace
 
 Conf::FrameInfo SettingsEffectResize::GetNewInfo(const Conf::FrameInfo& info) const {
-    const bool hasSize = GetWidth() > 0 || GetHeight() > 0, hasFit = !GetFit().empty(), hasScale = GetScale() > 0.0;
+    const bool hasSize = GetWidth() > 0 || GetHeight() > 0, hasFit = !GetFit().IsNone(), hasScale = GetScale() > 0.0;
     if (int{hasSize} + int{hasFit} + int{hasScale} != 1)
         Throw<SettingsException>("Resize takes a width, a height or both, or a box like fit=2000x1500, or a scale");
     double across = GetScale(), down = GetScale();
     if (hasFit) {
-        const Box box = ParseBox(GetFit());
-        across = down =
-            std::min({static_cast<double>(box.width) / info.width, static_cast<double>(box.height) / info.height, 1.0});
+        across = down = std::min({static_cast<double>(GetFit().width) / info.width,
+                                  static_cast<double>(GetFit().height) / info.height, 1.0});
     } else if (hasSize) {
         across = static_cast<double>(GetWidth() > 0 ? GetWidth() : GetHeight()) /
                  (GetWidth() > 0 ? info.width : info.height);
@@ -50,7 +33,7 @@ Conf::FrameInfo SettingsEffectResize::GetNewInfo(const Conf::FrameInfo& info) co
 std::uint64_t SettingsEffectResize::GetResultPixels(std::uint64_t pixels) const {
     if (GetWidth() > 0 && GetHeight() > 0) return std::uint64_t{GetWidth()} * GetHeight();
     if (GetScale() > 0.0) return static_cast<std::uint64_t>(static_cast<double>(pixels) * GetScale() * GetScale());
-    if (!GetFit().empty()) return pixels;
+    if (!GetFit().IsNone()) return pixels;
     const std::uint64_t side = std::max(GetWidth(), GetHeight());
     return 2 * side * side;  // of any usual aspect
 }

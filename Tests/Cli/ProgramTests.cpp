@@ -1,6 +1,7 @@
 // The program as its users run it.
 
 #include <cstdlib>
+#include <set>
 #include <sstream>
 #include <utility>
 
@@ -43,7 +44,16 @@ TEST_F(Program, ListsTheEffectsInTheirOrder) {
         EXPECT_THAT(text.out, HasSubstr("\n  " + known->effect + " "));
         ++index;
     }
-    EXPECT_EQ(list.size(), index);
+    // The host's own steps come after the effects.
+    std::set<std::string> steps;
+    for (std::size_t i = index; i < list.size(); ++i) {
+        EXPECT_EQ(list.at(i)["index"], i);
+        EXPECT_EQ(list.at(i)["group"], "Host");
+        EXPECT_TRUE(steps.insert(list.at(i)["effect"]).second) << list.at(i)["effect"];
+    }
+    EXPECT_THAT(steps, testing::IsSupersetOf({"Blur", "CLAHE", "Charcoal", "ColorBalance", "Compose", "Crop",
+                                              "Grayscale", "GuidedFilter", "Morphology", "Noise", "Original", "Pad",
+                                              "Resize", "Rotate", "SmartBlur", "SplitToning", "Trimap", "Vibrance"}));
     EXPECT_THAT(text.out, testing::ContainsRegex("\n  Custom +\\(C\\+\\+ only\\)"));
 }
 

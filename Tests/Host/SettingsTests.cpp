@@ -93,7 +93,7 @@ TEST(NearestNames, ForgiveMistypingButNotOtherWords) {
 
 // A text that makes the field differ from its present value.
 std::string Different(const Field& field, const Settings& settings) {
-    std::vector<std::string> candidates{"true", "false", "#01020304", "text", "1,2,3,4", "2,3", "1:#010203"};
+    std::vector<std::string> candidates{"true", "false", "#01020304", "text", "1,2,3,4", "2,3", "1:#010203", "2x3"};
     for (const NamedValue& named : field.limits.names) candidates.push_back(named.name);
     if (field.limits.min) {
         candidates.push_back(FormatDouble(*field.limits.min));

@@ -524,8 +524,10 @@ TEST(Matting, FindsAlphaBetweenTexturedLayers) {
             errors.push_back(ErrorOf(matte, composite));
             for (std::uint64_t y = 0; y < 140; ++y) {
                 for (std::uint64_t x = 0; x < 160; ++x) {
-                    if (const int known = SampleAt(composite.trimap, x, y); known != 128)
+                    const int known = SampleAt(composite.trimap, x, y);
+                    if (known != 128) {
                         ASSERT_EQ(SampleAt(matte, x, y), known) << x << "," << y;
+                    }
                 }
             }
             EXPECT_TRUE(SameFrames(ApplyMany(settings, {composite.picture, composite.trimap}), matte)) << "again";
