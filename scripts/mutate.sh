@@ -11,7 +11,10 @@ copy=$PWD/build/mutate
 build=$copy/build/release
 log=$copy/log
 mkdir -p "$copy"
-git ls-files -z | while IFS= read -r -d '' file; do  # what a run that was stopped left of a fault goes, too
+# What an earlier run left, of a fault or of a file that is gone, goes.
+(cd "$copy" && find . -path ./build -prune -o -type f -print) | sed 's|^\./||' | sort |
+    comm -23 - <(git ls-files | sort) | (cd "$copy" && xargs -r -d '\n' rm)
+git ls-files -z | while IFS= read -r -d '' file; do
     cmp -s "$file" "$copy/$file" || cp --parents "$file" "$copy"
 done
 
@@ -37,7 +40,7 @@ launcher=$(command -v ccache || true)
 printf '%s\n' "${faults[@]}" | cut -f 1,2 | sort -u | while IFS=$'\t' read -r program filter; do
     build_and_run "$program" "$filter" < /dev/null || {
         cat "$log"
-        echo "fails without a fault: $program $filter"
+        echo "cannot be built, or fails without a fault: $program $filter"
         exit 1
     }
     grep -q '^\[  PASSED  \] [1-9]' "$log" || { echo "has no tests: $program $filter"; exit 1; }
