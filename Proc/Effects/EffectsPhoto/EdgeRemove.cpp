@@ -9,6 +9,7 @@
 #include <cmath>
 #include <map>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -38,7 +39,7 @@ using Sums = std::array<std::int64_t, kChannels>;
 
 struct Position {
     std::int32_t x = 0, y = 0;
-    auto operator<=>(const Position&) const = default;
+    bool operator<(const Position& other) const { return std::tie(x, y) < std::tie(other.x, other.y); }
 };
 
 // One step along the segment: the pixels across it, by column, each with whether it is darker than their mean, and the

@@ -126,8 +126,9 @@ private:
 
     const std::vector<PixFmt>& GetWorkingPixFmts() const override {
         static const std::vector<PixFmt> formats = [] {
-            std::vector<PixFmt> list;
-            for (const Decoder& row : kDecoders) list.push_back(row.pixFmt);
+            std::vector<PixFmt> list(kDecoders.size());
+            std::transform(kDecoders.begin(), kDecoders.end(), list.begin(),
+                           [](const Decoder& row) { return row.pixFmt; });
             return list;
         }();
         return formats;
