@@ -73,6 +73,10 @@ TEST_F(Chains, RunStepsOfEveryKind) {
     EXPECT_THAT(RunWords({"TestColumns", "TestOver", "with=9", "TestBeside"}, {Row({10, 20})}),
                 ElementsAre(Samples{9, 9}));
     EXPECT_THAT(RunWords({"TestColumns", "TestBeside"}, {Row({10, 20, 30})}), ElementsAre(Samples{30, 20, 10}));
+    // The first picture as it was, before the present one; the host's own steps run like effects.
+    EXPECT_THAT(RunWords({"TestTone", "level=5", "Original", "TestBeside"}, {Row({1, 2})}),
+                ElementsAre(Samples{6, 7, 1, 2}));
+    EXPECT_THAT(RunWords({"Crop", "x=1", "width=1", "TestTone", "level=5"}, {Row({1, 2, 3})}), ElementsAre(Samples{7}));
 }
 
 class ThreadCount {
