@@ -64,6 +64,7 @@ public:
 
 private:
     void ProcessInternalImpl(FramePtr& frame) override {
+        MakeWritable(frame);
         const Plane plane = frame->GetPlane(0);
         for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) {
             for (std::uint64_t x = 0; x < plane.GetWidth(); ++x)
