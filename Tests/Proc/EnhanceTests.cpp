@@ -67,6 +67,11 @@ TEST(AutoEnhance, FollowsItsRecipe) {
         if (line.starts_with("set SettingsEffectColorBalance#1")) gammas.push_back(line.substr(line.rfind(' ') + 1));
     }
     EXPECT_THAT(gammas, ElementsAre("gamma=-30", "gamma=-25", "gamma=25", "gamma=5"));
+    std::vector<std::string> blends;
+    for (const std::string& line : transcript) {
+        if (line.starts_with("set SettingsEffectImageBlender#1")) blends.push_back(line.substr(line.find("strength")));
+    }
+    EXPECT_THAT(blends, ElementsAre("strength=255 alphaMode=ignore", "strength=127 alphaMode=ignore"));
     EXPECT_THAT(transcript, Contains(testing::AllOf(StartsWith("set SettingsEffectBlur#1"),
                                                     HasSubstr("devX=100 devY=100 kernelLength=2"))));
     EXPECT_EQ(frame->GetPixFmt(), PixFmt::Rgba);
