@@ -51,10 +51,10 @@ for picture in "${pictures[@]}"; do
                 chain+=" with=$scratch/indices-$file.tif"
                 ;;
             Segmentation) chain+=" with=$scratch/seeds-$file.tif" ;;
-            Matting) chain="Segmentation with=$scratch/seeds-$file.tif Trimap Original Matting" ;;
+            Matting) chain="ShapeMask Trimap Original Matting" ;;
             ReduceLocalLuma) chain+=" with=$scratch/seeds-$file.tif" ;;
             RemoveBackground)
-                chain="Segmentation with=$scratch/seeds-$file.tif Original RemoveBackground adaptValue=60"
+                chain="ShapeMask Original RemoveBackground adaptValue=60"
                 chain+=" with=$scratch/$file.tif"
                 ;;
             DirectionalAreaDeformation) chain="$effect fromX=120 fromY=90 toX=170 toY=100 size=80" ;;
