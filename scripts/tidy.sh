@@ -9,7 +9,9 @@ if [ "${1:-}" = --quick ]; then
     checks='-clang-analyzer-*,-bugprone-*,bugprone-use-after-move,bugprone-dangling-handle,bugprone-infinite-loop'
     shift
 fi
-# The number of warnings in headers of libraries, which are left out, is on stderr.
+# The number of warnings in headers of libraries, which are left out, is on stderr. The compiler's own warnings are not
+# clang's: a build that takes them for errors must not make errors of those that clang does not know.
 git ls-files 'Host/*.cpp' 'Proc/*.cpp' 'Cli/*.cpp' |
-    xargs -P "$(nproc)" -n 4 clang-tidy -p "${1:-build/release}" --quiet --warnings-as-errors='*' --checks="$checks" \
+    xargs -P "$(nproc)" -n 4 clang-tidy --extra-arg=-Wno-error -p "${1:-build/release}" --quiet \
+        --warnings-as-errors='*' --checks="$checks" \
         2> >(grep -v -e ' generated\.$' -e '^Suppressed ' -e '^Use -header-filter' >&2)
