@@ -30,13 +30,7 @@ FramePtr ApplyMany(const SettingsT& settings, std::vector<DataPtr> frames) {
 
 /// A grey frame whose samples are those of a function.
 inline FramePtr Draw(std::uint32_t width, std::uint32_t height, const std::function<int(int x, int y)>& level) {
-    const FramePtr frame = NewFrame(TestAllocator(), PixFmt::Gray8, FrameInfo(width, height));
-    for (std::uint32_t y = 0; y < height; ++y) {
-        for (std::uint32_t x = 0; x < width; ++x)
-            frame->GetPlane(0).GetRow(y)[x] =
-                static_cast<std::uint8_t>(level(static_cast<int>(x), static_cast<int>(y)));
-    }
-    return frame;
+    return DrawFrame(PixFmt::Gray8, width, height, [&](int x, int y, int) { return level(x, y); });
 }
 
 }  // namespace Orvexa::Test

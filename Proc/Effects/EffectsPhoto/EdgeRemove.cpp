@@ -171,9 +171,7 @@ private:
         ConstFramePtr mask = Shared::InputAt(frames, 1);
         const ConstFramePtr given = frames.size() > 2 ? Shared::InputAt(frames, 2) : source;
         const FrameInfo& info = source->GetFrameInfo();
-        if (given->GetFrameInfo().width != info.width || given->GetFrameInfo().height != info.height)
-            Throw("The destination must have the size of the picture, " + Text(info) + "; it has " +
-                  Text(given->GetFrameInfo()));
+        Shared::RequireSizeOf(*source, *given, "destination");
         mask = mask == nullptr ? Everywhere(info) : Shared::GreyMask(mask, *source, "mask", greyConverter_);
         FramePtr destination = boost::const_pointer_cast<IDataVideo>(given);
         converter_.Convert(destination, source->GetPixFmt());
@@ -195,15 +193,12 @@ private:
         return mask;
     }
 
-    static std::string Text(const FrameInfo& info) {
-        return std::to_string(info.width) + " x " + std::to_string(info.height);
-    }
-
     CropInfo WorkingRectangle(const FrameInfo& info) const {
         const CropInfo& rect = settings_.GetRect();
         if (rect == CropInfo()) return {0, info.width, 0, info.height};
         if (rect.left >= rect.right || rect.top >= rect.bottom || rect.right > info.width || rect.bottom > info.height)
-            Throw("The rectangle must be given as left,right,top,bottom and lie within the picture of " + Text(info));
+            Throw("The rectangle must be given as left,right,top,bottom and lie within the picture of " +
+                  Shared::SizeText(info));
         return rect;
     }
 

@@ -131,8 +131,7 @@ std::vector<std::uint16_t> DistancesFrom(std::uint8_t region, const ConstPlane& 
 class PairSearch {
 public:
     PairSearch(const ConstPlane& picture, const ConstPlane& trimap, std::uint32_t seed)
-        : picture_(picture),
-          trimap_(trimap),
+        : trimap_(trimap),
           seed_(seed),
           foreground_(BorderOf(kForeground, picture, trimap)),
           background_(BorderOf(kBackground, picture, trimap)),
@@ -252,7 +251,7 @@ private:
             std::clamp<std::int64_t>(std::int64_t{place} + static_cast<std::int64_t>(offset), 0, last));
     }
 
-    const ConstPlane picture_, trimap_;
+    const ConstPlane trimap_;
     const std::uint32_t seed_;
     const Samples foreground_, background_;
     std::vector<std::int32_t> pairOf_;  // by pixel

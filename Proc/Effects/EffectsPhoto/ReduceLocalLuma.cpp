@@ -2,14 +2,13 @@
 // lowered, chroma is drawn towards the rectangle's mean, and the luma is blended with a slightly blurred copy.
 
 #include <algorithm>
-#include <string>
 
 #include "Host/Conf/PixFmtDescription.h"
-#include "Host/Core/Exception.h"
 #include "Host/Settings/Common/SettingsEffectBlur.h"
 #include "Host/Settings/Photo/SettingsEffectReduceLocalLuma.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
 #include "Proc/Effects/EffectsPhoto/Shared/Blend.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Inputs.h"
 #include "Proc/Effects/EffectsPhoto/Shared/Rectangles.h"
 
 namespace {
@@ -110,7 +109,7 @@ private:
             down.length = info.height;
         }
         if (!across.IsNear(info.width) || !down.IsNear(info.height)) return;
-        CheckMask(*mask, info);
+        Shared::RequireGreyMask(*frame, *mask, "mask");
         converter_->ProcessData(frame);
         MakeWritable(frame);
         const PixFmtDescription& description = PixFmtDescription::Get(frame->GetPixFmt());
@@ -119,14 +118,6 @@ private:
         if (across.IsEmpty() || down.IsEmpty()) return;
         const FramePtr part = View(*frame, across, down);
         Tame(*part, View(*mask, across, down)->GetPlane(0), description);
-    }
-
-    static void CheckMask(const IDataVideo& mask, const FrameInfo& info) {
-        const FrameInfo& maskInfo = mask.GetFrameInfo();
-        if (mask.GetPixFmt() == PixFmt::Gray8 && maskInfo.width == info.width && maskInfo.height == info.height) return;
-        Throw("The mask must be grey with one byte per pixel and have the size of the picture, " +
-              std::to_string(info.width) + " x " + std::to_string(info.height) + "; it has " +
-              std::to_string(maskInfo.width) + " x " + std::to_string(maskInfo.height));
     }
 
     static FramePtr View(const IDataVideo& frame, const Span& across, const Span& down) {

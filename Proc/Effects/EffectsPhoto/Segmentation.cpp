@@ -10,6 +10,7 @@
 #include "Host/Settings/Common/SettingsEffectMorphology.h"
 #include "Proc/Effects/EffectsPhoto/Segmentation/AutoImpl.h"
 #include "Proc/Effects/EffectsPhoto/Segmentation/GridGraphImpl.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Inputs.h"
 #include "Proc/Effects/EffectsPhoto/Shared/LayerMask.h"
 
 namespace Orvexa::Proc {
@@ -102,7 +103,8 @@ private:
         if (inner_ == nullptr) SetSettings(SettingsEffectSegmentation(settings_));
         if (inner_ == nullptr) Throw("Segmentation algorithm is not supported! It must be 0..3.");
         const bool asksForStrokes = settings_.GetAlgorithm() != Algorithm::Auto && seeds != nullptr;
-        if (asksForStrokes || (settings_.GetKeepSelection() && seeds != nullptr)) CheckSeeds(*frame, *seeds);
+        if (asksForStrokes || (settings_.GetKeepSelection() && seeds != nullptr))
+            Shared::RequireGreyMask(*frame, *seeds, "seed mask");
         lacksStrokes_ =
             asksForStrokes && !HasBothSeeds(seeds->GetPlane(0), settings_.GetForeground(), settings_.GetBackground());
         if (lacksStrokes_) {
@@ -116,15 +118,6 @@ private:
         if (settings_.GetSmooth() != 0) mask = Smoothed(mask);
         if (settings_.GetKeepSelection() && seeds != nullptr) CopyStrokes(seeds->GetPlane(0), mask->GetPlane(0));
         frame = settings_.GetDemoMode() ? Painted(*frame, mask) : mask;
-    }
-
-    static void CheckSeeds(const IDataVideo& frame, const IDataVideo& seeds) {
-        const FrameInfo &info = frame.GetFrameInfo(), &seedInfo = seeds.GetFrameInfo();
-        if (seeds.GetPixFmt() == PixFmt::Gray8 && seedInfo.width == info.width && seedInfo.height == info.height)
-            return;
-        Throw("The seed mask must be grey with one byte per pixel and have the size of the picture, " +
-              std::to_string(info.width) + " x " + std::to_string(info.height) + "; it has " +
-              std::to_string(seedInfo.width) + " x " + std::to_string(seedInfo.height));
     }
 
     // Pixels that are transparent in the picture are in its mask, too.
