@@ -40,6 +40,7 @@ bool IsGroup(const Proc::Settings& settings, const std::string& key) {
 Json FieldToJson(const Proc::Field& field, const std::string& text) {
     if (field.type == "int" || field.type == "double" || field.type == "enum") return NumberOrText(text);
     if (field.type == "bool") return text == "true";
+    if (field.type == "json" && !text.empty()) return ParseJson(text);
     if (field.type != "list") return text;
     Json list = Json::array();
     for (const std::string_view part : Proc::SplitText(text, ',')) list.push_back(NumberOrText(std::string(part)));
@@ -72,6 +73,7 @@ void SetFromJson(Proc::Settings& settings, const std::string& key, const Json& v
     }
     if (!given.insert(key).second) Throw<Proc::SettingsException>(key + ": is given twice");
     if (!value.is_structured()) return Proc::SetField(settings, key, ScalarText(key, value));
+    if (Proc::FindField(settings, key).type == "json") return Proc::SetField(settings, key, value.dump());
     std::string text;
     for (const auto& [name, member] : value.items()) {
         if (!text.empty()) text += ',';

@@ -12,7 +12,7 @@ namespace Kalvatri {
 using Orvexa::Core::Json;
 using Orvexa::Core::ParseJson;
 
-/// A field's text form as JSON: numbers, true and false, lists as arrays, everything else as a string.
+/// A field's text form as JSON: numbers, true and false, lists as arrays, JSON as it is, everything else as a string.
 Json FieldToJson(const Orvexa::Proc::Field& field, const std::string& text);
 /// All fields; those of a group as an object of its own.
 Json SettingsToJson(const Orvexa::Proc::Settings& settings);

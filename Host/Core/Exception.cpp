@@ -8,8 +8,6 @@ namespace Orvexa {
 
 namespace Core {
 
-namespace {}  // namespace
-
 CallStack GetCallStack() {
     constexpr std::size_t kInnermostSkipped = 1, kMaxDepth = 64;
     const boost::stacktrace::stacktrace trace(kInnermostSkipped, kMaxDepth);
