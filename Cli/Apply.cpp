@@ -49,6 +49,8 @@ void CheckStdin(const ApplyOptions& options, const Chain& chain) {
     auto readers = std::count(options.inputs.begin(), options.inputs.end(), kStdStream);
     readers += options.settingsFile == kStdStream ? 1 : 0;
     for (const Step& step : chain) readers += std::count(step.with.begin(), step.with.end(), kStdStream);
+    if (options.output == kStdStream && options.results == kStdStream)
+        ThrowUsage(kReadingCommandLine, "only one of the picture and the results can go to stdout");
     if (readers > 1)
         ThrowUsage(kReadingCommandLine,
                    "only one of the pictures (-i, with=) and the settings can come from stdin, as it is read once");
@@ -78,6 +80,17 @@ void Write(const std::string& file, Io::FileFormat format, const Proc::FramePtr&
     });
 }
 
+void WriteResults(const ApplyOptions& options, const Json& findings) {
+    const std::string text = FormatJson(findings) + '\n';
+    WithContext("writing " + NameOf(options.results, "stdout"), [&] {
+        if (options.results == kStdStream) {
+            std::cout << text;
+        } else {
+            Io::WriteFile(options.results, text);
+        }
+    });
+}
+
 std::string Numbered(std::string file, std::size_t number) {
     const std::size_t mark = file.find(kNumberMark);
     return mark == std::string::npos ? file : file.replace(mark, std::strlen(kNumberMark), std::to_string(number));
@@ -98,7 +111,7 @@ void Apply(const ApplyOptions& options, const Core::ProgressPtr& progress) {
 
     ChainRunner runner(
         factory, chain, [&](const Core::ioPath& file) { return Read(file.string(), options, factory).frame; },
-        progress);
+        progress, {options.inputs.front(), options.isStrict});
     std::vector<Proc::FramePtr> pictures;
     Io::WriteOptions writing;
     writing.quality = options.quality;
@@ -118,6 +131,7 @@ void Apply(const ApplyOptions& options, const Core::ProgressPtr& progress) {
     }
     for (std::size_t i = 0; i < pictures.size(); ++i)
         Write(Numbered(options.output, i), format, pictures[i], writing, options, factory);
+    if (!options.results.empty()) WriteResults(options, runner.GetFindings());
     if (options.isShowingStatistics)
         (options.output == kStdStream ? std::cerr : std::cout) << FormatJson(runner.GetStatistics()) << '\n';
 }

@@ -45,6 +45,7 @@ Json DescribeChain(const Chain& chain, const BatchOptions& options) {
         steps.push_back({{"effect", step.effect->GetName()},
                          {"settings", SettingsToJson(*step.settings)},
                          {"with", std::move(with)}});
+        AddToJson(step.faces, steps.back());
     }
     return {{"version", KALVATRI_VERSION}, {"module", options.module.string()},
             {"steps", std::move(steps)},   {"pixfmt", options.pixFmt ? Json(*options.pixFmt) : Json()},

@@ -24,14 +24,6 @@ namespace {
 
 [[noreturn]] void ThrowErrno() { Throw(std::strerror(errno)); }
 
-void WriteAll(int descriptor, const std::string& text) {
-    for (std::size_t at = 0; at < text.size();) {
-        const ssize_t count = write(descriptor, text.data() + at, text.size() - at);
-        if (count < 0 && errno != EINTR) ThrowErrno();
-        if (count > 0) at += static_cast<std::size_t>(count);
-    }
-}
-
 // The text as a JSON document gives it back: file names may hold bytes that are no UTF-8.
 std::string Recorded(const std::string& text) {
     return Json::parse(Json(text).dump(-1, ' ', false, Json::error_handler_t::replace));
@@ -115,7 +107,7 @@ void Ledger::Rewrite() const {
     Io::PendingFile file(folder_ / kFileName);
     std::string text;
     for (const auto& [output, row] : rows_) text += FormatLine(output, row);
-    WriteAll(file.GetDescriptor(), text);
+    Io::WriteAll(file.GetDescriptor(), text);
     file.Commit();
 }
 
@@ -143,11 +135,11 @@ void Ledger::Add(const std::string& output, const LedgerEntry& entry) {
     const std::string line = FormatLine(output, {entry, stamp->size});
     const off_t end = lseek(file_, 0, SEEK_END);
     try {
-        WriteAll(file_, line);
+        Io::WriteAll(file_, line);
     } catch (...) {
         // A line that is cut off would take the next one with it; where even that fails, both outputs are rebuilt by
         // the next run.
-        if (ftruncate(file_, end) != 0) WriteAll(file_, "\n");
+        if (ftruncate(file_, end) != 0) Io::WriteAll(file_, "\n");
         throw;
     }
 }

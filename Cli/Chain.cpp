@@ -22,7 +22,12 @@ Step MakeStep(const Catalogue& catalogue, std::string_view name) {
         WithContext(kReadingChain, ExitCode::WrongUsage, [&]() -> const EffectEntry& { return catalogue.Find(name); });
     if (effect.IsCppOnly())
         ThrowUsage(kReadingChain, effect.GetName() + " takes a C++ function and is not available on the command line");
-    return {&effect, effect.settings->create(), {}};
+    return {&effect, effect.settings->create(), {}, {}};
+}
+
+void SetMember(Step& step, const std::string& key, const Json& value, std::set<std::string>& given) {
+    const std::string text = value.is_string() ? value.get<std::string>() : value.dump();
+    if (!TakeFaceWord(step.faces, *step.settings, key, text)) SetFromJson(*step.settings, key, value, given);
 }
 
 }  // namespace
@@ -42,7 +47,9 @@ Chain ParseChain(const Catalogue& catalogue, const std::vector<std::string>& wor
         if (key == kWith) {
             step.with.emplace_back(value);
         } else {
-            WithContext(SettingUp(step), ExitCode::WrongUsage, [&] { Proc::SetField(*step.settings, key, value); });
+            WithContext(SettingUp(step), ExitCode::WrongUsage, [&] {
+                if (!TakeFaceWord(step.faces, *step.settings, key, value)) Proc::SetField(*step.settings, key, value);
+            });
         }
     }
     return chain;
@@ -61,7 +68,7 @@ Chain ParseChain(const Catalogue& catalogue, const Json& json) {
             if (key == kEffect) continue;
             if (key != kWith) {
                 WithContext(SettingUp(step), ExitCode::WrongUsage,
-                            [&, name = key, &member = value] { SetFromJson(*step.settings, name, member, given); });
+                            [&, name = key, &member = value] { SetMember(step, name, member, given); });
                 continue;
             }
             for (const Json& file : value.is_array() ? value : Json::array({value})) {
@@ -81,6 +88,7 @@ Json ChainToJson(const Chain& chain) {
         Json object = {{kEffect, step.effect->GetName()}};
         object.update(DifferencesToJson(*step.settings, *step.effect->settings->create()));
         for (const Core::ioPath& file : step.with) object[kWith].push_back(file.string());
+        AddToJson(step.faces, object);
         json.push_back(std::move(object));
     }
     return json;

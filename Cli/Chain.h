@@ -7,6 +7,7 @@
 
 #include "Cli/Catalogue.h"
 #include "Cli/SettingsJson.h"
+#include "Cli/StepFaces.h"
 #include "Host/Core/Path.h"
 #include "Host/Io/Formats.h"
 
@@ -16,10 +17,11 @@ struct Step {
     const EffectEntry* effect;  ///< of the catalogue that the chain was parsed with, which has to outlive it
     std::unique_ptr<Orvexa::Proc::Settings> settings;
     std::vector<Orvexa::Core::ioPath> with;  ///< further pictures of a two-input or variable-input effect
+    FaceChoice faces;                        ///< for an effect that treats faces
 };
 using Chain = std::vector<Step>;
 
-/// Words of the form EFFECT key=value... with=FILE... EFFECT ...
+/// Words of the form EFFECT key=value... with=FILE... EFFECT ... Files with faces are read.
 Chain ParseChain(const Catalogue& catalogue, const std::vector<std::string>& words);
 /// An array of objects: the effect's name under "effect", further pictures under "with", settings under their keys.
 Chain ParseChain(const Catalogue& catalogue, const Json& json);

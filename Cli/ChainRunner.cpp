@@ -56,6 +56,15 @@ bool IsSpent(const AnyEffect& effect) {
     return std::visit([](const auto& any) { return any == nullptr; }, effect);
 }
 
+// Adds what an effect has found in a picture, if anything.
+void AddFindings(Json& list, const std::string& effect, const Proc::Settings& settings) {
+    const std::vector<Proc::Finding> findings = settings.GetFindings();
+    if (findings.empty()) return;
+    Json object = {{"effect", effect}};
+    for (const Proc::Finding& finding : findings) object[finding.key] = Json::parse(finding.json);
+    list.push_back(std::move(object));
+}
+
 bool TakesAll(const Step& step) { return step.effect->kind == Proc::EffectKind::VarInput; }
 bool IsOriginal(const Step& step) { return step.effect->settings->classId == OriginalStep::CLASS_ID; }
 
@@ -71,8 +80,8 @@ FramePtr InFormat(const Proc::FactoryPtr& factory, FramePtr picture, PixFmt pixF
 }
 
 ChainRunner::ChainRunner(const Proc::FactoryPtr& factory, const Chain& chain, const PictureReader& read,
-                         Core::ProgressPtr progress)
-    : factory_(factory), progress_(std::move(progress)) {
+                         Core::ProgressPtr progress, RunOptions options)
+    : factory_(factory), progress_(std::move(progress)), options_(std::move(options)), course_{FaceFinder(factory)} {
     for (const Step& step : chain) {
         RunningStep running{&step, IsOriginal(step) ? AnyEffect() : MakeEffect(step, progress_), {}, nullptr};
         for (const Core::ioPath& file : step.with) {
@@ -115,6 +124,7 @@ Pictures ChainRunner::Run(Pictures pictures) {
     for (auto next = steps_.begin(); next != steps_.end();) {
         if (IsOriginal(*next->step)) {
             pictures.insert(pictures.begin(), original);
+            course_.faces.Forget();
             ++next;
             continue;
         }
@@ -122,13 +132,15 @@ Pictures ChainRunner::Run(Pictures pictures) {
             std::find_if(next, steps_.end(), [](const RunningStep& running) { return TakesAll(*running.step); });
         if (next == end) {
             Spend(*next, [&] { RunOnAll(*next, pictures); });
+            course_.faces.Forget();
             ++next;
         } else if (pictures.size() == 1) {
             SetStage(next->step->effect->GetName());
-            Spend(*next, [&] { RunOnOne(*next, next->effect, pictures.front()); });
+            Spend(*next, [&] { RunOnOne(*next, next->effect, pictures.front(), course_); });
             ++next;
         } else {
             RunOnEach({next, end}, pictures);
+            course_.faces.Forget();
             next = end;
         }
     }
@@ -173,19 +185,47 @@ void ChainRunner::RunOnAll(const RunningStep& running, Pictures& pictures) const
     });
 }
 
-void ChainRunner::RunOnOne(const RunningStep& running, const AnyEffect& effect, FramePtr& picture) {
+void ChainRunner::RunOnOne(const RunningStep& running, const AnyEffect& effect, FramePtr& picture, Course& course) {
     WithContext("running " + running.step->effect->GetName(), [&] {
         const AlphaKeeper alpha(factory_, *running.step, picture);
-        if (const auto* const oneInput = std::get_if<Proc::OneInputPtr>(&effect)) {
+        const Proc::Settings& settings = *running.step->settings;
+        if (const auto* const ofFaces = dynamic_cast<const Proc::FaceSettings*>(&settings)) {
+            RunOnFaces(running, *std::get<Proc::OneInputPtr>(effect), *ofFaces, picture, course);
+        } else if (const auto* const oneInput = std::get_if<Proc::OneInputPtr>(&effect)) {
             (*oneInput)->ProcessData(picture);
+            AddFindings(course.findings, running.step->effect->GetName(), (*oneInput)->GetSettingsBase());
+            course.faces.Forget();
         } else {
             const Proc::ConstFramePtr second = running.with.empty() ? FramePtr() : running.with.front();
             std::get<Proc::TwoInputPtr>(effect)->ProcessData(picture, second);
+            course.faces.Forget();
         }
         ThrowIfCancelled();
         if (picture == nullptr) Throw(kNoPicture);
         if (!alpha.Restore(picture)) AddNote(running, "it works without transparency, which is lost");
     });
+}
+
+void ChainRunner::RunOnFaces(const RunningStep& running, Proc::IOneInputEffectVideo& effect,
+                             const Proc::FaceSettings& settings, FramePtr& picture, Course& course) {
+    const auto addFindings = [&] {
+        AddFindings(course.findings, running.step->effect->GetName(), effect.GetSettingsBase());
+    };
+    if (settings.HasFaces()) {
+        settings.CheckFacesInside(picture->GetFrameInfo().width, picture->GetFrameInfo().height);
+        effect.ProcessData(picture);
+        return addFindings();
+    }
+    const auto faces = course.faces.GetFaces(running.step->faces, settings, picture, options_.file);
+    if (faces.empty() && !settings.RequiresFaces()) {
+        const std::uint32_t number = running.step->faces.number;
+        const std::string what = number > 1 ? "there is no face number " + std::to_string(number) : "no face was found";
+        if (options_.isStrict) Throw(what);
+        AddNote(running, what + ", so the picture stays as it is");
+    }
+    Proc::ProcessFaces(effect, settings, faces, picture, addFindings);
+    // A mask shows no faces any more.
+    if (settings.GetFaceRun() == Proc::FaceRun::Merged) course.faces.Forget();
 }
 
 void ChainRunner::RunOnEach(std::span<RunningStep> steps, Pictures& pictures) {
@@ -199,17 +239,20 @@ void ChainRunner::RunOnEach(std::span<RunningStep> steps, Pictures& pictures) {
     for (const FramePtr& picture : pictures) {
         if (picture->SharesPixels()) shared.push_back(Proc::CloneFrame(*picture, Proc::kCloneView));
     }
+    std::vector<Course> courses(pictures.size(), Course{FaceFinder(factory_)});
     std::mutex mutex;
     Core::ParallelFor(pictures.size(), [&](std::size_t i) {
         const auto part = progress.MakePart();
         for (RunningStep& running : steps) {
             const AnyEffect effect = MakeEffect(*running.step, part);
-            RunOnOne(running, effect, pictures[i]);
+            RunOnOne(running, effect, pictures[i], courses[i]);
             part->FinishStep();
             const std::lock_guard lock(mutex);
             Record(running, effect);
         }
     });
+    for (const Course& course : courses)
+        course_.findings.insert(course_.findings.end(), course.findings.begin(), course.findings.end());
 }
 
 void ChainRunner::SetStage(std::string_view name) const {

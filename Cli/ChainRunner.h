@@ -15,12 +15,18 @@ namespace Kalvatri {
 
 using PictureReader = std::function<Orvexa::Proc::FramePtr(const Orvexa::Core::ioPath& file)>;
 
+/// What a run does beyond its chain.
+struct RunOptions {
+    std::string file;       ///< where the first picture came from; the faces given for several pictures are told by it
+    bool isStrict = false;  ///< whether a picture without the faces that a step treats is an error
+};
+
 class ChainRunner {
 public:
     /// Creates the effects of `chain` and reads its further pictures; `chain` must outlive the runner. The effects
     /// report to `progress`, which may be empty.
     ChainRunner(const Orvexa::Proc::FactoryPtr& factory, const Chain& chain, const PictureReader& read,
-                Orvexa::Core::ProgressPtr progress = {});
+                Orvexa::Core::ProgressPtr progress = {}, RunOptions options = {});
 
     /// Runs the steps. A variable-input step takes all pictures at once. Between two such steps several pictures, as
     /// the patches of a large one, go through the steps side by side (`Core::ParallelFor`), each with effects of its
@@ -31,6 +37,8 @@ public:
     /// The effects' statistics, an array with one object per step; counters are summed over the effects that served
     /// several pictures.
     Json GetStatistics() const;
+    /// What effects have found: an array with one object for each run of an effect that found something.
+    const Json& GetFindings() const { return course_.findings; }
     /// What users should know about the run, one sentence each.
     const std::vector<std::string>& GetNotes() const { return notes_; }
 
@@ -42,13 +50,20 @@ private:
         std::vector<Orvexa::Proc::FramePtr> with;
         Json statistics;  ///< of the effects that have been used, summed; null if none has
     };
+    /// What is known about a picture on its way.
+    struct Course {
+        FaceFinder faces;
+        Json findings = Json::array();
+    };
 
     AnyEffect MakeEffect(const Step& step, const Orvexa::Core::ProgressPtr& progress) const;
     template <class Use>
     void Spend(RunningStep& running, Use&& use);
     void Record(RunningStep& running, const AnyEffect& effect);
     void RunOnAll(const RunningStep& running, std::vector<Orvexa::Proc::FramePtr>& pictures) const;
-    void RunOnOne(const RunningStep& running, const AnyEffect& effect, Orvexa::Proc::FramePtr& picture);
+    void RunOnOne(const RunningStep& running, const AnyEffect& effect, Orvexa::Proc::FramePtr& picture, Course& course);
+    void RunOnFaces(const RunningStep& running, Orvexa::Proc::IOneInputEffectVideo& effect,
+                    const Orvexa::Proc::FaceSettings& settings, Orvexa::Proc::FramePtr& picture, Course& course);
     void RunOnEach(std::span<RunningStep> steps, std::vector<Orvexa::Proc::FramePtr>& pictures);
     void AddNote(const RunningStep& running, const std::string& text);
     void SetStage(std::string_view name) const;
@@ -56,7 +71,9 @@ private:
 
     Orvexa::Proc::FactoryPtr factory_;
     Orvexa::Core::ProgressPtr progress_;
+    RunOptions options_;
     std::vector<RunningStep> steps_;
+    Course course_;  ///< of the picture, while there is only one, and of all in the end
     std::mutex notesMutex_;
     std::vector<std::string> notes_;
 };

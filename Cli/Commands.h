@@ -46,6 +46,7 @@ struct ChainOptions : CommonOptions {
     std::string format;               ///< a suffix; empty for that of the file's name
     std::optional<int> pixFmt;
     int quality = Orvexa::Io::WriteOptions().quality;
+    bool isStrict = false;  ///< whether a picture without a face for an effect that treats faces is a failure
     Orvexa::Io::ReadOptions read;
 };
 
@@ -55,6 +56,7 @@ struct ApplyOptions : ChainOptions {
     std::string output;               ///< a file, "-" for stdout, or a name with {} for the number of each picture
     int threads = 0;                  ///< for the work on one picture; 0 for the number of processors
     bool isShowingStatistics = false;
+    std::string results;  ///< a file for what effects find, "-" for stdout; empty for none
 };
 
 struct BatchOptions : ChainOptions {

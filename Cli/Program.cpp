@@ -84,6 +84,7 @@ void AddChainOptions(CLI::App& command, ChainOptions& options, const std::string
     AddNumber(command, "--max-pixels", options.read.maxPixels, 1, ChainOptions::kMaxMaxPixels,
               "Refuse larger pictures, 2^28 if not given")
         ->option_text("N");
+    command.add_flag("--strict", options.isStrict, "Fail where an effect finds no face to work on");
     command.add_flag("--srgb", options.read.toSrgb, "Convert the input to sRGB by its colour profile");
     command.add_flag("--allow-truncated", options.read.allowTruncated, "Read damaged files as far as they go");
 }
@@ -97,6 +98,7 @@ void AddApplyOptions(CLI::App& command, ApplyOptions& options) {
     AddNumber(command, "--threads", options.threads, 1, ApplyOptions::kMaxThreads, "To work with, default: one per CPU")
         ->option_text("N");
     command.add_flag("--stats", options.isShowingStatistics, "Print the effects' statistics as JSON");
+    AddText(command, "--results", options.results, "Write what effects find as JSON; - is stdout")->option_text("FILE");
 }
 
 void AddBatchOptions(CLI::App& command, BatchOptions& options) {

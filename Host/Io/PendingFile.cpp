@@ -196,6 +196,25 @@ void PendingFile::RemoveLeftOvers(const Core::ioPath& folder, const std::vector<
     }
 }
 
+void WriteAll(int descriptor, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t count = write(descriptor, bytes.data(), bytes.size());
+        if (count < 0 && errno != EINTR) ThrowErrno("cannot write");
+        if (count > 0) bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+}
+
+void WriteFile(const Core::ioPath& file, std::string_view bytes) {
+    std::error_code error;
+    const auto status = std::filesystem::status(file, error);
+    if (std::filesystem::is_directory(status)) Throw("this is a folder, not a file");
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))
+        return WriteInto(file, bytes.data(), bytes.size());
+    PendingFile pending(file);
+    WriteAll(pending.GetDescriptor(), bytes);
+    pending.Commit();
+}
+
 void WriteInto(const Core::ioPath& file, const void* bytes, std::size_t size) {
     std::FILE* stream = std::fopen(file.c_str(), "wb");
     if (stream == nullptr) ThrowErrno("cannot open");

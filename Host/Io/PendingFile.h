@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Host/Core/Path.h"
@@ -44,6 +45,10 @@ private:
     int descriptor_ = -1;
 };
 
+/// Writes all of `bytes` to an open file.
+void WriteAll(int descriptor, std::string_view bytes);
+/// Makes or replaces a file by way of a `PendingFile`; what exists and is no regular file is written into.
+void WriteFile(const Core::ioPath& file, std::string_view bytes);
 /// Writes `bytes` into a file that exists and cannot be replaced, such as a device or a pipe.
 void WriteInto(const Core::ioPath& file, const void* bytes, std::size_t size);
 

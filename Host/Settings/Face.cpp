@@ -1,10 +1,11 @@
 #include "Host/Settings/Photo/Face.h"
 
 #include <algorithm>
-#include <cstdlib>
+#include <charconv>
 
 #include "Host/Core/Exception.h"
 #include "Host/Core/Json.h"
+#include "Host/Settings/Photo/SettingsEffectFaceRecognition.h"
 
 namespace Orvexa::Proc {
 
@@ -148,6 +149,23 @@ void CheckPoint(const Point<int>& point, std::uint32_t width, std::uint32_t heig
 }
 
 }  // namespace
+
+// With the digits that tell single precision numbers apart.
+std::string FormatDescriptor(const std::vector<float>& descriptor) {
+    std::string text = "[";
+    for (const float value : descriptor) {
+        char buffer[32];
+        const auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
+        text.append(text.size() == 1 ? "" : ",").append(buffer, result.ptr);
+    }
+    return text + "]";
+}
+
+std::vector<Finding> SettingsEffectFaceRecognition::GetFindings() const {
+    if (descriptor_.empty()) return {};
+    return {{"rectangle", TextCodec<FaceRectangle>::Format(GetFaceRect())},
+            {"descriptor", FormatDescriptor(descriptor_)}};
+}
 
 void CheckInside(const FaceItemBase& item, std::uint32_t width, std::uint32_t height) {
     for (const Point<int>& point : item.GetContour()) CheckPoint(point, width, height);

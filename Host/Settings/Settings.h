@@ -86,6 +86,12 @@ private:
 
 using FieldList = std::vector<Field>;
 
+/// What an effect has found in a picture, such as an angle: its name, and its value as JSON text.
+struct Finding {
+    std::string key;
+    std::string json;
+};
+
 /// Base of all settings classes.
 class Settings {
 public:
@@ -96,6 +102,8 @@ public:
     virtual bool NeedsSecondInput() const { return true; }
     /// How many pixels the result has that an effect with these settings makes of a picture of `pixels`.
     virtual std::uint64_t GetResultPixels(std::uint64_t pixels) const { return pixels; }
+    /// What the effect that holds these settings has found in its last picture.
+    virtual std::vector<Finding> GetFindings() const { return {}; }
     virtual const std::string& GetClassId() const = 0;
     virtual const FieldList& GetFields() const = 0;
     virtual std::unique_ptr<Settings> Copy() const = 0;

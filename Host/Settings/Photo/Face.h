@@ -123,6 +123,9 @@ void CheckInside(const FaceItemBase& item, std::uint32_t width, std::uint32_t he
 void CheckInside(const Eyes& eyes, std::uint32_t width, std::uint32_t height);
 void CheckInside(const FaceRectangle& rectangle, std::uint32_t width, std::uint32_t height);
 
+/// A descriptor of a face as a JSON array.
+std::string FormatDescriptor(const std::vector<float>& descriptor);
+
 // Text forms: JSON as `kalvatri faces --json` prints it. Where a part of a face is asked for, a whole face will do. An
 // empty text is an empty value.
 template <>

@@ -23,6 +23,7 @@ class SettingsEffectFaceRecognition final : public FaceSettings {
     const std::vector<float>& GetDescriptor() const { return descriptor_; }
     void SetDescriptor(std::vector<float> descriptor) { descriptor_ = std::move(descriptor); }
     void Clear() { descriptor_.clear(); }
+    std::vector<Finding> GetFindings() const override;
 
     bool HasFaces() const override { return !IsFaceRectDefault(); }
     void TakeFaces(std::span<const Face> faces) override { SetFaceRect(faces.front().GetFullFramePoints()); }

@@ -1,0 +1,50 @@
+// Which faces the steps of a chain treat: those that were given, or those that are found in the picture.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Host/Core/Json.h"
+#include "Host/Proc/Faces.h"
+
+namespace Kalvatri {
+
+/// The faces of one picture as `kalvatri faces --json` prints them.
+struct PictureFaces {
+    std::string file;                     ///< empty if it is not known which picture they are of
+    std::uint32_t width = 0, height = 0;  ///< of that picture; 0 if not known
+    std::vector<Orvexa::Proc::Face> faces;
+};
+
+/// What a step is told of faces beyond its settings.
+struct FaceChoice {
+    std::uint32_t number = 0;  ///< of the only face to treat, 1 for the largest; 0 for all
+    std::vector<PictureFaces> given;
+};
+
+/// Takes the words face=N, face=RECORD and faces=FILE or RECORDS of a step that treats faces. False if the word is for
+/// the settings themselves. What is wrong with it throws `SettingsException` or `EffectException`.
+bool TakeFaceWord(FaceChoice& choice, const Orvexa::Proc::Settings& settings, std::string_view key,
+                  const std::string& value);
+/// The words again, as members of a step in JSON.
+void AddToJson(const FaceChoice& choice, Orvexa::Core::Json& step);
+
+/// Finds the faces of one picture on its way through a chain, and remembers them while it keeps its form.
+class FaceFinder {
+public:
+    explicit FaceFinder(Orvexa::Proc::FactoryPtr factory) : factory_(std::move(factory)) {}
+    void Forget() { faces_.reset(); }
+    /// The faces for a step, largest first, whose settings carry none. `file` is where the chain's picture came from.
+    std::vector<Orvexa::Proc::Face> GetFaces(const FaceChoice& choice, const Orvexa::Proc::FaceSettings& settings,
+                                             const Orvexa::Proc::FramePtr& frame, const std::string& file);
+
+private:
+    Orvexa::Proc::FactoryPtr factory_;
+    std::optional<std::vector<Orvexa::Proc::Face>> faces_;
+    Orvexa::Core::ioPath modelsRoot_;  ///< of the models that found them
+};
+
+}  // namespace Kalvatri
