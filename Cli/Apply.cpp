@@ -109,9 +109,9 @@ void Apply(const ApplyOptions& options, const Core::ProgressPtr& progress) {
     WithContext("choosing the format of " + NameOf(options.output, "stdout"), ExitCode::WrongUsage,
                 [&] { CheckFormat(chain, format); });
 
-    ChainRunner runner(
-        factory, chain, [&](const Core::ioPath& file) { return Read(file.string(), options, factory).frame; },
-        progress, {options.inputs.front(), options.isStrict});
+    ChainRunner runner(factory, chain,
+                       [&](const Core::ioPath& file) { return Read(file.string(), options, factory).frame; }, progress,
+                       {options.inputs.front(), options.isStrict});
     std::vector<Proc::FramePtr> pictures;
     Io::WriteOptions writing;
     writing.quality = options.quality;

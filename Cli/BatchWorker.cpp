@@ -110,12 +110,11 @@ private:
         try {
             // Effects remember what they were last used for, so each picture gets new ones. A view can be given a time
             // of its own, and its pixels are not written into, because it shares them.
-            ChainRunner runner(
-                work_.factory, work_.chain,
-                [&](const Core::ioPath& file) {
-                    return Proc::CloneFrame(*work_.furtherPictures.at(file), Proc::kCloneView);
-                },
-                nullptr, {input, work_.options.isStrict});
+            ChainRunner runner(work_.factory, work_.chain,
+                               [&](const Core::ioPath& file) {
+                                   return Proc::CloneFrame(*work_.furtherPictures.at(file), Proc::kCloneView);
+                               },
+                               nullptr, {input, work_.options.isStrict});
             std::vector<Proc::FramePtr> pictures;
             pictures.push_back(Converted(std::move(picture), work_.options, work_.factory));
             Proc::FramePtr result = runner.Run(std::move(pictures)).front();

@@ -8,6 +8,7 @@
 
 #include "Host/Core/Path.h"
 #include "Host/Io/ImageFiles.h"
+#include "Host/Settings/Photo/SettingsEffectFaceDetection.h"
 
 namespace Kalvatri {
 
@@ -34,6 +35,16 @@ struct DescribeOptions : CommonOptions {
 
 struct FormatsOptions : CommonOptions {
     bool isJson = false;
+};
+
+struct FacesOptions : CommonOptions {
+    std::vector<std::string> inputs;  ///< files; "-" is stdin
+    bool isJson = false;
+    bool areDescriptorsWanted = false;  ///< in the JSON
+    bool isComparing = false;
+    double limit = 0.55;  ///< faces closer than this are one person's
+    Orvexa::Proc::SettingsEffectFaceDetection detection;
+    Orvexa::Io::ReadOptions read;
 };
 
 /// A chain of effects, and how pictures come to it and leave it.
@@ -76,6 +87,7 @@ struct BatchOptions : ChainOptions {
 
 void RunList(const ListOptions& options);
 void RunDescribe(const DescribeOptions& options);
+void RunFaces(const FacesOptions& options);
 void RunFormats(const FormatsOptions& options);
 void RunApply(const ApplyOptions& options);
 void RunBatch(const BatchOptions& options);

@@ -56,6 +56,19 @@ CLI::Option* AddNumber(CLI::App& command, const std::string& names, Number& targ
     return command.add_option_function<std::string>(names, parse, help);
 }
 
+// A field of settings, which are checked as everywhere.
+void AddSetting(CLI::App& command, const std::string& name, Orvexa::Proc::Settings& settings, const std::string& key,
+                const std::string& help) {
+    const auto parse = [&settings, key, name](const std::string& text) {
+        try {
+            Orvexa::Proc::SetField(settings, key, text);
+        } catch (const Orvexa::Proc::SettingsException& exception) {
+            throw CLI::ValidationError(name, exception.what());
+        }
+    };
+    command.add_option_function<std::string>(name, parse, help)->option_text("X");
+}
+
 int LastPixFmt() {
     int last = 0;
     for (const auto& description : Orvexa::PixFmtDescription::GetPixelFormatDescroptionsList())
@@ -70,6 +83,13 @@ void AddCommonOptions(CLI::App& command, CommonOptions& options) {
     command.add_flag("-v,--verbose", options.isVerbose, "Log what happens, and where failures come from");
 }
 
+void AddReadOptions(CLI::App& command, Orvexa::Io::ReadOptions& options) {
+    AddNumber(command, "--max-pixels", options.maxPixels, 1, ChainOptions::kMaxMaxPixels,
+              "Refuse larger pictures, 2^28 if not given")
+        ->option_text("N");
+    command.add_flag("--allow-truncated", options.allowTruncated, "Read damaged files as far as they go");
+}
+
 void AddChainOptions(CLI::App& command, ChainOptions& options, const std::string& source) {
     AddText(command, "--settings", options.settingsFile, "Take the chain from a JSON file; - is stdin")
         ->option_text("FILE");
@@ -81,12 +101,23 @@ void AddChainOptions(CLI::App& command, ChainOptions& options, const std::string
         ->option_text("1..100");
     AddNumber(command, "--pixfmt", options.pixFmt, 0, LastPixFmt(), "Convert the input to this pixel format first")
         ->option_text("N");
-    AddNumber(command, "--max-pixels", options.read.maxPixels, 1, ChainOptions::kMaxMaxPixels,
-              "Refuse larger pictures, 2^28 if not given")
-        ->option_text("N");
     command.add_flag("--strict", options.isStrict, "Fail where an effect finds no face to work on");
     command.add_flag("--srgb", options.read.toSrgb, "Convert the input to sRGB by its colour profile");
-    command.add_flag("--allow-truncated", options.read.allowTruncated, "Read damaged files as far as they go");
+    AddReadOptions(command, options.read);
+}
+
+void AddFacesOptions(CLI::App& command, FacesOptions& options) {
+    command.add_option("inputs", options.inputs)->group("");  // shown in the usage line
+    command.add_flag("--json", options.isJson, "As JSON, with all contours");
+    command.add_flag("--descriptors", options.areDescriptorsWanted, "In JSON, the numbers that identify each person");
+    command.add_flag("--compare", options.isComparing, "Show who is the same person");
+    command.add_option("--limit", options.limit, "Distance below which faces are one person's, 0.55 if not given")
+        ->check(CLI::Range(0.0, 2.0))
+        ->option_text("X");
+    AddSetting(command, "--threshold", options.detection, "threshold", "How sure to be of a face, 0.4 if not given");
+    AddSetting(command, "--min-face", options.detection, "minFace", "Smallest face, of the picture's longer side");
+    AddSetting(command, "--models", options.detection, "modelsRoot", "Folder of models, if not the installed one");
+    AddReadOptions(command, options.read);
 }
 
 void AddApplyOptions(CLI::App& command, ApplyOptions& options) {
@@ -125,6 +156,9 @@ void AddBatchOptions(CLI::App& command, BatchOptions& options) {
 void Require(bool isGiven, const std::string& names) {
     if (!isGiven) throw CLI::RequiredError(names.substr(names.rfind(',') + 1));
 }
+void CheckRequired(const FacesOptions& options) {
+    if (options.inputs.empty()) ThrowUsage(kReadingCommandLine, "pictures are missing: kalvatri faces IN...");
+}
 void CheckRequired(const ApplyOptions& options) {
     Require(!options.inputs.empty(), kInput);
     Require(!options.output.empty(), kOutput);
@@ -160,6 +194,7 @@ struct Program {
     ListOptions list;
     DescribeOptions describe;
     FormatsOptions formats;
+    FacesOptions faces;
     ApplyOptions apply;
     BatchOptions batch;
     std::function<void()> run;
@@ -186,6 +221,12 @@ struct Program {
         CLI::App* formatsCommand =
             AddCommand("formats", "formats [--json]", "Show the kinds of files", formats, RunFormats);
         formatsCommand->add_flag("--json", formats.isJson, "As JSON");
+        AddCommand("faces", "faces IN... [options]", "Find the faces of pictures", faces, RunFaces)
+            ->footer(
+                "Examples:\n"
+                "  kalvatri faces photo.jpg\n"
+                "  kalvatri faces --compare album/*.jpg\n"
+                "  kalvatri faces --json photo.jpg > faces.json\n");
         CLI::App* applyCommand = AddCommand(
             "apply", "apply -i IN -o OUT [options]\n       EFFECT [key=value]... [with=FILE]... [EFFECT ...]...",
             "Run effects on a picture", apply, RunApply);
@@ -224,11 +265,13 @@ private:
         formatter->usages[name] = usage;
         CLI::App* added = app.add_subcommand(name, summary);
         if constexpr (std::is_same_v<Options, ApplyOptions>) AddApplyOptions(*added, options);
+        if constexpr (std::is_same_v<Options, FacesOptions>) AddFacesOptions(*added, options);
         if constexpr (std::is_same_v<Options, BatchOptions>) AddBatchOptions(*added, options);
         AddCommonOptions(*added, options);
         added->callback([this, &options, command] {
             common = &options;
             run = [&options, command] { command(options); };
+            if constexpr (std::is_same_v<Options, FacesOptions>) CheckRequired(options);
             if constexpr (std::is_base_of_v<ChainOptions, Options>) {
                 if (options.isPrintingSettings) {
                     run = [&options] { PrintSettings(options); };

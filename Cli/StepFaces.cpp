@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "Host/Core/Exception.h"
+#include "Cli/Errors.h"
 
 namespace Kalvatri {
 
@@ -22,7 +22,7 @@ bool HasField(const Proc::Settings& settings, std::string_view key) {
 bool IsPicture(const Json& json) { return json.is_object() && json.contains(kFaces); }
 
 std::uint32_t SideOf(const Json& picture, const char* key) {
-    const Json side = picture.value(key, Json(0));
+    const Json side = picture.value(key, Json(0u));
     if (!side.is_number_unsigned() || side > 1 << 17)
         Throw<Proc::SettingsException>(std::string(key) + ": expected a size in pixels");
     return side.get<std::uint32_t>();
@@ -49,6 +49,12 @@ std::vector<PictureFaces> PicturesOf(const Json& json) {
         pictures.push_back({"", 0, 0, Proc::TextCodec<std::vector<Face>>::Parse(faces.dump())});
     }
     return pictures;
+}
+
+std::vector<PictureFaces> ReadFaces(const std::string& file) {
+    const std::string reading = "reading " + file;
+    const std::string text = WithContext(reading, [&] { return Core::ReadJsonText(Core::ioPath(file)); });
+    return WithContext(reading, ExitCode::WrongUsage, [&] { return PicturesOf(Core::ParseJson(text)); });
 }
 
 std::string NameOf(const std::string& file) { return Core::ioPath(file).filename().string(); }
@@ -92,7 +98,7 @@ bool TakeFaceWord(FaceChoice& choice, const Proc::Settings& settings, std::strin
     if (key == kFace && !isJson)
         Proc::ThrowNotA(value,
                         "the number of a face, 1 for the largest, nor a face as `kalvatri faces --json` prints it");
-    choice.given = PicturesOf(Core::ParseJson(isJson ? value : Core::ReadJsonText(Core::ioPath(value))));
+    choice.given = isJson ? PicturesOf(Core::ParseJson(value)) : ReadFaces(value);
     return true;
 }
 

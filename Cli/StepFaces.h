@@ -26,7 +26,8 @@ struct FaceChoice {
 };
 
 /// Takes the words face=N, face=RECORD and faces=FILE or RECORDS of a step that treats faces. False if the word is for
-/// the settings themselves. What is wrong with it throws `SettingsException` or `EffectException`.
+/// the settings themselves. What is wrong with it throws `SettingsException`, and with the
+/// file `CommandError`.
 bool TakeFaceWord(FaceChoice& choice, const Orvexa::Proc::Settings& settings, std::string_view key,
                   const std::string& value);
 /// The words again, as members of a step in JSON.

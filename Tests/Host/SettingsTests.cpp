@@ -7,6 +7,7 @@
 #include "Host/Settings/NearestName.h"
 #include "Host/Settings/Settings.h"
 #include "Tests/Support/Effects.h"
+#include "Tests/Support/Faces.h"
 
 namespace Orvexa::Test {
 
@@ -99,7 +100,8 @@ std::string Different(const Field& field, const Settings& settings) {
         candidates.push_back(FormatDouble(*field.limits.min));
         candidates.push_back(FormatDouble(*field.limits.max));
     }
-    candidates.insert(candidates.end(), {"1", "2"});
+    const std::string face = TextCodec<Face>::Format(FaceAt(1, 2));
+    candidates.insert(candidates.end(), {"1", "2", face, "[" + face + "]"});
     for (const std::string& candidate : candidates) {
         const auto copy = settings.Copy();
         try {
