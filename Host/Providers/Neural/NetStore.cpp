@@ -4,7 +4,9 @@
 #include <fstream>
 #include <iterator>
 #include <list>
+#include <map>
 #include <mutex>
+#include <opencv2/core/utils/logger.hpp>
 #include <opencv2/dnn.hpp>
 #include <vector>
 
@@ -108,15 +110,31 @@ public:
         return std::any_of(idle_.begin(), idle_.end(), [&](const Idle& idle) { return idle.stamp == stamp; });
     }
 
-    // The least recently used ones go when there are too many.
+    // When there are too many, networks of the file that takes most go, the least recently used first: the many shapes
+    // of a network that is quick to read shall not push out one that takes long.
     void Put(Idle&& idle) {
         const std::lock_guard lock(mutex_);
         idle_.push_front(std::move(idle));
-        std::size_t bytes = 0;
-        idle_.remove_if([&](const Idle& each) { return (bytes += each.bytes) > kMaxBytes; });
+        while (true) {
+            std::map<Core::ioPath, std::size_t> bytes;
+            std::size_t all = 0;
+            for (const Idle& each : idle_) {
+                bytes[each.stamp.file] += each.bytes;
+                all += each.bytes;
+            }
+            if (all <= kMaxBytes) break;
+            const auto largest = std::max_element(bytes.begin(), bytes.end(),
+                                                  [](const auto& a, const auto& b) { return a.second < b.second; });
+            const auto oldest = std::find_if(idle_.rbegin(), idle_.rend(),
+                                             [&](const Idle& each) { return each.stamp.file == largest->first; });
+            idle_.erase(std::next(oldest).base());
+        }
     }
 
 private:
+    // Errors are reported as exceptions.
+    Store() { cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT); }
+
     static constexpr std::size_t kMaxBytes = std::size_t{256} << 20;  // of the idle ones
 
     std::mutex mutex_;
@@ -134,9 +152,7 @@ std::string ShapeOf(const cv::Mat& blob) {
 void LoadNet(const Core::ioPath& file) {
     const Stamp stamp = StampOf(file);
     if (Store::Get().Has(stamp)) return;
-    const Core::OnCallingThread alone;
-    Idle idle{stamp, ReadNet(file), {}, 2 * stamp.size};
-    Store::Get().Put(std::move(idle));
+    Store::Get().Put({stamp, ReadNet(file), {}, 2 * stamp.size});
 }
 
 cv::Mat RunNet(const Core::ioPath& file, const cv::Mat& input) {

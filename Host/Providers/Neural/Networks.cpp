@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <opencv2/core/utils/logger.hpp>
 #include <opencv2/imgproc.hpp>
 #include <string>
 #include <utility>
@@ -125,11 +124,6 @@ private:
 
 class OpenCvRuntime : public NeuralRuntime {
 public:
-    OpenCvRuntime() {
-        // Errors are reported as exceptions.
-        cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
-    }
-
     std::shared_ptr<NeuralBase> Create(NeuralType type, const Core::ioPath& modelsRoot) override {
         return std::make_shared<Network>(FindModel(modelsRoot, type), factory_, factory_->GetAllocator());
     }
