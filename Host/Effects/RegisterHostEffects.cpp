@@ -29,6 +29,8 @@
 #include "Host/Settings/Common/SettingsEffectVibrance.h"
 #include "Host/Settings/Common/SettingsEffectVideoGenerator.h"
 #include "Host/Settings/Common/SettingsResizer.h"
+#include "Host/Settings/Photo/SettingsEffectFaceDetection.h"
+#include "Host/Settings/Photo/SettingsEffectFaceRecognitionTrainer.h"
 #include "Host/Settings/Photo/SettingsEffectSegmentation.h"
 
 namespace Orvexa::Proc {
@@ -56,7 +58,7 @@ template <class SettingsT>
 void AddProvided(IEffectFactory& factory, const std::string& implName, const char* library) {
     factory.RegisterProvider(EffectKind::OneInput, SettingsT::CLASS_ID, implName, library);
 }
-constexpr char kMagickLibrary[] = "libOrvexaMagick.so";
+constexpr char kMagickLibrary[] = "libOrvexaMagick.so", kNeuralLibrary[] = "libOrvexaNeural.so";
 
 }  // namespace
 
@@ -94,6 +96,8 @@ void RegisterHostEffects(IEffectFactory& factory) {
     AddProvided<SettingsEffectCharcoal>(factory, ImplPhotoNames::IMAGEMAGICK, kMagickLibrary);
     AddProvided<SettingsEffectNoiseVideo>(factory, ImplPhotoNames::IMAGEMAGICK, kMagickLibrary);
     AddProvided<SettingsEffectOilPaint>(factory, ImplPhotoNames::IMAGEMAGICK, kMagickLibrary);
+    AddProvided<SettingsEffectFaceDetection>(factory, ImplPhotoNames::OPENCV, kNeuralLibrary);
+    AddProvided<SettingsEffectFaceRecognitionTrainer>(factory, ImplPhotoNames::OPENCV, kNeuralLibrary);
 }
 
 }  // namespace Orvexa::Proc

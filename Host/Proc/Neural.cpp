@@ -21,10 +21,6 @@ NeuralRuntime& Runtime(ImplName impl) {
     return GetProvided<NeuralRuntime>();
 }
 
-Core::ioPath RootOrInstalled(const Core::ioPath& modelsRoot) {
-    return modelsRoot.empty() ? GetModelsDirectory() : modelsRoot;
-}
-
 template <class T>
 T Get(const NeuralResult::Value& value) {
     if (const T* held = std::get_if<T>(&value)) return *held;
@@ -43,12 +39,12 @@ double NeuralResult::GetDouble() const { return Get<double>(value_); }
 FramePtr NeuralResult::GetFrame() const { return Get<FramePtr>(value_); }
 
 std::shared_ptr<NeuralBase> CreateNeural(NeuralType type, ImplName impl, const Core::ioPath& modelsRoot) {
-    return Runtime(impl).Create(type, RootOrInstalled(modelsRoot));
+    return Runtime(impl).Create(type, modelsRoot);
 }
 
 std::shared_ptr<NeuralBase> CreateImageNeural(ModelFileId id, ImplName impl, const Core::ioPath& modelsRoot,
                                               const AllocatorPtr& allocator) {
-    return Runtime(impl).Create(id, RootOrInstalled(modelsRoot), allocator);
+    return Runtime(impl).Create(id, modelsRoot, allocator);
 }
 
 Core::ioPath GetModelsDirectory() {

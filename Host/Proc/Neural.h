@@ -30,6 +30,9 @@ inline constexpr std::uint32_t kMaskSize = 320;
 /// Number of values of `NeuralType::Adjustments`.
 inline constexpr std::size_t kAdjustmentsCount = 6;
 
+/// What is known of a face: points, and values that identify it.
+inline constexpr std::size_t kLandmarksCount = 68, kDescriptorSize = 128;
+
 /// Which implementation runs a network.
 enum class ImplName : std::int32_t { Default = 0, OpenCv = 1 };
 
@@ -63,8 +66,9 @@ public:
     virtual std::shared_ptr<NeuralResult> Process(FramePtr& frame) = 0;
 };
 
-/// The network of a type. An empty `modelsRoot` stands for `GetModelsDirectory()`. A missing or damaged manifest or
-/// model, or an unknown type or implementation, throws `EffectException`.
+/// The network of a type. An empty `modelsRoot` stands for `GetModelsDirectory()`, which also gives what the manifest
+/// in another folder lacks. A missing or damaged manifest or model, or an unknown type or implementation, throws
+/// `EffectException`.
 std::shared_ptr<NeuralBase> CreateNeural(NeuralType type, ImplName impl, const Core::ioPath& modelsRoot);
 
 /// The network behind a model identifier, whose result is a frame from `allocator`. Errors are those of `CreateNeural`.

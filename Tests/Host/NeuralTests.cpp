@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "Host/Core/Threads.h"
+#include "Host/Io/ImageFiles.h"
 #include "Host/Proc/EffectFactory.h"
 #include "Host/Proc/Neural.h"
 #include "Tests/Support/Frames.h"
@@ -147,6 +148,65 @@ TEST(Neural, GivesMasksAsBytesRowByRow) {
     EXPECT_TRUE(Ask(NeuralType::SegmentationMask, models, frame)->GetUint8VectorResult() == expected);
 }
 
+TEST(Neural, BringsMasksToTheirSize) {
+    // The upper half is bright; between the rows of the smaller mask the larger one fades from 0 to 255.
+    const FramePtr frame = MakeFrame(PixFmt::Rgb24, 64, 64, Color(0, 0, 0));
+    for (std::uint32_t y = 0; y < 32; ++y) std::fill_n(frame->GetPlane(0).GetRow(y), 3 * 64, 255);
+    for (const auto& [width, height] : {std::pair{64, 64}, {32, 640}, {1, 2}}) {
+        const Models models(R"({"types": {"8": {"width": )" + std::to_string(width) + R"(, "height": )" +
+                            std::to_string(height) + "}}}");
+        const std::vector<unsigned char> mask =
+            Ask(NeuralType::SegmentationMask, models, frame)->GetUint8VectorResult();
+        ASSERT_EQ(mask.size(), 320U * 320);
+        for (const int x : {0, 160, 319}) {
+            const auto at = [&](int y) { return static_cast<int>(mask[static_cast<std::size_t>(320 * y + x)]); };
+            EXPECT_EQ(at(0), 255) << width;
+            EXPECT_EQ(at(319), 0) << width;
+            EXPECT_NEAR(at(159) + at(160), 255, 1) << width << ": the edge stays where it was";
+            EXPECT_GE(at(159), 128) << width;
+        }
+    }
+}
+
+TEST(Neural, GivesWhatAFolderLacksFromTheInstalledModels) {
+    FramePtr person = Io::ReadImage(SourcePath("samples/astronaut.png"), TestAllocator()).frame;
+    const auto isSubject = [&](const Core::ioPath& root) {
+        const auto mask =
+            CreateNeural(NeuralType::SegmentationMask, ImplName::OpenCv, root)->Process(person)->GetUint8VectorResult();
+        return std::pair{mask[320 * 80 + 140] > 200, mask[320 * 40 + 300] < 50};  // the face, the space shuttle behind
+    };
+    const Models without(R"({"types": {"8": null}})");
+    EXPECT_EQ(isSubject({}), std::pair(true, true));
+    EXPECT_EQ(isSubject(without.GetRoot()), std::pair(true, true));
+    EXPECT_NE(isSubject(kModels), std::pair(true, true)) << "a folder's own entry comes first";
+    const TempFolder empty;
+    EXPECT_THAT(MessageOf([&] { CreateNeural(NeuralType::SegmentationMask, ImplName::OpenCv, empty.GetPath()); }),
+                HasSubstr("models.json does not exist; it must tell what models there are!"));
+    const Models lost(R"({"types": {"8": {"file": "lost.onnx"}}})");
+    EXPECT_THAT(MessageOf([&] { CreateNeural(NeuralType::SegmentationMask, ImplName::OpenCv, lost.GetRoot()); }),
+                HasSubstr("lost.onnx does not exist!"));
+}
+
+TEST(Neural, KeepsNetworksUntilTheirFileChanges) {
+    const Models models(R"({"types": {"0": {"file": "own.onnx"}}})");
+    const auto bring = [&](const char* name) {
+        std::filesystem::remove(models.GetRoot() / "own.onnx");
+        std::filesystem::copy_file(kModels / name, models.GetRoot() / "own.onnx");
+    };
+    const auto ask = [&] {
+        return MessageOf([&] { Ask(NeuralType::Adjustments, models, MakeFrame(PixFmt::Rgb24, 2, 1)); });
+    };
+    bring("flat-color.onnx");
+    EXPECT_EQ(ask(), "nothing");
+    const auto time = std::filesystem::last_write_time(models.GetRoot() / "own.onnx");
+    WriteFile(models.GetRoot() / "own.onnx", FileBytes(std::filesystem::file_size(kModels / "flat-color.onnx")));
+    std::filesystem::last_write_time(models.GetRoot() / "own.onnx", time);
+    EXPECT_EQ(ask(), "nothing") << "nothing tells that the file is another one: it is not read again";
+    bring("mean.onnx");
+    std::filesystem::last_write_time(models.GetRoot() / "own.onnx", time + std::chrono::seconds(2));
+    EXPECT_THAT(ask(), HasSubstr("own.onnx gives 1 values; it must give 6!"));
+}
+
 TEST(Neural, GivesPicturesOfTheNetworksSize) {
     // The networks invert and enlarge. A mean of the first channel, blue, shows in the blue of the result; results are
     // clamped.
@@ -216,12 +276,16 @@ TEST(Neural, SaysWhatIsWrongWithTheManifest) {
         const char* patch;
         const char* complaint;
     } cases[] = {
-        {R"({"extra": 1})", R"(models.json must not have the key "extra"; the keys are types, models!)"},
+        {R"({"extra": 1})", R"(models.json must not have the key "extra"; the keys are types, models, faces!)"},
         {R"({"types": []})", R"(models.json: "types" must be an object!)"},
         {R"({"types": {"2": {}}})", "models.json: type 2 is not known; the types are 0, 1, 5, 6, 7, 8!"},
         {R"({"types": {"mask": {}}})", "models.json: type mask is not known;"},
         {R"({"models": {"-1": {}}})", "models.json: model -1 must be a whole number!"},
-        {R"({"types": {"1": null}})", "models.json has no type 1!"},
+        {R"({"types": {"1": null}})", "models.json has no type 1, and neither has the installed one!"},
+        {R"({"faces": []})", R"(models.json: "faces" must be an object!)"},
+        {R"({"faces": {"eyes": {}}})",
+         "models.json: faces network eyes is not known; the networks are detector, landmarks, descriptor!"},
+        {R"({"faces": {"detector": 1}})", "models.json: faces network detector must be an object!"},
         {R"({"types": {"1": 5}})", "models.json: type 1 must be an object!"},
         {R"({"types": {"1": {"size": 2}}})",
          R"(type 1 must not have the key "size"; the keys are file, width, height, channels, mean, )"},
@@ -260,7 +324,7 @@ TEST(Neural, SaysWhatIsMissingOrDamaged) {
         return MessageOf([&] { CreateNeural(NeuralType::Adjustments, ImplName::OpenCv, root); });
     };
     EXPECT_EQ(complaint("/nowhere/models"), "The models folder /nowhere/models does not exist!");
-    EXPECT_EQ(complaint({}), "The models folder " + GetModelsDirectory().string() + " does not exist!");
+    EXPECT_EQ(complaint({}), "The manifest " + (GetModelsDirectory() / "models.json").string() + " has no type 0!");
     EXPECT_EQ(GetModelsDirectory().parent_path().parent_path().filename(), "share");
     const TempFolder empty;
     EXPECT_EQ(complaint(empty.GetPath()),
@@ -276,9 +340,9 @@ TEST(Neural, SaysWhatIsMissingOrDamaged) {
     EXPECT_EQ(MessageOf([] { CreateNeural(NeuralType::Adjustments, ImplName{7}, kModels); }),
               "Neural implementation 7 is not supported! It must be 0 or 1.");
     EXPECT_THAT(MessageOf([] { CreateNeural(NeuralType{3}, ImplName::OpenCv, kModels); }),
-                HasSubstr("models.json has no type 3!"));
+                HasSubstr("models.json has no type 3, and neither has the installed one!"));
     EXPECT_THAT(MessageOf([] { CreateImageNeural(ModelFileId{3}, ImplName::OpenCv, kModels, TestAllocator()); }),
-                HasSubstr("models.json has no model 3!"));
+                HasSubstr("models.json has no model 3, and neither has the installed one!"));
 }
 
 TEST(Neural, RefusesModelsThatAreDamagedOrHaveNotOneOutput) {
@@ -304,13 +368,12 @@ TEST(Neural, RefusesOutputsThatAreNotWhatTheManifestPromises) {
         bool isImage;
         const char* complaint;
     } cases[] = {
-        {R"({"types": {"8": {"file": "mean.onnx", "width": 0, "height": 0}}})", false,
-         "mean.onnx gives 1 values; it must give 102400!"},
+        {R"({"types": {"8": {"file": "flat-color.onnx", "width": 2, "height": 1}}})", false,
+         "flat-color.onnx gives 1 x 6 values; a mask must have 1 x 1 x height x width!"},
         {R"({"types": {"8": {"file": "not-a-number.onnx", "width": 2, "height": 1}}})", false,
-         "not-a-number.onnx gives 6 values;"},
-        {R"({"types": {"8": {"width": 319}}})", false, "mask.onnx gives 102080 values; it must give 102400!"},
+         "not-a-number.onnx gives values that are not numbers!"},
         {R"({"types": {"8": {"channels": "grey", "mean": [0], "scale": [1]}}})", false,
-         "mask.onnx cannot take a picture of 30 x 20 as an input of 1 x 1 x 320 x 320: "},
+         "mask.onnx cannot take an input of 1 x 1 x 320 x 320: "},
         {R"({"models": {"16": {"file": "flat-color.onnx", "width": 2, "height": 1}}})", true,
          "flat-color.onnx gives 1 x 6 values; an image must have 1 x 3 x height x width!"},
         {R"({"models": {"16": {"file": "mask.onnx", "width": 320, "height": 320}}})", true,
@@ -329,6 +392,9 @@ TEST(Neural, RefusesOutputsThatAreNotWhatTheManifestPromises) {
         EXPECT_THAT(complaint, HasSubstr(test.complaint)) << test.patch;
         EXPECT_THAT(complaint, HasSubstr(models.GetRoot().string()));
     }
+    const Models few(R"({"types": {"0": {"file": "mean.onnx"}}})");
+    EXPECT_THAT(MessageOf([&] { Ask(NeuralType::Adjustments, few, MakeFrame(PixFmt::Rgb24, 3, 3)); }),
+                HasSubstr("mean.onnx gives 1 values; it must give 6!"));
     const Models models(R"({"types": {"0": {"file": "not-a-number.onnx"}}})");
     EXPECT_THAT(MessageOf([&] { Ask(NeuralType::Adjustments, models, MakeFrame(PixFmt::Rgb24, 3, 3)); }),
                 HasSubstr("not-a-number.onnx gives values that are not numbers!"));

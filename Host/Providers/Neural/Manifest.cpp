@@ -33,15 +33,15 @@ constexpr TypeRow kTypes[] = {
     {NeuralType::EnhancementFlag, OutputKind::Flag, 1},
     {NeuralType::HorizonFlag, OutputKind::Flag, 1},
     {NeuralType::ImageScore, OutputKind::Double, 1},
-    {NeuralType::SegmentationMask, OutputKind::Bytes, std::size_t{kMaskSize} * kMaskSize},
+    {NeuralType::SegmentationMask, OutputKind::Bytes, 0},
 };
 
-const TypeRow* FindType(std::int64_t number) {
-    const auto row = std::find_if(std::begin(kTypes), std::end(kTypes), [=](const TypeRow& candidate) {
-        return static_cast<std::int64_t>(candidate.type) == number;
-    });
-    return row == std::end(kTypes) ? nullptr : row;
-}
+// As in FaceNet; the detector gives a map.
+struct FaceRow {
+    std::string_view name;
+    std::size_t count;
+};
+constexpr FaceRow kFaceNets[] = {{"detector", 0}, {"landmarks", 2 * kLandmarksCount}, {"descriptor", kDescriptorSize}};
 
 template <class Range, class Text>
 std::string Listed(const Range& items, const Text& text) {
@@ -154,35 +154,62 @@ void CheckOutput(const Model& model, OutputKind required, const std::string& pla
           "\" as \"output\"!");
 }
 
+using Entries = std::map<std::string, Model, std::less<>>;  // by the key in the manifest
+
 struct Manifest {
-    std::map<std::int64_t, Model> types, models;
+    Entries types, models, faces;
 };
 
-std::map<std::int64_t, Model> ReadSection(const Reader& manifest, const char* section, const std::string& file,
-                                          const Core::ioPath& root) {
-    std::map<std::int64_t, Model> entries;
+Model ReadType(const Json& json, const std::string& key, const std::string& place, const Core::ioPath& root) {
+    const auto row = std::find_if(std::begin(kTypes), std::end(kTypes), [&](const TypeRow& candidate) {
+        return key == std::to_string(static_cast<int>(candidate.type));
+    });
+    if (row == std::end(kTypes)) {
+        Throw(place + " is not known; the types are " +
+              Listed(kTypes, [](const TypeRow& type) { return std::to_string(static_cast<int>(type.type)); }) + "!");
+    }
+    Model model = ReadModel(json, place, root);
+    CheckOutput(model, row->output, place);
+    model.count = row->count;
+    return model;
+}
+
+Model ReadImageModel(const Json& json, const std::string& key, const std::string& place, const Core::ioPath& root) {
+    std::int32_t number = 0;
+    const auto [end, error] = std::from_chars(key.data(), key.data() + key.size(), number);
+    if (error != std::errc() || key != std::to_string(number) || number < 0) Throw(place + " must be a whole number!");
+    Model model = ReadModel(json, place, root);
+    CheckOutput(model, OutputKind::Image, place);
+    return model;
+}
+
+Model ReadFaceNet(const Json& json, const std::string& key, const std::string& place, const Core::ioPath& root) {
+    const auto row = std::find_if(std::begin(kFaceNets), std::end(kFaceNets),
+                                  [&](const FaceRow& candidate) { return candidate.name == key; });
+    if (row == std::end(kFaceNets)) {
+        Throw(place + " is not known; the networks are " +
+              Listed(kFaceNets, [](const FaceRow& net) { return net.name; }) + "!");
+    }
+    Model model = ReadModel(json, place, root);
+    CheckOutput(model, OutputKind::Floats, place);
+    model.count = row->count;
+    const bool isDetector = row == std::begin(kFaceNets);
+    if (isDetector != (model.width == 0)) {
+        Throw(place + (isDetector ? " must have 0 as \"width\" and \"height\": it takes pictures of several sizes!"
+                                  : " must have a \"width\" and \"height\" above 0!"));
+    }
+    return model;
+}
+
+template <class ReadEntry>
+Entries ReadSection(const Reader& manifest, const char* section, const char* what, const std::string& file,
+                    const ReadEntry& readEntry, const Core::ioPath& root) {
+    Entries entries;
     const Json* json = manifest.Find(section);
     if (json == nullptr) return entries;
     if (!json->is_object()) Throw(file + ": \"" + section + "\" must be an object!");
-    const bool isOfTypes = section == std::string_view("types");
-    for (const auto& [key, value] : json->items()) {
-        const std::string place = file + ": " + (isOfTypes ? "type " : "model ") + key;
-        std::int32_t number = 0;
-        const auto [end, error] = std::from_chars(key.data(), key.data() + key.size(), number);
-        const bool isCanonical =
-            error == std::errc() && end == key.data() + key.size() && key == std::to_string(number) && number >= 0;
-        const TypeRow* row = isOfTypes ? FindType(number) : nullptr;
-        if (isOfTypes && (!isCanonical || row == nullptr)) {
-            Throw(place + " is not known; the types are " +
-                  Listed(kTypes, [](const TypeRow& type) { return std::to_string(static_cast<int>(type.type)); }) +
-                  "!");
-        }
-        if (!isCanonical) Throw(place + " must be a whole number!");
-        Model model = ReadModel(value, place, root);
-        CheckOutput(model, isOfTypes ? row->output : OutputKind::Image, place);
-        model.count = isOfTypes ? row->count : 0;
-        entries.emplace(number, std::move(model));
-    }
+    for (const auto& [key, value] : json->items())
+        entries.emplace(key, readEntry(value, key, file + ": " + what + " " + key, root));
     return entries;
 }
 
@@ -203,32 +230,42 @@ Manifest ReadManifest(const Core::ioPath& root) {
     if (!std::filesystem::exists(file, error))
         Throw("The manifest " + file + " does not exist; it must tell what models there are!");
     const Json json = ReadManifestFile(file);
-    const Reader reader(json, file, {"types", "models"});
-    return {ReadSection(reader, "types", file, root), ReadSection(reader, "models", file, root)};
+    const Reader reader(json, file, {"types", "models", "faces"});
+    return {ReadSection(reader, "types", "type", file, ReadType, root),
+            ReadSection(reader, "models", "model", file, ReadImageModel, root),
+            ReadSection(reader, "faces", "faces network", file, ReadFaceNet, root)};
 }
 
-Model FindEntry(const std::map<std::int64_t, Model>& entries, std::int32_t number, const char* what,
-                const Core::ioPath& root) {
-    const auto found = entries.find(number);
-    if (found == entries.end()) {
-        Throw("The manifest " + (root / kManifestName).string() + " has no " + what + " " + std::to_string(number) +
-              "!");
-    }
+// The entry in the folder's manifest, else in the installed one.
+Model FindEntry(const Core::ioPath& root, Entries Manifest::*section, const std::string& entry, std::string_view key) {
+    const Core::ioPath installed = GetModelsDirectory();
+    std::vector<Core::ioPath> folders = {root.empty() ? installed : root};
     std::error_code error;
-    if (!std::filesystem::is_regular_file(found->second.file, error)) {
+    if (folders.front() != installed && std::filesystem::exists(installed / kManifestName, error))
+        folders.push_back(installed);
+    for (const Core::ioPath& folder : folders) {
+        const Manifest manifest = ReadManifest(folder);
+        const auto found = (manifest.*section).find(key);
+        if (found == (manifest.*section).end()) continue;
+        if (std::filesystem::is_regular_file(found->second.file, error)) return found->second;
         Throw("The model file " + found->second.file.string() + " does not exist!");
     }
-    return found->second;
+    Throw("The manifest " + (folders.front() / kManifestName).string() + " has no " + entry + " " + std::string(key) +
+          (folders.size() > 1 ? ", and neither has the installed one" : "") + "!");
 }
 
 }  // namespace
 
 Model FindModel(const Core::ioPath& root, NeuralType type) {
-    return FindEntry(ReadManifest(root).types, static_cast<std::int32_t>(type), "type", root);
+    return FindEntry(root, &Manifest::types, "type", std::to_string(static_cast<std::int32_t>(type)));
 }
 
 Model FindModel(const Core::ioPath& root, ModelFileId id) {
-    return FindEntry(ReadManifest(root).models, static_cast<std::int32_t>(id), "model", root);
+    return FindEntry(root, &Manifest::models, "model", std::to_string(static_cast<std::int32_t>(id)));
+}
+
+Model FindModel(const Core::ioPath& root, FaceNet net) {
+    return FindEntry(root, &Manifest::faces, "faces network", kFaceNets[static_cast<std::size_t>(net)].name);
 }
 
 }  // namespace Orvexa::Proc::Neural

@@ -1,0 +1,199 @@
+// The detector sees faces of 36 to 110 pixels from the brows to the chin, so the picture is shown to it in several
+// sizes. All but the largest are whole; the largest is shown in tiles, side by side on the threads that there are.
+
+#include "Host/Providers/Neural/FaceDetector.h"
+
+#include <algorithm>
+#include <cmath>
+#include <opencv2/imgproc.hpp>
+#include <string>
+#include <tuple>
+
+#include "Host/Core/Exception.h"
+#include "Host/Core/Threads.h"
+#include "Host/Providers/Neural/Inference.h"
+#include "Host/Providers/Neural/NetStore.h"
+
+namespace Orvexa::Proc::Neural {
+
+namespace {
+
+constexpr int kCell = 32;                       // pixels of the input for each cell of the output
+constexpr double kSmallestFace = 36;            // pixels; smaller ones are found by chance
+constexpr int kWholeSides[] = {128, 256, 512};  // the longer sides of the picture as a whole
+constexpr int kMaxEnlargement = 2;              // pixels that are not there show no face
+constexpr int kSmallestPicture = 16;            // pixels of the longer side
+constexpr int kTile = 512, kTileOverlap = 96;  // pixels; a face of 64 pixels and what is around it is whole in one tile
+constexpr double kSameFace = 0.4;              // overlap above which two boxes are of one face
+
+// The boxes' usual sizes in cells, one for each of the detector's boxes of a cell; found by the detector's training.
+constexpr double kAnchors[][2] = {
+    {1.603231, 2.094468}, {6.041143, 7.080126}, {2.882459, 3.518061}, {4.266906, 5.178857}, {9.041765, 10.66308}};
+constexpr int kAnchorsCount = std::size(kAnchors), kValues = 5;  // x, y, width, height, certainty
+
+double Sigmoid(double value) { return 1 / (1 + std::exp(-value)); }
+
+int RoundUp(int side) { return (side + kCell - 1) / kCell * kCell; }
+
+// A picture for the detector and where it is from: position = shown * scale + origin.
+struct View {
+    cv::Mat picture;
+    cv::Point2d origin;
+    double across = 1, down = 1;  // pixels of the picture under one of the view
+};
+
+std::vector<FaceBox> BoxesIn(const Model& detector, const View& view, double minScore) {
+    const cv::Mat cells = InferPicture(detector, view.picture);
+    const int rows = view.picture.rows / kCell, columns = view.picture.cols / kCell;
+    if (cells.dims != 4 || cells.size[1] != kAnchorsCount * kValues || cells.size[2] != rows ||
+        cells.size[3] != columns) {
+        Throw("The model " + detector.file.string() + " gives " + ShapeOf(cells) +
+              " values; a face detector must give 1 x " + std::to_string(kAnchorsCount * kValues) + " x " +
+              std::to_string(rows) + " x " + std::to_string(columns) + "!");
+    }
+    std::vector<FaceBox> boxes;
+    for (int anchor = 0; anchor < kAnchorsCount; ++anchor) {
+        for (int y = 0; y < rows; ++y) {
+            for (int x = 0; x < columns; ++x) {
+                const auto value = [&](int i) {
+                    return static_cast<double>(cells.ptr<float>(0, kValues * anchor + i, y)[x]);
+                };
+                const double score = Sigmoid(value(4));
+                if (score < minScore) continue;
+                // Beyond the larger bound a box has nothing to do with the picture.
+                const double width = kCell * kAnchors[anchor][0] * std::exp(std::min(value(2), 8.0)),
+                             height = kCell * kAnchors[anchor][1] * std::exp(std::min(value(3), 8.0));
+                const double left = kCell * (x + Sigmoid(value(0))) - width / 2,
+                             top = kCell * (y + Sigmoid(value(1))) - height / 2;
+                boxes.push_back({{left * view.across + view.origin.x, top * view.down + view.origin.y,
+                                  width * view.across, height * view.down},
+                                 score});
+            }
+        }
+    }
+    return boxes;
+}
+
+// The whole picture, `side` pixels long, in the middle of a square that has a margin around it if it is small: faces
+// that fill the picture are seen only with something around them.
+View ShowWhole(const FacePicture& picture, int side) {
+    const cv::Mat& source = picture.GetReduced();
+    const double factor = static_cast<double>(side) / std::max(source.cols, source.rows);
+    const int width = std::max(static_cast<int>(std::lround(source.cols * factor)), 1),
+              height = std::max(static_cast<int>(std::lround(source.rows * factor)), 1);
+    const int margin = side == kWholeSides[0] ? kCell : 0;
+    View view{cv::Mat::zeros(RoundUp(height + 2 * margin), RoundUp(width + 2 * margin), CV_8UC3), {}, 1, 1};
+    view.across = static_cast<double>(picture.GetWidth()) / width;
+    view.down = static_cast<double>(picture.GetHeight()) / height;
+    view.origin = {-margin * view.across, -margin * view.down};
+    cv::Mat shown = view.picture(cv::Rect(margin, margin, width, height));
+    cv::resize(source, shown, shown.size(), 0, 0, factor < 1 ? cv::INTER_AREA : cv::INTER_LINEAR);
+    return view;
+}
+
+// Tiles of one size that cover the reduced picture.
+struct Tiling {
+    int count, size;
+
+    explicit Tiling(int side)
+        : count(std::max((side - kTileOverlap + (kTile - kTileOverlap) / 2) / (kTile - kTileOverlap), 1)),
+          size(RoundUp((side + (count - 1) * kTileOverlap + count - 1) / count)) {}
+    int GetBegin(int tile, int side) const { return count == 1 ? 0 : std::max(side - size, 0) * tile / (count - 1); }
+};
+
+View ShowTile(const FacePicture& picture, const Tiling& columns, const Tiling& rows, int tile) {
+    const cv::Mat& source = picture.GetReduced();
+    const int left = columns.GetBegin(tile % columns.count, source.cols),
+              top = rows.GetBegin(tile / columns.count, source.rows);
+    const cv::Rect area = cv::Rect(left, top, columns.size, rows.size) & cv::Rect({0, 0}, source.size());
+    View view{cv::Mat::zeros(rows.size, columns.size, CV_8UC3), {}, 1, 1};
+    source(area).copyTo(view.picture(cv::Rect({0, 0}, area.size())));
+    view.across = static_cast<double>(picture.GetWidth()) / source.cols;
+    view.down = static_cast<double>(picture.GetHeight()) / source.rows;
+    view.origin = {left * view.across, top * view.down};
+    return view;
+}
+
+// The best ones first, and none that is of the same face as a better one.
+std::vector<FaceBox> BestOf(std::vector<FaceBox> boxes) {
+    std::sort(boxes.begin(), boxes.end(), [](const FaceBox& a, const FaceBox& b) {
+        return std::tuple(-a.score, a.box.y, a.box.x, a.box.width, a.box.height) <
+               std::tuple(-b.score, b.box.y, b.box.x, b.box.width, b.box.height);
+    });
+    std::vector<FaceBox> best;
+    std::vector<bool> isUsed(boxes.size());
+    for (std::size_t i = 0; i < boxes.size(); ++i) {
+        if (isUsed[i]) continue;
+        // Boxes are loose, each in its own way.
+        cv::Point2d from, to;
+        double weight = 0;
+        for (std::size_t k = i; k < boxes.size(); ++k) {
+            if (isUsed[k] || OverlapOf(boxes[i].box, boxes[k].box) <= kSameFace) continue;
+            isUsed[k] = true;
+            from += boxes[k].score * boxes[k].box.tl();
+            to += boxes[k].score * boxes[k].box.br();
+            weight += boxes[k].score;
+        }
+        best.push_back({{from / weight, to / weight}, boxes[i].score});
+    }
+    return best;
+}
+
+}  // namespace
+
+std::uint32_t DetectionSide(double minFace) {
+    return static_cast<std::uint32_t>(
+        std::lround(std::clamp(kSmallestFace / minFace, kWholeSides[0] * 1.0, kMaxFrameSide * 1.0)));
+}
+
+double OverlapOf(const cv::Rect2d& a, const cv::Rect2d& b) {
+    const double common = (a & b).area();
+    return common / (a.area() + b.area() - common);
+}
+
+std::vector<FaceBox> FindBoxes(const Model& detector, const FacePicture& picture, double minScore) {
+    const cv::Mat& source = picture.GetReduced();
+    const int side = std::max(source.cols, source.rows);
+    if (side < kSmallestPicture) return {};
+    std::vector<int> wholes;
+    for (const int whole : kWholeSides) {
+        if (wholes.empty() || whole <= kMaxEnlargement * side) wholes.push_back(whole);
+    }
+    const Tiling columns(source.cols), rows(source.rows);
+    const int tiles = side > wholes.back() ? columns.count * rows.count : 0;
+    const auto wholesCount = static_cast<int>(wholes.size());
+    std::vector<std::vector<FaceBox>> found(static_cast<std::size_t>(tiles + wholesCount));
+    Core::ParallelFor(found.size(), [&](std::size_t i) {
+        const Core::OnCallingThread alone;
+        const int index = static_cast<int>(i);  // tiles first: they take longest
+        const View view = index < tiles ? ShowTile(picture, columns, rows, index)
+                                        : ShowWhole(picture, wholes[i - static_cast<std::size_t>(tiles)]);
+        found[i] = BoxesIn(detector, view, minScore);
+    });
+    std::vector<FaceBox> boxes;
+    for (const std::vector<FaceBox>& some : found) boxes.insert(boxes.end(), some.begin(), some.end());
+    return BestOf(std::move(boxes));
+}
+
+double ScoreOf(const Model& detector, const FacePicture& picture, const FaceSquare& face) {
+    // At which size the detector sees a face best differs from face to face.
+    struct Look {
+        int pixels;
+        double margin;  // the square's side, of the face's
+    };
+    constexpr Look kLooks[] = {{96, 1.5}, {128, 1.7}, {160, 1.5}};
+    constexpr double kMinOverlap = 0.3, kMinScore = 0.01;
+    double best = 0;
+    for (const Look& look : kLooks) {
+        FaceSquare square = face;
+        square.side *= look.margin;
+        const double side = look.pixels / look.margin, begin = (look.pixels - side) / 2;
+        const View view{picture.Cut(square, look.pixels), {}, 1, 1};
+        for (const FaceBox& found : BoxesIn(detector, view, kMinScore)) {
+            if (OverlapOf(found.box, {begin, begin, side, side}) >= kMinOverlap) best = std::max(best, found.score);
+        }
+    }
+    return best;
+}
+
+}  // namespace Orvexa::Proc::Neural

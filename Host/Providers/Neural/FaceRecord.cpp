@@ -1,0 +1,126 @@
+#include "Host/Providers/Neural/FaceRecord.h"
+
+#include <algorithm>
+#include <cmath>
+#include <opencv2/imgproc.hpp>
+#include <optional>
+
+#include "Host/Core/Threads.h"
+
+namespace Orvexa::Proc::Neural {
+
+namespace {
+
+constexpr double kRectangleMargin = 0.1;  // on each side, of the points' width and height
+
+// Pupils are looked for in a square around the eye, of so many pixels.
+constexpr int kEyeSize = 48;
+constexpr double kEyeMargin = 1.3;    // the square's side, of the eye's width
+constexpr double kMinEye = 8;         // pixels; the width of an eye in which a pupil can be found
+constexpr double kMinOpening = 0.16;  // of an eye, of its width; almost closed ones show no pupil
+// Of the dark disc: pupil and iris, 11.7 mm across in an opening of about 30 mm (11.7 / 30 / 2 = 0.195), and what of it
+// lids and light eyes leave.
+constexpr double kRadii[] = {0.12, 0.155, 0.19, 0.225};  // of the eye's width
+constexpr double kMinShown = 0.6;                        // of the disc, inside the eye's contour
+constexpr double kMinContrast = 12;                      // levels between the disc and the rest of the eye
+
+struct Disc {
+    cv::Point2d center;
+    double radius = 0, contrast = 0;
+};
+
+// The disc that is darkest against the rest of the eye.
+Disc FindDisc(const cv::Mat& luma, const cv::Mat& eye) {
+    double eyeSum = 0, eyeCount = 0;
+    for (int y = 0; y < kEyeSize; ++y) {
+        for (int x = 0; x < kEyeSize; ++x) {
+            if (eye.at<std::uint8_t>(y, x) == 0) continue;
+            eyeSum += luma.at<std::uint8_t>(y, x);
+            ++eyeCount;
+        }
+    }
+    Disc best;
+    for (const double part : kRadii) {
+        const double radius = part * kEyeSize / kEyeMargin;
+        const int reach = static_cast<int>(radius);
+        for (int y = reach; y < kEyeSize - reach; ++y) {
+            for (int x = reach; x < kEyeSize - reach; ++x) {
+                if (eye.at<std::uint8_t>(y, x) == 0) continue;
+                double sum = 0, count = 0, all = 0;
+                for (int v = -reach; v <= reach; ++v) {
+                    for (int u = -reach; u <= reach; ++u) {
+                        if (u * u + v * v > radius * radius) continue;
+                        ++all;
+                        if (eye.at<std::uint8_t>(y + v, x + u) == 0) continue;
+                        sum += luma.at<std::uint8_t>(y + v, x + u);
+                        ++count;
+                    }
+                }
+                if (count < kMinShown * all || count >= eyeCount) continue;
+                // A larger disc of the same contrast is the better one: a pupil is the middle of its iris.
+                const double contrast = ((eyeSum - sum) / (eyeCount - count) - sum / count) * std::sqrt(part);
+                if (contrast > best.contrast) best = {{x + 0.5, y + 0.5}, radius, contrast};
+            }
+        }
+    }
+    best.contrast /= best.radius > 0 ? std::sqrt(best.radius * kEyeMargin / kEyeSize) : 1;
+    return best;
+}
+
+std::optional<cv::Point2d> FindPupil(const Landmarks& points, const LandmarkRange& range, const FacePicture& picture) {
+    // Corners are the first and the fourth point, lids the others.
+    const cv::Point2d *eye = &points[range.begin], across = eye[3] - eye[0];
+    const double width = cv::norm(across);
+    const double opening = (cv::norm(eye[1] - eye[5]) + cv::norm(eye[2] - eye[4])) / 2;
+    if (width < kMinEye || opening < kMinOpening * width) return {};
+    const FaceSquare square{MeanOf(points, range), kEyeMargin * width, std::atan2(across.y, across.x)};
+    cv::Mat luma;
+    cv::cvtColor(picture.Cut(square, kEyeSize), luma, cv::COLOR_RGB2GRAY);
+    std::vector<cv::Point> contour;
+    const double cosine = std::cos(square.angle), sine = std::sin(square.angle), scale = kEyeSize / square.side;
+    for (std::size_t i = range.begin; i < range.end; ++i) {
+        const cv::Point2d offset = points[i] - square.center;
+        contour.emplace_back(cvFloor((offset.x * cosine + offset.y * sine) * scale + kEyeSize / 2.0),
+                             cvFloor((offset.y * cosine - offset.x * sine) * scale + kEyeSize / 2.0));
+    }
+    cv::Mat mask = cv::Mat::zeros(kEyeSize, kEyeSize, CV_8U);
+    cv::fillPoly(mask, std::vector<std::vector<cv::Point>>{contour}, 255);
+    const Disc disc = FindDisc(luma, mask);
+    if (disc.contrast < kMinContrast) return {};
+    return square.At(disc.center / kEyeSize);
+}
+
+// The pixel that a position is in, or the nearest one.
+Point<int> PixelOf(const cv::Point2d& position, const FacePicture& picture) {
+    return {static_cast<int>(std::clamp(std::floor(position.x), 0.0, picture.GetWidth() - 1.0)),
+            static_cast<int>(std::clamp(std::floor(position.y), 0.0, picture.GetHeight() - 1.0))};
+}
+
+}  // namespace
+
+Face MakeFace(const FoundFace& found, const FacePicture& picture) {
+    const Core::OnCallingThread alone;
+    const auto contour = [&](const LandmarkRange& range) {
+        Contour line;
+        for (std::size_t i = range.begin; i < range.end; ++i) line.push_back(PixelOf(found.points[i], picture));
+        return line;
+    };
+    const auto pair = [&](const LandmarkRange(&ranges)[2]) {
+        return Face::ContourPair{FaceItemBase(contour(ranges[0])), FaceItemBase(contour(ranges[1]))};
+    };
+    const std::optional<cv::Point2d> first = FindPupil(found.points, kEyePoints[0], picture),
+                                     second = FindPupil(found.points, kEyePoints[1], picture);
+    const bool hasPupils = first && second;
+    const auto eye = [&](std::size_t i, const std::optional<cv::Point2d>& pupil) {
+        return Eye(contour(kEyePoints[i]), hasPupils ? PixelOf(*pupil, picture) : Pupil());
+    };
+    const cv::Rect2d bounds = BoundsOf(found.points);
+    const cv::Point2d margin(kRectangleMargin * bounds.width, kRectangleMargin * bounds.height);
+    const Point<int> topLeft = PixelOf(bounds.tl() - margin, picture), last = PixelOf(bounds.br() + margin, picture);
+    return Face(Outline(contour(kOutlinePoints)), pair(kBrowPoints), pair(kNosePoints),
+                Eyes(eye(0, first), eye(1, second), hasPupils),
+                Mouth(FaceItemBase(contour(kOuterMouthPoints)), FaceItemBase(contour(kInnerMouthPoints))),
+                {topLeft, {last.x + 1, last.y + 1}}, found.score);
+}
+
+}  // namespace Orvexa::Proc::Neural

@@ -1,0 +1,177 @@
+#include "Host/Providers/Neural/NetStore.h"
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <list>
+#include <map>
+#include <mutex>
+#include <opencv2/core/utils/logger.hpp>
+#include <opencv2/dnn.hpp>
+#include <vector>
+
+#include "Host/Core/Threads.h"
+
+namespace Orvexa::Proc::Neural {
+
+namespace {
+
+using Shape = cv::dnn::MatShape;
+
+// A file as it is now: an exchanged one is read again.
+struct Stamp {
+    Core::ioPath file;
+    std::filesystem::file_time_type time;
+    std::uintmax_t size = 0;
+    bool operator==(const Stamp&) const = default;
+};
+
+// A complaint of OpenCV or of the libraries below it, its first line.
+std::string ReasonOf(const std::exception& exception) {
+    const auto* fromOpenCv = dynamic_cast<const cv::Exception*>(&exception);
+    const std::string text = fromOpenCv != nullptr ? fromOpenCv->err : exception.what();
+    const std::size_t begin = text.starts_with("> ") ? 2 : 0;
+    return text.substr(begin, text.find('\n') - begin);
+}
+
+Stamp StampOf(const Core::ioPath& file) {
+    std::error_code error;
+    Stamp stamp{std::filesystem::absolute(file, error).lexically_normal(),
+                std::filesystem::last_write_time(file, error), std::filesystem::file_size(file, error)};
+    if (error) Throw("The model file " + file.string() + " cannot be read: " + error.message());
+    return stamp;
+}
+
+cv::dnn::Net ReadNet(const Core::ioPath& file) {
+    std::ifstream stream(file, std::ios::binary);
+    const std::vector<char> bytes(std::istreambuf_iterator<char>(stream), {});
+    const std::string expected =
+        "The model file " + file.string() + " cannot be loaded, it must be an ONNX model with one output";
+    if (bytes.empty()) Throw(expected + ": it is empty");
+    cv::dnn::Net net;
+    std::size_t outputs = 0;
+    try {
+        net = cv::dnn::readNetFromONNX(bytes.data(), bytes.size());
+        outputs = net.empty() ? 0 : net.getUnconnectedOutLayers().size();
+    } catch (const std::exception& exception) {
+        Throw(expected + ": " + ReasonOf(exception));
+    }
+    if (outputs != 1) Throw(expected + ": it has " + std::to_string(outputs));
+    net.setPreferableBackend(cv::dnn::DNN_BACKEND_OPENCV);
+    net.setPreferableTarget(cv::dnn::DNN_TARGET_CPU);
+    return net;
+}
+
+// A network that nobody runs now. One that has run goes on with inputs of the same shape only: when the shape changes,
+// OpenCV 4.6 merges additions into transposed convolutions once more, and buffers would be made again, too.
+struct Idle {
+    Stamp stamp;
+    cv::dnn::Net net;
+    Shape shape;  // empty if it has not run
+    std::size_t bytes = 0;
+};
+
+// The memory that a network holds: weights, a second time as OpenCV arranges them for its loops, and layers' results.
+std::size_t BytesOf(const cv::dnn::Net& net, const Stamp& stamp, const Shape& shape) {
+    std::size_t weights = stamp.size, results = 0;
+    try {
+        net.getMemoryConsumption(shape, weights, results);
+    } catch (const cv::Exception&) {
+        results = weights;  // a layer that cannot tell
+    }
+    return 2 * weights + results;
+}
+
+class Store {
+public:
+    static Store& Get() {
+        static Store store;
+        return store;
+    }
+
+    Idle Take(const Stamp& stamp, const Shape& shape) {
+        {
+            const std::lock_guard lock(mutex_);
+            idle_.remove_if([&](const Idle& idle) { return idle.stamp.file == stamp.file && idle.stamp != stamp; });
+            const auto found = std::find_if(idle_.begin(), idle_.end(), [&](const Idle& idle) {
+                return idle.stamp == stamp && (idle.shape.empty() || idle.shape == shape);
+            });
+            if (found != idle_.end()) {
+                Idle taken = std::move(*found);
+                idle_.erase(found);
+                return taken;
+            }
+        }
+        return {stamp, ReadNet(stamp.file), {}, 0};
+    }
+
+    bool Has(const Stamp& stamp) {
+        const std::lock_guard lock(mutex_);
+        return std::any_of(idle_.begin(), idle_.end(), [&](const Idle& idle) { return idle.stamp == stamp; });
+    }
+
+    // When there are too many, networks of the file that takes most go, the least recently used first: the many shapes
+    // of a network that is quick to read shall not push out one that takes long.
+    void Put(Idle&& idle) {
+        const std::lock_guard lock(mutex_);
+        idle_.push_front(std::move(idle));
+        while (true) {
+            std::map<Core::ioPath, std::size_t> bytes;
+            std::size_t all = 0;
+            for (const Idle& each : idle_) {
+                bytes[each.stamp.file] += each.bytes;
+                all += each.bytes;
+            }
+            if (all <= kMaxBytes) break;
+            const auto largest = std::max_element(bytes.begin(), bytes.end(),
+                                                  [](const auto& a, const auto& b) { return a.second < b.second; });
+            const auto oldest = std::find_if(idle_.rbegin(), idle_.rend(),
+                                             [&](const Idle& each) { return each.stamp.file == largest->first; });
+            idle_.erase(std::next(oldest).base());
+        }
+    }
+
+private:
+    // Errors are reported as exceptions.
+    Store() { cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT); }
+
+    static constexpr std::size_t kMaxBytes = std::size_t{256} << 20;  // of the idle ones
+
+    std::mutex mutex_;
+    std::list<Idle> idle_;  // most recently used first
+};
+
+}  // namespace
+
+std::string ShapeOf(const cv::Mat& blob) {
+    std::string shape;
+    for (int i = 0; i < blob.dims; ++i) shape += (i == 0 ? "" : " x ") + std::to_string(blob.size[i]);
+    return shape;
+}
+
+void LoadNet(const Core::ioPath& file) {
+    const Stamp stamp = StampOf(file);
+    if (Store::Get().Has(stamp)) return;
+    Store::Get().Put({stamp, ReadNet(file), {}, 2 * stamp.size});
+}
+
+cv::Mat RunNet(const Core::ioPath& file, const cv::Mat& input) {
+    const Core::OnCallingThread alone;
+    const Shape shape(input.size.p, input.size.p + input.dims);
+    Idle idle = Store::Get().Take(StampOf(file), shape);
+    cv::Mat output;
+    try {
+        idle.net.setInput(input);
+        idle.net.forward().convertTo(output, CV_32F);  // a copy: the network keeps its own
+    } catch (const std::exception& exception) {
+        Throw("The model " + file.string() + " cannot take an input of " + ShapeOf(input) + ": " + ReasonOf(exception));
+    }
+    if (idle.shape.empty()) {
+        idle.shape = shape;
+        idle.bytes = BytesOf(idle.net, idle.stamp, shape);
+    }
+    Store::Get().Put(std::move(idle));
+    return output;
+}
+
+}  // namespace Orvexa::Proc::Neural
