@@ -136,8 +136,8 @@ private:
         const double dx = first.x - center.x, dy = first.y - center.y;
         const double radius = std::sqrt(dx * dx + dy * dy);
         const auto draw = [&](double width, double height, const Color& label) {
-            SettingsEffectDrawShape ellipse(center, static_cast<int>(radius * width),
-                                            static_cast<int>(radius * height), label);
+            SettingsEffectDrawShape ellipse(center, static_cast<int>(radius * width), static_cast<int>(radius * height),
+                                            label);
             ellipse.SetAngle(AngleOf(face.GetEyes()));
             ellipse.SetStartAngle(kStartAngle);
             ellipse.SetEndAngle(kEndAngle);
