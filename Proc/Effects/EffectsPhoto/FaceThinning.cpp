@@ -11,8 +11,8 @@
 #include "Host/Settings/Photo/SettingsEffectFaceThinning.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
 #include "Proc/Effects/EffectsPhoto/FaceThinning/Bands.h"
+#include "Proc/Effects/EffectsPhoto/FaceThinning/Power.h"
 #include "Proc/Effects/EffectsPhoto/FaceThinning/Quadrilateral.h"
-#include "Proc/Effects/EffectsPhoto/Shared/Arithmetic.h"
 #include "Proc/Effects/EffectsPhoto/Shared/FormatConverter.h"
 #include "Proc/Effects/EffectsPhoto/Shared/Patches.h"
 #include "Proc/Effects/EffectsPhoto/Shared/Rectangles.h"
@@ -46,6 +46,74 @@ Quadrilateral Relative(BandCorners corners, const CropInfo& box) {
     return Quadrilateral(corners);
 }
 
+// A position rounded half away from zero, and whether any position up to `error` away gives the same.
+struct Rounded {
+    static constexpr double kFarthest = 1 << 30;
+
+    Rounded(double position, double error) {
+        const bool isNumber = std::abs(position) < kFarthest;
+        const double number = isNumber ? position : 0.0;
+        const double raised = number + (number < 0.0 ? -0.5 : 0.5);
+        value = static_cast<int>(raised);
+        const double rest = std::abs(raised - value);
+        isSure = isNumber & (rest > error) & (rest < 1.0 - error);
+    }
+
+    int value;
+    bool isSure;
+};
+
+// Where the pixels of a band come from.
+class Bend {
+public:
+    Bend(const Quadrilateral& shape, const Thinning::Power& power)
+        : shape_(shape), power_(power), error_(shape.GetSpan() * Thinning::Power::kError + kRounding) {}
+
+    // Positions of a row's pixels, of which the marked ones are bent.
+    void FillRow(int y, int columns, const std::uint8_t* marks, float* sourceX, float* sourceY) {
+        for (int x = 0; x < columns; ++x) sourceX[x] = static_cast<float>(x);
+        std::fill(sourceY, sourceY + columns, static_cast<float>(y));
+        for (int x = 0; x < columns; ++x) {
+            if (marks[x] == 0) continue;
+            const int first = x;
+            while (x < columns && marks[x] != 0) ++x;
+            BendRun(first, y, x - first, sourceX + first, sourceY + first);
+        }
+    }
+
+private:
+    static constexpr double kRounding = 1e-9;  // of the positions' own arithmetic
+
+    void BendRun(int x, int y, int count, float* sourceX, float* sourceY) {
+        const auto size = static_cast<std::size_t>(count);
+        for (auto* const values : {&u_, &v_, &bentV_}) values->resize(std::max(values->size(), size));
+        isSure_.resize(std::max(isSure_.size(), size));
+        shape_.CoordinatesOfRow(x, y, count, u_.data(), v_.data());
+        for (std::size_t i = 0; i < size; ++i) bentV_[i] = power_.Nearly(v_[i]);
+        for (std::size_t i = 0; i < size; ++i) {
+            const auto [nearX, nearY] = shape_.PointAt(u_[i], bentV_[i]);
+            const Rounded fromX(nearX, error_), fromY(nearY, error_);
+            sourceX[i] = static_cast<float>(fromX.value);
+            sourceY[i] = static_cast<float>(fromY.value);
+            isSure_[i] = fromX.isSure & fromY.isSure;
+        }
+        for (std::size_t i = 0; i < size; ++i) {
+            if (isSure_[i] != 0) continue;
+            const auto [exactX, exactY] = shape_.PointAt(u_[i], power_.Exactly(v_[i]));
+            const bool isNumber = std::abs(exactX) < Rounded::kFarthest && std::abs(exactY) < Rounded::kFarthest;
+            sourceX[i] = static_cast<float>(isNumber ? Rounded(exactX, 0.0).value : x + static_cast<int>(i));
+            sourceY[i] = static_cast<float>(isNumber ? Rounded(exactY, 0.0).value : y);
+        }
+    }
+
+    const Quadrilateral& shape_;
+    const Thinning::Power& power_;
+    double error_;
+    // Of a run's pixels.
+    std::vector<double> u_, v_, bentV_;
+    std::vector<std::int64_t> isSure_;  // as wide as the others, for the compiler's sake
+};
+
 // A piece of the picture, bent, and which of its pixels lie in the band.
 struct Band {
     CropInfo box;
@@ -62,12 +130,13 @@ private:
         if (frame->GetPixFmt() == PixFmt::Pal8) converter_.Convert(frame, PixFmt::Rgba);  // bent colours are new ones
         const PixFmt pixFmt = frame->GetPixFmt();
         converter_.Prepare(pixFmt);
+        const Thinning::Power power(1.0 - settings_.GetStrength() * kExponentGain);
         // All bands are bent before the first is written back: each shows the picture as it was.
         std::vector<Band> bands;
         for (const BandCorners& corners :
              Thinning::BandsAlong(settings_.GetOutline().GetContour(), frame->GetFrameInfo())) {
             const CropInfo box = Shared::AlignedToChroma(BoxOf(corners, frame->GetFrameInfo()), pixFmt);
-            if (!Shared::IsEmpty(box)) bands.push_back(Bent(*frame, box, Relative(corners, box)));
+            if (!Shared::IsEmpty(box)) bands.push_back(Bent(*frame, box, Relative(corners, box), power));
         }
         if (bands.empty()) return;
         MakeWritable(frame);
@@ -77,33 +146,19 @@ private:
         }
     }
 
-    Band Bent(const IDataVideo& frame, const CropInfo& box, const Quadrilateral& shape) {
+    Band Bent(const IDataVideo& frame, const CropInfo& box, const Quadrilateral& shape, const Thinning::Power& power) {
         const int width = static_cast<int>(box.right - box.left), height = static_cast<int>(box.bottom - box.top);
         Band band{box, Shared::ViewOf(frame, box), {}};
         band.marks.resize(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
         const auto marksOf = [&band, width](int y) { return &band.marks[static_cast<std::size_t>(y) * width]; };
         for (int y = 0; y < height; ++y) shape.MarkRow(y, width, marksOf(y));
-        remapping_.SetRowFunction([&, this](int y, int columns, float* sourceX, float* sourceY) {
-            FillRow(shape, y, columns, marksOf(y), sourceX, sourceY);
-        });
+        remapping_.SetRowFunction(
+            [&marksOf, bend = Bend(shape, power)](int y, int columns, float* sourceX, float* sourceY) mutable {
+                bend.FillRow(y, columns, marksOf(y), sourceX, sourceY);
+            });
         remapper_->SetSettings(remapping_);
         remapper_->ProcessData(band.patch);
         return band;
-    }
-
-    void FillRow(const Quadrilateral& shape, int y, int columns, const std::uint8_t* marks, float* sourceX,
-                 float* sourceY) const {
-        const double exponent = 1.0 - settings_.GetStrength() * kExponentGain;
-        for (int x = 0; x < columns; ++x) {
-            sourceX[x] = static_cast<float>(x);
-            sourceY[x] = static_cast<float>(y);
-            if (marks[x] == 0) continue;
-            const auto [u, v] = shape.CoordinatesOf(x, y);
-            const auto [fromX, fromY] = shape.PointAt(u, std::pow(std::max(v, 0.0), exponent));
-            if (!std::isfinite(fromX) || !std::isfinite(fromY)) continue;
-            sourceX[x] = static_cast<float>(Shared::RoundHalfAway(fromX));
-            sourceY[x] = static_cast<float>(Shared::RoundHalfAway(fromY));
-        }
     }
 
     OneInputPtr remapper_ = CreateOneInput<SettingsEffectRemapping>();

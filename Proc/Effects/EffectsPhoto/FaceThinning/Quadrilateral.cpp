@@ -1,6 +1,9 @@
 #include "Proc/Effects/EffectsPhoto/FaceThinning/Quadrilateral.h"
 
+#include <algorithm>
 #include <cmath>
+#include <limits>
+#include <tuple>
 
 namespace Orvexa::Proc::Thinning {
 
@@ -19,7 +22,7 @@ unsigned TriangleOf(const Point<int>& a, const Point<int>& b, const Point<int>& 
     return Magnitude(Cross(Subtract(a.x, c.x), Subtract(a.y, c.y), Subtract(b.x, c.x), Subtract(b.y, c.y)));
 }
 
-bool IsWithin(double value) { return value >= -kTolerance && value <= 1.0 + kTolerance; }
+bool IsWithin(double value) { return (value >= -kTolerance) & (value <= 1.0 + kTolerance); }
 bool AreWithin(const std::pair<double, double>& place) { return IsWithin(place.first) && IsWithin(place.second); }
 
 // By how far coordinates leave 0..1, squared.
@@ -70,16 +73,24 @@ void Quadrilateral::MarkRow(int y, int width, std::uint8_t* marks) const {
     }
 }
 
-std::pair<double, double> Quadrilateral::CoordinatesOf(int x, int y) const {
+double Quadrilateral::GetSpan() const {
+    const auto sum = [](int a, int b) { return std::abs(static_cast<double>(a)) + std::abs(static_cast<double>(b)); };
+    return std::max(sum(bx_, cx_), sum(by_, cy_));
+}
+
+Quadrilateral::Equation Quadrilateral::EquationAt(int x, int y) const {
     const int dx = Subtract(x, origin_.x), dy = Subtract(y, origin_.y);
     const int e = Cross(dx, dy, cx_, cy_);
+    return {e, Add(Add(Multiply(cx_, e), Multiply(k0_, bx_)), Multiply(ax_, k1_)),
+            Subtract(Multiply(ax_, e), Multiply(dx, k0_))};
+}
+
+std::pair<double, double> Quadrilateral::CoordinatesOf(int x, int y) const {
+    const auto [e, b, q] = EquationAt(x, y);
     if (k0_ != 0 && k1_ != 0) {
-        const int a = Multiply(cx_, k1_);
-        const int b = Add(Add(Multiply(cx_, e), Multiply(k0_, bx_)), Multiply(ax_, k1_));
-        const int q = Add(Multiply(Subtract(origin_.x, x), k0_), Multiply(ax_, e));
-        const double root = std::sqrt(static_cast<double>(b) * b - 4.0 * a * q);
-        const auto placeAt = [&](double v) {
-            return std::pair(static_cast<double>(e) / k0_ + static_cast<double>(k1_) / k0_ * v, v);
+        const double a = Multiply(cx_, k1_), root = std::sqrt(static_cast<double>(b) * b - 4.0 * a * q);
+        const auto placeAt = [&, offset = e](double v) {
+            return std::pair(static_cast<double>(offset) / k0_ + static_cast<double>(k1_) / k0_ * v, v);
         };
         const auto first = placeAt((root - b) / (2.0 * a));
         if (AreWithin(first)) return first;
@@ -87,6 +98,7 @@ std::pair<double, double> Quadrilateral::CoordinatesOf(int x, int y) const {
         if (AreWithin(second)) return second;
         return ExcessOf(first) < ExcessOf(second) ? first : second;
     }
+    const int dx = Subtract(x, origin_.x), dy = Subtract(y, origin_.y);
     if (k0_ != 0) {
         const int above = Subtract(Multiply(dy, k0_), Multiply(e, ay_)),
                   below = Add(Multiply(cy_, e), Multiply(k0_, by_));
@@ -99,6 +111,28 @@ std::pair<double, double> Quadrilateral::CoordinatesOf(int x, int y) const {
     }
     const double determinant = Cross(ax_, ay_, bx_, by_);
     return {Cross(dx, dy, bx_, by_) / determinant, Cross(ax_, ay_, dx, dy) / determinant};
+}
+
+void Quadrilateral::CoordinatesOfRow(int x, int y, int count, double* u, double* v) const {
+    // The usual case several points at a time: without branches, and with coefficients that change by a constant from
+    // point to point. What it does not decide is left as not a number.
+    const bool isQuadratic = k0_ != 0 && k1_ != 0;
+    const Equation first = EquationAt(x, y);
+    const int eStep = cy_, bStep = Multiply(cx_, cy_), qStep = Subtract(Multiply(ax_, cy_), k0_);
+    const double a = Multiply(cx_, k1_), k0 = k0_, slope = static_cast<double>(k1_) / k0_;
+    for (int i = 0; i < (isQuadratic ? count : 0); ++i) {
+        const double e = Add(first.e, Multiply(eStep, i)), b = Add(first.b, Multiply(bStep, i)),
+                     q = Add(first.q, Multiply(qStep, i));
+        const double root = std::sqrt(b * b - 4.0 * a * q);
+        const double v1 = (root - b) / (2.0 * a), v2 = (-b - root) / (2.0 * a);
+        const double u1 = e / k0 + slope * v1, u2 = e / k0 + slope * v2;
+        const bool isFirst = IsWithin(u1) & IsWithin(v1), isSecond = IsWithin(u2) & IsWithin(v2);
+        u[i] = isFirst ? u1 : u2;
+        v[i] = isFirst ? v1 : isSecond ? v2 : std::numeric_limits<double>::quiet_NaN();
+    }
+    for (int i = 0; i < count; ++i) {
+        if (!isQuadratic || std::isnan(v[i])) std::tie(u[i], v[i]) = CoordinatesOf(x + i, y);
+    }
 }
 
 }  // namespace Orvexa::Proc::Thinning

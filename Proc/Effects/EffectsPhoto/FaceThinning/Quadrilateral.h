@@ -26,6 +26,8 @@ public:
 
     /// The coordinates u and v of a point inside; not a number where there are none.
     std::pair<double, double> CoordinatesOf(int x, int y) const;
+    /// The same for `count` points from (x, y) to the right.
+    void CoordinatesOfRow(int x, int y, int count, double* u, double* v) const;
 
     /// The point with the given coordinates.
     std::pair<double, double> PointAt(double u, double v) const {
@@ -33,7 +35,16 @@ public:
         return {origin_.x + ax_ * u + bx_ * v + cx_ * uv, origin_.y + ay_ * u + by_ * v + cy_ * uv};
     }
 
+    /// By how much a coordinate of `PointAt` changes with v, at most.
+    double GetSpan() const;
+
 private:
+    // What of the quadratic equation a v^2 + b v + q = 0 depends on the point, and k0 u - k1 v.
+    struct Equation {
+        int e, b, q;
+    };
+    Equation EquationAt(int x, int y) const;
+
     std::array<Point<int>, 4> corners_;
     Point<int> origin_;                // p0
     int ax_, ay_, bx_, by_, cx_, cy_;  // A, B and C
