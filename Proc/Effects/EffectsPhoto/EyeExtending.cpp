@@ -6,6 +6,7 @@
 #include <array>
 #include <cmath>
 #include <optional>
+#include <tuple>
 #include <utility>
 
 #include "Host/Settings/Common/SettingsEffectRemapping.h"
@@ -77,6 +78,23 @@ public:
         return {r > kReach ? x : sourceX, r > kReach ? y : sourceY};
     }
 
+    // The pixels of a row that may be moved, from `first` to before `end`; the others certainly stay.
+    struct Span {
+        int first, end;
+    };
+    Span SpanOf(int y, int width) const {
+        constexpr double kBeyondReach = 1.001 * kReach;
+        const double c = eye_.cosine / eye_.along, s = eye_.sine / eye_.along, d = eye_.cosine / eye_.across,
+                     t = eye_.sine / eye_.across, dy = y - eye_.centerY;
+        // r^2 = square dx^2 + 2 linear dx + rest
+        const double square = c * c + t * t, linear = (c * s - d * t) * dy, rest = (s * s + d * d) * dy * dy;
+        const double discriminant = linear * linear - square * (rest - kBeyondReach * kBeyondReach);
+        if (!(discriminant > 0.0)) return {0, 0};
+        const double middle = eye_.centerX - linear / square, half = std::sqrt(discriminant) / square;
+        const auto clip = [width](double x) { return static_cast<int>(std::clamp<double>(x, 0, width)); };
+        return {clip(middle - half), clip(middle + half + 1.0)};
+    }
+
 private:
     static float FactorAt(float r, float whole) {
         const float fading = whole + (1.0f - whole) * (r - kWhole) / (kReach - kWhole);
@@ -132,8 +150,20 @@ private:
         FramePtr patch = Shared::ViewOf(*frame, box);
         eye.centerX -= static_cast<float>(box.left);
         eye.centerY -= static_cast<float>(box.top);
-        remapper_->SetSettings(SettingsEffectRemapping([magnifier = Magnifier(eye, settings_.GetStrength())](
-                                                           float x, float y) { return magnifier.SourceOf(x, y); }));
+        SettingsEffectRemapping remapping;
+        remapping.SetRowFunction([shared = Magnifier(eye, settings_.GetStrength())](int y, int width, float* sourceX,
+                                                                                    float* sourceY) {
+            const Magnifier magnifier = shared;  // which the positions cannot overwrite
+            const auto [first, end] = magnifier.SpanOf(y, width);
+            for (int x = 0; x < width; ++x) sourceX[x] = static_cast<float>(x);
+            std::fill(sourceY, sourceY + width, static_cast<float>(y));
+            for (int x = first; x < end; ++x) {
+                const std::pair<float, float> source = magnifier.SourceOf(static_cast<float>(x), static_cast<float>(y));
+                sourceX[x] = source.first;
+                sourceY[x] = source.second;
+            }
+        });
+        remapper_->SetSettings(remapping);
         remapper_->ProcessData(patch);
         converter_.Convert(patch, frame->GetPixFmt());
         CopyDataVideo(patch, frame, static_cast<int>(box.left), static_cast<int>(box.top));
