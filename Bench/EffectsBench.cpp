@@ -115,5 +115,6 @@ int main(int argc, char** argv) {
     Orvexa::Bench::AddConvolution();
     Orvexa::Bench::AddTone();
     Orvexa::Bench::AddStylise();
+    Orvexa::Bench::AddFaces();
     return Orvexa::Bench::RunPairs(argc, argv);
 }

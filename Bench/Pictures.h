@@ -24,8 +24,9 @@ FramePtr Photograph(const AllocatorPtr& allocator, PixFmt pixFmt);
 /// Plane 0 as a matrix that shares its memory.
 cv::Mat View(const FramePtr& frame, int type);
 
-/// The benchmarks of the tone effects, and of blurs, stylise filters, warps and tiling.
+/// The benchmarks of the tone effects, of blurs, stylise filters, warps and tiling, and of the face effects.
 void AddTone();
 void AddStylise();
+void AddFaces();
 
 }  // namespace Orvexa::Bench

@@ -4,14 +4,18 @@
 // Two forms. A picture with a grey seed mask: what equals the foreground or the background value is certain, the rest
 // is probably background; the picture is replaced by a mask of both values. A grey frame of labels, 0 background, 1
 // foreground, 2 probably background, 3 probably foreground, with a picture in colour: the labels are overwritten with 0
-// or 255.
+// or 255. Cuts cost seconds a megapixel, so that labels of a large area are cut on a smaller scale; a guided filter
+// brings the edge back to the picture's own edges.
 
+#include <algorithm>
+#include <cmath>
 #include <opencv2/imgproc.hpp>
 
 #include "Host/Conf/PixFmtDescription.h"
 #include "Host/Effects/ConvertPixFmt.h"
 #include "Host/Effects/HostEffect.h"
 #include "Host/Effects/Mats.h"
+#include "Host/Settings/Common/SettingsEffectGuidedFilter.h"
 #include "Host/Settings/Photo/SettingsEffectSegmentation.h"
 
 namespace Orvexa::Proc {
@@ -19,6 +23,9 @@ namespace {
 
 constexpr int kIterations = 5;
 constexpr std::uint8_t kLabelForeground = 255, kLabelBackground = 0;
+constexpr int kLongestSide = 320;       // pixels, of labels that are cut
+constexpr double kReachOfEdge = 2.0;    // pixels of the smaller scale in which an edge is looked for
+constexpr double kEdgeContrast = 0.02;  // of the range of luma: what counts as one
 
 bool IsForeground(std::uint8_t label) { return (label & 1) != 0; }
 
@@ -77,11 +84,47 @@ private:
 
     void CutByLabels(const Plane& labels, const IDataVideo& picture) const {
         for (std::uint64_t y = 0; y < labels.GetHeight(); ++y) {
+            const std::uint8_t* const row = labels.GetRow(y);
+            if (std::any_of(row, row + labels.GetWidth(), [](std::uint8_t label) { return label > cv::GC_PR_FGD; }))
+                Throw("Segmentation labels must be 0..3!");
+        }
+        const FrameInfo& info = picture.GetFrameInfo();
+        const double scale = static_cast<double>(std::max(info.width, info.height)) / kLongestSide;
+        if (scale > 1.0) {
+            CutReduced(labels, picture, scale);
+        } else {
+            CutLabels(labels, picture, kLabelForeground, kLabelBackground);
+        }
+    }
+
+    void CutReduced(const Plane& labels, const IDataVideo& picture, double scale) const {
+        const auto reduced = [&](std::uint32_t side) {
+            return std::max(static_cast<int>(std::lround(side / scale)), 1);
+        };
+        const FrameInfo& info = picture.GetFrameInfo();
+        const cv::Size size(reduced(info.width), reduced(info.height));
+        cv::Mat colors, cut;
+        cv::resize(AsMat(std::as_const(*InFormat(ConstFramePtr(&picture), PixFmt::Bgr24, allocator_)).GetPlane(0)),
+                   colors, size, 0, 0, cv::INTER_AREA);
+        cv::resize(AsMat(ConstPlane(labels)), cut, size, 0, 0, cv::INTER_NEAREST);
+        Cut(colors, cut);
+        cut = (cut & 1) * 255;
+
+        FramePtr smooth = NewFrame(allocator_, PixFmt::Gray8, info);
+        cv::Mat enlarged = AsMat(smooth->GetPlane(0));
+        cv::resize(cut, enlarged, enlarged.size(), 0, 0, cv::INTER_LINEAR);
+        SettingsEffectGuidedFilter toEdges;
+        toEdges.SetRadius(static_cast<int>(std::ceil(scale * kReachOfEdge)));
+        toEdges.SetEpsilon(kEdgeContrast * kEdgeContrast);
+        CreateTwoInput(toEdges)->ProcessData(smooth, ConstFramePtr(&picture));
+        for (std::uint64_t y = 0; y < labels.GetHeight(); ++y) {
+            std::uint8_t* const row = labels.GetRow(y);
+            const std::uint8_t* const level = smooth->GetPlane(0).GetRow(y);
             for (std::uint64_t x = 0; x < labels.GetWidth(); ++x) {
-                if (labels.GetRow(y)[x] > cv::GC_PR_FGD) Throw("Segmentation labels must be 0..3!");
+                const bool isCertain = row[x] == cv::GC_FGD || row[x] == cv::GC_BGD;
+                row[x] = (isCertain ? IsForeground(row[x]) : level[x] > 127) ? kLabelForeground : kLabelBackground;
             }
         }
-        CutLabels(labels, picture, kLabelForeground, kLabelBackground);
     }
 
     void CutLabels(const Plane& labels, const IDataVideo& picture, std::uint8_t foreground,

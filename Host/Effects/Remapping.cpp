@@ -18,22 +18,29 @@ namespace {
 constexpr int kBlockRows = 16, kBlockColumns = 2048;
 constexpr int kMaxSourceSide = 32766;  // cv::remap counts in 16 bits
 
-// Bounds of positions, which are clamped to one sample around the source at the same time. What is not a number goes to
-// the first sample.
-struct Bounds {
-    int first, end;
-};
-Bounds ClampPositions(cv::Mat& positions, int sourceSide) {
-    // Floats that are not negative are ordered like their bits, whose extremes are found several at a time.
-    std::int32_t low = std::numeric_limits<std::int32_t>::max(), high = 0;
+// Clamps positions to the source. What is not a number goes to the first sample.
+void ClampPositions(cv::Mat& positions, int sourceSide) {
     const float last = static_cast<float>(sourceSide - 1);
     for (int y = 0; y < positions.rows; ++y) {
         float* row = positions.ptr<float>(y);
         for (int x = 0; x < positions.cols; ++x) {
             const float positive = row[x] > 0.0f ? row[x] : 0.0f;
-            const float value = positive < last ? positive : last;
-            row[x] = value;
-            const auto bits = std::bit_cast<std::int32_t>(value);
+            row[x] = positive < last ? positive : last;
+        }
+    }
+}
+
+// The samples that clamped positions lie between.
+struct Bounds {
+    int first, end;
+};
+Bounds BoundsOf(const cv::Mat& positions, int sourceSide) {
+    // Floats that are not negative are ordered like their bits, whose extremes are found several at a time.
+    std::int32_t low = std::numeric_limits<std::int32_t>::max(), high = 0;
+    for (int y = 0; y < positions.rows; ++y) {
+        const float* row = positions.ptr<float>(y);
+        for (int x = 0; x < positions.cols; ++x) {
+            const auto bits = std::bit_cast<std::int32_t>(row[x]);
             low = std::min(low, bits);
             high = std::max(high, bits);
         }
@@ -77,7 +84,13 @@ private:
 };
 
 void RemapBlock(const cv::Mat& source, cv::Mat block, cv::Mat mapX, cv::Mat mapY) {
-    const Bounds columns = ClampPositions(mapX, source.cols), rows = ClampPositions(mapY, source.rows);
+    ClampPositions(mapX, source.cols);
+    ClampPositions(mapY, source.rows);
+    if (std::max(source.cols, source.rows) <= kMaxSourceSide) {
+        cv::remap(source, block, mapX, mapY, cv::INTER_LINEAR, cv::BORDER_REPLICATE);
+        return;
+    }
+    const Bounds columns = BoundsOf(mapX, source.cols), rows = BoundsOf(mapY, source.rows);
     if (columns.end - columns.first > kMaxSourceSide || rows.end - rows.first > kMaxSourceSide) {
         Throw(
             "The picture is too large to be moved about this far: neighbouring pixels come from more than 32766 pixels "

@@ -30,8 +30,9 @@ public:
     template <class PointFunction>
     void SetFunction(PointFunction function) {
         SetRowFunction([function = std::move(function)](int y, int width, float* sourceX, float* sourceY) {
+            const PointFunction local = function;  // which the positions cannot overwrite
             for (int x = 0; x < width; ++x) {
-                const std::pair<float, float> position = function(x, y);
+                const std::pair<float, float> position = local(x, y);
                 sourceX[x] = position.first;
                 sourceY[x] = position.second;
             }

@@ -4,6 +4,7 @@
 
 #define ORVEXA_EFFECTS(EFFECT)         \
     EFFECT(AutoEnhance)                \
+    EFFECT(AutoGlareRemove)            \
     EFFECT(BalanceLuma)                \
     EFFECT(BiColorToning)              \
     EFFECT(BlackWhite)                 \
@@ -18,10 +19,15 @@
     EFFECT(Cutter)                     \
     EFFECT(DetailsEnhance)             \
     EFFECT(DirectionalAreaDeformation) \
+    EFFECT(DrawFace)                   \
     EFFECT(EdgeRemove)                 \
     EFFECT(EmptyEffect)                \
+    EFFECT(EyeExtending)               \
     EFFECT(Gradient)                   \
     EFFECT(GradientPosterize)          \
+    EFFECT(FaceMask)                   \
+    EFFECT(FaceRecognition)            \
+    EFFECT(FaceThinning)               \
     EFFECT(Histogram)                  \
     EFFECT(Implode)                    \
     EFFECT(Matting)                    \

@@ -11,11 +11,14 @@ class FormatConverter {
 public:
     explicit FormatConverter(OneInputPtr converter) : converter_(std::move(converter)) {}
 
+    void Prepare(PixFmt pixFmt) {
+        if (pixFmt == pixFmt_) return;
+        pixFmt_ = pixFmt;
+        converter_->SetSettings(SettingsColorspaceConverter(pixFmt, true));
+    }
+
     void Convert(FramePtr& frame, PixFmt pixFmt) {
-        if (pixFmt != pixFmt_) {
-            pixFmt_ = pixFmt;
-            converter_->SetSettings(SettingsColorspaceConverter(pixFmt, true));
-        }
+        Prepare(pixFmt);
         converter_->ProcessData(frame);
     }
 

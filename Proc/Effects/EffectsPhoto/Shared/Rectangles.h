@@ -20,9 +20,10 @@ inline FramePtr ViewOf(const IDataVideo& frame, const CropInfo& box) {
     return ViewOf(frame, box.left, box.top, box.right - box.left, box.bottom - box.top);
 }
 
-/// The smallest rectangle around all bytes of a mask that are not 0. A mask without any throws `EffectException` "Mask
-/// is empty!".
-inline CropInfo BoundingBoxOf(const ConstPlane& mask) {
+inline bool IsEmpty(const CropInfo& box) { return box.left >= box.right || box.top >= box.bottom; }
+
+/// The smallest rectangle around all bytes of a mask that are not 0; an empty one if there are none.
+inline CropInfo FindBox(const ConstPlane& mask) {
     CropInfo box = CropInfo::Nothing();
     for (std::uint64_t y = 0; y < mask.GetHeight(); ++y) {
         const std::uint8_t* const row = mask.GetRow(y);
@@ -35,7 +36,13 @@ inline CropInfo BoundingBoxOf(const ConstPlane& mask) {
         box.Apart(static_cast<std::uint32_t>(first - row), static_cast<std::uint32_t>(y));
         box.Apart(static_cast<std::uint32_t>(last - row), static_cast<std::uint32_t>(y));
     }
-    if (box.left >= box.right) Throw("Mask is empty!");
+    return box;
+}
+
+/// The same; a mask without any such byte throws `EffectException` "Mask is empty!".
+inline CropInfo BoundingBoxOf(const ConstPlane& mask) {
+    const CropInfo box = FindBox(mask);
+    if (IsEmpty(box)) Throw("Mask is empty!");
     return box;
 }
 

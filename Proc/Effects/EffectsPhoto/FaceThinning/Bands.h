@@ -1,0 +1,20 @@
+// The bands along a face's outer line that FaceThinning bends.
+#pragma once
+
+#include <array>
+#include <vector>
+
+#include "Host/Conf/FrameInfo.h"
+#include "Host/Settings/Common/Point.h"
+
+namespace Orvexa::Proc::Thinning {
+
+/// The corners of a quadrilateral between two curves: two points of the inner curve, then the two beside them on the
+/// outer one.
+using BandCorners = std::array<Point<int>, 4>;
+
+/// Lays bands along both halves of an outline, from ear to chin and from chin to ear, that lie within a frame of this
+/// size as far as the outline does. A half of two points or fewer has none.
+std::vector<BandCorners> BandsAlong(const Contour& outline, const Conf::FrameInfo& info);
+
+}  // namespace Orvexa::Proc::Thinning
