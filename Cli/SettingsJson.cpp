@@ -83,6 +83,37 @@ void SetFromJson(Proc::Settings& settings, const std::string& key, const Json& v
     Proc::SetField(settings, key, text);
 }
 
-std::string FormatJson(const Json& json) { return json.dump(2, ' ', false, Json::error_handler_t::replace); }
+namespace {
+
+// Whether it stands on one line: lists of numbers, of points and the like.
+bool IsFlat(const Json& json) {
+    return !json.is_structured() || json.empty() || (json.is_array() && std::all_of(json.begin(), json.end(), IsFlat));
+}
+
+void Write(std::string& text, const Json& json, const std::string& newLine) {
+    const auto dump = [](const Json& flat) { return flat.dump(-1, ' ', false, Json::error_handler_t::replace); };
+    if (IsFlat(json)) {
+        text += dump(json);
+        return;
+    }
+    const std::string inner = newLine + "  ";
+    const char* separator = "";
+    text += json.is_object() ? "{" : "[";
+    for (const auto& [key, value] : json.items()) {
+        text.append(separator).append(inner);
+        if (json.is_object()) text += dump(key) + ": ";
+        Write(text, value, inner);
+        separator = ",";
+    }
+    text.append(newLine).append(json.is_object() ? "}" : "]");
+}
+
+}  // namespace
+
+std::string FormatJson(const Json& json) {
+    std::string text;
+    Write(text, json, "\n");
+    return text;
+}
 
 }  // namespace Kalvatri

@@ -23,7 +23,7 @@ Json DifferencesToJson(const Orvexa::Proc::Settings& settings, const Orvexa::Pro
 void SetFromJson(Orvexa::Proc::Settings& settings, const std::string& key, const Json& value,
                  std::set<std::string>& given);
 
-/// The text of a document for people and programs alike.
+/// The text of a document for people and programs alike: lists of numbers and of points on one line.
 std::string FormatJson(const Json& json);
 
 }  // namespace Kalvatri

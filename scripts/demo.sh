@@ -23,13 +23,18 @@ mkdir -p demo
     echo '<h1>Before and after</h1>'
 } > demo/index.html
 
+show() {  # PHOTO BEFORE NAME STEP...
+    local photo=$1 before=$2 name=$3 step=${*:4}
+    echo "== kalvatri apply -i $photo -o demo/$name.jpg $step"
+    "$kalvatri" apply -i "$photo" -o "demo/$name.jpg" "${@:4}"
+    echo "<figure><img src=\"$before\" alt=\"before\"> <img src=\"$name.jpg\" alt=\"after\"><figcaption><code>$step</code></figcaption></figure>" >> demo/index.html
+}
+
 # One line an example: the file's name, then what is asked of kalvatri.
 while read -r name step; do
     [ -n "$name" ] || continue
-    echo "== kalvatri apply -i $photo -o demo/$name.jpg $step"
     # shellcheck disable=SC2086  # the step is several words on purpose
-    "$kalvatri" apply -i "$photo" -o "demo/$name.jpg" $step
-    echo "<figure><img src=\"before.jpg\" alt=\"before\"> <img src=\"$name.jpg\" alt=\"after\"><figcaption><code>$step</code></figcaption></figure>" >> demo/index.html
+    show "$photo" before.jpg "$name" $step
 done <<'EXAMPLES'
 white-balance WhiteBalance color=#c8b496
 bokeh BlurBokeh
@@ -39,4 +44,10 @@ miniature TiltShift
 sketch Sketch
 paint OilPaint Vignette
 EXAMPLES
+
+# A photo without a face leaves the faces to a sample.
+portrait=$photo
+[[ $("$kalvatri" faces "$photo") != *": no faces" ]] || portrait=samples/astronaut.png
+"$kalvatri" apply -q -i "$portrait" -o demo/before-face.jpg EmptyEffect
+show "$portrait" before-face.jpg face FaceThinning strength=0.6 EyeExtending strength=0.4
 echo "Open demo/index.html to compare."
