@@ -25,6 +25,9 @@ cmake --build "$scratch/build" > "$scratch/build.log" || {
 [ -s "$scratch/diamond.jpg" ]
 "$scratch/prefix/bin/kalvatri" apply -q -i "$source/samples/coffee.png" -o "$scratch/out.png" WhiteBalance color=#c8b496
 [ -s "$scratch/out.png" ]
+# The models are installed, too.
+"$scratch/prefix/bin/kalvatri" apply -q -i "$source/samples/astronaut.png" -o "$scratch/subject.png" Segmentation algorithm=auto
+[ -s "$scratch/subject.png" ]
 
 # Whatever an installed document links to is installed, too.
 documents=$(find "$scratch/prefix/share/doc" -name '*.md')

@@ -1,4 +1,4 @@
-// The detector sees faces of 36 to 110 pixels from the brows to the chin, so the picture is shown to it in several
+// The detector sees faces of 33 to 150 pixels from the brows to the chin, so the picture is shown to it in several
 // sizes. All but the largest are whole; the largest is shown in tiles, side by side on the threads that there are.
 
 #include "Host/Providers/Neural/FaceDetector.h"
@@ -19,12 +19,14 @@ namespace Orvexa::Proc::Neural {
 namespace {
 
 constexpr int kCell = 32;                       // pixels of the input for each cell of the output
-constexpr double kSmallestFace = 36;            // pixels; smaller ones are found by chance
+constexpr double kSmallestFace = 33;            // pixels; smaller ones are found by chance
 constexpr int kWholeSides[] = {128, 256, 512};  // the longer sides of the picture as a whole
 constexpr int kMaxEnlargement = 2;              // pixels that are not there show no face
 constexpr int kSmallestPicture = 16;            // pixels of the longer side
-constexpr int kTile = 512, kTileOverlap = 96;  // pixels; a face of 64 pixels and what is around it is whole in one tile
-constexpr double kSameFace = 0.4;              // overlap above which two boxes are of one face
+// Tiles of about this size, in pixels. Faces that are too small for the whole picture have up to 33 / 512 of the
+// largest reduced picture's usual 1980 pixels; each is whole in one tile, with something around it.
+constexpr int kTile = 768, kTileOverlap = 144;
+constexpr double kSameFace = 0.4;  // overlap above which two boxes are of one face
 
 // The boxes' usual sizes in cells, one for each of the detector's boxes of a cell; found by the detector's training.
 constexpr double kAnchors[][2] = {
@@ -96,7 +98,7 @@ struct Tiling {
     int count, size;
 
     explicit Tiling(int side)
-        : count(std::max((side - kTileOverlap + (kTile - kTileOverlap) / 2) / (kTile - kTileOverlap), 1)),
+        : count(std::max((side - kTileOverlap + (kTile - kTileOverlap) - 1) / (kTile - kTileOverlap), 1)),
           size(RoundUp((side + (count - 1) * kTileOverlap + count - 1) / count)) {}
     int GetBegin(int tile, int side) const { return count == 1 ? 0 : std::max(side - size, 0) * tile / (count - 1); }
 };
@@ -182,7 +184,7 @@ double ScoreOf(const Model& detector, const FacePicture& picture, const FaceSqua
         double margin;  // the square's side, of the face's
     };
     constexpr Look kLooks[] = {{96, 1.5}, {128, 1.7}, {160, 1.5}};
-    constexpr double kMinOverlap = 0.3, kMinScore = 0.01;
+    constexpr double kMinOverlap = 0.3, kMinScore = 0.01, kSure = 0.5;  // no need to look again
     double best = 0;
     for (const Look& look : kLooks) {
         FaceSquare square = face;
@@ -192,6 +194,7 @@ double ScoreOf(const Model& detector, const FacePicture& picture, const FaceSqua
         for (const FaceBox& found : BoxesIn(detector, view, kMinScore)) {
             if (OverlapOf(found.box, {begin, begin, side, side}) >= kMinOverlap) best = std::max(best, found.score);
         }
+        if (best >= kSure) break;
     }
     return best;
 }

@@ -20,8 +20,9 @@ constexpr double kCropMargin = 1.2;      // the side of the landmarks' crop, of 
 constexpr double kSameFace = 0.3;        // overlap above which two faces are one
 constexpr double kCandidateScore = 0.5;  // of the threshold: what a box needs to be looked at closer
 
-// How far points may move from crop to crop, in distances of the eyes. The first crop is the detector's loose box.
-constexpr double kMaxMoves[] = {0.3, 0.15};
+// How far points may move from crop to crop, in distances of the eyes. The first crop is the detector's loose box; when
+// it was good, a third one would show no more than the second.
+constexpr double kMaxMoves[] = {0.3, 0.15}, kGoodMove = 0.06;
 
 struct Range {
     double min, max;
@@ -107,7 +108,9 @@ std::optional<FoundFace> LookAt(const FaceModels& models, const FacePicture& pic
         double move = 0;
         for (std::size_t i = 0; i < points.size(); ++i)
             move += cv::norm(points[i] - before[i]) / static_cast<double>(points.size());
-        if (!(move <= maxMove * EyeFrame(points).GetDistance())) return {};
+        move /= EyeFrame(points).GetDistance();
+        if (!(move <= maxMove)) return {};
+        if (move < kGoodMove) break;
     }
     if (!IsPlausible(points)) return {};
     return FoundFace{points, (box.score + ScoreOf(models.detector, picture, SquareOf(points))) / 2};

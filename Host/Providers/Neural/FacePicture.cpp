@@ -31,7 +31,7 @@ cv::Point2d FaceSquare::At(const cv::Point2d& part) const {
 
 FacePicture::FacePicture(const ConstFramePtr& frame, std::uint32_t longerSide, const FactoryPtr& factory,
                          const AllocatorPtr& allocator)
-    : frame_(Expanded(frame, allocator)), factory_(factory), allocator_(allocator) {
+    : frame_(frame), factory_(factory), allocator_(allocator) {
     if (longerSide == 0) return;
     const double factor = static_cast<double>(GetLongerSide()) / longerSide;
     reduced_ = Read({0, 0, GetWidth(), GetHeight()}, std::max(factor, 1.0));

@@ -67,6 +67,27 @@ Disc FindDisc(const cv::Mat& luma, const cv::Mat& eye) {
     return best;
 }
 
+// By how much the eye is brighter beside the disc, on the brighter side. Lashes of a closed eye are dark all along.
+double ContrastBeside(const cv::Mat& luma, const cv::Mat& eye, const Disc& disc) {
+    constexpr double kNear = 1.2, kFar = 2.2, kAbove = 0.5;  // in radii from the centre
+    double sums[3] = {}, counts[3] = {};                     // left, inside, right
+    for (int y = 0; y < kEyeSize; ++y) {
+        for (int x = 0; x < kEyeSize; ++x) {
+            const double u = (x + 0.5 - disc.center.x) / disc.radius, v = (y + 0.5 - disc.center.y) / disc.radius;
+            if (eye.at<std::uint8_t>(y, x) == 0 || std::abs(v) > kAbove || std::abs(u) > kFar) continue;
+            if (std::abs(u) > 1 && std::abs(u) < kNear) continue;
+            const int place = std::abs(u) <= 1 ? 1 : u < 0 ? 0 : 2;
+            sums[place] += luma.at<std::uint8_t>(y, x);
+            ++counts[place];
+        }
+    }
+    double brightest = 0;
+    for (const int side : {0, 2}) {
+        if (counts[side] > 0) brightest = std::max(brightest, sums[side] / counts[side]);
+    }
+    return counts[1] > 0 ? brightest - sums[1] / counts[1] : 0;
+}
+
 std::optional<cv::Point2d> FindPupil(const Landmarks& points, const LandmarkRange& range, const FacePicture& picture) {
     // Corners are the first and the fourth point, lids the others.
     const cv::Point2d *eye = &points[range.begin], across = eye[3] - eye[0];
@@ -86,7 +107,7 @@ std::optional<cv::Point2d> FindPupil(const Landmarks& points, const LandmarkRang
     cv::Mat mask = cv::Mat::zeros(kEyeSize, kEyeSize, CV_8U);
     cv::fillPoly(mask, std::vector<std::vector<cv::Point>>{contour}, 255);
     const Disc disc = FindDisc(luma, mask);
-    if (disc.contrast < kMinContrast) return {};
+    if (disc.contrast < kMinContrast || ContrastBeside(luma, mask, disc) < kMinContrast) return {};
     return square.At(disc.center / kEyeSize);
 }
 

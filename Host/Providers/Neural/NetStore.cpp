@@ -18,7 +18,7 @@ namespace {
 
 using Shape = cv::dnn::MatShape;
 
-// A file as it is now: an exchanged one is read again.
+// A file as it is now: an exchanged one is read again, and what was read before goes with time.
 struct Stamp {
     Core::ioPath file;
     std::filesystem::file_time_type time;
@@ -92,7 +92,6 @@ public:
     Idle Take(const Stamp& stamp, const Shape& shape) {
         {
             const std::lock_guard lock(mutex_);
-            idle_.remove_if([&](const Idle& idle) { return idle.stamp.file == stamp.file && idle.stamp != stamp; });
             const auto found = std::find_if(idle_.begin(), idle_.end(), [&](const Idle& idle) {
                 return idle.stamp == stamp && (idle.shape.empty() || idle.shape == shape);
             });
