@@ -89,8 +89,6 @@ SettingsEffectProbe Level(int level) {
     return settings;
 }
 
-std::string Count(const IEffect& effect) { return effect.GetStatistic().FindChild("count")->GetValue(); }
-
 TEST(EffectBase, ResetsOnlyForSettingsThatDiffer) {
     const auto effect = Make<OneInputProbe>();
     effect->SetSettings(Level(1));
@@ -129,7 +127,7 @@ TEST(EffectBase, LogsAtItsOwnLineThatThereIsNothingToDo) {
     EXPECT_THAT(log.GetLines(), ElementsAre(file + "111" + name + " starts", file + "114" + name + " is empty",
                                             file + "143" + name + " starts", file + "146" + name + " is empty",
                                             file + "171" + name + " starts", file + "174" + name + " is empty"));
-    EXPECT_EQ(Count(*one), "0") << "calls with empty settings do not count";
+    EXPECT_EQ(CountOf(*one), "0") << "calls with empty settings do not count";
 }
 
 TEST(EffectBase, LeavesTheFrameWithTheCallerWhenTheAlgorithmFails) {
@@ -141,7 +139,7 @@ TEST(EffectBase, LeavesTheFrameWithTheCallerWhenTheAlgorithmFails) {
     EXPECT_THROW(effect->ProcessData(frame), EffectException);
     EXPECT_EQ(frame.get(), before);
     EXPECT_EQ(frame->GetRefCount(), 1u);
-    EXPECT_EQ(Count(*effect), "0");
+    EXPECT_EQ(CountOf(*effect), "0");
     EXPECT_EQ(log.GetLines().size(), 1u) << "no done line";
 }
 

@@ -118,8 +118,6 @@ TEST(Registrator, LetsTheExceptionOfAFactoryThrough) {
     EXPECT_THROW(LoadModule(GetPluginDirectory() / "EffectsKalvatriPhoto.so", *factory), EffectException);
 }
 
-std::string Count(const IEffect& effect) { return effect.GetStatistic().FindChild("count")->GetValue(); }
-
 TEST(EmptyEffect, PassesTheVeryFrameThrough) {
     FramePtr frame = MakeFrame(PixFmt::Yuv420p, 7, 5);
     const std::vector<std::uint8_t> before = Bytes(*frame);
@@ -135,7 +133,7 @@ TEST(Custom, RunsTheFunctionOrReportsThatThereIsNone) {
     frame->SetTimestamp(9);
     EXPECT_THROW(effect->ProcessData(frame), std::bad_function_call);
     EXPECT_NE(frame, nullptr);
-    EXPECT_EQ(Count(*effect), "0");
+    EXPECT_EQ(CountOf(*effect), "0");
 
     effect->SetSettings(SettingsEffectCustom([](FramePtr& f) { f = MakeFrame(PixFmt::Rgb24, 3, 1); }));
     effect->ProcessData(frame);
@@ -154,7 +152,7 @@ TEST(Custom, RunsTheFunctionOrReportsThatThereIsNone) {
 
     effect->SetSettings(SettingsEffectCustom([](FramePtr&) { Throw("no"); }));
     EXPECT_THROW(effect->ProcessData(frame), EffectException);
-    EXPECT_EQ(Count(*effect), "3");
+    EXPECT_EQ(CountOf(*effect), "3");
 }
 
 TEST(CreateVideo, MakesAPlainPictureWithAlphaOnlyForColoursThatAreNotOpaque) {

@@ -28,6 +28,9 @@ FramePtr RunHost(const Settings& settings, FramePtr frame, const ConstFramePtr& 
 /// The frame in another pixel format.
 FramePtr Converted(FramePtr frame, PixFmt pixFmt);
 
+/// How many pictures the effect has processed, by its statistics.
+inline std::string CountOf(const IEffect& effect) { return effect.GetStatistic().FindChild("count")->GetValue(); }
+
 /// An effect of the module, by its settings class.
 OneInputPtr CreateModuleEffect(const std::string& classId);
 
