@@ -21,6 +21,9 @@ convert -size ${width}x$height gradient: -resize ${width}x$height\! "$scratch/in
 convert samples/coffee.png -resize 60x40\! "$scratch/tiny.jpg"
 convert samples/coffee.png -resize 60x40\! -alpha set "$scratch/tiny.tif"
 
+# The worst case: a face that fills the picture.
+large_face=$(perl -pe 's/\d+/$& * 20/ge' <<< "$face")
+
 suffix=jpg
 peak_kib() { # arguments of `kalvatri apply`
     { command time -f '%M' "$kalvatri" apply -q -o "$scratch/out.$suffix" "$@" > /dev/null; } 2>&1 | tail -n 1
@@ -37,6 +40,7 @@ for effect in $(list_effects "$kalvatri"); do
     # shellcheck disable=SC2206  # settings are words
     chain=($effect ${settings[$effect]:-})
     steps=("$effect") size="" pixels=$((width * height)) suffix=jpg
+    chain=("${chain[@]//"$face"/$large_face}")
     case $effect in
         BlendPalette) chain+=("with=$scratch/indices.jpg") ;;
         Segmentation | Matting | ReduceLocalLuma) chain+=("with=$scratch/seeds.png") ;;

@@ -11,12 +11,15 @@
 #include "Host/Settings/Common/SettingsEffectImageBlender.h"
 #include "Host/Settings/Common/SettingsEffectRemapping.h"
 #include "Host/Settings/Common/SettingsEffectVideoGenerator.h"
+#include "Host/Settings/Photo/SettingsEffectAutoGlareRemove.h"
 #include "Host/Settings/Photo/SettingsEffectBlendPalette.h"
 #include "Host/Settings/Photo/SettingsEffectBlurBokeh.h"
 #include "Host/Settings/Photo/SettingsEffectCustom.h"
 #include "Host/Settings/Photo/SettingsEffectDirectionalAreaDeformation.h"
+#include "Host/Settings/Photo/SettingsEffectFaceMask.h"
 #include "Host/Settings/Photo/SettingsEffectMatting.h"
 #include "Host/Settings/Photo/SettingsEffectPixelate.h"
+#include "Tests/Proc/Faces.h"
 #include "Tests/Support/Effects.h"
 #include "Tests/Support/Frames.h"
 #include "Tests/Support/Logs.h"
@@ -50,12 +53,19 @@ boost::intrusive_ptr<IEffect> Create(const Registration& registration) {
 // Settings that make a run on pictures of this size quick, and its result another picture, where the defaults do not.
 std::unique_ptr<Settings> SettingsFor(const std::string& classId, std::uint32_t width = 97, std::uint32_t height = 61) {
     const auto number = [](std::uint32_t value) { return std::to_string(value); };
+    const std::string face = TextCodec<Face>::Format(MakeFace(width, height));
     const std::map<std::string, std::map<std::string, std::string>> changes = {
         {"SettingsEffectBalanceLuma", {{"shadows", "50"}}},
         {"SettingsEffectColorBalanceAuto", {{"whiteBalance", "true"}, {"exposure", "5"}}},
         {"SettingsEffectCreateVideo", {{"width", "20"}, {"height", "10"}}},
         {"SettingsEffectDirectionalAreaDeformation",
          {{"fromX", "0"}, {"fromY", number(height / 2)}, {"toX", number(width)}, {"toY", number(height / 2)}}},
+        {"SettingsEffectAutoGlareRemove", {{"face", face}}},
+        {"SettingsEffectDrawFace", {{"faces", "[" + face + "]"}}},
+        {"SettingsEffectEyeExtending", {{"eyes", face}}},
+        {"SettingsEffectFaceMask", {{"face", face}}},
+        {"SettingsEffectFaceRecognition", {{"faceRect", "[0,0," + number(width) + "," + number(height) + "]"}}},
+        {"SettingsEffectFaceThinning", {{"outline", face}}},
         {"SettingsEffectStitcher",  // two patches side by side
          {{"overlapX", number(width / 3)},
           {"overlapY", "0"},
@@ -110,6 +120,8 @@ bool Refuses(const Registration& effect, PixFmt pixFmt, std::uint32_t width) {
     if (classId == SettingsEffectExtraAlphaExtractor::CLASS_ID) return pixFmt != PixFmt::Gray8;
     if (classId == SettingsEffectBlurBokeh::CLASS_ID) return width == 1;  // no larger than the blur's kernel
     if (classId == SettingsEffectMatting::CLASS_ID) return width == 1;    // no trimap has both regions
+    if (classId == SettingsEffectFaceMask::CLASS_ID || classId == SettingsEffectAutoGlareRemove::CLASS_ID)
+        return width == 1;  // all of the face is eyes and mouth
     if (classId == SettingsEffectBlendPalette::CLASS_ID)
         return PixFmtDescription::Get(pixFmt).kind != PixFmtDescription::Kind::Packed;
     return false;

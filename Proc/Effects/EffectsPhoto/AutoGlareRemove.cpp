@@ -20,10 +20,10 @@
 namespace Orvexa::Proc {
 namespace {
 
-constexpr std::uint64_t kReach = 3;   // pixels around a repaired one whose mean it takes
-constexpr int kFewPixels = 10;        // by which the bright area must shrink for another round
-constexpr std::uint8_t kHalf = 127;   // of 255: how much of the repaired picture shows
-constexpr std::uint8_t kGlare = 255;  // in the mask of bright pixels
+constexpr std::uint64_t kRepairReach = 3;     // pixels around a repaired one whose mean it takes
+constexpr int kFewPixels = 10;                // by which the bright area must shrink for another round
+constexpr std::uint8_t kRepairedShare = 127;  // of 255: how much of the repaired picture shows
+constexpr std::uint8_t kGlare = 255;          // in the mask of bright pixels
 constexpr std::uint64_t kColors = 3;
 
 // Luma above which skin of this mean luma shines: two thirds of the way up to white are left to it.
@@ -58,8 +58,10 @@ int MarkGlare(const Plane& mask, const ConstPlane& luma, std::uint8_t threshold)
 }
 
 void ReplaceByMean(const Plane& colors, std::uint64_t x, std::uint64_t y) {
-    const std::uint64_t left = x - std::min(x, kReach), right = std::min(x + kReach + 1, colors.GetPixelsPerRow()),
-                        top = y - std::min(y, kReach), bottom = std::min(y + kReach + 1, colors.GetHeight());
+    const std::uint64_t left = x - std::min(x, kRepairReach),
+                        right = std::min(x + kRepairReach + 1, colors.GetPixelsPerRow()),
+                        top = y - std::min(y, kRepairReach),
+                        bottom = std::min(y + kRepairReach + 1, colors.GetHeight());
     const std::uint64_t size = colors.GetBytesPerPixel();
     unsigned sums[kColors] = {};
     for (std::uint64_t row = top; row < bottom; ++row) {
@@ -90,7 +92,7 @@ public:
         weights_.resize(rowSize_ * glare.GetHeight());
         for (std::uint64_t y = 0; y < glare.GetHeight(); ++y) {
             for (std::uint64_t x = 0; x < width_; ++x)
-                weights_[y * rowSize_ + x] = glare.GetRow(y)[x] != 0 ? kHalf : std::uint8_t{0};
+                weights_[y * rowSize_ + x] = glare.GetRow(y)[x] != 0 ? kRepairedShare : std::uint8_t{0};
         }
     }
 

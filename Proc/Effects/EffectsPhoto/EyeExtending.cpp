@@ -19,7 +19,7 @@
 namespace Orvexa::Proc {
 namespace {
 
-constexpr float kWhole = 1.2f, kReach = 3.0f;  // in sizes of the ellipse
+constexpr float kFadesFrom = 1.2f, kFadesTo = 3.0f;  // in sizes of the ellipse
 // How much the eye shrinks in the source at full strength. Narrow eyes grow more across than round ones, and the
 // growth along the eye is a part of that.
 constexpr double kLeastAcross = 0.6, kMostAcross = 0.8, kLeastAlong = 0.3, kAlongPerRoundness = 0.5;
@@ -75,7 +75,7 @@ public:
         const float alongNow = u * FactorAt(r, along_) * eye_.along, acrossNow = v * FactorAt(r, across_) * eye_.across;
         const float sourceX = alongNow * eye_.cosine - acrossNow * eye_.sine + eye_.centerX,
                     sourceY = alongNow * eye_.sine + acrossNow * eye_.cosine + eye_.centerY;
-        return {r > kReach ? x : sourceX, r > kReach ? y : sourceY};
+        return {r > kFadesTo ? x : sourceX, r > kFadesTo ? y : sourceY};
     }
 
     // The pixels of a row that may be moved, from `first` to before `end`; the others certainly stay.
@@ -83,12 +83,12 @@ public:
         int first, end;
     };
     Span SpanOf(int y, int width) const {
-        constexpr double kBeyondReach = 1.001 * kReach;
+        constexpr double kBeyondFade = 1.001 * kFadesTo;
         const double c = eye_.cosine / eye_.along, s = eye_.sine / eye_.along, d = eye_.cosine / eye_.across,
                      t = eye_.sine / eye_.across, dy = y - eye_.centerY;
         // r^2 = square dx^2 + 2 linear dx + rest
         const double square = c * c + t * t, linear = (c * s - d * t) * dy, rest = (s * s + d * d) * dy * dy;
-        const double discriminant = linear * linear - square * (rest - kBeyondReach * kBeyondReach);
+        const double discriminant = linear * linear - square * (rest - kBeyondFade * kBeyondFade);
         if (!(discriminant > 0.0)) return {0, 0};
         const double middle = eye_.centerX - linear / square, half = std::sqrt(discriminant) / square;
         const auto clip = [width](double x) { return static_cast<int>(std::clamp<double>(x, 0, width)); };
@@ -97,8 +97,8 @@ public:
 
 private:
     static float FactorAt(float r, float whole) {
-        const float fading = whole + (1.0f - whole) * (r - kWhole) / (kReach - kWhole);
-        return r <= kWhole ? whole : fading;
+        const float fading = whole + (1.0f - whole) * (r - kFadesFrom) / (kFadesTo - kFadesFrom);
+        return r <= kFadesFrom ? whole : fading;
     }
 
     Ellipse eye_;
@@ -109,8 +109,8 @@ private:
 CropInfo BoxOf(const Ellipse& eye, const FrameInfo& info) {
     const float ac = eye.along * eye.cosine, as = eye.along * eye.sine, bc = eye.across * eye.cosine,
                 bs = eye.across * eye.sine;
-    const float reachX = kReach * std::max(std::abs(ac - bs), std::abs(ac + bs)),
-                reachY = kReach * std::max(std::abs(-bc - as), std::abs(bc - as));
+    const float reachX = kFadesTo * std::max(std::abs(ac - bs), std::abs(ac + bs)),
+                reachY = kFadesTo * std::max(std::abs(-bc - as), std::abs(bc - as));
     const auto clip = [](float position, std::uint32_t side) {
         return static_cast<std::uint32_t>(std::clamp(std::trunc(position), 0.0f, static_cast<float>(side)));
     };

@@ -26,7 +26,7 @@ constexpr double kDoubtfulWidth = 1.3, kDoubtfulHeight = 1.2, kProbableWidth = 0
 // The ellipses' sector: all but the third opposite the chin, where the hair begins.
 constexpr double kStartAngle = 150.0, kEndAngle = 390.0;  // degrees
 
-constexpr double kBlurDeviation = 2.0, kBlurLength = 2.0, kBlurReduction = 2.0;
+constexpr double kMaskBlurDeviation = 2.0, kMaskBlurLength = 2.0, kMaskBlurReduction = 2.0;
 
 Contour PolygonOf(const Face& face) {
     Contour polygon = face.GetOutline().GetContour();
@@ -38,10 +38,10 @@ Contour PolygonOf(const Face& face) {
 
 // How far the line from the outer corner of one eye to that of the other is turned, in degrees.
 double AngleOf(const Eyes& eyes) {
-    constexpr std::size_t kSecondCorner = 3;
+    constexpr std::size_t kOppositeCorner = 3;
     const Contour &first = eyes.GetFirst().GetContour(), &second = eyes.GetSecond().GetContour();
-    if (first.empty() || second.size() <= kSecondCorner) return 0.0;
-    const Point<int>&a = first.front(), &b = second[kSecondCorner];
+    if (first.empty() || second.size() <= kOppositeCorner) return 0.0;
+    const Point<int>&a = first.front(), &b = second[kOppositeCorner];
     return std::atan2(b.y - a.y, b.x - a.x) * 180.0 / std::numbers::pi;
 }
 
@@ -73,12 +73,12 @@ public:
     FaceMask(const FactoryPtr& factory, const AllocatorPtr& allocator) : EffectBaseOneInput(factory, allocator) {
         SettingsEffectBlur blur(1);
         blur.SetAlgorithm(1);
-        blur.SetDevX(kBlurDeviation);
-        blur.SetDevY(kBlurDeviation);
-        blur.SetKernelLength(kBlurLength);
+        blur.SetDevX(kMaskBlurDeviation);
+        blur.SetDevY(kMaskBlurDeviation);
+        blur.SetKernelLength(kMaskBlurLength);
         blur.SetScaleType(1);
-        blur.SetScaleX(kBlurReduction);
-        blur.SetScaleY(kBlurReduction);
+        blur.SetScaleX(kMaskBlurReduction);
+        blur.SetScaleY(kMaskBlurReduction);
         blur_->SetSettings(blur);
         SettingsEffectSegmentation segmentation;
         segmentation.SetAlgorithm(SegmentationAlgorithm::Host);

@@ -164,6 +164,32 @@ TEST(GrabCut, OverwritesLabelsThroughAView) {
     EXPECT_TRUE(guarded.IsGuardIntact());
 }
 
+TEST(GrabCut, KeepsThePicturesEdgesWhereItCutsAtASmallerScale) {
+    constexpr int kWidth = 900, kHeight = 700;
+    // An edge with teeth that are too fine for the smaller scale.
+    const auto isSubject = [](int x, int y) { return x >= 450 + y / 5 % 2 * 6; };
+    const FramePtr picture = DrawFrame(PixFmt::Rgb24, kWidth, kHeight, [&](int x, int y, int k) {
+        const int subject[] = {190, 120, 30}, around[] = {30, 40, 160};
+        return (isSubject(x, y) ? subject : around)[k] + (x * 7 + y * 5) % 9;
+    });
+    FramePtr labels = DrawFrame(PixFmt::Gray8, kWidth, kHeight, [](int x, int y, int) {
+        if (y == 333 && (x == 350 || x == 550)) return x == 350 ? 1 : 0;  // certain, though it looks otherwise
+        return x < 300 ? 0 : x >= 600 ? 1 : x < 430 ? 2 : 3;
+    });
+    CreateTwoInput(SettingsEffectSegmentation())->ProcessData(labels, ConstFramePtr(picture));
+    EXPECT_EQ(SampleAt(labels, 350, 333), 255);
+    EXPECT_EQ(SampleAt(labels, 550, 333), 0);
+    int wrong = 0;
+    for (int y = 0; y < kHeight; ++y) {
+        for (int x = 0; x < kWidth; ++x) {
+            const int level = SampleAt(labels, static_cast<std::uint64_t>(x), static_cast<std::uint64_t>(y));
+            ASSERT_TRUE(level == 0 || level == 255);
+            wrong += (level == 255) != isSubject(x, y);
+        }
+    }
+    EXPECT_LT(wrong, kHeight / 2) << "half a tooth would be three pixels a row";
+}
+
 TEST(GrabCut, RefusesWhatItCannotCut) {
     const auto cut = [](const FramePtr& first, const FramePtr& second) {
         RunHost(SettingsEffectSegmentation(), first, second);
