@@ -10,17 +10,17 @@
 
 #include "Host/Settings/Photo/SettingsEffectEyeExtending.h"
 #include "Host/Settings/Photo/SettingsEffectFaceThinning.h"
-#include "Proc/Effects/EffectsPhoto/FaceThinning/Bands.h"
-#include "Proc/Effects/EffectsPhoto/FaceThinning/Quadrilateral.h"
+#include "Proc/Effects/EffectsPhoto/Shared/FaceBands.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Quadrilateral.h"
 #include "Tests/Proc/Faces.h"
 
 namespace Orvexa::Test {
 namespace {
 
+using Shared::BandCorners;
+using Shared::Quadrilateral;
 using testing::ElementsAre;
 using testing::StartsWith;
-using Thinning::BandCorners;
-using Thinning::Quadrilateral;
 
 // ---- FaceThinning
 
@@ -134,7 +134,7 @@ TEST(FaceThinning, FindsTheCoordinatesOfEveryPixelOfAQuadrilateral) {
 
 TEST(FaceThinning, LaysBandsBesideTheOutline) {
     const auto bandsOf = [](const Contour& outline, std::uint32_t width, std::uint32_t height) {
-        return Thinning::BandsAlong(outline, FrameInfo(width, height));
+        return Shared::BandsAlong(outline, FrameInfo(width, height));
     };
     // The centre is (200, 100). Both halves have three points, of weights 1/4, 1, 1/4; shifts of 0.15 and -0.2 make the
     // scales 1.0375, 1.15 and 0.95, 0.8.
@@ -211,7 +211,7 @@ TEST(FaceThinning, DrawsInWhatLiesAlongTheOutline) {
     const FramePtr picture = MakeCoordinates(kSide, kSide);
     for (const double degrees : {0.0, 20.0}) {
         const Outline outline = MakeFace(kSide, kSide, degrees).GetOutline();
-        const std::vector<BandCorners> bands = Thinning::BandsAlong(outline.GetContour(), picture->GetFrameInfo());
+        const std::vector<BandCorners> bands = Shared::BandsAlong(outline.GetContour(), picture->GetFrameInfo());
         for (const double strength : {0.6, -1.0, 0.0, 2.0}) {
             const FramePtr thin = Thinned(picture, outline, strength);
             const auto sources = SourcesIn(bands, strength);

@@ -10,18 +10,18 @@
 #include "Host/Settings/Common/SettingsEffectRemapping.h"
 #include "Host/Settings/Photo/SettingsEffectFaceThinning.h"
 #include "Proc/Effects/EffectsPhoto/EffectBase.h"
-#include "Proc/Effects/EffectsPhoto/FaceThinning/Bands.h"
-#include "Proc/Effects/EffectsPhoto/FaceThinning/Power.h"
-#include "Proc/Effects/EffectsPhoto/FaceThinning/Quadrilateral.h"
+#include "Proc/Effects/EffectsPhoto/Shared/FaceBands.h"
 #include "Proc/Effects/EffectsPhoto/Shared/FormatConverter.h"
 #include "Proc/Effects/EffectsPhoto/Shared/Patches.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Power.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Quadrilateral.h"
 #include "Proc/Effects/EffectsPhoto/Shared/Rectangles.h"
 
 namespace Orvexa::Proc {
 namespace {
 
-using Thinning::BandCorners;
-using Thinning::Quadrilateral;
+using Shared::BandCorners;
+using Shared::Quadrilateral;
 
 constexpr double kExponentGain = 0.35;
 
@@ -66,8 +66,8 @@ struct Rounded {
 // Where the pixels of a band come from.
 class Bend {
 public:
-    Bend(const Quadrilateral& shape, const Thinning::Power& power)
-        : shape_(shape), power_(power), error_(shape.GetSpan() * Thinning::Power::kError + kRounding) {}
+    Bend(const Quadrilateral& shape, const Shared::Power& power)
+        : shape_(shape), power_(power), error_(shape.GetSpan() * Shared::Power::kError + kRounding) {}
 
     // Positions of a row's pixels, of which the marked ones are bent.
     void FillRow(int y, int columns, const std::uint8_t* marks, float* sourceX, float* sourceY) {
@@ -107,7 +107,7 @@ private:
     }
 
     const Quadrilateral& shape_;
-    const Thinning::Power& power_;
+    const Shared::Power& power_;
     double error_;
     // Of a run's pixels.
     std::vector<double> u_, v_, bentV_;
@@ -130,11 +130,11 @@ private:
         if (frame->GetPixFmt() == PixFmt::Pal8) converter_.Convert(frame, PixFmt::Rgba);  // bent colours are new ones
         const PixFmt pixFmt = frame->GetPixFmt();
         converter_.Prepare(pixFmt);
-        const Thinning::Power power(1.0 - settings_.GetStrength() * kExponentGain);
+        const Shared::Power power(1.0 - settings_.GetStrength() * kExponentGain);
         // All bands are bent before the first is written back: each shows the picture as it was.
         std::vector<Band> bands;
         for (const BandCorners& corners :
-             Thinning::BandsAlong(settings_.GetOutline().GetContour(), frame->GetFrameInfo())) {
+             Shared::BandsAlong(settings_.GetOutline().GetContour(), frame->GetFrameInfo())) {
             const CropInfo box = Shared::AlignedToChroma(BoxOf(corners, frame->GetFrameInfo()), pixFmt);
             if (!Shared::IsEmpty(box)) bands.push_back(Bent(*frame, box, Relative(corners, box), power));
         }
@@ -146,7 +146,7 @@ private:
         }
     }
 
-    Band Bent(const IDataVideo& frame, const CropInfo& box, const Quadrilateral& shape, const Thinning::Power& power) {
+    Band Bent(const IDataVideo& frame, const CropInfo& box, const Quadrilateral& shape, const Shared::Power& power) {
         const int width = static_cast<int>(box.right - box.left), height = static_cast<int>(box.bottom - box.top);
         Band band{box, Shared::ViewOf(frame, box), {}};
         band.marks.resize(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));

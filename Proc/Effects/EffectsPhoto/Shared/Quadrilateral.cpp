@@ -1,11 +1,11 @@
-#include "Proc/Effects/EffectsPhoto/FaceThinning/Quadrilateral.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Quadrilateral.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 #include <tuple>
 
-namespace Orvexa::Proc::Thinning {
+namespace Orvexa::Proc::Shared {
 
 namespace {
 
@@ -135,4 +135,4 @@ void Quadrilateral::CoordinatesOfRow(int x, int y, int count, double* u, double*
     }
 }
 
-}  // namespace Orvexa::Proc::Thinning
+}  // namespace Orvexa::Proc::Shared

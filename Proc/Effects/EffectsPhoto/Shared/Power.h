@@ -4,7 +4,7 @@
 #include <cmath>
 #include <vector>
 
-namespace Orvexa::Proc::Thinning {
+namespace Orvexa::Proc::Shared {
 
 /// v^exponent for one exponent, from a table where that is precise enough.
 class Power {
@@ -26,7 +26,7 @@ public:
         if (table_.empty() || !(v >= kLeastValue && v < 1.0)) return Exactly(v);
         const double position = v * kSteps;
         const auto index = static_cast<int>(position);
-        const double *const from = &table_[static_cast<std::size_t>(index)];
+        const double* const from = &table_[static_cast<std::size_t>(index)];
         return from[0] + (from[1] - from[0]) * (position - index);
     }
 
@@ -38,4 +38,4 @@ private:
     std::vector<double> table_;
 };
 
-}  // namespace Orvexa::Proc::Thinning
+}  // namespace Orvexa::Proc::Shared

@@ -1,9 +1,9 @@
-#include "Proc/Effects/EffectsPhoto/FaceThinning/Bands.h"
+#include "Proc/Effects/EffectsPhoto/Shared/FaceBands.h"
 
 #include <algorithm>
 #include <cmath>
 
-namespace Orvexa::Proc::Thinning {
+namespace Orvexa::Proc::Shared {
 
 namespace {
 
@@ -90,4 +90,4 @@ std::vector<BandCorners> BandsAlong(const Contour& outline, const Conf::FrameInf
     return bands;
 }
 
-}  // namespace Orvexa::Proc::Thinning
+}  // namespace Orvexa::Proc::Shared

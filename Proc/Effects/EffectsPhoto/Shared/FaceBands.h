@@ -7,7 +7,7 @@
 #include "Host/Conf/FrameInfo.h"
 #include "Host/Settings/Common/Point.h"
 
-namespace Orvexa::Proc::Thinning {
+namespace Orvexa::Proc::Shared {
 
 /// The corners of a quadrilateral between two curves: two points of the inner curve, then the two beside them on the
 /// outer one.
@@ -17,4 +17,4 @@ using BandCorners = std::array<Point<int>, 4>;
 /// size as far as the outline does. A half of two points or fewer has none.
 std::vector<BandCorners> BandsAlong(const Contour& outline, const Conf::FrameInfo& info);
 
-}  // namespace Orvexa::Proc::Thinning
+}  // namespace Orvexa::Proc::Shared

@@ -7,7 +7,7 @@
 
 #include "Host/Settings/Common/Point.h"
 
-namespace Orvexa::Proc::Thinning {
+namespace Orvexa::Proc::Shared {
 
 /// The quadrilateral p0, p1, p3, p2. A point in it is p0 + u A + v B + u v C, where A leads from p0 to p1, B from p0 to
 /// p2, and C is what A at the far end differs by; u and v are 0..1. The inverse is the root of a quadratic equation
@@ -52,4 +52,4 @@ private:
     std::uint64_t doubleArea_;         // twice the sum of the triangles p0 p1 p2 and p3 p1 p2
 };
 
-}  // namespace Orvexa::Proc::Thinning
+}  // namespace Orvexa::Proc::Shared
