@@ -190,7 +190,7 @@ TEST_F(Batch, AFullDiskFailsWhatDoesNotFitAndLosesNothing) {
     ASSERT_EQ(RunKalvatri(To("through") + Words{in_.string()} + chain_).exitCode, 0);
     const Outcome outcome = RunKalvatri(Command({"-j", "2"}), {.fileSize = 4096});
     EXPECT_EQ(outcome.exitCode, 1);
-    EXPECT_THAT(outcome.err, HasSubstr("writing " + Out("large.png") + ": File too large\n"));
+    EXPECT_THAT(outcome.err, HasSubstr("writing " + Out("large.png") + ": cannot write: File too large\n"));
     EXPECT_THAT(Names(), ElementsAre("small.png"));
     EXPECT_EQ(Statuses(Command({"--json"})),
               (std::map<std::string, std::string>{{"large.png", "done"}, {"small.png", "skipped"}}));
@@ -202,7 +202,7 @@ TEST_F(Batch, AnOutputThatCannotBeRecordedIsMadeAnew) {
     const Words command = To("out") + Words{"-j", "1", "--json", in_.string(), "--", "EmptyEffect"};
     const Outcome outcome = RunKalvatri(command, {.fileSize = 700});  // room for a few lines
     EXPECT_EQ(outcome.exitCode, 1);
-    EXPECT_THAT(outcome.err, HasSubstr("kalvatri: recording " + Out("picture5.png") + ": File too large\n"));
+    EXPECT_THAT(outcome.err, HasSubstr("kalvatri: recording " + Out("picture5.png") + ": cannot write: File too large\n"));
     const auto recorded = static_cast<std::ptrdiff_t>(CountRecorded());
     EXPECT_GT(recorded, 0);
     const auto statuses = Statuses(command);

@@ -17,6 +17,7 @@
 #include "Host/Settings/Photo/SettingsEffectCustom.h"
 #include "Host/Settings/Photo/SettingsEffectDirectionalAreaDeformation.h"
 #include "Host/Settings/Photo/SettingsEffectFaceMask.h"
+#include "Host/Settings/Photo/SettingsEffectFaceRecognitionTrainer.h"
 #include "Host/Settings/Photo/SettingsEffectMatting.h"
 #include "Host/Settings/Photo/SettingsEffectPixelate.h"
 #include "Tests/Proc/Faces.h"
@@ -65,6 +66,7 @@ std::unique_ptr<Settings> SettingsFor(const std::string& classId, std::uint32_t 
         {"SettingsEffectEyeExtending", {{"eyes", face}}},
         {"SettingsEffectFaceMask", {{"face", face}}},
         {"SettingsEffectFaceRecognition", {{"faceRect", "[0,0," + number(width) + "," + number(height) + "]"}}},
+        {"SettingsEffectFaceRecognitionTrainer", {{"face", face}}},
         {"SettingsEffectFaceThinning", {{"outline", face}}},
         {"SettingsEffectStitcher",  // two patches side by side
          {{"overlapX", number(width / 3)},
@@ -122,6 +124,7 @@ bool Refuses(const Registration& effect, PixFmt pixFmt, std::uint32_t width) {
     if (classId == SettingsEffectMatting::CLASS_ID) return width == 1;    // no trimap has both regions
     if (classId == SettingsEffectFaceMask::CLASS_ID || classId == SettingsEffectAutoGlareRemove::CLASS_ID)
         return width == 1;  // all of the face is eyes and mouth
+    if (classId == SettingsEffectFaceRecognitionTrainer::CLASS_ID) return width == 1;  // and they are at one place
     if (classId == SettingsEffectBlendPalette::CLASS_ID)
         return PixFmtDescription::Get(pixFmt).kind != PixFmtDescription::Kind::Packed;
     return false;
