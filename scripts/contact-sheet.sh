@@ -27,6 +27,10 @@ for name in astronaut coffee; do
             RemoveBackground)
                 chain=(Segmentation "with=samples/seeds/$name.png" Original RemoveBackground)
                 ;;
+            AutoGlareRemove | DrawFace | EyeExtending | FaceMask | FaceRecognition | FaceThinning)
+                # The face that is found, where there is one.
+                [ "$name" = coffee ] || chain=("$effect")
+                ;;
             Segmentation) chain+=("with=samples/seeds/$name.png") ;;
             Cutter)
                 "$kalvatri" apply -q -i "$photo" -o "$scratch/patch-{}.png" Cutter patchWidth=250 patchHeight=250
