@@ -7,12 +7,12 @@ cd "$(dirname "$0")/.."
 
 scripts/install-packages.sh
 cmake --preset release -DCMAKE_CXX_COMPILER_LAUNCHER=ccache > /tmp/orvexa-configure-bench.log
-cmake --build --preset release --target EffectsBench FaceBench GridGraphBench kalvatri EffectsKalvatriPhoto OrvexaImageFiles
+cmake --build --preset release --target EffectsBench FaceDetectionBench GridGraphBench kalvatri EffectsKalvatriPhoto OrvexaImageFiles
 build/release/bin/EffectsBench ${1:+--benchmark_filter="$1"}
 [ $# -eq 0 ] || exit 0
 
 echo
-build/release/bin/FaceBench
+build/release/bin/FaceDetectionBench
 echo
 build/release/bin/GridGraphBench
 

@@ -15,6 +15,7 @@
 #include "Host/Settings/Photo/SettingsEffectBlurBokeh.h"
 #include "Host/Settings/Photo/SettingsEffectCustom.h"
 #include "Host/Settings/Photo/SettingsEffectDirectionalAreaDeformation.h"
+#include "Host/Settings/Photo/SettingsEffectFaceRecognitionTrainer.h"
 #include "Host/Settings/Photo/SettingsEffectMatting.h"
 #include "Host/Settings/Photo/SettingsEffectPixelate.h"
 #include "Tests/Support/Effects.h"
@@ -45,6 +46,16 @@ boost::intrusive_ptr<IEffect> Create(const Registration& registration) {
             return var;
     }
     return {};
+}
+
+// A face of two eyes, a mouth and a chin.
+Face FourPoints(std::uint32_t width, std::uint32_t height) {
+    const auto item = [&](double x, double y) {
+        return FaceItemBase({{static_cast<int>(x * width), static_cast<int>(y * height)}});
+    };
+    const auto eye = [&](double x) { return Eye(item(x, 0.4).GetContour()); };
+    return Face(Outline(item(0.5, 0.9).GetContour()), {}, {}, Eyes(eye(0.3), eye(0.7)), Mouth(item(0.5, 0.8), {}),
+                {{0, 0}, {1, 1}});
 }
 
 // Settings that make a run on pictures of this size quick, and its result another picture, where the defaults do not.
@@ -80,6 +91,8 @@ std::unique_ptr<Settings> SettingsFor(const std::string& classId, std::uint32_t 
         for (const auto& [key, value] : found->second) SetField(*settings, key, value);
     }
     if (auto* custom = dynamic_cast<SettingsEffectCustom*>(settings.get())) custom->SetFunctor([](FramePtr&) {});
+    if (auto* trainer = dynamic_cast<SettingsEffectFaceRecognitionTrainer*>(settings.get()))
+        trainer->SetFace(FourPoints(width, height));
     if (auto* remap = dynamic_cast<SettingsEffectRemapping*>(settings.get())) {
         *remap = SettingsEffectRemapping(
             [](int x, int y) { return std::pair(static_cast<float>(x) + 1.5f, static_cast<float>(y)); });
@@ -107,6 +120,7 @@ bool Generates(const std::string& classId) { return classId == SettingsEffectVid
 // Whether an effect cannot take a picture of this format and width together with itself.
 bool Refuses(const Registration& effect, PixFmt pixFmt, std::uint32_t width) {
     const std::string& classId = effect.classId;
+    if (classId == SettingsEffectFaceRecognitionTrainer::CLASS_ID) return width == 1;  // eyes and mouth are one pixel
     if (classId == SettingsEffectExtraAlphaExtractor::CLASS_ID) return pixFmt != PixFmt::Gray8;
     if (classId == SettingsEffectBlurBokeh::CLASS_ID) return width == 1;  // no larger than the blur's kernel
     if (classId == SettingsEffectMatting::CLASS_ID) return width == 1;    // no trimap has both regions
