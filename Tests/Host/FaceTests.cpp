@@ -37,7 +37,7 @@ std::vector<Face> Find(FramePtr frame, const SettingsEffectFaceDetection& settin
     return dynamic_cast<const SettingsEffectFaceDetection&>(effect->GetSettingsBase()).GetFaces();
 }
 
-std::vector<float> Describe(FramePtr frame, const Face& face, const Core::ioPath& root = {}) {
+std::vector<float> DescriptorOf(FramePtr frame, const Face& face, const Core::ioPath& root = {}) {
     const OneInputPtr effect = CreateOneInput(SettingsEffectFaceRecognitionTrainer(face, root));
     effect->ProcessData(frame);
     return dynamic_cast<const SettingsEffectFaceRecognitionTrainer&>(effect->GetSettingsBase()).GetDescriptor();
@@ -196,7 +196,7 @@ TEST(Faces, AreNotFoundWhereNoneAre) {
 TEST(Faces, AreFoundInAnyFormat) {
     const FramePtr portrait = ReadSample("astronaut.png");
     const Face face = Find(portrait).at(0);
-    const std::vector<float> descriptor = Describe(portrait, face);
+    const std::vector<float> descriptor = DescriptorOf(portrait, face);
     for (const PixFmtDescription& description : PixFmtDescription::GetPixelFormatDescroptionsList()) {
         FramePtr frame;
         if (description.pixFmt == PixFmt::Pal8) {
@@ -212,7 +212,7 @@ TEST(Faces, AreFoundInAnyFormat) {
         const std::vector<Face> faces = Find(frame);
         ASSERT_THAT(faces, SizeIs(1)) << description.name;
         EXPECT_TRUE(IsPortrait(faces[0])) << description.name;
-        EXPECT_LT(Distance(Describe(frame, faces[0]), descriptor), kSamePerson) << description.name;
+        EXPECT_LT(Distance(DescriptorOf(frame, faces[0]), descriptor), kSamePerson) << description.name;
         EXPECT_TRUE(Bytes(*frame) == before) << description.name;
     }
 }
@@ -315,7 +315,7 @@ FramePtr MakeGroup(const std::vector<Pasted>& heads, std::uint32_t width, std::u
 
 TEST(Faces, AreFoundInGroupsLargestFirst) {
     const FramePtr portrait = ReadSample("astronaut.png");
-    const std::vector<float> descriptor = Describe(portrait, Find(portrait).at(0));
+    const std::vector<float> descriptor = DescriptorOf(portrait, Find(portrait).at(0));
     constexpr std::uint32_t kWidth = 2400, kHeight = 1600;
     // The smallest are a little above a sixtieth of 2400 high; some are where tiles meet.
     const std::vector<Pasted> heads = {{4.0, 60, 850, false, 1.0},   {2.0, 1950, 60, true, 1.0},
@@ -333,7 +333,7 @@ TEST(Faces, AreFoundInGroupsLargestFirst) {
             const double middle = head.isMirrored ? 190 - 92 : 92;
             EXPECT_NEAR((from.x + to.x) / 2.0, head.x + head.scale * middle, 8 * head.scale) << i;
             EXPECT_NEAR((from.y + to.y) / 2.0, head.y + head.scale * 113, 8 * head.scale) << i;
-            EXPECT_LT(Distance(Describe(picture, faces[i]), descriptor), kSamePerson) << i;
+            EXPECT_LT(Distance(DescriptorOf(picture, faces[i]), descriptor), kSamePerson) << i;
         }
     }
     // Only those that are as large as asked for.
@@ -363,18 +363,18 @@ TEST(Faces, AreTheSameWhateverTheThreads) {
     Core::SetLibraryThreads(1);
     const std::vector<Face> alone = Find(group);
     ASSERT_THAT(alone, SizeIs(2));
-    const std::vector<float> descriptor = Describe(group, alone[1]);
+    const std::vector<float> descriptor = DescriptorOf(group, alone[1]);
     for (const int threads : {2, 5}) {
         Core::SetLibraryThreads(threads);
         EXPECT_EQ(Find(group), alone) << threads;
-        EXPECT_EQ(Describe(group, alone[1]), descriptor) << threads;
+        EXPECT_EQ(DescriptorOf(group, alone[1]), descriptor) << threads;
     }
     Core::SetLibraryThreads(before);
 }
 
 TEST(Descriptors, StayNearWhenAPhotographIsChanged) {
     const FramePtr portrait = ReadSample("astronaut.png");
-    const std::vector<float> descriptor = Describe(portrait, Find(portrait).at(0));
+    const std::vector<float> descriptor = DescriptorOf(portrait, Find(portrait).at(0));
     ASSERT_THAT(descriptor, SizeIs(128));
     SettingsEffectRotate turn;
     turn.SetAngle(25);
@@ -387,14 +387,14 @@ TEST(Descriptors, StayNearWhenAPhotographIsChanged) {
     for (const auto& [change, picture] : changes) {
         const std::vector<Face> faces = Find(picture);
         ASSERT_THAT(faces, SizeIs(1)) << change;
-        EXPECT_LT(Distance(Describe(picture, faces[0]), descriptor), kSamePerson) << change;
+        EXPECT_LT(Distance(DescriptorOf(picture, faces[0]), descriptor), kSamePerson) << change;
     }
     // The cat's eyes and mouth, as a person sees them.
     const Face cat(Outline({{60, 100}, {170, 280}, {250, 100}}), {}, {},
                    Eyes(Eye({{105, 122}, {115, 112}, {125, 112}, {137, 124}, {125, 132}, {115, 132}}),
                         Eye({{180, 118}, {190, 108}, {200, 108}, {212, 116}, {200, 128}, {190, 128}})),
                    Mouth(FaceItemBase({{140, 190}, {165, 180}, {190, 190}, {165, 205}}), {}), {{60, 80}, {250, 250}});
-    EXPECT_GT(Distance(Describe(ReadSample("chelsea.png"), cat), descriptor), kOthers);
+    EXPECT_GT(Distance(DescriptorOf(ReadSample("chelsea.png"), cat), descriptor), kOthers);
 }
 
 TEST(Descriptors, RefuseWhatIsNoFace) {
@@ -403,7 +403,7 @@ TEST(Descriptors, RefuseWhatIsNoFace) {
     const Eye left({{20, 30}, {30, 30}}), right({{60, 30}, {70, 30}}), away({{60, 30}, {70, 80}});
     const Mouth mouth(FaceItemBase({{40, 60}, {50, 60}}), {});
     const FaceRectangle rectangle{{5, 5}, {95, 75}};
-    const auto describe = [&](const Face& face) { return MessageOf([&] { Describe(frame, face); }); };
+    const auto describe = [&](const Face& face) { return MessageOf([&] { DescriptorOf(frame, face); }); };
     EXPECT_EQ(describe(Face(outline, {}, {}, Eyes(left, right), mouth, rectangle)), "nothing");
     EXPECT_EQ(describe(Face()), "There is no face to describe!");
     EXPECT_EQ(describe(Face(outline, {}, {}, Eyes(left, {}), mouth, rectangle)),
@@ -443,7 +443,7 @@ TEST(Faces, UseTheModelsOfAFolder) {
     EXPECT_THAT(find(entry("landmarks", "mean.onnx", 0)), HasSubstr(R"(must have a "width" and "height" above 0!)"));
     EXPECT_THAT(find(entry("descriptor", "mean.onnx", 150, "bytes")), HasSubstr(R"(must have "floats" as "output"!)"));
     WriteFile(folder.GetPath() / "models.json", R"({"faces": {)" + entry("descriptor", "mean.onnx", 150) + "}}");
-    EXPECT_THAT(MessageOf([&] { Describe(frame, Find(frame).at(0), folder.GetPath()); }),
+    EXPECT_THAT(MessageOf([&] { DescriptorOf(frame, Find(frame).at(0), folder.GetPath()); }),
                 HasSubstr("mean.onnx gives 1 values; it must give 128!"));
     SettingsEffectFaceDetection settings;
     settings.SetMinFace(0);

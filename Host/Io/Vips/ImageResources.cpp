@@ -2,18 +2,13 @@
 
 #include <algorithm>
 #include <cstddef>
+#include "Host/Io/Vips/BigEndian.h"
 
 namespace Orvexa::Io::Details {
 
 namespace {
 
 constexpr unsigned kIptc = 0x0404, kOldPreview = 0x0409, kPreview = 0x040c;
-
-std::size_t BigEndian(std::string_view bytes) {
-    std::size_t number = 0;
-    for (const char byte : bytes) number = number << 8 | static_cast<unsigned char>(byte);
-    return number;
-}
 
 // Calls `visit(id, block, data)` for each: signature, identifier, name with its length before it, length, data; both
 // padded to even lengths.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include "Host/Io/Vips/BigEndian.h"
 
 #include "Host/Io/Vips/Source.h"
 
@@ -18,13 +19,7 @@ constexpr std::size_t kGuidSize = 32,
 constexpr std::size_t kMaxContent = 65533;
 constexpr std::size_t kMaxHeader = std::size_t{64} << 20;  // of all segments; no file needs a tenth of it
 
-std::size_t BigEndian(std::string_view bytes) {
-    std::size_t number = 0;
-    for (const char byte : bytes) number = number << 8 | static_cast<unsigned char>(byte);
-    return number;
-}
-
-std::string BigEndian(std::size_t number, int bytes) {
+std::string ToBigEndian(std::size_t number, int bytes) {
     std::string text;
     for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8) text += static_cast<char>(number >> shift & 255);
     return text;
@@ -64,7 +59,7 @@ private:
 void AddSegment(std::string& bytes, unsigned marker, std::string_view start, std::string_view content) {
     bytes += '\xff';
     bytes += static_cast<char>(marker);
-    bytes += BigEndian(2 + start.size() + content.size(), 2);
+    bytes += ToBigEndian(2 + start.size() + content.size(), 2);
     bytes += start;
     bytes += content;
 }
@@ -113,7 +108,7 @@ std::string MakeJpegSegments(const JpegSegments& content, const std::string& ext
     const std::size_t room = kMaxContent - kExtensionStart.size() - kExtensionHeader;
     for (std::size_t at = 0; at < content.xmpExtension.size(); at += room) {
         AddSegment(bytes, kApp1, kExtensionStart,
-                   extensionGuid + BigEndian(content.xmpExtension.size(), 4) + BigEndian(at, 4) +
+                   extensionGuid + ToBigEndian(content.xmpExtension.size(), 4) + ToBigEndian(at, 4) +
                        content.xmpExtension.substr(at, room));
     }
     AddSegments(bytes, kApp13, kResourcesStart, content.resources);

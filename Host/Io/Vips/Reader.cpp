@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "Host/Core/Exception.h"
+#include "Host/Io/Vips/BigEndian.h"
 #include "Host/Io/Vips/Metadata.h"
 #include "Host/Io/Vips/Vips.h"
 
@@ -76,6 +77,22 @@ const Loader& FindLoader(const vips::VSource& source, const ByteSource& bytes) {
     if (vips_type_find("VipsOperation", loader->GetOperation()) == 0)
         Throw("the image library of this machine cannot read this format");
     return *loader;
+}
+
+// libpng takes the memory for a chunk before it has read it, however long the chunk claims to be. That of the pixels is
+// read in pieces, and what comes after it does not matter.
+void CheckPngChunks(const vips::VSource& source) {
+    constexpr std::int64_t kSignatureSize = 8, kFieldSize = 4, kChecksumSize = 4;
+    const std::int64_t size = vips_source_length(source.get_source());
+    std::string length, type;
+    for (std::int64_t at = kSignatureSize; at < size;) {
+        if (vips_source_seek(source.get_source(), at, SEEK_SET) < 0 || !ReadAll(source, length, kFieldSize) ||
+            !ReadAll(source, type, kFieldSize) || type == "IDAT")
+            break;
+        at += 2 * kFieldSize + static_cast<std::int64_t>(BigEndian(length)) + kChecksumSize;
+        if (at > size) Throw("the picture is truncated or damaged beyond use (chunk " + type + " is not all there)");
+    }
+    vips_source_rewind(source.get_source());
 }
 
 // Reads no more than the header where the format allows.
@@ -251,6 +268,7 @@ bool IsReadableInPart(const Loader& loader, ByteSource& bytes) {
 }
 
 VImage OpenImage(const Loader& loader, const vips::VSource& source, ByteSource& bytes, const ReadOptions& options) {
+    if (loader.format == FileFormat::Png && bytes.IsRepeatable()) CheckPngChunks(source);
     try {
         return OpenImage(loader, source, options.allowTruncated);
     } catch (const vips::VError&) {
