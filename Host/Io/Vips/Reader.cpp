@@ -90,7 +90,7 @@ void CheckPngChunks(const vips::VSource& source) {
             !ReadAll(source, type, kFieldSize) || type == "IDAT")
             break;
         at += 2 * kFieldSize + static_cast<std::int64_t>(BigEndian(length)) + kChecksumSize;
-        if (at > size) Throw("the picture is truncated or damaged beyond use (chunk " + type + " is not all there)");
+        if (at > size) Throw("the picture is truncated or damaged beyond use (a chunk of it is not all there)");
     }
     vips_source_rewind(source.get_source());
 }
