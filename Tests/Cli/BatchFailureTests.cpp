@@ -202,7 +202,8 @@ TEST_F(Batch, AnOutputThatCannotBeRecordedIsMadeAnew) {
     const Words command = To("out") + Words{"-j", "1", "--json", in_.string(), "--", "EmptyEffect"};
     const Outcome outcome = RunKalvatri(command, {.fileSize = 700});  // room for a few lines
     EXPECT_EQ(outcome.exitCode, 1);
-    EXPECT_THAT(outcome.err, HasSubstr("kalvatri: recording " + Out("picture5.png") + ": cannot write: File too large\n"));
+    EXPECT_THAT(outcome.err,
+                HasSubstr("kalvatri: recording " + Out("picture5.png") + ": cannot write: File too large\n"));
     const auto recorded = static_cast<std::ptrdiff_t>(CountRecorded());
     EXPECT_GT(recorded, 0);
     const auto statuses = Statuses(command);

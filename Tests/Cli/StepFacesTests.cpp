@@ -178,7 +178,8 @@ TEST_F(StepFaces, TakeFacesThatAreGiven) {
     EXPECT_THAT(ErrorOf({"TestFaceInTurn", "faces=" + file}, {1, 2}, false, "c.png"),
                 HasSubstr("None of the faces given are of c.png!"));
     EXPECT_THAT(ErrorOf({"TestFaceInTurn", "faces=" + file}, {1, 2, 3}), HasSubstr("of 2 x 1 pixels, not of 3 x 1"));
-    EXPECT_THAT(ErrorOf({"TestFaceInTurn", "face=" + Record(FaceAt(2, 0))}, {1, 2}), HasSubstr("not inside the picture"));
+    EXPECT_THAT(ErrorOf({"TestFaceInTurn", "face=" + Record(FaceAt(2, 0))}, {1, 2}),
+                HasSubstr("not inside the picture"));
     // As a settings file has them, too.
     const std::vector<std::string> words{"TestFaceInTurn", "face=2", "faces=" + file};
     const Json json = Kalvatri::ChainToJson(Kalvatri::ParseChain(*catalogue_, words));
