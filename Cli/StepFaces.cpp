@@ -1,6 +1,7 @@
 #include "Cli/StepFaces.h"
 
 #include <algorithm>
+#include <charconv>
 
 #include "Cli/Errors.h"
 
@@ -91,13 +92,18 @@ bool TakeFaceWord(FaceChoice& choice, const Proc::Settings& settings, std::strin
     const bool isNumber = !value.empty() && value.find_first_not_of("0123456789") == std::string::npos;
     const bool isJson = value.starts_with('[') || value.starts_with('{');
     if (key == kFace && isNumber) {
-        choice.number = static_cast<std::uint32_t>(Proc::ParseInteger(value, 1, 1000));
+        constexpr int kMaxNumber = 1000;
+        const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), choice.number);
+        if (error != std::errc() || choice.number < 1 || choice.number > kMaxNumber)
+            Throw<Proc::SettingsException>("face: " + value + " is not in the range 1.." + std::to_string(kMaxNumber));
         return true;
     }
     if ((isJson || value.empty()) && HasField(settings, key)) return false;
-    if (key == kFace && !isJson)
-        Proc::ThrowNotA(value,
-                        "the number of a face, 1 for the largest, nor a face as `kalvatri faces --json` prints it");
+    if (key == kFace && !isJson) {
+        Throw<Proc::SettingsException>("face: \"" + value +
+                                       "\" is neither the number of a face, 1 for the largest, nor a face as "
+                                       "`kalvatri faces --json` prints it");
+    }
     choice.given = isJson ? PicturesOf(Core::ParseJson(value)) : ReadFaces(value);
     return true;
 }

@@ -189,8 +189,9 @@ TEST_F(StepFaces, TakeFacesThatAreGiven) {
 
 TEST_F(StepFaces, RefuseWordsThatAreNoFaces) {
     const std::pair<std::string, std::string> cases[] = {
-        {"face=0", "1..1000"},
-        {"face=largest", "the number of a face, 1 for the largest"},
+        {"face=0", "face: 0 is not in the range 1..1000"},
+        {"face=99999999999", "face: 99999999999 is not in the range"},
+        {"face=largest", "face: \"largest\" is neither the number of a face, 1 for the largest"},
         {"face={}", "the key \"rectangle\""},
         {"faces=[1]", "an object as"},
         {"faces=no/such/file.json", "reading no/such/file.json"},
