@@ -28,8 +28,8 @@ for name in astronaut coffee; do
                 chain=(Segmentation "with=samples/seeds/$name.png" Original RemoveBackground)
                 ;;
             AutoGlareRemove | DrawFace | EyeExtending | FaceMask | FaceRecognition | FaceThinning)
-                # The face that is found, where there is one.
-                [ "$name" = coffee ] || chain=("$effect")
+                [ "$name" != coffee ] || continue  # it has no face
+                chain=("$effect")
                 ;;
             Segmentation) chain+=("with=samples/seeds/$name.png") ;;
             Cutter)
