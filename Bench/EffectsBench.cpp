@@ -115,6 +115,7 @@ int main(int argc, char** argv) {
     Orvexa::Bench::AddConvolution();
     Orvexa::Bench::AddTone();
     Orvexa::Bench::AddStylise();
+    Orvexa::Bench::AddComposites();
     Orvexa::Bench::AddFaces();
     return Orvexa::Bench::RunPairs(argc, argv);
 }

@@ -24,9 +24,11 @@ FramePtr Photograph(const AllocatorPtr& allocator, PixFmt pixFmt);
 /// Plane 0 as a matrix that shares its memory.
 cv::Mat View(const FramePtr& frame, int type);
 
-/// The benchmarks of the tone effects, of blurs, stylise filters, warps and tiling, and of the face effects.
+/// The benchmarks of the tone effects, of blurs, stylise filters, warps and tiling, of effects made of several steps,
+/// and of the face effects.
 void AddTone();
 void AddStylise();
+void AddComposites();
 void AddFaces();
 
 }  // namespace Orvexa::Bench

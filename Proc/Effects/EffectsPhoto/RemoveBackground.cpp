@@ -31,34 +31,44 @@ SettingsEffectMorphology Step(MorphologyOperation operation, int size) {
     return {operation, size, MorphologyKernel::Rectangle, MorphologyBorder::Reflect};
 }
 
-// Masks summed up, to be divided by their number.
+// Masks summed up, to be divided by their number. The sums lie in a frame of four bytes for two of them, as fresh memory
+// would cost more than the additions.
 class MaskSum {
 public:
-    explicit MaskSum(const FrameInfo& info) : width_(info.width), sums_(std::size_t{info.width} * info.height) {}
+    MaskSum(const ConstPlane& mask, const AllocatorPtr& allocator)
+        : sums_(NewFrame(allocator, PixFmt::Rgba,
+                         FrameInfo(static_cast<std::uint32_t>((mask.GetWidth() + 1) / 2),
+                                   static_cast<std::uint32_t>(mask.GetHeight())))) {
+        ForRows(mask, [](std::uint16_t* sum, const std::uint8_t* row, std::uint64_t width) {
+            for (std::uint64_t x = 0; x < width; ++x) sum[x] = row[x];
+        });
+    }
 
     void Add(const ConstPlane& mask) {
         ++count_;
-        for (std::uint64_t y = 0; y < mask.GetHeight(); ++y) {
-            const std::uint8_t* row = mask.GetRow(y);
-            std::uint16_t* sum = &sums_[y * width_];
-            for (std::uint64_t x = 0; x < width_; ++x) sum[x] = static_cast<std::uint16_t>(sum[x] + row[x]);
-        }
+        ForRows(mask, [](std::uint16_t* sum, const std::uint8_t* row, std::uint64_t width) {
+            for (std::uint64_t x = 0; x < width; ++x) sum[x] = static_cast<std::uint16_t>(sum[x] + row[x]);
+        });
     }
 
     void StoreMean(const Plane& plane) const {
         std::vector<std::uint8_t> means(255 * count_ + 1);
         for (std::size_t sum = 0; sum < means.size(); ++sum) means[sum] = static_cast<std::uint8_t>(sum / count_);
-        for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) {
-            std::uint8_t* row = plane.GetRow(y);
-            const std::uint16_t* sum = &sums_[y * width_];
-            for (std::uint64_t x = 0; x < width_; ++x) row[x] = means[sum[x]];
-        }
+        ForRows(plane, [&](const std::uint16_t* sum, std::uint8_t* row, std::uint64_t width) {
+            for (std::uint64_t x = 0; x < width; ++x) row[x] = means[sum[x]];
+        });
     }
 
 private:
-    std::size_t width_;
-    std::size_t count_ = 0;
-    std::vector<std::uint16_t> sums_;
+    template <class AnyPlane, class Body>
+    void ForRows(const AnyPlane& plane, const Body& body) const {
+        const Plane sums = sums_->GetPlane(0);
+        for (std::uint64_t y = 0; y < plane.GetHeight(); ++y)
+            body(reinterpret_cast<std::uint16_t*>(sums.GetRow(y)), plane.GetRow(y), plane.GetWidth());
+    }
+
+    const FramePtr sums_;
+    std::size_t count_ = 1;
 };
 
 // Where the subject will stand on one axis of the background, in pixels.
@@ -140,8 +150,7 @@ private:
     // The mean of the mask and of ever smaller ones, blurred.
     void Smooth(FramePtr& mask) {
         const FrameInfo info = mask->GetFrameInfo();
-        MaskSum sum(info);
-        sum.Add(std::as_const(*mask).GetPlane(0));
+        MaskSum sum(std::as_const(*mask).GetPlane(0), allocator_);
         for (int i = 0; i < settings_.GetSmooth(); ++i) {
             smoother_->ProcessData(mask);
             sum.Add(std::as_const(*mask).GetPlane(0));
