@@ -38,7 +38,10 @@ public:
 private:
     void AddKey(const std::string& key) {
         std::set<std::string>& keys = openObjects_.back();
-        if (!keys.insert(key).second) Throw<SettingsException>("the key \"" + key + "\" is given twice in one object");
+        if (!keys.insert(key).second) {
+            const std::string quoted = Json(key).dump(-1, ' ', false, Json::error_handler_t::replace);  // on one line
+            Throw<SettingsException>("the key " + quoted + " is given twice in one object");
+        }
         if (keys.size() > kMaxJsonMembers)
             Throw<SettingsException>("an object has more than " + std::to_string(kMaxJsonMembers) + " members");
     }
