@@ -9,8 +9,10 @@ namespace Orvexa::Proc {
 
 namespace {
 
+const Settings& AsSettings(const FaceSettings& settings) { return dynamic_cast<const Settings&>(settings); }
+
 void RunFor(IOneInputEffectVideo& effect, const FaceSettings& settings, std::span<const Face> faces, FramePtr& frame) {
-    const std::unique_ptr<Settings> copy = settings.Copy();
+    const std::unique_ptr<Settings> copy = AsSettings(settings).Copy();
     dynamic_cast<FaceSettings&>(*copy).TakeFaces(faces);
     effect.SetSettings(*copy);
     effect.ProcessData(frame);
@@ -67,10 +69,10 @@ void ProcessFaces(IOneInputEffectVideo& effect, const FaceSettings& settings, st
 
 void ProcessFaces(const FactoryPtr& factory, const FaceSettings& settings, FramePtr& frame) {
     OneInputPtr effect;
-    factory->CreateOneInputEffect(effect, settings.GetClassId(), ImplNames::DEFAULT, {});
+    factory->CreateOneInputEffect(effect, AsSettings(settings).GetClassId(), ImplNames::DEFAULT, {});
     if (settings.HasFaces()) {
         settings.CheckFacesInside(frame->GetFrameInfo().width, frame->GetFrameInfo().height);
-        effect->SetSettings(settings);
+        effect->SetSettings(AsSettings(settings));
         return effect->ProcessData(frame);
     }
     ProcessFaces(*effect, settings,

@@ -9,6 +9,7 @@
 #include <variant>
 #include <vector>
 
+#include "Host/Conf/NeuralNames.h"
 #include "Host/Core/Path.h"
 #include "Host/Proc/IData.h"
 
@@ -32,12 +33,6 @@ inline constexpr std::size_t kAdjustmentsCount = 6;
 
 /// What is known of a face: points, and values that identify it.
 inline constexpr std::size_t kLandmarksCount = 68, kDescriptorSize = 128;
-
-/// Which implementation runs a network.
-enum class ImplName : std::int32_t { Default = 0, OpenCv = 1 };
-
-/// A network that makes a picture of a picture, by its number in the manifest.
-enum class ModelFileId : std::int32_t {};
 
 /// What a network found. A getter of another kind than the network's throws `EffectException`.
 class NeuralResult {

@@ -15,6 +15,10 @@
 // A field's key is its name with a small first letter; a group's fields are keyed group.field. ORVEXA_GROUP_FROM gives
 // a group defaults of its own. Ranges are checked where text enters, not by the setters. A class without equality
 // leaves the ORVEXA_EQUALITY line out.
+//
+// Classes may share fields: a base names itself with ORVEXA_BASE_SETTINGS and lists them with ORVEXA_BASE_FIELD;
+// ORVEXA_FIELDS_OF in a derived class puts them first there. ORVEXA_INHERITED_FIELD makes a field of a member that a
+// base declared with ORVEXA_MEMBER only, for the classes in which text may set it.
 #pragma once
 
 #include <array>
@@ -224,6 +228,7 @@ void AddGroup(FieldList& fields, std::string_view name, const FieldList& inner, 
 template <class S>
 FieldList MakeFieldList() {
     FieldList fields;
+    if constexpr (requires { typename S::FieldsBase; }) fields = S::FieldsBase::Fields();
     VisitFieldLines<S>([&]<int Line>(LineTag<Line>) {
         constexpr auto& declaration = kDeclaration<S, Line>;
         using T = typename std::decay_t<decltype(declaration)>::Value;
@@ -241,6 +246,10 @@ FieldList MakeFieldList() {
 template <class S>
 bool FieldsEqual(const S& a, const S& b) {
     bool isEqual = true;
+    if constexpr (requires { typename S::FieldsBase; }) {
+        using Base = typename S::FieldsBase;
+        isEqual = static_cast<const Base&>(a) == static_cast<const Base&>(b);
+    }
     VisitFieldLines<S>([&]<int Line>(LineTag<Line>) {
         constexpr auto member = kDeclaration<S, Line>.member;
         isEqual = isEqual && ValuesEqual(a.*member, b.*member);
@@ -287,6 +296,24 @@ using Accessed = std::conditional_t<std::is_arithmetic_v<T> || std::is_enum_v<T>
 
 }  // namespace Details
 
+#define ORVEXA_BASE_SETTINGS(Class)                                                                      \
+public:                                                                                                  \
+    static const ::Orvexa::Proc::FieldList& Fields() {                                                   \
+        static const ::Orvexa::Proc::FieldList fields = ::Orvexa::Proc::Details::MakeFieldList<Class>(); \
+        return fields;                                                                                   \
+    }                                                                                                    \
+                                                                                                         \
+private:                                                                                                 \
+    using SelfT = Class;                                                                                 \
+    static constexpr int kFirstLine = __LINE__;                                                          \
+                                                                                                         \
+public:
+
+// The second line hides the base's declarations, whose lines are counted from another one.
+#define ORVEXA_FIELDS_OF(Base) \
+    using FieldsBase = Base;   \
+    static void FieldOnLine(::Orvexa::Proc::Details::LineTag<-1>);
+
 #define ORVEXA_SETTINGS(Class, EffectName, Group, Summary)                                                     \
 public:                                                                                                        \
     static inline const std::string CLASS_ID = #Class;                                                         \
@@ -294,14 +321,8 @@ public:                                                                         
     const std::string& GetClassId() const override { return CLASS_ID; }                                        \
     const ::Orvexa::Proc::FieldList& GetFields() const override { return Fields(); }                           \
     std::unique_ptr<::Orvexa::Proc::Settings> Copy() const override { return std::make_unique<Class>(*this); } \
-    static const ::Orvexa::Proc::FieldList& Fields() {                                                         \
-        static const ::Orvexa::Proc::FieldList fields = ::Orvexa::Proc::Details::MakeFieldList<Class>();       \
-        return fields;                                                                                         \
-    }                                                                                                          \
-                                                                                                               \
+    ORVEXA_BASE_SETTINGS(Class)                                                                                \
 private:                                                                                                       \
-    using SelfT = Class;                                                                                       \
-    static constexpr int kFirstLine = __LINE__;                                                                \
     static inline const bool kIsCatalogued = ::Orvexa::Proc::SettingsCatalogue::Add(                           \
         {#Class, EffectName, Group, Summary, [] { return ::Orvexa::Proc::Details::CreateSettings<Class>(); },  \
          [] { return ::Orvexa::Proc::Details::GetSecondInput<Class>(); },                                      \
@@ -312,22 +333,40 @@ public:
 #define ORVEXA_EQUALITY(Class) \
     friend bool operator==(const Class& a, const Class& b) { return ::Orvexa::Proc::Details::FieldsEqual(a, b); }
 
-#define ORVEXA_FIELD_MEMBER(Type, Name, Initial, LimitsValue, Unit, Summary)                                        \
-private:                                                                                                            \
-    Type value##Name##_ = Initial;                                                                                  \
-                                                                                                                    \
-public:                                                                                                             \
+#define ORVEXA_FIELD_MEMBER(Type, Name, Initial, LimitsValue, Unit, Summary)               \
+private:                                                                                   \
+    Type value##Name##_ = Initial;                                                         \
+                                                                                           \
+public:                                                                                    \
+    ORVEXA_FIELD_DECLARATION(Type, Name, LimitsValue, Unit, Summary)                       \
+    void Set##Name(Type value) { value##Name##_ = std::move(value); }                      \
+    bool Is##Name##Default() const { return Is##Name##Equal(SelfT()); }                    \
+    bool Is##Name##Equal(const SelfT& other) const {                                       \
+        return ::Orvexa::Proc::Details::ValuesEqual(value##Name##_, other.value##Name##_); \
+    }
+
+#define ORVEXA_FIELD_DECLARATION(Type, Name, LimitsValue, Unit, Summary)                                            \
     static constexpr auto FieldOnLine(::Orvexa::Proc::Details::LineTag<__LINE__ - kFirstLine>) {                    \
         return ::Orvexa::Proc::Details::FieldDeclaration<SelfT, Type>{                                              \
             &SelfT::value##Name##_, #Name, +[]() -> ::Orvexa::Proc::Limits { return LimitsValue; }, Unit, Summary}; \
     }                                                                                                               \
     static_assert(__LINE__ - kFirstLine < ::Orvexa::Proc::Details::kMaxFieldLines,                                  \
-                  "Fields this far down would not be found: raise kMaxFieldLines.");                                \
-    void Set##Name(Type value) { value##Name##_ = std::move(value); }                                               \
-    bool Is##Name##Default() const { return Is##Name##Equal(SelfT()); }                                             \
-    bool Is##Name##Equal(const SelfT& other) const {                                                                \
-        return ::Orvexa::Proc::Details::ValuesEqual(value##Name##_, other.value##Name##_);                          \
-    }
+                  "Fields this far down would not be found: raise kMaxFieldLines.");
+
+#define ORVEXA_MEMBER(Type, Name, Initial)                            \
+protected:                                                            \
+    Type value##Name##_ = Initial;                                    \
+                                                                      \
+public:                                                               \
+    void Set##Name(Type value) { value##Name##_ = std::move(value); } \
+    ::Orvexa::Proc::Details::Accessed<Type> Get##Name() const { return value##Name##_; }
+
+#define ORVEXA_BASE_FIELD(Type, Name, Initial, LimitsValue, Unit, Summary) \
+    ORVEXA_MEMBER(Type, Name, Initial)                                     \
+    ORVEXA_FIELD_DECLARATION(Type, Name, LimitsValue, Unit, Summary)
+
+#define ORVEXA_INHERITED_FIELD(Type, Name, LimitsValue, Unit, Summary) \
+    ORVEXA_FIELD_DECLARATION(Type, Name, LimitsValue, Unit, Summary)
 
 #define ORVEXA_FIELD(Type, Name, Initial, LimitsValue, Unit, Summary)    \
     ORVEXA_FIELD_MEMBER(Type, Name, Initial, LimitsValue, Unit, Summary) \

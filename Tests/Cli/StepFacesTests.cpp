@@ -21,7 +21,7 @@ namespace {
 
 // Sets the pixel under each face's outline, as a step of each kind.
 template <FaceRun kRun>
-class TestFaceSettings : public FaceSettings {
+class TestFaceSettings : public Settings, public FaceSettings {
 public:
     bool HasFaces() const override { return !faces.empty(); }
     void TakeFaces(std::span<const Face> given) override { faces.assign(given.begin(), given.end()); }

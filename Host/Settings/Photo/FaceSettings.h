@@ -15,9 +15,10 @@ enum class FaceRun : std::uint8_t {
     Merged,    ///< once for each face, each time on the picture; the masks are merged by the larger value
 };
 
-/// Settings of an effect that treats faces, or a part of a face.
-class FaceSettings : public Settings {
+/// What the settings of an effect that treats faces, or a part of a face, are beside `Settings`.
+class FaceSettings {
 public:
+    virtual ~FaceSettings() = default;
     /// Whether the caller has given what the effect needs, so that no face has to be found.
     virtual bool HasFaces() const = 0;
     /// Takes what the effect needs from `faces`; classes that treat one face at a time take the first.

@@ -4,7 +4,7 @@
 
 namespace Orvexa::Proc {
 
-class SettingsEffectAutoGlareRemove final : public FaceSettings {
+class SettingsEffectAutoGlareRemove final : public Settings, public FaceSettings {
 public:
     static constexpr double kBytesPerPixel = 16;
 

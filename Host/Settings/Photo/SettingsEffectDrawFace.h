@@ -5,7 +5,7 @@
 
 namespace Orvexa::Proc {
 
-class SettingsEffectDrawFace final : public FaceSettings {
+class SettingsEffectDrawFace final : public Settings, public FaceSettings {
     ORVEXA_SETTINGS(SettingsEffectDrawFace, "DrawFace", Groups::kFaces,
                     "Draws the contours of faces and their rectangles.")
     ORVEXA_EQUALITY(SettingsEffectDrawFace)

@@ -4,7 +4,7 @@
 
 namespace Orvexa::Proc {
 
-class SettingsEffectEyeExtending final : public FaceSettings {
+class SettingsEffectEyeExtending final : public Settings, public FaceSettings {
     ORVEXA_SETTINGS(SettingsEffectEyeExtending, "EyeExtending", Groups::kFaces, "Enlarges the eyes of a face.")
     ORVEXA_EQUALITY(SettingsEffectEyeExtending)
     ORVEXA_FIELD(double, Strength, 0.5, Range(-1, 1), "", "How much larger the eyes will be; below 0 they get smaller.")

@@ -19,7 +19,7 @@ struct TextCodec<FaceRegions> {
     static FaceRegions Parse(std::string_view text);
 };
 
-class SettingsEffectFaceMask final : public FaceSettings {
+class SettingsEffectFaceMask final : public Settings, public FaceSettings {
 public:
     static constexpr double kBytesPerPixel = 16;
 

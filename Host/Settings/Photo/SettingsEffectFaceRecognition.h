@@ -4,7 +4,7 @@
 
 namespace Orvexa::Proc {
 
-class SettingsEffectFaceRecognition final : public FaceSettings {
+class SettingsEffectFaceRecognition final : public Settings, public FaceSettings {
     ORVEXA_SETTINGS(SettingsEffectFaceRecognition, "FaceRecognition", Groups::kFaces,
                     "Describes a face by numbers that identify the person; the picture stays as it is.")
     ORVEXA_EQUALITY(SettingsEffectFaceRecognition)

@@ -4,7 +4,7 @@
 
 namespace Orvexa::Proc {
 
-class SettingsEffectFaceThinning final : public FaceSettings {
+class SettingsEffectFaceThinning final : public Settings, public FaceSettings {
     ORVEXA_SETTINGS(SettingsEffectFaceThinning, "FaceThinning", Groups::kFaces,
                     "Slims a face: draws in the line of its cheeks and jaw.")
     ORVEXA_EQUALITY(SettingsEffectFaceThinning)
