@@ -1,6 +1,7 @@
 // What the settings of effects that ask a neural network have in common.
 #pragma once
 
+#include <algorithm>
 #include <tuple>
 
 #include "Host/Conf/NeuralNames.h"
@@ -26,14 +27,20 @@ class BaseSettingsNeural : public BaseSettingsModelFile {
     ORVEXA_MEMBER(bool, DoNormalize, false)     // levels enter as 0..1
     ORVEXA_MEMBER(bool, SwapRB, false)          // channels enter red first
 
-    /// Of the neural part alone, whatever derived classes add.
-    bool IsEqualBase(const BaseSettingsNeural& other) const { return *this == other; }
-    friend bool operator==(const BaseSettingsNeural& a, const BaseSettingsNeural& b) {
+    /// Whether the neural parts are equal, whatever derived classes add.
+    bool IsEqualBase(const BaseSettingsNeural& other) const {
         const auto values = [](const BaseSettingsNeural& s) {
             return std::tuple(s.GetModelsRoot(), s.GetModelId(), s.GetImpl(), s.GetHasDynamicSize(), s.GetDoNormalize(),
                               s.GetSwapRB());
         };
-        return values(a) == values(b);
+        return values(*this) == values(other);
+    }
+
+    /// Of one class, with equal neural parts and equal fields of their own.
+    friend bool operator==(const BaseSettingsNeural& a, const BaseSettingsNeural& b) {
+        const FieldList& fields = a.GetFields();
+        return a.GetClassId() == b.GetClassId() && a.IsEqualBase(b) &&
+               std::all_of(fields.begin(), fields.end(), [&](const Field& field) { return field.IsEqual(a, b); });
     }
 };
 

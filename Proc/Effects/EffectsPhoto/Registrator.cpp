@@ -17,6 +17,16 @@
     EFFECT(CreateVideo)                \
     EFFECT(Custom)                     \
     EFFECT(Cutter)                     \
+    EFFECT(DeepAdjuster)               \
+    EFFECT(DeepAligner)                \
+    EFFECT(DeepAutoRetoucher)          \
+    EFFECT(DeepDenoiser)               \
+    EFFECT(DeepEnhancer)               \
+    EFFECT(DeepImageEnhancer)          \
+    EFFECT(DeepLumaUpscaler)           \
+    EFFECT(DeepRestorer)               \
+    EFFECT(DeepRestorerEx)             \
+    EFFECT(DeepSuperResolutor)         \
     EFFECT(DetailsEnhance)             \
     EFFECT(DirectionalAreaDeformation) \
     EFFECT(DrawFace)                   \

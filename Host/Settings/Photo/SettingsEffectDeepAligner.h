@@ -1,0 +1,21 @@
+#pragma once
+
+#include "Host/Settings/Photo/BaseSettingsNeural.h"
+
+namespace Orvexa::Proc {
+
+class SettingsEffectDeepAligner final : public BaseSettingsNeural {
+    ORVEXA_SETTINGS(SettingsEffectDeepAligner, "DeepAligner", Groups::kNeural, "Levels a photograph that is tilted.")
+    ORVEXA_FIELDS_OF(BaseSettingsNeural)
+
+    /// What the last run has found: whether there is something to level the picture by, and by how many degrees the
+    /// picture is turned counter-clockwise.
+    ORVEXA_MEMBER(bool, HorizonDetected, false)
+    ORVEXA_MEMBER(double, Angle, 0.0)
+    std::vector<Finding> GetFindings() const override {
+        return {{"horizonDetected", TextCodec<bool>::Format(GetHorizonDetected())},
+                {"angle", TextCodec<double>::Format(GetAngle())}};
+    }
+};
+
+}  // namespace Orvexa::Proc

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "Host/Settings/Photo/BaseSettingsNeural.h"
+
+namespace Orvexa::Proc {
+
+class SettingsEffectDeepDenoiser final : public BaseSettingsNeural {
+    ORVEXA_SETTINGS(SettingsEffectDeepDenoiser, "DeepDenoiser", Groups::kNeural,
+                    "Removes noise and keeps edges and textures.")
+    ORVEXA_FIELDS_OF(BaseSettingsNeural)
+};
+
+}  // namespace Orvexa::Proc

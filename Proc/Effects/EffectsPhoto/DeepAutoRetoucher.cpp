@@ -1,0 +1,85 @@
+// DeepAutoRetoucher: smooths the skin of faces by a model that sees each face with its surroundings, three tenths of
+// the face's size on each side, and leaves eyes, lips and hair. The rest of the picture is only converted.
+
+#include <algorithm>
+#include <tuple>
+#include <utility>
+
+#include "Host/Settings/Common/SettingsEffectImageBlender.h"
+#include "Host/Settings/Photo/SettingsEffectDeepAutoRetoucher.h"
+#include "Proc/Effects/EffectsPhoto/Shared/NeuralEffect.h"
+
+namespace Orvexa::Proc {
+namespace {
+
+constexpr Neural::ModelFileId kRetouch{26};
+constexpr double kMargin = 0.3;  // of the face's size, on each side
+
+struct Box {
+    std::uint32_t left, top, width, height;
+};
+
+std::uint32_t Margin(std::uint32_t size) { return static_cast<std::uint32_t>(size * kMargin + 0.5); }
+
+// The first and the last pixel of a face along one side, grown by `margin` and cut to the picture, of even length.
+// Sizes of what is outside of the picture wrap around; cropping refuses them.
+std::pair<std::uint32_t, std::uint32_t> Grow(std::uint32_t from, std::uint32_t to, std::uint32_t margin,
+                                             std::uint32_t size) {
+    const std::uint32_t begin = from > margin ? from - margin : 0;
+    return {begin, (std::min(size, to + margin) - begin) & ~1u};
+}
+
+Box SurroundingsOf(const FaceRectangle& face, const FrameInfo& picture) {
+    const auto left = static_cast<std::uint32_t>(std::max(0, face.first.x)),
+               top = static_cast<std::uint32_t>(std::max(0, face.first.y)),
+               right = std::min(static_cast<std::uint32_t>(face.second.x), picture.width),
+               bottom = std::min(static_cast<std::uint32_t>(face.second.y), picture.height);
+    Box box;
+    std::tie(box.left, box.width) = Grow(left, right, Margin(right - left), picture.width);
+    std::tie(box.top, box.height) = Grow(top, bottom, Margin(bottom - top), picture.height);
+    return box;
+}
+
+class DeepAutoRetoucher : public Shared::AlwaysConfigured<SettingsEffectDeepAutoRetoucher> {
+public:
+    using AlwaysConfigured::AlwaysConfigured;
+
+private:
+    void ApplySettings(bool) override {
+        SettingsEffectDeepNeuralProcessor processor(settings_.GetModelsRoot());
+        processor.SetHasDynamicSize(true);
+        processor.SetDoNormalize(true);
+        processor.SetSwapRB(true);
+        Choose(*retoucher_, processor, kRetouch);
+        converter_->SetSettings(SettingsColorspaceConverter(PixFmt::Bgr24, true));
+    }
+
+    void ProcessInternalImpl(FramePtr& frame) override {
+        if (settings_.GetFaces().empty()) return;
+        converter_->ProcessData(frame);
+        for (const Face& face : settings_.GetFaces())
+            Retouch(frame, SurroundingsOf(face.GetFullFramePoints(), frame->GetFrameInfo()));
+    }
+
+    void Retouch(FramePtr& frame, const Box& box) {
+        FramePtr part = CloneFrame(*frame, kCloneView);
+        part->Crop(box.left, box.top, box.width, box.height);
+        Run(*retoucher_, part);
+        converter_->ProcessData(part);
+        part->Crop(0, 0, box.width, box.height);
+        MakeWritable(frame);
+        blender_->SetSettings(SettingsEffectImageBlender(static_cast<int>(box.left), static_cast<int>(box.top), 255,
+                                                         BlendAlphaMode::IgnoreAlpha));
+        blender_->ProcessData(frame, part);
+    }
+
+    OneInputPtr retoucher_ = CreateProcessor();
+    TwoInputPtr blender_ = CreateTwoInput<SettingsEffectImageBlender>();
+    OneInputPtr converter_ = CreateOneInput<SettingsColorspaceConverter>();
+};
+
+}  // namespace
+
+bool RegisterDeepAutoRetoucher(IEffectFactory& factory) { return RegisterEffect<DeepAutoRetoucher>(factory); }
+
+}  // namespace Orvexa::Proc

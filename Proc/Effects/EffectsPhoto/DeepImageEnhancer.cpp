@@ -1,0 +1,32 @@
+// DeepImageEnhancer: improves light and colours in one go, by a model that has seen photographs and damaged copies of
+// them.
+
+#include "Host/Settings/Photo/SettingsEffectDeepImageEnhancer.h"
+#include "Proc/Effects/EffectsPhoto/Shared/NeuralEffect.h"
+
+namespace Orvexa::Proc {
+namespace {
+
+constexpr Neural::ModelFileId kEnhance{25};
+
+class DeepImageEnhancer : public Shared::AlwaysConfigured<SettingsEffectDeepImageEnhancer> {
+public:
+    using AlwaysConfigured::AlwaysConfigured;
+
+private:
+    void ApplySettings(bool) override {
+        SettingsEffectDeepNeuralProcessor processor(settings_.GetModelsRoot());
+        processor.SetHasDynamicSize(true);
+        Choose(*enhancer_, processor, kEnhance);
+    }
+
+    void ProcessInternalImpl(FramePtr& frame) override { Run(*enhancer_, frame); }
+
+    OneInputPtr enhancer_ = CreateProcessor();
+};
+
+}  // namespace
+
+bool RegisterDeepImageEnhancer(IEffectFactory& factory) { return RegisterEffect<DeepImageEnhancer>(factory); }
+
+}  // namespace Orvexa::Proc

@@ -1,0 +1,39 @@
+// DeepLumaUpscaler: sharpens soft or enlarged pictures by a model that sees their luma alone. Colours stay, as eyes see
+// sharpness in luma and colour noise would be sharpened, too.
+
+#include "Host/Settings/Photo/SettingsEffectDeepLumaUpscaler.h"
+#include "Proc/Effects/EffectsPhoto/Shared/NeuralEffect.h"
+
+namespace Orvexa::Proc {
+namespace {
+
+constexpr Neural::ModelFileId kSharpen{14};
+constexpr int kLargest = 5184;  // sides of what goes through the model at once, in pixels
+
+class DeepLumaUpscaler : public Shared::AlwaysConfigured<SettingsEffectDeepLumaUpscaler> {
+public:
+    using AlwaysConfigured::AlwaysConfigured;
+
+private:
+    void ApplySettings(bool) override {
+        Choose(*sharpener_, SettingsEffectDeepNeuralProcessor(1, kLargest, kLargest, settings_.GetModelsRoot()),
+               kSharpen);
+    }
+
+    void ProcessInternalImpl(FramePtr& frame) override {
+        converter_->ProcessData(frame);
+        FramePtr luma = TakeLuma(*frame, allocator_);
+        Run(*sharpener_, luma);
+        MakeWritable(frame);
+        PutLuma(*luma, *frame);
+    }
+
+    OneInputPtr converter_ = CreateOneInput(SettingsColorspaceConverter(PixFmt::Yuv444p, true));
+    OneInputPtr sharpener_ = CreateProcessor();
+};
+
+}  // namespace
+
+bool RegisterDeepLumaUpscaler(IEffectFactory& factory) { return RegisterEffect<DeepLumaUpscaler>(factory); }
+
+}  // namespace Orvexa::Proc

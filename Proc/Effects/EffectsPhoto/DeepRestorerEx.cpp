@@ -1,0 +1,35 @@
+// DeepRestorerEx: removes JPEG blocks, slight blur and noise from the picture or a part of it, in tiles of one size
+// whose overlap the settings give.
+
+#include "Host/Settings/Photo/SettingsEffectDeepNeuralFragmentor.h"
+#include "Host/Settings/Photo/SettingsEffectDeepRestorerEx.h"
+#include "Proc/Effects/EffectsPhoto/Shared/NeuralEffect.h"
+
+namespace Orvexa::Proc {
+namespace {
+
+constexpr Neural::ModelFileId kRestore{15};
+constexpr int kTile = 256;  // sides of a tile, in pixels
+
+class DeepRestorerEx : public Shared::NeuralEffect<SettingsEffectDeepRestorerEx> {
+public:
+    using NeuralEffect::NeuralEffect;
+
+private:
+    void ApplySettings(bool) override {
+        Choose(*restorer_,
+               SettingsEffectDeepNeuralFragmentor(kTile, kTile, 1, settings_.GetModelsRoot(), settings_.GetOverlapX(),
+                                                  settings_.GetOverlapY(), settings_.GetCropInfo()),
+               kRestore);
+    }
+
+    void ProcessInternalImpl(FramePtr& frame) override { Run(*restorer_, frame); }
+
+    OneInputPtr restorer_ = CreateOneInput<SettingsEffectDeepNeuralFragmentor>();
+};
+
+}  // namespace
+
+bool RegisterDeepRestorerEx(IEffectFactory& factory) { return RegisterEffect<DeepRestorerEx>(factory); }
+
+}  // namespace Orvexa::Proc
