@@ -1,6 +1,4 @@
 // kalvatri apply: runs a chain of effects on a picture.
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
@@ -15,6 +13,7 @@
 #include "Cli/ChainRunner.h"
 #include "Cli/Commands.h"
 #include "Cli/Errors.h"
+#include "Cli/ReadPicture.h"
 #include "Cli/StopSignals.h"
 #include "Host/Core/Threads.h"
 #include "Host/Io/PendingFile.h"
@@ -27,7 +26,7 @@ namespace {
 
 constexpr char kNumberMark[] = "{}";
 
-std::string NameOf(const std::string& file, const char* stream) { return file == kStdStream ? stream : file; }
+std::string OutputName(const std::string& file) { return file == kStdStream ? "stdout" : file; }
 
 void WriteStdout(const std::vector<std::uint8_t>& bytes) {
     if (std::fwrite(bytes.data(), 1, bytes.size(), stdout) != bytes.size() || std::fflush(stdout) != 0)
@@ -35,13 +34,9 @@ void WriteStdout(const std::vector<std::uint8_t>& bytes) {
 }
 
 Io::LoadedImage Read(const std::string& file, const ApplyOptions& options, const Proc::FactoryPtr& factory) {
-    return WithContext("reading " + NameOf(file, "stdin"), [&] {
-        Io::LoadedImage image = file == kStdStream
-                                    ? Io::ReadImageFrom(STDIN_FILENO, factory->GetAllocator(), options.read)
-                                    : Io::ReadImage(Core::ioPath(file), factory->GetAllocator(), options.read);
-        PrintNotes(NameOf(file, "stdin"), image.notes, options);
-        return image;
-    });
+    Io::LoadedImage image = ReadPicture(file, options.read, factory);
+    PrintNotes(InputName(file), image.notes, options);
+    return image;
 }
 
 // Whoever comes second would find nothing left to read.
@@ -61,13 +56,13 @@ Io::FileFormat OutputFormat(const ApplyOptions& options) {
         ThrowUsage(kReadingCommandLine, "writing to stdout needs --format");
     const std::string suffix =
         options.format.empty() ? Core::ioPath(options.output).extension().string() : options.format;
-    return WithContext("choosing the format of " + NameOf(options.output, "stdout"), ExitCode::WrongUsage,
+    return WithContext("choosing the format of " + OutputName(options.output), ExitCode::WrongUsage,
                        [&] { return Io::FindFormat(suffix); });
 }
 
 void Write(const std::string& file, Io::FileFormat format, const Proc::FramePtr& picture,
            const Io::WriteOptions& writing, const ApplyOptions& options, const Proc::FactoryPtr& factory) {
-    WithContext("writing " + NameOf(file, "stdout"), [&] {
+    WithContext("writing " + OutputName(file), [&] {
         Io::Notes notes;
         if (file == kStdStream) {
             std::vector<std::uint8_t> bytes;
@@ -76,13 +71,13 @@ void Write(const std::string& file, Io::FileFormat format, const Proc::FramePtr&
         } else {
             notes = Io::WriteImage(file, format, picture, writing, factory);
         }
-        PrintNotes(NameOf(file, "stdout"), notes, options);
+        PrintNotes(OutputName(file), notes, options);
     });
 }
 
 void WriteResults(const ApplyOptions& options, const Json& findings) {
     const std::string text = FormatJson(findings) + '\n';
-    WithContext("writing " + NameOf(options.results, "stdout"), [&] {
+    WithContext("writing " + OutputName(options.results), [&] {
         if (options.results == kStdStream) {
             std::cout << text;
         } else {
@@ -106,7 +101,7 @@ void Apply(const ApplyOptions& options, const Core::ProgressPtr& progress) {
     const Chain chain = MakeChain(catalogue, options);
     CheckStdin(options, chain);
     CheckPictures(chain, options.inputs.size());
-    WithContext("choosing the format of " + NameOf(options.output, "stdout"), ExitCode::WrongUsage,
+    WithContext("choosing the format of " + OutputName(options.output), ExitCode::WrongUsage,
                 [&] { CheckFormat(chain, format); });
 
     ChainRunner runner(factory, chain,
@@ -123,11 +118,10 @@ void Apply(const ApplyOptions& options, const Core::ProgressPtr& progress) {
     for (Proc::FramePtr& picture : pictures) picture = Converted(std::move(picture), options, factory);
 
     pictures = runner.Run(std::move(pictures));
-    PrintNotes(NameOf(options.inputs.front(), "stdin"), runner.GetNotes(), options);
+    PrintNotes(InputName(options.inputs.front()), runner.GetNotes(), options);
     if (pictures.size() > 1 && options.output.find(kNumberMark) == std::string::npos) {
-        ThrowUsage(
-            "writing " + NameOf(options.output, "stdout"),
-            "the chain gives " + std::to_string(pictures.size()) + " pictures; a {} in the name takes their numbers");
+        ThrowUsage("writing " + OutputName(options.output), "the chain gives " + std::to_string(pictures.size()) +
+                                                                " pictures; a {} in the name takes their numbers");
     }
     for (std::size_t i = 0; i < pictures.size(); ++i)
         Write(Numbered(options.output, i), format, pictures[i], writing, options, factory);

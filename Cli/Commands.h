@@ -47,6 +47,14 @@ struct FacesOptions : CommonOptions {
     Orvexa::Io::ReadOptions read;
 };
 
+struct SuggestOptions : CommonOptions {
+    std::string input;                ///< a file; "-" is stdin
+    std::string output;               ///< a file for the chain; empty for stdout
+    Orvexa::Core::ioPath modelsRoot;  ///< empty for the installed models
+    bool isJson = false;              ///< whether to print what was found beside the chain, too
+    Orvexa::Io::ReadOptions read;
+};
+
 /// A chain of effects, and how pictures come to it and leave it.
 struct ChainOptions : CommonOptions {
     static constexpr std::int64_t kMaxMaxPixels = std::int64_t{1}
@@ -88,6 +96,7 @@ struct BatchOptions : ChainOptions {
 void RunList(const ListOptions& options);
 void RunDescribe(const DescribeOptions& options);
 void RunFaces(const FacesOptions& options);
+void RunSuggest(const SuggestOptions& options);
 void RunFormats(const FormatsOptions& options);
 void RunApply(const ApplyOptions& options);
 void RunBatch(const BatchOptions& options);

@@ -1,6 +1,4 @@
 // kalvatri faces: the faces of pictures, and who is the same person.
-#include <unistd.h>
-
 #include <algorithm>
 #include <cmath>
 #include <iomanip>
@@ -12,6 +10,7 @@
 #include "Cli/Commands.h"
 #include "Cli/Errors.h"
 #include "Cli/ProgressLine.h"
+#include "Cli/ReadPicture.h"
 #include "Cli/SettingsJson.h"
 #include "Host/Proc/Faces.h"
 #include "Host/Settings/Photo/SettingsEffectFaceRecognitionTrainer.h"
@@ -56,15 +55,10 @@ std::vector<float> Describe(const Face& face, const Proc::FramePtr& frame, const
 }
 
 Picture FindIn(const std::string& file, const FacesOptions& options, const Proc::FactoryPtr& factory) {
-    const bool isStdin = file == kStdStream;
-    const std::string name = isStdin ? "stdin" : file;
-    Io::LoadedImage image = WithContext("reading " + name, [&] {
-        return isStdin ? Io::ReadImageFrom(STDIN_FILENO, factory->GetAllocator(), options.read)
-                       : Io::ReadImage(Core::ioPath(file), factory->GetAllocator(), options.read);
-    });
+    const Io::LoadedImage image = ReadPicture(file, options.read, factory);
     const auto& info = image.frame->GetFrameInfo();
     Picture picture{file, info.width, info.height, {}};
-    WithContext("finding faces in " + name, [&] {
+    WithContext("finding faces in " + InputName(file), [&] {
         for (Face& face : Proc::FindFaces(factory, image.frame, options.detection)) {
             FoundFace found{std::move(face), {}, 0};
             if (options.areDescriptorsWanted || options.isComparing)

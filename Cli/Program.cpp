@@ -120,6 +120,14 @@ void AddFacesOptions(CLI::App& command, FacesOptions& options) {
     AddReadOptions(command, options.read);
 }
 
+void AddSuggestOptions(CLI::App& command, SuggestOptions& options) {
+    command.add_option("input", options.input)->group("");  // shown in the usage line
+    AddText(command, kOutput, options.output, "The chain, for --settings; stdout if not given")->option_text("RECIPE");
+    command.add_flag("--json", options.isJson, "Print scores, angle and chain as JSON");
+    AddText(command, "--models", options.modelsRoot, "Folder of models, if not the installed one")->option_text("DIR");
+    AddReadOptions(command, options.read);
+}
+
 void AddApplyOptions(CLI::App& command, ApplyOptions& options) {
     AddText(command, kInput, options.inputs, "A picture; - is stdin")->option_text("IN")->allow_extra_args(false);
     AddText(command, kOutput, options.output, "The result; - is stdout, {} a number if there are many")
@@ -159,6 +167,9 @@ void Require(bool isGiven, const std::string& names) {
 void CheckRequired(const FacesOptions& options) {
     if (options.inputs.empty()) ThrowUsage(kReadingCommandLine, "pictures are missing: kalvatri faces IN...");
 }
+void CheckRequired(const SuggestOptions& options) {
+    if (options.input.empty()) ThrowUsage(kReadingCommandLine, "the picture is missing: kalvatri suggest IN");
+}
 void CheckRequired(const ApplyOptions& options) {
     Require(!options.inputs.empty(), kInput);
     Require(!options.output.empty(), kOutput);
@@ -195,6 +206,7 @@ struct Program {
     DescribeOptions describe;
     FormatsOptions formats;
     FacesOptions faces;
+    SuggestOptions suggest;
     ApplyOptions apply;
     BatchOptions batch;
     std::function<void()> run;
@@ -227,6 +239,11 @@ struct Program {
                 "  kalvatri faces photo.jpg\n"
                 "  kalvatri faces --compare album/*.jpg\n"
                 "  kalvatri faces --json photo.jpg > faces.json\n");
+        AddCommand("suggest", "suggest IN [-o RECIPE] [options]", "Propose a chain for a picture", suggest, RunSuggest)
+            ->footer(
+                "Examples:\n"
+                "  kalvatri suggest photo.jpg -o better.json\n"
+                "  kalvatri apply -i photo.jpg -o better.jpg --settings better.json\n");
         CLI::App* applyCommand = AddCommand(
             "apply", "apply -i IN -o OUT [options]\n       EFFECT [key=value]... [with=FILE]... [EFFECT ...]...",
             "Run effects on a picture", apply, RunApply);
@@ -266,12 +283,15 @@ private:
         CLI::App* added = app.add_subcommand(name, summary);
         if constexpr (std::is_same_v<Options, ApplyOptions>) AddApplyOptions(*added, options);
         if constexpr (std::is_same_v<Options, FacesOptions>) AddFacesOptions(*added, options);
+        if constexpr (std::is_same_v<Options, SuggestOptions>) AddSuggestOptions(*added, options);
         if constexpr (std::is_same_v<Options, BatchOptions>) AddBatchOptions(*added, options);
         AddCommonOptions(*added, options);
         added->callback([this, &options, command] {
             common = &options;
             run = [&options, command] { command(options); };
-            if constexpr (std::is_same_v<Options, FacesOptions>) CheckRequired(options);
+            constexpr bool kTakesPictures =
+                std::is_same_v<Options, FacesOptions> || std::is_same_v<Options, SuggestOptions>;
+            if constexpr (kTakesPictures) CheckRequired(options);
             if constexpr (std::is_base_of_v<ChainOptions, Options>) {
                 if (options.isPrintingSettings) {
                     run = [&options] { PrintSettings(options); };
