@@ -150,7 +150,9 @@ TEST(NeuralProcessor, Enlarges) {
                 EXPECT_EQ(SampleAt(result, x, y, description.red), from(description.red)) << x << ' ' << y;
                 EXPECT_EQ(SampleAt(result, x, y, description.green), from(description.green));
                 EXPECT_EQ(SampleAt(result, x, y, description.blue), std::min(from(description.blue) + 16, 255));
-                if (description.HasAlpha()) EXPECT_EQ(SampleAt(result, x, y, description.alpha), 200);
+                if (description.HasAlpha()) {
+                    EXPECT_EQ(SampleAt(result, x, y, description.alpha), 200);
+                }
             }
         }
     }
@@ -261,8 +263,9 @@ TEST(NeuralProcessor, LetsNothingBleedFromHiddenPixels) {
 
 TEST(NeuralProcessor, ReportsTilesAndStopsBetweenThem) {
     const FramePtr picture = MakeFrame(PixFmt::Rgb24, 97, 61);
-    const std::unique_ptr<Settings> settings[] = {Processor(kSoftenColor, kModels, 20).Clone(),
-                                                  Fragmentor(kSoftenColor, 20, 4).Clone()};
+    const SettingsEffectDeepNeuralProcessor processor = Processor(kSoftenColor, kModels, 20);
+    const SettingsEffectDeepNeuralFragmentor fragmentor = Fragmentor(kSoftenColor, 20, 4);
+    const Settings* const settings[] = {&processor, &fragmentor};
     const std::uint64_t tiles[] = {7 * 4, 6 * 4};  // cores of up to 16 pixels; 20 pixels, 16 of them new
     for (int i = 0; i < 2; ++i) {
         const OneInputPtr effect = CreateOneInput(*settings[i]);
@@ -336,10 +339,13 @@ TEST(NeuralFragmentor, HidesTheSeamsOfTilesWithinItsPart) {
                 // Where the part ends the network sees nothing beyond, and cells of 2 x 2 begin with their tile.
                 const bool isSure =
                     x >= part.left + 2 && x + 2 < part.right && y >= part.top + 2 && y + 2 < part.bottom;
-                if (!isInside) ASSERT_EQ(SampleAt(result, x, y, 1), SampleAt(picture, x, y, 1)) << x << ' ' << y;
-                if (isSure && test.tile == 64)
+                if (!isInside) {
+                    ASSERT_EQ(SampleAt(result, x, y, 1), SampleAt(picture, x, y, 1)) << x << ' ' << y;
+                }
+                if (isSure && test.tile == 64) {
                     ASSERT_EQ(SampleAt(result, x, y, 1), SampleAt(soft, x - part.left, y - part.top, 1))
                         << x << ' ' << y;
+                }
             }
         }
         const FramePtr flat = RunHost(Fragmentor(kSoftenColor, test.tile, test.overlap, test.crop),
@@ -404,8 +410,8 @@ TEST(NeuralEffects, SayWhatIsWrong) {
     } cases[] = {
         {R"({"models": {"16": {"enlarges": 3}}})", kNegativeColor,
          "makes 60 x 40 pixels of 30 x 20; it must make 90 x 60!"},
-        {R"({"models": {"4": {"enlarges": 2, "file": "flat-color.onnx"}}})", kAddMean,
-         "flat-color.onnx cannot take an input of 1 x 3 x 20 x 30: "},
+        {R"({"models": {"4": {"file": "flat-color.onnx"}}})", kAddMean,
+         "flat-color.onnx gives 1 x 1800 values; an image must have 1 x 3 x height x width!"},
         {R"({"models": {"4": {"file": "mean.onnx"}}})", kAddMean,
          "mean.onnx gives 1 x 1 x 1 x 1 values; an image must have 1 x 3 x height x width!"},
         {R"({"models": {"5": {"file": "add-mean.onnx"}}})", kGrid,

@@ -112,11 +112,10 @@ for name, values in grids.items():
         {"out": [1, 24, 2, 3]},
         [
             node("GlobalAveragePool", ["in"], ["mean"]),
-            node("Flatten", ["mean"], ["flat"]),
-            node("Gemm", ["flat", "nothing", "values"], ["all"]),
+            node("Conv", ["mean", "nothing", "values"], ["all"], kernel_shape=[1, 1]),
             node("Reshape", ["all", "shape"], ["out"]),
         ],
-        [tensor("nothing", [3, 144], [0.0] * (3 * 144)), tensor("values", [144], values), ints("shape", [1, 24, 2, 3])],
+        [tensor("nothing", [144, 3, 1, 1], [0.0] * (3 * 144)), tensor("values", [144], values), ints("shape", [1, 24, 2, 3])],
     )
 
 # A convolution whose plane of 65 values does not divide evenly among threads; the last six values.

@@ -14,6 +14,18 @@ namespace {
 
 using Kind = PixFmtDescription::Kind;
 
+bool HasHiddenPixels(const IDataVideo& frame) {
+    if (!IsTransparent(frame)) return false;
+    const ConstChannel alpha = GetChannel(frame, ChannelKind::Alpha);
+    for (int y = 0; y < alpha.height; ++y) {
+        const std::uint8_t* sample = alpha.GetRow(y);
+        for (int x = 0; x < alpha.width; ++x, sample += alpha.step) {
+            if (*sample == 0) return true;
+        }
+    }
+    return false;
+}
+
 // A format whose plane 0 has what the network takes, and which keeps what it does not.
 PixFmt WorkingFormat(PixFmt format, const Model& model, int enlarges) {
     const PixFmtDescription& description = PixFmtDescription::Get(ExpandedFormat(format));
@@ -54,7 +66,7 @@ Canvas::Canvas(const ConstFramePtr& frame, const Model& model, int enlarges, con
                const AllocatorPtr& allocator)
     : model_(model), allocator_(allocator), format_(ExpandedFormat(frame->GetPixFmt())), picture_(frame) {
     const PixFmt working = WorkingFormat(frame->GetPixFmt(), model, enlarges);
-    if (IsTransparent(*frame)) {
+    if (HasHiddenPixels(*frame)) {
         // A network cannot weight colours by alpha, so what is hidden must not differ from what shows around it.
         const bool isPacked = PixFmtDescription::Get(format_).kind == Kind::Packed;
         const FramePtr filled =
