@@ -29,6 +29,8 @@
 #include "Host/Settings/Common/SettingsEffectVibrance.h"
 #include "Host/Settings/Common/SettingsEffectVideoGenerator.h"
 #include "Host/Settings/Common/SettingsResizer.h"
+#include "Host/Settings/Photo/SettingsEffectDeepNeuralFragmentor.h"
+#include "Host/Settings/Photo/SettingsEffectDeepNeuralProcessor.h"
 #include "Host/Settings/Photo/SettingsEffectFaceDetection.h"
 #include "Host/Settings/Photo/SettingsEffectFaceRecognitionTrainer.h"
 #include "Host/Settings/Photo/SettingsEffectSegmentation.h"
@@ -96,6 +98,8 @@ void RegisterHostEffects(IEffectFactory& factory) {
     AddProvided<SettingsEffectCharcoal>(factory, ImplPhotoNames::IMAGEMAGICK, kMagickLibrary);
     AddProvided<SettingsEffectNoiseVideo>(factory, ImplPhotoNames::IMAGEMAGICK, kMagickLibrary);
     AddProvided<SettingsEffectOilPaint>(factory, ImplPhotoNames::IMAGEMAGICK, kMagickLibrary);
+    AddProvided<SettingsEffectDeepNeuralFragmentor>(factory, ImplPhotoNames::OPENCV, kNeuralLibrary);
+    AddProvided<SettingsEffectDeepNeuralProcessor>(factory, ImplPhotoNames::OPENCV, kNeuralLibrary);
     AddProvided<SettingsEffectFaceDetection>(factory, ImplPhotoNames::OPENCV, kNeuralLibrary);
     AddProvided<SettingsEffectFaceRecognitionTrainer>(factory, ImplPhotoNames::OPENCV, kNeuralLibrary);
 }

@@ -10,16 +10,8 @@ namespace Orvexa::Proc::Neural {
 
 namespace {
 
-constexpr const char* kKindNames[] = {"a float vector", "a byte vector", "a flag", "a double",
-                                      "an image"};  // as in NeuralResult::Value
-
-NeuralRuntime& Runtime(ImplName impl) {
-    if (impl != ImplName::Default && impl != ImplName::OpenCv) {
-        Throw("Neural implementation " + std::to_string(static_cast<int>(impl)) +
-              " is not supported! It must be 0 or 1.");
-    }
-    return GetProvided<NeuralRuntime>();
-}
+constexpr const char* kKindNames[] = {"a float vector", "a byte vector", "a flag",
+                                      "a double"};  // as in NeuralResult::Value
 
 template <class T>
 T Get(const NeuralResult::Value& value) {
@@ -36,15 +28,15 @@ std::vector<unsigned char> NeuralResult::GetUint8VectorResult() const {
 }
 bool NeuralResult::GetBool() const { return Get<bool>(value_); }
 double NeuralResult::GetDouble() const { return Get<double>(value_); }
-FramePtr NeuralResult::GetFrame() const { return Get<FramePtr>(value_); }
 
-std::shared_ptr<NeuralBase> CreateNeural(NeuralType type, ImplName impl, const Core::ioPath& modelsRoot) {
-    return Runtime(impl).Create(type, modelsRoot);
+void RequireImplementation(ImplName impl) {
+    if (impl == ImplName::Default || impl == ImplName::OpenCv) return;
+    Throw("Neural implementation " + std::to_string(static_cast<int>(impl)) + " is not supported! It must be 0 or 1.");
 }
 
-std::shared_ptr<NeuralBase> CreateImageNeural(ModelFileId id, ImplName impl, const Core::ioPath& modelsRoot,
-                                              const AllocatorPtr& allocator) {
-    return Runtime(impl).Create(id, modelsRoot, allocator);
+std::shared_ptr<NeuralBase> CreateNeural(NeuralType type, ImplName impl, const Core::ioPath& modelsRoot) {
+    RequireImplementation(impl);
+    return GetProvided<NeuralRuntime>().Create(type, modelsRoot);
 }
 
 Core::ioPath GetModelsDirectory() {

@@ -1,4 +1,5 @@
-// Neural networks: a picture in, numbers or a picture out.
+// Neural networks that answer questions about pictures. Those that make pictures are run by sub-effects
+// (`SettingsEffectDeepNeuralProcessor`).
 //
 // What runs them is a library of its own, loaded when a network is first asked for. The networks are files in a folder
 // of models, whose manifest describes each network's input and output; docs/models.md describes it.
@@ -37,15 +38,13 @@ inline constexpr std::size_t kLandmarksCount = 68, kDescriptorSize = 128;
 /// What a network found. A getter of another kind than the network's throws `EffectException`.
 class NeuralResult {
 public:
-    using Value = std::variant<std::vector<float>, std::vector<unsigned char>, bool, double, FramePtr>;
+    using Value = std::variant<std::vector<float>, std::vector<unsigned char>, bool, double>;
 
     explicit NeuralResult(Value value) : value_(std::move(value)) {}
     std::vector<float> GetFloatVectorResult() const;
     std::vector<unsigned char> GetUint8VectorResult() const;
     bool GetBool() const;
     double GetDouble() const;
-    /// A frame in `Rgb24` or `Gray8`, possibly of another size than the input.
-    FramePtr GetFrame() const;
 
 private:
     Value value_;
@@ -66,9 +65,8 @@ public:
 /// `EffectException`.
 std::shared_ptr<NeuralBase> CreateNeural(NeuralType type, ImplName impl, const Core::ioPath& modelsRoot);
 
-/// The network behind a model identifier, whose result is a frame from `allocator`. Errors are those of `CreateNeural`.
-std::shared_ptr<NeuralBase> CreateImageNeural(ModelFileId id, ImplName impl, const Core::ioPath& modelsRoot,
-                                              const AllocatorPtr& allocator);
+/// Throws `EffectException` if nothing of that name runs networks.
+void RequireImplementation(ImplName impl);
 
 /// The folder of models of the installation that the host library belongs to.
 Core::ioPath GetModelsDirectory();

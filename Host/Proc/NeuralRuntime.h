@@ -11,8 +11,6 @@ public:
 
     virtual ~NeuralRuntime() = default;
     virtual std::shared_ptr<NeuralBase> Create(NeuralType type, const Core::ioPath& modelsRoot) = 0;
-    virtual std::shared_ptr<NeuralBase> Create(ModelFileId id, const Core::ioPath& modelsRoot,
-                                               const AllocatorPtr& allocator) = 0;
 };
 
 }  // namespace Orvexa::Proc::Neural

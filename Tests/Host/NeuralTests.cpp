@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
-#include <nlohmann/json.hpp>
 #include <opencv2/core/utility.hpp>
 #include <thread>
 
@@ -9,50 +8,20 @@
 #include "Host/Io/ImageFiles.h"
 #include "Host/Proc/EffectFactory.h"
 #include "Host/Proc/Neural.h"
+#include "Tests/Host/Models.h"
 #include "Tests/Support/Frames.h"
 #include "Tests/Support/Messages.h"
 #include "Tests/Support/Paths.h"
-#include "Tests/Support/TempFolder.h"
 
 namespace Orvexa::Test {
 namespace {
 
 using namespace Neural;
-using nlohmann::json;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-const Core::ioPath kModels = SourcePath("Tests/Support/Models");
-
-// The tests' models with a manifest of their own.
-class Models {
-public:
-    /// The common manifest with the changes of a JSON merge patch, in which null removes a key.
-    explicit Models(const std::string& patch = "{}") {
-        for (const auto& entry : std::filesystem::directory_iterator(kModels)) {
-            if (entry.path().extension() == ".onnx")
-                std::filesystem::create_symlink(entry, GetRoot() / entry.path().filename());
-        }
-        const FileBytes common = ReadFile(kModels / "models.json");
-        json manifest = json::parse(common.begin(), common.end());
-        manifest.merge_patch(json::parse(patch));
-        WriteManifest(manifest.dump());
-    }
-    const Core::ioPath& GetRoot() const { return folder_.GetPath(); }
-    void WriteManifest(const std::string& text) const { WriteFile(GetRoot() / "models.json", text); }
-
-private:
-    TempFolder folder_;
-};
-
 std::shared_ptr<NeuralResult> Ask(NeuralType type, const Models& models, FramePtr frame) {
     return CreateNeural(type, ImplName::OpenCv, models.GetRoot())->Process(frame);
-}
-
-FramePtr Draw(int id, const Models& models, FramePtr frame) {
-    return CreateImageNeural(ModelFileId{id}, ImplName::Default, models.GetRoot(), TestAllocator())
-        ->Process(frame)
-        ->GetFrame();
 }
 
 TEST(Neural, FeedsThePictureAsTheManifestSays) {
@@ -207,38 +176,6 @@ TEST(Neural, KeepsNetworksUntilTheirFileChanges) {
     EXPECT_THAT(ask(), HasSubstr("own.onnx gives 1 values; it must give 6!"));
 }
 
-TEST(Neural, GivesPicturesOfTheNetworksSize) {
-    // The networks invert and enlarge. A mean of the first channel, blue, shows in the blue of the result; results are
-    // clamped.
-    const Models models(R"({"models": {"16": {"mean": [16, 0, 0]}}})");
-    for (const PixFmt format : {PixFmt::Rgb24, PixFmt::Rgba, PixFmt::Gray8}) {
-        const FramePtr input = MakeFrame(format, 7, 5);
-        const std::size_t bytes = input->GetPlane(0).GetBytesPerPixel();
-        const FramePtr color = MakeFrame(PixFmt::Rgb24, 14, 10, Color(0, 0, 0)),
-                       grey = MakeFrame(PixFmt::Gray8, 14, 10, Color(0, 0, 0));
-        for (std::uint32_t y = 0; y < 10; ++y) {
-            for (std::uint32_t x = 0; x < 14; ++x) {
-                const std::uint8_t* pixel = input->GetPlane(0).GetOffsetPtr(x / 2, y / 2);
-                for (std::size_t k = 0; k < 3; ++k) {
-                    const int negative = 255 - pixel[bytes == 1 ? 0 : k];
-                    color->GetPlane(0).GetOffsetPtr(x, y)[k] =
-                        static_cast<std::uint8_t>(std::min(negative + (k == 2 ? 16 : 0), 255));
-                }
-                *grey->GetPlane(0).GetOffsetPtr(x, y) = static_cast<std::uint8_t>(255 - *pixel);
-            }
-        }
-        EXPECT_TRUE(SameFrames(Draw(16, models, input), color)) << Name(format);
-        if (bytes == 1) {
-            EXPECT_TRUE(SameFrames(Draw(14, models, input), grey));
-        }
-    }
-    FramePtr wide = NewFrame(TestAllocator(), PixFmt::Gray8, FrameInfo(3, 2, {4, 3}));
-    wide->Fill(Color(1, 1, 1));
-    EXPECT_EQ(Draw(14, models, wide)->GetFrameInfo(), FrameInfo(6, 4, {4, 3}));
-    EXPECT_NE(CreateImageNeural(ModelFileId{14}, ImplName::Default, models.GetRoot(), {})->Process(wide)->GetFrame(),
-              nullptr);
-}
-
 TEST(Neural, LeavesTheFrameAlone) {
     for (const PixFmtDescription& description : PixFmtDescription::GetPixelFormatDescroptionsList()) {
         const GuardedFrame guarded(description.pixFmt, 33, 21);
@@ -255,14 +192,12 @@ TEST(Neural, LeavesTheFrameAlone) {
 
 TEST(Neural, RefusesGettersOfAnotherKind) {
     const NeuralResult results[] = {NeuralResult(std::vector<float>(6)), NeuralResult(std::vector<unsigned char>(4)),
-                                    NeuralResult(true), NeuralResult(0.5),
-                                    NeuralResult(MakeFrame(PixFmt::Gray8, 1, 1))};
-    const std::string names[] = {"a float vector", "a byte vector", "a flag", "a double", "an image"};
+                                    NeuralResult(true), NeuralResult(0.5)};
+    const std::string names[] = {"a float vector", "a byte vector", "a flag", "a double"};
     void (*const getters[])(const NeuralResult&) = {[](const NeuralResult& result) { result.GetFloatVectorResult(); },
                                                     [](const NeuralResult& result) { result.GetUint8VectorResult(); },
                                                     [](const NeuralResult& result) { result.GetBool(); },
-                                                    [](const NeuralResult& result) { result.GetDouble(); },
-                                                    [](const NeuralResult& result) { result.GetFrame(); }};
+                                                    [](const NeuralResult& result) { result.GetDouble(); }};
     for (std::size_t i = 0; i < std::size(results); ++i) {
         for (std::size_t k = 0; k < std::size(getters); ++k) {
             EXPECT_EQ(MessageOf([&] { getters[k](results[i]); }),
@@ -291,7 +226,7 @@ TEST(Neural, SaysWhatIsWrongWithTheManifest) {
          R"(type 1 must not have the key "size"; the keys are file, width, height, channels, mean, )"},
         {R"({"types": {"8": {"output": "flag"}}})", R"(models.json: type 8 must have "bytes" as "output"!)"},
         {R"({"types": {"1": {"output": "number"}}})",
-         R"(type 1 has "number" as "output"; it must be one of floats, bytes, flag, double, image!)"},
+         R"(type 1 has "number" as "output"; it must be one of floats, bytes, flag, double, image, grid!)"},
         {R"({"types": {"1": {"channels": "RGB"}}})",
          R"(type 1 has "RGB" as "channels"; it must be one of rgb, bgr, grey!)"},
         {R"({"types": {"1": {"channels": "grey"}}})",
@@ -303,6 +238,28 @@ TEST(Neural, SaysWhatIsWrongWithTheManifest) {
         {R"({"types": {"1": {"file": "../mean.onnx"}}})",
          R"(type 1 must have the name of a file beside it as "file"!)"},
         {R"({"types": {"1": {"file": "none.onnx"}}})", "none.onnx does not exist!"},
+        {R"({"types": {"1": {"reach": 3}}})", R"(type 1 must not have the key "reach"; the keys are file, )"},
+        {R"({"types": {"1": {"builtin": "line-segments"}}})",
+         R"(type 1 must not have the key "channels"; the keys are builtin!)"},
+        {R"({"types": {"7": {"builtin": "line-segments"}}})",
+         R"(type 7 must not have the key "builtin"; the keys are file, )"},
+        {R"({"models": {"1": {"output": "floats"}}})", R"(model 1 must have "image" or "grid" as "output"!)"},
+        {R"({"models": {"1": {"reach": -1}}})", R"(model 1 must have a whole number from 0 to 1024 as "reach"!)"},
+        {R"({"models": {"1": {"multiple": 0}}})", R"(model 1 must have a whole number from 1 to 512 as "multiple"!)"},
+        {R"({"models": {"1": {"enlarges": 17}}})", R"(model 1 must have a whole number from 1 to 16 as "enlarges"!)"},
+        {R"({"models": {"1": {"longest": 15}}})", R"(model 1 must have a whole number from 16 to 16384 as "longest"!)"},
+        {R"({"models": {"1": {"width": 32, "height": 31}}})",
+         R"(model 1 must have multiples of "multiple" as "width" and "height", or 0!)"},
+        {R"({"models": {"1": {"width": 8, "height": 8, "reach": 3}}})",
+         R"(model 1 must have a "width" and "height" above 8, twice its "reach", or 0!)"},
+        {R"({"models": {"16": {"longest": 512}}})",
+         R"(model 16 cannot have "enlarges" above 1 together with "longest")"},
+        {R"({"models": {"16": {"width": 8, "height": 8, "reach": null}}})",
+         R"(model 16 cannot have "enlarges" above 1 )"},
+        {R"({"models": {"5": {"width": 0, "height": 0}}})",
+         R"(model 5 must have a "width" and "height" above 0 and colour "channels" to give a grid!)"},
+        {R"({"models": {"5": {"reach": 0}}})",
+         "model 5 must not have any of the keys reach, multiple, enlarges, longest, which a grid does not take!"},
         {R"({"types": {"7": {"licence": 3}}})",
          R"(models.json: type 7 must have a text as "licence"!)"},  // another than is asked for
         {"{}", "nothing"},
@@ -341,8 +298,6 @@ TEST(Neural, SaysWhatIsMissingOrDamaged) {
               "Neural implementation 7 is not supported! It must be 0 or 1.");
     EXPECT_THAT(MessageOf([] { CreateNeural(NeuralType{3}, ImplName::OpenCv, kModels); }),
                 HasSubstr("models.json has no type 3, and neither has the installed one!"));
-    EXPECT_THAT(MessageOf([] { CreateImageNeural(ModelFileId{3}, ImplName::OpenCv, kModels, TestAllocator()); }),
-                HasSubstr("models.json has no model 3, and neither has the installed one!"));
 }
 
 TEST(Neural, RefusesModelsThatAreDamagedOrHaveNotOneOutput) {
@@ -365,30 +320,19 @@ TEST(Neural, RefusesModelsThatAreDamagedOrHaveNotOneOutput) {
 TEST(Neural, RefusesOutputsThatAreNotWhatTheManifestPromises) {
     const struct {
         const char* patch;
-        bool isImage;
         const char* complaint;
     } cases[] = {
-        {R"({"types": {"8": {"file": "flat-color.onnx", "width": 2, "height": 1}}})", false,
+        {R"({"types": {"8": {"file": "flat-color.onnx", "width": 2, "height": 1}}})",
          "flat-color.onnx gives 1 x 6 values; a mask must have 1 x 1 x height x width!"},
-        {R"({"types": {"8": {"file": "not-a-number.onnx", "width": 2, "height": 1}}})", false,
+        {R"({"types": {"8": {"file": "not-a-number.onnx", "width": 2, "height": 1}}})",
          "not-a-number.onnx gives values that are not numbers!"},
-        {R"({"types": {"8": {"channels": "grey", "mean": [0], "scale": [1]}}})", false,
+        {R"({"types": {"8": {"channels": "grey", "mean": [0], "scale": [1]}}})",
          "mask.onnx cannot take an input of 1 x 1 x 320 x 320: "},
-        {R"({"models": {"16": {"file": "flat-color.onnx", "width": 2, "height": 1}}})", true,
-         "flat-color.onnx gives 1 x 6 values; an image must have 1 x 3 x height x width!"},
-        {R"({"models": {"16": {"file": "mask.onnx", "width": 320, "height": 320}}})", true,
-         "mask.onnx gives 1 x 1 x 320 x 320 values; an image must have 1 x 3 x height x width!"},
     };
     for (const auto& test : cases) {
         const Models models(test.patch);
         const FramePtr frame = MakeFrame(PixFmt::Rgb24, 30, 20);
-        const std::string complaint = MessageOf([&] {
-            if (test.isImage) {
-                Draw(16, models, frame);
-            } else {
-                Ask(NeuralType::SegmentationMask, models, frame);
-            }
-        });
+        const std::string complaint = MessageOf([&] { Ask(NeuralType::SegmentationMask, models, frame); });
         EXPECT_THAT(complaint, HasSubstr(test.complaint)) << test.patch;
         EXPECT_THAT(complaint, HasSubstr(models.GetRoot().string()));
     }

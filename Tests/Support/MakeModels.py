@@ -76,6 +76,48 @@ for name, channels in (("negative-color", 3), ("negative-grey", 1)):
         ],
     )
 
+# Means of 2 x 2 pixels, then a blur that tells its directions apart: pixels as far as 2 away count.
+blur = [value / 32 for value in (1, 2, 3, 4, 6, 5, 3, 7, 1)]
+for name, channels in (("soften-color", 3), ("soften-grey", 1)):
+    write(
+        name,
+        [1, channels, "height", "width"],
+        {"out": [1, channels, "height", "width"]},
+        [
+            node("AveragePool", ["in"], ["coarse"], kernel_shape=[2, 2], strides=[2, 2]),
+            node("Resize", ["coarse", "", "twice"], ["fine"], mode="nearest", coordinate_transformation_mode="asymmetric", nearest_mode="floor"),
+            node("Conv", ["fine", "blur"], ["out"], kernel_shape=[3, 3], pads=[1, 1, 1, 1], group=channels),
+        ],
+        [tensor("blur", [channels, 1, 3, 3], blur * channels), tensor("twice", [4], [1.0, 1.0, 2.0, 2.0])],
+    )
+
+# The picture and its mean.
+write(
+    "add-mean",
+    [1, 3, "height", "width"],
+    {"out": [1, 3, "height", "width"]},
+    [node("GlobalAveragePool", ["in"], ["mean"]), node("Add", ["in", "mean"], ["out"])],
+)
+
+# Grids of three columns, two rows and a depth of two that do not depend on the picture: one that leaves it as it is,
+# and one of coefficients from -31/32 to 1.
+grids = {
+    "grid-identity": [1.0 if i // 12 in (0, 5, 10) else 0.0 for i in range(144)],
+    "grid": [((i * 37) % 64 - 31) / 32 for i in range(144)],
+}
+for name, values in grids.items():
+    write(
+        name,
+        [1, 3, 2, 2],
+        {"out": [1, 24, 2, 3]},
+        [
+            node("GlobalAveragePool", ["in"], ["mean"]),
+            node("Conv", ["mean", "nothing", "values"], ["all"], kernel_shape=[1, 1]),
+            node("Reshape", ["all", "shape"], ["out"]),
+        ],
+        [tensor("nothing", [144, 3, 1, 1], [0.0] * (3 * 144)), tensor("values", [144], values), ints("shape", [1, 24, 2, 3])],
+    )
+
 # A convolution whose plane of 65 values does not divide evenly among threads; the last six values.
 count = 3 * 5 * 5
 write(

@@ -9,6 +9,7 @@
 #include "Host/Effects/HostEffect.h"
 #include "Host/Providers/Neural/FaceRecord.h"
 #include "Host/Providers/Neural/Inference.h"
+#include "Host/Providers/Neural/NeuralEffects.h"
 #include "Host/Settings/Photo/SettingsEffectFaceDetection.h"
 #include "Host/Settings/Photo/SettingsEffectFaceRecognitionTrainer.h"
 
@@ -90,15 +91,12 @@ protected:
 };
 
 }  // namespace
-}  // namespace Orvexa::Proc::Neural
 
-extern "C" [[gnu::visibility("default")]] void RegisterProvider(Orvexa::Proc::IEffectFactory* factory) {
-    using namespace Orvexa::Proc;
-    using Orvexa::ImplPhotoNames;
-    factory->RegisterOneInputEffect(
-        SettingsEffectFaceDetection::CLASS_ID, ImplPhotoNames::OPENCV,
-        [](const FactoryPtr& f, const AllocatorPtr& a) { return MakeEffect<Neural::FaceDetection>(f, a); }, 0);
-    factory->RegisterOneInputEffect(
-        SettingsEffectFaceRecognitionTrainer::CLASS_ID, ImplPhotoNames::OPENCV,
-        [](const FactoryPtr& f, const AllocatorPtr& a) { return MakeEffect<Neural::FaceRecognitionTrainer>(f, a); }, 0);
+OneInputPtr CreateFaceDetection(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<FaceDetection>(factory, allocator);
 }
+OneInputPtr CreateFaceRecognitionTrainer(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<FaceRecognitionTrainer>(factory, allocator);
+}
+
+}  // namespace Orvexa::Proc::Neural

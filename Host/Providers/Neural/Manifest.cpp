@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <map>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -18,22 +19,34 @@ using Core::Json;
 constexpr char kManifestName[] = "models.json";
 constexpr std::uint32_t kMaxSide = 16384;  // of a network's input, in pixels
 
-constexpr std::string_view kChannelNames[] = {"rgb", "bgr", "grey"};                         // as in Channels
-constexpr std::string_view kOutputNames[] = {"floats", "bytes", "flag", "double", "image"};  // as in OutputKind
+constexpr std::string_view kChannelNames[] = {"rgb", "bgr", "grey"};                                 // as in Channels
+constexpr std::string_view kOutputNames[] = {"floats", "bytes", "flag", "double", "image", "grid"};  // as in OutputKind
+constexpr std::string_view kBuiltInNames[] = {"line-segments"};
+
+using Keys = std::span<const std::string_view>;
+constexpr std::string_view kSections[] = {"types", "models", "faces"};
+constexpr std::string_view kBuiltInKeys[] = {"builtin"};
+// Of an entry, and after these what only an entry of a model that makes pictures has.
+constexpr std::string_view kAllKeys[] = {"file",  "width",    "height",      "channels",     "mean",
+                                         "scale", "output",   "outputScale", "outputOffset", "licence",
+                                         "reach", "multiple", "enlarges",    "longest"};
+constexpr Keys kKeys = Keys(kAllKeys).first(10), kImageKeys = Keys(kAllKeys).subspan(kKeys.size());
+constexpr std::uint32_t kMaxReach = 1024, kMaxMultiple = 512;  // pixels
 
 // What each type's network has to give.
 struct TypeRow {
     NeuralType type;
     OutputKind output;
     std::size_t count;
+    bool mayBeBuiltIn;
 };
 constexpr TypeRow kTypes[] = {
-    {NeuralType::Adjustments, OutputKind::Floats, kAdjustmentsCount},
-    {NeuralType::TiltAngle, OutputKind::Double, 1},
-    {NeuralType::EnhancementFlag, OutputKind::Flag, 1},
-    {NeuralType::HorizonFlag, OutputKind::Flag, 1},
-    {NeuralType::ImageScore, OutputKind::Double, 1},
-    {NeuralType::SegmentationMask, OutputKind::Bytes, 0},
+    {NeuralType::Adjustments, OutputKind::Floats, kAdjustmentsCount, false},
+    {NeuralType::TiltAngle, OutputKind::Double, 1, true},
+    {NeuralType::EnhancementFlag, OutputKind::Flag, 1, false},
+    {NeuralType::HorizonFlag, OutputKind::Flag, 1, true},
+    {NeuralType::ImageScore, OutputKind::Double, 1, false},
+    {NeuralType::SegmentationMask, OutputKind::Bytes, 0, false},
 };
 
 // As in FaceNet; the detector gives a map.
@@ -54,8 +67,7 @@ constexpr auto kItself = [](const auto& item) { return item; };
 // One object of the manifest, with its place in the complaints.
 class Reader {
 public:
-    Reader(const Json& json, std::string place, const std::vector<std::string_view>& keys)
-        : json_(json), place_(std::move(place)) {
+    Reader(const Json& json, std::string place, Keys keys) : json_(json), place_(std::move(place)) {
         if (!json.is_object()) Complain("must be an object");
         for (const auto& [key, value] : json.items()) {
             if (std::find(keys.begin(), keys.end(), key) == keys.end()) {
@@ -95,10 +107,11 @@ public:
         return static_cast<std::size_t>(found - std::begin(names));
     }
 
-    std::uint32_t GetSide(const char* key) const {
+    std::uint32_t GetWhole(const char* key, std::uint32_t min, std::uint32_t max) const {
         const Json& value = Get(key);
-        if (!value.is_number_unsigned() || value.get<std::uint64_t>() > kMaxSide) {
-            Complain("must have a whole number from 0 to " + std::to_string(kMaxSide) + " as \"" + key + "\"");
+        if (!value.is_number_unsigned() || value.get<std::uint64_t>() < min || value.get<std::uint64_t>() > max) {
+            Complain("must have a whole number from " + std::to_string(min) + " to " + std::to_string(max) + " as \"" +
+                     key + "\"");
         }
         return value.get<std::uint32_t>();
     }
@@ -125,17 +138,14 @@ private:
     const std::string place_;
 };
 
-Model ReadModel(const Json& json, const std::string& place, const Core::ioPath& root) {
-    const Reader reader(
-        json, place,
-        {"file", "width", "height", "channels", "mean", "scale", "output", "outputScale", "outputOffset", "licence"});
+Model ReadModel(const Reader& reader, const Core::ioPath& root) {
     Model model;
     const Core::ioPath file = reader.GetText("file");
     if (file.filename() != file || file == "." || file == "..")
         reader.Complain("must have the name of a file beside it as \"file\"");
     model.file = root / file;
-    model.width = reader.GetSide("width");
-    model.height = reader.GetSide("height");
+    model.width = reader.GetWhole("width", 0, kMaxSide);
+    model.height = reader.GetWhole("height", 0, kMaxSide);
     if ((model.width == 0) != (model.height == 0))
         reader.Complain("must have both \"width\" and \"height\" 0, or neither");
     model.channels = static_cast<Channels>(reader.GetName("channels", kChannelNames));
@@ -148,10 +158,31 @@ Model ReadModel(const Json& json, const std::string& place, const Core::ioPath& 
     return model;
 }
 
-void CheckOutput(const Model& model, OutputKind required, const std::string& place) {
+void CheckOutput(const Reader& reader, const Model& model, OutputKind required) {
     if (model.output == required) return;
-    Throw(place + " must have \"" + std::string(kOutputNames[static_cast<std::size_t>(required)]) +
-          "\" as \"output\"!");
+    reader.Complain("must have \"" + std::string(kOutputNames[static_cast<std::size_t>(required)]) +
+                    "\" as \"output\"");
+}
+
+// How a picture goes through a network that makes one of it.
+void ReadImageKeys(const Reader& reader, Model& model) {
+    if (reader.Find("reach") != nullptr) model.reach = reader.GetWhole("reach", 0, kMaxReach);
+    if (reader.Find("multiple") != nullptr) model.multiple = reader.GetWhole("multiple", 1, kMaxMultiple);
+    if (reader.Find("enlarges") != nullptr) model.enlarges = reader.GetWhole("enlarges", 1, kMaxModelScale);
+    if (reader.Find("longest") != nullptr) model.longest = reader.GetWhole("longest", 16, kMaxSide);
+    const bool isFixed = model.width != 0;
+    if (isFixed && (model.width % model.multiple != 0 || model.height % model.multiple != 0))
+        reader.Complain("must have multiples of \"multiple\" as \"width\" and \"height\", or 0");
+    if (isFixed && model.reach.has_value()) {
+        const std::uint32_t margins = 2 * ((*model.reach + model.multiple - 1) / model.multiple * model.multiple);
+        if (std::min(model.width, model.height) <= margins)
+            reader.Complain("must have a \"width\" and \"height\" above " + std::to_string(margins) +
+                            ", twice its \"reach\", or 0");
+    }
+    if (model.enlarges.value_or(1) > 1 && (model.longest != 0 || (isFixed && !model.reach.has_value())))
+        reader.Complain(
+            "cannot have \"enlarges\" above 1 together with \"longest\", or with a \"width\" and "
+            "\"height\" above 0 but no \"reach\"");
 }
 
 using Entries = std::map<std::string, Model, std::less<>>;  // by the key in the manifest
@@ -168,8 +199,15 @@ Model ReadType(const Json& json, const std::string& key, const std::string& plac
         Throw(place + " is not known; the types are " +
               Listed(kTypes, [](const TypeRow& type) { return std::to_string(static_cast<int>(type.type)); }) + "!");
     }
-    Model model = ReadModel(json, place, root);
-    CheckOutput(model, row->output, place);
+    if (row->mayBeBuiltIn && json.is_object() && json.contains("builtin")) {
+        Reader(json, place, kBuiltInKeys).GetName("builtin", kBuiltInNames);
+        Model model;
+        model.isBuiltIn = true;
+        return model;
+    }
+    const Reader reader(json, place, kKeys);
+    Model model = ReadModel(reader, root);
+    CheckOutput(reader, model, row->output);
     model.count = row->count;
     return model;
 }
@@ -178,8 +216,19 @@ Model ReadImageModel(const Json& json, const std::string& key, const std::string
     std::int32_t number = 0;
     const auto [end, error] = std::from_chars(key.data(), key.data() + key.size(), number);
     if (error != std::errc() || key != std::to_string(number) || number < 0) Throw(place + " must be a whole number!");
-    Model model = ReadModel(json, place, root);
-    CheckOutput(model, OutputKind::Image, place);
+    const Reader reader(json, place, kAllKeys);
+    Model model = ReadModel(reader, root);
+    if (model.output == OutputKind::Image) {
+        ReadImageKeys(reader, model);
+    } else if (model.output != OutputKind::Grid) {
+        reader.Complain("must have \"image\" or \"grid\" as \"output\"");
+    } else if (model.width == 0 || model.channels == Channels::Grey) {
+        reader.Complain("must have a \"width\" and \"height\" above 0 and colour \"channels\" to give a grid");
+    } else if (std::any_of(kImageKeys.begin(), kImageKeys.end(),
+                           [&](std::string_view name) { return reader.Find(std::string(name).c_str()) != nullptr; })) {
+        reader.Complain("must not have any of the keys " + Listed(kImageKeys, kItself) +
+                        ", which a grid does not take");
+    }
     return model;
 }
 
@@ -190,8 +239,9 @@ Model ReadFaceNet(const Json& json, const std::string& key, const std::string& p
         Throw(place + " is not known; the networks are " +
               Listed(kFaceNets, [](const FaceRow& net) { return net.name; }) + "!");
     }
-    Model model = ReadModel(json, place, root);
-    CheckOutput(model, OutputKind::Floats, place);
+    const Reader reader(json, place, kKeys);
+    Model model = ReadModel(reader, root);
+    CheckOutput(reader, model, OutputKind::Floats);
     model.count = row->count;
     const bool isDetector = row == std::begin(kFaceNets);
     if (isDetector != (model.width == 0)) {
@@ -230,7 +280,7 @@ Manifest ReadManifest(const Core::ioPath& root) {
     if (!std::filesystem::exists(file, error))
         Throw("The manifest " + file + " does not exist; it must tell what models there are!");
     const Json json = ReadManifestFile(file);
-    const Reader reader(json, file, {"types", "models", "faces"});
+    const Reader reader(json, file, kSections);
     return {ReadSection(reader, "types", "type", file, ReadType, root),
             ReadSection(reader, "models", "model", file, ReadImageModel, root),
             ReadSection(reader, "faces", "faces network", file, ReadFaceNet, root)};
@@ -247,14 +297,21 @@ Model FindEntry(const Core::ioPath& root, Entries Manifest::*section, const std:
         const Manifest manifest = ReadManifest(folder);
         const auto found = (manifest.*section).find(key);
         if (found == (manifest.*section).end()) continue;
-        if (std::filesystem::is_regular_file(found->second.file, error)) return found->second;
-        Throw("The model file " + found->second.file.string() + " does not exist!");
+        const Model& model = found->second;
+        if (model.isBuiltIn || std::filesystem::is_regular_file(model.file, error)) return model;
+        Throw("The model file " + model.file.string() + " does not exist!");
     }
     Throw("The manifest " + (folders.front() / kManifestName).string() + " has no " + entry + " " + std::string(key) +
           (folders.size() > 1 ? ", and neither has the installed one" : "") + "!");
 }
 
 }  // namespace
+
+int Model::GetEnlargement(int byDefault) const {
+    if (byDefault < 1 || byDefault > static_cast<int>(kMaxModelScale))
+        Throw("The scale must be from 1 to " + std::to_string(kMaxModelScale) + "!");
+    return static_cast<int>(enlarges.value_or(static_cast<std::uint32_t>(byDefault)));
+}
 
 Model FindModel(const Core::ioPath& root, NeuralType type) {
     return FindEntry(root, &Manifest::types, "type", std::to_string(static_cast<std::int32_t>(type)));

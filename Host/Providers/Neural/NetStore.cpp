@@ -54,6 +54,7 @@ cv::dnn::Net ReadNet(const Core::ioPath& file) {
         net = cv::dnn::readNetFromONNX(bytes.data(), bytes.size());
         outputs = net.empty() ? 0 : net.getUnconnectedOutLayers().size();
     } catch (const std::exception& exception) {
+        if (IsOutOfMemory(exception)) throw std::bad_alloc();
         Throw(expected + ": " + ReasonOf(exception));
     }
     if (outputs != 1) Throw(expected + ": it has " + std::to_string(outputs));
@@ -130,6 +131,11 @@ public:
         }
     }
 
+    void Clear() {
+        const std::lock_guard lock(mutex_);
+        idle_.clear();
+    }
+
 private:
     // Errors are reported as exceptions.
     Store() { cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT); }
@@ -141,6 +147,12 @@ private:
 };
 
 }  // namespace
+
+bool IsOutOfMemory(const std::exception& exception) {
+    const auto* fromOpenCv = dynamic_cast<const cv::Exception*>(&exception);
+    return dynamic_cast<const std::bad_alloc*>(&exception) != nullptr ||
+           (fromOpenCv != nullptr && fromOpenCv->code == cv::Error::StsNoMem);
+}
 
 std::string ShapeOf(const cv::Mat& blob) {
     std::string shape;
@@ -154,22 +166,56 @@ void LoadNet(const Core::ioPath& file) {
     Store::Get().Put({stamp, ReadNet(file), {}, 2 * stamp.size});
 }
 
-cv::Mat RunNet(const Core::ioPath& file, const cv::Mat& input) {
+struct Nets::Crew {
+    const Core::ioPath file;
+    std::mutex mutex;
+    std::list<Idle> idle;  // guarded by the mutex
+
+    Idle Take(const Shape& shape) {
+        {
+            const std::lock_guard lock(mutex);
+            const auto found =
+                std::find_if(idle.begin(), idle.end(), [&](const Idle& each) { return each.shape == shape; });
+            if (found != idle.end()) {
+                Idle taken = std::move(*found);
+                idle.erase(found);
+                return taken;
+            }
+        }
+        return Store::Get().Take(StampOf(file), shape);
+    }
+};
+
+Nets::Nets(const Core::ioPath& file) : crew_(new Crew{file, {}, {}}) {}
+
+Nets::~Nets() {
+    for (Idle& idle : crew_->idle) Store::Get().Put(std::move(idle));
+}
+
+cv::Mat Nets::Run(const cv::Mat& input) {
     const Core::OnCallingThread alone;
     const Shape shape(input.size.p, input.size.p + input.dims);
-    Idle idle = Store::Get().Take(StampOf(file), shape);
     cv::Mat output;
     try {
+        Idle idle = crew_->Take(shape);
         idle.net.setInput(input);
         idle.net.forward().convertTo(output, CV_32F);  // a copy: the network keeps its own
+        if (idle.shape.empty()) {
+            idle.shape = shape;
+            idle.bytes = BytesOf(idle.net, idle.stamp, shape);
+        }
+        const std::lock_guard lock(crew_->mutex);
+        crew_->idle.push_back(std::move(idle));
+    } catch (const EffectException&) {
+        throw;
     } catch (const std::exception& exception) {
-        Throw("The model " + file.string() + " cannot take an input of " + ShapeOf(input) + ": " + ReasonOf(exception));
+        if (IsOutOfMemory(exception)) {
+            Store::Get().Clear();
+            throw std::bad_alloc();
+        }
+        Throw("The model " + crew_->file.string() + " cannot take an input of " + ShapeOf(input) + ": " +
+              ReasonOf(exception));
     }
-    if (idle.shape.empty()) {
-        idle.shape = shape;
-        idle.bytes = BytesOf(idle.net, idle.stamp, shape);
-    }
-    Store::Get().Put(std::move(idle));
     return output;
 }
 

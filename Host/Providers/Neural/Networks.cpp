@@ -41,7 +41,7 @@ public:
         if (frame == nullptr) Throw("There is no frame to process!");
         const cv::Mat output = Infer(model_, MakeInput(frame));
         CheckShape(output);
-        return std::make_shared<NeuralResult>(MakeResult(output, frame->GetFrameInfo()));
+        return std::make_shared<NeuralResult>(MakeResult(output));
     }
 
 private:
@@ -55,13 +55,10 @@ private:
     }
 
     void CheckShape(const cv::Mat& output) const {
-        const std::string gives = "The model " + model_.file.string() + " gives " + ShapeOf(output) + " values; ";
-        const auto channels = static_cast<int>(model_.GetChannelsCount());
-        if (model_.output == OutputKind::Image &&
-            (output.dims != 4 || output.size[0] != 1 || output.size[1] != channels))
-            Throw(gives + "an image must have 1 x " + std::to_string(channels) + " x height x width!");
-        if (model_.output == OutputKind::Bytes && (output.dims != 4 || output.size[0] != 1 || output.size[1] != 1))
-            Throw(gives + "a mask must have 1 x 1 x height x width!");
+        if (model_.output != OutputKind::Bytes || (output.dims == 4 && output.size[0] == 1 && output.size[1] == 1))
+            return;
+        Throw("The model " + model_.file.string() + " gives " + ShapeOf(output) +
+              " values; a mask must have 1 x 1 x height x width!");
     }
 
     // A mask of another size, between the same edges.
@@ -76,7 +73,7 @@ private:
 
     double Scaled(float value) const { return value * model_.outputScale + model_.outputOffset; }
 
-    NeuralResult::Value MakeResult(const cv::Mat& output, const FrameInfo& info) const {
+    NeuralResult::Value MakeResult(const cv::Mat& output) const {
         const auto* values = output.ptr<float>();
         switch (model_.output) {
             case OutputKind::Floats:
@@ -84,9 +81,10 @@ private:
             case OutputKind::Bytes: return MakeVector<unsigned char>(InMaskSize(output), ToByte);
             case OutputKind::Flag: return Scaled(*values) > kFlagThreshold;
             case OutputKind::Double: return Scaled(*values);
-            case OutputKind::Image: break;
+            case OutputKind::Image:
+            case OutputKind::Grid: break;
         }
-        return MakeImage(output, info);
+        Throw("The model " + model_.file.string() + " makes pictures!");  // no type has such an entry
     }
 
     template <class T, class Convert>
@@ -98,25 +96,6 @@ private:
         return vector;
     }
 
-    FramePtr MakeImage(const cv::Mat& output, const FrameInfo& info) const {
-        const auto width = static_cast<std::uint32_t>(output.size[3]),
-                   height = static_cast<std::uint32_t>(output.size[2]);
-        const bool isGrey = model_.channels == Channels::Grey;
-        FramePtr image =
-            NewFrame(allocator_, isGrey ? PixFmt::Gray8 : PixFmt::Rgb24, FrameInfo(width, height, info.aspect));
-        const Plane plane = image->GetPlane(0);
-        const std::size_t channels = model_.GetChannelsCount();
-        const auto* value = output.ptr<float>();
-        for (std::size_t c = 0; c < channels; ++c) {
-            const std::size_t sample = model_.channels == Channels::Bgr ? 2 - c : c;
-            for (std::uint32_t y = 0; y < height; ++y) {
-                std::uint8_t* pixel = plane.GetRow(y) + sample;
-                for (std::uint32_t x = 0; x < width; ++x, pixel += channels) *pixel = ToByte(Scaled(*value++));
-            }
-        }
-        return image;
-    }
-
     const Model model_;
     const AllocatorPtr allocator_;
     OneInputPtr resizer_;  // empty when the network takes pictures of any size
@@ -126,11 +105,6 @@ class OpenCvRuntime : public NeuralRuntime {
 public:
     std::shared_ptr<NeuralBase> Create(NeuralType type, const Core::ioPath& modelsRoot) override {
         return std::make_shared<Network>(FindModel(modelsRoot, type), factory_, factory_->GetAllocator());
-    }
-    std::shared_ptr<NeuralBase> Create(ModelFileId id, const Core::ioPath& modelsRoot,
-                                       const AllocatorPtr& allocator) override {
-        return std::make_shared<Network>(FindModel(modelsRoot, id), factory_,
-                                         allocator != nullptr ? allocator : factory_->GetAllocator());
     }
 
 private:

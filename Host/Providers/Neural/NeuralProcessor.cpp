@@ -1,0 +1,155 @@
+// NeuralProcessor: replaces the frame by what a model makes of it.
+//
+// How the picture goes through follows from the model's entry in the manifest: in overlapping tiles where it tells how
+// far the network looks; as a whole where it does not; at the network's own size where that is fixed or where there is
+// a longest side, and then the change is brought to the full picture and added there, so that details survive; or as
+// the small copy of which a grid of colour transforms is made.
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "Host/Effects/Bands.h"
+#include "Host/Effects/ConvertPixFmt.h"
+#include "Host/Effects/HostEffect.h"
+#include "Host/Proc/Neural.h"
+#include "Host/Providers/Neural/Canvas.h"
+#include "Host/Providers/Neural/Grid.h"
+#include "Host/Providers/Neural/NeuralEffects.h"
+#include "Host/Providers/Neural/Tiles.h"
+#include "Host/Settings/Common/SettingsResizer.h"
+#include "Host/Settings/Photo/SettingsEffectDeepNeuralProcessor.h"
+
+namespace Orvexa::Proc::Neural {
+
+namespace {
+
+constexpr int kBandRows = 32;
+
+// Adds levels, 32-bit numbers at a smaller or larger size, to the picture: linear between the middles of their pixels.
+void AddChange(const cv::Mat& change, const Canvas& canvas) {
+    const ConstSamples input = canvas.GetInput();
+    const int width = static_cast<int>(input.plane.GetPixelsPerRow()),
+              height = static_cast<int>(input.plane.GetHeight());
+    const int channels = change.channels();
+    std::vector<Between> columns;
+    for (int x = 0; x < width; ++x) columns.push_back(Between::OfPixel(x, width, change.cols));
+    ForEachBand(height, kBandRows, [&](int firstRow, int end) {
+        std::vector<float> row(static_cast<std::size_t>(change.cols * channels));
+        for (int y = firstRow; y < end; ++y) {
+            const Between down = Between::OfPixel(y, height, change.rows);
+            const auto *above = change.ptr<float>(down.first), *below = change.ptr<float>(down.second);
+            for (std::size_t i = 0; i < row.size(); ++i) row[i] = above[i] + (below[i] - above[i]) * down.part;
+            const std::uint8_t* pixels = input.plane.GetRow(static_cast<std::uint64_t>(y));
+            const std::size_t step = input.plane.GetBytesPerPixel();
+            canvas.WriteRow(y, 0, width, [&](int x, int c) {
+                const Between& across = columns[static_cast<std::size_t>(x)];
+                const float left = row[static_cast<std::size_t>(across.first * channels + c)],
+                            right = row[static_cast<std::size_t>(across.second * channels + c)];
+                return static_cast<float>(pixels[static_cast<std::size_t>(x) * step +
+                                                 static_cast<std::size_t>(input.bytes[static_cast<std::size_t>(c)])]) +
+                       left + (right - left) * across.part;
+            });
+        }
+    });
+}
+
+class NeuralProcessor : public HostOneInput<SettingsEffectDeepNeuralProcessor> {
+public:
+    using HostOneInput::HostOneInput;
+
+protected:
+    const std::string& GetImplName() const override { return ImplPhotoNames::OPENCV; }
+
+    void Process(FramePtr& frame) override {
+        RequireImplementation(settings_.GetImpl());
+        const Model model = FindModel(settings_.GetModelsRoot(), settings_.GetModelId());
+        const int enlarges = model.output == OutputKind::Grid ? 1 : model.GetEnlargement(settings_.GetScale());
+        if (settings_.GetMaxWidth() < 1 || settings_.GetMaxHeight() < 1)
+            Throw("The largest width and height must be at least 1!");
+        const Canvas canvas(frame, model, enlarges, factory_, allocator_);
+        if (Draw(canvas, model, enlarges)) frame = canvas.GetResult();
+    }
+
+private:
+    // False if it has been cancelled.
+    bool Draw(const Canvas& canvas, const Model& model, int enlarges) const {
+        const FrameInfo& info = canvas.GetPicture()->GetFrameInfo();
+        if (model.output == OutputKind::Grid) {
+            const FramePtr small = Scaled(*canvas.GetPicture(), {model.width, model.height});
+            Grid(Infer(model, MakeBlob(canvas.GetInput(*small), model,
+                                       {0, 0, static_cast<int>(model.width), static_cast<int>(model.height)})),
+                 model)
+                .Apply(canvas);
+            return true;
+        }
+        const FrameInfo shown = GetShownInfo(info, model);
+        if (shown == info) {
+            return Run(model, enlarges, canvas.GetInput(),
+                       [&](const TileResult& part) { canvas.Write(part.values, part.from, part.to); });
+        }
+        if (enlarges > 1) {
+            Throw("The model " + model.file.string() + " takes pictures of at most " +
+                  std::to_string(settings_.GetMaxWidth()) + " x " + std::to_string(settings_.GetMaxHeight()) +
+                  " pixels!");
+        }
+        const FramePtr small = Scaled(*canvas.GetPicture(), shown);
+        const ConstSamples input = canvas.GetInput(*small);
+        const auto channels = static_cast<int>(model.GetChannelsCount());
+        cv::Mat change(static_cast<int>(shown.height), static_cast<int>(shown.width), CV_32FC(channels));
+        const auto scale = static_cast<float>(model.outputScale), offset = static_cast<float>(model.outputOffset);
+        const bool isDone = Run(model, enlarges, input, [&](const TileResult& part) {
+            for (int y = 0; y < part.to.height; ++y) {
+                for (int c = 0; c < channels; ++c) {
+                    const float* values = part.values.ptr<float>(0, c, part.from.y + y) + part.from.x;
+                    const std::uint8_t* level = input.plane.GetOffsetPtr(static_cast<std::uint64_t>(part.to.x),
+                                                                         static_cast<std::uint64_t>(part.to.y + y)) +
+                                                input.bytes[static_cast<std::size_t>(c)];
+                    auto* to = change.ptr<float>(part.to.y + y) + part.to.x * channels + c;
+                    for (int x = 0; x < part.to.width; ++x, level += input.plane.GetBytesPerPixel(), to += channels)
+                        *to = std::clamp(values[x] * scale + offset, 0.0f, 255.0f) - static_cast<float>(*level);
+                }
+            }
+        });
+        if (isDone) AddChange(change, canvas);
+        return isDone;
+    }
+
+    template <class Use>
+    bool Run(const Model& model, int enlarges, const ConstSamples& input, const Use& use) const {
+        return RunInTiles(model, enlarges, input, {settings_.GetMaxWidth(), settings_.GetMaxHeight()},
+                          GetProgressController(), use);
+    }
+
+    // The size at which the model sees the picture.
+    FrameInfo GetShownInfo(const FrameInfo& info, const Model& model) const {
+        if (model.width != 0 && !model.reach.has_value()) return {model.width, model.height, info.aspect};
+        double factor = 1.0;
+        if (model.longest != 0)
+            factor = std::min(factor, static_cast<double>(model.longest) / std::max(info.width, info.height));
+        if (!model.reach.has_value()) {
+            factor = std::min({factor, static_cast<double>(settings_.GetMaxWidth()) / info.width,
+                               static_cast<double>(settings_.GetMaxHeight()) / info.height});
+        }
+        const auto side = [&](std::uint32_t length) {
+            return static_cast<std::uint32_t>(std::max(length * factor + 0.5, 1.0));
+        };
+        return factor < 1.0 ? FrameInfo(side(info.width), side(info.height), info.aspect) : info;
+    }
+
+    FramePtr Scaled(const IDataVideo& picture, const FrameInfo& info) const {
+        const OneInputPtr resizer = CreateOneInput(
+            SettingsResizer(SettingsResizer::ResizeMethods::Bilinear, SettingsResizer::kExactSize, info));
+        FramePtr scaled = CloneFrame(picture, kCloneView);
+        resizer->ProcessData(scaled);
+        return scaled;
+    }
+};
+
+}  // namespace
+
+OneInputPtr CreateNeuralProcessor(const FactoryPtr& factory, const AllocatorPtr& allocator) {
+    return MakeEffect<NeuralProcessor>(factory, allocator);
+}
+
+}  // namespace Orvexa::Proc::Neural
