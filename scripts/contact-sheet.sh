@@ -27,7 +27,7 @@ for name in astronaut coffee; do
             RemoveBackground)
                 chain=(Segmentation "with=samples/seeds/$name.png" Original RemoveBackground)
                 ;;
-            AutoGlareRemove | DrawFace | EyeExtending | FaceMask | FaceRecognition | FaceThinning)
+            AutoGlareRemove | DeepAutoRetoucher | DrawFace | EyeExtending | FaceMask | FaceRecognition | FaceThinning)
                 [ "$name" != coffee ] || continue  # it has no face
                 chain=("$effect")
                 ;;

@@ -20,6 +20,7 @@ declare -A settings=(
     [BlurRadial]="mode=spin angle=20 strength=0.2"
     [ColorReduce]="reducedColor=red"
     [CreateVideo]="width=400 height=300 color=#3878a0"
+    [DeepAutoRetoucher]="faces=[$face]"
     [DirectionalAreaDeformation]="fromX=250 fromY=120 toX=330 toY=120 size=200"
     [DrawFace]="faces=[$face]"
     [EdgeRemove]="fromX=20 fromY=30 toX=180 toY=60 radius=12"
