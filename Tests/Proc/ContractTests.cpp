@@ -24,6 +24,7 @@
 #include "Tests/Support/Effects.h"
 #include "Tests/Support/Frames.h"
 #include "Tests/Support/Logs.h"
+#include "Tests/Support/Paths.h"
 
 namespace Orvexa::Test {
 namespace {
@@ -54,11 +55,14 @@ boost::intrusive_ptr<IEffect> Create(const Registration& registration) {
 // Settings that make a run on pictures of this size quick, and its result another picture, where the defaults do not.
 std::unique_ptr<Settings> SettingsFor(const std::string& classId, std::uint32_t width = 97, std::uint32_t height = 61) {
     const auto number = [](std::uint32_t value) { return std::to_string(value); };
-    const std::string face = TextCodec<Face>::Format(MakeFace(width, height));
+    const std::string face = TextCodec<Face>::Format(MakeFace(width, height)),
+                      models = SourcePath("Tests/Support/Models").string();
     const std::map<std::string, std::map<std::string, std::string>> changes = {
         {"SettingsEffectBalanceLuma", {{"shadows", "50"}}},
         {"SettingsEffectColorBalanceAuto", {{"whiteBalance", "true"}, {"exposure", "5"}}},
         {"SettingsEffectCreateVideo", {{"width", "20"}, {"height", "10"}}},
+        {"SettingsEffectDeepNeuralFragmentor", {{"modelsRoot", models}, {"modelId", "1"}}},
+        {"SettingsEffectDeepNeuralProcessor", {{"modelsRoot", models}, {"modelId", "1"}}},
         {"SettingsEffectDirectionalAreaDeformation",
          {{"fromX", "0"}, {"fromY", number(height / 2)}, {"toX", number(width)}, {"toY", number(height / 2)}}},
         {"SettingsEffectAutoGlareRemove", {{"face", face}}},

@@ -10,9 +10,11 @@
 #include "Host/Core/Exception.h"
 #include "Host/Core/Threads.h"
 #include "Host/Effects/ConvertPixFmt.h"
+#include "Host/Effects/Mats.h"
 #include "Host/Proc/EffectFactory.h"
 #include "Host/Proc/NeuralRuntime.h"
 #include "Host/Providers/Neural/Inference.h"
+#include "Host/Providers/Neural/LineSegments.h"
 #include "Host/Providers/Neural/Manifest.h"
 #include "Host/Providers/Neural/NetStore.h"
 #include "Host/Settings/Common/SettingsResizer.h"
@@ -101,10 +103,38 @@ private:
     OneInputPtr resizer_;  // empty when the network takes pictures of any size
 };
 
+// Stands for the networks of tilt and horizon.
+class LineSegmentEstimator : public NeuralBase {
+public:
+    LineSegmentEstimator(NeuralType type, const FactoryPtr& factory, const AllocatorPtr& allocator)
+        : type_(type), allocator_(allocator) {
+        factory->CreateOneInputEffect(resizer_, SettingsResizer::CLASS_ID, ImplNames::HOST, allocator);
+        resizer_->SetSettings(SettingsResizer(SettingsResizer::ResizeMethods::Area, SettingsResizer::kFitInside,
+                                              {kSegmentsSide, kSegmentsSide}));
+    }
+
+    std::shared_ptr<NeuralResult> Process(FramePtr& frame) override {
+        if (frame == nullptr) Throw("There is no frame to process!");
+        FramePtr reduced = frame;
+        resizer_->ProcessData(reduced);
+        const FramePtr grey = ConvertPixFmt(*reduced, PixFmt::Gray8, allocator_);
+        const Tilt tilt = TiltOf(FindLineSegments(AsMat(std::as_const(*grey).GetPlane(0))));
+        if (type_ == NeuralType::TiltAngle) return std::make_shared<NeuralResult>(tilt.angle);
+        return std::make_shared<NeuralResult>(tilt.isCertain);
+    }
+
+private:
+    const NeuralType type_;
+    const AllocatorPtr allocator_;
+    OneInputPtr resizer_;
+};
+
 class OpenCvRuntime : public NeuralRuntime {
 public:
     std::shared_ptr<NeuralBase> Create(NeuralType type, const Core::ioPath& modelsRoot) override {
-        return std::make_shared<Network>(FindModel(modelsRoot, type), factory_, factory_->GetAllocator());
+        const Model model = FindModel(modelsRoot, type);
+        if (model.isBuiltIn) return std::make_shared<LineSegmentEstimator>(type, factory_, factory_->GetAllocator());
+        return std::make_shared<Network>(model, factory_, factory_->GetAllocator());
     }
 
 private:

@@ -16,7 +16,7 @@ class BaseSettingsEffectDeepNeuralProcessor : public BaseSettingsNeural {
                       "The part of the picture to treat, left, right, top and bottom; all 0 for the whole.")
 };
 
-/// Replaces the frame by what a model makes of it, in tiles where the picture is large.
+/// Replaces the frame by what a model makes of it.
 class SettingsEffectDeepNeuralProcessor final : public BaseSettingsNeural {
     ORVEXA_SETTINGS(SettingsEffectDeepNeuralProcessor, "", Groups::kHost, "Sends a frame through a neural model.")
     ORVEXA_EQUALITY(SettingsEffectDeepNeuralProcessor)
@@ -25,9 +25,9 @@ class SettingsEffectDeepNeuralProcessor final : public BaseSettingsNeural {
     ORVEXA_INHERITED_FIELD(bool, HasDynamicSize, Any(), "", "Whether the model takes pictures of any size.")
     ORVEXA_INHERITED_FIELD(bool, DoNormalize, Any(), "", "Whether levels enter as 0..1.")
     ORVEXA_INHERITED_FIELD(bool, SwapRB, Any(), "", "Whether red is the first channel.")
-    ORVEXA_FIELD(int, Scale, 1, Range(1, 16), "factor", "By how much the model enlarges the picture.")
-    ORVEXA_FIELD(int, MaxWidth, 4096, Range(1, 131072), "pixels", "Wider pictures go through in tiles.")
-    ORVEXA_FIELD(int, MaxHeight, 4096, Range(1, 131072), "pixels", "Higher pictures go through in tiles.")
+    ORVEXA_FIELD(int, Scale, 1, Range(1, 16), "factor", "By how much the model enlarges the picture, if the manifest does not say.")
+    ORVEXA_FIELD(int, MaxWidth, 4096, Range(1, 131072), "pixels", "How much of the width the model is shown at once, at most.")
+    ORVEXA_FIELD(int, MaxHeight, 4096, Range(1, 131072), "pixels", "How much of the height the model is shown at once, at most.")
 
     SettingsEffectDeepNeuralProcessor() = default;
     explicit SettingsEffectDeepNeuralProcessor(const Core::ioPath& modelsRoot) { SetModelsRoot(modelsRoot); }

@@ -1,0 +1,99 @@
+// Most of what is straight in photographs is level or upright in the world: horizons, walls, poles, furniture. Each
+// straight edge (R. Grompone von Gioi et al.: LSD, a Line Segment Detector, Image Processing On Line 2012) therefore
+// votes for the tilt by which it would be so, long ones more than proportionally; but one long edge shall not outvote
+// many, as the leaning outer walls do that perspective makes of upright ones. The votes are spread by a Gaussian, which
+// covers what perspective and the detector add. The tilt is certain where edges of some total length agree, more
+// densely than edges of any direction would, and no other tilt comes near.
+//
+// On photographs of houses, towers, a room, a bridge, a portrait and a sunset turned by up to 7 degrees the median
+// error is 0.2 degrees. Of cats, leaves, mountains, flowers, textures and still lifes 1 in 84 is called certain.
+
+#include "Host/Providers/Neural/LineSegments.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <opencv2/imgproc.hpp>
+
+namespace Orvexa::Proc::Neural {
+
+namespace {
+
+constexpr double kMaxTilt = 15;       // degrees; what is turned more was most likely meant so
+constexpr double kStep = 0.1;         // degrees from one candidate to the next
+constexpr double kSpread = 0.7;       // standard deviation of a vote, in degrees
+constexpr double kMinLength = 0.025;  // shorter edges have no direction to speak of
+constexpr double kMaxLength = 0.2;    // longer ones count like this
+constexpr double kPower = 1.5;        // of the length, in a vote
+constexpr int kSmallestPicture = 16;  // pixels of the shorter side
+// When a tilt is certain.
+constexpr double kNear = 1;          // degrees within which edges agree
+constexpr double kMinSupport = 0.8;  // total length of the edges that agree, of the picture's longer side
+constexpr double kMinDensity = 3.5;  // of their votes, against all votes spread over all directions
+constexpr double kApart = 2.5;       // degrees from which on a tilt is another one
+constexpr double kMaxRival = 0.6;    // votes for another tilt, of those for the best
+
+// The angle, -45 to below 45 degrees, by which an edge differs from the level or upright one next to it.
+double DeviationOf(const LineSegment& segment) { return std::fmod(segment.direction + 45, 90) - 45; }
+
+double VoteOf(const LineSegment& segment) { return std::pow(std::min(segment.length, kMaxLength), kPower); }
+
+double Near(double distance) { return std::exp(-0.5 * distance * distance / (kSpread * kSpread)); }
+
+}  // namespace
+
+std::vector<LineSegment> FindLineSegments(const cv::Mat& grey) {
+    std::vector<LineSegment> segments;
+    if (std::min(grey.cols, grey.rows) < kSmallestPicture) return segments;
+    std::vector<cv::Vec4f> lines;
+    cv::createLineSegmentDetector()->detect(grey, lines);
+    for (const cv::Vec4f& line : lines) {
+        const double across = line[2] - line[0], up = line[1] - line[3];
+        const double length = std::hypot(across, up) / std::max(grey.cols, grey.rows);
+        if (length < kMinLength) continue;
+        const double direction = std::atan2(up, across) * 180 / std::numbers::pi;
+        segments.push_back({std::fmod(direction + 360, 180), length});
+    }
+    return segments;
+}
+
+Tilt TiltOf(const std::vector<LineSegment>& segments) {
+    const int steps = static_cast<int>(std::lround(kMaxTilt / kStep));
+    const auto votesFor = [&](double angle) {
+        double votes = 0;
+        for (const LineSegment& segment : segments) votes += VoteOf(segment) * Near(DeviationOf(segment) - angle);
+        return votes;
+    };
+    std::vector<double> votes;
+    for (int i = -steps; i <= steps; ++i) votes.push_back(votesFor(i * kStep));
+    const auto best = std::max_element(votes.begin(), votes.end());
+    Tilt tilt;
+    if (*best <= 0) return tilt;
+    tilt.angle = (static_cast<double>(best - votes.begin()) - steps) * kStep;
+    constexpr int kRounds = 10;  // towards the mean of the votes around
+    for (int round = 0; round < kRounds; ++round) {
+        double sum = 0, weights = 0;
+        for (const LineSegment& segment : segments) {
+            const double weight = VoteOf(segment) * Near(DeviationOf(segment) - tilt.angle);
+            sum += weight * DeviationOf(segment);
+            weights += weight;
+        }
+        tilt.angle = sum / weights;
+    }
+    double support = 0, agreeing = 0, all = 0, rival = 0;
+    for (const LineSegment& segment : segments) {
+        all += VoteOf(segment);
+        if (std::abs(DeviationOf(segment) - tilt.angle) >= kNear) continue;
+        support += segment.length;
+        agreeing += VoteOf(segment);
+    }
+    for (int i = -steps; i <= steps; ++i) {
+        if (std::abs(i * kStep - tilt.angle) > kApart)
+            rival = std::max(rival, votes[static_cast<std::size_t>(i + steps)]);
+    }
+    const double density = (agreeing / (2 * kNear)) / (all / 90);
+    tilt.isCertain = support >= kMinSupport && density >= kMinDensity && rival <= kMaxRival * *best;
+    return tilt;
+}
+
+}  // namespace Orvexa::Proc::Neural
