@@ -5,6 +5,9 @@
 // neighbour to neighbour (K. He, C. Rhemann, C. Rother, X. Tang, J. Sun, "A global sampling method for alpha matting",
 // CVPR 2011). The guided filter then brings the picture's edges into the mask. Known pixels stay what they are.
 //
+// Before that the known regions grow into the band: an unknown pixel that hardly differs from a known one nearby is of
+// its region. In even surroundings no mixture is as certain, and what is left of a mixture would show as a halo.
+//
 // Long pictures are worked on at reduced size; the guided filter brings their edges back.
 
 #include <algorithm>
@@ -14,6 +17,7 @@
 #include <vector>
 
 #include "Host/Core/Exception.h"
+#include "Host/Core/Threads.h"
 #include "Host/Settings/Common/SettingsEffectGuidedFilter.h"
 #include "Host/Settings/Common/SettingsResizer.h"
 #include "Host/Settings/Photo/SettingsEffectMatting.h"
@@ -26,8 +30,12 @@ namespace Orvexa::Proc {
 namespace {
 
 constexpr std::uint32_t kLongestSide = 1920;  // beyond it a picture is reduced
-constexpr std::uint8_t kForeground = 255, kBackground = 0;
+constexpr std::uint8_t kForeground = 255, kUnknown = 128, kBackground = 0;
 constexpr int kChannels = 3;
+// How far known regions grow, in pixels, and by how much colours may differ there, in levels; a pixel farther away must
+// be a level more alike.
+constexpr int kGrowth = 9;
+constexpr float kLikeness = 9.0f;
 constexpr std::int32_t kNoPair = -1;
 constexpr std::uint16_t kFar = 0xffff;
 
@@ -125,6 +133,47 @@ std::vector<std::uint16_t> DistancesFrom(std::uint8_t region, const ConstPlane& 
     sweep(0, width * height, 1);
     sweep(width * height - 1, -1, -1);
     return distances;
+}
+
+// The nearest known pixels of both regions that look like an unknown one decide; where both do, it stays unknown.
+std::uint8_t RegionNear(std::int64_t x, std::int64_t y, const ConstPlane& picture, const ConstPlane& trimap) {
+    const auto last = [](std::uint64_t length) { return static_cast<std::int64_t>(length) - 1; };
+    const Rgb color = ColorAt(picture, static_cast<std::uint64_t>(x), static_cast<std::uint64_t>(y));
+    bool isForeground = false, isBackground = false;
+    for (std::int64_t v = std::max<std::int64_t>(y - kGrowth, 0); v <= std::min(y + kGrowth, last(trimap.GetHeight()));
+         ++v) {
+        const std::uint8_t* const row = trimap.GetRow(static_cast<std::uint64_t>(v));
+        for (std::int64_t u = std::max<std::int64_t>(x - kGrowth, 0);
+             u <= std::min(x + kGrowth, last(trimap.GetWidth())); ++u) {
+            if (!IsKnown(row[u]) || (row[u] == kForeground ? isForeground : isBackground)) continue;
+            const float distance = std::hypot(static_cast<float>(u - x), static_cast<float>(v - y)),
+                        likeness = kLikeness - distance;
+            if (distance > kGrowth || likeness <= 0.0f) continue;
+            const Rgb other = ColorAt(picture, static_cast<std::uint64_t>(u), static_cast<std::uint64_t>(v));
+            float difference = 0.0f;
+            for (int k = 0; k < kChannels; ++k) difference += (color[k] - other[k]) * (color[k] - other[k]);
+            if (difference > likeness * likeness) continue;
+            (row[u] == kForeground ? isForeground : isBackground) = true;
+        }
+    }
+    if (isForeground == isBackground) return kUnknown;
+    return isForeground ? kForeground : kBackground;
+}
+
+// The trimap with known regions that have grown.
+FramePtr Grow(const IDataVideo& picture, const IDataVideo& trimap, const AllocatorPtr& allocator) {
+    const FramePtr grown = NewFrame(allocator, PixFmt::Gray8, trimap.GetFrameInfo());
+    const ConstPlane from = trimap.GetPlane(0), colors = picture.GetPlane(0);
+    const Plane to = grown->GetPlane(0);
+    Core::ParallelFor(from.GetHeight(), [&](std::size_t y) {
+        const std::uint8_t* const row = from.GetRow(y);
+        for (std::uint64_t x = 0; x < from.GetWidth(); ++x) {
+            to.GetRow(y)[x] =
+                IsKnown(row[x]) ? row[x]
+                                : RegionNear(static_cast<std::int64_t>(x), static_cast<std::int64_t>(y), colors, from);
+        }
+    });
+    return grown;
 }
 
 // The search for the pair of every unknown pixel.
@@ -300,10 +349,12 @@ private:
             resizer_->ProcessData(small);
             resizer_->ProcessData(smallTrimap);  // whatever is not of one region only is unknown then
         }
+        smallTrimap = Grow(*small, *smallTrimap, allocator_);
         FramePtr matte = MakeMatte(*small, *smallTrimap);
         Filter(matte, small, settings_.GetGuidedRadius());
+        MakeWritable(matte);
+        Pin(std::as_const(*smallTrimap).GetPlane(0), matte->GetPlane(0));
         if (isReduced) {
-            Pin(std::as_const(*smallTrimap).GetPlane(0), matte->GetPlane(0));
             resizer_->SetSettings(
                 SettingsResizer(SettingsResizer::ResizeMethods::Bilinear, SettingsResizer::kExactSizeAlias, info));
             resizer_->ProcessData(matte);
