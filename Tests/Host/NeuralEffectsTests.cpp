@@ -403,6 +403,11 @@ TEST(NeuralEffects, SayWhatIsWrong) {
               "The part from 3, 2 to 31, 9 is not inside the picture of 30 x 20 pixels!");
     EXPECT_THAT(complaint(Fragmentor(kSoftenColor, 32, 8, {9, 9, 2, 9})), HasSubstr("is not inside the picture"));
 
+    const Models whole(R"({"models": {"16": {"reach": null}}})");
+    EXPECT_THAT(
+        MessageOf([&] { RunHost(Processor(kNegativeColor, whole.GetRoot()), MakeFrame(PixFmt::Rgb24, 641, 2)); }),
+        HasSubstr("negative-color.onnx takes pictures of at most 640 x 640 pixels!"));
+
     const struct {
         const char* patch;
         int model;
