@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 
 scripts/install-packages.sh
 cmake --preset release -DCMAKE_CXX_COMPILER_LAUNCHER=ccache > /tmp/orvexa-configure-bench.log
-cmake --build --preset release --target EffectsBench FaceDetectionBench GridGraphBench kalvatri EffectsKalvatriPhoto OrvexaImageFiles
+cmake --build --preset release --target EffectsBench FaceDetectionBench GridGraphBench NeuralBench kalvatri EffectsKalvatriPhoto OrvexaImageFiles
 build/release/bin/EffectsBench ${1:+--benchmark_filter="$1"}
 [ $# -eq 0 ] || exit 0
 
@@ -15,6 +15,8 @@ echo
 build/release/bin/FaceDetectionBench
 echo
 build/release/bin/GridGraphBench
+echo
+build/release/bin/NeuralBench
 
 # Whole commands on a photograph of 24 megapixels: fastest of five for the time, largest for the memory.
 scratch=$(mktemp -d)

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cmath>
 #include <functional>
+#include <limits>
 #include <opencv2/core.hpp>
 
 #include "Host/Core/Threads.h"
@@ -136,13 +137,13 @@ TEST(NeuralProcessor, ChangesOnlyTheLumaWithGreyModels) {
 TEST(NeuralProcessor, Enlarges) {
     // The network inverts and doubles. A mean of its first channel, blue, shows in the blue of the result; results are
     // clamped.
-    const Models models(R"({"models": {"16": {"mean": [16, 0, 0]}}})");
+    const Models models(R"({"models": {"16": {"mean": [16, 0, 0], "reach": 1}}})");
     for (const PixFmt pixFmt : {PixFmt::Rgb24, PixFmt::Abgr}) {
         const PixFmtDescription& description = PixFmtDescription::Get(pixFmt);
         FramePtr picture = NewFrame(TestAllocator(), pixFmt, FrameInfo(7, 5, {4, 3}));
         picture->Fill(Color(10, 20, 30, 200));
         CopyDataVideo(MakeFrame(pixFmt, 5, 5, Color(200, 100, 250, 200)), picture, 0, 0);
-        const FramePtr result = RunHost(Processor(kNegativeColor, models.GetRoot(), 3), picture);
+        const FramePtr result = RunHost(Processor(kNegativeColor, models.GetRoot(), 5), picture);
         ASSERT_EQ(result->GetFrameInfo(), FrameInfo(14, 10, {4, 3}));
         for (std::uint32_t y = 0; y < 10; ++y) {
             for (std::uint32_t x = 0; x < 14; ++x) {
@@ -286,16 +287,20 @@ TEST(NeuralProcessor, ReportsTilesAndStopsBetweenThem) {
     }
 }
 
-// While it lives OpenCV gets no more than `limit` bytes at a time.
+// While it lives OpenCV gets no more than `limit` bytes at a time; the first `failures` times that it asks for more.
 class ScarceMemory : public cv::MatAllocator {
 public:
-    explicit ScarceMemory(std::size_t limit) : limit_(limit) { cv::Mat::setDefaultAllocator(this); }
+    explicit ScarceMemory(std::size_t limit, int failures = std::numeric_limits<int>::max())
+        : limit_(limit), failures_(failures) {
+        cv::Mat::setDefaultAllocator(this);
+    }
     ~ScarceMemory() override { cv::Mat::setDefaultAllocator(cv::Mat::getStdAllocator()); }
     cv::UMatData* allocate(int dims, const int* sizes, int type, void* data, std::size_t* step, cv::AccessFlag flags,
                            cv::UMatUsageFlags usage) const override {
         std::size_t bytes = static_cast<std::size_t>(CV_ELEM_SIZE(type));
         for (int i = 0; i < dims; ++i) bytes *= static_cast<std::size_t>(sizes[i]);
-        if (data == nullptr && bytes > limit_) throw cv::Exception(cv::Error::StsNoMem, "too much", "", "", 0);
+        if (data == nullptr && bytes > limit_ && failures_-- > 0)
+            throw cv::Exception(cv::Error::StsNoMem, "too much", "", "", 0);
         return cv::Mat::getStdAllocator()->allocate(dims, sizes, type, data, step, flags, usage);
     }
     bool allocate(cv::UMatData*, cv::AccessFlag, cv::UMatUsageFlags) const override { return false; }
@@ -303,6 +308,7 @@ public:
 
 private:
     const std::size_t limit_;
+    mutable std::atomic<int> failures_;
 };
 
 TEST(NeuralProcessor, TakesSmallerTilesWhereMemoryIsShort) {
@@ -310,6 +316,15 @@ TEST(NeuralProcessor, TakesSmallerTilesWhereMemoryIsShort) {
     {
         const ScarceMemory scarce(40000);  // bytes: the whole takes 71 thousand
         EXPECT_TRUE(SameFrames(RunHost(Processor(kSoftenColor), picture), Softened(picture)));
+    }
+    {
+        const OneInputPtr effect = CreateOneInput(Processor(kSoftenColor));
+        const auto progress = Core::MakeRefCounted<TestProgress>();
+        effect->SetProgressController(progress);
+        const ScarceMemory scarce(40000, 1);
+        FramePtr frame = picture;
+        effect->ProcessData(frame);
+        EXPECT_EQ(progress->total, 1u) << "what was in the way then may be gone: the same tile is tried again";
     }
     const ScarceMemory scarce(4000);
     EXPECT_THAT(
@@ -402,6 +417,11 @@ TEST(NeuralEffects, SayWhatIsWrong) {
     EXPECT_EQ(complaint(Fragmentor(kSoftenColor, 32, 8, {3, 31, 2, 9})),
               "The part from 3, 2 to 31, 9 is not inside the picture of 30 x 20 pixels!");
     EXPECT_THAT(complaint(Fragmentor(kSoftenColor, 32, 8, {9, 9, 2, 9})), HasSubstr("is not inside the picture"));
+
+    const Models whole(R"({"models": {"16": {"reach": null}}})");
+    EXPECT_THAT(
+        MessageOf([&] { RunHost(Processor(kNegativeColor, whole.GetRoot()), MakeFrame(PixFmt::Rgb24, 641, 2)); }),
+        HasSubstr("negative-color.onnx takes pictures of at most 640 x 640 pixels!"));
 
     const struct {
         const char* patch;

@@ -244,7 +244,7 @@ TEST(Neural, SaysWhatIsWrongWithTheManifest) {
         {R"({"types": {"7": {"builtin": "line-segments"}}})",
          R"(type 7 must not have the key "builtin"; the keys are file, )"},
         {R"({"models": {"1": {"output": "floats"}}})", R"(model 1 must have "image" or "grid" as "output"!)"},
-        {R"({"models": {"1": {"reach": -1}}})", R"(model 1 must have a whole number from 0 to 1024 as "reach"!)"},
+        {R"({"models": {"1": {"reach": -1}}})", R"(model 1 must have a whole number from 0 to 256 as "reach"!)"},
         {R"({"models": {"1": {"multiple": 0}}})", R"(model 1 must have a whole number from 1 to 512 as "multiple"!)"},
         {R"({"models": {"1": {"enlarges": 17}}})", R"(model 1 must have a whole number from 1 to 16 as "enlarges"!)"},
         {R"({"models": {"1": {"longest": 15}}})", R"(model 1 must have a whole number from 16 to 16384 as "longest"!)"},

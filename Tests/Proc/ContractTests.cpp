@@ -56,7 +56,7 @@ boost::intrusive_ptr<IEffect> Create(const Registration& registration) {
 std::unique_ptr<Settings> SettingsFor(const std::string& classId, std::uint32_t width = 97, std::uint32_t height = 61) {
     const auto number = [](std::uint32_t value) { return std::to_string(value); };
     const std::string face = TextCodec<Face>::Format(MakeFace(width, height)),
-                      models = SourcePath("Tests/Support/Models").string();
+                      models = SourcePath("Tests/Support/Models");
     const std::map<std::string, std::map<std::string, std::string>> changes = {
         {"SettingsEffectBalanceLuma", {{"shadows", "50"}}},
         {"SettingsEffectColorBalanceAuto", {{"whiteBalance", "true"}, {"exposure", "5"}}},

@@ -31,7 +31,7 @@ constexpr std::string_view kAllKeys[] = {"file",  "width",    "height",      "ch
                                          "scale", "output",   "outputScale", "outputOffset", "licence",
                                          "reach", "multiple", "enlarges",    "longest"};
 constexpr Keys kKeys = Keys(kAllKeys).first(10), kImageKeys = Keys(kAllKeys).subspan(kKeys.size());
-constexpr std::uint32_t kMaxReach = 1024, kMaxMultiple = 512;  // pixels
+constexpr std::uint32_t kMaxReach = 256, kMaxMultiple = 512;  // pixels
 
 // What each type's network has to give.
 struct TypeRow {

@@ -25,6 +25,9 @@ namespace Orvexa::Proc::Neural {
 namespace {
 
 constexpr int kBandRows = 32;
+// Pixels a side of what goes through as a whole, and of its result. In larger ones positions in OpenCV 4.6's transposed
+// convolutions, the third power of that for kernels of twice the stride, exceed 32 bits, and it crashes.
+constexpr int kLargestWhole = 1280;
 
 // Adds levels, 32-bit numbers at a smaller or larger size, to the picture: linear between the middles of their pixels.
 void AddChange(const cv::Mat& change, const Canvas& canvas) {
@@ -83,15 +86,15 @@ private:
                 .Apply(canvas);
             return true;
         }
-        const FrameInfo shown = GetShownInfo(info, model);
+        const FrameInfo shown = GetShownInfo(info, model, enlarges);
         if (shown == info) {
             return Run(model, enlarges, canvas.GetInput(),
                        [&](const TileResult& part) { canvas.Write(part.values, part.from, part.to); });
         }
         if (enlarges > 1) {
-            Throw("The model " + model.file.string() + " takes pictures of at most " +
-                  std::to_string(settings_.GetMaxWidth()) + " x " + std::to_string(settings_.GetMaxHeight()) +
-                  " pixels!");
+            const cv::Size largest = GetLargest(enlarges);
+            Throw("The model " + model.file.string() + " takes pictures of at most " + std::to_string(largest.width) +
+                  " x " + std::to_string(largest.height) + " pixels!");
         }
         const FramePtr small = Scaled(*canvas.GetPicture(), shown);
         const ConstSamples input = canvas.GetInput(*small);
@@ -121,15 +124,21 @@ private:
                           GetProgressController(), use);
     }
 
+    // The largest picture that goes through as a whole.
+    cv::Size GetLargest(int enlarges) const {
+        const int largest = std::max(kLargestWhole / enlarges, 1);
+        return {std::min(settings_.GetMaxWidth(), largest), std::min(settings_.GetMaxHeight(), largest)};
+    }
+
     // The size at which the model sees the picture.
-    FrameInfo GetShownInfo(const FrameInfo& info, const Model& model) const {
+    FrameInfo GetShownInfo(const FrameInfo& info, const Model& model, int enlarges) const {
         if (model.width != 0 && !model.reach.has_value()) return {model.width, model.height, info.aspect};
         double factor = 1.0;
-        if (model.longest != 0)
-            factor = std::min(factor, static_cast<double>(model.longest) / std::max(info.width, info.height));
+        if (model.longest != 0) factor = static_cast<double>(model.longest) / std::max(info.width, info.height);
         if (!model.reach.has_value()) {
-            factor = std::min({factor, static_cast<double>(settings_.GetMaxWidth()) / info.width,
-                               static_cast<double>(settings_.GetMaxHeight()) / info.height});
+            const cv::Size largest = GetLargest(enlarges);
+            factor = std::min({factor, static_cast<double>(largest.width) / info.width,
+                               static_cast<double>(largest.height) / info.height});
         }
         const auto side = [&](std::uint32_t length) {
             return static_cast<std::uint32_t>(std::max(length * factor + 0.5, 1.0));
