@@ -18,6 +18,7 @@
 #include "Host/Settings/Photo/SettingsEffectDeepRestorerEx.h"
 #include "Host/Settings/Photo/SettingsEffectDeepSuperResolutor.h"
 #include "Tests/Proc/Faces.h"
+#include "Tests/Support/Faces.h"
 #include "Tests/Support/TestModels.h"
 
 namespace Orvexa::Test {
