@@ -65,12 +65,14 @@ TEST(LineSegments, TellByHowMuchAPictureIsTurned) {
 TEST(LineSegments, AreUncertainWhereNothingIsStraight) {
     const auto rings = [](double x, double y) { return 128 + 100 * std::sin(std::hypot(x, y) / 9); };
     const auto slanted = [](double x, double y) { return Facade((x + y) * 0.7, (x - y) * 0.7); };
+    const auto box = [](double x, double y) { return std::abs(x) < 30 && std::abs(y) < 20 ? 60 : 170; };
     // As many edges for one tilt as for another.
     const auto torn = [](double x, double y) {
         return x < 0 ? Facade(x - 0.1 * y, y + 0.1 * x) : Facade(x + 0.1 * y, y - 0.1 * x);
     };
     EXPECT_FALSE(Ask(Turned(PixFmt::Gray8, 640, 480, 0, rings)).isCertain);
     EXPECT_FALSE(Ask(Turned(PixFmt::Gray8, 640, 480, 0, slanted)).isCertain);
+    EXPECT_FALSE(Ask(Turned(PixFmt::Gray8, 640, 480, 0, box)).isCertain) << "straight, but small";
     EXPECT_FALSE(Ask(Turned(PixFmt::Gray8, 640, 480, 0, torn)).isCertain);
     EXPECT_FALSE(Ask(MakeFrame(PixFmt::Gray8, 640, 480)).isCertain) << "noise";
     for (const auto& [width, height] : kSizes) {

@@ -40,7 +40,7 @@ SettingsEffectDeepNeuralFragmentor Fragmentor(int model, int tile, int overlap, 
     return settings;
 }
 
-using Sample = std::function<double(int x, int y, int channel)>;
+using PixelSample = std::function<double(int x, int y, int channel)>;
 
 int Mirrored(int position, int length) {
     if (length == 1) return 0;
@@ -49,7 +49,7 @@ int Mirrored(int position, int length) {
 }
 
 // What the softening networks make of a picture that is mirrored at its edges.
-double Softened(const Sample& sample, int width, int height, int x, int y, int channel) {
+double Softened(const PixelSample& sample, int width, int height, int x, int y, int channel) {
     constexpr int kBlur[] = {1, 2, 3, 4, 6, 5, 3, 7, 1};  // of 32
     double sum = 0;
     for (int i = 0; i < 9; ++i) {
@@ -62,7 +62,7 @@ double Softened(const Sample& sample, int width, int height, int x, int y, int c
 
 FramePtr Softened(const ConstFramePtr& frame) {
     const auto width = frame->GetFrameInfo().width, height = frame->GetFrameInfo().height;
-    const Sample sample = [&](int x, int y, int c) {
+    const PixelSample sample = [&](int x, int y, int c) {
         return SampleAt(frame, static_cast<std::uint64_t>(x), static_cast<std::uint64_t>(y), c);
     };
     return DrawFrame(frame->GetPixFmt(), width, height, [&](int x, int y, int c) {
@@ -187,7 +187,7 @@ TEST(NeuralProcessor, ShowsWholePicturesAndBringsChangesFromSmallerOnes) {
     });
     const Models models(R"({"models": {"1": {"longest": 16}}})");
     const FramePtr result = RunHost(Processor(kSoftenColor, models.GetRoot()), large);
-    const Sample sample = [&](int x, int y, int c) {
+    const PixelSample sample = [&](int x, int y, int c) {
         return SampleAt(small, static_cast<std::uint64_t>(x), static_cast<std::uint64_t>(y), c);
     };
     for (int y = 0; y < 48; ++y) {

@@ -25,7 +25,6 @@ constexpr double kSpread = 0.7;       // standard deviation of a vote, in degree
 constexpr double kMinLength = 0.025;  // shorter edges have no direction to speak of
 constexpr double kMaxLength = 0.2;    // longer ones count like this
 constexpr double kPower = 1.5;        // of the length, in a vote
-constexpr int kSmallestPicture = 16;  // pixels of the shorter side
 // When a tilt is certain.
 constexpr double kNear = 1;          // degrees within which edges agree
 constexpr double kMinSupport = 0.8;  // total length of the edges that agree, of the picture's longer side
@@ -33,18 +32,24 @@ constexpr double kMinDensity = 3.5;  // of their votes, against all votes spread
 constexpr double kApart = 2.5;       // degrees from which on a tilt is another one
 constexpr double kMaxRival = 0.6;    // votes for another tilt, of those for the best
 
-// The angle, -45 to below 45 degrees, by which an edge differs from the level or upright one next to it.
-double DeviationOf(const LineSegment& segment) { return std::fmod(segment.direction + 45, 90) - 45; }
+struct Vote {
+    double angle, length, weight;
 
-double VoteOf(const LineSegment& segment) { return std::pow(std::min(segment.length, kMaxLength), kPower); }
+    explicit Vote(const LineSegment& segment)
+        : angle(std::fmod(segment.direction + 45, 90) - 45),  // from the level or upright direction next to it
+          length(segment.length),
+          weight(std::pow(std::min(segment.length, kMaxLength), kPower)) {}
 
-double Near(double distance) { return std::exp(-0.5 * distance * distance / (kSpread * kSpread)); }
+    double For(double candidate) const {
+        const double distance = (angle - candidate) / kSpread;
+        return weight * std::exp(-0.5 * distance * distance);
+    }
+};
 
 }  // namespace
 
 std::vector<LineSegment> FindLineSegments(const cv::Mat& grey) {
     std::vector<LineSegment> segments;
-    if (std::min(grey.cols, grey.rows) < kSmallestPicture) return segments;
     std::vector<cv::Vec4f> lines;
     cv::createLineSegmentDetector()->detect(grey, lines);
     for (const cv::Vec4f& line : lines) {
@@ -58,38 +63,28 @@ std::vector<LineSegment> FindLineSegments(const cv::Mat& grey) {
 }
 
 Tilt TiltOf(const std::vector<LineSegment>& segments) {
+    const std::vector<Vote> votes(segments.begin(), segments.end());
     const int steps = static_cast<int>(std::lround(kMaxTilt / kStep));
-    const auto votesFor = [&](double angle) {
-        double votes = 0;
-        for (const LineSegment& segment : segments) votes += VoteOf(segment) * Near(DeviationOf(segment) - angle);
-        return votes;
-    };
-    std::vector<double> votes;
-    for (int i = -steps; i <= steps; ++i) votes.push_back(votesFor(i * kStep));
-    const auto best = std::max_element(votes.begin(), votes.end());
+    std::vector<double> sums;
+    for (int i = -steps; i <= steps; ++i) {
+        double sum = 0;
+        for (const Vote& vote : votes) sum += vote.For(i * kStep);
+        sums.push_back(sum);
+    }
+    const auto best = std::max_element(sums.begin(), sums.end());
     Tilt tilt;
     if (*best <= 0) return tilt;
-    tilt.angle = (static_cast<double>(best - votes.begin()) - steps) * kStep;
-    constexpr int kRounds = 10;  // towards the mean of the votes around
-    for (int round = 0; round < kRounds; ++round) {
-        double sum = 0, weights = 0;
-        for (const LineSegment& segment : segments) {
-            const double weight = VoteOf(segment) * Near(DeviationOf(segment) - tilt.angle);
-            sum += weight * DeviationOf(segment);
-            weights += weight;
-        }
-        tilt.angle = sum / weights;
-    }
+    tilt.angle = (static_cast<double>(best - sums.begin()) - steps) * kStep;
     double support = 0, agreeing = 0, all = 0, rival = 0;
-    for (const LineSegment& segment : segments) {
-        all += VoteOf(segment);
-        if (std::abs(DeviationOf(segment) - tilt.angle) >= kNear) continue;
-        support += segment.length;
-        agreeing += VoteOf(segment);
+    for (const Vote& vote : votes) {
+        all += vote.weight;
+        if (std::abs(vote.angle - tilt.angle) >= kNear) continue;
+        support += vote.length;
+        agreeing += vote.weight;
     }
     for (int i = -steps; i <= steps; ++i) {
         if (std::abs(i * kStep - tilt.angle) > kApart)
-            rival = std::max(rival, votes[static_cast<std::size_t>(i + steps)]);
+            rival = std::max(rival, sums[static_cast<std::size_t>(i + steps)]);
     }
     const double density = (agreeing / (2 * kNear)) / (all / 90);
     tilt.isCertain = support >= kMinSupport && density >= kMinDensity && rival <= kMaxRival * *best;

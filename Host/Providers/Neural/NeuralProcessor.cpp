@@ -24,7 +24,7 @@ namespace Orvexa::Proc::Neural {
 
 namespace {
 
-constexpr int kBandRows = 32;
+constexpr int kChangeRows = 32;
 // Pixels a side of what goes through as a whole, and of its result. In larger ones positions in OpenCV 4.6's transposed
 // convolutions, the third power of that for kernels of twice the stride, exceed 32 bits, and it crashes.
 constexpr int kLargestWhole = 1280;
@@ -37,7 +37,7 @@ void AddChange(const cv::Mat& change, const Canvas& canvas) {
     const int channels = change.channels();
     std::vector<Between> columns;
     for (int x = 0; x < width; ++x) columns.push_back(Between::OfPixel(x, width, change.cols));
-    ForEachBand(height, kBandRows, [&](int firstRow, int end) {
+    ForEachBand(height, kChangeRows, [&](int firstRow, int end) {
         std::vector<float> row(static_cast<std::size_t>(change.cols * channels));
         for (int y = firstRow; y < end; ++y) {
             const Between down = Between::OfPixel(y, height, change.rows);

@@ -24,10 +24,10 @@ int RoundedUp(int length, int multiple) { return (length + multiple - 1) / multi
 
 std::string SizeText(int width, int height) { return std::to_string(width) + " x " + std::to_string(height); }
 
-struct Tiling {
+struct TileGrid {
     TileAxis columns, rows;
 
-    Tiling(const Model& model, const cv::Size& picture, const TileLimits& limits) {
+    TileGrid(const Model& model, const cv::Size& picture, const TileLimits& limits) {
         const auto multiple = static_cast<int>(model.multiple), reach = static_cast<int>(model.reach.value_or(0));
         const auto axis = [&](int length, int longest, std::uint32_t fixed) {
             if (!model.reach.has_value()) return TileAxis{RoundedUp(length, multiple), 0, 1};
@@ -41,12 +41,12 @@ struct Tiling {
         columns = axis(picture.width, limits.width, model.width);
         rows = axis(picture.height, limits.height, model.height);
     }
-    bool IsAsSmall(const Tiling& other) const {
+    bool IsAsSmall(const TileGrid& other) const {
         return columns.core == other.columns.core && rows.core == other.rows.core;
     }
 };
 
-bool RunTiling(const Model& model, int enlarges, const ConstSamples& picture, const Tiling& tiling,
+bool RunTiling(const Model& model, int enlarges, const ConstSamples& picture, const TileGrid& tiling,
                const Core::ProgressPtr& progress, const std::function<void(const TileResult&)>& use) {
     const TileAxis &columns = tiling.columns, &rows = tiling.rows;
     const cv::Rect whole(0, 0, static_cast<int>(picture.plane.GetPixelsPerRow()),
@@ -105,10 +105,10 @@ bool RunInTiles(const Model& model, int enlarges, const ConstSamples& picture, c
     const int smallest = std::max(kSmallestSide, kSmallestInMargins * margin);
     int side = std::max(enlarges == 1 ? kTileSide : kEnlargingTileSide, kSideInMargins * margin);
     const auto tilingOf = [&] {
-        return Tiling(model, size, {std::min(side, limits.width), std::min(side, limits.height)});
+        return TileGrid(model, size, {std::min(side, limits.width), std::min(side, limits.height)});
     };
     for (bool isAlone = false;;) {
-        const Tiling tiling = tilingOf();
+        const TileGrid tiling = tilingOf();
         try {
             if (!isAlone) return RunTiling(model, enlarges, picture, tiling, progress, use);
             const Core::OnCallingThread alone;
