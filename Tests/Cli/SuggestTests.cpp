@@ -20,7 +20,7 @@ protected:
                    "6": {"outputScale": 0, "outputOffset": )" +
                std::to_string(horizon) + R"(}, "7": )" + score + "}}";
     }
-    Outcome Run(const TestModels& models, const Words& words = {}) const {
+    Outcome Run(const Models& models, const Words& words = {}) const {
         return RunKalvatri(Words{"suggest", picture_, "--models", models.GetRoot().string()} + words);
     }
     static std::vector<std::string> EffectsOf(const Json& chain) {
@@ -35,7 +35,7 @@ protected:
 };
 
 TEST_F(Suggest, ProposesWhatRaisesTheScore) {
-    const TestModels models(Patch(brighterIsBetter_, 0));
+    const Models models(Patch(brighterIsBetter_, 0));
     const Outcome outcome = Run(models);
     ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
     EXPECT_THAT(outcome.err, AllOf(HasSubstr("grey.png: score 87.500 before, "), HasSubstr(" after\n")));
@@ -62,7 +62,7 @@ TEST_F(Suggest, ProposesWhatRaisesTheScore) {
 }
 
 TEST_F(Suggest, ProposesNothingThatDoesNotRaiseTheScore) {
-    const TestModels models(Patch(darkerIsBetter_, 0));
+    const Models models(Patch(darkerIsBetter_, 0));
     const Outcome outcome = Run(models);
     ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
     EXPECT_THAT(outcome.err, HasSubstr("nothing to suggest"));
@@ -73,14 +73,14 @@ TEST_F(Suggest, ProposesNothingThatDoesNotRaiseTheScore) {
 }
 
 TEST_F(Suggest, LevelsFirst) {
-    const Json report = Json::parse(Run(TestModels(Patch(brighterIsBetter_, 1)), {"--json", "-q"}).out);
+    const Json report = Json::parse(Run(Models(Patch(brighterIsBetter_, 1)), {"--json", "-q"}).out);
     EXPECT_EQ(report["angle"], 4);
     EXPECT_EQ(report["chain"][0], Json::parse(R"({"effect": "Rotate", "angle": -4.0, "outputSizeMode": "inscribed"})"));
     EXPECT_EQ(report["chain"].size(), 5u);
 }
 
 TEST_F(Suggest, SaysWhatIsMissing) {
-    const TestModels models("{}");
+    const Models models("{}");
     const std::tuple<Words, int, std::string> cases[] = {
         {{"suggest"}, 2, "the picture is missing"},
         {{"suggest", folder_.File("none.png")}, 1, "reading " + folder_.File("none.png")},

@@ -7,8 +7,8 @@
 #include <numbers>
 
 #include "Host/Proc/Neural.h"
-#include "Tests/Host/Models.h"
 #include "Tests/Support/Frames.h"
+#include "Tests/Support/TestModels.h"
 
 namespace Orvexa::Test {
 namespace {

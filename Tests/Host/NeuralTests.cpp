@@ -8,10 +8,10 @@
 #include "Host/Io/ImageFiles.h"
 #include "Host/Proc/EffectFactory.h"
 #include "Host/Proc/Neural.h"
-#include "Tests/Host/Models.h"
 #include "Tests/Support/Frames.h"
 #include "Tests/Support/Messages.h"
 #include "Tests/Support/Paths.h"
+#include "Tests/Support/TestModels.h"
 
 namespace Orvexa::Test {
 namespace {

@@ -147,7 +147,7 @@ TEST(DeepLumaUpscaler, ReplacesLumaAlone) {
 TEST(DeepAligner, TurnsBackWhatHasAHorizon) {
     // The mean level is the angle; there is a horizon above 128 of 256.
     const SpiedEffect spied = CreateSpiedEffect(SettingsEffectDeepAligner::CLASS_ID);
-    const TestModels models(R"({"types": {"1": {"outputScale": 0.0625, "outputOffset": -10}}})");
+    const Models models(R"({"types": {"1": {"outputScale": 0.0625, "outputOffset": -10}}})");
     SettingsEffectDeepAligner settings;
     settings.SetModelsRoot(models.GetRoot());
     spied.effect->SetSettings(settings);
@@ -168,7 +168,7 @@ TEST(DeepAligner, TurnsBackWhatHasAHorizon) {
     EXPECT_FALSE(FoundBy<SettingsEffectDeepAligner>(spied).GetHorizonDetected());
     EXPECT_THAT(spied.factory->TakeTranscript(), IsEmpty());
 
-    const TestModels blind(R"({"types": {"6": {"file": "gone.onnx"}}})");
+    const Models blind(R"({"types": {"6": {"file": "gone.onnx"}}})");
     settings.SetModelsRoot(blind.GetRoot());
     spied.effect->SetSettings(settings);
     EXPECT_TRUE(run(32)) << "as if there were a horizon";
@@ -185,7 +185,7 @@ protected:
         models_.emplace(R"({"types": {"5": {"outputScale": 1, "outputOffset": )" + std::to_string(0.5 - limit) + "}}}");
         Configure(*models_);
     }
-    void Configure(const TestModels& models) {
+    void Configure(const Models& models) {
         settings_.SetModelsRoot(models.GetRoot());
         spied_.effect->SetSettings(settings_);
         spied_.factory->TakeTranscript();
@@ -199,7 +199,7 @@ protected:
     }
 
     int chosen_ = 0;
-    std::optional<TestModels> models_;
+    std::optional<Models> models_;
     SettingsEffectDeepEnhancer settings_;
     SpiedEffect spied_ = CreateWithModels(SettingsEffectDeepEnhancer::CLASS_ID, [this](int model, FramePtr& frame) {
         chosen_ = model;
@@ -209,7 +209,7 @@ protected:
 };
 
 TEST_F(DeepEnhancer, SendsDarkPicturesThroughTheLowLightModelWithoutAskingTheClassifier) {
-    const TestModels broken(R"({"types": {"5": {"file": "gone.onnx"}}})");
+    const Models broken(R"({"types": {"5": {"file": "gone.onnx"}}})");
     Configure(broken);
     for (const int level : {0, 50, 77}) {
         EXPECT_EQ(Run(Grey(level)), 0);
@@ -339,8 +339,8 @@ class DeepAdjuster : public testing::Test {
 protected:
     // Values are levels times `scale`, in the order of channels; the score is the mean level.
     std::vector<int> Find(const FramePtr& picture, const std::string& scale, int scoreAfter) {
-        const TestModels models(R"({"types": {"0": {"scale": [)" + scale + "," + scale + "," + scale +
-                                R"(]}, "7": {"outputScale": 1, "outputOffset": 0}}})");
+        const Models models(R"({"types": {"0": {"scale": [)" + scale + "," + scale + "," + scale +
+                            R"(]}, "7": {"outputScale": 1, "outputOffset": 0}}})");
         StandIn<SettingsEffectColorBalance>::Register(
             *spied_.factory, [=](SettingsEffectColorBalance&, FramePtr& frame) { frame = Grey(scoreAfter); });
         spied_.factory->CreateOneInputEffect(spied_.effect, SettingsEffectDeepAdjuster::CLASS_ID, ImplNames::ORVEXA,
@@ -387,7 +387,8 @@ TEST_F(DeepAdjuster, TriesTheValuesInItsOrder) {
     Find(Grey(100), "0.0025", 100);
     Lines lines;
     for (const std::string& line : spied_.factory->TakeTranscript()) {
-        if (!line.starts_with("run ")) lines.push_back(line);
+        const bool isOfSubEffect = line.find("ColorspaceConverter") != std::string::npos;
+        if (!line.starts_with("run ") && !isOfSubEffect) lines.push_back(line);
     }
     EXPECT_THAT(lines,
                 ElementsAre("create SettingsEffectColorBalance#1", "create SettingsEffectColorBalanceAuto#1",

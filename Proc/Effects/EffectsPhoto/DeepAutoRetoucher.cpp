@@ -7,6 +7,7 @@
 
 #include "Host/Settings/Common/SettingsEffectImageBlender.h"
 #include "Host/Settings/Photo/SettingsEffectDeepAutoRetoucher.h"
+#include "Proc/Effects/EffectsPhoto/Shared/Arithmetic.h"
 #include "Proc/Effects/EffectsPhoto/Shared/NeuralEffect.h"
 
 namespace Orvexa::Proc {
@@ -19,24 +20,24 @@ struct Box {
     std::uint32_t left, top, width, height;
 };
 
-std::uint32_t Margin(std::uint32_t size) { return static_cast<std::uint32_t>(size * kMargin + 0.5); }
+int Margin(int size) { return static_cast<int>(Shared::RoundHalfAway(size * kMargin)); }
 
-// The first and the last pixel of a face along one side, grown by `margin` and cut to the picture, of even length.
-// Sizes of what is outside of the picture wrap around; cropping refuses them.
-std::pair<std::uint32_t, std::uint32_t> Grow(std::uint32_t from, std::uint32_t to, std::uint32_t margin,
-                                             std::uint32_t size) {
-    const std::uint32_t begin = from > margin ? from - margin : 0;
-    return {begin, (std::min(size, to + margin) - begin) & ~1u};
+// Where a face begins along one side of the picture, and its length there, even, both with `margin`.
+std::pair<std::uint32_t, std::uint32_t> Grow(int from, int to, int margin, int size) {
+    const int begin = from > margin ? from - margin : 0;
+    return {static_cast<std::uint32_t>(begin), static_cast<std::uint32_t>(std::min(size, to + margin) - begin) & ~1u};
 }
 
+// Sizes of a face that lies beyond the picture's right or lower edge wrap around, and cropping refuses them.
 Box SurroundingsOf(const FaceRectangle& face, const FrameInfo& picture) {
-    const auto left = static_cast<std::uint32_t>(std::max(0, face.first.x)),
-               top = static_cast<std::uint32_t>(std::max(0, face.first.y)),
-               right = std::min(static_cast<std::uint32_t>(face.second.x), picture.width),
-               bottom = std::min(static_cast<std::uint32_t>(face.second.y), picture.height);
+    const auto within = [](int end, std::uint32_t size) {
+        return static_cast<int>(std::min(static_cast<std::uint32_t>(end), size));
+    };
+    const int left = std::max(0, face.first.x), right = within(face.second.x, picture.width);
+    const int top = std::max(0, face.first.y), bottom = within(face.second.y, picture.height);
     Box box;
-    std::tie(box.left, box.width) = Grow(left, right, Margin(right - left), picture.width);
-    std::tie(box.top, box.height) = Grow(top, bottom, Margin(bottom - top), picture.height);
+    std::tie(box.left, box.width) = Grow(left, right, Margin(right - left), static_cast<int>(picture.width));
+    std::tie(box.top, box.height) = Grow(top, bottom, Margin(bottom - top), static_cast<int>(picture.height));
     return box;
 }
 

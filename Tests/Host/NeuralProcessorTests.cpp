@@ -13,10 +13,10 @@
 #include "Host/Proc/Neural.h"
 #include "Host/Settings/Photo/SettingsEffectDeepNeuralFragmentor.h"
 #include "Host/Settings/Photo/SettingsEffectDeepNeuralProcessor.h"
-#include "Tests/Host/Models.h"
 #include "Tests/Support/Effects.h"
 #include "Tests/Support/Frames.h"
 #include "Tests/Support/Progress.h"
+#include "Tests/Support/TestModels.h"
 
 namespace Orvexa::Test {
 namespace {
