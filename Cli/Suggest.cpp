@@ -1,10 +1,11 @@
 // kalvatri suggest: a chain that levels and corrects a photograph, as two effects that look at it propose.
-#include <array>
 #include <cmath>
+#include <initializer_list>
 #include <iomanip>
 #include <iostream>
 #include <optional>
 #include <sstream>
+#include <utility>
 
 #include "Cli/Catalogue.h"
 #include "Cli/Chain.h"
@@ -89,7 +90,7 @@ private:
     Json Adjustments(const Proc::FramePtr& picture) const {
         const auto found = FindingsOf<Proc::SettingsEffectDeepAdjuster>(picture);
         Json chain = Json::array();
-        const auto add = [&](const char* effect, const std::map<std::string, int>& settings) {
+        const auto add = [&](const char* effect, std::initializer_list<std::pair<const char*, int>> settings) {
             Json step{{"effect", effect}};
             for (const auto& [key, value] : settings) {
                 if (value != 0) step[key] = value;

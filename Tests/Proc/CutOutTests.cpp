@@ -209,6 +209,22 @@ TEST(Matting, FindsAlphaBetweenTexturedLayers) {
     }
 }
 
+TEST(Matting, LeavesNoHaloInEvenSurroundings) {
+    // Grain on both sides of a faint edge at 40; the band reaches from 20 to 60.
+    const FramePtr picture = DrawFrame(PixFmt::Rgb24, 80, 40, [](int x, int y, int channel) {
+        const int grain = (x * 7 + y * 13 + channel * 5 + x * y) % 5;
+        return (x < 40 ? 100 : 140 - 5 * channel) + grain;
+    });
+    const FramePtr trimap = Draw(80, 40, [](int x, int) { return x < 20 ? 0 : x < 60 ? 128 : 255; });
+    const FramePtr matte = ApplyMany(SettingsEffectMatting(), {picture, trimap});
+    for (std::uint64_t y = 0; y < 40; ++y) {
+        for (std::uint64_t x = 20; x < 24; ++x) {
+            ASSERT_EQ(SampleAt(matte, x, y), 0) << x << ',' << y;
+            ASSERT_EQ(SampleAt(matte, 79 - x, y), 255) << 79 - x << ',' << y;
+        }
+    }
+}
+
 TEST(Matting, WorksOnLongPicturesReduced) {
     const Composite composite =
         Compose(2200, 60, 2, [](double x, double y) { return (x + 3 * std::sin(y / 4) - 1090) / 12; });

@@ -14,6 +14,7 @@
 #include <array>
 #include <cmath>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Host/Core/Exception.h"
@@ -160,6 +161,22 @@ std::uint8_t RegionNear(std::int64_t x, std::int64_t y, const ConstPlane& pictur
     return isForeground ? kForeground : kBackground;
 }
 
+// A pixel that noise has kept unknown amid pixels of one region is of that region; strands have neighbours of their
+// own.
+std::uint8_t WithoutSpeck(std::uint64_t x, std::uint64_t y, const ConstPlane& trimap) {
+    constexpr int kMostNeighbours = 7;  // of 8
+    int foreground = 0, background = 0;
+    for (std::uint64_t v = y - 1; v <= y + 1; ++v) {
+        for (std::uint64_t u = x - 1; u <= x + 1; ++u) {
+            foreground += trimap.GetRow(v)[u] == kForeground;
+            background += trimap.GetRow(v)[u] == kBackground;
+        }
+    }
+    return foreground >= kMostNeighbours   ? kForeground
+           : background >= kMostNeighbours ? kBackground
+                                           : trimap.GetRow(y)[x];
+}
+
 // The trimap with known regions that have grown.
 FramePtr Grow(const IDataVideo& picture, const IDataVideo& trimap, const AllocatorPtr& allocator) {
     const FramePtr grown = NewFrame(allocator, PixFmt::Gray8, trimap.GetFrameInfo());
@@ -173,7 +190,16 @@ FramePtr Grow(const IDataVideo& picture, const IDataVideo& trimap, const Allocat
                                 : RegionNear(static_cast<std::int64_t>(x), static_cast<std::int64_t>(y), colors, from);
         }
     });
-    return grown;
+    const FramePtr even = CloneFrame(*grown, kCloneIndependent);
+    const Plane result = even->GetPlane(0);
+    Core::ParallelFor(from.GetHeight(), [&](std::size_t y) {
+        if (y == 0 || y + 1 == from.GetHeight()) return;
+        const ConstPlane noisy = std::as_const(*grown).GetPlane(0);
+        for (std::uint64_t x = 1; x + 1 < from.GetWidth(); ++x) {
+            if (!IsKnown(noisy.GetRow(y)[x])) result.GetRow(y)[x] = WithoutSpeck(x, y, noisy);
+        }
+    });
+    return even;
 }
 
 // The search for the pair of every unknown pixel.
