@@ -1,0 +1,87 @@
+"""Networks that answer with a bilateral grid, and how a grid is applied.
+
+A bilateral grid (Gharbi et al., "Deep bilateral learning for real-time image enhancement", 2017) is a coarse field of
+affine colour transforms over the picture's two axes and over brightness. Each pixel looks its transform up at its place
+and its own luma, linearly between the cells, so that
+
+    out = A(x, y, luma) * (red, green, blue, 1).
+
+The network sees only a small copy of the picture; what it costs does not grow with the picture's size. And because the
+result is affine in the pixel, edges stay where they are: there is no halo at a contour that luma can tell apart.
+"""
+
+import torch
+from torch import nn
+from torch.nn import functional
+
+DEPTH = 8  # cells along luma
+SIZE = 128  # side of the network's input, whatever the picture's aspect
+CELLS = 16  # along either side of the picture
+LUMA = (0.299, 0.587, 0.114)  # ITU-R BT.601
+
+
+def luma_of(picture):
+    """N x 3 x H x W, red first, to N x 1 x H x W."""
+    weights = picture.new_tensor(LUMA).view(1, 3, 1, 1)
+    return (picture * weights).sum(1, keepdim=True)
+
+
+class GridNetwork(nn.Module):
+    """N x 3 x SIZE x SIZE with levels 0..1 to N x (12 * DEPTH) x CELLS x CELLS.
+
+    Channel (row * 4 + column) * DEPTH + z is the factor of red, green, blue or 1 (column) in the output's red, green or
+    blue (row) at brightness z. Three strided convolutions lead to the cells; there a branch that knows only means over
+    the whole picture tells each cell how dark, flat or tinted the picture is.
+    """
+
+    def __init__(self, width=48):
+        super().__init__()
+        half = width // 2
+        self.reduce = nn.Sequential(
+            nn.Conv2d(3, 16, 4, 2, 1), nn.ReLU(),
+            nn.Conv2d(16, half, 4, 2, 1), nn.ReLU(),
+            nn.Conv2d(half, width, 4, 2, 1), nn.ReLU())
+        self.whole = nn.Sequential(nn.Conv2d(width, width, 1), nn.ReLU(), nn.Conv2d(width, width, 1))
+        self.local = nn.Conv2d(width, width, 3, 1, 1)
+        self.cells = nn.Conv2d(width, 12 * DEPTH, 1)
+        # The network starts with the transform that changes nothing, and learns departures from it.
+        nn.init.normal_(self.cells.weight, std=1e-3)
+        identity = torch.zeros(3, 4, DEPTH)
+        for k in range(3):
+            identity[k, k] = 1.0
+        self.cells.bias.data = identity.flatten()
+
+    def forward(self, picture):
+        features = self.reduce(picture)
+        whole = self.whole(functional.adaptive_avg_pool2d(features, 1))
+        return self.cells(functional.relu(self.local(features) + whole))
+
+
+def apply_grid(grid, picture, places=None):
+    """The picture (N x 3 x H x W, levels 0..1) through its grid; not clamped.
+
+    `places` (N x H x W x 2) are the pixels' x and y in the whole picture, -1..1; by default the picture is whole.
+    Cell i of n has its centre at (i + 0.5) / n; beyond the outermost centres the outermost cells hold.
+    """
+    count, _, height, width = picture.shape
+    if places is None:
+        places = whole_picture(count, height, width)
+    cells = grid.view(count, 12, DEPTH, grid.shape[2], grid.shape[3])
+    where = torch.cat([places, luma_of(picture).view(count, height, width, 1) * 2 - 1], 3)
+    transform = functional.grid_sample(cells, where.unsqueeze(1), mode="bilinear", padding_mode="border",
+                                       align_corners=False).view(count, 3, 4, height, width)
+    return (transform[:, :, :3] * picture.unsqueeze(1)).sum(2) + transform[:, :, 3]
+
+
+def whole_picture(count, height, width):
+    """Places of the pixels of a picture: N x H x W x 2, x and y from -1 to 1 at its outer edges."""
+    y, x = torch.meshgrid((torch.arange(height) + 0.5) / height * 2 - 1, (torch.arange(width) + 0.5) / width * 2 - 1,
+                          indexing="ij")
+    return torch.stack([x, y], 2).expand(count, height, width, 2)
+
+
+def roughness(grid):
+    """Mean square of the differences between neighbouring cells: what a prior on smooth grids penalises."""
+    cells = grid.view(grid.shape[0], 12, DEPTH, grid.shape[2], grid.shape[3])
+    return sum((cells.narrow(axis, 1, cells.shape[axis] - 1) - cells.narrow(axis, 0, cells.shape[axis] - 1))
+               .square().mean() for axis in (2, 3, 4))

@@ -1,0 +1,146 @@
+"""What the trainings share: their options, the loop, and the network that most of them train.
+
+Every training runs a fixed number of steps from a fixed seed, so the same machine with the same number of threads
+gives the same network again.
+"""
+
+import argparse
+import copy
+import math
+import os
+import time
+from pathlib import Path
+
+import cv2
+import numpy as np
+import torch
+from torch import nn
+
+MODELS = Path(__file__).resolve().parents[1]
+
+
+def options(description, iterations, argv=None):
+    """The options that all trainings have, parsed; threads and seed are in effect afterwards."""
+    parser = argparse.ArgumentParser(description=description, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--iterations", type=int, default=iterations, help="steps of training (%(default)s)")
+    parser.add_argument("--threads", type=int, default=os.cpu_count(), help="threads of torch (%(default)s)")
+    parser.add_argument("--seed", type=int, default=1, help="of everything random (%(default)s)")
+    parser.add_argument("--output", type=Path, default=MODELS, help="folder of the ONNX files (%(default)s)")
+    arguments = parser.parse_args(argv)
+    torch.set_num_threads(arguments.threads)
+    torch.manual_seed(arguments.seed)
+    torch.use_deterministic_algorithms(True)
+    cv2.setNumThreads(1)
+    arguments.rng = np.random.default_rng(arguments.seed)
+    return arguments
+
+
+def tensor(pictures):
+    """Pictures (height x width x channels, or height x width; levels 0..255) as a batch of levels 0..1."""
+    stacked = np.stack([np.atleast_3d(picture) for picture in pictures]).astype(np.float32)
+    return torch.from_numpy(np.ascontiguousarray(stacked.transpose(0, 3, 1, 2)) / 255)
+
+
+def train(network, batch, loss, iterations, rate=1e-3, averaged=0.998, report_every=250):
+    """Trains by Adam with a rate that rises for a short while and then falls along a cosine.
+
+    `batch()` gives input and target, `loss(output, target)` a scalar. The network that is left is the moving average of
+    the last steps' weights, which is smoother than the last one.
+    """
+    network.train()
+    optimizer = torch.optim.Adam(network.parameters(), rate, betas=(0.9, 0.99))
+    average = {name: value.clone() for name, value in network.state_dict().items()}
+    warm_up = max(1, min(200, iterations // 10))
+    started, shown = time.monotonic(), 0.0
+    for step in range(iterations):
+        progress = step / iterations
+        for group in optimizer.param_groups:
+            group["lr"] = rate * min(1, (step + 1) / warm_up) * (0.01 + 0.99 * 0.5 * (1 + math.cos(math.pi * progress)))
+        given, target = batch()
+        value = loss(network(given), target)
+        optimizer.zero_grad(set_to_none=True)
+        value.backward()
+        nn.utils.clip_grad_norm_(network.parameters(), 1.0)
+        optimizer.step()
+        keep = min(averaged, (step + 1) / (step + 10))
+        with torch.no_grad():
+            for name, weights in network.state_dict().items():
+                if weights.is_floating_point():
+                    average[name].lerp_(weights, 1 - keep)
+                else:
+                    average[name].copy_(weights)
+        shown += value.item()
+        if (step + 1) % report_every == 0 or step + 1 == iterations:
+            count = (step % report_every) + 1
+            seconds = time.monotonic() - started
+            print(f"{step + 1}/{iterations}  loss {shown / count:.4f}  {seconds:.0f} s", flush=True)
+            shown = 0.0
+    network.load_state_dict(average)
+    return network.eval()
+
+
+def decibel_loss(output, target, floor=1.0):
+    """The mean of the patches' errors in decibel, which weighs the small errors of nearly clean patches like the large
+    ones of bad patches. Errors far below `floor` (levels of 255) count as gone."""
+    squares = ((output - target) ** 2).mean(dim=(1, 2, 3))
+    return (10 * torch.log10(squares * 255**2 + floor**2)).mean()
+
+
+def convolution(inputs, outputs):
+    return nn.Conv2d(inputs, outputs, 3, padding=1)
+
+
+class Correction(nn.Module):
+    """Adds a correction to the picture, worked out at half and at quarter size (Ronneberger et al., "U-Net", 2015).
+
+    A 4 x 4 convolution with stride 2 goes to half size, where a few convolutions see fine detail; more of them at
+    quarter size see far around at a quarter of the cost; transposed convolutions go back. No normalization, so the
+    result at a pixel depends on nothing beyond the reach. Sides must be multiples of 4.
+    """
+
+    MULTIPLE = 4
+
+    def __init__(self, channels=3, fine=32, coarse=64, before=2, between=4, after=2):
+        super().__init__()
+        self.enter = nn.Conv2d(channels, fine, 4, stride=2, padding=1)
+        self.before = nn.ModuleList([convolution(fine, fine) for _ in range(before)])
+        self.down = nn.Conv2d(fine, coarse, 2, stride=2)
+        self.between = nn.ModuleList([convolution(coarse, coarse) for _ in range(between)])
+        self.up = nn.ConvTranspose2d(coarse, fine, 2, stride=2)
+        self.after = nn.ModuleList([convolution(fine, fine) for _ in range(after)])
+        self.leave = nn.ConvTranspose2d(fine, channels, 4, stride=2, padding=1)
+        nn.init.zeros_(self.leave.bias)
+        with torch.no_grad():
+            self.leave.weight *= 0.1  # begins as nearly no change
+
+    def forward(self, picture):
+        fine = torch.relu(self.enter(picture))
+        for layer in self.before:
+            fine = torch.relu(layer(fine))
+        coarse = torch.relu(self.down(fine))
+        for first, second in zip(self.between[::2], self.between[1::2]):
+            coarse = coarse + torch.relu(second(torch.relu(first(coarse))))
+        fine = fine + torch.relu(self.up(coarse))
+        for layer in self.after:
+            fine = torch.relu(layer(fine))
+        return picture + self.leave(fine)
+
+
+def reach(network, shape):
+    """How many pixels around a pixel a network with pictures as output looks at, in pixels of its input. Found from
+    the gradients of outputs in the middle, of a copy whose weights cannot cancel."""
+    positive = copy.deepcopy(network)
+    with torch.no_grad():
+        for parameter in positive.parameters():
+            parameter.fill_(0.01)
+    given = torch.full((1, *shape), 0.5, requires_grad=True)
+    output = positive(given)
+    height, width = shape[1:]
+    scale = output.shape[2] // height
+    farthest = 0
+    for offset in range(8):  # the result depends on where a pixel is within the coarsest cell
+        row = (height // 2 + offset) * scale
+        (slope,) = torch.autograd.grad(output[0, 0, row, output.shape[3] // 2], given, retain_graph=True)
+        rows = torch.nonzero(slope[0].abs().sum(dim=(0, 2)))[:, 0]
+        farthest = max(farthest, int((rows - (height // 2 + offset)).abs().max()))
+    return farthest
