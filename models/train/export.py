@@ -5,7 +5,9 @@ from pathlib import Path
 
 import cv2
 import numpy as np
+import onnx
 import torch
+from onnx import numpy_helper
 
 OPSET = 11  # OpenCV 4.6 reads Resize of this version; later ones bring nothing that is needed here
 TOLERANCE = 2e-4  # of levels 0..1: a twentieth of a level, from sums in another order
@@ -47,3 +49,11 @@ def difference_to_opencv(network, path, shape):
     if result.shape != expected.shape:
         raise SystemExit(f"{path.name}: OpenCV's output is {result.shape}, torch's {expected.shape}.")
     return float(np.abs(result - expected).max())
+
+
+def read_weights(network, path):
+    """The network with the weights of a file that `export` wrote, frozen."""
+    stored = {tensor.name: numpy_helper.to_array(tensor) for tensor in onnx.load(str(path)).graph.initializer}
+    weights = {name: torch.from_numpy(stored[name].copy()) for name in network.state_dict()}
+    network.load_state_dict(weights)
+    return network.requires_grad_(False).eval()

@@ -86,6 +86,13 @@ def decibel_loss(output, target, floor=1.0):
     return (10 * torch.log10(squares * 255**2 + floor**2)).mean()
 
 
+def level_loss(output, target, floor=0.5):
+    """The mean of the patches' root mean square errors in levels: between the squares, which see only the worst
+    patches, and decibels, which see all alike."""
+    squares = ((output - target) ** 2).mean(dim=(1, 2, 3))
+    return torch.sqrt(squares * 255**2 + floor**2).mean()
+
+
 def convolution(inputs, outputs):
     return nn.Conv2d(inputs, outputs, 3, padding=1)
 
