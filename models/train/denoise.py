@@ -19,7 +19,7 @@ import torch
 from damage import blotches, compressed, sensor_noise, stored, white_noise
 from export import export, read_weights
 from photographs import Patches
-from training import Correction, decibel_loss, options, reach, tensor, train
+from training import Correction, level_loss, options, reach, tensor, train
 
 SIDE = 72  # pixels of a patch: a core, and the reach of the network to each side
 BATCH = 8
@@ -100,7 +100,7 @@ def main():
                 left = torch.clamp(torch.round(first(given) * 255), 0, 255) / 255
             return left, target
 
-    train(network, batch, decibel_loss, arguments.iterations)
+    train(network, batch, level_loss, arguments.iterations)
     print(f"reach {reach(network, (3, 256, 256))} pixels, multiple of {network.MULTIPLE}")
     export(network, arguments.output / file, (3, 64, 64), ((3, 96, 128), (3, 256, 256)))
 

@@ -2,14 +2,13 @@
 """Trains restore.onnx: pictures that were saved small, with the blocks and rings of JPEG compression, and which may be
 slightly soft and noisy before that.
 
-Qualities are 10 to 95. Patches of high quality and clean ones see to it that a good picture stays as it is. The loss
-counts decibels, so they weigh as much as the bad ones.
+Qualities are 10 to 95. Patches of high quality and clean ones see to it that a good picture stays as it is.
 """
 
 from damage import blurred, compressed, sensor_noise, stored
 from export import export
 from photographs import Patches
-from training import Correction, decibel_loss, options, reach, tensor, train
+from training import Correction, level_loss, options, reach, tensor, train
 
 SIDE = 72
 BLOCK = 16  # pixels: the blocks of JPEG with halved chroma; a patch begins anywhere within one
@@ -46,7 +45,7 @@ def main():
         return tensor(given), tensor(targets)
 
     network = Correction(channels=3, fine=32, coarse=64, before=2, between=4, after=2)
-    train(network, batch, decibel_loss, arguments.iterations)
+    train(network, batch, level_loss, arguments.iterations)
     print(f"reach {reach(network, (3, 256, 256))} pixels, multiple of {network.MULTIPLE}")
     export(network, arguments.output / "restore.onnx", (3, 64, 64), ((3, 96, 128), (3, 256, 256)))
 

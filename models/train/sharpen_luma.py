@@ -11,7 +11,7 @@ import cv2
 from damage import blurred, compressed, sensor_noise, stored
 from export import export
 from photographs import Patches, reduced
-from training import Correction, decibel_loss, options, reach, tensor, train
+from training import Correction, level_loss, options, reach, tensor, train
 
 SIDE = 72
 BATCH = 8
@@ -49,7 +49,7 @@ def main():
         return tensor(soft), tensor([grey(target) for target in targets])
 
     network = Correction(channels=1, fine=32, coarse=64, before=1, between=4, after=1)
-    train(network, batch, decibel_loss, arguments.iterations)
+    train(network, batch, level_loss, arguments.iterations)
     print(f"reach {reach(network, (1, 256, 256))} pixels, multiple of {network.MULTIPLE}")
     export(network, arguments.output / "sharpen-luma.onnx", (1, 64, 64), ((1, 96, 128), (1, 256, 256)))
 

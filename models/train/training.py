@@ -79,16 +79,10 @@ def train(network, batch, loss, iterations, rate=1e-3, averaged=0.998, report_ev
     return network.eval()
 
 
-def decibel_loss(output, target, floor=1.0):
-    """The mean of the patches' errors in decibel, which weighs the small errors of nearly clean patches like the large
-    ones of bad patches. Errors far below `floor` (levels of 255) count as gone."""
-    squares = ((output - target) ** 2).mean(dim=(1, 2, 3))
-    return (10 * torch.log10(squares * 255**2 + floor**2)).mean()
-
-
-def level_loss(output, target, floor=0.5):
-    """The mean of the patches' root mean square errors in levels: between the squares, which see only the worst
-    patches, and decibels, which see all alike."""
+def level_loss(output, target, floor=1.0):
+    """The mean of the patches' root mean square errors in levels. Squares would see only the worst patches; decibels
+    weigh the nearly clean ones so much that in the beginning the best network is one that does nothing. An error well
+    below `floor` counts as gone."""
     squares = ((output - target) ** 2).mean(dim=(1, 2, 3))
     return torch.sqrt(squares * 255**2 + floor**2).mean()
 
