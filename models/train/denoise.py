@@ -24,7 +24,7 @@ from training import Correction, level_loss, options, reach, tensor, train
 SIDE = 72  # pixels of a patch: a core, and the reach of the network to each side
 BATCH = 8
 GRAIN = 2.0  # levels
-STEPS = {"first": 5500, "second": 2600}
+STEPS = {"first": 4000, "second": 2000}
 
 
 def first_network():

@@ -13,7 +13,7 @@ from training import Correction, level_loss, options, reach, tensor, train
 SIDE = 72
 BLOCK = 16  # pixels: the blocks of JPEG with halved chroma; a patch begins anywhere within one
 BATCH = 8
-STEPS = 5500
+STEPS = 4000
 
 
 def saved_copy(patch, rng):

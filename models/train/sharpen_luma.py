@@ -15,7 +15,7 @@ from training import Correction, level_loss, options, reach, tensor, train
 
 SIDE = 72
 BATCH = 8
-STEPS = 4500
+STEPS = 3500
 
 
 def soft_copy(patch, rng):

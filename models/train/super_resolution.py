@@ -21,7 +21,7 @@ from training import convolution, level_loss, options, reach, tensor, train
 FACTOR = 3
 SIDE = 44  # pixels of a small patch
 BATCH = 8
-STEPS = 5500
+STEPS = 4000
 
 
 class Enlarger(nn.Module):

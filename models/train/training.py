@@ -38,7 +38,8 @@ def options(description, iterations, argv=None):
 def tensor(pictures):
     """Pictures (height x width x channels, or height x width; levels 0..255) as a batch of levels 0..1."""
     stacked = np.stack([np.atleast_3d(picture) for picture in pictures]).astype(np.float32)
-    return torch.from_numpy(np.ascontiguousarray(stacked.transpose(0, 3, 1, 2)) / 255)
+    batch = torch.from_numpy(stacked / 255).permute(0, 3, 1, 2)
+    return batch.contiguous(memory_format=torch.channels_last)
 
 
 def train(network, batch, loss, iterations, rate=1e-3, averaged=0.998, report_every=250):
@@ -47,7 +48,7 @@ def train(network, batch, loss, iterations, rate=1e-3, averaged=0.998, report_ev
     `batch()` gives input and target, `loss(output, target)` a scalar. The network that is left is the moving average of
     the last steps' weights, which is smoother than the last one.
     """
-    network.train()
+    network = network.to(memory_format=torch.channels_last).train()  # nearly twice as fast on processors
     optimizer = torch.optim.Adam(network.parameters(), rate, betas=(0.9, 0.99))
     average = {name: value.clone() for name, value in network.state_dict().items()}
     warm_up = max(1, min(200, iterations // 10))
