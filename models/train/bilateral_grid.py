@@ -15,8 +15,8 @@ from torch import nn
 from torch.nn import functional
 
 DEPTH = 8  # cells along luma
-SIZE = 128  # side of the network's input, whatever the picture's aspect
-CELLS = 16  # along either side of the picture
+SIDE = 96  # of the network's input, whatever the picture's aspect
+CELLS = 12  # along either side of the picture
 LUMA = (0.299, 0.587, 0.114)  # ITU-R BT.601
 
 
@@ -27,23 +27,30 @@ def luma_of(picture):
 
 
 class GridNetwork(nn.Module):
-    """N x 3 x SIZE x SIZE with levels 0..1 to N x (12 * DEPTH) x CELLS x CELLS.
+    """N x 3 x SIDE x SIDE with levels 0..1 to N x (12 * DEPTH) x CELLS x CELLS.
 
     Channel (row * 4 + column) * DEPTH + z is the factor of red, green, blue or 1 (column) in the output's red, green or
     blue (row) at brightness z. Three strided convolutions lead to the cells; there a branch that knows only means over
-    the whole picture tells each cell how dark, flat or tinted the picture is.
+    the whole picture tells each cell how dark, flat or tinted the picture is. It has means of what the convolutions
+    find, and of levels above thresholds in learned mixtures of the channels, which amount to histograms.
     """
 
     def __init__(self, width=48):
         super().__init__()
         half = width // 2
         self.reduce = nn.Sequential(
-            nn.Conv2d(3, 16, 4, 2, 1), nn.ReLU(),
-            nn.Conv2d(16, half, 4, 2, 1), nn.ReLU(),
-            nn.Conv2d(half, width, 4, 2, 1), nn.ReLU())
-        self.whole = nn.Sequential(nn.Conv2d(width, width, 1), nn.ReLU(), nn.Conv2d(width, width, 1))
+            nn.Conv2d(3, 16, 4, 2, 1),
+            nn.ReLU(),
+            nn.Conv2d(16, half, 4, 2, 1),
+            nn.ReLU(),
+            nn.Conv2d(half, width, 4, 2, 1),
+            nn.ReLU(),
+        )
+        self.tones = nn.Sequential(nn.Conv2d(3, width, 2, 2), nn.ReLU())
+        self.whole = nn.Sequential(nn.Conv2d(2 * width, width, 1), nn.ReLU(), nn.Conv2d(width, width, 1))
         self.local = nn.Conv2d(width, width, 3, 1, 1)
         self.cells = nn.Conv2d(width, 12 * DEPTH, 1)
+        threshold_tones(self.tones[0])
         # The network starts with the transform that changes nothing, and learns departures from it.
         nn.init.normal_(self.cells.weight, std=1e-3)
         identity = torch.zeros(3, 4, DEPTH)
@@ -53,8 +60,18 @@ class GridNetwork(nn.Module):
 
     def forward(self, picture):
         features = self.reduce(picture)
-        whole = self.whole(functional.adaptive_avg_pool2d(features, 1))
+        means = [functional.adaptive_avg_pool2d(maps, 1) for maps in (features, self.tones(picture))]
+        whole = self.whole(torch.cat(means, 1))
         return self.cells(functional.relu(self.local(features) + whole))
+
+
+def threshold_tones(convolution):
+    """Lets the mixtures of channels begin as those of a cell's mean, with thresholds all over the levels, in both
+    directions."""
+    with torch.no_grad():
+        convolution.weight.copy_(2 * convolution.weight.mean((2, 3), keepdim=True).expand_as(convolution.weight))
+        reach = convolution.weight.sum((1, 2, 3))
+        convolution.bias.copy_(-reach * torch.linspace(0, 1, len(reach)))
 
 
 def apply_grid(grid, picture, places=None):
@@ -66,22 +83,43 @@ def apply_grid(grid, picture, places=None):
     count, _, height, width = picture.shape
     if places is None:
         places = whole_picture(count, height, width)
-    cells = grid.view(count, 12, DEPTH, grid.shape[2], grid.shape[3])
+    cells = grid.contiguous().view(count, 12, DEPTH, grid.shape[2], grid.shape[3])
     where = torch.cat([places, luma_of(picture).view(count, height, width, 1) * 2 - 1], 3)
-    transform = functional.grid_sample(cells, where.unsqueeze(1), mode="bilinear", padding_mode="border",
-                                       align_corners=False).view(count, 3, 4, height, width)
+    transform = functional.grid_sample(
+        cells, where.unsqueeze(1), mode="bilinear", padding_mode="border", align_corners=False
+    ).view(count, 3, 4, height, width)
     return (transform[:, :, :3] * picture.unsqueeze(1)).sum(2) + transform[:, :, 3]
 
 
 def whole_picture(count, height, width):
     """Places of the pixels of a picture: N x H x W x 2, x and y from -1 to 1 at its outer edges."""
-    y, x = torch.meshgrid((torch.arange(height) + 0.5) / height * 2 - 1, (torch.arange(width) + 0.5) / width * 2 - 1,
-                          indexing="ij")
+    y, x = torch.meshgrid(
+        (torch.arange(height) + 0.5) / height * 2 - 1, (torch.arange(width) + 0.5) / width * 2 - 1, indexing="ij"
+    )
     return torch.stack([x, y], 2).expand(count, height, width, 2)
 
 
 def roughness(grid):
     """Mean square of the differences between neighbouring cells: what a prior on smooth grids penalises."""
     cells = grid.view(grid.shape[0], 12, DEPTH, grid.shape[2], grid.shape[3])
-    return sum((cells.narrow(axis, 1, cells.shape[axis] - 1) - cells.narrow(axis, 0, cells.shape[axis] - 1))
-               .square().mean() for axis in (2, 3, 4))
+    return sum(
+        (cells.narrow(axis, 1, cells.shape[axis] - 1) - cells.narrow(axis, 0, cells.shape[axis] - 1)).square().mean()
+        for axis in (2, 3, 4)
+    )
+
+
+ROUGH = 0.02  # weight of the grid's roughness
+BURNT = 2.0  # weight of pixels that come out white but should not
+WHITE = 0.985  # level from which a pixel counts as white
+
+
+def grid_loss(grid, sample):
+    """The error of the pixels of `sample` (pixels, their places, what they should become) after the grid was applied.
+
+    What should be white may come out whiter than white, which clamping ends. What should not is dear.
+    """
+    pixels, places, target = sample
+    result = apply_grid(grid, pixels, places)
+    error = (result - target).masked_fill((target > WHITE) & (result > target), 0)
+    burnt = torch.relu(result - WHITE) * (target < WHITE)
+    return error.abs().mean() + BURNT * burnt.mean() + ROUGH * roughness(grid)

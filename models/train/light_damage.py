@@ -43,7 +43,7 @@ def quantised(levels):
 
 def with_noise(levels, shot, read):
     """A sensor's noise: its variance grows with the level. Deviations in levels 0..1, at white and at black."""
-    return levels + torch.randn_like(levels) * (levels.clamp(0, 1) * shot ** 2 + read ** 2).sqrt()
+    return levels + torch.randn_like(levels) * (levels.clamp(0, 1) * shot**2 + read**2).sqrt()
 
 
 class Waves:
@@ -66,7 +66,7 @@ class Darkness:
     discs with a glow, which are there in the true picture, too. `at` gives both: the dark picture and the true one.
     """
 
-    LAMPS = 3
+    LAMPS = 2
 
     def __init__(self, count, darkest=0.04, brightest=0.6, untouched=0.0):
         whole = chance(count, untouched)
@@ -76,9 +76,15 @@ class Darkness:
         self.by_place = (kind >= 0.75).float()
         self.threshold, self.width = uniform(count, 0.35, 0.9), uniform(count, 0.05, 0.4)
         self.field, self.sharpness, self.offset = Waves(count), log_uniform(count, 3, 60), uniform(count, -0.2, 0.7)
-        self.lamps = [(torch.rand(count, 1, 1, 2) * 2 - 1, log_uniform(count, 0.01, 0.15), uniform(count, 0.8, 3.0) *
-                       chance(count, 0.2), torch.cat([uniform(count, 0.9, 1.0), uniform(count, 0.6, 1.0),
-                                                      uniform(count, 0.3, 1.0)], 1)) for _ in range(self.LAMPS)]
+        self.lamps = [
+            (
+                torch.rand(count, 1, 1, 2) * 2 - 1,
+                log_uniform(count, 0.01, 0.15),
+                uniform(count, 0.8, 3.0) * chance(count, 0.25),
+                torch.cat([uniform(count, 0.9, 1.0), uniform(count, 0.6, 1.0), uniform(count, 0.3, 1.0)], 1),
+            )
+            for _ in range(self.LAMPS)
+        ]
         self.tint = torch.exp(torch.randn(count, 3, 1, 1) * 0.06 * (1 - whole))
         self.gamma = 1 + (uniform(count, 0.85, 1.4) - 1) * chance(count, 0.5) * (1 - whole)
         self.shot, self.read = uniform(count, 0, 0.04) * (1 - whole), uniform(count, 0, 0.015) * (1 - whole)
@@ -90,12 +96,16 @@ class Darkness:
             total = total + strength * colour * (torch.exp(-distance) + 0.1 / (1 + distance))
         return total
 
-    def at(self, picture, places, noise=1.0):
+    def at(self, picture, places, noisy=True):
+        """Dark and true picture. A small copy has hardly any noise: its pixels are means of many."""
         light, glow = to_linear(picture), self.glow(places)
-        bright = (self.by_luma * ((luma_of(picture) - self.threshold) / self.width).clamp(0, 1) +
-                  self.by_place * torch.sigmoid(self.sharpness * (self.field.at(places) - self.offset)))
+        bright = self.by_luma * ((luma_of(picture) - self.threshold) / self.width).clamp(
+            0, 1
+        ) + self.by_place * torch.sigmoid(self.sharpness * (self.field.at(places) - self.offset))
         dark = light * (self.gain + (1 - self.gain) * bright) * self.tint + glow
-        levels = with_noise(to_levels(dark) ** self.gamma, self.shot * noise, self.read * noise)
+        levels = to_levels(dark) ** self.gamma
+        if noisy:
+            levels = with_noise(levels, self.shot, self.read)
         return quantised(levels), to_levels(light + glow)
 
 
