@@ -34,7 +34,8 @@ def shadows_highlights(picture, shadows, highlights):
         return amount * (amount.abs() + 1e-6).sqrt() * (0.29 / 7 / 255)
 
     changed = (luma + (1 - luma) * lift(shadows)).clamp(0, 1)
-    changed = (changed + luma * lift(highlights)).clamp(0, 1)
+    # Highlights, if there are any to move, also cost a level.
+    changed = (changed + luma * lift(highlights) - (highlights.abs() >= 1).float() / 255).clamp(0, 1)
     return (picture + changed - luma).clamp(0, 1)
 
 

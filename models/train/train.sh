@@ -19,3 +19,12 @@ train denoise.py second
 train super_resolution.py
 train sharpen_luma.py
 train restore.py
+
+# Light, colours and skin
+train low_light.py
+train enhance.py model
+train enhance.py flag
+train one_click.py
+train score.py
+train adjust.py
+train retouch.py
