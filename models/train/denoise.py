@@ -1,12 +1,13 @@
 #!/usr/bin/python3
-"""Trains the two networks that remove noise, one after the other.
+"""Trains the two networks that remove noise. They run one after the other.
 
   denoise.py first      denoise.onnx: the noise of sensors, of any strength, which it has to find out by itself
-  denoise.py second     denoise-refine.onnx: what the first leaves, which has to be there
+  denoise.py second     denoise-refine.onnx: what the first leaves
 
 The noise has a deviation of 2.5 to 40 levels at middle grey. It is partly the same everywhere and partly grows with the
-light, differs between the channels, and for a part of the patches went through demosaicing. The second network sees what
-the first makes of harder noise: compressed as JPEG, smeared over several pixels, or in coarse blotches of colour.
+light, differs between the channels, and for a part of the patches went through demosaicing. What is left of harder noise
+is its coarse part: noise that is smeared over several pixels, blotches of colour, and both as JPEG compression changes
+them. The second network learns from such, made directly, so that the two can be trained side by side.
 
 Both learn to leave clean pictures alone: some patches have no noise, and very fine grain (up to 2 levels) is part of the
 target, since it cannot be told from texture.
@@ -14,10 +15,8 @@ target, since it cannot be told from texture.
 
 import sys
 
-import torch
-
-from damage import blotches, compressed, sensor_noise, stored, white_noise
-from export import export, read_weights
+from damage import blotches, blurred, compressed, sensor_noise, stored, white_noise
+from export import export
 from photographs import Patches
 from training import Correction, level_loss, options, reach, tensor, train
 
@@ -54,20 +53,20 @@ def plain_noise(patch, rng):
     return noisy, patch
 
 
-def hard_noise(patch, rng):
-    """Input of the first network and target of the second."""
-    kind = rng.random()
-    if kind < 0.35:
-        return plain_noise(patch, rng)
-    noisy = patch
-    if kind < 0.55 or rng.random() < 0.4:
-        noisy = sensor_noise(noisy, 0.8 * strength(rng), rng, rng.uniform(0.5, 1.6))
-    else:
-        noisy = sensor_noise(noisy, 0.8 * strength(rng), rng)
-    if kind > 0.8:
-        noisy = noisy + blotches(patch.shape, rng, rng.uniform(3, 10)) * rng.uniform(2, 10)
-    if rng.random() < 0.65:
-        noisy = compressed(noisy, rng.integers(55, 97))
+def left_noise(patch, rng):
+    """Input and target for the second network."""
+    if rng.random() < 0.3:
+        if rng.random() < 0.5:
+            patch = patch + white_noise(patch.shape, rng) * rng.uniform(0, GRAIN)
+        return patch, patch
+    noise = sensor_noise(patch, strength(rng), rng) - patch
+    smeared = blurred(noise, rng.uniform(0.7, 2.5)) * rng.uniform(0.7, 1.5)
+    noisy = patch + smeared + rng.uniform(0, 0.2) * noise
+    if rng.random() < 0.3:
+        noisy = noisy + blotches(patch.shape, rng, rng.uniform(3, 10)) * rng.uniform(1, 8)
+    if rng.random() < 0.6:
+        noisy = compressed(noisy + rng.uniform(0, 0.5) * noise, rng.integers(55, 97), rng.random() < 0.75)
+        noisy = patch + rng.uniform(0.4, 1) * (noisy - patch)
     return noisy, patch
 
 
@@ -87,19 +86,10 @@ def main():
         sys.exit(f"'{stage}' is not a network of the two; say first or second.")
     arguments = options(__doc__, STEPS[stage], sys.argv[2:])
     if stage == "first":
-        network, file = first_network(), "denoise.onnx"
-        batch = batches(arguments.rng, plain_noise)
+        network, file, make = first_network(), "denoise.onnx", plain_noise
     else:
-        network, file = second_network(), "denoise-refine.onnx"
-        first = read_weights(first_network(), arguments.output / "denoise.onnx")
-        noisy = batches(arguments.rng, hard_noise)
-
-        def batch():
-            given, target = noisy()
-            with torch.no_grad():
-                left = torch.clamp(torch.round(first(given) * 255), 0, 255) / 255
-            return left, target
-
+        network, file, make = second_network(), "denoise-refine.onnx", left_noise
+    batch = batches(arguments.rng, make)
     train(network, batch, level_loss, arguments.iterations)
     print(f"reach {reach(network, (3, 256, 256))} pixels, multiple of {network.MULTIPLE}")
     export(network, arguments.output / file, (3, 64, 64), ((3, 96, 128), (3, 256, 256)))
