@@ -90,7 +90,7 @@ def main():
     else:
         network, file, make = second_network(), "denoise-refine.onnx", left_noise
     batch = batches(arguments.rng, make)
-    train(network, batch, level_loss, arguments.iterations)
+    train(network, batch, level_loss, arguments.iterations, checkpoint=arguments.checkpoint)
     print(f"reach {reach(network, (3, 256, 256))} pixels, multiple of {network.MULTIPLE}")
     export(network, arguments.output / file, (3, 64, 64), ((3, 96, 128), (3, 256, 256)))
 

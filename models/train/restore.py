@@ -45,7 +45,7 @@ def main():
         return tensor(given), tensor(targets)
 
     network = Correction(channels=3, fine=32, coarse=64, before=2, between=4, after=2)
-    train(network, batch, level_loss, arguments.iterations)
+    train(network, batch, level_loss, arguments.iterations, checkpoint=arguments.checkpoint)
     print(f"reach {reach(network, (3, 256, 256))} pixels, multiple of {network.MULTIPLE}")
     export(network, arguments.output / "restore.onnx", (3, 64, 64), ((3, 96, 128), (3, 256, 256)))
 

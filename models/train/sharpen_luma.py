@@ -49,7 +49,7 @@ def main():
         return tensor(soft), tensor([grey(target) for target in targets])
 
     network = Correction(channels=1, fine=32, coarse=64, before=1, between=4, after=1)
-    train(network, batch, level_loss, arguments.iterations)
+    train(network, batch, level_loss, arguments.iterations, checkpoint=arguments.checkpoint)
     print(f"reach {reach(network, (1, 256, 256))} pixels, multiple of {network.MULTIPLE}")
     export(network, arguments.output / "sharpen-luma.onnx", (1, 64, 64), ((1, 96, 128), (1, 256, 256)))
 

@@ -87,7 +87,7 @@ def main():
         targets = [patches(SIDE * FACTOR) for _ in range(BATCH)]
         return tensor([small_copy(target, arguments.rng) for target in targets]), tensor(targets)
 
-    network = train(Enlarger(), batch, level_loss, arguments.iterations)
+    network = train(Enlarger(), batch, level_loss, arguments.iterations, checkpoint=arguments.checkpoint)
     network.spreads_by_convolution = True
     print(f"reach {reach(network, (3, 128, 128))} pixels, multiple of {network.MULTIPLE}")
     export(network, arguments.output / "super-resolution.onnx", (3, 64, 64), ((3, 96, 130), (3, 256, 256)))

@@ -26,13 +26,55 @@ def options(description, iterations, argv=None):
     parser.add_argument("--threads", type=int, default=os.cpu_count(), help="threads of torch (%(default)s)")
     parser.add_argument("--seed", type=int, default=1, help="of everything random (%(default)s)")
     parser.add_argument("--output", type=Path, default=MODELS, help="folder of the ONNX files (%(default)s)")
+    parser.add_argument(
+        "--checkpoint",
+        type=Path,
+        metavar="FILE",
+        help="keep the state of the training there, and go on from it if the file exists: the result is the same",
+    )
     arguments = parser.parse_args(argv)
     torch.set_num_threads(arguments.threads)
     torch.manual_seed(arguments.seed)
     torch.use_deterministic_algorithms(True)
     cv2.setNumThreads(1)
     arguments.rng = np.random.default_rng(arguments.seed)
+    if arguments.checkpoint is not None:
+        arguments.checkpoint = Checkpoint(arguments.checkpoint, arguments.rng)
     return arguments
+
+
+class Checkpoint:
+    """The state of a training at the beginning of a step, in a file."""
+
+    EVERY = 50  # steps
+
+    def __init__(self, path, rng):
+        self.path, self.rng = path, rng
+
+    def save(self, step, network, optimizer, average):
+        state = {
+            "step": step,
+            "network": network.state_dict(),
+            "optimizer": optimizer.state_dict(),
+            "average": average,
+            "rng": self.rng.bit_generator.state,
+            "torch_rng": torch.get_rng_state(),
+        }
+        unfinished = self.path.with_name(self.path.name + ".unfinished")
+        torch.save(state, unfinished)
+        os.replace(unfinished, self.path)
+
+    def load(self, network, optimizer, average):
+        """The step to go on with: 0 if there is no file yet."""
+        if not self.path.exists():
+            return 0
+        state = torch.load(self.path)
+        network.load_state_dict(state["network"])
+        optimizer.load_state_dict(state["optimizer"])
+        average.update(state["average"])
+        self.rng.bit_generator.state = state["rng"]
+        torch.set_rng_state(state["torch_rng"])
+        return state["step"]
 
 
 def tensor(pictures):
@@ -42,7 +84,7 @@ def tensor(pictures):
     return batch.contiguous(memory_format=torch.channels_last)
 
 
-def train(network, batch, loss, iterations, rate=1e-3, averaged=0.998, report_every=250):
+def train(network, batch, loss, iterations, rate=1e-3, averaged=0.998, report_every=250, checkpoint=None):
     """Trains by Adam with a rate that rises for a short while and then falls along a cosine.
 
     `batch()` gives input and target, `loss(output, target)` a scalar. The network that is left is the moving average of
@@ -52,8 +94,11 @@ def train(network, batch, loss, iterations, rate=1e-3, averaged=0.998, report_ev
     optimizer = torch.optim.Adam(network.parameters(), rate, betas=(0.9, 0.99))
     average = {name: value.clone() for name, value in network.state_dict().items()}
     warm_up = max(1, min(200, iterations // 10))
-    started, shown = time.monotonic(), 0.0
-    for step in range(iterations):
+    first = checkpoint.load(network, optimizer, average) if checkpoint else 0
+    started, shown, count = time.monotonic(), 0.0, 0
+    for step in range(first, iterations):
+        if checkpoint and step % checkpoint.EVERY == 0:
+            checkpoint.save(step, network, optimizer, average)
         progress = step / iterations
         for group in optimizer.param_groups:
             group["lr"] = rate * min(1, (step + 1) / warm_up) * (0.01 + 0.99 * 0.5 * (1 + math.cos(math.pi * progress)))
@@ -70,12 +115,11 @@ def train(network, batch, loss, iterations, rate=1e-3, averaged=0.998, report_ev
                     average[name].lerp_(weights, 1 - keep)
                 else:
                     average[name].copy_(weights)
-        shown += value.item()
+        shown, count = shown + value.item(), count + 1
         if (step + 1) % report_every == 0 or step + 1 == iterations:
-            count = (step % report_every) + 1
             seconds = time.monotonic() - started
             print(f"{step + 1}/{iterations}  loss {shown / count:.4f}  {seconds:.0f} s", flush=True)
-            shown = 0.0
+            shown, count = 0.0, 0
     network.load_state_dict(average)
     return network.eval()
 
