@@ -20,10 +20,10 @@ from export import export
 from photographs import Patches
 from training import Correction, level_loss, options, reach, tensor, train
 
-SIDE = 72  # pixels of a patch: a core, and the reach of the network to each side
-BATCH = 8
+SIDE = 56  # pixels of a patch: a core, and the reach of the network to each side
+BATCH = 4
 GRAIN = 2.0  # levels
-STEPS = {"first": 4000, "second": 2000}
+STEPS = {"first": 5000, "second": 3500}
 
 
 def first_network():
@@ -90,7 +90,7 @@ def main():
     else:
         network, file, make = second_network(), "denoise-refine.onnx", left_noise
     batch = batches(arguments.rng, make)
-    train(network, batch, level_loss, arguments.iterations, checkpoint=arguments.checkpoint)
+    train(network, batch, level_loss, arguments.iterations, rate=2e-3, checkpoint=arguments.checkpoint)
     print(f"reach {reach(network, (3, 256, 256))} pixels, multiple of {network.MULTIPLE}")
     export(network, arguments.output / file, (3, 64, 64), ((3, 96, 128), (3, 256, 256)))
 

@@ -10,10 +10,10 @@ from export import export
 from photographs import Patches
 from training import Correction, level_loss, options, reach, tensor, train
 
-SIDE = 72
+SIDE = 56
 BLOCK = 16  # pixels: the blocks of JPEG with halved chroma; a patch begins anywhere within one
-BATCH = 8
-STEPS = 4000
+BATCH = 4
+STEPS = 5000
 
 
 def saved_copy(patch, rng):
@@ -45,7 +45,7 @@ def main():
         return tensor(given), tensor(targets)
 
     network = Correction(channels=3, fine=32, coarse=64, before=2, between=4, after=2)
-    train(network, batch, level_loss, arguments.iterations, checkpoint=arguments.checkpoint)
+    train(network, batch, level_loss, arguments.iterations, rate=2e-3, checkpoint=arguments.checkpoint)
     print(f"reach {reach(network, (3, 256, 256))} pixels, multiple of {network.MULTIPLE}")
     export(network, arguments.output / "restore.onnx", (3, 64, 64), ((3, 96, 128), (3, 256, 256)))
 

@@ -13,9 +13,9 @@ from export import export
 from photographs import Patches, reduced
 from training import Correction, level_loss, options, reach, tensor, train
 
-SIDE = 72
-BATCH = 8
-STEPS = 3500
+SIDE = 56
+BATCH = 4
+STEPS = 5000
 
 
 def soft_copy(patch, rng):
@@ -49,7 +49,7 @@ def main():
         return tensor(soft), tensor([grey(target) for target in targets])
 
     network = Correction(channels=1, fine=32, coarse=64, before=1, between=4, after=1)
-    train(network, batch, level_loss, arguments.iterations, checkpoint=arguments.checkpoint)
+    train(network, batch, level_loss, arguments.iterations, rate=2e-3, checkpoint=arguments.checkpoint)
     print(f"reach {reach(network, (1, 256, 256))} pixels, multiple of {network.MULTIPLE}")
     export(network, arguments.output / "sharpen-luma.onnx", (1, 64, 64), ((1, 96, 128), (1, 256, 256)))
 

@@ -16,12 +16,12 @@ from torch import nn
 from damage import blurred, compressed, sensor_noise, stored
 from export import export
 from photographs import Patches, reduced
-from training import convolution, level_loss, options, reach, tensor, train
+from training import begin_with_no_change, convolution, level_loss, options, reach, rectified, tensor, train
 
 FACTOR = 3
-SIDE = 44  # pixels of a small patch
-BATCH = 8
-STEPS = 4000
+SIDE = 28  # pixels of a small patch
+BATCH = 4
+STEPS = 5000
 
 
 class Enlarger(nn.Module):
@@ -38,9 +38,7 @@ class Enlarger(nn.Module):
         self.up = nn.ConvTranspose2d(coarse, fine, 2, stride=2)
         self.after = nn.ModuleList([convolution(fine, fine) for _ in range(2)])
         self.leave = convolution(fine, 3 * FACTOR**2)
-        nn.init.zeros_(self.leave.bias)
-        with torch.no_grad():
-            self.leave.weight *= 0.1
+        begin_with_no_change(self, self.leave)
         self.spreads_by_convolution = False
         spread = torch.zeros(3 * FACTOR**2, 3, FACTOR, FACTOR)
         for channel in range(3 * FACTOR**2):
@@ -56,14 +54,14 @@ class Enlarger(nn.Module):
         return functional.conv_transpose2d(values, self.spread_weights, stride=FACTOR)
 
     def forward(self, picture):
-        fine = torch.relu(self.enter(picture))
-        fine = torch.relu(self.before(fine))
-        coarse = torch.relu(self.down(fine))
+        fine = rectified(self.enter(picture))
+        fine = rectified(self.before(fine))
+        coarse = rectified(self.down(fine))
         for first, second in zip(self.between[::2], self.between[1::2]):
-            coarse = coarse + torch.relu(second(torch.relu(first(coarse))))
-        fine = fine + torch.relu(self.up(coarse))
+            coarse = coarse + rectified(second(rectified(first(coarse))))
+        fine = fine + rectified(self.up(coarse))
         for layer in self.after:
-            fine = torch.relu(layer(fine))
+            fine = rectified(layer(fine))
         enlarged = functional.interpolate(picture, scale_factor=float(FACTOR), mode="bilinear", align_corners=False)
         return enlarged + self.spread(self.leave(fine))
 
@@ -87,7 +85,7 @@ def main():
         targets = [patches(SIDE * FACTOR) for _ in range(BATCH)]
         return tensor([small_copy(target, arguments.rng) for target in targets]), tensor(targets)
 
-    network = train(Enlarger(), batch, level_loss, arguments.iterations, checkpoint=arguments.checkpoint)
+    network = train(Enlarger(), batch, level_loss, arguments.iterations, rate=2e-3, checkpoint=arguments.checkpoint)
     network.spreads_by_convolution = True
     print(f"reach {reach(network, (3, 128, 128))} pixels, multiple of {network.MULTIPLE}")
     export(network, arguments.output / "super-resolution.onnx", (3, 64, 64), ((3, 96, 130), (3, 256, 256)))

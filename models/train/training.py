@@ -124,7 +124,7 @@ def train(network, batch, loss, iterations, rate=1e-3, averaged=0.998, report_ev
     return network.eval()
 
 
-def level_loss(output, target, floor=1.0):
+def level_loss(output, target, floor=2.0):
     """The mean of the patches' root mean square errors in levels. Squares would see only the worst patches; decibels
     weigh the nearly clean ones so much that in the beginning the best network is one that does nothing. An error well
     below `floor` counts as gone."""
@@ -134,6 +134,24 @@ def level_loss(output, target, floor=1.0):
 
 def convolution(inputs, outputs):
     return nn.Conv2d(inputs, outputs, 3, padding=1)
+
+
+def rectified(values):
+    return nn.functional.leaky_relu(values, 0.1)
+
+
+def begin_with_no_change(network, last):
+    """Weights by which the signal keeps its strength from layer to layer (He et al., "Delving Deep into Rectifiers",
+    2015), and none in the `last` layer. A network that begins by spoiling pictures first learns to switch its layers
+    off, and some never come back; that is also why negative values go on at a tenth instead of not at all."""
+    for module in network.modules():
+        if isinstance(module, (nn.Conv2d, nn.ConvTranspose2d)):
+            inputs = module.in_channels * module.kernel_size[0] * module.kernel_size[1]
+            if isinstance(module, nn.ConvTranspose2d):
+                inputs /= module.stride[0] * module.stride[1]  # each output pixel gets that part of the kernel
+            nn.init.normal_(module.weight, std=math.sqrt(2 / inputs))
+            nn.init.zeros_(module.bias)
+    nn.init.zeros_(last.weight)
 
 
 class Correction(nn.Module):
@@ -155,20 +173,18 @@ class Correction(nn.Module):
         self.up = nn.ConvTranspose2d(coarse, fine, 2, stride=2)
         self.after = nn.ModuleList([convolution(fine, fine) for _ in range(after)])
         self.leave = nn.ConvTranspose2d(fine, channels, 4, stride=2, padding=1)
-        nn.init.zeros_(self.leave.bias)
-        with torch.no_grad():
-            self.leave.weight *= 0.1  # begins as nearly no change
+        begin_with_no_change(self, self.leave)
 
     def forward(self, picture):
-        fine = torch.relu(self.enter(picture))
+        fine = rectified(self.enter(picture))
         for layer in self.before:
-            fine = torch.relu(layer(fine))
-        coarse = torch.relu(self.down(fine))
+            fine = rectified(layer(fine))
+        coarse = rectified(self.down(fine))
         for first, second in zip(self.between[::2], self.between[1::2]):
-            coarse = coarse + torch.relu(second(torch.relu(first(coarse))))
-        fine = fine + torch.relu(self.up(coarse))
+            coarse = coarse + rectified(second(rectified(first(coarse))))
+        fine = fine + rectified(self.up(coarse))
         for layer in self.after:
-            fine = torch.relu(layer(fine))
+            fine = rectified(layer(fine))
         return picture + self.leave(fine)
 
 
