@@ -2,12 +2,12 @@
 """Trains the two networks that remove noise. They run one after the other.
 
   denoise.py first      denoise.onnx: the noise of sensors, of any strength, which it has to find out by itself
-  denoise.py second     denoise-refine.onnx: what the first leaves
+  denoise.py second     denoise-refine.onnx: what the first leaves, which has to be there
 
 The noise has a deviation of 2.5 to 40 levels at middle grey. It is partly the same everywhere and partly grows with the
-light, differs between the channels, and for a part of the patches went through demosaicing. What is left of harder noise
-is its coarse part: noise that is smeared over several pixels, blotches of colour, and both as JPEG compression changes
-them. The second network learns from such, made directly, so that the two can be trained side by side.
+light, differs between the channels, and for a part of the patches went through demosaicing. The second network begins
+with the weights of the first and sees what the first makes of harder noise: compressed as JPEG, smeared over several
+pixels, or in coarse blotches of colour.
 
 Both learn to leave clean pictures alone: some patches have no noise, and very fine grain (up to 2 levels) is part of the
 target, since it cannot be told from texture.
@@ -15,24 +15,21 @@ target, since it cannot be told from texture.
 
 import sys
 
-from damage import blotches, blurred, compressed, sensor_noise, stored, white_noise
-from export import export
+import torch
+
+from damage import blotches, compressed, sensor_noise, stored, white_noise
+from export import export, read_weights
 from photographs import Patches
 from training import Correction, level_loss, options, reach, tensor, train
 
 SIDE = 56  # pixels of a patch: a core, and the reach of the network to each side
 BATCH = 4
 GRAIN = 2.0  # levels
-STEPS = {"first": 5000, "second": 3500}
+STEPS = {"first": 20000, "second": 6000}
 
 
-def first_network():
+def new_network():
     return Correction(channels=3, fine=32, coarse=64, before=2, between=4, after=2)
-
-
-def second_network():
-    """More of it at quarter size, where the blotches are."""
-    return Correction(channels=3, fine=32, coarse=64, before=1, between=6, after=1)
 
 
 def strength(rng):
@@ -53,20 +50,16 @@ def plain_noise(patch, rng):
     return noisy, patch
 
 
-def left_noise(patch, rng):
-    """Input and target for the second network."""
+def hard_noise(patch, rng):
+    """Input of the first network and target of the second."""
+    if rng.random() < 0.4:
+        return plain_noise(patch, rng)
+    smear = rng.uniform(0.5, 1.6) if rng.random() < 0.5 else 0.0
+    noisy = sensor_noise(patch, 0.8 * strength(rng), rng, smear)
     if rng.random() < 0.3:
-        if rng.random() < 0.5:
-            patch = patch + white_noise(patch.shape, rng) * rng.uniform(0, GRAIN)
-        return patch, patch
-    noise = sensor_noise(patch, strength(rng), rng) - patch
-    smeared = blurred(noise, rng.uniform(0.7, 2.5)) * rng.uniform(0.7, 1.5)
-    noisy = patch + smeared + rng.uniform(0, 0.2) * noise
-    if rng.random() < 0.3:
-        noisy = noisy + blotches(patch.shape, rng, rng.uniform(3, 10)) * rng.uniform(1, 8)
-    if rng.random() < 0.6:
-        noisy = compressed(noisy + rng.uniform(0, 0.5) * noise, rng.integers(55, 97), rng.random() < 0.75)
-        noisy = patch + rng.uniform(0.4, 1) * (noisy - patch)
+        noisy = noisy + blotches(patch.shape, rng, rng.uniform(3, 10)) * rng.uniform(2, 10)
+    if rng.random() < 0.65:
+        noisy = compressed(noisy, rng.integers(55, 97), rng.random() < 0.75)
     return noisy, patch
 
 
@@ -85,12 +78,23 @@ def main():
     if stage not in STEPS:
         sys.exit(f"'{stage}' is not a network of the two; say first or second.")
     arguments = options(__doc__, STEPS[stage], sys.argv[2:])
+    network = new_network()
     if stage == "first":
-        network, file, make = first_network(), "denoise.onnx", plain_noise
+        file, rate = "denoise.onnx", 2e-3
+        batch = batches(arguments.rng, plain_noise)
     else:
-        network, file, make = second_network(), "denoise-refine.onnx", left_noise
-    batch = batches(arguments.rng, make)
-    train(network, batch, level_loss, arguments.iterations, rate=2e-3, checkpoint=arguments.checkpoint)
+        file, rate = "denoise-refine.onnx", 1e-3
+        first = read_weights(new_network(), arguments.output / "denoise.onnx").requires_grad_(False).eval()
+        read_weights(network, arguments.output / "denoise.onnx")
+        noisy = batches(arguments.rng, hard_noise)
+
+        def batch():
+            given, target = noisy()
+            with torch.no_grad():
+                left = torch.clamp(torch.round(first(given) * 255), 0, 255) / 255
+            return left, target
+
+    train(network, batch, level_loss, arguments.iterations, rate=rate, checkpoint=arguments.checkpoint)
     print(f"reach {reach(network, (3, 256, 256))} pixels, multiple of {network.MULTIPLE}")
     export(network, arguments.output / file, (3, 64, 64), ((3, 96, 128), (3, 256, 256)))
 

@@ -52,8 +52,8 @@ def difference_to_opencv(network, path, shape):
 
 
 def read_weights(network, path):
-    """The network with the weights of a file that `export` wrote, frozen."""
+    """The network with the weights of a file that `export` wrote."""
     stored = {tensor.name: numpy_helper.to_array(tensor) for tensor in onnx.load(str(path)).graph.initializer}
     weights = {name: torch.from_numpy(stored[name].copy()) for name in network.state_dict()}
     network.load_state_dict(weights)
-    return network.requires_grad_(False).eval()
+    return network

@@ -2,18 +2,20 @@
 """Trains restore.onnx: pictures that were saved small, with the blocks and rings of JPEG compression, and which may be
 slightly soft and noisy before that.
 
+The network begins with the weights of the denoiser, denoise.onnx, which already tells edges from texture.
+
 Qualities are 10 to 95. Patches of high quality and clean ones see to it that a good picture stays as it is.
 """
 
 from damage import blurred, compressed, sensor_noise, stored
-from export import export
+from export import export, read_weights
 from photographs import Patches
 from training import Correction, level_loss, options, reach, tensor, train
 
 SIDE = 56
 BLOCK = 16  # pixels: the blocks of JPEG with halved chroma; a patch begins anywhere within one
-BATCH = 4
-STEPS = 5000
+BATCH = 8
+STEPS = 8000
 
 
 def saved_copy(patch, rng):
@@ -45,7 +47,8 @@ def main():
         return tensor(given), tensor(targets)
 
     network = Correction(channels=3, fine=32, coarse=64, before=2, between=4, after=2)
-    train(network, batch, level_loss, arguments.iterations, rate=2e-3, checkpoint=arguments.checkpoint)
+    read_weights(network, arguments.output / "denoise.onnx")
+    train(network, batch, level_loss, arguments.iterations, rate=1e-3, checkpoint=arguments.checkpoint)
     print(f"reach {reach(network, (3, 256, 256))} pixels, multiple of {network.MULTIPLE}")
     export(network, arguments.output / "restore.onnx", (3, 64, 64), ((3, 96, 128), (3, 256, 256)))
 

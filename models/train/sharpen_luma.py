@@ -15,7 +15,7 @@ from training import Correction, level_loss, options, reach, tensor, train
 
 SIDE = 56
 BATCH = 4
-STEPS = 5000
+STEPS = 15000
 
 
 def soft_copy(patch, rng):

@@ -21,7 +21,7 @@ from training import begin_with_no_change, convolution, level_loss, options, rea
 FACTOR = 3
 SIDE = 28  # pixels of a small patch
 BATCH = 4
-STEPS = 5000
+STEPS = 15000
 
 
 class Enlarger(nn.Module):

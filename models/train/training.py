@@ -124,7 +124,7 @@ def train(network, batch, loss, iterations, rate=1e-3, averaged=0.998, report_ev
     return network.eval()
 
 
-def level_loss(output, target, floor=2.0):
+def level_loss(output, target, floor=1.0):
     """The mean of the patches' root mean square errors in levels. Squares would see only the worst patches; decibels
     weigh the nearly clean ones so much that in the beginning the best network is one that does nothing. An error well
     below `floor` counts as gone."""
