@@ -412,15 +412,16 @@ def adjusting_rows(effects, originals):
 
 
 def skin_of(face, shape):
-    """Within the outline, without eyes, brows, nostrils and mouth and what is near them."""
-    skin = np.zeros(shape, np.uint8)
+    """Cheeks, forehead and chin: within the outline, away from eyes, brows, nose and mouth by a tenth of the face."""
+    margin = (face["rectangle"][2] - face["rectangle"][0]) // 10 | 1
+    around = np.ones((margin, margin), np.uint8)
+    skin, near = np.zeros(shape, np.uint8), np.zeros(shape, np.uint8)
     outline, brows = face["outline"], [point for brow in face["brows"] for point in brow]
     cv2.fillPoly(skin, [cv2.convexHull(np.int32([*outline, *brows]))], 1)
-    skin = cv2.erode(skin, np.ones((9, 9), np.uint8))
-    near = np.zeros(shape, np.uint8)
-    for part in (*face["eyes"], *face["brows"], face["mouthOuter"], face["nose"][1]):
+    nose = [point for line in face["nose"] for point in line]
+    for part in (*face["eyes"], *face["brows"], face["mouthOuter"], nose):
         cv2.fillPoly(near, [cv2.convexHull(np.int32(part))], 1)
-    return (skin > 0) & (cv2.dilate(near, np.ones((11, 11), np.uint8)) == 0)
+    return (cv2.erode(skin, around) > 0) & (cv2.dilate(near, around) == 0)
 
 
 def features_of(face, shape):

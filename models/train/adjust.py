@@ -10,15 +10,14 @@ of the photographs stays as it is, for which the values are to do nothing.
 import torch
 
 from corrections import RANGES, adjusted
-from bilateral_grid import SIDE
 from crops import Crops
 from export import export
-from judge import Judge
+from judge import SIDE, Judge
 from light_damage import Misexposure, quantised
 from training import options, train
 
-STEPS = 2200
-BATCH = 12
+STEPS = 1500
+BATCH = 16
 UNTOUCHED = 0.2  # share of the photographs
 RESTRAINT = 0.01  # weight of the values' distance from 0.5
 
@@ -48,7 +47,7 @@ def left_error(answers, sample):
 
 def main():
     arguments = options(__doc__, STEPS)
-    crops = Crops(arguments.rng, SIDE, lattice=32)
+    crops = Crops(arguments.rng, SIDE, lattice=32, least=0.4)
 
     def batch():
         small, fine, _ = crops(BATCH)

@@ -65,6 +65,53 @@ class GridNetwork(nn.Module):
         return self.cells(functional.relu(self.local(features) + whole))
 
 
+class StretchedGridNetwork(nn.Module):
+    """A grid network that sees the picture stretched to the full range, and begins with that stretch as its answer.
+
+    Half of the stretch is each channel's own, which takes a cast away, and half that of all channels. The network
+    learns what is left to do, from pictures that are much alike, however flat or tinted they were.
+    """
+
+    OWN = 0.5
+    LEAST = 0.05  # of the range that is stretched, so that an even picture stays even
+
+    def __init__(self):
+        super().__init__()
+        self.network = GridNetwork()
+        for name, channel in zip(("reds", "greens", "blues"), torch.eye(3)):
+            self.register_buffer(name, channel.expand(3, 3).reshape(3, 3, 1, 1).clone())  # one channel three times
+        # A grid for the stretched picture becomes one for the picture itself by products of the matrices: factors of
+        # colours are scaled, and what colours lose by the shift goes to the constants.
+        columns = torch.eye(4).repeat(3, 1).repeat_interleave(DEPTH, 0)  # channel to column
+        self.register_buffer("to_factors", columns[:, :3].reshape(-1, 3, 1, 1).clone())
+        self.register_buffer("constants", columns[:, 3].reshape(1, -1, 1, 1).clone())
+        rows = torch.arange(12).view(3, 4)
+        gather = torch.zeros(12, 12)
+        for row in rows:
+            gather[row[3], row[:3]] = 1
+        self.register_buffer("gather", torch.kron(gather, torch.eye(DEPTH)).view(12 * DEPTH, 12 * DEPTH, 1, 1))
+
+    def forward(self, picture):
+        highest = functional.adaptive_max_pool2d(picture, 1)
+        lowest = -functional.adaptive_max_pool2d(-picture, 1)
+        high = self.shared(highest, 1)
+        low = self.shared(lowest, -1)
+        range_ = high - low + self.LEAST
+        scale = torch.exp(-torch.log(range_))
+        shift = -low * scale
+        grid = self.network(picture * scale + shift)
+        return grid * (functional.conv2d(scale, self.to_factors) + self.constants) + functional.conv2d(
+            grid * functional.conv2d(shift, self.to_factors), self.gather
+        )
+
+    def shared(self, ends, sign):
+        """Half-way from each channel's end of the range to that of all channels."""
+        red, green, blue = (functional.conv2d(ends, each) for each in (self.reds, self.greens, self.blues))
+        both = sign * green + torch.relu(sign * red - sign * green)
+        common = sign * (both + torch.relu(sign * blue - both))
+        return ends * self.OWN + common * (1 - self.OWN)
+
+
 def threshold_tones(convolution):
     """Lets the mixtures of channels begin as those of a cell's mean, with thresholds all over the levels, in both
     directions."""

@@ -12,7 +12,6 @@ import torch
 from photographs import FOLDER, LEARNED_FROM, read, reduced_to
 
 LONGEST = 512  # pixels of the photographs that parts are cut from
-LEAST = 0.6  # of either side of the photograph
 PATCHWORK = 0.25  # share of parts made of two photographs, so that no network knows the few photographs by heart
 
 
@@ -21,17 +20,17 @@ def photographs():
 
 
 class Crops:
-    def __init__(self, rng, side, lattice=32, pictures=None, exchanged=0.0):
+    def __init__(self, rng, side, lattice=32, exchanged=0.0, least=0.6):
         """`side` pixels of the small copy, `lattice` pixels either way of the sample; `exchanged` is the share of parts
-        with two of their colour channels exchanged."""
-        self.rng, self.side, self.lattice, self.exchanged = rng, side, lattice, exchanged
-        self.pictures = photographs() if pictures is None else pictures
+        with two of their colour channels exchanged, `least` how much of a photograph's sides a part has at least."""
+        self.rng, self.side, self.lattice, self.exchanged, self.least = rng, side, lattice, exchanged, least
+        self.pictures = photographs()
 
     def part(self):
         """Any part of any photograph, perhaps mirrored."""
         rng = self.rng
         picture = self.pictures[rng.integers(len(self.pictures))]
-        height, width = (int(length * rng.uniform(LEAST, 1)) for length in picture.shape[:2])
+        height, width = (int(length * rng.uniform(self.least, 1)) for length in picture.shape[:2])
         top, left = rng.integers(picture.shape[0] - height + 1), rng.integers(picture.shape[1] - width + 1)
         part = picture[top : top + height, left : left + width]
         if rng.random() < 0.5:

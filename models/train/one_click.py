@@ -2,16 +2,17 @@
 """Trains one-click.onnx, which improves a picture whatever is wrong with its light and colours.
 
 Photographs are damaged in all the ways of the other trainings at once, and the network leads them back to the
-photograph, made a little more brilliant: what people expect when they ask for an improvement.
+photograph, made a little more brilliant: what people expect when they ask for an improvement. It goes on from the
+network for flat pictures, which enhance.py has to have trained before.
 """
 
-from bilateral_grid import SIDE, GridNetwork, grid_loss, luma_of, whole_picture
+from bilateral_grid import SIDE, StretchedGridNetwork, grid_loss, luma_of, whole_picture
 from crops import Crops
-from export import export
+from export import export, read_weights
 from light_damage import Darkness, Flatness, Misexposure
 from training import options, train
 
-STEPS = 2000
+STEPS = 1000
 BATCH = 10
 CONTRAST, SATURATION = 0.25, 0.08  # of the brilliance: a part of the full S curve, and of the distance from grey
 
@@ -49,7 +50,8 @@ def main():
         given, target = damage.at(fine, places)
         return damage.at(small, everywhere, noisy=False)[0], (given, places, target)
 
-    network = train(GridNetwork(), batch, grid_loss, arguments.iterations, rate=2e-3)
+    network = read_weights(StretchedGridNetwork(), arguments.output / "enhance.onnx").requires_grad_(True)
+    train(network, batch, grid_loss, arguments.iterations)
     export(network, arguments.output / "one-click.onnx", (3, SIDE, SIDE))
 
 

@@ -1,33 +1,104 @@
 #!/usr/bin/python3
 """Trains retouch.onnx, which smooths the skin of faces and leaves eyes, brows, lips, hair and everything else alone.
 
-There are no pairs of faces before and after retouching to learn from, so the network learns what a filter does where
-skin is: a guided filter (He, Sun and Tang, "Guided image filtering", 2013) evens out blotches and bumps of a few pixels
-but keeps edges, and a part of the finest grain, the pores, is put back. Where skin is, is known in drawings of it: even
-colours of all skins with shading, shine, blotches and pores, crossed by lips, lashes, brows and strands of hair. In
-photographs what has the colour of skin and little contrast counts as skin; the rest must stay as it is.
+How skin is smoothed is fixed and part of the network: a guided filter (He, Sun and Tang, "Guided image filtering",
+2013) evens out blotches and bumps of a few pixels but keeps edges, and a part of the finest grain, the pores, is put
+back. Where, is learned. There are no portraits to learn it from, so skin is drawn: even colours of all skins with
+shading, shine, blotches and pores, crossed by lips, lashes, brows and strands of hair. In photographs what has the
+colour of skin and little contrast counts as skin, the rest does not.
 """
 
 import cv2
 import numpy as np
 import torch
+from torch import nn
+from torch.nn import functional
 
 from export import export
 from photographs import Patches
-from training import Correction, options, reach, tensor, train
+from training import convolution, options, reach, tensor, train
 
-STEPS = 2000
+STEPS = 1000
 BATCH = 8
 SIDE = 80  # pixels of a patch
 DRAWN = 0.6  # share of drawings of skin
+LUMA = (0.299, 0.587, 0.114)  # ITU-R BT.601
 
-RADIUS = 5  # pixels; bumps of up to twice that vanish
-EDGE = 9.0  # levels: what has a larger deviation within the radius is an edge
-STRENGTH = 0.9  # of the smoothing
-PORES, PORES_SIGMA = 0.5, 0.8  # share of the detail below about two pixels that stays
+RADIUS = 6  # pixels; bumps of up to twice that vanish
+EDGE = 40.0  # levels: what has a larger deviation within the radius is an edge
+STRENGTH = 1.0  # of the smoothing
+DECISION = (2.0, 2.0)  # factor and offset of the odds: what is probably skin is smoothed as skin
+PORES, PORES_SIGMA = 0.8, 0.8  # share of the detail below about two pixels that stays
 
 SKIN_HUE, SKIN_WIDTH = 2.15, 0.45  # radians from Cb towards Cr: all skins, whatever their brightness
+AROUND, CONTRAST = 5, (9.0, 18.0)  # pixels; levels of deviation between which a surface ceases to be even
 SKIN_CHROMA = (6.0, 12.0, 55.0, 75.0)  # levels between which a colour becomes one of skin, and ceases to be one
+
+
+class Retoucher(nn.Module):
+    """N x 3 x H x W with levels 0..1, sides multiples of 4, to the same with smoother skin."""
+
+    MULTIPLE = 4
+
+    def __init__(self, width=24):
+        super().__init__()
+        self.enter = nn.Conv2d(3, 16, 4, 2, 1)
+        self.down = nn.Conv2d(16, width, 4, 2, 1)
+        self.look = nn.ModuleList([convolution(width, width) for _ in range(4)])
+        self.skin = nn.Conv2d(width, 1, 1)
+        # OpenCV multiplies pictures of as many channels only, so luma and the share of skin come in three equal ones.
+        self.luma = fixed(nn.Conv2d(3, 3, 1, bias=False), torch.tensor(LUMA).view(1, 3, 1, 1).expand(3, 3, 1, 1))
+        self.thrice = fixed(nn.Conv2d(1, 3, 1, bias=False), torch.ones(3, 1, 1, 1))
+        self.soften = fixed(nn.Conv2d(3, 3, 3, bias=False, groups=3), gaussian(PORES_SIGMA).expand(3, 1, 3, 3))
+
+    def is_skin(self, picture):
+        """The logarithm of the odds, at a quarter of the size."""
+        features = torch.relu(self.down(torch.relu(self.enter(picture))))
+        for layer in self.look:
+            features = features + torch.relu(layer(features))
+        return self.skin(features)
+
+    def smoothed(self, picture):
+        guide = self.luma(picture)
+        mean_guide, mean = box(guide), box(picture)
+        variance = box(guide * guide) - mean_guide * mean_guide
+        slope = (box(guide * picture) - mean_guide * mean) / (variance + (EDGE / 255) ** 2)
+        even = box(slope) * guide + box(mean - slope * mean_guide)
+        pores = picture - self.soften(functional.pad(picture, (1, 1, 1, 1), mode="reflect"))
+        return even + PORES * pores
+
+    def forward(self, picture):
+        share = torch.sigmoid(self.thrice(self.is_skin(picture) * DECISION[0] + DECISION[1]))
+        share = functional.interpolate(share, scale_factor=4, mode="bilinear", align_corners=False)
+        return picture + STRENGTH * share * (self.smoothed(picture) - picture)
+
+
+class SkinFinder(nn.Module):
+    """The part of a retoucher that is trained."""
+
+    def __init__(self, retoucher):
+        super().__init__()
+        self.retoucher = retoucher
+
+    def forward(self, picture):
+        return self.retoucher.is_skin(picture)
+
+
+def fixed(layer, weight):
+    layer.weight = nn.Parameter(weight.clone(), requires_grad=False)
+    return layer
+
+
+def gaussian(sigma):
+    """3 x 3, with the sum 1."""
+    row = torch.exp(-torch.tensor([1.0, 0.0, 1.0]) / (2 * sigma**2))
+    return (row[:, None] * row / row.sum() ** 2).view(1, 1, 3, 3)
+
+
+def box(picture):
+    """Means over squares; the picture goes on mirrored. OpenCV would take the mean of a border with zeros in it."""
+    picture = functional.pad(picture, (RADIUS,) * 4, mode="reflect")
+    return functional.avg_pool2d(functional.avg_pool2d(picture, (2 * RADIUS + 1, 1), 1), (1, 2 * RADIUS + 1), 1)
 
 
 def blurred(picture, sigma):
@@ -35,23 +106,12 @@ def blurred(picture, sigma):
 
 
 def mean_around(picture):
-    return cv2.blur(picture, (2 * RADIUS + 1, 2 * RADIUS + 1), borderType=cv2.BORDER_REFLECT)
+    side = 2 * AROUND + 1
+    return cv2.blur(picture, (side, side), borderType=cv2.BORDER_REFLECT)
 
 
 def luma_of(picture):
-    return picture @ np.float32([0.299, 0.587, 0.114])
-
-
-def smoothed(picture):
-    """Guided by luma, all channels alike, with a part of the pores put back."""
-    guide = luma_of(picture)[..., None]
-    mean_guide, mean = mean_around(guide)[..., None], mean_around(picture)
-    variance = mean_around(guide * guide)[..., None] - mean_guide**2
-    slope = (mean_around(guide * picture) - mean_guide * mean) / (variance + EDGE**2)
-    offset = mean - slope * mean_guide
-    even = mean_around(slope) * guide + mean_around(offset)
-    pores = PORES * (picture - blurred(picture, PORES_SIGMA))
-    return picture + STRENGTH * (even + pores - picture)
+    return picture @ np.float32(LUMA)
 
 
 def ramp(values, first, last):
@@ -71,7 +131,7 @@ def likely_skin(picture):
     )
     grey = luma_of(picture)
     deviation = np.sqrt(np.maximum(mean_around(grey * grey) - mean_around(grey) ** 2, 0))
-    return colour * (1 - ramp(blurred(deviation, 2.0), EDGE, 2 * EDGE)) * ramp(luma, 30, 60)
+    return colour * (1 - ramp(blurred(deviation, 2.0), *CONTRAST)) * ramp(luma, 30, 60)
 
 
 def band_noise(shape, rng, sigma):
@@ -149,22 +209,24 @@ def main():
     arguments = options(__doc__, STEPS)
     rng = arguments.rng
     patches = Patches(rng, drawn=0.05)
+    network = Retoucher()
 
     def pair():
         if rng.random() < DRAWN:
             patch, skin = drawn_skin(rng)
-            patch = np.clip(np.round(patch), 0, 255).astype(np.float32)
-        else:
-            patch = patches(SIDE)
-            skin = likely_skin(patch)
-        return patch, patch + skin[..., None] * (smoothed(patch) - patch)
+            return np.clip(np.round(patch), 0, 255).astype(np.float32), skin
+        patch = patches(SIDE)
+        return patch, likely_skin(patch)
 
     def batch():
         pairs = [pair() for _ in range(BATCH)]
-        return tensor([given for given, _ in pairs]), tensor([target for _, target in pairs])
+        skin = functional.avg_pool2d(tensor([255 * skin for _, skin in pairs]), network.MULTIPLE)
+        return tensor([given for given, _ in pairs]), skin
 
-    network = Correction(fine=16, coarse=32, before=1, between=4, after=1)
-    train(network, batch, torch.nn.functional.l1_loss, arguments.iterations, rate=2e-3)
+    def loss(odds, skin):
+        return functional.binary_cross_entropy_with_logits(odds, skin)
+
+    train(SkinFinder(network), batch, loss, arguments.iterations)
     print(f"reach {reach(network, (3, 192, 192))} pixels, multiple of {network.MULTIPLE}")
     export(network, arguments.output / "retouch.onnx", (3, 64, 64), ((3, 96, 128),))
 

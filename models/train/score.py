@@ -14,16 +14,16 @@ from bilateral_grid import whole_picture
 from corrections import RANGES, adjusted
 from crops import Crops
 from export import export
-from judge import Judge
+from judge import SIDE, Judge
 from light_damage import Flatness, Misexposure, quantised, uniform
 from training import options, train
 
-STEPS = 2000
-BATCH = 8
-SIDE = 128  # of the network's input
+STEPS = 900
+BATCH = 12
 # How much the score's logarithm should fall: for each level 0..1 that the copy is off on average, and at most.
 FALL, LARGEST_FALL = 2.5, 0.3
 SOFTNESS = 0.05
+TASTE = 0.15  # strength of the changes that leave a photograph a good one
 
 
 def overdone(picture):
@@ -95,10 +95,10 @@ def ranking_loss(scores, off):
 
 def main():
     arguments = options(__doc__, STEPS)
-    crops = Crops(arguments.rng, SIDE, lattice=1)
+    crops = Crops(arguments.rng, SIDE, lattice=1, least=0.3)
 
     def batch():
-        good = crops(BATCH)[0]
+        good = Misexposure(BATCH, strength=TASTE).at(crops(BATCH)[0])
         with torch.no_grad():
             bad = damaged(good)
         half = good + (bad - good) * uniform(BATCH, 0.3, 0.7)
