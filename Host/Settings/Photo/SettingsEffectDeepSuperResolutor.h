@@ -9,8 +9,8 @@ class SettingsEffectDeepSuperResolutor final : public BaseSettingsNeural {
                     "Makes a picture three times as wide and high, and keeps it sharp.")
     ORVEXA_FIELDS_OF(BaseSettingsNeural)
 
-    static constexpr std::uint64_t kScale = 3;
-    std::uint64_t GetResultPixels(std::uint64_t pixels) const override { return kScale * kScale * pixels; }
+    static constexpr int kScale = 3;
+    std::uint64_t GetResultPixels(std::uint64_t pixels) const override { return pixels * (kScale * kScale); }
 };
 
 }  // namespace Orvexa::Proc

@@ -14,30 +14,30 @@ namespace Orvexa::Proc {
 namespace {
 
 constexpr Neural::ModelFileId kRetouch{26};
-constexpr double kMargin = 0.3;  // of the face's size, on each side
+constexpr double kFaceMargin = 0.3;  // of the face's size, on each side
 
-struct Box {
+struct FaceBox {
     std::uint32_t left, top, width, height;
 };
 
-int Margin(int size) { return static_cast<int>(Shared::RoundHalfAway(size * kMargin)); }
+int FaceMargin(int size) { return static_cast<int>(Shared::RoundHalfAway(size * kFaceMargin)); }
 
 // Where a face begins along one side of the picture, and its length there, even, both with `margin`.
-std::pair<std::uint32_t, std::uint32_t> Grow(int from, int to, int margin, int size) {
+std::pair<std::uint32_t, std::uint32_t> GrowFace(int from, int to, int margin, int size) {
     const int begin = from > margin ? from - margin : 0;
     return {static_cast<std::uint32_t>(begin), static_cast<std::uint32_t>(std::min(size, to + margin) - begin) & ~1u};
 }
 
 // Sizes of a face that lies beyond the picture's right or lower edge wrap around, and cropping refuses them.
-Box SurroundingsOf(const FaceRectangle& face, const FrameInfo& picture) {
+FaceBox SurroundingsOf(const FaceRectangle& face, const FrameInfo& picture) {
     const auto within = [](int end, std::uint32_t size) {
         return static_cast<int>(std::min(static_cast<std::uint32_t>(end), size));
     };
     const int left = std::max(0, face.first.x), right = within(face.second.x, picture.width);
     const int top = std::max(0, face.first.y), bottom = within(face.second.y, picture.height);
-    Box box;
-    std::tie(box.left, box.width) = Grow(left, right, Margin(right - left), static_cast<int>(picture.width));
-    std::tie(box.top, box.height) = Grow(top, bottom, Margin(bottom - top), static_cast<int>(picture.height));
+    FaceBox box;
+    std::tie(box.left, box.width) = GrowFace(left, right, FaceMargin(right - left), static_cast<int>(picture.width));
+    std::tie(box.top, box.height) = GrowFace(top, bottom, FaceMargin(bottom - top), static_cast<int>(picture.height));
     return box;
 }
 
@@ -62,7 +62,7 @@ private:
             Retouch(frame, SurroundingsOf(face.GetFullFramePoints(), frame->GetFrameInfo()));
     }
 
-    void Retouch(FramePtr& frame, const Box& box) {
+    void Retouch(FramePtr& frame, const FaceBox& box) {
         FramePtr part = CloneFrame(*frame, kCloneView);
         part->Crop(box.left, box.top, box.width, box.height);
         Run(*retoucher_, part);

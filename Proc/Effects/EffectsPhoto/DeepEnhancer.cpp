@@ -21,7 +21,7 @@ constexpr unsigned kDark = 78;      // mean luma below which a picture is dark
 constexpr unsigned kWeakest = 127;  // of 255: how strongly an enhanced picture is laid over a bright one
 
 // The mean of all bytes of a plane, rounded down.
-unsigned MeanOf(const ConstPlane& plane) {
+unsigned MeanLevel(const ConstPlane& plane) {
     std::uint64_t sum = 0;
     for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) {
         const std::uint8_t* const row = plane.GetRow(y);
@@ -59,7 +59,7 @@ private:
 
     unsigned Measure(FramePtr picture) {
         converter_->ProcessData(picture);
-        return MeanOf(std::as_const(*picture).GetPlane(0));
+        return MeanLevel(std::as_const(*picture).GetPlane(0));
     }
 
     void ConvertTo(PixFmt pixFmt) { converter_->SetSettings(SettingsColorspaceConverter(pixFmt, true)); }

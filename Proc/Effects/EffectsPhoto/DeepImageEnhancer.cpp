@@ -7,7 +7,7 @@
 namespace Orvexa::Proc {
 namespace {
 
-constexpr Neural::ModelFileId kEnhance{25};
+constexpr Neural::ModelFileId kOneClick{25};
 
 class DeepImageEnhancer : public Shared::AlwaysConfigured<SettingsEffectDeepImageEnhancer> {
 public:
@@ -17,7 +17,7 @@ private:
     void ApplySettings(bool) override {
         SettingsEffectDeepNeuralProcessor processor(settings_.GetModelsRoot());
         processor.SetHasDynamicSize(true);
-        Choose(*enhancer_, processor, kEnhance);
+        Choose(*enhancer_, processor, kOneClick);
     }
 
     void ProcessInternalImpl(FramePtr& frame) override { Run(*enhancer_, frame); }

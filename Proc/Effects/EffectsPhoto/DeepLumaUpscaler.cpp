@@ -8,7 +8,7 @@ namespace Orvexa::Proc {
 namespace {
 
 constexpr Neural::ModelFileId kSharpen{14};
-constexpr int kLargest = 5184;  // sides of what goes through the model at once, in pixels
+constexpr int kLargestSharpened = 5184;  // sides of what goes through the model at once, in pixels
 
 class DeepLumaUpscaler : public Shared::AlwaysConfigured<SettingsEffectDeepLumaUpscaler> {
 public:
@@ -16,7 +16,8 @@ public:
 
 private:
     void ApplySettings(bool) override {
-        Choose(*sharpener_, SettingsEffectDeepNeuralProcessor(1, kLargest, kLargest, settings_.GetModelsRoot()),
+        Choose(*sharpener_,
+               SettingsEffectDeepNeuralProcessor(1, kLargestSharpened, kLargestSharpened, settings_.GetModelsRoot()),
                kSharpen);
     }
 

@@ -8,7 +8,7 @@ namespace Orvexa::Proc {
 namespace {
 
 constexpr Neural::ModelFileId kRestore{16};
-constexpr int kLargest = 3072;  // sides of what goes through the model at once, in pixels
+constexpr int kLargestRestored = 3072;  // sides of what goes through the model at once, in pixels
 
 class DeepRestorer : public Shared::NeuralEffect<SettingsEffectDeepRestorer> {
 public:
@@ -16,7 +16,8 @@ public:
 
 private:
     void ApplySettings(bool) override {
-        Choose(*restorer_, SettingsEffectDeepNeuralProcessor(1, kLargest, kLargest, settings_.GetModelsRoot()),
+        Choose(*restorer_,
+               SettingsEffectDeepNeuralProcessor(1, kLargestRestored, kLargestRestored, settings_.GetModelsRoot()),
                kRestore);
     }
 

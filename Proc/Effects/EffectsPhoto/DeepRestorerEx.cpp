@@ -8,8 +8,8 @@
 namespace Orvexa::Proc {
 namespace {
 
-constexpr Neural::ModelFileId kRestore{15};
-constexpr int kTile = 256;  // sides of a tile, in pixels
+constexpr Neural::ModelFileId kRestoreTiles{15};
+constexpr int kRestoredTile = 256;  // sides of a tile, in pixels
 
 class DeepRestorerEx : public Shared::NeuralEffect<SettingsEffectDeepRestorerEx> {
 public:
@@ -18,9 +18,10 @@ public:
 private:
     void ApplySettings(bool) override {
         Choose(*restorer_,
-               SettingsEffectDeepNeuralFragmentor(kTile, kTile, 1, settings_.GetModelsRoot(), settings_.GetOverlapX(),
-                                                  settings_.GetOverlapY(), settings_.GetCropInfo()),
-               kRestore);
+               SettingsEffectDeepNeuralFragmentor(kRestoredTile, kRestoredTile, 1, settings_.GetModelsRoot(),
+                                                  settings_.GetOverlapX(), settings_.GetOverlapY(),
+                                                  settings_.GetCropInfo()),
+               kRestoreTiles);
     }
 
     void ProcessInternalImpl(FramePtr& frame) override { Run(*restorer_, frame); }

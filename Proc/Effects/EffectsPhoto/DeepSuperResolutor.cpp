@@ -8,8 +8,7 @@ namespace Orvexa::Proc {
 namespace {
 
 constexpr Neural::ModelFileId kEnlarge{17};
-constexpr int kScale = SettingsEffectDeepSuperResolutor::kScale;
-constexpr int kLargest = 4096;  // sides of what goes through the model at once, in pixels
+constexpr int kLargestEnlarged = 4096;  // sides of what goes through the model at once, in pixels
 
 class DeepSuperResolutor : public Shared::NeuralEffect<SettingsEffectDeepSuperResolutor> {
 public:
@@ -17,7 +16,9 @@ public:
 
 private:
     void ApplySettings(bool) override {
-        Choose(*enlarger_, SettingsEffectDeepNeuralProcessor(kScale, kLargest, kLargest, settings_.GetModelsRoot()),
+        Choose(*enlarger_,
+               SettingsEffectDeepNeuralProcessor(SettingsEffectDeepSuperResolutor::kScale, kLargestEnlarged,
+                                                 kLargestEnlarged, settings_.GetModelsRoot()),
                kEnlarge);
     }
 
