@@ -5,6 +5,9 @@
 namespace Orvexa::Proc {
 
 class SettingsEffectDeepAdjuster final : public BaseSettingsNeural {
+public:
+    static constexpr double kBytesPerPixel = 14;
+
     ORVEXA_SETTINGS(SettingsEffectDeepAdjuster, "DeepAdjuster", Groups::kNeural,
                     "Finds how a photograph should be corrected; the picture stays as it is.")
     ORVEXA_FIELDS_OF(BaseSettingsNeural)

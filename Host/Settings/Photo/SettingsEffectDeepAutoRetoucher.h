@@ -8,6 +8,7 @@ namespace Orvexa::Proc {
 class SettingsEffectDeepAutoRetoucher final : public BaseSettingsNeural, public FaceSettings {
 public:
     static constexpr AlphaUse kAlpha = AlphaUse::Dropped;
+    static constexpr double kBytesPerPixel = 12;
 
     ORVEXA_SETTINGS(SettingsEffectDeepAutoRetoucher, "DeepAutoRetoucher", Groups::kNeural,
                     "Smooths the skin of faces and keeps eyes, lips and hair.")

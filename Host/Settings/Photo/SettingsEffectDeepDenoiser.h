@@ -5,6 +5,9 @@
 namespace Orvexa::Proc {
 
 class SettingsEffectDeepDenoiser final : public BaseSettingsNeural {
+public:
+    static constexpr double kBytesPerPixel = 12;
+
     ORVEXA_SETTINGS(SettingsEffectDeepDenoiser, "DeepDenoiser", Groups::kNeural,
                     "Removes noise and keeps edges and textures.")
     ORVEXA_FIELDS_OF(BaseSettingsNeural)

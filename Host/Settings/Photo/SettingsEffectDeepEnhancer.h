@@ -7,6 +7,7 @@ namespace Orvexa::Proc {
 class SettingsEffectDeepEnhancer final : public BaseSettingsNeural {
 public:
     static constexpr AlphaUse kAlpha = AlphaUse::Dropped;
+    static constexpr double kBytesPerPixel = 12;
 
     ORVEXA_SETTINGS(SettingsEffectDeepEnhancer, "DeepEnhancer", Groups::kNeural,
                     "Lightens dark photographs and enlivens flat ones.")

@@ -7,6 +7,7 @@ namespace Orvexa::Proc {
 class SettingsEffectDeepLumaUpscaler final : public BaseSettingsNeural {
 public:
     static constexpr AlphaUse kAlpha = AlphaUse::Dropped;
+    static constexpr double kBytesPerPixel = 12;
 
     ORVEXA_SETTINGS(SettingsEffectDeepLumaUpscaler, "DeepLumaUpscaler", Groups::kNeural,
                     "Sharpens soft or enlarged pictures; colours stay.")

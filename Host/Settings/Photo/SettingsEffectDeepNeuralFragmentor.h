@@ -13,7 +13,8 @@ class SettingsEffectDeepNeuralFragmentor final : public BaseSettingsEffectDeepNe
     ORVEXA_INHERITED_FIELD(Neural::ModelFileId, ModelId, Any(), "", "Number of the model in the manifest.")
     ORVEXA_FIELD(int, TileWidth, 256, Range(16, 8192), "pixels", "Width of a tile, its overlaps included.")
     ORVEXA_FIELD(int, TileHeight, 256, Range(16, 8192), "pixels", "Height of a tile, its overlaps included.")
-    ORVEXA_FIELD(int, Scale, 1, Range(1, 16), "factor", "By how much the model enlarges the picture, if the manifest does not say.")
+    ORVEXA_FIELD(int, Scale, 1, Range(1, 16), "factor",
+                 "By how much the model enlarges the picture, if the manifest does not say.")
 
     SettingsEffectDeepNeuralFragmentor() = default;
     SettingsEffectDeepNeuralFragmentor(int tileWidth, int tileHeight, int scale, const Core::ioPath& modelsRoot,

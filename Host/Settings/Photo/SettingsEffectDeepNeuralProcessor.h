@@ -25,9 +25,12 @@ class SettingsEffectDeepNeuralProcessor final : public BaseSettingsNeural {
     ORVEXA_INHERITED_FIELD(bool, HasDynamicSize, Any(), "", "Whether the model takes pictures of any size.")
     ORVEXA_INHERITED_FIELD(bool, DoNormalize, Any(), "", "Whether levels enter as 0..1.")
     ORVEXA_INHERITED_FIELD(bool, SwapRB, Any(), "", "Whether red is the first channel.")
-    ORVEXA_FIELD(int, Scale, 1, Range(1, 16), "factor", "By how much the model enlarges the picture, if the manifest does not say.")
-    ORVEXA_FIELD(int, MaxWidth, 4096, Range(1, 131072), "pixels", "How much of the width the model is shown at once, at most.")
-    ORVEXA_FIELD(int, MaxHeight, 4096, Range(1, 131072), "pixels", "How much of the height the model is shown at once, at most.")
+    ORVEXA_FIELD(int, Scale, 1, Range(1, 16), "factor",
+                 "By how much the model enlarges the picture, if the manifest does not say.")
+    ORVEXA_FIELD(int, MaxWidth, 4096, Range(1, 131072), "pixels",
+                 "How much of the width the model is shown at once, at most.")
+    ORVEXA_FIELD(int, MaxHeight, 4096, Range(1, 131072), "pixels",
+                 "How much of the height the model is shown at once, at most.")
 
     SettingsEffectDeepNeuralProcessor() = default;
     explicit SettingsEffectDeepNeuralProcessor(const Core::ioPath& modelsRoot) { SetModelsRoot(modelsRoot); }
