@@ -24,7 +24,8 @@ using namespace Orvexa;
 
 namespace {
 
-constexpr double kLeastAngle = 0.1;  // degrees; what is less tilted looks level
+constexpr double kLeastAngle = 0.1;   // degrees; what is less tilted looks level
+constexpr double kLeastGain = 1.005;  // of the score; what gains less looks the same
 constexpr char kWriting[] = "writing ";
 
 // A chain that is worth a try, and how good the picture is that it makes.
@@ -56,7 +57,8 @@ public:
         for (const Json& chain : {levelled, Adjustments(picture), rotation}) {
             if (chain.empty()) continue;
             const double score = Score(Run(chain, picture));
-            if (score > suggestion.best.score) suggestion.best = {chain, score};
+            const bool isBetter = score > kLeastGain * suggestion.before.score && score > suggestion.best.score;
+            if (isBetter) suggestion.best = {chain, score};
         }
         return suggestion;
     }
