@@ -112,7 +112,8 @@ class Darkness:
 class Flatness:
     """Little contrast, lifted blacks, washed-out colours, haze and colour casts, in any combination."""
 
-    def __init__(self, count, untouched=0.2):
+    def __init__(self, count, untouched=0.2, casts=0.3):
+        """`casts` is the deviation of the logarithms of red's and blue's factors in linear light."""
         self.whole = chance(count, untouched)
         some = 1 - self.whole
         self.contrast = 1 - uniform(count, 0.1, 0.75) * chance(count, 0.6) * some
@@ -120,7 +121,7 @@ class Flatness:
         self.saturation = 1 - uniform(count, 0.1, 0.7) * chance(count, 0.5) * some
         self.haze = uniform(count, 0.05, 0.5) * chance(count, 0.2) * some
         self.haze_field, self.haze_colour = Waves(count, fastest=1.0), 0.75 + torch.randn(count, 3, 1, 1) * 0.06
-        warmth, green = torch.randn(count, 1, 1, 1) * 0.3, torch.randn(count, 1, 1, 1) * 0.12
+        warmth, green = torch.randn(count, 1, 1, 1) * casts, torch.randn(count, 1, 1, 1) * 0.4 * casts
         self.cast = torch.exp(torch.cat([warmth, green, -warmth], 1) * chance(count, 0.6) * some)
 
     def at(self, picture, places):

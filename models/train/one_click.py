@@ -12,7 +12,7 @@ from export import export, read_weights
 from light_damage import Darkness, Flatness, Misexposure
 from training import options, train
 
-STEPS = 1000
+STEPS = 400
 BATCH = 10
 CONTRAST, SATURATION = 0.25, 0.08  # of the brilliance: a part of the full S curve, and of the distance from grey
 

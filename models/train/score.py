@@ -10,7 +10,7 @@ differs by a level or two has nothing to lose.
 import torch
 from torch.nn import functional
 
-from bilateral_grid import whole_picture
+from bilateral_grid import luma_of, whole_picture
 from corrections import RANGES, adjusted
 from crops import Crops
 from export import export
@@ -18,7 +18,7 @@ from judge import SIDE, Judge
 from light_damage import Flatness, Misexposure, quantised, uniform
 from training import options, train
 
-STEPS = 900
+STEPS = 2500
 BATCH = 12
 # How much the score's logarithm should fall: for each level 0..1 that the copy is off on average, and at most.
 FALL, LARGEST_FALL = 2.5, 0.3
@@ -45,7 +45,7 @@ def smoothed(picture, radius):
 
 def local_contrast(picture):
     """Halos, and detail that is as strong as the scene."""
-    radius = int(torch.randint(1, 7, ()))
+    radius = int(torch.randint(1, 4, ()))
     return picture + (picture - smoothed(picture, radius)) * uniform(picture.shape[0], 0.5, 2.0)
 
 
@@ -65,7 +65,20 @@ def flattened(picture):
     return Flatness(picture.shape[0], untouched=0).at(picture, whole_picture(len(picture), *picture.shape[2:]))
 
 
-DAMAGES = ((exposed, 0.3), (flattened, 0.25), (overdone, 0.25), (local_contrast, 0.1), (softened, 0.05), (noisy, 0.05))
+def colourful(picture):
+    grey = luma_of(picture)
+    return grey + (picture - grey) * uniform(picture.shape[0], 1.3, 2.3)
+
+
+DAMAGES = (
+    (exposed, 0.3),
+    (flattened, 0.2),
+    (overdone, 0.2),
+    (colourful, 0.1),
+    (local_contrast, 0.12),
+    (softened, 0.04),
+    (noisy, 0.04),
+)
 
 
 def damaged(pictures):
