@@ -22,7 +22,7 @@ pair() { # TITLE BEFORE CHAIN...
     for name in shown after; do
         convert "$scratch/$name.png" -gravity center -background '#333' -extent "${side}x$side" "$scratch/part-$name.png"
     done
-    convert "$scratch/part-shown.png" "$scratch/part-after.png" +append -background white -gravity south -splice 0x22 \
+    convert "$scratch/part-shown.png" "$scratch/part-after.png" +append +repage -background white -gravity south -splice 0x22 \
         -font "$font" -pointsize 14 -annotate +0+3 "$title" "$scratch/pair-$number.png"
     number=$((number + 1))
 }

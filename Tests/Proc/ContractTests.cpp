@@ -15,6 +15,7 @@
 #include "Host/Settings/Photo/SettingsEffectBlendPalette.h"
 #include "Host/Settings/Photo/SettingsEffectBlurBokeh.h"
 #include "Host/Settings/Photo/SettingsEffectCustom.h"
+#include "Host/Settings/Photo/SettingsEffectDeepEnhancer.h"
 #include "Host/Settings/Photo/SettingsEffectDirectionalAreaDeformation.h"
 #include "Host/Settings/Photo/SettingsEffectFaceMask.h"
 #include "Host/Settings/Photo/SettingsEffectFaceRecognitionTrainer.h"
@@ -103,8 +104,11 @@ std::unique_ptr<Settings> SettingsFor(const std::string& classId, std::uint32_t 
     return settings;
 }
 
-// Pushes add up from run to run.
-bool RemembersRuns(const std::string& classId) { return classId == SettingsEffectDirectionalAreaDeformation::CLASS_ID; }
+// Pushes add up from run to run, and what a picture chose holds for the next one.
+bool RemembersRuns(const std::string& classId) {
+    return classId == SettingsEffectDirectionalAreaDeformation::CLASS_ID ||
+           classId == SettingsEffectDeepEnhancer::CLASS_ID;
+}
 
 // A brush that is reset pushes nothing, and does not start to because of its default strength.
 bool ResetsToSettingsOfItsOwn(const std::string& classId) {
