@@ -31,8 +31,8 @@ SettingsEffectMorphology Step(MorphologyOperation operation, int size) {
     return {operation, size, MorphologyKernel::Rectangle, MorphologyBorder::Reflect};
 }
 
-// Masks summed up, to be divided by their number. The sums lie in a frame of four bytes for two of them, as fresh memory
-// would cost more than the additions.
+// Masks summed up, to be divided by their number. The sums lie in a frame of four bytes for two of them, as fresh
+// memory would cost more than the additions.
 class MaskSum {
 public:
     MaskSum(const ConstPlane& mask, const AllocatorPtr& allocator)
