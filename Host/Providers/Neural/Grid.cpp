@@ -81,6 +81,7 @@ void Grid::Apply(const Canvas& canvas) const {
     const bool isBlueFirst = canvas.GetModel().channels == Channels::Bgr;
     const int red = input.bytes[isBlueFirst ? 2 : 0], green = input.bytes[1], blue = input.bytes[isBlueFirst ? 0 : 2];
     std::vector<Between> columns;
+    columns.reserve(static_cast<std::size_t>(width));
     for (int x = 0; x < width; ++x) columns.push_back(Between::OfPixel(x, width, width_));
     const float depthOfLevel = static_cast<float>(depth_) / kWhite;
     ForEachBand(height, kBandRows, [&](int first, int end) {

@@ -130,6 +130,7 @@ private:
                                        static_cast<std::uint8_t>(picture.plane.GetBytesPerPixel()), 0, 0),
             picture.bytes};
         std::vector<Between> across;
+        across.reserve(static_cast<std::size_t>(part.width * scale));
         for (int x = 0; x < part.width * scale; ++x) across.push_back(columns.At(x, scale));
         Nets nets(model.file);
         Row above, row(static_cast<std::size_t>(columns.GetCount()));

@@ -36,6 +36,7 @@ void AddChange(const cv::Mat& change, const Canvas& canvas) {
               height = static_cast<int>(input.plane.GetHeight());
     const int channels = change.channels();
     std::vector<Between> columns;
+    columns.reserve(static_cast<std::size_t>(width));
     for (int x = 0; x < width; ++x) columns.push_back(Between::OfPixel(x, width, change.cols));
     ForEachBand(height, kChangeRows, [&](int firstRow, int end) {
         std::vector<float> row(static_cast<std::size_t>(change.cols * channels));
