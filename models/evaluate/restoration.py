@@ -152,8 +152,8 @@ def enlarging_rows(runner, originals):
         "halos: pixels beyond the range around them",
         f"{halo:.3%}",
         f"bicubic {halos[0]:.3%}, Lanczos {halos[1]:.3%}",
-        "0.05 %",
-        bool(halo <= 0.0005),
+        "no more than Lanczos",
+        bool(halo <= halos[1]),
     )
 
 
