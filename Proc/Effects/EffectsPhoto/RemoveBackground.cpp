@@ -51,11 +51,17 @@ public:
         });
     }
 
+    // floor(sum / count) by a product, which vectors have and quotients do not: it may be one too large. There are at
+    // least two masks.
     void StoreMean(const Plane& plane) const {
-        std::vector<std::uint8_t> means(255 * count_ + 1);
-        for (std::size_t sum = 0; sum < means.size(); ++sum) means[sum] = static_cast<std::uint8_t>(sum / count_);
-        ForRows(plane, [&](const std::uint16_t* sum, std::uint8_t* row, std::uint64_t width) {
-            for (std::uint64_t x = 0; x < width; ++x) row[x] = means[sum[x]];
+        const auto count = static_cast<std::uint16_t>(count_);
+        const auto reciprocal = static_cast<std::uint16_t>(65536 / count_ + 1);
+        ForRows(plane, [=](const std::uint16_t* sum, std::uint8_t* row, std::uint64_t width) {
+            for (std::uint64_t x = 0; x < width; ++x) {
+                const auto mean = static_cast<std::uint16_t>((std::uint32_t{sum[x]} * reciprocal) >> 16);
+                const bool isTooLarge = static_cast<std::uint16_t>(mean * count) > sum[x];
+                row[x] = static_cast<std::uint8_t>(mean - isTooLarge);
+            }
         });
     }
 
@@ -68,7 +74,7 @@ private:
     }
 
     const FramePtr sums_;
-    std::size_t count_ = 1;
+    std::uint32_t count_ = 1;
 };
 
 // Where the subject will stand on one axis of the background, in pixels.

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstring>
 
 #include "Host/Core/Exception.h"
 #include "Host/Proc/IData.h"
@@ -22,19 +23,27 @@ inline FramePtr ViewOf(const IDataVideo& frame, const CropInfo& box) {
 
 inline bool IsEmpty(const CropInfo& box) { return box.left >= box.right || box.top >= box.bottom; }
 
+/// Whether the eight bytes are 0.
+inline bool AreBlank(const std::uint8_t* bytes) {
+    std::uint64_t eight = 0;
+    std::memcpy(&eight, bytes, sizeof(eight));
+    return eight == 0;
+}
+
 /// The smallest rectangle around all bytes of a mask that are not 0; an empty one if there are none.
 inline CropInfo FindBox(const ConstPlane& mask) {
     CropInfo box = CropInfo::Nothing();
     for (std::uint64_t y = 0; y < mask.GetHeight(); ++y) {
-        const std::uint8_t* const row = mask.GetRow(y);
-        const std::uint8_t* const end = row + mask.GetWidth();
-        const auto isSet = [](std::uint8_t value) { return value != 0; };
-        const std::uint8_t* const first = std::find_if(row, end, isSet);
+        const std::uint8_t* first = mask.GetRow(y);
+        const std::uint8_t* const row = first;
+        const std::uint8_t* end = first + mask.GetWidth();
+        while (end - first >= 8 && AreBlank(first)) first += 8;
+        while (first != end && *first == 0) ++first;
         if (first == end) continue;
-        const std::uint8_t* last = end - 1;
-        while (!isSet(*last)) --last;
+        while (end - first >= 8 && AreBlank(end - 8)) end -= 8;
+        while (end[-1] == 0) --end;
         box.Apart(static_cast<std::uint32_t>(first - row), static_cast<std::uint32_t>(y));
-        box.Apart(static_cast<std::uint32_t>(last - row), static_cast<std::uint32_t>(y));
+        box.Apart(static_cast<std::uint32_t>(end - 1 - row), static_cast<std::uint32_t>(y));
     }
     return box;
 }
