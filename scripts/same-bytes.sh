@@ -84,7 +84,7 @@ for way in "${ways[@]}"; do
     mkdir "$scratch/$name"
     # shellcheck disable=SC2086  # assignments are words
     env $environment xargs -d '\n' -P "$(nproc)" -I {} bash -c 'one_run "$@"' bash "$scratch/$name" "$options" {} < "$scratch/runs"
-    (cd "$scratch/$name" && sha256sum -- *.png) > "$scratch/$name.sums"
+    (cd "$scratch/$name" && sha256sum -- *.png) | sort > "$scratch/$name.sums"
     while read -r result; do
         [[ $result != Deep* || $environment != *"$opencv"* ]] || continue
         echo "$name: $result differs"
