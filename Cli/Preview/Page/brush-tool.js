@@ -9,7 +9,7 @@ const TOLERANCE = 0.75;  // CSS pixels by which a stroke's line may be off
 
 export class BrushTool {
     shows = 'input';
-    hint = 'Paint in the picture; a few strokes are enough.';
+    hint = 'A few strokes are enough.';
     brush = 1;
     /** Diameter in CSS pixels: what one sees under the hand stays the same at any zoom. */
     diameter = 24;

@@ -79,17 +79,10 @@ export class ChainList {
             type: 'button', class: 'step-name', 'aria-expanded': String(isChosen), ...part('name'),
             onclick: () => this.#store.setUi({ selected: isChosen ? 0 : step.id, tool: null }),
         }, h('span', { class: 'step-number' }, `${index + 1}`), name, icon('chevron'));
-        const actions = h('span', { class: 'step-actions' },
-            isChosen && this.#store.steps.length > 1
-                ? [iconButton('up', 'Move up', () => this.moveStep(step.id, -1), { disabled: index === 0, ...part('up') }),
-                   iconButton('down', 'Move down', () => this.moveStep(step.id, 1),
-                              { disabled: index === this.#store.steps.length - 1, ...part('down') })]
-                : [],
-            isChosen ? iconButton('copy', `Duplicate ${name}`, () => this.#duplicate(step), part('duplicate')) : null,
-            iconButton('trash', `Remove ${name}`, () => this.removeStep(step.id), part('remove')));
+        const remove = iconButton('trash', `Remove ${name}`, () => this.removeStep(step.id), part('remove'));
         const isWaiting = !isComplete(step, this.#catalogue);
         return h('li', { 'data-id': step.id, class: `step${isChosen ? ' chosen' : ''}${step.isOff ? ' off' : ''}` },
-                 h('div', { class: 'step-head' }, grip, toggle, title, actions),
+                 h('div', { class: 'step-head' }, grip, toggle, title, remove),
                  isWaiting ? h('p', { class: 'waiting' }, 'Waits for a second picture.') : null,
                  isChosen ? this.#body.element : null);
     }
@@ -118,12 +111,22 @@ export class ChainList {
         });
         const further = this.#makeFurther(effect, id);
         const controls = makeControls(step.effect, this.#catalogue.getShownFields(step.effect), bind);
+        const move = { '-1': null, 1: null };
+        for (const [by, name, label] of [[-1, 'up', 'Move up'], [1, 'down', 'Move down']]) {
+            move[by] = h('button', { type: 'button', class: 'link', 'data-part': name, onclick: () => this.moveStep(id, by) },
+                         icon(name), label);
+        }
+        const copy = h('button', { type: 'button', class: 'link', 'data-part': 'duplicate',
+                                   onclick: () => this.#duplicate(current()) }, icon('copy'), 'Duplicate');
         const element = h('div', { class: 'step-body' },
                           h('p', { class: 'summary' }, effect?.summary ?? 'This version does not have this effect.'),
                           tools.length ? h('div', { class: 'tools' }, tools.map(({ button }) => button)) : null,
-                          further?.element, controls.element);
+                          further?.element, controls.element, h('div', { class: 'step-actions' }, move[-1], move[1], copy));
         return { element, sync: () => {
             if (!current()) return;
+            const at = store.steps.indexOf(current());
+            move[-1].disabled = at === 0;
+            move[1].disabled = at === store.steps.length - 1;
             tools.forEach((tool) => tool.sync());
             further?.sync();
             controls.sync();

@@ -7,6 +7,7 @@ const LARGEST_FIT = 4;    // times; a small picture is not blown up beyond
 const ZOOMS = [0.05, 0.1, 0.25, 0.5, 1, 2, 4, 8];
 const TINT = [214, 64, 64];
 const TINT_ALPHA = 0.62;
+const CHECKER = 8;  // CSS pixels of the squares that show where a picture is transparent
 
 /**
  * @typedef {{scale: number, x: number, y: number, size: [number, number], toScreen: (point: number[]) => number[],
@@ -40,6 +41,7 @@ export class Viewer extends EventTarget {
     #frame = 0;
     #pointers = new Map();
     #drag = null;
+    #ground = null;
     /** @type {Map<string, {near: Layer, whole: Layer | null}>} */
     #layers = new Map();
     /** The tool in hand: draws over the picture and takes the pointer first. */
@@ -180,7 +182,8 @@ export class Viewer extends EventTarget {
         context.clearRect(0, 0, this.#canvas.width, this.#canvas.height);
         const { divider, isComparing } = this.#store.ui;
         const main = this.#layers.get('main'), before = this.#layers.get('before'), mask = this.#layers.get('mask');
-        const isDivided = isComparing && !this.tool && !this.isPeeking && Boolean(main && before);
+        const isDivided = isComparing && !this.tool && !this.isPeeking && Boolean(main && before) &&
+            this.#hasSameForm(before.near.size);
         const from = view.toScreen([0, 0]), to = view.toScreen(this.size);
         const line = from[0] + divider * (to[0] - from[0]);
         if (this.isPeeking && before) this.#drawLayer(context, view, before);
@@ -195,6 +198,7 @@ export class Viewer extends EventTarget {
             context.restore();
         }
         if (mask && this.tool) this.#drawBitmap(context, view, mask.near);
+        if (main) this.#drawGround(context, view);
         this.#showDivider(isDivided, line, from, to);
         this.#overlay.replaceChildren();
         if (this.tool && main) {
@@ -204,17 +208,43 @@ export class Viewer extends EventTarget {
         }
     }
 
+    /** Squares under what is transparent, in greys that suit dark and light surroundings alike. */
+    #drawGround(context, view) {
+        const side = Math.round(CHECKER * this.ratio);
+        if (this.#ground?.width !== 2 * side) {
+            this.#ground = new OffscreenCanvas(2 * side, 2 * side);
+            const on = this.#ground.getContext('2d');
+            on.fillStyle = '#8c8c8c';
+            on.fillRect(0, 0, 2 * side, 2 * side);
+            on.fillStyle = '#757575';
+            on.fillRect(0, 0, side, side);
+            on.fillRect(side, side, side, side);
+        }
+        const [x, y, right, bottom] = [view.toScreen([0, 0]), view.toScreen(this.size)].flat()
+            .map((at) => Math.round(at * this.ratio));
+        context.save();
+        context.globalCompositeOperation = 'destination-over';
+        context.fillStyle = context.createPattern(this.#ground, 'repeat');
+        context.fillRect(x, y, right - x, bottom - y);
+        context.restore();
+    }
+
     #drawLayer(context, view, { near, whole }) {
         if (whole && whole !== near) this.#drawBitmap(context, view, whole);
         this.#drawBitmap(context, view, near, true);
     }
 
+    /** Whether a picture may lie beside the present one: after a crop or a turn their places do not match. */
+    #hasSameForm([width, height]) {
+        const [w, h] = this.size;
+        return Math.abs(width * h - height * w) <= Math.max(width * h, height * w) * 0.005;
+    }
+
     /** A picture of another form, as before a crop, is fitted into the place of the present one. */
     #drawBitmap(context, view, { bitmap, region, size }, isAlone = false) {
         const [w, h] = this.size;
-        const isSameForm = Math.abs(size[0] * h - size[1] * w) <= Math.max(size[0] * h, size[1] * w) * 0.005;
         const fit = Math.min(w / size[0], h / size[1]);
-        const stretch = isSameForm ? [w / size[0], h / size[1]] : [fit, fit];
+        const stretch = this.#hasSameForm(size) ? [w / size[0], h / size[1]] : [fit, fit];
         const start = [(w - size[0] * stretch[0]) / 2, (h - size[1] * stretch[1]) / 2];
         const corner = view.toScreen([start[0] + region[0] * stretch[0], start[1] + region[1] * stretch[1]]);
         const [x, y] = corner.map((at) => Math.round(at * this.ratio));
