@@ -4,7 +4,7 @@ import { toWords } from './catalogue.js';
 import { makeControls } from './controls.js';
 import { announce, byId, h, icon, iconButton } from './dom.js';
 import { isComplete, makeStep } from './recipe.js';
-import { getPickLabel, getTools } from './tools.js';
+import { getPick, getTools } from './tools.js';
 
 export class ChainList {
     #store;
@@ -103,7 +103,7 @@ export class ChainList {
             set: (value, isDragging) => store.setSetting(current(), field, value, isDragging ? `${id}:${field.key}` : null),
             settle: () => store.settle(),
             pick: field.type !== 'color' ? undefined : {
-                label: getPickLabel(step.effect, field.key),
+                label: getPick(step.effect, field.key).label,
                 start: () => store.setUi({ tool: store.ui.tool?.pick === field.key && store.ui.tool.step === id ? null
                     : { step: id, pick: field.key } }),
                 isOn: () => store.ui.tool?.step === id && store.ui.tool.pick === field.key,

@@ -181,6 +181,7 @@ function makeControl(field, binding) {
 }
 
 const LARGE = 6;  // groups of more settings are closed at first
+const BY_HAND = 'Given by hand';  // what is found by itself, as a rule
 const openGroups = new Map();
 
 /** Controls of all settings, those of a group together. @returns {Control} */
@@ -189,9 +190,9 @@ export function makeControls(effect, fields, bind) {
     const element = h('div', { class: 'controls' });
     const groups = new Map([['', element]]);
     for (const field of fields) {
-        const group = getGroupOfKey(field.key);
+        const group = field.type === 'json' ? BY_HAND : getGroupOfKey(field.key);
         if (!groups.has(group)) {
-            const size = fields.filter((any) => getGroupOfKey(any.key) === group).length;
+            const size = group === BY_HAND ? Infinity : fields.filter((any) => getGroupOfKey(any.key) === group).length;
             const name = `${effect}.${group}`;
             const details = h('details', { open: openGroups.get(name) ?? size <= LARGE, class: 'group',
                                            ontoggle: () => openGroups.set(name, details.open) },

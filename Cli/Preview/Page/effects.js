@@ -46,6 +46,7 @@ export function showEffects(store, catalogue, thumbnails) {
         }
         const count = cards.filter((card) => !card.item.hidden).length;
         none.hidden = count > 0;
+        setStop(cards.find((card) => !card.item.hidden)?.item.firstChild, cards);
         if (words.length) announce(`${count} effects`);
     };
     search.addEventListener('input', filter);
@@ -54,6 +55,7 @@ export function showEffects(store, catalogue, thumbnails) {
         if (event.key === 'Enter' && found.length) {
             event.preventDefault();
             addEffect(store, found[0].effect.effect);
+            document.querySelector('#chain .chosen [data-part=name]')?.focus();
         } else if (event.key === 'ArrowDown' && found.length) {
             event.preventDefault();
             found[0].item.firstChild.focus();
@@ -64,6 +66,8 @@ export function showEffects(store, catalogue, thumbnails) {
         }
     });
     list.addEventListener('keydown', (event) => moveFocus(event, cards));
+    list.addEventListener('focusin', (event) => setStop(event.target.closest('.card'), cards));
+    setStop(cards[0]?.item.firstChild, cards);
 
     let shown = -1;
     const fill = () => {
@@ -75,6 +79,11 @@ export function showEffects(store, catalogue, thumbnails) {
     };
     store.addEventListener('ui', fill);
     fill();
+}
+
+/** The list is one stop for the Tab key; the arrow keys go on from there. */
+function setStop(stop, cards) {
+    if (stop) for (const { item } of cards) item.firstChild.tabIndex = item.firstChild === stop ? 0 : -1;
 }
 
 /** Arrow keys go from card to card as they lie. */

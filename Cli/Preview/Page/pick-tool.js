@@ -4,11 +4,13 @@ export class PickTool {
     shows = 'input';
     #context;
     #at = null;
+    #also;
     #viewer;
 
-    constructor(context, { key, label }, viewer) {
+    constructor(context, { key, label, also = {} }, viewer) {
         this.#context = context;
         this.key = key;
+        this.#also = also;
         this.hint = `${label}: click in the picture.`;
         this.#viewer = viewer;
     }
@@ -34,7 +36,7 @@ export class PickTool {
         const colour = this.#viewer.sample(point);
         if (!colour) return;
         const alpha = String(this.#context.get(this.key)).slice(7);
-        this.#context.set({ [this.key]: toHex(colour) + alpha }, false);
+        this.#context.set({ [this.key]: toHex(colour) + alpha, ...this.#also }, false);
         this.#context.leave();
     }
 

@@ -46,6 +46,7 @@ export class Preview extends EventTarget {
         const id = this.#store.ui.photo;
         this.#photo = null;
         this.#failedPhoto = -1;
+        this.#renderers.forEach((renderer) => renderer.cancel());
         try {
             const photo = await getPhoto(id);
             if (this.#store.ui.photo !== id) return;
@@ -115,6 +116,7 @@ export class Preview extends EventTarget {
     }
 
     #show(name, answer, steps, view, key) {
+        if (!this.#photo || !key.startsWith(`${this.#store.ui.photo} `)) return;
         const { about } = answer;
         this.#remember(steps, [about.width, about.height]);
         this.#viewer.setLayer(name, answer, view, key);
@@ -177,6 +179,7 @@ export class Preview extends EventTarget {
         this.#busy += isBusy ? 1 : -1;
         clearTimeout(this.#busyTimer);
         const bar = byId('busy');
+        byId('stage').setAttribute('aria-busy', String(this.#busy > 0));
         if (this.#busy > 0) this.#busyTimer = setTimeout(() => (bar.hidden = false), BUSY_DELAY);
         else bar.hidden = true;
     }

@@ -15,6 +15,7 @@ export class Thumbnails {
 
     /** Fills `canvas` with the photograph's picture after `chain` as soon as the canvas can be seen. */
     fill(canvas, photo, chain) {
+        canvas.getContext('2d').clearRect(0, 0, canvas.width, canvas.height);
         this.#waiting.set(canvas, { photo, chain, key: JSON.stringify([photo, chain]) });
         this.#observer.unobserve(canvas);
         this.#observer.observe(canvas);

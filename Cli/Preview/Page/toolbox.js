@@ -6,7 +6,7 @@ import { announce, byId, h, icon } from './dom.js';
 import { HANDLE_TOOLS } from './handle-tools.js';
 import { PickTool } from './pick-tool.js';
 import { makeStep } from './recipe.js';
-import { CUT_OUT, getPickLabel, getTools } from './tools.js';
+import { CUT_OUT, getPick, getTools } from './tools.js';
 
 const BRUSHES = [4, 8, 12, 16, 24, 32, 48, 64, 96, 128];
 
@@ -68,7 +68,7 @@ export class Toolbox {
     #make({ step: id, index, pick }) {
         const step = this.#store.find(id);
         const context = this.#makeContext(id);
-        if (pick) return new PickTool(context, { key: pick, label: getPickLabel(step.effect, pick) }, this.#viewer);
+        if (pick) return new PickTool(context, { key: pick, ...getPick(step.effect, pick) }, this.#viewer);
         const tool = getTools(step.effect)[index];
         if (tool.kind === 'strokes') return new BrushTool(context, tool);
         const made = new HANDLE_TOOLS[tool.kind](context, tool);

@@ -51,12 +51,13 @@ const TOOLS = {
 
 /** What is worth saying where a colour is picked in the picture. */
 const PICKS = {
-    'WhiteBalance.color': 'Pick what should be grey',
-    'ReplaceChroma.baseColor': 'Pick the colour to replace',
+    'WhiteBalance.color': { label: 'Pick what should be grey' },
+    'ReplaceChroma.baseColor': { label: 'Pick the colour to replace', also: { useBaseColor: true } },
 };
 
-export function getPickLabel(effect, key) {
-    return PICKS[`${effect}.${key}`] ?? 'Pick in the picture';
+/** @returns {{label: string, also?: Object<string, any>}} also: what has to be set for the colour to count */
+export function getPick(effect, key) {
+    return PICKS[`${effect}.${key}`] ?? { label: 'Pick in the picture' };
 }
 
 /** @returns {Tool[]} */
