@@ -9,7 +9,6 @@ const TOLERANCE = 0.75;  // CSS pixels by which a stroke's line may be off
 
 export class BrushTool {
     shows = 'input';
-    hint = 'A few strokes are enough.';
     brush = 1;
     /** Diameter in CSS pixels: what one sees under the hand stays the same at any zoom. */
     diameter = 24;
@@ -20,6 +19,22 @@ export class BrushTool {
     constructor(context, tool) {
         this.#context = context;
         this.isMask = Boolean(tool.isMask);
+    }
+
+    /** The first brush that has not been used; each of them has to be for a mask to follow. */
+    get #missing() {
+        const used = new Set(this.#context.step()?.strokes.map((stroke) => stroke.brush));
+        return this.brushes.findIndex((_, brush) => brush > 0 && !used.has(brush));
+    }
+
+    get isReady() {
+        return this.isMask && this.#missing < 0;
+    }
+
+    get hint() {
+        const missing = this.#missing;
+        if (missing > 1) return `Paint on the ${this.brushes[missing].label.toLowerCase()}, too.`;
+        return missing > 0 ? 'Paint right on the picture.' : 'A few strokes are enough.';
     }
 
     cursorAt() {

@@ -8,6 +8,7 @@ import { Renderer } from './renderer.js';
 import { toChain } from './wire.js';
 
 const TINY = { outWidth: 8, outHeight: 8 };
+const CAN_PASS = [0, 503];  // no answer, too much to do: the same request may do better later
 const BUSY_DELAY = 200;  // milliseconds; what is quicker needs no sign
 
 export class Preview extends EventTarget {
@@ -86,13 +87,13 @@ export class Preview extends EventTarget {
     update() {
         if (!this.#photo) return;
         const { photo, isComparing, tool } = this.#store.ui;
-        const isFinal = !this.#store.isDragging;
+        const isFinal = !this.#store.isDragging && !this.#viewer.isMoving;
         this.#ask('main', this.getShownSteps(), photo, this.#viewer.getRequest(), isFinal);
         if (isComparing || this.#viewer.isPeeking) {
-            this.#ask('before', [], photo, this.#viewer.getRequest([this.#photo.width, this.#photo.height]), true);
+            this.#ask('before', [], photo, this.#viewer.getRequest([this.#photo.width, this.#photo.height]), isFinal);
         }
         const step = tool && this.#store.find(tool.step);
-        if (step?.strokes.length && this.#toolbox.tool?.isMask && !step.settings.demoMode) {
+        if (this.#toolbox.tool?.isReady && !step?.settings.demoMode) {
             const at = this.#store.steps.indexOf(step);
             const steps = [...getRunningSteps(this.#store.steps.slice(0, at), this.#catalogue), { ...step, isOff: false }];
             this.#ask('mask', steps, photo, this.#viewer.getRequest(), isFinal);
@@ -127,7 +128,7 @@ export class Preview extends EventTarget {
     }
 
     #fail(name, error) {
-        this.#asked.delete(name);
+        if (CAN_PASS.includes(error.status)) this.#asked.delete(name);
         if (name === 'mask') this.#viewer.clearLayer('mask');
         if (name !== 'before') this.#showError(error);
     }
@@ -194,7 +195,7 @@ export class Preview extends EventTarget {
                h('code', {}, '#'), ' on behind the new one.']
             : [error.message]));
         byId('download-recipe').hidden = !isGone;
-        byId('retry').hidden = !isGone && error.status !== 503;
+        byId('retry').hidden = !CAN_PASS.includes(error.status);
     }
 
     #hideError() {

@@ -25,6 +25,7 @@ export class Toolbox {
         store.addEventListener('ui', () => this.#update());
         store.addEventListener('steps', () => {
             this.#update();
+            if (this.#tool) this.#bar.querySelector('.hint').textContent = this.#tool.hint;
             viewer.invalidate();
         });
     }

@@ -7,6 +7,7 @@ const LARGEST_FIT = 4;    // times; a small picture is not blown up beyond
 const ZOOMS = [0.05, 0.1, 0.25, 0.5, 1, 2, 4, 8];
 const TINT = [214, 64, 64];
 const TINT_ALPHA = 0.62;
+const WHEEL_REST = 200;   // milliseconds after which the wheel stands still
 const CHECKER = 8;  // CSS pixels of the squares that show where a picture is transparent
 
 /**
@@ -42,6 +43,7 @@ export class Viewer extends EventTarget {
     #pointers = new Map();
     #drag = null;
     #ground = null;
+    #wheelTimer = 0;
     /** @type {Map<string, {near: Layer, whole: Layer | null}>} */
     #layers = new Map();
     /** The tool in hand: draws over the picture and takes the pointer first. */
@@ -65,6 +67,11 @@ export class Viewer extends EventTarget {
         });
         this.#bindDivider();
         store.addEventListener('ui', () => this.invalidate());
+    }
+
+    /** Whether the view is on its way; a quick picture is then worth more than the best. */
+    get isMoving() {
+        return this.#wheelTimer > 0 || ['pan', 'pinch'].includes(this.#drag?.kind);
     }
 
     get ratio() {
@@ -349,7 +356,10 @@ export class Viewer extends EventTarget {
             else this.tool?.up(this.getView().toPicture(this.#place(event)));
             this.invalidate();
         }
-        if (!this.#pointers.size || this.#drag?.kind !== 'pinch') this.#drag = null;
+        if (this.#pointers.size && this.#drag?.kind === 'pinch') return;
+        const wasMoving = this.isMoving;
+        this.#drag = null;
+        if (wasMoving) this.dispatchEvent(new Event('moved'));
     }
 
     #getPinch() {
@@ -359,6 +369,11 @@ export class Viewer extends EventTarget {
 
     #wheel(event) {
         event.preventDefault();
+        clearTimeout(this.#wheelTimer);
+        this.#wheelTimer = setTimeout(() => {
+            this.#wheelTimer = 0;
+            this.dispatchEvent(new Event('moved'));
+        }, WHEEL_REST);
         this.setZoom(this.getZoom() * 2 ** (-event.deltaY / (event.deltaMode ? 6 : 240)), this.#place(event));
     }
 
