@@ -25,6 +25,7 @@ try:
     import numpy as np
     from selenium import webdriver
     from selenium.common.exceptions import WebDriverException
+    from selenium.webdriver.chrome.service import Service
     from selenium.webdriver.common.action_chains import ActionChains
     from selenium.webdriver.common.keys import Keys  # noqa: F401, for the tests
     from selenium.webdriver.support.ui import WebDriverWait
@@ -82,7 +83,7 @@ class BrowserTest(unittest.TestCase):
         for word in ("headless=new", "no-sandbox", "disable-gpu", "hide-scrollbars", "force-device-scale-factor=1"):
             options.add_argument(f"--{word}")
         options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
-        cls.driver = webdriver.Chrome(service=webdriver.ChromeService(DRIVER), options=options)
+        cls.driver = webdriver.Chrome(service=Service(DRIVER), options=options)
         cls.addClassCleanup(cls.driver.quit)
 
     def setUp(self):

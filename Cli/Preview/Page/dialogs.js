@@ -83,7 +83,7 @@ class WorkDialog {
         if (state === 'failed') return this.say(lines.join('\n') || 'Nothing was written.', true);
         const text = files.length === 1 ? `Saved as ${files[0]}` : `${files.length} pictures saved`;
         toast([text, ...lines].join('\n'));
-        if (lines.length) this.say([text, ...lines].join('\n'), Boolean(errors?.length));
+        if (errors?.length) this.say([text, ...lines].join('\n'), true);
         else this.dialog.close();
     }
 }

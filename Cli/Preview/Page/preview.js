@@ -1,6 +1,7 @@
 // Decides what is to be shown, and asks for it: the chain's picture, the photograph before it, the mask that is painted.
 
 import { getPhoto } from './api.js';
+import { toWords } from './catalogue.js';
 import { byId, h } from './dom.js';
 import { showHistogram } from './histogram.js';
 import { getKeyOfSteps, getRunningSteps } from './recipe.js';
@@ -124,6 +125,8 @@ export class Preview extends EventTarget {
         if (name !== 'main') return;
         this.#hideError();
         showHistogram(about.histogram);
+        const names = steps.map((step) => toWords(step.effect));
+        byId('picture').setAttribute('aria-label', names.length ? `The photograph after ${names.join(', ')}` : 'The photograph');
         this.dispatchEvent(new CustomEvent('rendered', { detail: about }));
     }
 

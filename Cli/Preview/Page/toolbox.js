@@ -25,7 +25,7 @@ export class Toolbox {
         store.addEventListener('ui', () => this.#update());
         store.addEventListener('steps', () => {
             this.#update();
-            if (this.#tool) this.#bar.querySelector('.hint').textContent = this.#tool.hint;
+            this.#syncBar();
             viewer.invalidate();
         });
     }
@@ -98,6 +98,17 @@ export class Toolbox {
         this.#bar.replaceChildren(h('span', { class: 'hint' }, this.#tool.hint), ...options, done);
     }
 
+    #getFace() {
+        return this.#store.find(this.#store.ui.tool.step).extra.face ?? 0;
+    }
+
+    #syncBar() {
+        if (!this.#tool) return;
+        this.#bar.querySelector('.hint').textContent = this.#tool.hint;
+        const select = this.#bar.querySelector('#face');
+        if (select) select.value = String(this.#getFace());
+    }
+
     #makeBrushOptions() {
         const tool = this.#tool;
         const { step: id, index } = this.#store.ui.tool;
@@ -146,14 +157,10 @@ export class Toolbox {
 
     #makeFaceOptions() {
         const tool = this.#tool;
-        const chosen = this.#store.find(this.#store.ui.tool.step).extra.face ?? 0;
-        const select = h('select', { 'aria-label': 'Face', onchange: () => tool.choose(Number(select.value)) },
+        const select = h('select', { id: 'face', 'aria-label': 'Face', onchange: () => tool.choose(Number(select.value)) },
             h('option', { value: 0 }, 'All faces'),
             Array.from({ length: tool.count }, (_, i) => h('option', { value: i + 1 }, `Face ${i + 1}`)));
-        select.value = String(chosen);
-        this.#store.addEventListener('steps', () => {
-            select.value = String(this.#store.find(this.#store.ui.tool?.step)?.extra.face ?? 0);
-        });
+        select.value = String(this.#getFace());
         return [select];
     }
 }

@@ -49,6 +49,7 @@ export class Viewer extends EventTarget {
     /** The tool in hand: draws over the picture and takes the pointer first. */
     tool = null;
     isPeeking = false;
+    isPanKeyDown = false;
     /** The size of the picture that is shown, in its own pixels. */
     size = [1, 1];
 
