@@ -7,7 +7,8 @@ import subprocess
 import browser
 from browser import SAMPLES, apply
 
-CHAIN = '[{"effect":"WhiteBalance","color":"%23c8b496"},{"effect":"BlurBokeh","size":0.05,"aperture":{"shape":"heart"}}]'
+CHAIN = ('[{"effect":"WhiteBalance","color":"%23c8b496"},'
+         '{"effect":"BlurBokeh","size":0.05,"aperture":{"shape":"heart"}}]')  # fmt: skip
 
 
 class SaveTests(browser.BrowserTest):

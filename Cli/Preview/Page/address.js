@@ -2,7 +2,7 @@
 
 import { stepsFromText, stepsToText } from './recipe.js';
 
-const DELAY = 200;  // milliseconds; browsers limit how often an address may change
+const DELAY = 200; // milliseconds; browsers limit how often an address may change
 
 /** @param {import('./store.js').Store} store */
 export function writeAddress(store) {
@@ -16,10 +16,15 @@ export function writeAddress(store) {
 
 /** @returns what is to be set, and a message where the address is not one of the page's */
 export function readAddress(fragment, catalogue, photos) {
-    const words = new Map(fragment.replace(/^#/, '').split('&').map((part) => {
-        const split = part.indexOf('=');
-        return [part.slice(0, split), part.slice(split + 1)];
-    }));
+    const words = new Map(
+        fragment
+            .replace(/^#/, '')
+            .split('&')
+            .map((part) => {
+                const split = part.indexOf('=');
+                return [part.slice(0, split), part.slice(split + 1)];
+            }),
+    );
     const ui = {};
     if (photos.some((photo) => photo.id === Number(words.get('photo')))) ui.photo = Number(words.get('photo'));
     const view = (words.get('view') ?? '').split(',').map(Number);

@@ -3,9 +3,9 @@
 import { simplify } from './strokes.js';
 import { getBrushes } from './tools.js';
 
-const COLOURS = ['', '#5ee0a0', '#ff7a66'];  // by brush; told apart by lightness, too, and named beside the buttons
+const COLOURS = ['', '#5ee0a0', '#ff7a66']; // by brush; told apart by lightness, too, and named beside the buttons
 const ALPHA = 0.75;
-const TOLERANCE = 0.75;  // CSS pixels by which a stroke's line may be off
+const TOLERANCE = 0.75; // CSS pixels by which a stroke's line may be off
 
 export class BrushTool {
     shows = 'input';
@@ -48,7 +48,11 @@ export class BrushTool {
     down(point, event, view) {
         // A pen's other end erases, and so does the Alt key.
         const brush = event.buttons & 32 || event.altKey ? 0 : this.brush;
-        this.#current = { brush, radius: Math.max(0.5, Number((this.diameter / 2 / view.scale).toFixed(1))), points: [] };
+        this.#current = {
+            brush,
+            radius: Math.max(0.5, Number((this.diameter / 2 / view.scale).toFixed(1))),
+            points: [],
+        };
         this.scale = view.scale;
         this.move(point);
         return true;
@@ -102,7 +106,10 @@ export class BrushTool {
 
     #paintBrush(context, view) {
         const [x, y] = view.toScreen(this.#at);
-        for (const [width, colour] of [[3, 'rgba(0, 0, 0, 0.6)'], [1.5, COLOURS[this.brush] || '#fff']]) {
+        for (const [width, colour] of [
+            [3, 'rgba(0, 0, 0, 0.6)'],
+            [1.5, COLOURS[this.brush] || '#fff'],
+        ]) {
             context.lineWidth = width;
             context.strokeStyle = colour;
             context.beginPath();

@@ -47,7 +47,10 @@ export class Catalogue {
 
 /** BlurBokeh -> Blur bokeh, shape.centerX -> Center x; abbreviations stay. */
 export function toWords(name) {
-    const words = name.slice(name.lastIndexOf('.') + 1).replace(/([a-z0-9])([A-Z])/g, '$1 $2').split(' ');
+    const words = name
+        .slice(name.lastIndexOf('.') + 1)
+        .replace(/([a-z0-9])([A-Z])/g, '$1 $2')
+        .split(' ');
     const lower = words.map((word, i) => (i > 0 && !/^[A-Z]{2}/.test(word) ? word.toLowerCase() : word));
     const text = lower.join(' ');
     return text.charAt(0).toUpperCase() + text.slice(1);

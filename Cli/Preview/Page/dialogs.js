@@ -59,7 +59,10 @@ class WorkDialog {
         this.submit.disabled = true;
         this.say('');
         try {
-            this.#work = follow(() => start(this.form), (state) => this.#follow(state));
+            this.#work = follow(
+                () => start(this.form),
+                (state) => this.#follow(state),
+            );
             const state = await this.#work.done;
             this.#tell(state);
         } catch (error) {
@@ -107,15 +110,25 @@ export function makeDialogs(store, catalogue, preview, photos) {
     const photoName = () => photos.find(({ id }) => id === store.ui.photo)?.name ?? 'photo.png';
     const qualityOf = ({ quality, target }) => (LOSSY.test(target.value) ? Number(quality.value) : null);
 
-    const save = new WorkDialog('save-dialog', async ({ elements }) => api.save({
-        photo: store.ui.photo, chain: await preview.getChain(), target: elements.target.value.trim(),
-        quality: qualityOf(elements), isOverwriting: elements.overwrite.checked,
-    }));
+    const save = new WorkDialog('save-dialog', async ({ elements }) =>
+        api.save({
+            photo: store.ui.photo,
+            chain: await preview.getChain(),
+            target: elements.target.value.trim(),
+            quality: qualityOf(elements),
+            isOverwriting: elements.overwrite.checked,
+        }),
+    );
     const updateSave = bindQuality(save.form, () => save.form.elements.target.value);
-    const batch = new WorkDialog('batch-dialog', async ({ elements }) => api.runBatch({
-        photos: photos.map(({ id }) => id), chain: await preview.getChain(), name: elements.target.value.trim(),
-        quality: Number(elements.quality.value), isOverwriting: elements.overwrite.checked,
-    }));
+    const batch = new WorkDialog('batch-dialog', async ({ elements }) =>
+        api.runBatch({
+            photos: photos.map(({ id }) => id),
+            chain: await preview.getChain(),
+            name: elements.target.value.trim(),
+            quality: Number(elements.quality.value),
+            isOverwriting: elements.overwrite.checked,
+        }),
+    );
     const updateBatch = bindQuality(batch.form, () => '.jpg');
 
     const openSave = () => {
@@ -146,7 +159,12 @@ export function makeDialogs(store, catalogue, preview, photos) {
         const text = byId('command-text');
         try {
             const target = `${stemOf(photoName())}-new${suffixOf(photoName())}`;
-            const { command } = await api.getCommand({ photo: store.ui.photo, chain: await preview.getChain(), target, quality: null });
+            const { command } = await api.getCommand({
+                photo: store.ui.photo,
+                chain: await preview.getChain(),
+                target,
+                quality: null,
+            });
             text.textContent = command;
             byId('command-dialog').showModal();
             await copy(command, 'Command');
@@ -169,8 +187,11 @@ export function makeDialogs(store, catalogue, preview, photos) {
         event.preventDefault();
         const { target, overwrite } = recipeForm.elements;
         try {
-            const { file } = await api.saveRecipe({ chain: await preview.getChain(), target: target.value.trim(),
-                                                    isOverwriting: overwrite.checked });
+            const { file } = await api.saveRecipe({
+                chain: await preview.getChain(),
+                target: target.value.trim(),
+                isOverwriting: overwrite.checked,
+            });
             toast(`Saved as ${file}`);
             byId('recipe-dialog').close();
         } catch (error) {
@@ -180,8 +201,10 @@ export function makeDialogs(store, catalogue, preview, photos) {
     });
     // Strokes have no place in a recipe for the command line, but they have in one that this page opens again.
     const download = () => {
-        const link = h('a', { href: URL.createObjectURL(new Blob([stepsToText(store.steps)], { type: 'application/json' })),
-                              download: `${stemOf(photoName())}.json` });
+        const link = h('a', {
+            href: URL.createObjectURL(new Blob([stepsToText(store.steps)], { type: 'application/json' })),
+            download: `${stemOf(photoName())}.json`,
+        });
         link.click();
         setTimeout(() => URL.revokeObjectURL(link.href), 1000);
     };

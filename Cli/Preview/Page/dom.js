@@ -4,8 +4,8 @@ const SVG = 'http://www.w3.org/2000/svg';
 
 /**
  * @param {Element} element
- * @param {Object<string, any>} properties `on...` are listeners, `class` and what contains a dash are attributes, everything
- *     else is a property of the element where it has such a one
+ * @param {Object<string, any>} properties `on...` are listeners, what contains a dash is an attribute, everything else a
+ *     property of the element where it has such a one
  */
 function decorate(element, properties, children) {
     for (const [name, value] of Object.entries(properties ?? {})) {
@@ -32,8 +32,11 @@ export function icon(name) {
 }
 
 export function iconButton(name, label, onclick, properties = {}) {
-    return h('button', { type: 'button', class: 'icon-button', 'aria-label': label, title: label, onclick, ...properties },
-             icon(name));
+    return h(
+        'button',
+        { type: 'button', class: 'icon-button', 'aria-label': label, title: label, onclick, ...properties },
+        icon(name),
+    );
 }
 
 /** @returns {HTMLElement} */

@@ -16,7 +16,8 @@ export function addEffect(store, name) {
 }
 
 export function showEffects(store, catalogue, thumbnails) {
-    const list = byId('effect-list'), search = byId('effect-search');
+    const list = byId('effect-list'),
+        search = byId('effect-search');
     const cards = [];
     for (const [group, effects] of catalogue.getGroups()) {
         const grid = h('ul', { class: 'cards' });
@@ -24,10 +25,18 @@ export function showEffects(store, catalogue, thumbnails) {
         for (const effect of effects) {
             const canvas = effect.isPreviewed ? h('canvas', { width: 4, height: 3, 'aria-hidden': 'true' }) : null;
             const about = `${effect.summary}`;
-            const button = h('button', { type: 'button', class: 'card', title: about, 'data-effect': effect.effect,
-                                         onclick: () => addEffect(store, effect.effect) },
-                             canvas ?? h('span', { class: 'no-thumbnail' }, icon(GROUP_ICONS[group] ?? 'layers')),
-                             h('span', { class: 'card-name' }, toWords(effect.effect)));
+            const button = h(
+                'button',
+                {
+                    type: 'button',
+                    class: 'card',
+                    title: about,
+                    'data-effect': effect.effect,
+                    onclick: () => addEffect(store, effect.effect),
+                },
+                canvas ?? h('span', { class: 'no-thumbnail' }, icon(GROUP_ICONS[group] ?? 'layers')),
+                h('span', { class: 'card-name' }, toWords(effect.effect)),
+            );
             const item = h('li', {}, button);
             grid.append(item);
             const text = `${effect.effect} ${toWords(effect.effect)} ${effect.summary} ${group}`.toLowerCase();

@@ -1,9 +1,9 @@
 // Tools with handles over the picture: lines, points, rectangles, shapes and faces. A tool says what is to be seen and
 // what each handle moves; all settings have their controls in the list, too, for those who do not point.
 
-const REACH = 16;  // CSS pixels around a handle, enough for a finger
+const REACH = 16; // CSS pixels around a handle, enough for a finger
 const HANDLE = 6;
-const CORNERS = 72;  // of an ellipse that is drawn as a polygon
+const CORNERS = 72; // of an ellipse that is drawn as a polygon
 
 /**
  * @typedef {{get: (key: string) => any, set: (values: Object<string, any>, isDragging: boolean) => void,
@@ -27,14 +27,18 @@ class HandleTool {
         return { lines: [], handles: [] };
     }
 
-    /** What a drag that starts beside all handles moves. @returns {((point: number[], event: PointerEvent) => void) | null} */
+    /**
+     * What a drag that starts beside all handles moves.
+     * @returns {((point: number[], event: PointerEvent) => void) | null}
+     */
     begin() {
         return null;
     }
 
     #find(point, view) {
         const at = view.toScreen(point);
-        let best = null, distance = REACH;
+        let best = null,
+            distance = REACH;
         for (const handle of this.describe(view).handles) {
             const place = view.toScreen(handle.at);
             const off = Math.hypot(place[0] - at[0], place[1] - at[1]);
@@ -70,11 +74,24 @@ class HandleTool {
         const { lines, handles } = this.describe(view);
         const shapes = [];
         for (const line of lines) {
-            const points = line.points.map((point) => view.toScreen(point).map((at) => at.toFixed(1)).join()).join(' ');
+            const points = line.points
+                .map((point) =>
+                    view
+                        .toScreen(point)
+                        .map((at) => at.toFixed(1))
+                        .join(),
+                )
+                .join(' ');
             const tag = line.isClosed ? 'polygon' : 'polyline';
             const extra = line.isArrow ? { 'marker-end': 'url(#arrow)' } : {};
             shapes.push(svg(tag, { points, class: 'line-shadow' }));
-            shapes.push(svg(tag, { points, class: `line${line.isDashed ? ' dashed' : ''}${line.isChosen ? ' chosen' : ''}`, ...extra }));
+            shapes.push(
+                svg(tag, {
+                    points,
+                    class: `line${line.isDashed ? ' dashed' : ''}${line.isChosen ? ' chosen' : ''}`,
+                    ...extra,
+                }),
+            );
             if (line.label) {
                 const [x, y] = view.toScreen(line.points[0]);
                 shapes.push(svg('text', { x: x + 6, y: y + 16, class: 'line-label' }, line.label));
@@ -97,14 +114,23 @@ class LineTool extends HandleTool {
 
     describe() {
         const { get, set } = this.context;
-        const from = [get('fromX'), get('fromY')], to = [get('toX'), get('toY')];
+        const from = [get('fromX'), get('fromY')],
+            to = [get('toX'), get('toY')];
         const isEmpty = from[0] === to[0] && from[1] === to[1];
         const lines = isEmpty ? [] : [{ points: [from, to], isArrow: this.tool.isArrow }];
         const radius = this.tool.isArrow ? get(this.tool.brush) / 2 : get(this.tool.brush);
         if (!isEmpty) lines.push({ points: circle(from, radius, radius), isClosed: true, isDashed: true });
         const moveFrom = ([x, y]) => set({ fromX: Math.round(x), fromY: Math.round(y) }, true);
         const moveTo = ([x, y]) => set({ toX: Math.round(x), toY: Math.round(y) }, true);
-        return { lines, handles: isEmpty ? [] : [{ at: to, move: moveTo }, { at: from, move: moveFrom }] };
+        return {
+            lines,
+            handles: isEmpty
+                ? []
+                : [
+                      { at: to, move: moveTo },
+                      { at: from, move: moveFrom },
+                  ],
+        };
     }
 
     begin(start) {
@@ -132,7 +158,16 @@ class PointTool extends HandleTool {
         const scale = this.#scale(view);
         const at = [this.context.get(this.tool.x) * scale[0], this.context.get(this.tool.y) * scale[1]];
         const arm = 14 / view.scale;
-        const cross = [[[at[0] - arm, at[1]], [at[0] + arm, at[1]]], [[at[0], at[1] - arm], [at[0], at[1] + arm]]];
+        const cross = [
+            [
+                [at[0] - arm, at[1]],
+                [at[0] + arm, at[1]],
+            ],
+            [
+                [at[0], at[1] - arm],
+                [at[0], at[1] + arm],
+            ],
+        ];
         return { lines: cross.map((points) => ({ points })), handles: [{ at, move: this.#move(view) }] };
     }
 
@@ -163,15 +198,18 @@ class RectangleTool extends HandleTool {
             return Number.isNaN(number) ? rest : String(text).trim().endsWith('%') ? (number * side) / 100 : number;
         };
         const [x, y, width, height] = this.tool.lengths.map(get);
-        const left = toPixels(x, w, 0), top = toPixels(y, h, 0);
+        const left = toPixels(x, w, 0),
+            top = toPixels(y, h, 0);
         return [left, top, left + toPixels(width, w, w - left), top + toPixels(height, h, h - top)];
     }
 
     #write(a, b, view) {
         const clamp = (point) => toPixel(point).map((at, i) => Math.min(view.size[i], Math.max(0, at)));
         const [p, q] = [clamp(a), clamp(b)];
-        const left = Math.min(p[0], q[0]), top = Math.min(p[1], q[1]);
-        const right = Math.max(p[0], q[0], left + 1), bottom = Math.max(p[1], q[1], top + 1);
+        const left = Math.min(p[0], q[0]),
+            top = Math.min(p[1], q[1]);
+        const right = Math.max(p[0], q[0], left + 1),
+            bottom = Math.max(p[1], q[1], top + 1);
         const { list, numbers, lengths } = this.tool;
         const sides = [left, top, right - left, bottom - top];
         if (list) return this.context.set({ [list]: [left, right, top, bottom] }, true);
@@ -183,7 +221,12 @@ class RectangleTool extends HandleTool {
         const rect = this.#read(view);
         if (!rect) return { lines: [], handles: [] };
         const [left, top, right, bottom] = rect;
-        const corners = [[left, top], [right, top], [right, bottom], [left, bottom]];
+        const corners = [
+            [left, top],
+            [right, top],
+            [right, bottom],
+            [left, bottom],
+        ];
         const handles = corners.map((at, i) => {
             const opposite = corners[(i + 2) % 4];
             return { at, move: (point) => this.#write(opposite, point, view) };
@@ -206,7 +249,8 @@ function circle(centre, a, b, angle = 0) {
 /** A place beside the centre, turned counter-clockwise by `angle` degrees as one sees it. */
 function turned(centre, [x, y], angle) {
     const radians = (-angle * Math.PI) / 180;
-    const cos = Math.cos(radians), sin = Math.sin(radians);
+    const cos = Math.cos(radians),
+        sin = Math.sin(radians);
     return [centre[0] + x * cos - y * sin, centre[1] + x * sin + y * cos];
 }
 
@@ -226,11 +270,22 @@ class ShapeTool extends HandleTool {
         const half = [(get('width') * scale[0]) / 2, (get('height') * scale[1]) / 2];
         const angle = get('angle');
         const mode = get('thresholdMode');
-        const extent = mode === 'absolute' ? get('threshold')
-            : mode === 'relative' ? get('threshold') / Math.min(get('width'), get('height')) : 3;
+        const extent =
+            mode === 'absolute'
+                ? get('threshold')
+                : mode === 'relative'
+                  ? get('threshold') / Math.min(get('width'), get('height'))
+                  : 3;
         const isRound = form === 'ellipse' || form === 'circle';
-        const outline = (times) => isRound ? circle(centre, half[0] * times, half[1] * times, angle)
-            : [[-1, -1], [1, -1], [1, 1], [-1, 1]].map(([x, y]) => turned(centre, [x * half[0] * times, y * half[1] * times], angle));
+        const outline = (times) =>
+            isRound
+                ? circle(centre, half[0] * times, half[1] * times, angle)
+                : [
+                      [-1, -1],
+                      [1, -1],
+                      [1, 1],
+                      [-1, 1],
+                  ].map(([x, y]) => turned(centre, [x * half[0] * times, y * half[1] * times], angle));
         const lines = [{ points: outline(1), isClosed: true }];
         if (extent > 1) lines.push({ points: outline(extent), isClosed: true, isDashed: true });
 
@@ -243,7 +298,8 @@ class ShapeTool extends HandleTool {
         const add = (at, move) => inView(at) && handles.push({ at, move });
         if (mode === 'absolute' && extent > 1) {
             add(turned(centre, [0, half[1] * extent], angle), (point) =>
-                set({ [key('threshold')]: round(Math.max(1, Math.abs(inShape(point)[1]) / half[1])) }, true));
+                set({ [key('threshold')]: round(Math.max(1, Math.abs(inShape(point)[1]) / half[1])) }, true),
+            );
         }
         add(turned(centre, [half[0], 0], angle), resize('width', 0));
         add(turned(centre, [0, half[1]], angle), resize('height', 1));
@@ -253,9 +309,15 @@ class ShapeTool extends HandleTool {
             set({ [key('angle')]: Math.round(turn) }, true);
         });
         if (inView(arm)) lines.push({ points: [turned(centre, [0, -half[1]], angle), arm] });
-        add(centre, (point) => set({
-            [key('centerX')]: round(point[0] / view.size[0]), [key('centerY')]: round(point[1] / view.size[1]),
-        }, true));
+        add(centre, (point) =>
+            set(
+                {
+                    [key('centerX')]: round(point[0] / view.size[0]),
+                    [key('centerY')]: round(point[1] / view.size[1]),
+                },
+                true,
+            ),
+        );
         return { lines, handles };
     }
 }
@@ -271,7 +333,9 @@ class FacesTool extends HandleTool {
     setFaces(found) {
         this.#faces = found.faces;
         this.#size = [found.width, found.height];
-        this.hint = found.faces.length ? 'Click the face that is to be treated.' : 'No faces were found in this photograph.';
+        this.hint = found.faces.length
+            ? 'Click the face that is to be treated.'
+            : 'No faces were found in this photograph.';
     }
 
     get count() {
@@ -284,17 +348,26 @@ class FacesTool extends HandleTool {
         return {
             handles: [],
             lines: this.#faces.map(({ rectangle: [left, top, right, bottom] }, i) => ({
-                points: [[left * sx, top * sy], [right * sx, top * sy], [right * sx, bottom * sy], [left * sx, bottom * sy]],
-                isClosed: true, label: String(i + 1),
-                isChosen: chosen === undefined || chosen === i + 1, isDashed: !(chosen === undefined || chosen === i + 1),
+                points: [
+                    [left * sx, top * sy],
+                    [right * sx, top * sy],
+                    [right * sx, bottom * sy],
+                    [left * sx, bottom * sy],
+                ],
+                isClosed: true,
+                label: String(i + 1),
+                isChosen: chosen === undefined || chosen === i + 1,
+                isDashed: !(chosen === undefined || chosen === i + 1),
             })),
         };
     }
 
     begin(point, view) {
         const [sx, sy] = view.size.map((side, i) => side / this.#size[i]);
-        const hit = this.#faces.findIndex(({ rectangle: [left, top, right, bottom] }) =>
-            point[0] >= left * sx && point[0] < right * sx && point[1] >= top * sy && point[1] < bottom * sy);
+        const hit = this.#faces.findIndex(
+            ({ rectangle: [left, top, right, bottom] }) =>
+                point[0] >= left * sx && point[0] < right * sx && point[1] >= top * sy && point[1] < bottom * sy,
+        );
         if (hit < 0) return null;
         this.choose(hit + 1);
         return () => {};
@@ -305,4 +378,10 @@ class FacesTool extends HandleTool {
     }
 }
 
-export const HANDLE_TOOLS = { line: LineTool, point: PointTool, rectangle: RectangleTool, shape: ShapeTool, faces: FacesTool };
+export const HANDLE_TOOLS = {
+    line: LineTool,
+    point: PointTool,
+    rectangle: RectangleTool,
+    shape: ShapeTool,
+    faces: FacesTool,
+};

@@ -2,7 +2,7 @@
 
 import { cancelJob, getJob } from './api.js';
 
-const INTERVAL = 150;  // milliseconds between two looks at a job
+const INTERVAL = 150; // milliseconds between two looks at a job
 
 /**
  * @param {() => Promise<{job: number}>} start
@@ -10,7 +10,8 @@ const INTERVAL = 150;  // milliseconds between two looks at a job
  * @returns {{cancel: () => void, done: Promise<object>}}
  */
 export function follow(start, onState) {
-    let job = null, isCancelled = false;
+    let job = null,
+        isCancelled = false;
     const cancel = () => {
         isCancelled = true;
         if (job !== null) cancelJob(job).catch(() => {});

@@ -3,7 +3,7 @@
 import { byId } from './dom.js';
 
 const ARROWS = { ArrowLeft: [-1, 0], ArrowRight: [1, 0], ArrowUp: [0, -1], ArrowDown: [0, 1] };
-const PAN = 60;  // CSS pixels of one key press
+const PAN = 60; // CSS pixels of one key press
 
 const isTyping = (target) => target.matches('textarea, select, input:not([type=range]):not([type=checkbox])');
 
@@ -35,7 +35,9 @@ export function bindKeys({ store, viewer, preview, toolbox, chain, dialogs, phot
         e: () => toolbox.chooseBrush(0),
     };
     const withControl = {
-        z: () => store.undo(), y: () => store.redo(), s: dialogs.openSave,
+        z: () => store.undo(),
+        y: () => store.redo(),
+        s: dialogs.openSave,
     };
     const inChain = (event, item) => {
         const id = Number(item.dataset.id);
@@ -49,15 +51,15 @@ export function bindKeys({ store, viewer, preview, toolbox, chain, dialogs, phot
         const { target, key } = event;
         if (event.ctrlKey || event.metaKey) {
             if (event.altKey || (isTyping(target) && key !== 's')) return false;
-            if (key.toLowerCase() === 'z' && event.shiftKey) return store.redo(), true;
+            if (key.toLowerCase() === 'z' && event.shiftKey) return (store.redo(), true);
             return withControl[key] ? (withControl[key](), true) : false;
         }
         if (isTyping(target)) return false;
         const item = target.closest('#chain > li');
         if (item && inChain(event, item)) return true;
         if (event.altKey) return false;
-        if (key === 'Escape' && store.ui.tool) return toolbox.leave(), true;
-        if (target.id === 'stage' && ARROWS[key]) return viewer.pan(...ARROWS[key].map((way) => way * PAN)), true;
+        if (key === 'Escape' && store.ui.tool) return (toolbox.leave(), true);
+        if (target.id === 'stage' && ARROWS[key]) return (viewer.pan(...ARROWS[key].map((way) => way * PAN)), true);
         if (key === ' ' && target.id === 'stage') return (viewer.isPanKeyDown = true);
         return plain[key] ? (plain[key](), true) : false;
     };
@@ -72,5 +74,6 @@ export function bindKeys({ store, viewer, preview, toolbox, chain, dialogs, phot
     addEventListener('blur', () => peek(false));
     const original = byId('original');
     original.addEventListener('pointerdown', () => peek(true));
-    for (const type of ['pointerup', 'pointerleave', 'pointercancel']) original.addEventListener(type, () => peek(false));
+    for (const type of ['pointerup', 'pointerleave', 'pointercancel'])
+        original.addEventListener(type, () => peek(false));
 }

@@ -11,15 +11,24 @@ function formatBytes(bytes) {
 const formatSize = (width, height) => `${width} × ${height}`;
 
 export function showPhotos(store, photos, preview, thumbnails) {
-    const select = byId('photo'), strip = byId('filmstrip');
+    const select = byId('photo'),
+        strip = byId('filmstrip');
     select.replaceChildren(...photos.map((photo) => h('option', { value: photo.id }, photo.name)));
     const isMany = photos.length > 1;
     byId('previous-photo').hidden = byId('next-photo').hidden = strip.hidden = byId('batch').hidden = !isMany;
     const buttons = photos.map((photo) => {
         const canvas = h('canvas', { width: 4, height: 3, 'aria-hidden': 'true' });
         if (isMany) thumbnails.fill(canvas, photo.id, []);
-        return h('button', { type: 'button', title: photo.name, 'aria-label': photo.name,
-                             onclick: () => store.setUi({ photo: photo.id, tool: null }) }, canvas);
+        return h(
+            'button',
+            {
+                type: 'button',
+                title: photo.name,
+                'aria-label': photo.name,
+                onclick: () => store.setUi({ photo: photo.id, tool: null }),
+            },
+            canvas,
+        );
     });
     strip.replaceChildren(...buttons);
     const go = (by) => {
@@ -47,7 +56,9 @@ export function showPhotos(store, photos, preview, thumbnails) {
 
     preview.addEventListener('photo', ({ detail }) => {
         const photo = photos.find(({ id }) => id === store.ui.photo);
-        byId('info-file').textContent = detail ? `${detail.format} · ${formatBytes(detail.bytes)}` : formatBytes(photo.bytes);
+        byId('info-file').textContent = detail
+            ? `${detail.format} · ${formatBytes(detail.bytes)}`
+            : formatBytes(photo.bytes);
         byId('info-size').textContent = detail ? formatSize(detail.width, detail.height) : '–';
         byId('info-metadata').textContent = detail ? detail.metadata?.join(', ') || 'none' : '–';
         byId('notes').replaceChildren();
@@ -56,11 +67,20 @@ export function showPhotos(store, photos, preview, thumbnails) {
         const { photo } = preview;
         const isResized = photo && (photo.width !== detail.width || photo.height !== detail.height);
         if (photo) {
-            byId('info-size').textContent = formatSize(photo.width, photo.height) +
+            byId('info-size').textContent =
+                formatSize(photo.width, photo.height) +
                 (isResized ? ` → ${formatSize(detail.width, detail.height)}` : '');
         }
         const findings = detail.findings?.length
-            ? [h('details', {}, h('summary', {}, 'What was found'), h('pre', { tabIndex: 0 }, JSON.stringify(detail.findings, null, 1)))] : [];
+            ? [
+                  h(
+                      'details',
+                      {},
+                      h('summary', {}, 'What was found'),
+                      h('pre', { tabIndex: 0 }, JSON.stringify(detail.findings, null, 1)),
+                  ),
+              ]
+            : [];
         const notes = [...new Set([...(photo?.notes ?? []), ...(detail.notes ?? [])])];
         byId('notes').replaceChildren(...notes.map((note) => h('p', {}, note)), ...findings);
         const approximate = byId('approximate');

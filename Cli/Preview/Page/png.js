@@ -25,7 +25,7 @@ function chunk(type, data) {
 
 /** @param {Uint8Array} samples rows of width levels @returns {Promise<Blob>} */
 export async function encodeGreyPng(width, height, samples) {
-    const rows = new Uint8Array((width + 1) * height);  // each row after a zero: not filtered
+    const rows = new Uint8Array((width + 1) * height); // each row after a zero: not filtered
     for (let y = 0; y < height; ++y) rows.set(samples.subarray(y * width, (y + 1) * width), y * (width + 1) + 1);
     const stream = new Blob([rows]).stream().pipeThrough(new CompressionStream('deflate'));
     const data = new Uint8Array(await new Response(stream).arrayBuffer());
@@ -34,6 +34,7 @@ export async function encodeGreyPng(width, height, samples) {
     new DataView(header.buffer).setUint32(4, height);
     header.set([8, 0, 0, 0, 0], 8);
     const signature = Uint8Array.of(137, 80, 78, 71, 13, 10, 26, 10);
-    return new Blob([signature, chunk('IHDR', header), chunk('IDAT', data), chunk('IEND', new Uint8Array())],
-                    { type: 'image/png' });
+    return new Blob([signature, chunk('IHDR', header), chunk('IDAT', data), chunk('IEND', new Uint8Array())], {
+        type: 'image/png',
+    });
 }

@@ -1,4 +1,4 @@
-// Decides what is to be shown, and asks for it: the chain's picture, the photograph before it, the mask that is painted.
+// Decides what is to be shown, and asks for it: the chain's picture, the photograph before it, the mask being painted.
 
 import { getPhoto } from './api.js';
 import { toWords } from './catalogue.js';
@@ -9,8 +9,8 @@ import { Renderer } from './renderer.js';
 import { toChain } from './wire.js';
 
 const TINY = { outWidth: 8, outHeight: 8 };
-const CAN_PASS = [0, 503];  // no answer, too much to do: the same request may do better later
-const BUSY_DELAY = 200;  // milliseconds; what is quicker needs no sign
+const CAN_PASS = [0, 503]; // no answer, too much to do: the same request may do better later
+const BUSY_DELAY = 200; // milliseconds; what is quicker needs no sign
 
 export class Preview extends EventTarget {
     #store;
@@ -19,8 +19,12 @@ export class Preview extends EventTarget {
     #toolbox;
     #busy = 0;
     #busyTimer = 0;
-    #renderers = new Map(['main', 'before', 'mask', 'size'].map(
-        (name) => [name, new Renderer(name, 'main', (isBusy) => name !== 'size' && this.#showBusy(isBusy))]));
+    #renderers = new Map(
+        ['main', 'before', 'mask', 'size'].map((name) => [
+            name,
+            new Renderer(name, 'main', (isBusy) => name !== 'size' && this.#showBusy(isBusy)),
+        ]),
+    );
     /** Sizes of pictures by photograph and steps; what a step is given counts for strokes and places. */
     #sizes = new Map();
     #photo = null;
@@ -96,7 +100,10 @@ export class Preview extends EventTarget {
         const step = tool && this.#store.find(tool.step);
         if (this.#toolbox.tool?.isReady && !step?.settings.demoMode) {
             const at = this.#store.steps.indexOf(step);
-            const steps = [...getRunningSteps(this.#store.steps.slice(0, at), this.#catalogue), { ...step, isOff: false }];
+            const steps = [
+                ...getRunningSteps(this.#store.steps.slice(0, at), this.#catalogue),
+                { ...step, isOff: false },
+            ];
             this.#ask('mask', steps, photo, this.#viewer.getRequest(), isFinal);
         } else if (this.#viewer.hasLayer('mask')) {
             this.#asked.delete('mask');
@@ -112,9 +119,11 @@ export class Preview extends EventTarget {
         if (last?.all === all && (last.isFinal || !isFinal)) return;
         this.#asked.set(name, { all, isFinal });
         const getChain = () => toChain(steps, (step) => this.#getSize(photo, steps.slice(0, steps.indexOf(step))));
-        this.#renderers.get(name).ask({ photo, getChain, view, isFinal },
+        this.#renderers.get(name).ask(
+            { photo, getChain, view, isFinal },
             (answer) => this.#show(name, answer, steps, view, `${photo} ${key}`),
-            (error) => this.#fail(name, error));
+            (error) => this.#fail(name, error),
+        );
     }
 
     #show(name, answer, steps, view, key) {
@@ -126,7 +135,10 @@ export class Preview extends EventTarget {
         this.#hideError();
         showHistogram(about.histogram);
         const names = steps.map((step) => toWords(step.effect));
-        byId('picture').setAttribute('aria-label', names.length ? `The photograph after ${names.join(', ')}` : 'The photograph');
+        byId('picture').setAttribute(
+            'aria-label',
+            names.length ? `The photograph after ${names.join(', ')}` : 'The photograph',
+        );
         this.dispatchEvent(new CustomEvent('rendered', { detail: about }));
     }
 
@@ -149,7 +161,10 @@ export class Preview extends EventTarget {
 
     /** The size of the picture that a step is given, as far as it is known. */
     getSizeBefore(step) {
-        const steps = this.#store.steps.slice(0, this.#store.steps.findIndex((any) => any.id === step.id));
+        const steps = this.#store.steps.slice(
+            0,
+            this.#store.steps.findIndex((any) => any.id === step.id),
+        );
         const running = getRunningSteps(steps, this.#catalogue);
         for (let count = running.length; count >= 0; --count) {
             const size = this.#sizes.get(this.#getSizeKey(this.#store.ui.photo, running.slice(0, count)));
@@ -164,8 +179,13 @@ export class Preview extends EventTarget {
         if (!this.#sizes.has(key)) {
             const getChain = () => toChain(steps, (step) => this.#getSize(photo, steps.slice(0, steps.indexOf(step))));
             const size = await new Promise((resolve, reject) => {
-                this.#renderers.get('size').ask({ photo, getChain, view: TINY, isFinal: false },
-                    ({ about }) => resolve([about.width, about.height]), reject);
+                this.#renderers
+                    .get('size')
+                    .ask(
+                        { photo, getChain, view: TINY, isFinal: false },
+                        ({ about }) => resolve([about.width, about.height]),
+                        reject,
+                    );
             });
             this.#sizes.set(key, size);
         }
@@ -192,11 +212,18 @@ export class Preview extends EventTarget {
         const isGone = error.status === 0;
         byId('message').hidden = false;
         byId('message').classList.toggle('gone', isGone);
-        byId('message-text').replaceChildren(...(isGone
-            ? [h('strong', {}, 'The server has ended.'), ' Your steps are kept in the address of this page. Start ',
-               h('code', {}, 'kalvatri preview'), ' again and open the recipe there, or put the part of this address from ',
-               h('code', {}, '#'), ' on behind the new one.']
-            : [error.message]));
+        byId('message-text').replaceChildren(
+            ...(isGone
+                ? [
+                      h('strong', {}, 'The server has ended.'),
+                      ' Your steps are kept in the address of this page. Start ',
+                      h('code', {}, 'kalvatri preview'),
+                      ' again and open the recipe there, or put the part of this address from ',
+                      h('code', {}, '#'),
+                      ' on behind the new one.',
+                  ]
+                : [error.message]),
+        );
         byId('download-recipe').hidden = !isGone;
         byId('retry').hidden = !CAN_PASS.includes(error.status);
     }

@@ -32,7 +32,8 @@ function nest(settings) {
 
 function flatten(object, prefix, into) {
     for (const [key, value] of Object.entries(object)) {
-        if (value !== null && typeof value === 'object' && !Array.isArray(value)) flatten(value, `${prefix}${key}.`, into);
+        if (value !== null && typeof value === 'object' && !Array.isArray(value))
+            flatten(value, `${prefix}${key}.`, into);
         else into[prefix + key] = value;
     }
     return into;
@@ -45,18 +46,22 @@ export function stepToJson(step) {
 
 /** The steps with all that the page knows of them, for the address. */
 export function stepsToText(steps) {
-    return JSON.stringify(steps.map((step) => {
-        const json = stepToJson(step);
-        if (step.isOff) json.isOff = true;
-        if (step.second) json.with = [step.second];
-        if (step.strokes.length) json.strokes = step.strokes.map(({ brush, radius, points }) => [brush, radius, ...points]);
-        return json;
-    }));
+    return JSON.stringify(
+        steps.map((step) => {
+            const json = stepToJson(step);
+            if (step.isOff) json.isOff = true;
+            if (step.second) json.with = [step.second];
+            if (step.strokes.length)
+                json.strokes = step.strokes.map(({ brush, radius, points }) => [brush, radius, ...points]);
+            return json;
+        }),
+    );
 }
 
 /** Keys in another case or with unknown names are left to the server, which words what is wrong with them. */
 function stepFromJson(json, catalogue) {
-    if (typeof json?.effect !== 'string') throw new Error('A recipe is an array of steps, each with the name of an effect.');
+    if (typeof json?.effect !== 'string')
+        throw new Error('A recipe is an array of steps, each with the name of an effect.');
     const { effect, isOff, strokes, with: pictures, ...rest } = json;
     const known = catalogue.effects.find((any) => any.effect.toLowerCase() === effect.toLowerCase());
     if (!known) throw new Error(`There is no effect "${effect}".`);
@@ -78,7 +83,9 @@ function stepFromJson(json, catalogue) {
 }
 
 function joinMap(object) {
-    return Object.entries(object).map(([key, value]) => `${key}:${value}`).join(',');
+    return Object.entries(object)
+        .map(([key, value]) => `${key}:${value}`)
+        .join(',');
 }
 
 /** @returns {Step[]} */

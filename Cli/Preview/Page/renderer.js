@@ -4,11 +4,13 @@
 import { ApiError, render } from './api.js';
 import { forgetPictures } from './wire.js';
 
-const PATIENCE = 700;  // milliseconds for which a newer request waits for the one under way
+const PATIENCE = 700; // milliseconds for which a newer request waits for the one under way
 const UNREADABLE_UPLOAD = /upload:/;
 
 /** Tells tabs apart, so that they do not cancel each other's requests. */
-const tab = Array.from(crypto.getRandomValues(new Uint8Array(8)), (byte) => byte.toString(16).padStart(2, '0')).join('');
+const tab = Array.from(crypto.getRandomValues(new Uint8Array(8)), (byte) => byte.toString(16).padStart(2, '0')).join(
+    '',
+);
 
 /**
  * @typedef {{photo: number, getChain: () => Promise<object[]>, view: object, isFinal: boolean}} Request
@@ -77,8 +79,10 @@ export class Renderer {
         const ask = async () => {
             const chain = await getChain();
             signal.throwIfAborted();
-            return render({ client: this.#client, lane: this.#lane, sequence: job.sequence, photo, chain, view, isFinal },
-                          signal);
+            return render(
+                { client: this.#client, lane: this.#lane, sequence: job.sequence, photo, chain, view, isFinal },
+                signal,
+            );
         };
         try {
             return await ask();

@@ -1,8 +1,8 @@
 // How a slider's way stands for a setting's range.
 
-const PARTS = 200;      // of a slider's way, finer than a hand can tell
+const PARTS = 200; // of a slider's way, finer than a hand can tell
 const CURVED_WAY = 1000;
-const CURVE = 3;        // a cubic leaves an eighth of the half range to half of the way
+const CURVE = 3; // a cubic leaves an eighth of the half range to half of the way
 
 /** The largest power of ten that divides a range into at least 200 parts, at most 1 for whole numbers' sake. */
 function niceStep(span) {
@@ -15,7 +15,8 @@ const isPlace = (field) => field.unit === 'pixels' && field.max >= 131071;
 /** The slider stays inside the picture, and the number beside it takes the rest. */
 function getBounds(field, size) {
     if (!isPlace(field)) return [field.min, field.max];
-    const isAcross = /(x|width|left|right)$/i.test(field.key), isDown = /(y|height|top|bottom)$/i.test(field.key);
+    const isAcross = /(x|width|left|right)$/i.test(field.key),
+        isDown = /(y|height|top|bottom)$/i.test(field.key);
     const side = isAcross ? size[0] : isDown ? size[1] : Math.max(...size);
     return [Math.max(0, field.min), Math.max(side, 1)];
 }
@@ -44,8 +45,14 @@ export function makeScale(field, size) {
     const round = (value) => Number((Math.round(value / valueStep) * valueStep).toPrecision(10));
     const clamp = (value) => Math.min(max, Math.max(min, value));
     if (!hasCurve) {
-        return { min, max, step: valueStep, valueStep, toValue: (position) => clamp(round(position)),
-                 toPosition: (value) => clamp(value) };
+        return {
+            min,
+            max,
+            step: valueStep,
+            valueStep,
+            toValue: (position) => clamp(round(position)),
+            toPosition: (value) => clamp(value),
+        };
     }
     const middle = start > min && start < max ? CURVED_WAY / 2 : start <= min ? 0 : CURVED_WAY;
     const toValue = (position) => {

@@ -5,8 +5,12 @@ import { h, iconButton } from './dom.js';
 const DEFAULT_SPAN = [0, 255];
 
 function parse(text) {
-    return String(text).split(',').map((part) => part.trim().split(':')).filter(([, colour]) => /^#[0-9a-f]{6}/i.test(colour ?? ''))
-        .map(([position, colour]) => ({ position: Number(position), colour })).sort((a, b) => a.position - b.position);
+    return String(text)
+        .split(',')
+        .map((part) => part.trim().split(':'))
+        .filter(([, colour]) => /^#[0-9a-f]{6}/i.test(colour ?? ''))
+        .map(([position, colour]) => ({ position: Number(position), colour }))
+        .sort((a, b) => a.position - b.position);
 }
 
 const format = (stops) => stops.map(({ position, colour }) => `${position}:${colour}`).join(',');
@@ -17,7 +21,9 @@ function mix(stops, position) {
     if (!after) return '#808080';
     const part = after === before ? 0 : (position - before.position) / (after.position - before.position);
     const level = (colour, i) => Number.parseInt(colour.slice(1 + 2 * i, 3 + 2 * i), 16);
-    const levels = [0, 1, 2].map((i) => Math.round(level(before.colour, i) * (1 - part) + level(after.colour, i) * part));
+    const levels = [0, 1, 2].map((i) =>
+        Math.round(level(before.colour, i) * (1 - part) + level(after.colour, i) * part),
+    );
     return `#${levels.map((each) => each.toString(16).padStart(2, '0')).join('')}`;
 }
 
@@ -43,8 +49,12 @@ export function makeStopsEditor(field, binding) {
         return Math.round(Math.min(1, Math.max(0, (event.clientX - box.left) / box.width)) * (max - min) + min);
     };
     const add = (wanted) => {
-        const stops = stopsNow(), position = freePosition(stops, wanted);
-        if (position !== null) write([...stops, { position, colour: mix(stops, position) + alpha }].sort((a, b) => a.position - b.position));
+        const stops = stopsNow(),
+            position = freePosition(stops, wanted);
+        if (position !== null)
+            write(
+                [...stops, { position, colour: mix(stops, position) + alpha }].sort((a, b) => a.position - b.position),
+            );
     };
 
     let held = -1;
@@ -70,16 +80,25 @@ export function makeStopsEditor(field, binding) {
 
     const makeRow = (index) => {
         const position = h('input', {
-            type: 'number', class: 'number', min, max, step: 1, 'aria-label': `Position of stop ${index + 1}`,
+            type: 'number',
+            class: 'number',
+            min,
+            max,
+            step: 1,
+            'aria-label': `Position of stop ${index + 1}`,
             onchange: () => {
                 const stops = stopsNow();
                 const [stop] = stops.splice(index, 1);
-                stop.position = freePosition(stops, Math.min(max, Math.max(min, Math.round(position.valueAsNumber) || 0)));
+                stop.position = freePosition(
+                    stops,
+                    Math.min(max, Math.max(min, Math.round(position.valueAsNumber) || 0)),
+                );
                 write([...stops, stop].sort((a, b) => a.position - b.position));
             },
         });
         const colour = h('input', {
-            type: 'color', 'aria-label': `Colour of stop ${index + 1}`,
+            type: 'color',
+            'aria-label': `Colour of stop ${index + 1}`,
             oninput: () => {
                 const stops = stopsNow();
                 stops[index].colour = colour.value + stops[index].colour.slice(7);
@@ -87,8 +106,9 @@ export function makeStopsEditor(field, binding) {
             },
             onchange: () => binding.settle(),
         });
-        const remove = iconButton('close', `Remove stop ${index + 1}`,
-                                  () => write(stopsNow().filter((_, i) => i !== index)));
+        const remove = iconButton('close', `Remove stop ${index + 1}`, () =>
+            write(stopsNow().filter((_, i) => i !== index)),
+        );
         return { row: h('div', { class: 'stop-row' }, position, colour, remove), position, colour };
     };
 
@@ -98,18 +118,24 @@ export function makeStopsEditor(field, binding) {
         if (made.length !== stops.length) {
             made = stops.map((_, i) => makeRow(i));
             const middle = Math.round((min + max) / 2);
-            rows.replaceChildren(...made.map(({ row }) => row), iconButton('plus', 'Add a stop', () => add(middle)));
+            rows.replaceChildren(
+                ...made.map(({ row }) => row),
+                iconButton('plus', 'Add a stop', () => add(middle)),
+            );
         }
         const way = ({ position }) => ((position - min) / (max - min)) * 100;
-        bar.replaceChildren(...stops.map((stop, i) => {
-            const handle = h('span', { class: 'stop', 'data-stop': i });
-            handle.style.left = `${way(stop)}%`;
-            handle.style.background = stop.colour;
-            return handle;
-        }));
-        bar.style.background = stops.length > 1
-            ? `linear-gradient(to right, ${stops.map((stop) => `${stop.colour} ${way(stop)}%`).join(', ')})`
-            : stops[0]?.colour ?? '';
+        bar.replaceChildren(
+            ...stops.map((stop, i) => {
+                const handle = h('span', { class: 'stop', 'data-stop': i });
+                handle.style.left = `${way(stop)}%`;
+                handle.style.background = stop.colour;
+                return handle;
+            }),
+        );
+        bar.style.background =
+            stops.length > 1
+                ? `linear-gradient(to right, ${stops.map((stop) => `${stop.colour} ${way(stop)}%`).join(', ')})`
+                : (stops[0]?.colour ?? '');
         stops.forEach((stop, i) => {
             if (document.activeElement !== made[i].position) made[i].position.value = stop.position;
             made[i].colour.value = stop.colour.slice(0, 7);

@@ -30,7 +30,10 @@ export class Store extends EventTarget {
 
     /** @param {number} id @param {(step: Step) => Partial<Step>} change */
     changeStep(id, change, merge = null) {
-        this.setSteps(this.steps.map((step) => (step.id === id ? { ...step, ...change(step) } : step)), merge);
+        this.setSteps(
+            this.steps.map((step) => (step.id === id ? { ...step, ...change(step) } : step)),
+            merge,
+        );
     }
 
     /** Sets one setting; `undefined` and the default take it back. */
@@ -40,14 +43,19 @@ export class Store extends EventTarget {
 
     /** @param {[{key: string, default: any}, any][]} changes */
     setSettings(step, changes, merge = null) {
-        this.changeStep(step.id, ({ settings }) => {
-            const next = { ...settings };
-            for (const [field, value] of changes) {
-                if (value === undefined || JSON.stringify(value) === JSON.stringify(field.default)) delete next[field.key];
-                else next[field.key] = value;
-            }
-            return { settings: next };
-        }, merge);
+        this.changeStep(
+            step.id,
+            ({ settings }) => {
+                const next = { ...settings };
+                for (const [field, value] of changes) {
+                    if (value === undefined || JSON.stringify(value) === JSON.stringify(field.default))
+                        delete next[field.key];
+                    else next[field.key] = value;
+                }
+                return { settings: next };
+            },
+            merge,
+        );
     }
 
     /** Ends a drag: the next change is another one for undo, and the best picture is asked for. */

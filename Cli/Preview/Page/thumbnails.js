@@ -3,7 +3,7 @@
 
 import { Renderer } from './renderer.js';
 
-const SIDE = 112;  // CSS pixels
+const SIDE = 112; // CSS pixels
 
 export class Thumbnails {
     #renderer = new Renderer('thumbnails', 'thumbnail');
@@ -50,8 +50,11 @@ export class Thumbnails {
         const side = Math.round(SIDE * (devicePixelRatio || 1));
         const view = { outWidth: side, outHeight: side };
         return new Promise((resolve) => {
-            this.#renderer.ask({ photo, getChain: async () => chain, view, isFinal: true },
-                               ({ pixels }) => resolve(pixels), () => resolve(null));
+            this.#renderer.ask(
+                { photo, getChain: async () => chain, view, isFinal: true },
+                ({ pixels }) => resolve(pixels),
+                () => resolve(null),
+            );
         });
     }
 

@@ -57,11 +57,16 @@ export class Toolbox {
         return {
             step,
             get: (key) => step()?.settings[key] ?? field(key)?.default,
-            set: (values, isDragging) => store.setSettings(
-                step(), Object.entries(values).map(([key, value]) => [field(key), value]), isDragging ? `${id}:tool` : null),
+            set: (values, isDragging) =>
+                store.setSettings(
+                    step(),
+                    Object.entries(values).map(([key, value]) => [field(key), value]),
+                    isDragging ? `${id}:tool` : null,
+                ),
             settle: () => store.settle(),
             setExtra: (extra) => store.changeStep(id, () => ({ extra })),
-            changeStrokes: (change) => store.changeStep(id, ({ strokes }) => ({ strokes: change(strokes), second: '' })),
+            changeStrokes: (change) =>
+                store.changeStep(id, ({ strokes }) => ({ strokes: change(strokes), second: '' })),
             leave: () => this.leave(),
         };
     }
@@ -93,8 +98,12 @@ export class Toolbox {
         this.#bar.hidden = !this.#tool;
         if (!this.#tool) return this.#bar.replaceChildren();
         const done = h('button', { type: 'button', class: 'button primary', onclick: () => this.leave() }, 'Done');
-        const options = this.#tool instanceof BrushTool ? this.#makeBrushOptions()
-            : this.#tool.count > 0 ? this.#makeFaceOptions() : [];
+        const options =
+            this.#tool instanceof BrushTool
+                ? this.#makeBrushOptions()
+                : this.#tool.count > 0
+                  ? this.#makeFaceOptions()
+                  : [];
         this.#bar.replaceChildren(h('span', { class: 'hint' }, this.#tool.hint), ...options, done);
     }
 
@@ -116,21 +125,41 @@ export class Toolbox {
         const buttons = tool.brushes.map(({ label }, brush) => {
             const dot = brush ? h('span', { class: 'dot', 'aria-hidden': 'true' }) : icon('eraser');
             if (brush) dot.style.background = getBrushColour(brush);
-            return h('button', { type: 'button', class: 'tool-button', 'aria-pressed': String(tool.brush === brush),
-                                 'data-brush': brush, onclick: () => this.chooseBrush(brush) }, dot, label);
+            return h(
+                'button',
+                {
+                    type: 'button',
+                    class: 'tool-button',
+                    'aria-pressed': String(tool.brush === brush),
+                    'data-brush': brush,
+                    onclick: () => this.chooseBrush(brush),
+                },
+                dot,
+                label,
+            );
         });
         const size = h('input', {
-            type: 'range', id: 'brush-size', min: 0, max: BRUSHES.length - 1, step: 1, value: BRUSHES.indexOf(tool.diameter),
+            type: 'range',
+            id: 'brush-size',
+            min: 0,
+            max: BRUSHES.length - 1,
+            step: 1,
+            value: BRUSHES.indexOf(tool.diameter),
             oninput: () => {
                 tool.diameter = BRUSHES[size.valueAsNumber];
                 this.#viewer.invalidate();
             },
         });
         const sizeLabel = h('label', { htmlFor: 'brush-size', class: 'brush-size' }, 'Size', size);
-        const cutOut = getTools(step.effect)[index].hasCutOut && this.#store.steps.at(-1).id === id
-            ? h('button', { type: 'button', class: 'button', onclick: () => this.#cutOut() }, 'Cut out') : null;
-        return [h('span', { class: 'brushes', role: 'group', 'aria-label': 'Brush' }, buttons.slice(1), buttons[0]),
-                sizeLabel, cutOut].filter(Boolean);
+        const cutOut =
+            getTools(step.effect)[index].hasCutOut && this.#store.steps.at(-1).id === id
+                ? h('button', { type: 'button', class: 'button', onclick: () => this.#cutOut() }, 'Cut out')
+                : null;
+        return [
+            h('span', { class: 'brushes', role: 'group', 'aria-label': 'Brush' }, buttons.slice(1), buttons[0]),
+            sizeLabel,
+            cutOut,
+        ].filter(Boolean);
     }
 
     chooseBrush(brush) {
@@ -157,9 +186,12 @@ export class Toolbox {
 
     #makeFaceOptions() {
         const tool = this.#tool;
-        const select = h('select', { id: 'face', 'aria-label': 'Face', onchange: () => tool.choose(Number(select.value)) },
+        const select = h(
+            'select',
+            { id: 'face', 'aria-label': 'Face', onchange: () => tool.choose(Number(select.value)) },
             h('option', { value: 0 }, 'All faces'),
-            Array.from({ length: tool.count }, (_, i) => h('option', { value: i + 1 }, `Face ${i + 1}`)));
+            Array.from({ length: tool.count }, (_, i) => h('option', { value: i + 1 }, `Face ${i + 1}`)),
+        );
         select.value = String(this.#getFace());
         return [select];
     }

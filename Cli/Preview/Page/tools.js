@@ -8,7 +8,13 @@
 
 const FACES = [{ kind: 'faces', label: 'Choose a face', icon: 'face' }];
 const SHAPE = [{ kind: 'shape', label: 'Place the shape', icon: 'shape', prefix: 'shape.' }];
-const MASK = { kind: 'strokes', label: 'Paint where', icon: 'brush', rest: 0, brushes: [{ label: 'Here', value: 255 }] };
+const MASK = {
+    kind: 'strokes',
+    label: 'Paint where',
+    icon: 'brush',
+    rest: 0,
+    brushes: [{ label: 'Here', value: 255 }],
+};
 
 const TOOLS = {
     AutoGlareRemove: FACES,
@@ -26,24 +32,38 @@ const TOOLS = {
     FaceMask: FACES,
     FaceRecognition: FACES,
     FaceThinning: FACES,
-    Matting: [{
-        kind: 'strokes', label: 'Paint the trimap', icon: 'brush', rest: 128, isMask: true,
-        brushes: [{ label: 'Subject', value: 255 }, { label: 'Background', value: 0 }],
-    }],
+    Matting: [
+        {
+            kind: 'strokes',
+            label: 'Paint the trimap',
+            icon: 'brush',
+            rest: 128,
+            isMask: true,
+            brushes: [
+                { label: 'Subject', value: 255 },
+                { label: 'Background', value: 0 },
+            ],
+        },
+    ],
     ReduceLocalLuma: [
         MASK,
         { kind: 'rectangle', label: 'Draw the part', icon: 'rectangle', numbers: ['x', 'y', 'width', 'height'] },
     ],
-    ReplaceChroma: [
-        { kind: 'point', label: 'Pick the brightness', icon: 'target', x: 'basePointX', y: 'basePointY' },
+    ReplaceChroma: [{ kind: 'point', label: 'Pick the brightness', icon: 'target', x: 'basePointX', y: 'basePointY' }],
+    Segmentation: [
+        {
+            kind: 'strokes',
+            label: 'Paint strokes',
+            icon: 'brush',
+            rest: 0,
+            isMask: true,
+            hasCutOut: true,
+            brushes: [
+                { label: 'Subject', setting: 'foreground', value: 255 },
+                { label: 'Background', setting: 'background', value: 128 },
+            ],
+        },
     ],
-    Segmentation: [{
-        kind: 'strokes', label: 'Paint strokes', icon: 'brush', rest: 0, isMask: true, hasCutOut: true,
-        brushes: [
-            { label: 'Subject', setting: 'foreground', value: 255 },
-            { label: 'Background', setting: 'background', value: 128 },
-        ],
-    }],
     ShapeMask: [{ kind: 'shape', label: 'Place the shape', icon: 'shape', prefix: '' }],
     TiltShift: SHAPE,
     Vignette: SHAPE,
@@ -69,11 +89,18 @@ export function getTools(effect) {
 export function getBrushes(step) {
     const tool = getTools(step.effect).find((any) => any.kind === 'strokes');
     if (!tool) return [];
-    const brushes = tool.brushes.map(({ label, setting, value }) => ({ label, value: step.settings[setting] ?? value }));
+    const brushes = tool.brushes.map(({ label, setting, value }) => ({
+        label,
+        value: step.settings[setting] ?? value,
+    }));
     return [{ label: 'Eraser', value: tool.rest }, ...brushes];
 }
 
-/** The steps that cut the subject out along a mask, with hair: a band around its edge, and the fine mask of that band. */
+/** The steps that cut the subject out along a mask, with hair: a band around its edge, and that band's fine mask. */
 export const CUT_OUT = [
-    ['Trimap', { width: 8 }], ['Original', {}], ['Matting', {}], ['Original', {}], ['RemoveBackground', { smooth: 0 }],
+    ['Trimap', { width: 8 }],
+    ['Original', {}],
+    ['Matting', {}],
+    ['Original', {}],
+    ['RemoveBackground', { smooth: 0 }],
 ];

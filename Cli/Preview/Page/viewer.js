@@ -2,13 +2,13 @@
 
 import { byId, svg } from './dom.js';
 
-const MARGIN = 20;        // CSS pixels around a picture that is fitted into the stage
-const LARGEST_FIT = 4;    // times; a small picture is not blown up beyond
+const MARGIN = 20; // CSS pixels around a picture that is fitted into the stage
+const LARGEST_FIT = 4; // times; a small picture is not blown up beyond
 const ZOOMS = [0.05, 0.1, 0.25, 0.5, 1, 2, 4, 8];
 const TINT = [214, 64, 64];
 const TINT_ALPHA = 0.62;
-const WHEEL_REST = 200;   // milliseconds after which the wheel stands still
-const CHECKER = 8;  // CSS pixels of the squares that show where a picture is transparent
+const WHEEL_REST = 200; // milliseconds after which the wheel stands still
+const CHECKER = 8; // CSS pixels of the squares that show where a picture is transparent
 
 /**
  * @typedef {{scale: number, x: number, y: number, size: [number, number], toScreen: (point: number[]) => number[],
@@ -98,9 +98,13 @@ export class Viewer extends EventTarget {
             const start = free >= 0 ? free / 2 : Math.min(0, Math.max(free, side / 2 - at * extent * scale));
             return Math.round(start * this.ratio) / this.ratio;
         };
-        const x = offset(width, w, centre[0]), y = offset(height, h, centre[1]);
+        const x = offset(width, w, centre[0]),
+            y = offset(height, h, centre[1]);
         return {
-            scale, x, y, size: this.size,
+            scale,
+            x,
+            y,
+            size: this.size,
             toScreen: ([px, py]) => [x + px * scale, y + py * scale],
             toPicture: ([sx, sy]) => [(sx - x) / scale, (sy - y) / scale],
         };
@@ -129,7 +133,8 @@ export class Viewer extends EventTarget {
         if (this.#store.ui.zoom === 'fit') return { outWidth, outHeight };
         const view = this.getView();
         const ratio = size.map((side, i) => side / this.size[i]);
-        const near = view.toPicture([0, 0]), far = view.toPicture([this.#stage.clientWidth, this.#stage.clientHeight]);
+        const near = view.toPicture([0, 0]),
+            far = view.toPicture([this.#stage.clientWidth, this.#stage.clientHeight]);
         const from = near.map((at, i) => Math.min(size[i] - 1, Math.max(0, Math.floor(at * ratio[i]))));
         const to = far.map((at, i) => Math.max(from[i] + 1, Math.min(size[i], Math.ceil(at * ratio[i]))));
         const part = { x: from[0], y: from[1], width: to[0] - from[0], height: to[1] - from[1] };
@@ -167,10 +172,15 @@ export class Viewer extends EventTarget {
         const layer = this.#layers.get('main')?.near;
         if (!layer) return null;
         const [left, top, width, height] = layer.region;
-        const at = [((x - left) / width) * layer.bitmap.width, ((y - top) / height) * layer.bitmap.height].map(Math.floor);
+        const at = [((x - left) / width) * layer.bitmap.width, ((y - top) / height) * layer.bitmap.height].map(
+            Math.floor,
+        );
         if (at[0] < 0 || at[1] < 0 || at[0] >= layer.bitmap.width || at[1] >= layer.bitmap.height) return null;
         const from = at.map((place) => Math.max(0, place - radius));
-        const to = [Math.min(layer.bitmap.width, at[0] + radius + 1), Math.min(layer.bitmap.height, at[1] + radius + 1)];
+        const to = [
+            Math.min(layer.bitmap.width, at[0] + radius + 1),
+            Math.min(layer.bitmap.height, at[1] + radius + 1),
+        ];
         const { data } = layer.bitmap.getContext('2d').getImageData(...from, to[0] - from[0], to[1] - from[1]);
         const sum = [0, 0, 0];
         for (let i = 0; i < data.length; ++i) if (i % 4 < 3) sum[i % 4] += data[i];
@@ -189,10 +199,17 @@ export class Viewer extends EventTarget {
         context.setTransform(1, 0, 0, 1, 0, 0);
         context.clearRect(0, 0, this.#canvas.width, this.#canvas.height);
         const { divider, isComparing } = this.#store.ui;
-        const main = this.#layers.get('main'), before = this.#layers.get('before'), mask = this.#layers.get('mask');
-        const isDivided = isComparing && !this.tool && !this.isPeeking && Boolean(main && before) &&
+        const main = this.#layers.get('main'),
+            before = this.#layers.get('before'),
+            mask = this.#layers.get('mask');
+        const isDivided =
+            isComparing &&
+            !this.tool &&
+            !this.isPeeking &&
+            Boolean(main && before) &&
             this.#hasSameForm(before.near.size);
-        const from = view.toScreen([0, 0]), to = view.toScreen(this.size);
+        const from = view.toScreen([0, 0]),
+            to = view.toScreen(this.size);
         const line = from[0] + divider * (to[0] - from[0]);
         if (this.isPeeking && before) this.#drawLayer(context, view, before);
         else if (main) this.#drawLayer(context, view, main);
@@ -228,7 +245,8 @@ export class Viewer extends EventTarget {
             on.fillRect(0, 0, side, side);
             on.fillRect(side, side, side, side);
         }
-        const [x, y, right, bottom] = [view.toScreen([0, 0]), view.toScreen(this.size)].flat()
+        const [x, y, right, bottom] = [view.toScreen([0, 0]), view.toScreen(this.size)]
+            .flat()
             .map((at) => Math.round(at * this.ratio));
         context.save();
         context.globalCompositeOperation = 'destination-over';
@@ -256,7 +274,9 @@ export class Viewer extends EventTarget {
         const start = [(w - size[0] * stretch[0]) / 2, (h - size[1] * stretch[1]) / 2];
         const corner = view.toScreen([start[0] + region[0] * stretch[0], start[1] + region[1] * stretch[1]]);
         const [x, y] = corner.map((at) => Math.round(at * this.ratio));
-        let [width, height] = [region[2] * stretch[0], region[3] * stretch[1]].map((side) => side * view.scale * this.ratio);
+        let [width, height] = [region[2] * stretch[0], region[3] * stretch[1]].map(
+            (side) => side * view.scale * this.ratio,
+        );
         // Where the server's rounding and ours differ by a pixel, its pixels are shown as they are.
         if (Math.abs(width - bitmap.width) < 1.5 && Math.abs(height - bitmap.height) < 1.5) {
             [width, height] = [bitmap.width, bitmap.height];
@@ -268,7 +288,8 @@ export class Viewer extends EventTarget {
     }
 
     #bindDivider() {
-        const divider = byId('divider'), range = byId('divider-range');
+        const divider = byId('divider'),
+            range = byId('divider-range');
         const moveTo = (event) => {
             const view = this.getView();
             const [at] = this.#place(event);
@@ -338,12 +359,16 @@ export class Viewer extends EventTarget {
         } else if (this.#drag.kind === 'tool') {
             // The places between two frames belong to a stroke, too.
             const events = event.getCoalescedEvents?.() ?? [];
-            for (const each of events.length ? events : [event]) this.tool?.move(view.toPicture(this.#place(each)), event);
+            for (const each of events.length ? events : [event])
+                this.tool?.move(view.toPicture(this.#place(each)), event);
             this.invalidate();
         } else if (this.#drag.kind === 'pan') {
             const [w, h] = this.size;
             const { from, centre } = this.#drag;
-            this.setCentre([centre[0] - (at[0] - from[0]) / (w * view.scale), centre[1] - (at[1] - from[1]) / (h * view.scale)]);
+            this.setCentre([
+                centre[0] - (at[0] - from[0]) / (w * view.scale),
+                centre[1] - (at[1] - from[1]) / (h * view.scale),
+            ]);
         } else if (this.#pointers.size === 2) {
             const pinch = this.#getPinch();
             this.setZoom(this.#drag.zoom * (pinch.distance / this.#drag.start.distance), pinch.middle);
@@ -365,7 +390,10 @@ export class Viewer extends EventTarget {
 
     #getPinch() {
         const [a, b] = [...this.#pointers.values()];
-        return { distance: Math.max(1, Math.hypot(a[0] - b[0], a[1] - b[1])), middle: [(a[0] + b[0]) / 2, (a[1] + b[1]) / 2] };
+        return {
+            distance: Math.max(1, Math.hypot(a[0] - b[0], a[1] - b[1])),
+            middle: [(a[0] + b[0]) / 2, (a[1] + b[1]) / 2],
+        };
     }
 
     #wheel(event) {
@@ -413,7 +441,8 @@ export class Viewer extends EventTarget {
 
     stepZoom(direction) {
         const zoom = this.getZoom();
-        const next = direction > 0 ? ZOOMS.find((any) => any > zoom * 1.01) : ZOOMS.findLast((any) => any < zoom * 0.99);
+        const next =
+            direction > 0 ? ZOOMS.find((any) => any > zoom * 1.01) : ZOOMS.findLast((any) => any < zoom * 0.99);
         if (next) this.setZoom(next);
     }
 }

@@ -6,7 +6,7 @@ import { stepToJson } from './recipe.js';
 import { drawStrokes } from './strokes.js';
 import { getBrushes } from './tools.js';
 
-const KEPT = 16;  // names that are remembered; the server keeps no more than some pictures either
+const KEPT = 16; // names that are remembered; the server keeps no more than some pictures either
 
 const names = new Map();
 
@@ -32,10 +32,12 @@ export function forgetPictures() {
  * @param {(step: import('./recipe.js').Step) => Promise<[number, number]>} getSize of the picture that a step is given
  */
 export async function toChain(steps, getSize) {
-    return Promise.all(steps.map(async (step) => {
-        const json = stepToJson(step);
-        if (step.strokes.length) json.with = [await keepStrokes(step, await getSize(step))];
-        else if (step.second) json.with = [step.second];
-        return json;
-    }));
+    return Promise.all(
+        steps.map(async (step) => {
+            const json = stepToJson(step);
+            if (step.strokes.length) json.with = [await keepStrokes(step, await getSize(step))];
+            else if (step.second) json.with = [step.second];
+            return json;
+        }),
+    );
 }
