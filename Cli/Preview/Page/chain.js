@@ -14,6 +14,7 @@ export class ChainList {
     #list = byId('chain');
     #body = null;
     #bodyKey = '';
+    #shape = '';
 
     constructor({ store, catalogue, photos, preview }) {
         this.#store = store;
@@ -35,11 +36,18 @@ export class ChainList {
 
     #show() {
         const { steps, ui } = this.#store;
+        const chosen = steps.find((step) => step.id === ui.selected);
+        const hasSameBody = this.#keepBody(chosen);
+        // A slider that is dragged must stay where it is in the document.
+        const shape = JSON.stringify([
+            ui.selected,
+            ...steps.map((step) => [step.id, step.effect, step.isOff, isComplete(step, this.#catalogue)]),
+        ]);
+        if (shape === this.#shape && hasSameBody) return void this.#body?.sync();
+        this.#shape = shape;
         const focus = this.#rememberFocus();
         byId('clear').disabled = !steps.length;
         byId('chain-empty').hidden = steps.length > 0;
-        const chosen = steps.find((step) => step.id === ui.selected);
-        this.#keepBody(chosen);
         this.#list.replaceChildren(...steps.map((step, i) => this.#makeItem(step, i, step === chosen)));
         this.#body?.sync();
         focus();
@@ -64,9 +72,10 @@ export class ChainList {
     #keepBody(step) {
         const size = step ? this.#preview.getSizeBefore(step) : [1, 1];
         const key = step ? JSON.stringify([step.id, step.effect, size]) : '';
-        if (key === this.#bodyKey) return;
+        if (key === this.#bodyKey) return true;
         this.#bodyKey = key;
         this.#body = step ? this.#makeBody(step, size) : null;
+        return false;
     }
 
     #makeItem(step, index, isChosen) {

@@ -23,8 +23,11 @@ export function showEffects(store, catalogue, thumbnails) {
         const grid = h('ul', { class: 'cards' });
         const section = h('section', {}, h('h3', {}, GROUP_NAMES[group] ?? group), grid);
         for (const effect of effects) {
-            const canvas = effect.isPreviewed ? h('canvas', { width: 4, height: 3, 'aria-hidden': 'true' }) : null;
-            const about = `${effect.summary}`;
+            const canvas =
+                effect.isPreviewed && effect.kind === 'one-input'
+                    ? h('canvas', { width: 4, height: 3, 'aria-hidden': 'true' })
+                    : null;
+            const about = effect.summary;
             const button = h(
                 'button',
                 {

@@ -30,7 +30,7 @@ function bindBar(store, viewer) {
         byId('fit').setAttribute('aria-pressed', String(store.ui.zoom === 'fit'));
         byId('full').setAttribute('aria-pressed', String(store.ui.zoom === 1));
         byId('compare').setAttribute('aria-pressed', String(store.ui.isComparing));
-        byId('zoom').value = `${Math.round(viewer.getZoom() * 100)} %`;
+        byId('zoom').value = viewer.hasLayer('main') ? `${Math.round(viewer.getZoom() * 100)} %` : '–';
     };
     for (const type of ['steps', 'ui']) store.addEventListener(type, update);
     for (const type of ['moved', 'resized']) viewer.addEventListener(type, update);

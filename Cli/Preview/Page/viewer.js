@@ -149,9 +149,10 @@ export class Viewer extends EventTarget {
         const isWhole = view.width === undefined;
         const region = isWhole ? [0, 0, ...size] : [view.x, view.y, view.width, view.height];
         const near = { bitmap: toCanvas(name === 'mask' ? toFoil(pixels) : pixels), region, size, key };
+        const isFirst = !this.#layers.has(name);
         const earlier = this.#layers.get(name)?.whole;
         this.#layers.set(name, { near, whole: isWhole ? near : earlier?.key === key ? earlier : null });
-        if (name === 'main' && (size[0] !== this.size[0] || size[1] !== this.size[1])) {
+        if (name === 'main' && (isFirst || size[0] !== this.size[0] || size[1] !== this.size[1])) {
             this.size = size;
             this.dispatchEvent(new Event('resized'));
         }
