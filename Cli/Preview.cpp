@@ -11,7 +11,6 @@
 #include <filesystem>
 #include <future>
 #include <iostream>
-#include <thread>
 
 #include "Cli/BatchInputs.h"
 #include "Cli/Catalogue.h"
@@ -76,7 +75,7 @@ void OpenInBrowser(const std::string& address) {
 }  // namespace
 
 void RunPreview(const PreviewOptions& options) {
-    constexpr std::chrono::milliseconds kPatience{30}, kTimeToEnd{200};
+    constexpr std::chrono::milliseconds kPatience{30};
     enum : std::size_t { kRenderings, kJobs };
 
     if (options.threads > 0) Core::SetLibraryThreads(options.threads);
@@ -93,20 +92,21 @@ void RunPreview(const PreviewOptions& options) {
     Api api(work, queue, jobs);
     WebServer server(api, GetPageFolder(), options.port);
     std::cout << "The preview is at " << server.GetAddress() << " until Ctrl-C ends it" << std::endl;
-    std::future<void> serving = std::async(std::launch::async, [&] { server.Run(); });
+    const std::future<void> serving = std::async(std::launch::async, [&] { server.Run(); });
     // The first photograph is read while the browser starts.
-    std::future<void> reading = std::async(std::launch::async, [&] { queue.Ask(Lane::Main, kPhoto, {{"photo", 0}}); });
+    const std::future<void> reading = std::async(std::launch::async, [&] {
+        queue.Ask(Lane::Main, kPhoto, {{"photo", 0}});
+    });
     if (options.isOpening) OpenInBrowser(server.GetAddress());
 
     while (signals.GetSeen() == 0) {
-        std::this_thread::sleep_for(kPatience);
+        if (serving.wait_for(kPatience) == std::future_status::ready)
+            throw CommandError(ExitCode::Failed, "serving the page", "the system accepts no further connections");
         queue.Tend();
     }
+    // Connections that browsers keep open, and effects in the middle of their work, would be waited for. What is shown
+    // needs no end; results that are being written leave nothing behind.
     jobs.Stop();
-    queue.Stop();
-    server.Stop();
-    // Connections that browsers keep open would be waited for.
-    if (serving.wait_for(kTimeToEnd) == std::future_status::ready) return;
     Io::PendingFile::AbandonAll();
     std::cout.flush();
     std::_Exit(static_cast<int>(ExitCode::Done));

@@ -254,6 +254,16 @@ double Renderer::EstimateSeconds(const Chain& chain, std::size_t firstStep, doub
     return seconds * pixels / kMegapixel;
 }
 
+// Small pictures tell more about what an effect costs at any size.
+void Renderer::Measure(const EffectEntry& effect, double seconds, double pixels) {
+    constexpr double kFewestPixels = 2e5;
+    if (pixels < kFewestPixels) return;
+    const std::lock_guard lock(mutex_);
+    const double now = seconds / (pixels / kMegapixel);
+    const auto [known, isNew] = measured_.emplace(effect.GetName(), now);
+    if (!isNew) known->second = (known->second + now) / 2;  // a busy machine is not always busy
+}
+
 std::string Renderer::GetKey(const Job& job, const Area& area, std::size_t steps) const {
     const Json place = {job.request.photo, area.whole.width, area.x, area.y, area.width, area.height};
     Json prefix(job.request.chain.begin(), job.request.chain.begin() + static_cast<std::ptrdiff_t>(steps));
@@ -290,11 +300,7 @@ ChainPoint Renderer::Run(Job& job, const Area& area) {
     std::optional<ChainPoint> last;
     Clock::time_point begin = Clock::now();
     const auto afterStep = [&](const ChainPoint& now) {
-        {
-            const std::lock_guard lock(mutex_);
-            measured_[chain[now.stepsDone - 1].effect->GetName()] =
-                SecondsSince(begin) / (area.GetPixels() / kMegapixel);
-        }
+        Measure(*chain[now.stepsDone - 1].effect, SecondsSince(begin), area.GetPixels());
         cache_.Add(GetKey(job, area, now.stepsDone), now);
         last = now;
         begin = Clock::now();

@@ -78,6 +78,7 @@ private:
     Orvexa::Proc::FramePtr GetBeginning(Job& job, const Area& area);
     ChainPoint MakePoint(const Orvexa::Proc::FramePtr& picture) const;
     double EstimateSeconds(const Chain& chain, std::size_t firstStep, double pixels);
+    void Measure(const EffectEntry& effect, double seconds, double pixels);
     ChainPoint Run(Job& job, const Area& area);
     std::string GetKey(const Job& job, const Area& area, std::size_t steps) const;
     std::size_t CountKnownSteps(const Job& job, const Area& area);

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <condition_variable>
 #include <deque>
 #include <fstream>
@@ -73,16 +72,15 @@ std::string FindType(std::string_view name) {
 // and the system lets their makers wait.
 class ConnectionThreads : public httplib::TaskQueue {
 public:
-    explicit ConnectionThreads(const std::atomic<bool>& isStopping) : isStopping_(isStopping) {
+    ConnectionThreads() {
         constexpr int kThreads = 64;
         for (int i = 0; i < kThreads; ++i) threads_.emplace_back([this] { Work(); });
     }
 
     void enqueue(std::function<void()> serve) override {
         constexpr std::size_t kMaxWaiting = 256;
-        constexpr std::chrono::milliseconds kPatience{20};
         std::unique_lock lock(mutex_);
-        while (waiting_.size() >= kMaxWaiting && !isStopping_) changed_.wait_for(lock, kPatience);
+        changed_.wait(lock, [&] { return waiting_.size() < kMaxWaiting; });
         waiting_.push_back(std::move(serve));
         changed_.notify_all();
     }
@@ -112,7 +110,6 @@ private:
         }
     }
 
-    const std::atomic<bool>& isStopping_;
     std::mutex mutex_;  // guards what follows
     std::condition_variable changed_;
     std::deque<std::function<void()>> waiting_;
@@ -148,15 +145,11 @@ public:
         return std::string("http://") + kHost + ":" + std::to_string(port_) + "/" + token_ + "/";
     }
     void Run() { server_.listen_after_bind(); }
-    void Stop() {
-        isStopping_ = true;
-        server_.stop();
-    }
 
 private:
     void SetUp() {
         constexpr int kTimeout = 5, kRequests = 100000;  // seconds; on one connection
-        server_.new_task_queue = [this] { return new ConnectionThreads(isStopping_); };
+        server_.new_task_queue = [] { return new ConnectionThreads; };
         server_.set_tcp_nodelay(true);
         // The library would share the port with others.
         server_.set_socket_options([](socket_t socket) {
@@ -294,7 +287,6 @@ private:
     const std::string token_;
     int port_ = 0;
     std::vector<std::string> hosts_;
-    std::atomic<bool> isStopping_ = false;
     HttpServer server_;
 };
 
@@ -303,6 +295,5 @@ WebServer::WebServer(Api& api, const Core::ioPath& page, int port)
 WebServer::~WebServer() = default;
 std::string WebServer::GetAddress() const { return implementation_->GetAddress(); }
 void WebServer::Run() { implementation_->Run(); }
-void WebServer::Stop() { implementation_->Stop(); }
 
 }  // namespace Kalvatri

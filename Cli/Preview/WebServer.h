@@ -21,9 +21,8 @@ public:
     ~WebServer();
 
     std::string GetAddress() const;
-    /// Serves until `Stop`, which another thread calls.
+    /// Serves until the process ends, or the system accepts no further connection.
     void Run();
-    void Stop();
 
 private:
     class Implementation;
