@@ -81,8 +81,9 @@ class ChainTests(browser.BrowserTest):
 
     def test_grey_is_picked_before_the_step(self):
         """The dropper sees the picture as it comes to the step, not what the step makes of it."""
-        chain = '[{"effect":"CreateVideo","width":200,"height":200,"color":"%23c8b496"},{"effect":"WhiteBalance"}]'
-        self.open(self.photo, fragment=f"view=1,0.5,0.5&divider=off&chain={chain}")
+        ground = '{"effect":"CreateVideo","width":200,"height":200,"color":"%23c8b496"}'
+        balance = '{"effect":"WhiteBalance","color":"%23ff8040"}'
+        self.open(self.photo, fragment=f"view=1,0.5,0.5&divider=off&chain=[{ground},{balance}]")
         self.find("[data-key=color] .tool-button").click()
         self.wait_idle()
         stage = self.find("#stage").rect
