@@ -108,6 +108,23 @@ std::optional<Json> Channel::Receive() {
     return message;
 }
 
+bool Channel::SendBytes(std::span<const std::uint8_t> bytes) const {
+    return SendAll(descriptor_, bytes.data(), bytes.size());
+}
+
+bool Channel::ReceiveBytes(std::span<std::uint8_t> bytes) {
+    const std::size_t buffered = std::min(read_.size(), bytes.size());
+    std::memcpy(bytes.data(), read_.data(), buffered);
+    read_.erase(0, buffered);
+    bytes = bytes.subspan(buffered);
+    while (!bytes.empty()) {
+        const ssize_t count = recv(descriptor_, bytes.data(), bytes.size(), 0);
+        if (count == 0 || (count < 0 && errno != EINTR)) return false;
+        bytes = bytes.subspan(static_cast<std::size_t>(std::max<ssize_t>(0, count)));
+    }
+    return true;
+}
+
 WorkerProcess::Sockets WorkerProcess::MakeSockets() {
     int sockets[2];
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets) != 0) Throw(std::strerror(errno));
@@ -143,6 +160,7 @@ WorkerProcess::~WorkerProcess() {
 void WorkerProcess::RunChild(const Work& work, int socket, pid_t parent) const {
     constexpr int kFailed = 1;
     for (const int descriptor : ParentDescriptors()) close(descriptor);
+    ParentDescriptors().clear();  // the numbers may stand for other files soon, and this process may have children
     BlockRequestsToEnd();
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent) _exit(kFailed);  // it ended before it could be tied to
@@ -156,6 +174,11 @@ void WorkerProcess::RunChild(const Work& work, int socket, pid_t parent) const {
         _exit(kFailed);
     }
     _exit(0);
+}
+
+void WorkerProcess::CloseChannel() {
+    ParentDescriptors().erase(channel_.GetDescriptor());
+    channel_.Close();
 }
 
 void WorkerProcess::ForgetOutput() {

@@ -4,8 +4,10 @@
 
 #include <sys/types.h>
 
+#include <cstdint>
 #include <functional>
 #include <optional>
+#include <span>
 #include <string>
 
 #include "Cli/SettingsJson.h"
@@ -32,6 +34,9 @@ public:
     std::optional<Json> Take();
     /// Waits for the next message; none when the other process has ended.
     std::optional<Json> Receive();
+    /// Bytes that follow a message which tells their number; false when the other process has ended.
+    bool SendBytes(std::span<const std::uint8_t> bytes) const;
+    bool ReceiveBytes(std::span<std::uint8_t> bytes);
 
 private:
     int descriptor_;
@@ -53,6 +58,8 @@ public:
     ~WorkerProcess();
 
     Channel& GetChannel() { return channel_; }
+    /// Leaves the child to whoever else holds the parent's end of the channel.
+    void CloseChannel();
     /// Forgets what the child has written to stderr so far.
     void ForgetOutput();
     /// Asks the system to end the child now; does not wait.

@@ -117,9 +117,11 @@ private:
                                nullptr, {input, work_.options.isStrict});
             std::vector<Proc::FramePtr> pictures;
             pictures.push_back(Converted(std::move(picture), work_.options, work_.factory));
-            Proc::FramePtr result = runner.Run(std::move(pictures)).front();
+            pictures = runner.Run(std::move(pictures));
+            if (pictures.size() != 1)
+                Throw("the chain gives " + std::to_string(pictures.size()) + " pictures; there is a name for one only");
             notes.insert(notes.end(), runner.GetNotes().begin(), runner.GetNotes().end());
-            return result;
+            return pictures.front();
         } catch (const CommandError& error) {
             throw CommandError(error.GetExitCode(), input, error.what(), error.GetOrigin());
         }

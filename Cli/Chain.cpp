@@ -94,6 +94,22 @@ Json ChainToJson(const Chain& chain) {
     return json;
 }
 
+std::vector<std::string> ChainToWords(const Chain& chain) {
+    std::vector<std::string> words;
+    for (const Step& step : chain) {
+        words.push_back(step.effect->GetName());
+        const auto start = step.effect->settings->create();
+        for (const Proc::Field& field : step.settings->GetFields()) {
+            if (!field.IsEqual(*step.settings, *start)) words.push_back(field.key + "=" + field.Format(*step.settings));
+        }
+        Json faces;
+        AddToJson(step.faces, faces);
+        for (const auto& [key, value] : faces.items()) words.push_back(key + "=" + value.dump());
+        for (const Core::ioPath& file : step.with) words.push_back(std::string(kWith) + "=" + file.string());
+    }
+    return words;
+}
+
 void CheckPictures(const Chain& chain, std::size_t inputs) {
     if (chain.empty()) ThrowUsage(kReadingChain, "an effect is missing; `kalvatri list` shows the effects");
     for (const Step& step : chain) {

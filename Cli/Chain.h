@@ -28,6 +28,8 @@ Chain ParseChain(const Catalogue& catalogue, const Json& json);
 /// The chain in that form: of each effect the settings that differ from what it starts with. A name of a file that is
 /// not UTF-8 has no such form.
 Json ChainToJson(const Chain& chain);
+/// The chain in the form of words, again with the settings that differ.
+std::vector<std::string> ChainToWords(const Chain& chain);
 /// Checks the numbers of pictures that the steps are given. These functions throw `CommandError` for wrong usage.
 void CheckPictures(const Chain& chain, std::size_t inputs);
 /// Throws `EffectException` if files of the format cannot keep what the chain is there for, transparency.

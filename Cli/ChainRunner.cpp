@@ -83,12 +83,14 @@ ChainRunner::ChainRunner(const Proc::FactoryPtr& factory, const Chain& chain, co
                          Core::ProgressPtr progress, RunOptions options)
     : factory_(factory), progress_(std::move(progress)), options_(std::move(options)), course_{FaceFinder(factory)} {
     for (const Step& step : chain) {
-        RunningStep running{&step, IsOriginal(step) ? AnyEffect() : MakeEffect(step, progress_), {}, nullptr};
+        const bool isLeftOut = steps_.size() < options_.firstStep;
+        RunningStep& running = steps_.emplace_back(RunningStep{&step, AnyEffect(), {}, nullptr});
+        if (isLeftOut) continue;
+        if (!IsOriginal(step)) running.effect = MakeEffect(step, progress_);
         for (const Core::ioPath& file : step.with) {
             const PixFmt pixFmt = running.with.empty() ? step.effect->settings->getSecondInput() : PixFmt::None;
             running.with.push_back(InFormat(factory, read(file), pixFmt));
         }
-        steps_.push_back(std::move(running));
     }
 }
 
@@ -121,7 +123,19 @@ Pictures ChainRunner::Run(Pictures pictures) {
     const bool goesBack =
         std::any_of(steps_.begin(), steps_.end(), [](const RunningStep& running) { return IsOriginal(*running.step); });
     const FramePtr original = goesBack ? pictures.front() : FramePtr();
-    for (auto next = steps_.begin(); next != steps_.end();) {
+    return RunFrom(steps_.begin(), std::move(pictures), original);
+}
+
+Pictures ChainRunner::Resume(ChainPoint point, const FramePtr& original) {
+    course_ = {std::move(point.faces), std::move(point.findings)};
+    notes_ = std::move(point.notes);
+    return RunFrom(steps_.begin() + static_cast<std::ptrdiff_t>(point.stepsDone), std::move(point.pictures), original);
+}
+
+Pictures ChainRunner::RunFrom(StepPlace next, Pictures pictures, const FramePtr& original) {
+    const StepPlace begin = next;
+    while (next != steps_.end()) {
+        if (options_.afterStep && next != begin) ReportPoint(next, pictures);
         if (IsOriginal(*next->step)) {
             pictures.insert(pictures.begin(), original);
             course_.faces.Forget();
@@ -144,8 +158,14 @@ Pictures ChainRunner::Run(Pictures pictures) {
             next = end;
         }
     }
+    if (options_.afterStep && next != begin) ReportPoint(next, pictures);
     if (progress_ != nullptr) progress_->Finish();
     return pictures;
+}
+
+void ChainRunner::ReportPoint(StepPlace next, const Pictures& pictures) {
+    options_.afterStep(
+        {static_cast<std::size_t>(next - steps_.begin()), pictures, course_.faces, course_.findings, notes_});
 }
 
 // Uses the step's effect up. Effects keep masks and pictures of the size of those that they were used for, which the
@@ -266,7 +286,7 @@ void ChainRunner::ThrowIfCancelled() const {
 Json ChainRunner::GetStatistics() const {
     Json list = Json::array();
     for (const RunningStep& running : steps_) {
-        if (IsOriginal(*running.step)) continue;
+        if (IsOriginal(*running.step) || (running.statistics.is_null() && IsSpent(running.effect))) continue;
         list.push_back(
             {{"effect", running.step->effect->GetName()},
              {"statistics", running.statistics.is_null() ? ToJson(StatisticsOf(running.effect)) : running.statistics}});

@@ -15,10 +15,22 @@ namespace Kalvatri {
 
 using PictureReader = std::function<Orvexa::Proc::FramePtr(const Orvexa::Core::ioPath& file)>;
 
+/// Where a run stands between two steps of its chain. Going on from there gives what the whole run gives.
+struct ChainPoint {
+    std::size_t stepsDone = 0;
+    std::vector<Orvexa::Proc::FramePtr> pictures;
+    FaceFinder faces;  ///< with those of the picture, while there is only one
+    Json findings = Json::array();
+    std::vector<std::string> notes;
+};
+
 /// What a run does beyond its chain.
 struct RunOptions {
     std::string file;       ///< where the first picture came from; the faces given for several pictures are told by it
     bool isStrict = false;  ///< whether a picture without the faces that a step treats is an error
+    std::size_t firstStep = 0;  ///< the steps before it are left to an earlier run, whose `ChainPoint` goes to `Resume`
+    /// Called between two steps and after the last one; may be empty.
+    std::function<void(const ChainPoint&)> afterStep = {};
 };
 
 class ChainRunner {
@@ -33,6 +45,8 @@ public:
     /// own, because effects remember what they were last used for; they count as one stage of the progress. Errors and
     /// cancellation throw `CommandError`; of several pictures that fail it is the first one's error.
     std::vector<Orvexa::Proc::FramePtr> Run(std::vector<Orvexa::Proc::FramePtr> pictures);
+    /// Runs the steps that follow `point`, of a run that began with the picture `original`.
+    std::vector<Orvexa::Proc::FramePtr> Resume(ChainPoint point, const Orvexa::Proc::FramePtr& original);
 
     /// The effects' statistics, an array with one object per step; counters are summed over the effects that served
     /// several pictures.
@@ -56,6 +70,11 @@ private:
         Json findings = Json::array();
     };
 
+    using StepPlace = std::vector<RunningStep>::iterator;
+
+    std::vector<Orvexa::Proc::FramePtr> RunFrom(StepPlace next, std::vector<Orvexa::Proc::FramePtr> pictures,
+                                                const Orvexa::Proc::FramePtr& original);
+    void ReportPoint(StepPlace next, const std::vector<Orvexa::Proc::FramePtr>& pictures);
     AnyEffect MakeEffect(const Step& step, const Orvexa::Core::ProgressPtr& progress) const;
     template <class Use>
     void Spend(RunningStep& running, Use&& use);

@@ -93,6 +93,15 @@ struct BatchOptions : ChainOptions {
     bool isJson = false;
 };
 
+struct PreviewOptions : CommonOptions {
+    std::vector<std::string> inputs;  ///< files, or folders for the pictures in them
+    int port = 0;                     ///< 0 for any that is free
+    bool isOpening = true;            ///< whether the page is opened in a browser
+    std::string outputFolder = ".";   ///< where results are written
+    int threads = 0;                  ///< 0 for the number of processors
+    Orvexa::Io::ReadOptions read;
+};
+
 void RunList(const ListOptions& options);
 void RunDescribe(const DescribeOptions& options);
 void RunFaces(const FacesOptions& options);
@@ -100,5 +109,6 @@ void RunSuggest(const SuggestOptions& options);
 void RunFormats(const FormatsOptions& options);
 void RunApply(const ApplyOptions& options);
 void RunBatch(const BatchOptions& options);
+void RunPreview(const PreviewOptions& options);
 
 }  // namespace Kalvatri

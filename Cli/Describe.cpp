@@ -1,12 +1,11 @@
 // kalvatri describe: one effect's settings.
 #include <iostream>
-#include <optional>
 
 #include "Cli/Catalogue.h"
+#include "Cli/CatalogueJson.h"
 #include "Cli/Commands.h"
 #include "Cli/Errors.h"
 #include "Cli/Markdown.h"
-#include "Cli/SettingsJson.h"
 
 namespace Kalvatri {
 
@@ -14,33 +13,13 @@ using Orvexa::Proc::Field;
 
 namespace {
 
-// Without a fraction where there is none, null where there is no limit.
-Json ToJson(const std::optional<double>& limit) {
-    return limit ? Json::parse(Orvexa::Proc::FormatDouble(*limit)) : Json();
-}
-
-Json ToJson(const Field& field, const Orvexa::Proc::Settings& defaults) {
-    Json values = Json::array();
-    for (const auto& named : field.limits.names) values.push_back({{"name", named.name}, {"value", named.value}});
-    return {{"key", field.key},
-            {"type", field.type},
-            {"default", FieldToJson(field, field.Format(defaults))},
-            {"min", ToJson(field.limits.min)},
-            {"max", ToJson(field.limits.max)},
-            {"values", std::move(values)},
-            {"unit", field.unit},
-            {"summary", field.summary}};
-}
-
 Json ToJson(const EffectEntry& effect, const Orvexa::Proc::Settings& defaults) {
-    Json fields = Json::array();
-    for (const Field& field : defaults.GetFields()) fields.push_back(ToJson(field, defaults));
     return {{"effect", effect.GetName()},
             {"settings", effect.settings->classId},
             {"kind", effect.GetKindName()},
             {"summary", effect.settings->summary},
             {"bytesPerPixel", effect.settings->bytesPerPixel},
-            {"fields", std::move(fields)}};
+            {"fields", FieldsToJson(defaults)}};
 }
 
 // "double 0..1, fraction" or "disc (0), ring (2)"

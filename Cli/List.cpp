@@ -4,9 +4,9 @@
 #include <iostream>
 
 #include "Cli/Catalogue.h"
+#include "Cli/CatalogueJson.h"
 #include "Cli/Commands.h"
 #include "Cli/Markdown.h"
-#include "Cli/SettingsJson.h"
 
 namespace Kalvatri {
 
@@ -14,14 +14,7 @@ namespace {
 
 Json ToJson(const Catalogue& catalogue) {
     Json list = Json::array();
-    for (const EffectEntry& entry : catalogue.GetEntries()) {
-        list.push_back({{"index", entry.index},
-                        {"effect", entry.GetName()},
-                        {"settings", entry.settings->classId},
-                        {"kind", entry.GetKindName()},
-                        {"group", entry.settings->group},
-                        {"summary", entry.settings->summary}});
-    }
+    for (const EffectEntry& entry : catalogue.GetEntries()) list.push_back(EntryToJson(entry));
     return list;
 }
 

@@ -161,6 +161,20 @@ void AddBatchOptions(CLI::App& command, BatchOptions& options) {
     AddChainOptions(command, options, "IN");
 }
 
+void AddPreviewOptions(CLI::App& command, PreviewOptions& options) {
+    constexpr int kMaxPort = 65535;
+    command.add_option("inputs", options.inputs)->group("");  // shown in the usage line
+    AddNumber(command, "--port", options.port, 1, kMaxPort, "Port of the page's address, any that is free if not given")
+        ->option_text("N");
+    command.add_flag("!--no-open", options.isOpening, "Do not open the page in a browser");
+    AddText(command, "--output-dir", options.outputFolder, "Where results are written, the current folder if not given")
+        ->option_text("DIR");
+    AddNumber(command, "--threads", options.threads, 1, ApplyOptions::kMaxThreads, "To work with, default: one per CPU")
+        ->option_text("N");
+    command.add_flag("--srgb", options.read.toSrgb, "Convert photographs to sRGB by their colour profiles");
+    AddReadOptions(command, options.read);
+}
+
 void Require(bool isGiven, const std::string& names) {
     if (!isGiven) throw CLI::RequiredError(names.substr(names.rfind(',') + 1));
 }
@@ -209,6 +223,7 @@ struct Program {
     SuggestOptions suggest;
     ApplyOptions apply;
     BatchOptions batch;
+    PreviewOptions preview;
     std::function<void()> run;
     const CommonOptions* common = nullptr;
 
@@ -254,6 +269,12 @@ struct Program {
             "Examples:\n"
             "  kalvatri batch -o out photos -- WhiteBalance color=#c8b496\n"
             "  kalvatri batch -o web -r --name '{stem}-web.{ext}' photos -- Vignette\n");
+        AddCommand("preview", "preview [PHOTO...|FOLDER] [options]", "Try effects on photographs in a browser", preview,
+                   RunPreview)
+            ->footer(
+                "Examples:\n"
+                "  kalvatri preview photo.jpg\n"
+                "  kalvatri preview --output-dir out photos\n");
     }
 
     void Parse(const std::vector<std::string>& arguments) {
@@ -285,6 +306,7 @@ private:
         if constexpr (std::is_same_v<Options, FacesOptions>) AddFacesOptions(*added, options);
         if constexpr (std::is_same_v<Options, SuggestOptions>) AddSuggestOptions(*added, options);
         if constexpr (std::is_same_v<Options, BatchOptions>) AddBatchOptions(*added, options);
+        if constexpr (std::is_same_v<Options, PreviewOptions>) AddPreviewOptions(*added, options);
         AddCommonOptions(*added, options);
         added->callback([this, &options, command] {
             common = &options;

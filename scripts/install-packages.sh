@@ -9,6 +9,7 @@ packages=(
     libopencv-dev libvips-dev libexiv2-dev zlib1g-dev libmagick++-dev
     libcli11-dev nlohmann-json3-dev
     libgtest-dev libgmock-dev libbenchmark-dev
+    libcpp-httplib-dev
     python3-numpy python3-opencv opencv-data
     imagemagick libimage-exiftool-perl time fonts-dejavu-core
     "$@"

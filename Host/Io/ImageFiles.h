@@ -28,6 +28,7 @@ FileFormat FindFormat(std::string_view suffix);
 class ImageMetadata {
 public:
     virtual ~ImageMetadata() = default;
+    virtual bool Has(MetadataKind::Bit kind) const = 0;
 };
 using MetadataPtr = std::shared_ptr<const ImageMetadata>;
 

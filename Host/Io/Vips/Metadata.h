@@ -32,7 +32,7 @@ public:
     /// what is damaged.
     PictureMetadata(MetadataBlocks blocks, const vips::VImage& image, bool isTurned, bool isSrgb, Notes& notes);
 
-    bool Has(MetadataKind::Bit kind) const;
+    bool Has(MetadataKind::Bit kind) const override;
     /// Sets what libvips writes on `image`, which is to be saved in a format, and returns what has to be inserted into
     /// the file. Says in `notes` what the format cannot hold.
     InsertedMetadata Attach(VipsImage* image, const FormatInfo& format, Notes& notes) const;

@@ -1,0 +1,14 @@
+// The catalogue of effects as JSON, as `list` and `describe` print it.
+#pragma once
+
+#include "Cli/Catalogue.h"
+#include "Cli/SettingsJson.h"
+
+namespace Kalvatri {
+
+/// An effect's place in the list: index, name, kind, group and summary.
+Json EntryToJson(const EffectEntry& entry);
+/// What there is to set, an array with one object a field.
+Json FieldsToJson(const Orvexa::Proc::Settings& defaults);
+
+}  // namespace Kalvatri

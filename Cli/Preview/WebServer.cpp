@@ -1,0 +1,299 @@
+#include "Cli/Preview/WebServer.h"
+
+#include <httplib.h>
+#include <sys/random.h>
+
+#include <algorithm>
+#include <array>
+#include <condition_variable>
+#include <deque>
+#include <fstream>
+#include <iterator>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "Cli/Errors.h"
+#include "Cli/Preview/HttpStatus.h"
+
+namespace Kalvatri {
+
+using namespace Orvexa;
+
+namespace {
+
+constexpr char kHost[] = "127.0.0.1";
+constexpr int kForbidden = 403;
+
+std::string MakeToken() {
+    std::array<unsigned char, 16> bytes;
+    if (getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size()))
+        Throw("the system gives no random numbers");
+    constexpr char kDigits[] = "0123456789abcdef";
+    std::string token;
+    for (const unsigned char byte : bytes) {
+        token += kDigits[byte >> 4];
+        token += kDigits[byte & 0xf];
+    }
+    return token;
+}
+
+// In a time that does not tell how much was right.
+bool IsSame(std::string_view a, std::string_view b) {
+    if (a.size() != b.size()) return false;
+    unsigned char difference = 0;
+    for (std::size_t i = 0; i < a.size(); ++i) difference |= static_cast<unsigned char>(a[i] ^ b[i]);
+    return difference == 0;
+}
+
+// What a file of the page is, by its suffix; empty for what is none. One sub-folder is allowed.
+std::string FindType(std::string_view name) {
+    constexpr std::pair<std::string_view, std::string_view> kTypes[] = {{".html", "text/html; charset=utf-8"},
+                                                                        {".css", "text/css; charset=utf-8"},
+                                                                        {".js", "text/javascript; charset=utf-8"},
+                                                                        {".svg", "image/svg+xml"},
+                                                                        {".png", "image/png"},
+                                                                        {".ico", "image/x-icon"}};
+    const auto isPlain = [](unsigned char c) {
+        return (std::isalnum(c) != 0 && c < 0x80) || c == '-' || c == '_' || c == '.' || c == '/';
+    };
+    if (!std::all_of(name.begin(), name.end(), isPlain) || name.starts_with('/') || name.starts_with('.') ||
+        name.find("/.") != std::string_view::npos || std::count(name.begin(), name.end(), '/') > 1)
+        return {};
+    for (const auto& [suffix, type] : kTypes) {
+        if (name.ends_with(suffix)) return std::string(type);
+    }
+    return {};
+}
+
+// Threads that serve connections, and connections that wait for one. When too many wait, no further ones are accepted,
+// and the system lets their makers wait.
+class ConnectionThreads : public httplib::TaskQueue {
+public:
+    ConnectionThreads() {
+        constexpr int kThreads = 64;
+        for (int i = 0; i < kThreads; ++i) threads_.emplace_back([this] { Work(); });
+    }
+
+    void enqueue(std::function<void()> serve) override {
+        constexpr std::size_t kMaxWaiting = 256;
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [&] { return waiting_.size() < kMaxWaiting; });
+        waiting_.push_back(std::move(serve));
+        changed_.notify_all();
+    }
+
+    void shutdown() override {
+        {
+            const std::lock_guard lock(mutex_);
+            isEnding_ = true;
+        }
+        changed_.notify_all();
+        for (std::thread& thread : threads_) thread.join();
+    }
+
+private:
+    void Work() {
+        while (true) {
+            std::function<void()> serve;
+            {
+                std::unique_lock lock(mutex_);
+                changed_.wait(lock, [&] { return !waiting_.empty() || isEnding_; });
+                if (waiting_.empty()) return;
+                serve = std::move(waiting_.front());
+                waiting_.pop_front();
+            }
+            changed_.notify_all();
+            serve();
+        }
+    }
+
+    std::mutex mutex_;  // guards what follows
+    std::condition_variable changed_;
+    std::deque<std::function<void()>> waiting_;
+    bool isEnding_ = false;
+    std::vector<std::thread> threads_;
+};
+
+// With a longer queue of connections that wait to be accepted than the library asks for.
+class HttpServer : public httplib::Server {
+public:
+    void LengthenQueue() {
+        constexpr int kBacklog = 1024;
+        ::listen(svr_sock_, kBacklog);
+    }
+};
+
+}  // namespace
+
+class WebServer::Implementation {
+public:
+    Implementation(Api& api, Core::ioPath page, int port) : api_(api), page_(std::move(page)), token_(MakeToken()) {
+        SetUp();
+        port_ = port == 0 ? server_.bind_to_any_port(kHost) : server_.bind_to_port(kHost, port) ? port : -1;
+        if (port_ <= 0)
+            throw CommandError(ExitCode::Failed, "opening port " + std::to_string(port),
+                               "it is not free; without --port a free one is taken");
+        server_.LengthenQueue();
+        const std::string suffix = ":" + std::to_string(port_);
+        hosts_ = {kHost + suffix, "localhost" + suffix};
+    }
+
+    std::string GetAddress() const {
+        return std::string("http://") + kHost + ":" + std::to_string(port_) + "/" + token_ + "/";
+    }
+    void Run() { server_.listen_after_bind(); }
+
+private:
+    void SetUp() {
+        constexpr int kTimeout = 5, kRequests = 100000;  // seconds; on one connection
+        server_.new_task_queue = [] { return new ConnectionThreads; };
+        server_.set_tcp_nodelay(true);
+        // The library would share the port with others.
+        server_.set_socket_options([](socket_t socket) {
+            const int isOn = 1;
+            setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &isOn, sizeof isOn);
+        });
+        server_.set_read_timeout(kTimeout);
+        server_.set_write_timeout(2 * kTimeout);
+        server_.set_keep_alive_timeout(kTimeout);
+        server_.set_keep_alive_max_count(kRequests);
+        server_.set_payload_max_length(Uploads::kMaxBytes);
+        server_.set_default_headers({
+            {"Content-Security-Policy",
+             "default-src 'self'; img-src 'self' blob: data:; object-src 'none'; base-uri 'none'; form-action 'none'; "
+             "frame-ancestors 'none'"},
+            {"Referrer-Policy", "no-referrer"},
+            {"X-Content-Type-Options", "nosniff"},
+            {"Cache-Control", "no-store"},
+            {"Cross-Origin-Resource-Policy", "same-origin"},
+            {"Cross-Origin-Opener-Policy", "same-origin"},
+        });
+        constexpr char kAny[] = "[^]*";
+        const auto withoutBody = [this](const httplib::Request& request, httplib::Response& response) {
+            Serve(request, response, {});
+        };
+        const auto withBody = [this](const httplib::Request& request, httplib::Response& response,
+                                     const httplib::ContentReader& read) { ReadAndServe(request, response, read); };
+        server_.Get(kAny, withoutBody);
+        server_.Post(kAny, withBody);
+        server_.Put(kAny, withBody);
+        server_.Patch(kAny, withBody);
+        server_.Delete(kAny, withBody);
+        server_.Delete(kAny, withoutBody);
+        server_.Options(kAny, withoutBody);
+        server_.set_exception_handler([](const httplib::Request&, httplib::Response& response, std::exception_ptr) {
+            response.status = HttpStatus::kBusy;
+        });
+    }
+
+    // A body is read to its end whatever it says, because the next request of the connection follows it. What is too
+    // long is not kept.
+    void ReadAndServe(const httplib::Request& request, httplib::Response& response,
+                      const httplib::ContentReader& read) {
+        const bool isAllowed = IsFromHere(request) && FindRest(request).has_value();
+        const std::string_view rest = isAllowed ? *FindRest(request) : std::string_view();
+        const std::size_t limit = isAllowed && rest.starts_with(kApi) ? Api::GetMaxBody(rest.substr(kApi.size())) : 0;
+        std::string body;
+        std::size_t length = 0;
+        // Without a length there is none; the library would wait for one.
+        const bool isThere = request.has_header("Content-Length") || request.has_header("Transfer-Encoding");
+        const bool isRead = !isThere || read([&](const char* data, std::size_t size) {
+            length += size;
+            if (length <= limit) body.append(data, size);
+            return true;
+        });
+        if (!isRead && response.status != HttpStatus::kTooLarge) response.status = HttpStatus::kBadRequest;
+        if (!isAllowed) return Serve(request, response, {});
+        if (length > limit || response.status == HttpStatus::kTooLarge) {
+            SetError(response, HttpStatus::kTooLarge,
+                     "reading the request: it is longer than the " + std::to_string(limit) + " bytes that are taken");
+        } else if (isRead) {
+            Serve(request, response, std::move(body));
+        }
+    }
+
+    void Serve(const httplib::Request& request, httplib::Response& response, std::string body) {
+        if (!IsFromHere(request)) {
+            response.status = kForbidden;
+            return;
+        }
+        const std::optional<std::string_view> rest = FindRest(request);
+        response.status = HttpStatus::kNotFound;
+        if (!rest) return;
+        if (!rest->starts_with(kApi)) {
+            if (request.method == "GET" || request.method == "HEAD") ServeFile(*rest, response);
+            return;
+        }
+        ApiRequest question{request.method, std::string(rest->substr(kApi.size())), {}, std::move(body)};
+        for (const auto& [name, value] : request.params) question.parameters.emplace(name, value);
+        ApiReply reply = api_.Answer(question);
+        response.status = reply.status;
+        response.set_header("Content-Type", reply.type);
+        response.body = std::move(reply.body);
+    }
+
+    void ServeFile(std::string_view name, httplib::Response& response) const {
+        if (name.empty()) name = "index.html";
+        const std::string type = FindType(name);
+        if (type.empty()) return;
+        std::ifstream stream(page_ / name, std::ios::binary);
+        if (!stream) return;
+        response.body.assign(std::istreambuf_iterator<char>(stream), {});
+        if (stream.bad()) return;
+        response.status = HttpStatus::kDone;
+        response.set_header("Content-Type", type);
+    }
+
+    // Another name for this machine (DNS rebinding) or another page in the same browser does not do.
+    bool IsFromHere(const httplib::Request& request) const {
+        const auto isHost = [&](const std::string& text) {
+            return std::find(hosts_.begin(), hosts_.end(), text) != hosts_.end();
+        };
+        const auto isOrigin = [&](const std::string& text) {
+            constexpr std::string_view kScheme = "http://";
+            return text.starts_with(kScheme) && isHost(text.substr(kScheme.size()));
+        };
+        const auto areAll = [&](const char* header, auto&& isGood) {
+            const auto [begin, end] = request.headers.equal_range(header);
+            return std::all_of(begin, end, [&](const auto& entry) { return isGood(entry.second); });
+        };
+        return request.get_header_value_count("Host") == 1 && areAll("Host", isHost) && areAll("Origin", isOrigin) &&
+               areAll("Sec-Fetch-Site",
+                      [](const std::string& site) { return site == "same-origin" || site == "none"; });
+    }
+
+    // What follows the token in the request's path; none without the right token.
+    std::optional<std::string_view> FindRest(const httplib::Request& request) const {
+        const std::string_view path = request.path;
+        const std::size_t end = token_.size() + 1;
+        if (path.size() <= end || path.front() != '/' || path[end] != '/' || !IsSame(path.substr(1, end - 1), token_))
+            return std::nullopt;
+        return path.substr(end + 1);
+    }
+
+    static void SetError(httplib::Response& response, int status, const std::string& text) {
+        response.status = status;
+        response.set_header("Content-Type", "application/json");
+        response.body = Json{{"error", text}}.dump();
+    }
+
+    static constexpr std::string_view kApi = "api/";
+
+    Api& api_;
+    const Core::ioPath page_;
+    const std::string token_;
+    int port_ = 0;
+    std::vector<std::string> hosts_;
+    HttpServer server_;
+};
+
+WebServer::WebServer(Api& api, const Core::ioPath& page, int port)
+    : implementation_(std::make_unique<Implementation>(api, page, port)) {}
+WebServer::~WebServer() = default;
+std::string WebServer::GetAddress() const { return implementation_->GetAddress(); }
+void WebServer::Run() { implementation_->Run(); }
+
+}  // namespace Kalvatri
