@@ -53,7 +53,7 @@ function makeNumber(field, binding) {
     const number = h('input', {
         type: 'number',
         id: binding.id,
-        class: 'number',
+        class: scale ? 'number' : 'number wide',
         min: field.min ?? '',
         max: field.max ?? '',
         step: field.type === 'int' ? 1 : 'any',

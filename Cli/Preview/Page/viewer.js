@@ -211,7 +211,8 @@ export class Viewer extends EventTarget {
             this.#hasSameForm(before.near.size);
         const from = view.toScreen([0, 0]),
             to = view.toScreen(this.size);
-        const line = from[0] + divider * (to[0] - from[0]);
+        const [left, right] = this.#getVisibleSpan(view);
+        const line = left + divider * (right - left);
         if (this.isPeeking && before) this.#drawLayer(context, view, before);
         else if (main) this.#drawLayer(context, view, main);
         if (isDivided) {
@@ -288,14 +289,19 @@ export class Viewer extends EventTarget {
         context.drawImage(bitmap, x, y, width, height);
     }
 
+    /** From where to where on the stage the picture is seen; the divider goes from one end to the other. */
+    #getVisibleSpan(view) {
+        return [0, this.size[0]].map((x) => Math.min(this.#stage.clientWidth, Math.max(0, view.toScreen([x, 0])[0])));
+    }
+
     #bindDivider() {
         const divider = byId('divider'),
             range = byId('divider-range');
         const moveTo = (event) => {
             const view = this.getView();
             const [at] = this.#place(event);
-            const width = this.size[0] * view.scale;
-            this.#store.setUi({ divider: Math.min(1, Math.max(0, (at - view.x) / width)) });
+            const [left, right] = this.#getVisibleSpan(view);
+            this.#store.setUi({ divider: Math.min(1, Math.max(0, (at - left) / Math.max(1, right - left))) });
         };
         divider.addEventListener('pointerdown', (event) => {
             if (event.button !== 0) return;
@@ -331,7 +337,7 @@ export class Viewer extends EventTarget {
     }
 
     #down(event) {
-        if (event.target.closest('button, input, .divider')) return;
+        if (event.target.closest('button, .divider, #message, #approximate')) return;
         const at = this.#place(event);
         this.#pointers.set(event.pointerId, at);
         this.#stage.setPointerCapture(event.pointerId);
