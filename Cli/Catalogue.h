@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Host/Core/Json.h"
 #include "Host/Core/Path.h"
 #include "Host/Proc/IEffectFactory.h"
 #include "Host/Settings/Settings.h"
@@ -34,6 +35,10 @@ public:
 private:
     std::vector<EffectEntry> entries_;
 };
+
+/// What `kalvatri list --json` and `kalvatri describe EFFECT --json` print.
+Orvexa::Core::Json ListToJson(const Catalogue& catalogue);
+Orvexa::Core::Json DescribeToJson(const EffectEntry& effect);
 
 /// A factory with the host's effects and those of the module in `file`; an empty name stands for the module that is
 /// installed with the program. With an empty `allocator` the factory makes one of its own.

@@ -19,6 +19,7 @@ using PictureReader = std::function<Orvexa::Proc::FramePtr(const Orvexa::Core::i
 struct RunOptions {
     std::string file;       ///< where the first picture came from; the faces given for several pictures are told by it
     bool isStrict = false;  ///< whether a picture without the faces that a step treats is an error
+    bool keepsEffects = false;  ///< for further runs, with the memory that they take; statistics are then not counted
 };
 
 class ChainRunner {

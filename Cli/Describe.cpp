@@ -32,17 +32,6 @@ Json ToJson(const Field& field, const Orvexa::Proc::Settings& defaults) {
             {"summary", field.summary}};
 }
 
-Json ToJson(const EffectEntry& effect, const Orvexa::Proc::Settings& defaults) {
-    Json fields = Json::array();
-    for (const Field& field : defaults.GetFields()) fields.push_back(ToJson(field, defaults));
-    return {{"effect", effect.GetName()},
-            {"settings", effect.settings->classId},
-            {"kind", effect.GetKindName()},
-            {"summary", effect.settings->summary},
-            {"bytesPerPixel", effect.settings->bytesPerPixel},
-            {"fields", std::move(fields)}};
-}
-
 // "double 0..1, fraction" or "disc (0), ring (2)"
 std::string ValuesText(const Field& field) {
     std::string text;
@@ -84,6 +73,19 @@ void PrintReference(const Catalogue& catalogue) {
 
 }  // namespace
 
+Json DescribeToJson(const EffectEntry& effect) {
+    const auto settings = effect.settings->create();
+    const Orvexa::Proc::Settings& defaults = *settings;
+    Json fields = Json::array();
+    for (const Field& field : defaults.GetFields()) fields.push_back(ToJson(field, defaults));
+    return {{"effect", effect.GetName()},
+            {"settings", effect.settings->classId},
+            {"kind", effect.GetKindName()},
+            {"summary", effect.settings->summary},
+            {"bytesPerPixel", effect.settings->bytesPerPixel},
+            {"fields", std::move(fields)}};
+}
+
 void RunDescribe(const DescribeOptions& options) {
     if (options.isMarkdown) {
         if (!options.effect.empty())
@@ -96,11 +98,10 @@ void RunDescribe(const DescribeOptions& options) {
     const Catalogue catalogue(*factory);
     const EffectEntry& effect = WithContext("describing an effect", ExitCode::WrongUsage,
                                             [&]() -> const EffectEntry& { return catalogue.Find(options.effect); });
-    const auto defaults = effect.settings->create();
     if (options.isJson) {
-        std::cout << FormatJson(ToJson(effect, *defaults)) << '\n';
+        std::cout << FormatJson(DescribeToJson(effect)) << '\n';
     } else {
-        Print(effect, *defaults);
+        Print(effect, *effect.settings->create());
     }
 }
 
