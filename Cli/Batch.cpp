@@ -47,22 +47,29 @@ Json DescribeChain(const Chain& chain, const BatchOptions& options) {
                          {"with", std::move(with)}});
         AddToJson(step.faces, steps.back());
     }
-    return {{"version", KALVATRI_VERSION}, {"module", options.module.string()},
-            {"steps", std::move(steps)},   {"pixfmt", options.pixFmt ? Json(*options.pixFmt) : Json()},
-            {"quality", options.quality},  {"allowTruncated", options.read.allowTruncated},
-            {"srgb", options.read.toSrgb}};
+    Json json = {{"version", KALVATRI_VERSION}, {"module", options.module.string()},
+                 {"steps", std::move(steps)},   {"pixfmt", options.pixFmt ? Json(*options.pixFmt) : Json()},
+                 {"quality", options.quality},  {"allowTruncated", options.read.allowTruncated},
+                 {"srgb", options.read.toSrgb}};
+    const Io::RawOptions& raw = options.read.raw;
+    if (raw != Io::RawOptions()) {
+        json["raw"] = {{"whiteBalance", static_cast<int>(raw.whiteBalance)},
+                       {"brightness", raw.brightness ? Json(*raw.brightness) : Json()}};
+    }
+    return json;
 }
 
 class Batch {
 public:
-    Batch(BatchWork work, BatchPlan plan)
+    Batch(BatchWork work, BatchPlan plan, const BatchPart& part)
         : work_(std::move(work)),
           options_(work_.options),
           plan_(std::move(plan)),
+          part_(part),
           fingerprint_(Fingerprint(DescribeChain(work_.chain, options_))) {}
 
     void PrintPlan() {
-        SkipFinished(Ledger(work_.folder, Ledger::Access::Reading));
+        SkipFinished(Ledger(work_.folder, part_, fingerprint_, Ledger::Access::Reading));
         BatchReporter reporter(options_, plan_);
         reporter.PrintPlan();
         if (reporter.HasFailures())
@@ -74,8 +81,9 @@ public:
         Ledger ledger = WithContext("preparing the folder " + options_.outputFolder, [&] {
             std::error_code error;
             if (std::filesystem::create_directories(work_.folder, error); error) Throw(error.message());
-            return Ledger(work_.folder, Ledger::Access::Writing);
+            return Ledger(work_.folder, part_, fingerprint_, Ledger::Access::Writing);
         });
+        NoteOtherChains(ledger);
         RemoveLeftOvers();
         SkipFinished(ledger);
         BatchReporter reporter(options_, plan_);
@@ -94,9 +102,19 @@ private:
         return {item.GetAbsoluteInput(), stamp, fingerprint_};
     }
 
+    void NoteOtherChains(const Ledger& ledger) const {
+        std::string parts;
+        for (const std::string& part : ledger.GetPartsOfOtherChains()) parts += (parts.empty() ? "" : ", ") + part;
+        if (parts.empty()) return;
+        PrintNotes(options_.outputFolder,
+                   {"it has results of another chain or of other options by part " + parts +
+                    ", which have to be made anew with these"},
+                   options_);
+    }
+
     // Incomplete files of batches that were killed.
     void RemoveLeftOvers() const {
-        std::map<Core::ioPath, std::vector<std::string>> targets = {{work_.folder, {Ledger::kFileName}}};
+        std::map<Core::ioPath, std::vector<std::string>> targets = {{work_.folder, {Ledger::GetFileName(part_)}}};
         for (const BatchItem& item : plan_.items) {
             if (item.outputName.empty()) continue;
             const Core::ioPath output = work_.folder / item.outputName;
@@ -147,6 +165,7 @@ private:
     BatchWork work_;
     const BatchOptions& options_;
     BatchPlan plan_;
+    const BatchPart part_;
     const std::string fingerprint_;
 };
 
@@ -157,6 +176,8 @@ void RunBatch(const BatchOptions& options) {
     const std::uint64_t memory = options.memory.empty() ? GetDefaultMemory()
                                                         : WithContext("reading --memory", ExitCode::WrongUsage,
                                                                       [&] { return ParseMemory(options.memory); });
+    const BatchPart part = WithContext(kReadingCommandLine + std::string(": --part"), ExitCode::WrongUsage,
+                                       [&] { return ParsePart(options.part); });
     const auto allocator = Core::MakeRefCounted<Proc::FrameAllocator>();
     const Proc::FactoryPtr factory = LoadEffects(options.module, allocator);
     const Catalogue catalogue(*factory);
@@ -168,8 +189,8 @@ void RunBatch(const BatchOptions& options) {
         ThrowUsage(kReadingCommandLine, "the effects are missing; they stand after the pictures and --");
     const Chain chain = MakeChain(catalogue, options);
     CheckOneToOne(chain);
-    BatchPlan plan = PlanBatch(options, GetFurtherFiles(chain));
-    Batch batch({options, chain, factory, allocator->GetPool(), options.outputFolder, {}, 0}, std::move(plan));
+    BatchPlan plan = PlanBatch(options, part, GetFurtherFiles(chain));
+    Batch batch({options, chain, factory, allocator->GetPool(), options.outputFolder, {}, 0}, std::move(plan), part);
     if (options.isDryRun) {
         batch.PrintPlan();
     } else {

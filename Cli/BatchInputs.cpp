@@ -22,11 +22,6 @@ using namespace Orvexa;
 
 namespace {
 
-constexpr std::string_view kRawSuffixes[] = {"3fr", "ari", "arw", "bay", "cap", "cr2", "cr3", "crw", "dcr", "dcs",
-                                             "dng", "drf", "eip", "erf", "fff", "gpr", "iiq", "k25", "kdc", "mdc",
-                                             "mef", "mos", "mrw", "nef", "nrw", "orf", "pef", "ptx", "pxn", "r3d",
-                                             "raf", "raw", "rw2", "rwl", "rwz", "sr2", "srf", "srw", "x3f"};
-
 // Without the dot, in small letters.
 std::string NormalizeSuffix(std::string suffix) {
     if (suffix.starts_with('.')) suffix.erase(0, 1);
@@ -44,11 +39,20 @@ bool IsPictureSuffix(const std::string& suffix) {
     }
 }
 
+// Whether the results' format is told without the inputs' suffixes.
+bool HasOutputFormat(const BatchOptions& options) {
+    const std::string suffix = Core::ioPath(options.nameTemplate).extension().string();
+    return !options.format.empty() || (suffix.size() > 1 && suffix.find('{') == std::string::npos);
+}
+
 // Goes through one of the folders that were given.
 class FolderSearch {
 public:
     FolderSearch(const BatchOptions& options, BatchInputs& found)
-        : isRecursive_(options.isRecursive), outputFolder_(GetFileId(options.outputFolder)), found_(found) {}
+        : isRecursive_(options.isRecursive),
+          takesRaws_(HasOutputFormat(options)),
+          outputFolder_(GetFileId(options.outputFolder)),
+          found_(found) {}
 
     void Run(const Core::ioPath& folder) {
         Visit({folder, {}});
@@ -105,14 +109,14 @@ private:
         const bool isBrokenLink = entry.is_symlink(error) && !entry.exists(error);
         if (!entry.is_regular_file(error) && !isBrokenLink) return;
         const std::string suffix = NormalizeSuffix(entry.path().extension().string());
-        if (IsPictureSuffix(suffix)) {
+        if (IsPictureSuffix(suffix) || (takesRaws_ && IsRawSuffix(suffix))) {
             found_.pictures.push_back({entry.path().string(), subfolder, {}});
         } else {
             ++found_.others[suffix];
         }
     }
 
-    const bool isRecursive_;
+    const bool isRecursive_, takesRaws_;
     const std::optional<FileId> outputFolder_;
     BatchInputs& found_;
     std::set<FileId> visited_;
@@ -152,8 +156,8 @@ std::optional<FileId> GetFileId(const Core::ioPath& file) {
 }
 
 bool IsRawSuffix(const std::string& suffix) {
-    return std::find(std::begin(kRawSuffixes), std::end(kRawSuffixes), NormalizeSuffix(suffix)) !=
-           std::end(kRawSuffixes);
+    const auto known = Io::GetRawSuffixes();
+    return std::find(known.begin(), known.end(), NormalizeSuffix(suffix)) != known.end();
 }
 
 BatchInputs FindInputs(const BatchOptions& options) {
@@ -189,8 +193,8 @@ std::string DescribeOthers(const std::map<std::string, std::size_t>& others) {
     }
     std::string text;
     if (raws > 0)
-        text =
-            std::to_string(raws) + " camera raw file" + (raws == 1 ? "" : "s") + " (" + rawKinds + ") cannot be read";
+        text = std::to_string(raws) + " camera raw file" + (raws == 1 ? "" : "s") + " (" + rawKinds +
+               ") left out; --format takes them in";
     if (raws > 0 && rest > 0) text += "; ";
     if (rest > 0)
         text += std::to_string(rest) + (rest == 1 ? " other file is no picture (" : " other files are no pictures (") +

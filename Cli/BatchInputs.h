@@ -18,7 +18,7 @@ namespace Kalvatri {
 using FileId = std::pair<dev_t, ino_t>;
 std::optional<FileId> GetFileId(const Orvexa::Core::ioPath& file);
 
-/// Whether the suffix, with its dot, letter case ignored, is that of a camera's own format, which cannot be read.
+/// Whether the suffix, with its dot, letter case ignored, is that of a camera's own format, which can only be read.
 bool IsRawSuffix(const std::string& suffix);
 
 struct BatchInput {
@@ -37,10 +37,12 @@ struct BatchInputs {
 /// The inputs in the order in which they are given. A folder stands for the pictures in it by name, with `isRecursive`
 /// then for those in its sub-folders by name; hidden ones and the output folder are left out, and each folder is
 /// visited once, however many links lead to it. A sub-folder that cannot be read becomes a bad input; a folder that was
-/// given, or a list, throws `CommandError`.
+/// given, or a list, throws `CommandError`. Camera raw files in folders count as pictures where `options` tell the
+/// results' format.
 BatchInputs FindInputs(const BatchOptions& options);
 
-/// "3 camera raw files (cr2, nef) cannot be read; 14 other files are no pictures (12 xmp, 2 txt)"; empty for none.
+/// "3 camera raw files (cr2, nef) left out; --format takes them in; 14 other files are no pictures (12 xmp, 2 txt)";
+/// empty for none.
 std::string DescribeOthers(const std::map<std::string, std::size_t>& others);
 
 }  // namespace Kalvatri

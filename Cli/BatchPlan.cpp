@@ -41,6 +41,7 @@ public:
     BatchItem MakeItem(BatchInput input) {
         ++number_;
         BatchItem item;
+        item.name = (input.subfolder / Core::ioPath(input.file).filename()).string();
         item.error = std::move(input.error);
         if (item.error.empty()) {
             try {
@@ -59,11 +60,12 @@ private:
         const Core::ioPath file(input.file);
         std::error_code ignored;
         if (std::filesystem::status(file, ignored).type() == std::filesystem::file_type::not_found)
-            throw CommandError(ExitCode::Failed, "reading " + input.file, "the file does not exist");
-        if (IsRawSuffix(file.extension().string()))
-            throw CommandError(ExitCode::Failed, "reading " + input.file, "camera raw files cannot be read");
+            throw CommandError(ExitCode::Failed, "reading " + input.file, Io::DescribeMissing(file));
         const std::string suffix = options_.format.empty() ? WithoutDot(file.extension().string()) : options_.format;
         const Core::ioPath name = names_.Fill({file, suffix, number_, count_});
+        if (IsRawSuffix(name.extension().string()))
+            throw CommandError(ExitCode::Failed, "choosing the format for " + input.file,
+                               "camera raw files can only be read; --format tells what its result is");
         item.format = WithContext("choosing the format for " + input.file + " (--format gives one)",
                                   [&] { return Io::FindFormat(name.extension().string()); });
         item.outputName = (input.subfolder / name).string();
@@ -101,7 +103,7 @@ void CheckOutputs(const std::vector<BatchItem>& items, const Core::ioPath& folde
 
 }  // namespace
 
-BatchPlan PlanBatch(const BatchOptions& options, const std::vector<Core::ioPath>& others) {
+BatchPlan PlanBatch(const BatchOptions& options, const BatchPart& part, const std::vector<Core::ioPath>& others) {
     if (options.inputs.empty() && options.lists.empty())
         ThrowUsage(kReadingCommandLine, "pictures are missing, or folders with pictures");
     if (options.isForced && options.isKeepingExisting)
@@ -123,6 +125,8 @@ BatchPlan PlanBatch(const BatchOptions& options, const std::vector<Core::ioPath>
                    "there are no pictures in the folders and lists given" + (what.empty() ? what : "; " + what));
     }
     CheckOutputs(plan.items, folder, others);
+    std::erase_if(plan.items, [&](const BatchItem& item) { return !part.Contains(item.name); });
+    if (part.number > 1) plan.others.clear();
     return plan;
 }
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "Cli/BatchInputs.h"
+#include "Cli/BatchPart.h"
 #include "Cli/Commands.h"
 #include "Host/Core/Path.h"
 #include "Host/Io/ImageFiles.h"
@@ -15,6 +16,7 @@ enum class BatchStatus { Open, Done, Skipped, Failed };
 
 struct BatchItem {
     std::string input;
+    std::string name;        ///< relative to the folder that was given
     std::string outputName;  ///< path in the folder of the results; empty when it has none
     Orvexa::Io::FileFormat format{};
     BatchStatus status = BatchStatus::Open;
@@ -30,9 +32,11 @@ struct BatchPlan {
     std::map<std::string, std::size_t> others;  ///< as in `BatchInputs`
 };
 
-/// The pictures that `options` name, in that order. One without a known format for its output, and one that is not
-/// there, has failed already. Two pictures with the same output, and outputs that would overwrite an input or one of
-/// `others`, throw `CommandError`.
-BatchPlan PlanBatch(const BatchOptions& options, const std::vector<Orvexa::Core::ioPath>& others);
+/// The pictures of `part` among those that `options` name, in that order. One without a known format for its output,
+/// and one that is not there, has failed already. Two pictures with the same output, and outputs that would overwrite
+/// an input or one of `others`, throw `CommandError`, whatever the part. Files that are no pictures count for the first
+/// part.
+BatchPlan PlanBatch(const BatchOptions& options, const BatchPart& part,
+                    const std::vector<Orvexa::Core::ioPath>& others);
 
 }  // namespace Kalvatri

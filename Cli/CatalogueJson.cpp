@@ -28,6 +28,21 @@ Json ToJson(const Field& field, const Orvexa::Proc::Settings& defaults) {
 
 }  // namespace
 
+Json ListToJson(const Catalogue& catalogue) {
+    Json list = Json::array();
+    for (const EffectEntry& entry : catalogue.GetEntries()) list.push_back(EntryToJson(entry));
+    return list;
+}
+
+Json DescribeToJson(const EffectEntry& effect) {
+    return {{"effect", effect.GetName()},
+            {"settings", effect.settings->classId},
+            {"kind", effect.GetKindName()},
+            {"summary", effect.settings->summary},
+            {"bytesPerPixel", effect.settings->bytesPerPixel},
+            {"fields", FieldsToJson(*effect.settings->create())}};
+}
+
 Json EntryToJson(const EffectEntry& entry) {
     return {{"index", entry.index},        {"effect", entry.GetName()},      {"settings", entry.settings->classId},
             {"kind", entry.GetKindName()}, {"group", entry.settings->group}, {"summary", entry.settings->summary}};

@@ -6,6 +6,10 @@
 
 namespace Kalvatri {
 
+/// All effects, as `kalvatri list --json` prints them.
+Json ListToJson(const Catalogue& catalogue);
+/// One effect, as `kalvatri describe EFFECT --json` prints it.
+Json DescribeToJson(const EffectEntry& effect);
 /// An effect's place in the list: index, name, kind, group and summary.
 Json EntryToJson(const EffectEntry& entry);
 /// What there is to set, an array with one object a field.

@@ -120,6 +120,8 @@ ChainRunner::AnyEffect ChainRunner::MakeEffect(const Step& step, const Core::Pro
 }
 
 Pictures ChainRunner::Run(Pictures pictures) {
+    course_ = Course{FaceFinder(factory_)};
+    notes_.clear();
     const bool goesBack =
         std::any_of(steps_.begin(), steps_.end(), [](const RunningStep& running) { return IsOriginal(*running.step); });
     const FramePtr original = goesBack ? pictures.front() : FramePtr();
@@ -175,12 +177,12 @@ void ChainRunner::Spend(RunningStep& running, Use&& use) {
     if (IsSpent(running.effect)) running.effect = MakeEffect(*running.step, progress_);
     use();
     Record(running, running.effect);
-    running.effect = AnyEffect();
+    if (!options_.keepsEffects) running.effect = AnyEffect();
 }
 
 void ChainRunner::Record(RunningStep& running, const AnyEffect& effect) {
     const Core::Property statistics = StatisticsOf(effect);
-    AddStatistics(running.statistics, ToJson(statistics));
+    if (!options_.keepsEffects) AddStatistics(running.statistics, ToJson(statistics));
     const Core::Property* const note = statistics.FindChild(Core::kNoteKey);
     if (note != nullptr) AddNote(running, note->GetValue());
 }

@@ -31,6 +31,7 @@ struct RunOptions {
     std::size_t firstStep = 0;  ///< the steps before it are left to an earlier run, whose `ChainPoint` goes to `Resume`
     /// Called between two steps and after the last one; may be empty.
     std::function<void(const ChainPoint&)> afterStep = {};
+    bool keepsEffects = false;  ///< for further runs, with the memory that they take; statistics are then not counted
 };
 
 class ChainRunner {

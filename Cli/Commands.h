@@ -87,6 +87,7 @@ struct BatchOptions : ChainOptions {
     std::string nameTemplate;  ///< such as {stem}-web.{ext}; empty for the input's name
     int jobs = 0;              ///< at a time; 0 for the number of processors
     std::string memory;        ///< such as 512M; empty for half of the machine's
+    std::string part;          ///< such as 3/8; empty for all pictures
     bool isForced = false;
     bool isKeepingExisting = false;  ///< whether an output that is there is left alone
     bool isDryRun = false;

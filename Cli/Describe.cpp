@@ -13,15 +13,6 @@ using Orvexa::Proc::Field;
 
 namespace {
 
-Json ToJson(const EffectEntry& effect, const Orvexa::Proc::Settings& defaults) {
-    return {{"effect", effect.GetName()},
-            {"settings", effect.settings->classId},
-            {"kind", effect.GetKindName()},
-            {"summary", effect.settings->summary},
-            {"bytesPerPixel", effect.settings->bytesPerPixel},
-            {"fields", FieldsToJson(defaults)}};
-}
-
 // "double 0..1, fraction" or "disc (0), ring (2)"
 std::string ValuesText(const Field& field) {
     std::string text;
@@ -75,11 +66,10 @@ void RunDescribe(const DescribeOptions& options) {
     const Catalogue catalogue(*factory);
     const EffectEntry& effect = WithContext("describing an effect", ExitCode::WrongUsage,
                                             [&]() -> const EffectEntry& { return catalogue.Find(options.effect); });
-    const auto defaults = effect.settings->create();
     if (options.isJson) {
-        std::cout << FormatJson(ToJson(effect, *defaults)) << '\n';
+        std::cout << FormatJson(DescribeToJson(effect)) << '\n';
     } else {
-        Print(effect, *defaults);
+        Print(effect, *effect.settings->create());
     }
 }
 

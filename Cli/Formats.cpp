@@ -3,6 +3,8 @@
 
 #include <iomanip>
 #include <iostream>
+#include <span>
+#include <string_view>
 
 #include "Cli/Commands.h"
 #include "Cli/SettingsJson.h"
@@ -36,26 +38,35 @@ Json ToJson(const std::vector<Row>& rows) {
     return list;
 }
 
-std::string Joined(const std::vector<std::string>& words) {
+std::string Joined(std::span<const std::string_view> words) {
     std::string text;
-    for (const std::string& word : words) text += (text.empty() ? "" : ", ") + word;
+    for (const std::string_view word : words) (text += text.empty() ? "" : ", ") += word;
     return text.empty() ? "nothing" : text;
 }
 
+Json RawToJson() {
+    return {{"format", "camera raw"},   {"suffixes", Io::GetRawSuffixes()},
+            {"read", Io::CanReadRaw()}, {"write", false},
+            {"alpha", false},           {"metadata", {"EXIF"}}};
+}
+
 void Print(const std::vector<Row>& rows) {
+    constexpr int kNameWidth = 9, kSuffixesWidth = 12;
     for (const auto& [info, support] : rows) {
-        std::vector<std::string> kept;
+        std::vector<std::string_view> kept;
         if (info.hasAlpha) kept.emplace_back("alpha");
         for (const Io::MetadataKind& kind : Io::GetMetadataKinds()) {
             if ((info.metadata & kind.bit) != 0) kept.emplace_back(kind.name);
         }
-        constexpr int kNameWidth = 6, kSuffixesWidth = 12;
         std::cout << std::left << std::setw(kNameWidth) << info.name << std::setw(kSuffixesWidth)
-                  << Joined({info.suffixes.begin(), info.suffixes.end()}) << "keeps " << Joined(kept);
+                  << Joined(info.suffixes) << "keeps " << Joined(kept);
         if (!support.canRead) std::cout << "; the image library of this machine cannot read it";
         if (!support.canWrite) std::cout << "; the image library of this machine cannot write it";
         std::cout << '\n';
     }
+    std::cout << "Camera raw files are only read, developed to 8 bits and sRGB, and keep EXIF"
+              << (Io::CanReadRaw() ? "" : "; the library for that is not installed") << ":\n  "
+              << Joined(Io::GetRawSuffixes()) << '\n';
 }
 
 }  // namespace
@@ -64,7 +75,9 @@ void RunFormats(const FormatsOptions& options) {
     std::vector<Row> rows;
     for (const Io::FormatInfo& info : Io::GetFormats()) rows.push_back({info, Io::GetFormatSupport(info.format)});
     if (options.isJson) {
-        std::cout << FormatJson(ToJson(rows)) << '\n';
+        Json list = ToJson(rows);
+        list.push_back(RawToJson());
+        std::cout << FormatJson(list) << '\n';
     } else {
         Print(rows);
     }

@@ -12,12 +12,6 @@ namespace Kalvatri {
 
 namespace {
 
-Json ToJson(const Catalogue& catalogue) {
-    Json list = Json::array();
-    for (const EffectEntry& entry : catalogue.GetEntries()) list.push_back(EntryToJson(entry));
-    return list;
-}
-
 std::string Remark(const EffectEntry& entry) {
     if (entry.IsCppOnly()) return "(C++ only) ";
     return entry.kind == Orvexa::Proc::EffectKind::OneInput ? "" : std::string("(") + entry.GetKindName() + ") ";
@@ -66,7 +60,7 @@ void RunList(const ListOptions& options) {
     const auto factory = LoadEffects(options.module);
     const Catalogue catalogue(*factory);
     if (options.isJson) {
-        std::cout << FormatJson(ToJson(catalogue)) << '\n';
+        std::cout << FormatJson(ListToJson(catalogue)) << '\n';
     } else if (options.isMarkdown) {
         PrintTable(catalogue);
     } else {

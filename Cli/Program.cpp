@@ -12,6 +12,7 @@
 #include "Cli/ChainOptions.h"
 #include "Cli/Commands.h"
 #include "Cli/Errors.h"
+#include "Cli/ReadPicture.h"
 #include "Host/Conf/PixFmtDescription.h"
 #include "Host/Core/Exception.h"
 #include "Host/Settings/NearestName.h"
@@ -37,6 +38,19 @@ template <class Text>
 CLI::Option* AddText(CLI::App& command, const std::string& names, Text& target, const std::string& help) {
     const auto check = [](const std::string& text) { return text.empty() ? "the value is empty" : ""; };
     return command.add_option(names, target, help)->check(check);
+}
+
+// A value that `parse` takes or refuses with an exception.
+template <class Parse>
+CLI::Option* AddParsed(CLI::App& command, const std::string& name, const std::string& help, Parse parse) {
+    const auto checked = [parse, name](const std::string& text) {
+        try {
+            parse(text);
+        } catch (const Orvexa::Core::Exception& exception) {
+            throw CLI::ValidationError(name, exception.what());
+        }
+    };
+    return command.add_option_function<std::string>(name, checked, help);
 }
 
 // A whole number in decimal digits. The command line library would also take 0x10, -1 as 2^64 - 1, and an empty text as
@@ -88,6 +102,13 @@ void AddReadOptions(CLI::App& command, Orvexa::Io::ReadOptions& options) {
               "Refuse larger pictures, 2^28 if not given")
         ->option_text("N");
     command.add_flag("--allow-truncated", options.allowTruncated, "Read damaged files as far as they go");
+    AddParsed(command, "--raw-white-balance", "Of camera raw files, the camera's if not given",
+              [&options](const std::string& text) { options.raw.whiteBalance = ParseRawWhiteBalance(text); })
+        ->option_text("camera|daylight|auto");
+    AddParsed(command, "--raw-brightness",
+              "Of camera raw files, a factor; auto, if not given, uses the range of levels",
+              [&options](const std::string& text) { options.raw.brightness = ParseRawBrightness(text); })
+        ->option_text("auto|X");
 }
 
 void AddChainOptions(CLI::App& command, ChainOptions& options, const std::string& source) {
@@ -154,6 +175,8 @@ void AddBatchOptions(CLI::App& command, BatchOptions& options) {
         ->option_text("N");
     AddText(command, "--memory", options.memory, "For all jobs, half of the machine's if not given")
         ->option_text("512M|2G");
+    AddText(command, "--part", options.part, "Of N parts only the pictures of part K, for several machines")
+        ->option_text("K/N");
     command.add_flag("--force", options.isForced, "Rebuild up-to-date results");
     command.add_flag("--no-clobber", options.isKeepingExisting, "Skip what exists, up to date or not");
     command.add_flag("--dry-run", options.isDryRun, "Say what would be done");

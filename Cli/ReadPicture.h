@@ -1,6 +1,7 @@
 // Pictures that the command line names.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "Host/Io/ImageFiles.h"
@@ -10,6 +11,11 @@ namespace Kalvatri {
 
 /// What messages call the file, or stdin for "-".
 std::string InputName(const std::string& file);
+
+/// The options for camera raw files from their texts: camera, daylight or auto, and auto or a factor. Others throw
+/// `EffectException`.
+Orvexa::Io::RawOptions::WhiteBalance ParseRawWhiteBalance(const std::string& text);
+std::optional<double> ParseRawBrightness(const std::string& text);
 
 /// The picture in the file, or on stdin for "-". Failures throw `CommandError`.
 Orvexa::Io::LoadedImage ReadPicture(const std::string& file, const Orvexa::Io::ReadOptions& options,

@@ -6,11 +6,12 @@ set -euo pipefail
 packages=(
     g++ cmake ninja-build ccache pkg-config git clang-format clang-tidy
     libboost-dev libgoogle-glog-dev libhwy-dev
-    libopencv-dev libvips-dev libexiv2-dev zlib1g-dev libmagick++-dev
+    libopencv-dev libvips-dev libexiv2-dev zlib1g-dev libmagick++-dev libraw-dev
     libcli11-dev nlohmann-json3-dev
     libgtest-dev libgmock-dev libbenchmark-dev
     libcpp-httplib-dev
     python3-numpy python3-opencv opencv-data
+    python3-dev pybind11-dev python3-pil
     imagemagick libimage-exiftool-perl time fonts-dejavu-core
     "$@"
 )

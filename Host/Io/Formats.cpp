@@ -17,7 +17,14 @@ constexpr MetadataKind kMetadataKinds[] = {
     {MetadataKind::Comment, "comment", "the comment"},
 };
 
+constexpr std::string_view kRawSuffixes[] = {"3fr", "ari", "arw", "bay", "cap", "cr2", "cr3", "crw", "dcr", "dcs",
+                                             "dng", "drf", "eip", "erf", "fff", "gpr", "iiq", "k25", "kdc", "mdc",
+                                             "mef", "mos", "mrw", "nef", "nrw", "orf", "pef", "ptx", "pxn", "r3d",
+                                             "raf", "raw", "rw2", "rwl", "rwz", "sr2", "srf", "srw", "x3f"};
+
 }  // namespace
+
+std::span<const std::string_view> GetRawSuffixes() { return kRawSuffixes; }
 
 std::span<const MetadataKind> GetMetadataKinds() { return kMetadataKinds; }
 
@@ -31,6 +38,7 @@ std::span<const FormatInfo> GetFormats() {
         {FileFormat::Heic, "HEIF", {"heic", "heif"}, 16384, true, kExif | kXmp | kIcc | kResolution},
         {FileFormat::Avif, "AVIF", {"avif"}, 16384, true, kExif | kXmp | kIcc | kResolution},
         {FileFormat::Gif, "GIF", {"gif"}, 65535, true, 0},
+        {FileFormat::Jxl, "JPEG XL", {"jxl"}, 0x3fffffff, true, kExif | kXmp | kIcc | kResolution},
     };
     return formats;
 }

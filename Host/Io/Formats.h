@@ -9,7 +9,7 @@
 
 namespace Orvexa::Io {
 
-enum class FileFormat { Jpeg, Png, Webp, Tiff, Heic, Avif, Gif };
+enum class FileFormat { Jpeg, Png, Webp, Tiff, Heic, Avif, Gif, Jxl };
 
 /// A kind of metadata; the bits make sets of kinds.
 struct MetadataKind {
@@ -40,5 +40,11 @@ struct FormatSupport {
 };
 /// Tries it out, which takes some milliseconds.
 FormatSupport GetFormatSupport(FileFormat format);
+
+/// The suffixes of cameras' raw files, lower case, without the dot. Such files are only read, and told by their
+/// contents; of their metadata the EXIF data is.
+std::span<const std::string_view> GetRawSuffixes();
+/// Whether the library that develops them is there.
+bool CanReadRaw();
 
 }  // namespace Orvexa::Io

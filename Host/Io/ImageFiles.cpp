@@ -15,6 +15,7 @@
 #include "Host/Core/Exception.h"
 #include "Host/Io/ImageCodecs.h"
 #include "Host/Io/PendingFile.h"
+#include "Host/Io/RawDecoder.h"
 #include "Host/Proc/Libraries.h"
 #include "Host/Settings/Common/SettingsColorspaceConverter.h"
 
@@ -25,7 +26,7 @@ namespace {
 // What the codecs and the libraries under them take, in bytes of address space, stacks and heaps of threads included.
 // Without memory some of them end the process by a segmentation fault, for example GLib's report that there is none.
 constexpr std::uint64_t kLibraries = 144 << 20, kCodec = 64 << 20, kCodecPerPixel = 8;
-constexpr std::uint64_t kVideoCodec = 448 << 20, kVideoCodecPerPixel = 48;  // of HEIF and AVIF, whatever the threads
+constexpr std::uint64_t kVideoCodec = 448 << 20, kVideoCodecPerPixel = 48;  // of HEIF, AVIF and JPEG XL
 
 ImageCodecs& Codecs() {
     static ImageCodecs& codecs = [&]() -> ImageCodecs& {
@@ -36,7 +37,7 @@ ImageCodecs& Codecs() {
 }
 
 void RequireMemoryToWrite(FileFormat format, const Proc::IDataVideo& frame) {
-    const bool isVideo = format == FileFormat::Heic || format == FileFormat::Avif;
+    const bool isVideo = format == FileFormat::Heic || format == FileFormat::Avif || format == FileFormat::Jxl;
     const std::uint64_t pixels = std::uint64_t{frame.GetFrameInfo().width} * frame.GetFrameInfo().height;
     Core::RequireAddressSpace(isVideo ? kVideoCodec + pixels * kVideoCodecPerPixel : kCodec + pixels * kCodecPerPixel);
 }
@@ -61,11 +62,19 @@ void CheckInput(int descriptor) {
     if (S_ISREG(status.st_mode) && status.st_size == 0) Throw("the file is empty");
 }
 
+// RFC 3986: a scheme is a letter followed by letters, digits and a few marks.
+bool IsUrl(const Core::ioPath& file) {
+    const std::string name = file.string(), scheme = name.substr(0, name.find("://"));
+    const auto belongs = [](unsigned char c) { return std::isalnum(c) != 0 || c == '+' || c == '-' || c == '.'; };
+    return scheme.size() < name.size() && !scheme.empty() && std::isalpha(static_cast<unsigned char>(scheme[0])) != 0 &&
+           std::all_of(scheme.begin(), scheme.end(), belongs);
+}
+
 // A file that is open for reading as long as the object lives.
 class InputFile {
 public:
     explicit InputFile(const Core::ioPath& file) : descriptor_(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY)) {
-        if (descriptor_ < 0) Throw(errno == ENOENT ? "the file does not exist" : std::strerror(errno));
+        if (descriptor_ < 0) Throw(errno == ENOENT ? DescribeMissing(file) : std::strerror(errno));
     }
     InputFile(const InputFile&) = delete;
     InputFile& operator=(const InputFile&) = delete;
@@ -85,6 +94,11 @@ void CheckQuality(const WriteOptions& options) {
 
 }  // namespace
 
+const char* DescribeMissing(const Core::ioPath& file) {
+    return IsUrl(file) ? "this is a URL; only files of this machine are read and written, nothing over the network"
+                       : "the file does not exist";
+}
+
 FileFormat FindFormat(std::string_view suffix) {
     std::string name(suffix.substr(suffix.starts_with('.') ? 1 : 0));
     std::transform(name.begin(), name.end(), name.begin(),
@@ -99,6 +113,15 @@ FileFormat FindFormat(std::string_view suffix) {
     Throw((name.empty() ? "a suffix is missing that tells the file format"
                         : "\"" + name + "\" is not a known file format") +
           "; the formats are " + known);
+}
+
+bool CanReadRaw() {
+    try {
+        Proc::GetProvided<RawDecoder>();
+        return true;
+    } catch (const Proc::EffectException&) {
+        return false;
+    }
 }
 
 FormatSupport GetFormatSupport(FileFormat format) { return Codecs().GetSupport(format); }
@@ -143,6 +166,7 @@ Notes WriteImage(const Core::ioPath& file, FileFormat format, const Proc::FrameP
         WriteInto(file, bytes.data(), bytes.size());
         return notes;
     }
+    if (IsUrl(file) && !std::filesystem::is_directory(file.parent_path(), error)) Throw(DescribeMissing(file));
     RequireMemoryToWrite(format, *frame);
     PendingFile pending(file);
     Notes notes = Codecs().Write(pending.GetDescriptor(), format, ToWritable(frame, factory), options);

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -35,10 +36,20 @@ using MetadataPtr = std::shared_ptr<const ImageMetadata>;
 /// What was lost on the way, one sentence each.
 using Notes = std::vector<std::string>;
 
+/// How camera raw files are developed.
+struct RawOptions {
+    static constexpr double kMinBrightness = 0.01, kMaxBrightness = 100;
+    enum class WhiteBalance { Camera, Daylight, Auto };
+    WhiteBalance whiteBalance = WhiteBalance::Camera;  ///< as the camera noted it, for daylight, or by the grey mean
+    std::optional<double> brightness;  ///< a factor; without one, what makes one pixel in a hundred white
+    bool operator==(const RawOptions&) const = default;
+};
+
 struct ReadOptions {
     std::uint64_t maxPixels = std::uint64_t{1} << 28;  ///< a larger picture is refused before memory is taken for it
     bool allowTruncated = false;                       ///< whether a damaged file is read as far as it goes
     bool toSrgb = false;  ///< whether a picture with a colour profile is converted to sRGB, losing the profile
+    RawOptions raw = {};
 };
 
 /// The size of an upright picture in pixels.
@@ -58,6 +69,10 @@ struct WriteOptions {
     int quality = 90;      ///< of the lossy formats
     MetadataPtr metadata;  ///< may be empty
 };
+
+/// Why a file that does not exist cannot be read or written: a name that looks like a URL is answered with a sentence
+/// of its own.
+const char* DescribeMissing(const Core::ioPath& file);
 
 /// Reads a picture into a frame of `allocator`; of several pictures in a file, the first. Whatever prevents it throws
 /// `EffectException`.

@@ -14,6 +14,11 @@ constexpr std::uint64_t AlignedStride(std::uint64_t widthBytes) {
     return (widthBytes + PixelPool::kAlignment - 1) / PixelPool::kAlignment * PixelPool::kAlignment;
 }
 
+void CheckSize(const FrameInfo& info) {
+    if (info.width == 0 || info.height == 0 || info.width > kMaxFrameSide || info.height > kMaxFrameSide)
+        Throw("Frame size is not supported!");
+}
+
 bool HaveSameBytes(const ConstPlane& a, const ConstPlane& b) {
     if (a.GetWidth() != b.GetWidth() || a.GetHeight() != b.GetHeight()) return false;
     for (std::uint64_t y = 0; y < a.GetHeight(); ++y) {
@@ -24,10 +29,23 @@ bool HaveSameBytes(const ConstPlane& a, const ConstPlane& b) {
 
 }  // namespace
 
+VideoFrame::VideoFrame(std::shared_ptr<PixelPool> pool, PixFmt pixFmt, const FrameInfo& info,
+                       std::shared_ptr<std::uint8_t> pixels, std::int64_t stride)
+    : pool_(std::move(pool)),
+      storage_(std::move(pixels)),
+      isForeign_(true),
+      description_(&PixFmtDescription::Get(pixFmt)),
+      info_(info) {
+    CheckSize(info);
+    if (description_->planes != 1) Throw("Pixel format is not supported!");
+    const std::uint64_t width = description_->GetPlanWidthSize(static_cast<int>(info.width), 0);
+    if (static_cast<std::uint64_t>(stride) * info.height > kMaxPlaneBytes) Throw("Frame size is not supported!");
+    planes_[0] = Plane(storage_.get(), stride, width, info.height, description_->GetBytesPerPixel(0), false);
+}
+
 VideoFrame::VideoFrame(std::shared_ptr<PixelPool> pool, PixFmt pixFmt, const FrameInfo& info)
     : pool_(std::move(pool)), description_(&PixFmtDescription::Get(pixFmt)), info_(info) {
-    if (info.width == 0 || info.height == 0 || info.width > kMaxFrameSide || info.height > kMaxFrameSide)
-        Throw("Frame size is not supported!");
+    CheckSize(info);
     struct Layout {
         std::uint64_t width, height, stride, offset;
     };
@@ -126,6 +144,11 @@ void VideoFrame::Crop(std::uint32_t x, std::uint32_t y, std::uint32_t width, std
     info_.width = width;
     info_.height = height;
     extraAlpha_ = {};  // its geometry no longer matches
+}
+
+FramePtr FrameAllocator::WrapPixels(PixFmt pixFmt, const FrameInfo& info, std::shared_ptr<std::uint8_t> pixels,
+                                    std::int64_t stride) const {
+    return Core::MakeRefCounted<VideoFrame>(pool_, pixFmt, info, std::move(pixels), stride);
 }
 
 void FrameAllocator::AllocateFrame(FramePtr& out, PixFmt pixFmt, const FrameInfo& info) {

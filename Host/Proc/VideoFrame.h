@@ -15,6 +15,11 @@ public:
     /// A frame with undefined contents, duration and timestamp; see `IFrameAllocator::AllocateFrame` for the errors.
     VideoFrame(std::shared_ptr<PixelPool> pool, PixFmt pixFmt, const FrameInfo& info);
 
+    /// A frame over pixels of another owner in a format of one plane. They count as shared, so that nobody writes into
+    /// them. `pixels` keeps them; its rows are `stride` bytes apart.
+    VideoFrame(std::shared_ptr<PixelPool> pool, PixFmt pixFmt, const FrameInfo& info,
+               std::shared_ptr<std::uint8_t> pixels, std::int64_t stride);
+
     std::int64_t GetDuration() const override { return duration_; }
     void SetDuration(std::int64_t duration) override { duration_ = duration; }
     std::int64_t GetTimestamp() const override { return timestamp_; }
@@ -28,7 +33,7 @@ public:
     void Clone(FramePtr& out, int mode) const override;
     void Crop(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height) override;
     std::optional<ConstPlane> GetExtraAlpha(std::uint8_t index) const override;
-    bool SharesPixels() const override { return storage_.use_count() > 1; }
+    bool SharesPixels() const override { return isForeign_ || storage_.use_count() > 1; }
     /// See the function of that name.
     void ShareExtraAlpha(std::uint8_t index, const VideoFrame& mask);
     void ClearExtraAlpha() override { extraAlpha_ = {}; }
@@ -46,6 +51,7 @@ private:
 
     std::shared_ptr<PixelPool> pool_;
     std::shared_ptr<std::uint8_t> storage_;
+    bool isForeign_ = false;  // whether the pixels belong to another owner
     const PixFmtDescription* description_;
     FrameInfo info_;
     std::array<Plane, PixFmtDescription::kMaxPlanes> planes_;
@@ -65,6 +71,9 @@ public:
     explicit FrameAllocator(std::size_t poolCapacity = std::size_t{512} << 20)
         : pool_(PixelPool::Create(poolCapacity)) {}
     void AllocateFrame(FramePtr& out, PixFmt pixFmt, const FrameInfo& info) override;
+    /// A frame over pixels of another owner, which are never written into; copies of it come from the pool.
+    FramePtr WrapPixels(PixFmt pixFmt, const FrameInfo& info, std::shared_ptr<std::uint8_t> pixels,
+                        std::int64_t stride) const;
     const std::shared_ptr<PixelPool>& GetPool() const { return pool_; }
 
 private:

@@ -25,7 +25,7 @@ TEST_F(Batch, OneBadFileNeverStopsTheRest) {
                                                         {"empty.jpg", "the file is empty"},
                                                         {"text.jpg", "not a JPEG, PNG"},
                                                         {"name.txt", "not a known file format"},
-                                                        {"raw.nef", "camera raw files cannot be read"},
+                                                        {"raw.nef", "camera raw files can only be read"},
                                                         {"large.png", "limit of 10000 (--max-pixels)"},
                                                         {"gone.png", "does not exist"},
                                                         {std::string(300, 'n') + ".png", "File name too long"}};

@@ -87,6 +87,10 @@ TEST_F(Program, BadInputIsAnsweredWithOneLineAndHarmsNothing) {
         {{"apply", "-o", old, "EmptyEffect"}, 2, "--input is required"},
         {{"apply", "-i", good, "EmptyEffect"}, 2, "--output is required"},
         {apply, 2, "an effect is missing"},
+        {{"apply", "-i", "https://example.org/a.jpg", "-o", old, "EmptyEffect"}, 1, "this is a URL; only files"},
+        {{"apply", "-i", good, "-o", "sftp://host/a.png", "EmptyEffect"}, 1, "this is a URL; only files"},
+        {apply + Words{"--raw-brightness", "0", "EmptyEffect"}, 2, "is neither auto nor a factor"},
+        {apply + Words{"--raw-white-balance", "warm", "EmptyEffect"}, 2, "is not one of camera, daylight and auto"},
         {apply + Words{"WhiteBalanse"}, 2, "did you mean WhiteBalance?"},
         {apply + Words{"zzzzzzzzzzzzzz"}, 2, "`kalvatri list` shows the effects"},
         {apply + Words{"color=#ffffff", "WhiteBalance"}, 2, "stands before any effect"},
@@ -142,7 +146,7 @@ TEST_F(Program, BadInputIsAnsweredWithOneLineAndHarmsNothing) {
 
 TEST_F(Program, AFullDiskIsReportedAndLeavesTheOldFile) {
     const std::string input = Make("in.png", MakeFrame(PixFmt::Rgb24, 200, 200));
-    for (const char* suffix : {"jpg", "png", "webp", "tif", "gif", "avif", "heic"}) {
+    for (const char* suffix : {"jpg", "png", "webp", "tif", "gif", "avif", "heic", "jxl"}) {
         SCOPED_TRACE(suffix);
         const std::string output = folder_.File(std::string("old.") + suffix);
         WriteFile(output, std::string("old"));

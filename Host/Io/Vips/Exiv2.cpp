@@ -61,6 +61,12 @@ bool IsCommon(const Exiv2::Exifdatum& datum) {
     return keys.contains(datum.key());
 }
 
+// Tags of TIFF/EP and DNG, which tell how to make a picture of the sensor's data.
+bool IsAboutSensor(std::uint16_t tag) {
+    constexpr std::uint16_t kFilterFirst = 0x828d, kFilterLast = 0x828e, kDngFirst = 0xc612, kDngLast = 0xc7ff;
+    return (tag >= kFilterFirst && tag <= kFilterLast) || (tag >= kDngFirst && tag <= kDngLast);
+}
+
 bool IsForeignDirectory(const std::string& group) {
     return group.starts_with("SubImage") || group.starts_with("SubThumb") || group == "Thumbnail" ||
            group == "Image2" || group == "Image3";
@@ -104,6 +110,24 @@ std::string ExtractExif(const char* tiff, std::size_t size) {
         Exiv2::MemIo block;
         Exiv2::TiffParser::encode(block, nullptr, 0, order, kept, Exiv2::IptcData(), Exiv2::XmpData());
         return std::string(reinterpret_cast<const char*>(block.mmap()), block.size());
+    });
+}
+
+std::string ExtractRawExif(const char* file, std::size_t size) {
+    return Serially([&] {
+        const auto image = Exiv2::ImageFactory::open(reinterpret_cast<const Exiv2::byte*>(file), size);
+        image->readMetadata();
+        Exiv2::ExifData kept;
+        for (const Exiv2::Exifdatum& datum : image->exifData()) {
+            const std::string group = datum.groupName();
+            const bool isOfMain = group == "Image" && !IsAboutPixels(datum.tag()) && !IsAboutSensor(datum.tag());
+            if (isOfMain || group == "Photo" || group == "GPSInfo" || group == "Iop") kept.add(datum);
+        }
+        if (std::all_of(kept.begin(), kept.end(), IsCommon)) return std::string();
+        Exiv2::Blob blob;
+        Exiv2::ExifParser::encode(blob, image->byteOrder() == Exiv2::bigEndian ? Exiv2::bigEndian : Exiv2::littleEndian,
+                                  kept);
+        return std::string(blob.begin(), blob.end());
     });
 }
 

@@ -15,6 +15,9 @@ namespace Orvexa::Io::Details {
 /// tags of that kind.
 std::string ExtractExif(const char* tiff, std::size_t size);
 
+/// The same of a camera raw file of any kind, without what describes the sensor's data.
+std::string ExtractRawExif(const char* file, std::size_t size);
+
 /// An EXIF block of at most 65527 bytes, what a JPEG file can hold: without the largest tags, as many as must go.
 std::string ShrinkExif(const std::string& block);
 

@@ -5,7 +5,9 @@
 
 #include "Host/Core/Exception.h"
 #include "Host/Io/Vips/BigEndian.h"
+#include "Host/Io/Vips/JxlBoxes.h"
 #include "Host/Io/Vips/Metadata.h"
+#include "Host/Io/Vips/RawFile.h"
 #include "Host/Io/Vips/Vips.h"
 
 namespace Orvexa::Io::Details {
@@ -61,19 +63,23 @@ constexpr Loader kLoaders[] = {
     {FileFormat::Tiff, Complaint::Never, IsTiff},
     // A read that fails is an assertion in libheif.
     {FileFormat::Heic, Complaint::Never, IsHeif, true},
+    {FileFormat::Jxl, Complaint::Never, IsJxl},
 };
 
-const Loader& FindLoader(const vips::VSource& source, const ByteSource& bytes) {
+std::string ReadHead(const vips::VSource& source, const ByteSource& bytes) {
     unsigned char* data = nullptr;
     const gint64 size = vips_source_sniff_at_most(source.get_source(), &data, kHeadSize);
     bytes.CheckWhole();
     if (size < 0) throw vips::VError();
     if (size == 0) Throw("the file is empty");
-    const std::string_view head(reinterpret_cast<const char*>(data), static_cast<std::size_t>(size));
+    return {reinterpret_cast<const char*>(data), static_cast<std::size_t>(size)};
+}
+
+const Loader& FindLoader(std::string_view head) {
     const auto loader = std::find_if(std::begin(kLoaders), std::end(kLoaders),
                                      [&](const Loader& known) { return known.isMeant(head); });
     if (loader == std::end(kLoaders))
-        Throw("this is not a " + GetFormatNames() + " picture, or its beginning is damaged");
+        Throw("this is not a " + GetFormatNames() + " picture nor a camera raw file, or its beginning is damaged");
     if (vips_type_find("VipsOperation", loader->GetOperation()) == 0)
         Throw("the image library of this machine cannot read this format");
     return *loader;
@@ -280,7 +286,10 @@ VImage OpenImage(const Loader& loader, const vips::VSource& source, ByteSource& 
 
 ImageSize ReadVipsSize(ByteSource& bytes, const ReadOptions& options) {
     const vips::VSource source = bytes.Open();
-    const VImage file = OpenImage(FindLoader(source, bytes), source, bytes, options);
+    const std::string head = ReadHead(source, bytes);
+    if (IsCameraRaw(head, source)) return ReadRawSize(source, options);
+    vips_source_rewind(source.get_source());
+    const VImage file = OpenImage(FindLoader(head), source, bytes, options);
     CheckSize(file, options);
     ImageSize size{static_cast<std::uint32_t>(file.width()), static_cast<std::uint32_t>(file.height())};
     if (IsTurned(vips_image_get_orientation(file.get_image()))) std::swap(size.width, size.height);
@@ -297,7 +306,14 @@ struct Outcome {
 
 Outcome ReadAndClose(ByteSource& bytes, const Proc::AllocatorPtr& allocator, const ReadOptions& options) {
     vips::VSource source = bytes.Open();
-    const Loader& loader = FindLoader(source, bytes);
+    const std::string head = ReadHead(source, bytes);
+    if (IsCameraRaw(head, source)) {
+        LoadedImage developed = ReadRaw(source, allocator, options);
+        bytes.CheckWhole();
+        return {std::move(developed), Complaint::Never};
+    }
+    vips_source_rewind(source.get_source());
+    const Loader& loader = FindLoader(head);
     Outcome outcome{{}, loader.complaint};
     LoadedImage& loaded = outcome.loaded;
     MetadataBlocks blocks = ReadMetadataBlocks(source, loader.format, loaded.notes);
