@@ -64,7 +64,7 @@ constexpr EffectTraits kTraits[] = {
     {"BlurRadial", nullptr, ""},
     {"ColorBalanceAuto", nullptr, kStatistics},
     {"ColoredGlass", EachPixel, ""},
-    {"ColorReduce", EachPixel, ""},
+    {"ColorReduce", nullptr, kPixels},
     {"CreateVideo", nullptr, ""},
     {"Custom", nullptr, kUnknown, 0.02, Reduction::Areas, false},
     {"Cutter", nullptr, kPixels, 0.02, Reduction::Areas, false},
@@ -92,7 +92,7 @@ constexpr EffectTraits kTraits[] = {
     {"Histogram", nullptr, kStatistics},
     {"Implode", nullptr, ""},
     {"Matting", nullptr, kEdges, 2 * kSlow},
-    {"OilPaint", OilPaintMargin, kPixels, kSlow},
+    {"OilPaint", OilPaintMargin, kPixels, kSlow, Reduction::Areas, true, true},
     {"Pixelate", nullptr, ""},
     {"ReduceLocalLuma", nullptr, kStatistics},
     {"RemoveBackground", nullptr, kEdges, kSlow},
@@ -143,11 +143,13 @@ const EffectTraits& GetTraits(const EffectEntry& effect) {
 
 bool HasTraits(const EffectEntry& effect) { return Find(effect) != nullptr; }
 
-std::optional<int> GetMargin(const Chain& chain) {
+std::optional<int> GetMargin(const Chain& chain, bool isOpaque) {
     int sum = 0;
     for (const Step& step : chain) {
         const EffectTraits& traits = GetTraits(*step.effect);
-        const std::optional<int> margin = traits.margin == nullptr ? std::nullopt : traits.margin(*step.settings);
+        // What comes before may make parts of the picture transparent.
+        const bool isKnown = traits.margin != nullptr && (!traits.needsOpaque || (isOpaque && &step == &chain.front()));
+        const std::optional<int> margin = isKnown ? traits.margin(*step.settings) : std::nullopt;
         if (!margin) return std::nullopt;
         sum += *margin;
     }

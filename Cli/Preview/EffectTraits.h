@@ -21,7 +21,8 @@ struct EffectTraits {
     std::string_view approximation;  ///< why the result at a reduced size is not the reduced result; empty if it is
     double seconds = 0.02;           ///< that a megapixel takes on one processor, roughly, until it has been measured
     Reduction further = Reduction::Areas;
-    bool isPreviewed = true;  ///< whether the result is a picture that can be shown
+    bool isPreviewed = true;   ///< whether the result is a picture that can be shown
+    bool needsOpaque = false;  ///< whether the margin is that of pictures without alpha
 };
 
 /// The traits of an effect; for one that is not known, those that are right for all.
@@ -29,8 +30,8 @@ const EffectTraits& GetTraits(const EffectEntry& effect);
 /// Whether there are traits for the effect itself.
 bool HasTraits(const EffectEntry& effect);
 
-/// The margin of a whole chain; none where a step needs all pixels.
-std::optional<int> GetMargin(const Chain& chain);
+/// The margin of a whole chain on a picture that may have alpha; none where a step needs all pixels.
+std::optional<int> GetMargin(const Chain& chain, bool isOpaque);
 
 /// How many pictures the effect takes beyond the first: 0, 1 or, as "many", any number.
 Json CountFurtherPictures(const EffectEntry& effect);

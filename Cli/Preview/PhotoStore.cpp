@@ -33,7 +33,7 @@ Proc::FramePtr PhotoStore::Read(std::size_t photo) {
     picture_.reset();  // before there is memory for another
     Io::LoadedImage image = ReadPicture(GetFile(photo), options_, factory_);
     const Conf::FrameInfo& info = image.frame->GetFrameInfo();
-    PhotoInfo known{{info.width, info.height}, {}, std::move(image.notes)};
+    PhotoInfo known{{info.width, info.height}, {}, std::move(image.notes), image.frame->GetPixFmt() != PixFmt::Rgba};
     for (const Io::MetadataKind& kind : Io::GetMetadataKinds()) {
         if (image.metadata != nullptr && image.metadata->Has(kind.bit)) known.metadata.emplace_back(kind.name);
     }

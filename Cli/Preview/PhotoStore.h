@@ -17,6 +17,7 @@ struct PhotoInfo {
     Orvexa::Io::ImageSize size;
     std::vector<std::string> metadata;  ///< names of the kinds that the file has
     Orvexa::Io::Notes notes;
+    bool isOpaque = true;  ///< whether its pixels have no alpha
 };
 
 /// Reads photographs and keeps the last one at full size. Safe to use from several threads.

@@ -152,6 +152,7 @@ struct Renderer::Job {
     const RenderRequest& request;
     RenderProgressPtr progress;
     Io::ImageSize photo;
+    bool isOpaque;
 };
 
 // The part of the photograph that a chain runs on, and how much smaller it is there.
@@ -313,7 +314,8 @@ ChainPoint Renderer::Run(Job& job, const Area& area) {
 
 Rendering Renderer::Render(const RenderRequest& request, const RenderProgressPtr& progress) {
     const Clock::time_point begin = Clock::now();
-    Job job{request, progress, photos_.GetInfo(request.photo).size};
+    const PhotoInfo photo = photos_.GetInfo(request.photo);
+    Job job{request, progress, photo.size, photo.isOpaque};
     const Chain chain = ParseChain(catalogue_, request.chain);
     FrameInfo result = GetResultInfo(chain, {job.photo.width, job.photo.height});
     const auto fit = [&](const FrameInfo& info) {
@@ -325,7 +327,7 @@ Rendering Renderer::Render(const RenderRequest& request, const RenderProgressPtr
 
     const auto makeArea = [&](double areaScale) {
         const Area whole = Area::MakeWhole(job.photo, areaScale);
-        const std::optional<int> margin = request.view ? GetMargin(chain) : std::nullopt;
+        const std::optional<int> margin = request.view ? GetMargin(chain, job.isOpaque) : std::nullopt;
         return margin ? whole.MakePart(*request.view, job.photo, *margin) : whole;
     };
     Area area = makeArea(scale);

@@ -1,10 +1,16 @@
 #include "Cli/Preview/WebServer.h"
 
 #include <httplib.h>
+#include <poll.h>
 #include <sys/random.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <fstream>
@@ -72,7 +78,8 @@ std::string FindType(std::string_view name) {
 // and the system lets their makers wait.
 class ConnectionThreads : public httplib::TaskQueue {
 public:
-    ConnectionThreads() {
+    /// Counts those that wait in `waiting`.
+    explicit ConnectionThreads(std::atomic<int>& waiting) : waitingCount_(waiting) {
         constexpr int kThreads = 64;
         for (int i = 0; i < kThreads; ++i) threads_.emplace_back([this] { Work(); });
     }
@@ -82,6 +89,7 @@ public:
         std::unique_lock lock(mutex_);
         changed_.wait(lock, [&] { return waiting_.size() < kMaxWaiting; });
         waiting_.push_back(std::move(serve));
+        ++waitingCount_;
         changed_.notify_all();
     }
 
@@ -104,12 +112,14 @@ private:
                 if (waiting_.empty()) return;
                 serve = std::move(waiting_.front());
                 waiting_.pop_front();
+                --waitingCount_;
             }
             changed_.notify_all();
             serve();
         }
     }
 
+    std::atomic<int>& waitingCount_;
     std::mutex mutex_;  // guards what follows
     std::condition_variable changed_;
     std::deque<std::function<void()>> waiting_;
@@ -117,13 +127,91 @@ private:
     std::vector<std::thread> threads_;
 };
 
-// With a longer queue of connections that wait to be accepted than the library asks for.
+// One connection. It is waited for as long as nobody else waits for its thread.
+class Connection : public httplib::Stream {
+public:
+    Connection(socket_t socket, const std::atomic<int>& waiting) : socket_(socket), waiting_(waiting) {}
+
+    /// Whether a request has begun to come. A connection that has had its answer is given up for another at once.
+    bool WaitForRequest(bool isFirst) {
+        if (begin_ < end_) return true;
+        return Wait(POLLIN, kIdle, isFirst ? kFirstInCrowd : std::chrono::milliseconds(0));
+    }
+
+    bool is_readable() const override { return begin_ < end_ || Wait(POLLIN, kTransfer, kTransferInCrowd); }
+    bool is_writable() const override { return Wait(POLLOUT, kTransfer, kTransferInCrowd); }
+    ssize_t read(char* to, size_t size) override {
+        if (begin_ == end_) {
+            if (!is_readable()) return -1;
+            const ssize_t count = recv(socket_, buffer_.data(), buffer_.size(), 0);
+            if (count <= 0) return count;
+            begin_ = 0;
+            end_ = static_cast<std::size_t>(count);
+        }
+        const std::size_t count = std::min(size, end_ - begin_);
+        std::copy_n(buffer_.data() + begin_, count, to);
+        begin_ += count;
+        return static_cast<ssize_t>(count);
+    }
+    ssize_t write(const char* from, size_t size) override {
+        return is_writable() ? send(socket_, from, size, MSG_NOSIGNAL) : -1;
+    }
+    void get_remote_ip_and_port(std::string& ip, int& port) const override {
+        ip = kHost;
+        port = 0;
+    }
+    void get_local_ip_and_port(std::string& ip, int& port) const override { get_remote_ip_and_port(ip, port); }
+    socket_t socket() const override { return socket_; }
+
+private:
+    using Duration = std::chrono::milliseconds;
+    static constexpr Duration kIdle{5000}, kFirstInCrowd{200}, kTransfer{5000}, kTransferInCrowd{500};
+
+    // In short turns, so that a crowd that comes in the meantime counts.
+    bool Wait(short events, Duration patience, Duration patienceInCrowd) const {
+        constexpr int kTurn = 25;  // milliseconds
+        const auto begin = std::chrono::steady_clock::now();
+        while (true) {
+            pollfd waiting{socket_, events, 0};
+            const int count = poll(&waiting, 1, kTurn);
+            if (count > 0) return true;
+            if (count < 0 && errno != EINTR) return false;
+            const auto waited = std::chrono::steady_clock::now() - begin;
+            if (waited >= (waiting_ > 0 ? patienceInCrowd : patience)) return false;
+        }
+    }
+
+    const socket_t socket_;
+    const std::atomic<int>& waiting_;
+    std::array<char, 1 << 14> buffer_;
+    std::size_t begin_ = 0, end_ = 0;
+};
+
+// The library's server but for its way with connections: it would keep a thread for seconds for each that is idle.
 class HttpServer : public httplib::Server {
 public:
+    HttpServer() {
+        new_task_queue = [this] { return new ConnectionThreads(waiting_); };
+    }
+    /// Asks the system for a longer queue of connections to accept than the library does.
     void LengthenQueue() {
         constexpr int kBacklog = 1024;
         ::listen(svr_sock_, kBacklog);
     }
+
+private:
+    bool process_and_close_socket(socket_t socket) override {
+        Connection connection(socket, waiting_);
+        bool isClosed = false;
+        for (bool isFirst = true; !isClosed && connection.WaitForRequest(isFirst); isFirst = false) {
+            if (!process_request(connection, false, isClosed, nullptr)) break;
+        }
+        shutdown(socket, SHUT_RDWR);
+        close(socket);
+        return true;
+    }
+
+    std::atomic<int> waiting_ = 0;  // connections
 };
 
 }  // namespace
@@ -148,18 +236,12 @@ public:
 
 private:
     void SetUp() {
-        constexpr int kTimeout = 5, kRequests = 100000;  // seconds; on one connection
-        server_.new_task_queue = [] { return new ConnectionThreads; };
         server_.set_tcp_nodelay(true);
         // The library would share the port with others.
         server_.set_socket_options([](socket_t socket) {
             const int isOn = 1;
             setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &isOn, sizeof isOn);
         });
-        server_.set_read_timeout(kTimeout);
-        server_.set_write_timeout(2 * kTimeout);
-        server_.set_keep_alive_timeout(kTimeout);
-        server_.set_keep_alive_max_count(kRequests);
         server_.set_payload_max_length(Uploads::kMaxBytes);
         server_.set_default_headers({
             {"Content-Security-Policy",

@@ -130,6 +130,8 @@ class BrowserTest(unittest.TestCase):
         """Until the picture is that of the present steps: no request is under way, none is about to start."""
         script = "return document.getElementById('stage').getAttribute('aria-busy')"
         self.wait(lambda: all(self.driver.execute_script(script) == "false" or time.sleep(0.05) for _ in range(3)))
+        # What has arrived is drawn with the next frame.
+        self.driver.execute_async_script("requestAnimationFrame(() => requestAnimationFrame(arguments[0]))")
 
     def drag(self, element, places):
         """Presses at the first of the places, from the element's left top corner, and lets go at the last."""

@@ -4,8 +4,8 @@ const SVG = 'http://www.w3.org/2000/svg';
 
 /**
  * @param {Element} element
- * @param {Object<string, any>} properties `on...` are listeners, what contains a dash is an attribute, everything else a
- *     property of the element where it has such a one
+ * @param {Object<string, any>} properties `on...` are listeners, what contains a dash is an attribute, everything else
+ *     a property of the element where it has such a one
  */
 function decorate(element, properties, children) {
     for (const [name, value] of Object.entries(properties ?? {})) {
