@@ -112,6 +112,34 @@ class StretchedGridNetwork(nn.Module):
         return ends * self.OWN + common * (1 - self.OWN)
 
 
+class BrightenedGridNetwork(nn.Module):
+    """A grid network that sees the picture brightened until its brightest spot is white, and begins with that as its
+    answer. Hardly any picture lacks something that is nearly white, so one without has had too little light, and
+    whether little light fell on the sensor or on the scene is seen in the brightest spot, not in the mean."""
+
+    LEAST = 0.03  # level of the brightest spot; a picture that is black stays black
+
+    def __init__(self):
+        super().__init__()
+        self.network = GridNetwork()
+        columns = torch.eye(4).repeat(3, 1).repeat_interleave(DEPTH, 0)  # channel to column
+        self.register_buffer("to_factors", columns[:, :3].reshape(-1, 3, 1, 1).clone())
+
+    def forward(self, picture):
+        brightest = greatest(functional.adaptive_max_pool2d(picture, 1))
+        gain = torch.exp(-torch.log(self.LEAST + (1 - self.LEAST) * brightest))
+        grid = self.network(picture * gain)
+        return grid * (functional.conv2d(gain - 1, self.to_factors) + 1)
+
+
+def greatest(ends):
+    """The greatest of three channels, three times."""
+    red, green, blue = (ends.narrow(1, k, 1) for k in range(3))
+    both = green + torch.relu(red - green)
+    most = both + torch.relu(blue - both)
+    return torch.cat([most, most, most], 1)
+
+
 def threshold_tones(convolution):
     """Lets the mixtures of channels begin as those of a cell's mean, with thresholds all over the levels, in both
     directions."""
@@ -152,16 +180,19 @@ def roughness(grid):
     return sum(
         (cells.narrow(axis, 1, cells.shape[axis] - 1) - cells.narrow(axis, 0, cells.shape[axis] - 1)).square().mean()
         for axis in (2, 3, 4)
+        if cells.shape[axis] > 1
     )
 
 
-ROUGH = 0.02  # weight of the grid's roughness
+ROUGH, ROUGH_BESIDE_SHARES = 0.02, 0.1  # weights of the grid's roughness, beside errors in levels and relative ones
 BURNT = 2.0  # weight of pixels that come out white but should not
+USUAL_ERROR = 0.05  # levels 0..1; below, a picture counts as hardly damaged
 WHITE = 0.985  # level from which a pixel counts as white
 
 
-def grid_loss(grid, sample):
-    """The error of the pixels of `sample` (pixels, their places, what they should become) after the grid was applied.
+def errors(grid, sample):
+    """The mean error, one number a picture, of the pixels of `sample` (pixels, their places, what they should become)
+    after the grid was applied.
 
     What should be white may come out whiter than white, which clamping ends. What should not is dear.
     """
@@ -169,4 +200,16 @@ def grid_loss(grid, sample):
     result = apply_grid(grid, pixels, places)
     error = (result - target).masked_fill((target > WHITE) & (result > target), 0)
     burnt = torch.relu(result - WHITE) * (target < WHITE)
-    return error.abs().mean() + BURNT * burnt.mean() + ROUGH * roughness(grid)
+    return (error.abs() + BURNT * burnt).mean((1, 2, 3))
+
+
+def grid_loss(grid, sample):
+    return errors(grid, sample).mean() + ROUGH * roughness(grid)
+
+
+def relative_loss(grid, sample):
+    """The errors relative to what was wrong with the picture: a good picture that changes is as bad as a spoilt one
+    that hardly does."""
+    pixels, _, target = sample
+    before = (pixels - target).abs().mean((1, 2, 3))
+    return (errors(grid, sample) / (before + USUAL_ERROR)).mean() + ROUGH_BESIDE_SHARES * roughness(grid)

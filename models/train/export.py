@@ -51,9 +51,9 @@ def difference_to_opencv(network, path, shape):
     return float(np.abs(result - expected).max())
 
 
-def read_weights(network, path):
-    """The network with the weights of a file that `export` wrote."""
+def read_weights(network, path, partly=False):
+    """The network with the weights of a file that `export` wrote; `partly` leaves those that the file lacks."""
     stored = {tensor.name: numpy_helper.to_array(tensor) for tensor in onnx.load(str(path)).graph.initializer}
-    weights = {name: torch.from_numpy(stored[name].copy()) for name in network.state_dict()}
-    network.load_state_dict(weights)
+    names = [name for name in network.state_dict() if name in stored or not partly]
+    network.load_state_dict({name: torch.from_numpy(stored[name].copy()) for name in names}, strict=not partly)
     return network

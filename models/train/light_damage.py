@@ -150,3 +150,18 @@ class Misexposure:
         grey = luma_of(levels)
         levels = grey + (levels - grey) * self.saturation
         return quantised(0.45 + (levels - 0.45) * self.contrast)
+
+
+class Variety:
+    """Photographs as good as those that there are, but brighter or darker, paler or more colourful, and some of them
+    dark but for their lights, as by night."""
+
+    TASTE = 0.35  # strength of the changes that leave a photograph a good one
+    DARKEST = 2.5  # exponent of the levels by night
+
+    def __init__(self, count, nights=0.2):
+        self.exposed = Misexposure(count, strength=self.TASTE)
+        self.power = log_uniform(count, 1.0, self.DARKEST) ** chance(count, nights)
+
+    def at(self, picture):
+        return self.exposed.at(picture) ** self.power

@@ -2,9 +2,9 @@
 """Trains score.onnx, which tells how good a picture is: above 0, higher is better, and only ratios mean something.
 
 It learns to put a photograph above its damaged copy and a half-damaged copy between the two. Damages are bad exposure,
-contrast, colour and casts, flatness and haze, corrections that are too strong, exaggerated local contrast, blur, noise,
-and several of these. A copy that is told from its photograph at a glance must lose more than five per cent; one that
-differs by a level or two has nothing to lose.
+contrast, colour and casts, flatness and haze, corrections that are too strong, stretching, exaggerated local contrast,
+blur, noise, and several of these. A copy that is told from its photograph at a glance must lose more than five per cent;
+one that differs by a level or two has nothing to lose.
 """
 
 import torch
@@ -18,8 +18,8 @@ from judge import SIDE, Judge
 from light_damage import Flatness, Misexposure, quantised, uniform
 from training import options, train
 
-STEPS = 2500
-BATCH = 12
+STEPS = 2000
+BATCH = 16
 # How much the score's logarithm should fall: for each level 0..1 that the copy is off on average, and at most.
 FALL, LARGEST_FALL = 2.5, 0.3
 SOFTNESS = 0.05
@@ -45,8 +45,17 @@ def smoothed(picture, radius):
 
 def local_contrast(picture):
     """Halos, and detail that is as strong as the scene."""
-    radius = int(torch.randint(1, 4, ()))
-    return picture + (picture - smoothed(picture, radius)) * uniform(picture.shape[0], 0.5, 2.0)
+    radius = int(torch.randint(1, 6, ()))
+    return picture + (picture - smoothed(picture, radius)) * uniform(picture.shape[0], 0.3, 2.0)
+
+
+def stretched(picture):
+    """Each channel to the full range and beyond: what careless improvement makes of a picture that needed none."""
+    beyond = float(torch.rand(())) * 0.05
+    ends = torch.quantile(picture.flatten(2), torch.tensor([beyond, 1 - beyond]), dim=2)
+    low, high = (each.unsqueeze(2).unsqueeze(3) for each in ends)
+    full = ((picture - low) / (high - low + 0.05)).clamp(0, 1)
+    return picture + (full - picture) * uniform(picture.shape[0], 0.4, 1.0)
 
 
 def softened(picture):
@@ -71,14 +80,16 @@ def colourful(picture):
 
 
 DAMAGES = (
-    (exposed, 0.3),
-    (flattened, 0.2),
-    (overdone, 0.2),
-    (colourful, 0.1),
-    (local_contrast, 0.12),
-    (softened, 0.04),
-    (noisy, 0.04),
+    (exposed, 0.26),
+    (flattened, 0.18),
+    (overdone, 0.12),
+    (colourful, 0.14),
+    (local_contrast, 0.16),
+    (stretched, 0.08),
+    (softened, 0.03),
+    (noisy, 0.03),
 )
+TWICE = 0.4  # share of the copies with a second damage
 
 
 def damaged(pictures):
@@ -86,7 +97,7 @@ def damaged(pictures):
     result = []
     shares = torch.tensor([share for _, share in DAMAGES])
     for picture in pictures.split(1):
-        for kind in torch.multinomial(shares, 2 if torch.rand(()) < 0.25 else 1):
+        for kind in torch.multinomial(shares, 2 if torch.rand(()) < TWICE else 1):
             picture = DAMAGES[int(kind)][0](picture)
         result.append(picture)
     return quantised(torch.cat(result))
@@ -117,7 +128,7 @@ def main():
         half = good + (bad - good) * uniform(BATCH, 0.3, 0.7)
         return torch.cat([good, half, bad]), (bad - good).abs().mean((1, 2, 3))
 
-    network = train(Judge(1, "score"), batch, ranking_loss, arguments.iterations)
+    network = train(Judge(1, "score"), batch, ranking_loss, arguments.iterations, checkpoint=arguments.checkpoint)
     export(network, arguments.output / "score.onnx", (3, SIDE, SIDE))
 
 

@@ -4,35 +4,89 @@
 Soft are pictures that were slightly out of focus (a blur of 0.4 to 1.8 pixels) and pictures that were enlarged. Sharp
 ones are among the inputs, too, with themselves as target, so that the network finds out how much there is to do; and a
 part is noisy or compressed, which must not be sharpened.
+
+To undo a blur whose width is known is a matter of one filter (Wiener, "Extrapolation, Interpolation, and Smoothing of
+Stationary Time Series", 1949). Such filters for a few widths are part of the network. It tells for each pixel how much
+of each, which is to find the width, and adds what no filter gives.
 """
 
 import cv2
+import numpy as np
+import torch
+from torch import nn
 
-from damage import blurred, compressed, sensor_noise, stored
-from export import export
+from damage import blurred, compressed, sensor_noise, stored, white_noise
+from export import export, read_weights
 from photographs import Patches, reduced
-from training import Correction, level_loss, options, reach, tensor, train
+from training import Correction, options, reach, relative_loss, tensor, train
 
 SIDE = 56
-BATCH = 4
-STEPS = 15000
+BATCH = 5
+STEPS = 14000
+GRAIN = 1.5  # levels; most photographs have some, and where it is missing or smeared they were blurred
+
+
+class Sharpener(Correction):
+    WIDTHS = (0.5, 0.7, 0.9, 1.15, 1.5, 1.9)  # of the blurs that there are filters for
+    HALF = 6  # pixels of a filter to each side
+
+    def __init__(self):
+        super().__init__(channels=1, fine=32, coarse=64, before=1, between=4, after=1)
+        count = len(self.WIDTHS)
+        self.amounts = nn.ConvTranspose2d(32, count, 4, stride=2, padding=1)
+        nn.init.zeros_(self.amounts.weight)
+        nn.init.zeros_(self.amounts.bias)
+        # A border of zeros would be an edge to sharpen. In two steps, since none may be wider than the picture.
+        self.mirror = nn.Sequential(nn.ReflectionPad2d(self.HALF // 2), nn.ReflectionPad2d(self.HALF // 2))
+        self.detail = nn.Conv2d(1, count, 2 * self.HALF + 1, bias=False)
+        filters = np.stack([inverse_of_blur(width, self.HALF) for width in self.WIDTHS])
+        filters[:, self.HALF, self.HALF] -= 1  # what they change
+        self.detail.weight = nn.Parameter(torch.tensor(filters[:, None], dtype=torch.float32), requires_grad=False)
+        self.together = nn.Conv2d(count, 1, 1, bias=False)
+        self.together.weight = nn.Parameter(torch.ones(1, count, 1, 1), requires_grad=False)
+
+    def forward(self, picture):
+        fine = self.features(picture)
+        detail = self.detail(self.mirror(picture))
+        return picture + self.leave(fine) + self.together(detail * self.amounts(fine))
+
+
+def inverse_of_blur(width, half, noise=0.8, contrast=30.0, side=128):
+    """The filter of 2 * half + 1 pixels either way that undoes a Gaussian blur with the least mean square error, in
+    pictures whose power falls with the square of the frequency, with this contrast and this noise in levels."""
+    frequencies = np.fft.fftfreq(side)
+    across, down = np.meshgrid(frequencies, frequencies)
+    power = 1 / np.maximum(across**2 + down**2, 1 / side**2)
+    power *= contrast**2 / power.mean()
+    offsets = np.arange(side) - side // 2
+    line = np.exp(-(offsets**2) / (2 * width**2))
+    blur = np.fft.fft2(np.fft.ifftshift(np.outer(line, line) / line.sum() ** 2)).real
+    blurred_power = blur**2 * power + noise**2
+    with_itself, with_original = (np.fft.ifft2(spectrum).real for spectrum in (blurred_power, blur * power))
+    y, x = (place.ravel() for place in np.mgrid[-half : half + 1, -half : half + 1])
+    distances = (y[:, None] - y) % side, (x[:, None] - x) % side
+    taps = np.linalg.solve(with_itself[distances], with_original[y % side, x % side])
+    return (taps / taps.sum()).reshape(2 * half + 1, -1)
 
 
 def soft_copy(patch, rng):
-    """Input for a target, both RGB."""
+    """Input for a target, both RGB, and the error to expect in levels, about."""
     kind = rng.random()
-    if kind < 0.12:
-        return patch
-    if kind < 0.75:
-        soft = blurred(patch, rng.uniform(0.4, 1.8))
+    if kind < 0.1:
+        soft, expected = patch, 3.0
+    elif kind < 0.8:
+        sigma = rng.uniform(0.4, 1.8)
+        soft, expected = blurred(patch, sigma), 1 + 3 * sigma
     else:
         how = (cv2.INTER_LINEAR, cv2.INTER_CUBIC, cv2.INTER_LANCZOS4)[rng.integers(3)]
-        soft = cv2.resize(reduced(patch, rng.uniform(1.2, 3)), patch.shape[1::-1], interpolation=how)
-    if rng.random() < 0.4:
-        soft = sensor_noise(soft, rng.uniform(0.2, 3), rng, rng.uniform(0, 0.6))
+        factor = rng.uniform(1.2, 3)
+        soft = cv2.resize(reduced(patch, factor), patch.shape[1::-1], interpolation=how)
+        expected = 1 + 2.5 * factor
     if rng.random() < 0.2:
+        soft = sensor_noise(soft, rng.uniform(0.2, 3), rng, rng.uniform(0, 0.6))
+    if rng.random() < 0.1:
         soft = compressed(soft, rng.integers(75, 99))
-    return soft
+    return soft, expected
 
 
 def grey(patch):
@@ -40,18 +94,27 @@ def grey(patch):
 
 
 def main():
-    arguments = options(__doc__, STEPS)
-    patches = Patches(arguments.rng)
+    arguments = options(__doc__, STEPS, goes_on=True)
+    rng = arguments.rng
+    patches = Patches(rng)
+
+    def pair():
+        target = patches(SIDE)
+        if rng.random() < 0.75:
+            target = target + white_noise(target.shape, rng) * rng.uniform(0.2, GRAIN)
+        soft, expected = soft_copy(target, rng)
+        return stored(grey(stored(soft))), grey(target), expected
 
     def batch():
-        targets = [patches(SIDE) for _ in range(BATCH)]
-        soft = [stored(grey(stored(soft_copy(target, arguments.rng)))) for target in targets]
-        return tensor(soft), tensor([grey(target) for target in targets])
+        soft, targets, expected = zip(*(pair() for _ in range(BATCH)))
+        return tensor(soft), (tensor(targets), torch.tensor(expected))
 
-    network = Correction(channels=1, fine=32, coarse=64, before=1, between=4, after=1)
-    train(network, batch, level_loss, arguments.iterations, rate=2e-3, checkpoint=arguments.checkpoint)
+    network = Sharpener()
+    if arguments.begin is not None:
+        read_weights(network, arguments.begin, partly=True)
+    train(network, batch, relative_loss, arguments.iterations, rate=2e-3, checkpoint=arguments.checkpoint)
     print(f"reach {reach(network, (1, 256, 256))} pixels, multiple of {network.MULTIPLE}")
-    export(network, arguments.output / "sharpen-luma.onnx", (1, 64, 64), ((1, 96, 128), (1, 256, 256)))
+    export(network, arguments.output / "sharpen-luma.onnx", (1, 64, 64), ((1, 96, 128), (1, 256, 256), (1, 4, 4)))
 
 
 if __name__ == "__main__":

@@ -19,8 +19,9 @@ from torch import nn
 MODELS = Path(__file__).resolve().parents[1]
 
 
-def options(description, iterations, argv=None):
-    """The options that all trainings have, parsed; threads and seed are in effect afterwards."""
+def options(description, iterations, argv=None, goes_on=False):
+    """The options that all trainings have, parsed; threads and seed are in effect afterwards. A training that `goes_on`
+    can begin with an earlier network."""
     parser = argparse.ArgumentParser(description=description, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--iterations", type=int, default=iterations, help="steps of training (%(default)s)")
     parser.add_argument("--threads", type=int, default=os.cpu_count(), help="threads of torch (%(default)s)")
@@ -32,6 +33,8 @@ def options(description, iterations, argv=None):
         metavar="FILE",
         help="keep the state of the training there, and go on from it if the file exists: the result is the same",
     )
+    if goes_on:
+        parser.add_argument("--begin", type=Path, metavar="FILE", help="begin with the weights of this ONNX file")
     arguments = parser.parse_args(argv)
     torch.set_num_threads(arguments.threads)
     torch.manual_seed(arguments.seed)
@@ -124,12 +127,23 @@ def train(network, batch, loss, iterations, rate=1e-3, averaged=0.998, report_ev
     return network.eval()
 
 
-def level_loss(output, target, floor=1.0):
-    """The mean of the patches' root mean square errors in levels. Squares would see only the worst patches; decibels
-    weigh the nearly clean ones so much that in the beginning the best network is one that does nothing. An error well
-    below `floor` counts as gone."""
+def root_mean_squares(output, target, floor=1.0):
+    """The patches' root mean square errors in levels. An error well below `floor` counts as gone."""
     squares = ((output - target) ** 2).mean(dim=(1, 2, 3))
-    return torch.sqrt(squares * 255**2 + floor**2).mean()
+    return torch.sqrt(squares * 255**2 + floor**2)
+
+
+def level_loss(output, target):
+    """Squares would see only the worst patches; decibels weigh the nearly clean ones so much that in the beginning the
+    best network is one that does nothing."""
+    return root_mean_squares(output, target).mean()
+
+
+def relative_loss(output, target):
+    """Errors relative to those that are usual for a patch's damage: `target` is the clean patches and these, in levels.
+    Otherwise the strongest damage, where there is most to gain, would decide alone."""
+    clean, usual = target
+    return (root_mean_squares(output, clean) / usual).mean()
 
 
 def convolution(inputs, outputs):
@@ -175,7 +189,8 @@ class Correction(nn.Module):
         self.leave = nn.ConvTranspose2d(fine, channels, 4, stride=2, padding=1)
         begin_with_no_change(self, self.leave)
 
-    def forward(self, picture):
+    def features(self, picture):
+        """At half size."""
         fine = rectified(self.enter(picture))
         for layer in self.before:
             fine = rectified(layer(fine))
@@ -185,7 +200,10 @@ class Correction(nn.Module):
         fine = fine + rectified(self.up(coarse))
         for layer in self.after:
             fine = rectified(layer(fine))
-        return picture + self.leave(fine)
+        return fine
+
+    def forward(self, picture):
+        return picture + self.leave(self.features(picture))
 
 
 def reach(network, shape):
