@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 
+#include "Cli/CatalogueJson.h"
 #include "Cli/Errors.h"
 #include "Cli/ReadPicture.h"
 #include "Host/Core/Threads.h"

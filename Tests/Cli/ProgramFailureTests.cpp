@@ -79,7 +79,9 @@ TEST_F(Program, BadInputIsAnsweredWithOneLineAndHarmsNothing) {
     };
     const auto to = [&](const std::string& output) { return Words{"apply", "-i", good, "-o", output, "EmptyEffect"}; };
     const BadCommand cases[] = {
-        {{}, 2, "a command is missing; the commands are list, describe, formats, faces, suggest, apply, batch, preview"},
+        {{},
+         2,
+         "a command is missing; the commands are list, describe, formats, faces, suggest, apply, batch, preview"},
         {{"aply"}, 2, "did you mean apply?"},
         {{"list", "--jsn"}, 2, "--jsn"},
         {{"describe"}, 2, "name is missing"},
