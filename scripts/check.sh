@@ -6,7 +6,10 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/install-packages.sh
+# The page of kalvatri preview is tried in a browser.
+browser=(chromium chromium-driver python3-selenium)
+command -v npm > /dev/null || browser+=(npm)
+scripts/install-packages.sh "${browser[@]}"
 presets=("${@:-release}")
 [ $# -gt 0 ] || presets=(release asan tsan)
 
