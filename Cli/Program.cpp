@@ -187,10 +187,11 @@ void AddBatchOptions(CLI::App& command, BatchOptions& options) {
 void AddPreviewOptions(CLI::App& command, PreviewOptions& options) {
     constexpr int kMaxPort = 65535;
     command.add_option("inputs", options.inputs)->group("");  // shown in the usage line
-    AddNumber(command, "--port", options.port, 1, kMaxPort, "Port of the page's address, any that is free if not given")
+    AddNumber(command, "--port", options.port, 1, kMaxPort, "Port of the address, a free one if not given")
         ->option_text("N");
-    command.add_flag("!--no-open", options.isOpening, "Do not open the page in a browser");
-    AddText(command, "--output-dir", options.outputFolder, "Where results are written, the current folder if not given")
+    command.add_flag_callback(
+        "--no-open", [&options] { options.isOpening = false; }, "Do not open the page in a browser");
+    AddText(command, "--output-dir", options.outputFolder, "Folder for results, the current one if not given")
         ->option_text("DIR");
     AddNumber(command, "--threads", options.threads, 1, ApplyOptions::kMaxThreads, "To work with, default: one per CPU")
         ->option_text("N");

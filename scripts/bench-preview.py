@@ -6,6 +6,7 @@
 Slider to picture is the time of a request with a setting that has changed, pixels included. Memory is the sum of the
 proportional shares (PSS) of all processes of the preview, against the peak of `apply` with the same chain.
 """
+import atexit
 import http.client
 import json
 import os
@@ -33,6 +34,7 @@ class Preview:
         address = next(word for word in self.process.stdout.readline().split() if word.startswith('http://'))
         self.host, self.token = address[len('http://'):].rstrip('/').split('/')
         self.connection = http.client.HTTPConnection(self.host)
+        atexit.register(self.process.kill)
         self.sequence = 0
 
     def render(self, chain, is_final=False):
@@ -51,6 +53,7 @@ class Preview:
         return seconds, json.loads(answer[4:4 + length])
 
     def catalogue(self):
+        self.connection.close()
         self.connection.request('GET', f'/{self.token}/api/catalogue')
         return json.loads(self.connection.getresponse().read())['effects']
 

@@ -97,7 +97,7 @@ TEST_F(Program, KeepsItsReferenceOfEffectsUpToDate) {
 
 TEST_F(Program, HelpFitsAScreenAndShowsTwoExamples) {
     for (const Words& words : {Words{"--help"}, Words{"apply", "--help"}, Words{"batch", "--help"},
-                               Words{"list", "--help"}, Words{"describe", "--help"}}) {
+                               Words{"list", "--help"}, Words{"describe", "--help"}, Words{"preview", "--help"}}) {
         const Outcome help = RunKalvatri(words);
         EXPECT_EQ(help.exitCode, 0);
         EXPECT_THAT(help.err, IsEmpty());
