@@ -211,7 +211,8 @@ TEST_F(ImageFiles, GoodPicturesAreDecodedOnceAndWithoutAWord) {
 // A pipe gives its bytes in pieces of any size.
 TEST_F(ImageFiles, EveryFormatIsReadFromAPipeAndFromTheMiddleOfAFile) {
     WriteFile(folder_.File("first.tif"), HeaderFirstTiff(500, 4));
-    for (const std::string name : {"first.tif", "a.jpg", "a.png", "a.webp", "a.tif", "a.gif", "a.avif", "a.heic", "a.jxl"}) {
+    for (const std::string name :
+         {"first.tif", "a.jpg", "a.png", "a.webp", "a.tif", "a.gif", "a.avif", "a.heic", "a.jxl"}) {
         SCOPED_TRACE(name);
         if (name != "first.tif") Write(name, MakeFrame(PixFmt::Rgb24, 97, 61));
         const FramePtr expected = Read(name).frame;
