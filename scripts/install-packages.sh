@@ -10,7 +10,7 @@ packages=(
     libcli11-dev nlohmann-json3-dev
     libgtest-dev libgmock-dev libbenchmark-dev
     python3-numpy python3-opencv opencv-data
-    python3-dev pybind11-dev python3-pil
+    python3-dev pybind11-dev python3-pil bash-completion man-db
     imagemagick libimage-exiftool-perl time fonts-dejavu-core
     "$@"
 )
