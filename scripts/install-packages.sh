@@ -11,7 +11,7 @@ packages=(
     libgtest-dev libgmock-dev libbenchmark-dev
     libcpp-httplib-dev
     python3-numpy python3-opencv opencv-data
-    python3-dev pybind11-dev python3-pil
+    python3-dev pybind11-dev python3-pil bash-completion man-db
     imagemagick libimage-exiftool-perl time fonts-dejavu-core
     "$@"
 )

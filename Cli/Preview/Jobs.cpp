@@ -8,6 +8,7 @@
 #include "Cli/BatchBudget.h"
 #include "Cli/BatchFurtherPictures.h"
 #include "Cli/BatchJobs.h"
+#include "Cli/BatchPart.h"
 #include "Cli/BatchPlan.h"
 #include "Cli/Chain.h"
 #include "Cli/Errors.h"
@@ -86,7 +87,7 @@ private:
         } else {
             std::vector<Core::ioPath> others = GetFurtherFiles(chain_);
             others.insert(others.end(), work_.photos.begin(), work_.photos.end());
-            items = PlanBatch(batch_, others).items;
+            items = PlanBatch(batch_, BatchPart(), others).items;
         }
         std::error_code ignored;
         for (BatchItem& item : items) {
