@@ -27,9 +27,10 @@ constexpr char kPhotos[] = "photos", kChain[] = "chain", kTarget[] = "target", k
                kError[] = "error", kErrors[] = "errors";
 constexpr char kRunning[] = "running", kFailed[] = "failed", kCancelled[] = "cancelled";
 
-bool HasMessage(const Channel& channel) {
+// A message may have been read together with the one before it.
+bool HasMessage(Channel& channel) {
     pollfd waiting{channel.GetDescriptor(), POLLIN, 0};
-    return poll(&waiting, 1, 0) > 0;
+    return channel.Take().has_value() || poll(&waiting, 1, 0) > 0;
 }
 
 // One job in its process.
