@@ -71,7 +71,7 @@ TEST_F(BatchParts, TrustTheLatestRecord) {
 }
 
 TEST_F(BatchParts, AreRefusedWhereTheyCannotEndWell) {
-    Make("good.png");
+    const std::string good = Make("good.png");
     for (const char* part : {"0/0", "0/8", "9/8", "3", "1/0", "-1/8", "1/2/3", "a/b", "1/1000000"}) {
         const Outcome outcome = RunKalvatri(Command({"--part", part}));
         EXPECT_EQ(outcome.exitCode, 2) << part;
@@ -79,25 +79,30 @@ TEST_F(BatchParts, AreRefusedWhereTheyCannotEndWell) {
     }
     // A part that waits at a pipe, so that it is running for certain.
     const std::string pipe = MakePipe("pipe.png");
-    const int number = Places().at("pipe.png"), sibling = number % kParts + 1;
-    KalvatriProcess process(Part(number));
+    const auto run = [&](int part, const Words& options = {}) {
+        return To("out") + Words{"--part", std::to_string(part) + "/4"} + options + Words{pipe, good} + chain_;
+    };
+    int number = 1;
+    while (Statuses(run(number, {"--json", "--dry-run"})).count("pipe.png") == 0) ++number;
+    const int sibling = number % kParts + 1;
+    KalvatriProcess process(run(number));
     const std::string ledger = ".kalvatri-batch." + std::to_string(number) + "-of-" + std::to_string(kParts) + ".jsonl";
     WaitUntil(process, [&] { return std::filesystem::exists(out_ / ledger) && ReadFile(out_ / ledger).size() > 10; });
     const std::string otherChain = "another chain or other options is being written into this folder";
     const std::pair<Words, std::string> cases[] = {
-        {Part(number), "part " + std::to_string(number) + "/4 of a batch is being written into this folder already"},
-        {Part(sibling, {"--quality", "50"}), "part " + std::to_string(number) + "/4 of a batch with " + otherChain},
-        {Command(), "another batch is writing into this folder"},
+        {run(number), "part " + std::to_string(number) + "/4 of a batch is being written into this folder already"},
+        {run(sibling, {"--quality", "50"}), "part " + std::to_string(number) + "/4 of a batch with " + otherChain},
+        {To("out") + Words{pipe, good} + chain_, "another batch is writing into this folder"},
     };
     for (const auto& [words, text] : cases) {
         const Outcome outcome = RunKalvatri(words);
         EXPECT_EQ(outcome.exitCode, 1);
         EXPECT_THAT(outcome.err, HasSubstr(text));
     }
-    EXPECT_EQ(RunKalvatri(Part(sibling)).exitCode, 0) << "parts run side by side";
+    EXPECT_EQ(RunKalvatri(run(sibling)).exitCode, 0) << "parts run side by side";
     process.Send(SIGKILL);
     process.Wait();
-    const Outcome later = RunKalvatri(Part(sibling, {"--quality", "50"}));
+    const Outcome later = RunKalvatri(run(sibling, {"--quality", "50"}));
     EXPECT_EQ(later.exitCode, 0);
     EXPECT_THAT(later.err, HasSubstr("another chain or of other options by part " + std::to_string(number) + "/4"));
 }
