@@ -112,26 +112,6 @@ class StretchedGridNetwork(nn.Module):
         return ends * self.OWN + common * (1 - self.OWN)
 
 
-class BrightenedGridNetwork(nn.Module):
-    """A grid network that sees the picture brightened until its brightest spot is white, and begins with that as its
-    answer. Hardly any picture lacks something that is nearly white, so one without has had too little light, and
-    whether little light fell on the sensor or on the scene is seen in the brightest spot, not in the mean."""
-
-    LEAST = 0.03  # level of the brightest spot; a picture that is black stays black
-
-    def __init__(self):
-        super().__init__()
-        self.network = GridNetwork()
-        columns = torch.eye(4).repeat(3, 1).repeat_interleave(DEPTH, 0)  # channel to column
-        self.register_buffer("to_factors", columns[:, :3].reshape(-1, 3, 1, 1).clone())
-
-    def forward(self, picture):
-        brightest = greatest(functional.adaptive_max_pool2d(picture, 1))
-        gain = torch.exp(-torch.log(self.LEAST + (1 - self.LEAST) * brightest))
-        grid = self.network(picture * gain)
-        return grid * (functional.conv2d(gain - 1, self.to_factors) + 1)
-
-
 def greatest(ends):
     """The greatest of three channels, three times."""
     red, green, blue = (ends.narrow(1, k, 1) for k in range(3))
