@@ -105,8 +105,7 @@ void AddReadOptions(CLI::App& command, Orvexa::Io::ReadOptions& options) {
     AddParsed(command, "--raw-white-balance", "Of camera raw files, the camera's if not given",
               [&options](const std::string& text) { options.raw.whiteBalance = ParseRawWhiteBalance(text); })
         ->option_text("camera|daylight|auto");
-    AddParsed(command, "--raw-brightness",
-              "Of camera raw files, a factor; auto, if not given, uses the range of levels",
+    AddParsed(command, "--raw-brightness", "Of camera raw files, a factor; auto if not given",
               [&options](const std::string& text) { options.raw.brightness = ParseRawBrightness(text); })
         ->option_text("auto|X");
 }
@@ -175,13 +174,14 @@ void AddBatchOptions(CLI::App& command, BatchOptions& options) {
         ->option_text("N");
     AddText(command, "--memory", options.memory, "For all jobs, half of the machine's if not given")
         ->option_text("512M|2G");
-    AddText(command, "--part", options.part, "Of N parts only the pictures of part K, for several machines")
-        ->option_text("K/N");
+    AddText(command, "--part", options.part, "Only part K of N, for as many machines")->option_text("K/N");
     command.add_flag("--force", options.isForced, "Rebuild up-to-date results");
     command.add_flag("--no-clobber", options.isKeepingExisting, "Skip what exists, up to date or not");
     command.add_flag("--dry-run", options.isDryRun, "Say what would be done");
     command.add_flag("--json", options.isJson, "Print a report as JSON");
     AddChainOptions(command, options, "IN");
+    // The help would not fit into a screen any more; that of apply shows them.
+    for (const char* const option : {"--raw-white-balance", "--raw-brightness"}) command.get_option(option)->group("");
 }
 
 void AddPreviewOptions(CLI::App& command, PreviewOptions& options) {

@@ -120,7 +120,8 @@ Pictures PythonChain::RunUnlocked(Pictures pictures, const py::object& progress)
         std::future<Pictures> work = std::async(std::launch::async, [&] {
             if (!runner_) {
                 const auto read = [this](const Core::ioPath& file) { return ReadInput(file); };
-                runner_.emplace(session_.factory, chain_, read, progress_, RunOptions{{}, isStrict_, true});
+                runner_.emplace(session_.factory, chain_, read, progress_,
+                                RunOptions{.isStrict = isStrict_, .keepsEffects = true});
             }
             return runner_->Run(std::move(pictures));
         });

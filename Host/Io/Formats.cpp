@@ -38,7 +38,6 @@ std::span<const FormatInfo> GetFormats() {
         {FileFormat::Heic, "HEIF", {"heic", "heif"}, 16384, true, kExif | kXmp | kIcc | kResolution},
         {FileFormat::Avif, "AVIF", {"avif"}, 16384, true, kExif | kXmp | kIcc | kResolution},
         {FileFormat::Gif, "GIF", {"gif"}, 65535, true, 0},
-        {FileFormat::Jxl, "JPEG XL", {"jxl"}, 0x3fffffff, true, kExif | kXmp | kIcc | kResolution},
     };
     return formats;
 }

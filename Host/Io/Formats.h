@@ -9,7 +9,7 @@
 
 namespace Orvexa::Io {
 
-enum class FileFormat { Jpeg, Png, Webp, Tiff, Heic, Avif, Gif, Jxl };
+enum class FileFormat { Jpeg, Png, Webp, Tiff, Heic, Avif, Gif };
 
 /// A kind of metadata; the bits make sets of kinds.
 struct MetadataKind {

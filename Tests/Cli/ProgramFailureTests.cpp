@@ -38,6 +38,17 @@ TEST_F(Program, NoSignalLeavesIncompleteFiles) {
     }
 }
 
+// A batch's records, without when they were written.
+Json LedgerIn(const std::filesystem::path& folder) {
+    std::ifstream stream(folder / ".kalvatri-batch.jsonl");
+    Json records = Json::array();
+    for (std::string line; std::getline(stream, line);) {
+        records.push_back(Json::parse(line));
+        EXPECT_EQ(records.back().erase("recorded"), 1u);
+    }
+    return records;
+}
+
 // Every file that is opened would otherwise get the number of a closed stream, and with it the messages.
 TEST_F(Program, MessagesWithoutStreamsGoNowhere) {
     Make("good.png", MakeFrame(PixFmt::Rgb24, 8, 8));
@@ -50,8 +61,7 @@ TEST_F(Program, MessagesWithoutStreamsGoNowhere) {
         EXPECT_EQ(
             RunKalvatri(Words{"batch", "-j", "1", "-o", folder_.File("out")} + inputs, {.closed = closed}).exitCode, 1);
         EXPECT_EQ(ReadFile(folder_.File("out/good.png")), ReadFile(folder_.File("expected/good.png")));
-        EXPECT_EQ(ReadFile(folder_.File("out/.kalvatri-batch.jsonl")),
-                  ReadFile(folder_.File("expected/.kalvatri-batch.jsonl")));
+        EXPECT_EQ(LedgerIn(folder_.File("out")), LedgerIn(folder_.File("expected")));
     }
     const Words apply = {"apply", "-i", folder_.File("good.png"), "-o"};
     EXPECT_EQ(RunKalvatri(apply + Words{folder_.File("out.png"), "EmptyEffect"}, {.closed = {0, 1, 2}}).exitCode, 0);
@@ -148,7 +158,7 @@ TEST_F(Program, BadInputIsAnsweredWithOneLineAndHarmsNothing) {
 
 TEST_F(Program, AFullDiskIsReportedAndLeavesTheOldFile) {
     const std::string input = Make("in.png", MakeFrame(PixFmt::Rgb24, 200, 200));
-    for (const char* suffix : {"jpg", "png", "webp", "tif", "gif", "avif", "heic", "jxl"}) {
+    for (const char* suffix : {"jpg", "png", "webp", "tif", "gif", "avif", "heic"}) {
         SCOPED_TRACE(suffix);
         const std::string output = folder_.File(std::string("old.") + suffix);
         WriteFile(output, std::string("old"));

@@ -9,7 +9,6 @@
 #include "Host/Io/Vips/GifBlocks.h"
 #include "Host/Io/Vips/ImageResources.h"
 #include "Host/Io/Vips/JpegSegments.h"
-#include "Host/Io/Vips/JxlBoxes.h"
 #include "Host/Io/Vips/TiffFile.h"
 #include "Host/Io/Vips/Xmp.h"
 
@@ -78,10 +77,6 @@ MetadataBlocks ReadMetadataBlocks(vips::VSource& source, FileFormat format, Note
         }
     } else if (format == FileFormat::Tiff) {
         OrNote("the EXIF data is left out", notes, [&] { blocks.exif = ReadTiffExif(source); });
-    } else if (format == FileFormat::Jxl) {
-        JxlMetadata metadata = ReadJxlMetadata(source, notes);
-        blocks.exif = std::move(metadata.exif);
-        blocks.xmp = std::move(metadata.xmp);
     } else if (format == FileFormat::Gif) {
         const unsigned found = FindGifMetadata(source);
         for (const MetadataKind& kind : GetMetadataKinds())
@@ -215,9 +210,7 @@ InsertedMetadata PictureMetadata::Attach(VipsImage* raw, const FormatInfo& forma
     if (isKept(MetadataKind::Xmp)) {
         std::string xmp = blocks_.xmp;
         SetXmpSize(xmp, static_cast<std::uint32_t>(image.width()), static_cast<std::uint32_t>(image.height()));
-        if (format.format == FileFormat::Jxl) {
-            inserted.xmp.main = std::move(xmp);
-        } else if (format.format != FileFormat::Jpeg) {
+        if (format.format != FileFormat::Jpeg) {
             SetBlob(raw, VIPS_META_XMP_NAME, xmp);
         } else if (xmp.size() <= kMaxJpegXmp) {
             inserted.xmp.main = std::move(xmp);

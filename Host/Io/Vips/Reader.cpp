@@ -5,7 +5,6 @@
 
 #include "Host/Core/Exception.h"
 #include "Host/Io/Vips/BigEndian.h"
-#include "Host/Io/Vips/JxlBoxes.h"
 #include "Host/Io/Vips/Metadata.h"
 #include "Host/Io/Vips/RawFile.h"
 #include "Host/Io/Vips/Vips.h"
@@ -63,7 +62,6 @@ constexpr Loader kLoaders[] = {
     {FileFormat::Tiff, Complaint::Never, IsTiff},
     // A read that fails is an assertion in libheif.
     {FileFormat::Heic, Complaint::Never, IsHeif, true},
-    {FileFormat::Jxl, Complaint::Never, IsJxl},
 };
 
 std::string ReadHead(const vips::VSource& source, const ByteSource& bytes) {

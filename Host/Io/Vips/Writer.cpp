@@ -22,8 +22,7 @@ VOption* OptionsFor(FileFormat format, const WriteOptions& options) {
     VOption* list = VImage::option();
     switch (format) {
         case FileFormat::Jpeg:
-        case FileFormat::Webp:
-        case FileFormat::Jxl: return list->set("Q", options.quality);
+        case FileFormat::Webp: return list->set("Q", options.quality);
         case FileFormat::Heic:
             return list->set("Q", options.quality)->set("compression", VIPS_FOREIGN_HEIF_COMPRESSION_HEVC);
         case FileFormat::Avif:
@@ -115,8 +114,6 @@ Notes WriteVips(Output& output, FileFormat format, const Proc::ConstFramePtr& fr
         assembly.emplace(output, inserted.exif, FindIptc(inserted.resources), WithoutIptc(inserted.resources));
     const auto filter = MakeMetadataFilter(format, std::move(inserted));
     EncoderTarget target(output, assembly ? assembly->GetBase() : 0, filter.get());
-    std::optional<ThreadsForCodec> threads;
-    if (format == FileFormat::Jxl) threads.emplace();
     try {
         VImage::call(GetVipsFormat(format).saver,
                      OptionsFor(format, options)->set("in", image)->set("target", target.Get()));
