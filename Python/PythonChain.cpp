@@ -119,9 +119,11 @@ Pictures PythonChain::RunUnlocked(Pictures pictures, const py::object& progress)
         // thread.
         std::future<Pictures> work = std::async(std::launch::async, [&] {
             if (!runner_) {
+                RunOptions options;
+                options.isStrict = isStrict_;
+                options.keepsEffects = true;
                 const auto read = [this](const Core::ioPath& file) { return ReadInput(file); };
-                runner_.emplace(session_.factory, chain_, read, progress_,
-                                RunOptions{.isStrict = isStrict_, .keepsEffects = true});
+                runner_.emplace(session_.factory, chain_, read, progress_, options);
             }
             return runner_->Run(std::move(pictures));
         });
