@@ -33,7 +33,7 @@ std::string Recorded(const std::string& text) {
 constexpr char kFileStart[] = ".kalvatri-batch", kFileEnd[] = ".jsonl";
 constexpr char kPart[] = "part", kChain[] = "chain";
 
-std::int64_t Now() {
+std::int64_t TimeOfRecord() {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     return std::chrono::duration_cast<std::chrono::nanoseconds>(now).count();
 }
@@ -211,7 +211,7 @@ bool Ledger::IsUpToDate(const std::string& output, const LedgerEntry& entry) con
 void Ledger::Add(const std::string& output, const LedgerEntry& entry) {
     const std::optional<FileStamp> stamp = StampOf(folder_ / output);
     if (!stamp) ThrowErrno();
-    const std::string line = FormatLine(output, {entry, stamp->size, Now()});
+    const std::string line = FormatLine(output, {entry, stamp->size, TimeOfRecord()});
     const off_t end = lseek(file_, 0, SEEK_END);
     try {
         Io::WriteAll(file_, line);

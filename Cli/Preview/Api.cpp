@@ -413,7 +413,7 @@ void Api::WriteUploads(Chain& chain, const std::string& target) const {
              taken.contains(file) || (std::filesystem::exists(file, error) && !HasContent(file, upload->GetBytes()));
              ++i)
             file = GetOutput(stem + "-" + std::to_string(i) + ".png");
-        WithContext("writing " + file, [&] { Io::WriteFile(file, upload->GetBytes()); });
+        WithContext("writing " + file, [&, &kept = upload] { Io::WriteFile(file, kept->GetBytes()); });
         taken.insert(file);
         names[name] = file;
     }

@@ -266,9 +266,8 @@ private:
         server_.Delete(kAny, withBody);
         server_.Delete(kAny, withoutBody);
         server_.Options(kAny, withoutBody);
-        server_.set_exception_handler([](const httplib::Request&, httplib::Response& response, std::exception_ptr) {
-            response.status = HttpStatus::kBusy;
-        });
+        server_.set_exception_handler([](const httplib::Request&, httplib::Response& response,
+                                         const std::exception_ptr&) { response.status = HttpStatus::kBusy; });
     }
 
     // A body is read to its end whatever it says, because the next request of the connection follows it. What is too
