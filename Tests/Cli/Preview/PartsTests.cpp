@@ -7,6 +7,7 @@
 #include "Cli/Preview/EffectTraits.h"
 #include "Cli/Preview/PageChain.h"
 #include "Cli/Preview/ReducedChain.h"
+#include "Tests/Cli/Preview/Cut.h"
 #include "Tests/Support/Effects.h"
 #include "Tests/Support/Frames.h"
 
@@ -31,12 +32,6 @@ const Catalogue& TestCatalogue() {
 
 FramePtr RunChain(const Chain& chain, FramePtr picture) {
     return ChainRunner(ModuleFactory(), chain, {}).Run({std::move(picture)}).front();
-}
-
-FramePtr Cut(const FramePtr& frame, std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height) {
-    FramePtr part = CloneFrame(*frame, kCloneView);
-    part->Crop(x, y, width, height);
-    return CloneFrame(*part, kCloneCopy);
 }
 
 // Settings of each effect beside its defaults, for those with a margin.

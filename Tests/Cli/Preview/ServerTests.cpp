@@ -1,5 +1,6 @@
 // The server of `kalvatri preview`, asked by a client that follows no rules.
 
+#include "Tests/Cli/Preview/Cut.h"
 #include "Tests/Cli/Preview/Server.h"
 
 #include <sys/resource.h>
@@ -40,12 +41,6 @@ protected:
         return Converted(Read("applied.png"), PixFmt::Rgba);
     }
 };
-
-FramePtr Cut(const FramePtr& frame, std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height) {
-    FramePtr part = CloneFrame(*frame, kCloneView);
-    part->Crop(x, y, width, height);
-    return CloneFrame(*part, kCloneCopy);
-}
 
 TEST_F(PreviewServer, AnswersNobodyButItsOwnPage) {
     const Preview preview({MakePhoto("a.png")});
