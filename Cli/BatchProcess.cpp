@@ -114,7 +114,7 @@ bool Channel::SendBytes(std::span<const std::uint8_t> bytes) const {
 
 bool Channel::ReceiveBytes(std::span<std::uint8_t> bytes) {
     const std::size_t buffered = std::min(read_.size(), bytes.size());
-    std::memcpy(bytes.data(), read_.data(), buffered);
+    std::copy_n(read_.begin(), buffered, bytes.begin());
     read_.erase(0, buffered);
     bytes = bytes.subspan(buffered);
     while (!bytes.empty()) {
