@@ -42,11 +42,14 @@ measure level convert "$scratch/photo.jpg" -channel R -level '0%,113%' -channel 
     -quality 92 "$scratch/peer.jpg"
 measure gamma convert "$scratch/photo.jpg" -gamma 1.2 -quality 92 "$scratch/peer.jpg"
 measure list build/release/bin/kalvatri list
+measure avif build/release/bin/kalvatri apply -q -i "$scratch/photo.jpg" -o "$scratch/ours.avif" --quality 60 EmptyEffect
+measure vips vips copy "$scratch/photo.jpg" "$scratch/peer.avif[Q=60]"
 echo
 echo "whole command, 24-megapixel JPEG, against ImageMagick convert with one thread"
 echo "  WhiteBalance, -level: times as fast      $(ratio "$level_s" "$ours_s")   goal 3"
 echo "  WhiteBalance, -level: share of memory    $(ratio "$ours_k" "$level_k")   goal 0.5 or less"
 echo "  BalanceLuma, -gamma: times as fast       $(ratio "$gamma_s" "$tone_s")   goal 2"
+echo "  to AVIF, vips copy: times as fast        $(ratio "$vips_s" "$avif_s")   goal 0.83"
 echo "kalvatri list                              $list_s s   goal 0.06"
 
 # Forty photographs of 12 megapixels, two at a time, beside ImageMagick with as many threads as it likes.
@@ -68,3 +71,17 @@ echo
 echo "kalvatri batch -j 2, 40 photographs of 12 megapixels, BalanceLuma and Vignette, against mogrify -gamma -vignette"
 echo "  times as fast      $(ratio "$mogrify_s" "$batch_s")   goal 2"
 echo "  share of memory    $(ratio "$batch_k" "$mogrify_k")   goal 0.5 or less"
+
+# Two hundred pictures in eight parts, two parts at a time, against all of them at once.
+mkdir "$scratch/many"
+for photo in "$scratch"/photos/*.jpg; do
+    for copy in a b c d e; do ln "$photo" "$scratch/many/$copy-${photo##*/}"; done
+done
+several() { build/release/bin/kalvatri batch -q "$@" "$scratch/many" --quality 92 -- BalanceLuma shadows=40 Vignette; }
+export -f several
+export scratch
+once whole bash -c 'several -j 2 -o "$scratch/whole"'
+once parts bash -c 'seq 8 | xargs -P 2 -I {} bash -c "several -j 1 --part {}/8 -o $scratch/parts"'
+echo
+echo "kalvatri batch --part K/8, two parts at a time, 200 photographs of 12 megapixels, against one batch -j 2"
+echo "  share of time      $(ratio "$parts_s" "$whole_s")   goal 1.1 or less"
