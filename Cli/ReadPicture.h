@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "Host/Io/ImageFiles.h"
 #include "Host/Proc/IEffectFactory.h"
@@ -16,6 +17,9 @@ std::string InputName(const std::string& file);
 /// `EffectException`.
 Orvexa::Io::RawOptions::WhiteBalance ParseRawWhiteBalance(const std::string& text);
 std::optional<double> ParseRawBrightness(const std::string& text);
+
+/// The options that differ from the defaults, as words of a command line.
+std::vector<std::string> ReadOptionsToWords(const Orvexa::Io::ReadOptions& options);
 
 /// The picture in the file, or on stdin for "-". Failures throw `CommandError`.
 Orvexa::Io::LoadedImage ReadPicture(const std::string& file, const Orvexa::Io::ReadOptions& options,

@@ -17,6 +17,8 @@
 #include "Cli/Preview/HttpStatus.h"
 #include "Cli/Preview/PageChain.h"
 #include "Cli/Preview/Renderer.h"
+#include "Cli/Preview/RequestMembers.h"
+#include "Cli/ReadPicture.h"
 #include "Host/Io/PendingFile.h"
 
 namespace Kalvatri {
@@ -25,7 +27,7 @@ using namespace Orvexa;
 
 namespace {
 
-constexpr char kReadingRequest[] = "reading the request", kNaming[] = "naming the file";
+constexpr char kNaming[] = "naming the file";
 constexpr char kJsonType[] = "application/json", kBytesType[] = "application/octet-stream";
 
 // Of a request that is answered by a status other than those of a command's errors.
@@ -63,43 +65,6 @@ std::optional<std::uint64_t> ParseNumber(std::string_view text) {
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     if (text.empty() || error != std::errc() || end != text.data() + text.size()) return std::nullopt;
     return number;
-}
-
-// The members of a request. Each says what would be right.
-const Json& Member(const Json& json, const char* key) {
-    if (!json.is_object()) ThrowUsage(kReadingRequest, "it must be a JSON object");
-    const auto member = json.find(key);
-    if (member == json.end()) ThrowUsage(kReadingRequest, std::string("\"") + key + "\" is missing");
-    return *member;
-}
-
-std::string TextMember(const Json& json, const char* key) {
-    const Json& member = Member(json, key);
-    if (!member.is_string()) ThrowUsage(kReadingRequest, std::string("\"") + key + "\" must be a text");
-    return member.get<std::string>();
-}
-
-bool FlagMember(const Json& json, const char* key) {
-    const auto member = json.find(key);
-    if (member == json.end() || member->is_null()) return false;
-    if (!member->is_boolean()) ThrowUsage(kReadingRequest, std::string("\"") + key + "\" must be true or false");
-    return member->get<bool>();
-}
-
-double NumberMember(const Json& json, const char* key, double min, double max) {
-    const Json& member = Member(json, key);
-    const double number = member.is_number() ? member.get<double>() : NAN;
-    if (!(number >= min && number <= max))
-        ThrowUsage(kReadingRequest, std::string("\"") + key + "\" must be a number in the range " +
-                                        Proc::FormatDouble(min) + ".." + Proc::FormatDouble(max));
-    return number;
-}
-
-int QualityMember(const Json& json) {
-    using Io::WriteOptions;
-    if (!json.contains("quality") || json["quality"].is_null()) return WriteOptions().quality;
-    return static_cast<int>(
-        std::lround(NumberMember(json, "quality", WriteOptions::kMinQuality, WriteOptions::kMaxQuality)));
 }
 
 std::uint32_t SideMember(const Json& view, const char* key) {
@@ -272,10 +237,7 @@ ApiReply Api::WriteCommand(const Json& json) {
     const auto add = [&](const char* option, const std::string& value) { words.insert(words.end(), {option, value}); };
     if (quality != Io::WriteOptions().quality) add("--quality", std::to_string(quality));
     if (!options.module.empty()) add("--module", options.module.string());
-    if (options.read.maxPixels != Io::ReadOptions().maxPixels)
-        add("--max-pixels", std::to_string(options.read.maxPixels));
-    if (options.read.allowTruncated) words.emplace_back("--allow-truncated");
-    if (options.read.toSrgb) words.emplace_back("--srgb");
+    for (std::string& word : ReadOptionsToWords(options.read)) words.push_back(std::move(word));
     if (chain.empty()) words.emplace_back("EmptyEffect");
     for (std::string& word : ChainToWords(chain)) words.push_back(std::move(word));
     std::string command;

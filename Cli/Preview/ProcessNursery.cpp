@@ -20,45 +20,42 @@ namespace {
 
 constexpr char kStart[] = "start", kEnd[] = "end", kNumber[] = "number", kError[] = "error", kHow[] = "how";
 
-union ControlBuffer {
-    cmsghdr header;  // for the alignment
-    char bytes[CMSG_SPACE(sizeof(int))];
-};
-
 // A descriptor travels beside one byte of data.
-void SendDescriptor(int socket, int descriptor) {
+struct DescriptorMessage {
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
     char byte = 0;
     iovec data{&byte, 1};
-    ControlBuffer control{};
     msghdr message{};
-    message.msg_iov = &data;
-    message.msg_iovlen = 1;
-    message.msg_control = control.bytes;
-    message.msg_controllen = sizeof control.bytes;
-    cmsghdr* const header = CMSG_FIRSTHDR(&message);
+
+    DescriptorMessage() {
+        message.msg_iov = &data;
+        message.msg_iovlen = 1;
+        message.msg_control = control;
+        message.msg_controllen = sizeof control;
+    }
+    DescriptorMessage(const DescriptorMessage&) = delete;
+    DescriptorMessage& operator=(const DescriptorMessage&) = delete;
+};
+
+void SendDescriptor(int socket, int descriptor) {
+    DescriptorMessage sent;
+    cmsghdr* const header = CMSG_FIRSTHDR(&sent.message);
     header->cmsg_level = SOL_SOCKET;
     header->cmsg_type = SCM_RIGHTS;
     header->cmsg_len = CMSG_LEN(sizeof descriptor);
     std::memcpy(CMSG_DATA(header), &descriptor, sizeof descriptor);
-    while (sendmsg(socket, &message, MSG_NOSIGNAL) < 0) {
+    while (sendmsg(socket, &sent.message, MSG_NOSIGNAL) < 0) {
         if (errno != EINTR) Throw(std::strerror(errno));
     }
 }
 
 int ReceiveDescriptor(int socket) {
-    char byte = 0;
-    iovec data{&byte, 1};
-    ControlBuffer control{};
-    msghdr message{};
-    message.msg_iov = &data;
-    message.msg_iovlen = 1;
-    message.msg_control = control.bytes;
-    message.msg_controllen = sizeof control.bytes;
+    DescriptorMessage received;
     ssize_t count = 0;
     do {
-        count = recvmsg(socket, &message, MSG_CMSG_CLOEXEC);
+        count = recvmsg(socket, &received.message, MSG_CMSG_CLOEXEC);
     } while (count < 0 && errno == EINTR);
-    const cmsghdr* const header = count > 0 ? CMSG_FIRSTHDR(&message) : nullptr;
+    const cmsghdr* const header = count > 0 ? CMSG_FIRSTHDR(&received.message) : nullptr;
     if (header == nullptr || header->cmsg_type != SCM_RIGHTS) Throw("the process that makes others has ended");
     int descriptor = -1;
     std::memcpy(&descriptor, CMSG_DATA(header), sizeof descriptor);

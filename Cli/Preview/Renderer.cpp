@@ -1,11 +1,9 @@
 #include "Cli/Preview/Renderer.h"
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <cmath>
 #include <cstring>
-#include <span>
 #include <tuple>
 #include <utility>
 
@@ -13,8 +11,8 @@
 #include "Cli/Errors.h"
 #include "Cli/Preview/EffectTraits.h"
 #include "Cli/Preview/ReducedChain.h"
+#include "Cli/Preview/ScreenSamples.h"
 #include "Cli/ReadPicture.h"
-#include "Host/Core/Threads.h"
 #include "Host/Settings/Common/SettingsEffectPad.h"
 #include "Host/Settings/Common/SettingsEffectResize.h"
 #include "Host/Settings/Common/SettingsResizer.h"
@@ -62,63 +60,6 @@ FrameInfo GetResultInfo(const Chain& chain, FrameInfo info) {
         }
     }
     return info;
-}
-
-struct Histogram {
-    static constexpr int kLevels = 256;
-    std::array<std::array<std::uint32_t, kLevels>, 4> counts{};  // red, green, blue, luma
-
-    void Count(std::span<const std::uint8_t> pixels) {
-        for (std::size_t i = 0; i + 3 < pixels.size(); i += 4) {
-            const std::uint32_t red = pixels[i], green = pixels[i + 1], blue = pixels[i + 2];
-            ++counts[0][red];
-            ++counts[1][green];
-            ++counts[2][blue];
-            // ITU-R BT.601 in 1/65536
-            ++counts[3][(19595 * red + 38470 * green + 7471 * blue + 32768) >> 16];
-        }
-    }
-    Json ToJson() const { return {{"red", counts[0]}, {"green", counts[1]}, {"blue", counts[2]}, {"luma", counts[3]}}; }
-};
-
-// Along one axis: of each sample of the screen the two samples of the picture that it lies between, and how much the
-// second one counts in 1/256. Samples are taken whole unless they are to be smooth.
-struct AxisMap {
-    struct Place {
-        std::uint32_t first, second, share;
-    };
-    std::vector<Place> places;
-    bool isCopy = true;
-
-    AxisMap(double begin, double step, std::uint32_t count, std::uint32_t size, bool isSmooth) {
-        const double last = size - 1.0;
-        for (std::uint32_t i = 0; i < count; ++i) {
-            const double center = begin + (i + 0.5) * step;
-            const double at = std::clamp(isSmooth ? center - 0.5 : std::floor(center), 0.0, last);
-            const auto first = static_cast<std::uint32_t>(at);
-            places.push_back(
-                {first, std::min(first + 1, size - 1), static_cast<std::uint32_t>(std::lround((at - first) * 256.0))});
-            isCopy = isCopy && places[i].share == 0 && places[i].first == places[0].first + i;
-        }
-    }
-};
-
-void SampleRow(std::uint8_t* to, const Proc::ConstPlane& plane, const AxisMap& columns, const AxisMap::Place& row) {
-    const std::uint8_t* const upper = plane.GetRow(row.first);
-    const std::uint8_t* const lower = plane.GetRow(row.second);
-    if (columns.isCopy && row.share == 0) {
-        std::memcpy(to, upper + std::size_t{4} * columns.places[0].first, columns.places.size() * 4);
-        return;
-    }
-    for (const AxisMap::Place& column : columns.places) {
-        for (int k = 0; k < 4; ++k, ++to) {
-            const auto mix = [&](const std::uint8_t* samples) {
-                return samples[4 * column.first + k] * (256 - column.share) +
-                       samples[4 * column.second + k] * column.share;
-            };
-            *to = static_cast<std::uint8_t>((mix(upper) * (256 - row.share) + mix(lower) * row.share + 32768) >> 16);
-        }
-    }
 }
 
 }  // namespace
@@ -338,7 +279,7 @@ Rendering Renderer::Render(const RenderRequest& request, const RenderProgressPtr
 
     const ChainPoint point = Run(job, area);
     ThrowIfCancelled(progress);
-    FramePtr shown = Proc::CloneFrame(*point.pictures.front(), Proc::kCloneView);
+    const FramePtr shown = Proc::CloneFrame(*point.pictures.front(), Proc::kCloneView);
     const FrameInfo shownInfo = shown->GetFrameInfo();
     // Some steps tell the size of their result only by making it.
     const auto isAbout = [&](std::uint32_t full, std::uint32_t got) {
@@ -362,31 +303,14 @@ Rendering Renderer::Render(const RenderRequest& request, const RenderProgressPtr
                                          : static_cast<double>(area.whole.width) / job.photo.width;
     const double ratioY = area.IsWhole() ? static_cast<double>(shownInfo.height) / result.height
                                          : static_cast<double>(area.whole.height) / job.photo.height;
-    const double left = view.x * ratioX - area.x, top = view.y * ratioY - area.y;
-    const double stepX = view.width * ratioX / width, stepY = view.height * ratioY / height;
-
-    // Only what is seen is converted.
-    const auto cut = [](double from, double length, std::uint32_t side) {
-        const auto first = static_cast<std::uint32_t>(std::clamp(std::floor(from) - 1, 0.0, side - 1.0));
-        const double end = std::clamp(std::ceil(from + length) + 1, first + 1.0, static_cast<double>(side));
-        return std::pair(first, static_cast<std::uint32_t>(end) - first);
-    };
-    const auto [cutX, cutWidth] = cut(left, view.width * ratioX, shownInfo.width);
-    const auto [cutY, cutHeight] = cut(top, view.height * ratioY, shownInfo.height);
-    shown->Crop(cutX, cutY, cutWidth, cutHeight);
-    const Proc::ConstFramePtr pixels = InFormat(factory_, shown, PixFmt::Rgba);
-    const bool isSmooth = isCoarse || stepX > 1.01;
-    const AxisMap columns(left - cutX, stepX, width, cutWidth, isSmooth);
-    const AxisMap rows(top - cutY, stepY, height, cutHeight, isSmooth);
-
+    const ScreenGrid grid{view.x * ratioX - area.x,
+                          view.y * ratioY - area.y,
+                          view.width * ratioX / width,
+                          view.height * ratioY / height,
+                          width,
+                          height};
     Rendering rendering;
-    rendering.pixels.resize(std::size_t{4} * width * height);
-    const Proc::ConstPlane plane = pixels->GetPlane(0);
-    Core::ParallelFor(height, [&](std::size_t y) {
-        SampleRow(rendering.pixels.data() + std::size_t{4} * width * y, plane, columns, rows.places[y]);
-    });
-    Histogram histogram;
-    histogram.Count(rendering.pixels);
+    rendering.pixels = SampleForScreen(factory_, shown, grid, isCoarse || grid.stepX > 1.01);
 
     Json approximate = Json::array();
     for (const Step& step : chain) {
@@ -405,7 +329,7 @@ Rendering Renderer::Render(const RenderRequest& request, const RenderProgressPtr
                       {"isApproximate", !approximate.empty()},
                       {"approximate", std::move(approximate)},
                       {"isCoarse", isCoarse},
-                      {"histogram", histogram.ToJson()},
+                      {"histogram", CountLevels(rendering.pixels)},
                       {"notes", std::move(notes)},
                       {"findings", point.findings},
                       {"ms", static_cast<int>(std::lround(SecondsSince(begin) * 1000))}};

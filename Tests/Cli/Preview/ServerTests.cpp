@@ -245,7 +245,8 @@ TEST_F(PreviewServer, ShowsTheReducedResultInAWindow) {
 
 TEST_F(PreviewServer, WritesWhatTheCommandWrites) {
     const std::string photo = MakePhoto("it's a photo.jpg");
-    const Preview preview({photo, MakePhoto("b.jpg")});
+    const Preview preview({photo, MakePhoto("b.jpg")}, {"--srgb", "--max-pixels", "99999", "--raw-white-balance",
+                                                        "auto", "--raw-brightness", "1.5"});
     std::vector<std::uint8_t> png;
     Io::EncodeImage(png, Io::FileFormat::Png,
                     DrawFrame(PixFmt::Gray8, 210, 130,
@@ -268,7 +269,9 @@ TEST_F(PreviewServer, WritesWhatTheCommandWrites) {
     const std::string command = preview.Post("api/command", renamed).GetJson().value("command", "");
     EXPECT_THAT(command,
                 AllOf(testing::StartsWith("kalvatri apply -i "), HasSubstr("BalanceLuma shadows=40 Segmentation"),
-                      HasSubstr("--quality 80"), testing::Not(HasSubstr("highlights"))));
+                      HasSubstr("--quality 80"), HasSubstr("--srgb"), HasSubstr("--max-pixels 99999"),
+                      HasSubstr("--raw-white-balance auto"), HasSubstr("--raw-brightness 1.5"),
+                      testing::Not(HasSubstr("highlights"))));
     const std::string line =
         "PATH=\"" + std::filesystem::path(kKalvatri).parent_path().string() + ":$PATH\"; " + command;
     ASSERT_EQ(std::system(line.c_str()), 0) << line;
