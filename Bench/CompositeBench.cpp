@@ -20,17 +20,6 @@
 namespace Orvexa::Bench {
 namespace {
 
-std::function<void()> RunOf(const Settings& settings, const FramePtr& photo) {
-    OneInputPtr effect;
-    BenchFactory()->CreateOneInputEffect(effect, settings.GetClassId(), ImplNames::DEFAULT, {});
-    effect->SetSettings(settings);
-    return [effect, photo] {
-        FramePtr frame = photo;
-        effect->ProcessData(frame);
-        benchmark::DoNotOptimize(frame->GetPlane(0).GetData());
-    };
-}
-
 // The same steps on matrices: luma apart, local contrast, gamma, and the result laid over by a mask of the mid-tones.
 std::function<void()> LocalContrast(const FramePtr& photo) {
     cv::Mat gamma(1, 256, CV_8U), midTones(1, 256, CV_8U);

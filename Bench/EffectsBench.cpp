@@ -16,12 +16,9 @@ namespace {
 using namespace Proc;
 
 OneInputPtr MakeWhiteBalance(const FactoryPtr& factory) {
-    OneInputPtr effect;
-    factory->CreateOneInputEffect(effect, SettingsEffectWhiteBalance::CLASS_ID, ImplNames::ORVEXA, {});
     SettingsEffectWhiteBalance settings;
     settings.SetColor(Color(200, 180, 150));
-    effect->SetSettings(settings);
-    return effect;
+    return MakeEffect(settings, factory);
 }
 
 std::array<Shared::Curve, 3> SomeCurves() {

@@ -56,11 +56,8 @@ FramePtr PhotographWithFace() {
 
 // Runs on a frame that nobody else holds, which every run changes.
 std::function<void()> InPlace(const Settings& settings, const FramePtr& photo) {
-    OneInputPtr effect;
-    BenchFactory()->CreateOneInputEffect(effect, settings.GetClassId(), ImplNames::ORVEXA, {});
-    effect->SetSettings(settings);
     const auto frame = std::make_shared<FramePtr>(CloneFrame(*photo, kCloneIndependent));
-    return [effect, frame] {
+    return [effect = MakeEffect(settings), frame] {
         effect->ProcessData(*frame);
         benchmark::DoNotOptimize((*frame)->GetPlane(0).GetData());
     };
@@ -120,17 +117,9 @@ void AddFaces() {
     AddPair("EyeExtending, a face of 1000 pixels", "cv::remap over the eyes' boxes", 0.67, InPlace(extending, photo),
             Remap(photo, {around(kCenterX - 190), around(kCenterX + 190)}));
     const SettingsEffectFaceMask mask(face, FaceRegions::Head);
-    OneInputPtr effect;
-    BenchFactory()->CreateOneInputEffect(effect, mask.GetClassId(), ImplNames::ORVEXA, {});
-    effect->SetSettings(mask);
-    const auto masked = [effect, photo] {
-        FramePtr frame = photo;
-        effect->ProcessData(frame);
-        benchmark::DoNotOptimize(frame->GetPlane(0).GetData());
-    };
     constexpr int kOnce = 1;  // the peer takes seconds
-    AddPair("FaceMask with the head, a face of 1000 pixels", "cv::grabCut, one iteration", 5.0, masked, GrabCut(photo),
-            kOnce);
+    AddPair("FaceMask with the head, a face of 1000 pixels", "cv::grabCut, one iteration", 5.0, RunOf(mask, photo),
+            GrabCut(photo), kOnce);
 }
 
 }  // namespace Orvexa::Bench

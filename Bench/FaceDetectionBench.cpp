@@ -51,18 +51,11 @@ FramePtr MakeGroup() {
     return group;
 }
 
-OneInputPtr CreateEffect(const Settings& settings) {
-    OneInputPtr effect;
-    BenchFactory()->CreateOneInputEffect(effect, settings.GetClassId(), ImplNames::DEFAULT, {});
-    effect->SetSettings(settings);
-    return effect;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
     FramePtr group = MakeGroup();
-    const OneInputPtr detection = CreateEffect(SettingsEffectFaceDetection());
+    const OneInputPtr detection = MakeEffect(SettingsEffectFaceDetection());
     cv::CascadeClassifier cascade;
     if (!cascade.load(kCascade)) {
         std::fprintf(stderr, "%s is missing; scripts/install-packages.sh installs it.\n", kCascade);
@@ -87,7 +80,7 @@ int main(int argc, char** argv) {
 
     Core::SetLibraryThreads(1);
     for (const std::size_t i : {std::size_t{0}, faces.size() - 1}) {
-        const OneInputPtr trainer = CreateEffect(SettingsEffectFaceRecognitionTrainer(faces[i], {}));
+        const OneInputPtr trainer = MakeEffect(SettingsEffectFaceRecognitionTrainer(faces[i], {}));
         double best = 1e9;  // seconds of processor time, which other programs do not lengthen
         for (int run = 0; run < 10; ++run) {
             const std::clock_t start = std::clock();

@@ -1,5 +1,7 @@
 #include "Bench/Pictures.h"
 
+#include <benchmark/benchmark.h>
+
 #include <random>
 
 namespace Orvexa::Bench {
@@ -32,6 +34,21 @@ FramePtr Photograph(const AllocatorPtr& allocator, PixFmt pixFmt) {
         }
     }
     return frame;
+}
+
+OneInputPtr MakeEffect(const Settings& settings, const FactoryPtr& factory) {
+    OneInputPtr effect;
+    factory->CreateOneInputEffect(effect, settings.GetClassId(), ImplNames::DEFAULT, {});
+    effect->SetSettings(settings);
+    return effect;
+}
+
+std::function<void()> RunOf(const Settings& settings, const FramePtr& photo) {
+    return [effect = MakeEffect(settings), photo] {
+        FramePtr frame = photo;
+        effect->ProcessData(frame);
+        benchmark::DoNotOptimize(frame->GetPlane(0).GetData());
+    };
 }
 
 cv::Mat View(const FramePtr& frame, int type) {

@@ -1,6 +1,7 @@
 // Pictures to measure with, and the module under measurement.
 #pragma once
 
+#include <functional>
 #include <opencv2/core.hpp>
 
 #include "Host/Proc/EffectFactory.h"
@@ -20,6 +21,11 @@ const FactoryPtr& BenchFactory();
 
 /// Smooth with some noise, as photographs are; 24 megapixels, all planes.
 FramePtr Photograph(const AllocatorPtr& allocator, PixFmt pixFmt);
+
+/// An effect of one picture with these settings, by its default implementation.
+OneInputPtr MakeEffect(const Settings& settings, const FactoryPtr& factory = BenchFactory());
+/// Runs such an effect on a picture that others see, again and again; it keeps what it made for the frame before.
+std::function<void()> RunOf(const Settings& settings, const FramePtr& photo);
 
 /// Plane 0 as a matrix that shares its memory.
 cv::Mat View(const FramePtr& frame, int type);

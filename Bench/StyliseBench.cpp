@@ -17,24 +17,8 @@
 namespace Orvexa::Bench {
 namespace {
 
-OneInputPtr MakeEffect(const Settings& settings) {
-    OneInputPtr effect;
-    BenchFactory()->CreateOneInputEffect(effect, settings.GetClassId(), ImplNames::ORVEXA, {});
-    effect->SetSettings(settings);
-    return effect;
-}
-
-// A run of an effect that keeps what it made for the frame before.
-std::function<void()> RunOf(const Settings& settings, const FramePtr& photo) {
-    return [effect = MakeEffect(settings), photo] {
-        FramePtr frame = photo;
-        effect->ProcessData(frame);
-        benchmark::DoNotOptimize(frame->GetPlane(0).GetData());
-    };
-}
-
 template <class Change>
-std::function<void()> RunOf(const Magick::Image& photo, Change change) {
+std::function<void()> MagickRunOf(const Magick::Image& photo, Change change) {
     return [photo, change] {
         Magick::Image image = photo;
         change(image);
@@ -61,20 +45,20 @@ void AddFilters(const FramePtr& photo, const Magick::Image& image) {
     SettingsEffectPixelate pixelate;
     pixelate.SetStrength(100);
     AddPair("Implode", "Magick++ implode", 10, RunOf(SettingsEffectImplode(), photo),
-            RunOf(image, [](Magick::Image& i) { i.implode(0.5); }), kOnce);
+            MagickRunOf(image, [](Magick::Image& i) { i.implode(0.5); }), kOnce);
     AddPair("BlurRadial, spin (on a reduced picture)", "Magick++ rotationalBlur 2 degrees", 20, RunOf(spin, photo),
-            RunOf(image, [](Magick::Image& i) { i.rotationalBlur(2); }), kOnce);
+            MagickRunOf(image, [](Magick::Image& i) { i.rotationalBlur(2); }), kOnce);
     AddPair("BlurRadial, linear (on a reduced picture)", "Magick++ motionBlur of 60 pixels", 20, RunOf(linear, photo),
-            RunOf(image, [](Magick::Image& i) { i.motionBlur(30, 15, 30); }), kOnce);
+            MagickRunOf(image, [](Magick::Image& i) { i.motionBlur(30, 15, 30); }), kOnce);
     AddPair("Pixelate", "Magick++ scale down and up", 10, RunOf(pixelate, photo),
-            RunOf(image,
-                  [](Magick::Image& i) {
-                      i.scale("48x32!");
-                      i.scale("6000x4000!");
-                  }),
+            MagickRunOf(image,
+                        [](Magick::Image& i) {
+                            i.scale("48x32!");
+                            i.scale("6000x4000!");
+                        }),
             kOnce);
     AddPair("Vignette, second frame", "Magick++ vignette", 20, RunOf(SettingsEffectVignette(), photo),
-            RunOf(image, [](Magick::Image& i) { i.vignette(); }), kOnce);
+            MagickRunOf(image, [](Magick::Image& i) { i.vignette(); }), kOnce);
 }
 
 void AddStroke(const FramePtr& large) {

@@ -13,14 +13,6 @@
 namespace Orvexa::Bench {
 namespace {
 
-template <class SettingsT>
-OneInputPtr Configured(const SettingsT& settings) {
-    OneInputPtr effect;
-    BenchFactory()->CreateOneInputEffect(effect, SettingsT::CLASS_ID, ImplNames::ORVEXA, {});
-    effect->SetSettings(settings);
-    return effect;
-}
-
 void Run(const OneInputPtr& effect, FramePtr frame) {
     effect->ProcessData(frame);
     benchmark::DoNotOptimize(frame->GetPlane(0).GetData());
@@ -79,7 +71,7 @@ void AddBlends(const FramePtr& rgb) {
     constant->Fill(Color(255, 179, 71));
     AddPair(
         "ColoredGlass, rgb24", "cv::addWeighted", 1.0,
-        [effect = Configured(SettingsEffectColoredGlass()), rgb] { Run(effect, rgb); },
+        [effect = MakeEffect(SettingsEffectColoredGlass()), rgb] { Run(effect, rgb); },
         [rgb, constant, result = cv::Mat()]() mutable {
             cv::addWeighted(View(rgb, CV_8UC3), 0.7, View(constant, CV_8UC3), 0.3, 0.0, result);
             benchmark::DoNotOptimize(result.data);
@@ -117,7 +109,7 @@ void AddBlends(const FramePtr& rgb) {
 void AddMasks(const FramePtr& rgb) {
     const SettingsEffectShapeMask settings;
     AddPair(
-        "ShapeMask", "every pixel at full size", 20.0, [effect = Configured(settings), rgb] { Run(effect, rgb); },
+        "ShapeMask", "every pixel at full size", 20.0, [effect = MakeEffect(settings), rgb] { Run(effect, rgb); },
         [settings] {
             const FramePtr mask = NewFrame(BenchAllocator(), PixFmt::Gray8, k24Megapixels);
             const auto normalizer = settings.GetNormalizer({k24Megapixels.width, k24Megapixels.height});
