@@ -6,7 +6,7 @@ namespace Orvexa::Proc {
 
 class SettingsEffectDeepAdjuster final : public BaseSettingsNeural {
 public:
-    static constexpr double kBytesPerPixel = 14;
+    static constexpr double kBytesPerPixel = 20;
 
     ORVEXA_SETTINGS(SettingsEffectDeepAdjuster, "DeepAdjuster", Groups::kNeural,
                     "Finds how a photograph should be corrected; the picture stays as it is.")

@@ -5,6 +5,9 @@
 namespace Orvexa::Proc {
 
 class SettingsEffectDeepAligner final : public BaseSettingsNeural {
+public:
+    static constexpr double kBytesPerPixel = 12;
+
     ORVEXA_SETTINGS(SettingsEffectDeepAligner, "DeepAligner", Groups::kNeural, "Levels a photograph that is tilted.")
     ORVEXA_FIELDS_OF(BaseSettingsNeural)
 
