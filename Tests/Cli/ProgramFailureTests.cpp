@@ -158,7 +158,7 @@ TEST_F(Program, BadInputIsAnsweredWithOneLineAndHarmsNothing) {
 
 TEST_F(Program, AFullDiskIsReportedAndLeavesTheOldFile) {
     const std::string input = Make("in.png", MakeFrame(PixFmt::Rgb24, 200, 200));
-    for (const char* suffix : {"jpg", "png", "webp", "tif", "gif", "avif", "heic"}) {
+    for (const char* suffix : {"jpg", "png", "webp", "tif", "gif", "avif", "heic", "jxl"}) {
         SCOPED_TRACE(suffix);
         const std::string output = folder_.File(std::string("old.") + suffix);
         WriteFile(output, std::string("old"));

@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "Host/Core/Exception.h"
+#include "Host/Core/Threads.h"
 #include "Host/Io/ImageCodecs.h"
 
 namespace Orvexa::Io {
@@ -26,6 +27,8 @@ thread_local std::string lastWarning;  // of the present call
 std::mutex turn;  // taken on the way to `calls`, so that a call which waits to run alone is not overtaken for ever
 std::shared_mutex calls;  // shared by calls that run side by side
 bool isAlone = false;     // guarded by `calls`
+
+constexpr int kSerial = 1;  // decoding and encoding are serial; more threads only take memory
 
 class NotAlone : public std::exception {};
 
@@ -54,11 +57,16 @@ void StartVips() {
         if (vips_init("kalvatri") != 0)
             Throw(std::string("the image library cannot be started: ") + vips_error_buffer());
         std::atexit(vips_shutdown);
-        vips_cache_set_max(0);         // a file that was rewritten must not be answered from memory
-        vips_concurrency_set(1);       // decoding and encoding are serial; more threads only take memory
+        vips_cache_set_max(0);  // a file that was rewritten must not be answered from memory
+        vips_concurrency_set(kSerial);
         vips_pipe_read_limit_set(-1);  // ByteSource has its own
     });
 }
+
+// The codec asks once, when it starts. That another picture's, which starts meanwhile, may use threads, too, changes no
+// byte.
+ThreadsForCodec::ThreadsForCodec() { vips_concurrency_set(Core::GetLibraryThreads()); }
+ThreadsForCodec::~ThreadsForCodec() { vips_concurrency_set(kSerial); }
 
 ErrorGuard::SideBySide::SideBySide() {
     const std::lock_guard fair(turn);

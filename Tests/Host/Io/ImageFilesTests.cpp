@@ -56,7 +56,7 @@ TEST_F(ImageFiles, LossyFormatsStayCloseAndQualityCounts) {
                                .bandjoin(ramp.invert())
                                .copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_sRGB));
     const FramePtr frame = ToFrame(picture);
-    for (const char* name : {"a.jpg", "a.jpeg", "a.webp", "a.avif", "a.heic"}) {
+    for (const char* name : {"a.jpg", "a.jpeg", "a.webp", "a.avif", "a.heic", "a.jxl"}) {
         SCOPED_TRACE(name);
         Write(name, frame, {.quality = 95, .metadata = {}});
         EXPECT_TRUE(SameFrames(Read(name).frame, frame, kTolerance));
@@ -196,7 +196,7 @@ TEST_F(ImageFiles, GoodPicturesAreDecodedOnceAndWithoutAWord) {
             TestAllocator()->AllocateFrame(frame, pixFmt, info);
         }
     };
-    for (const char* name : {"a.jpg", "a.png", "a.webp", "a.tif", "a.gif", "a.avif", "a.heic"}) {
+    for (const char* name : {"a.jpg", "a.png", "a.webp", "a.tif", "a.gif", "a.avif", "a.heic", "a.jxl"}) {
         Write(name, MakeFrame(PixFmt::Rgb24, 64, 48));
         for (const bool allowTruncated : {false, true}) {
             const auto allocator = Core::MakeRefCounted<Counting>();
@@ -211,7 +211,8 @@ TEST_F(ImageFiles, GoodPicturesAreDecodedOnceAndWithoutAWord) {
 // A pipe gives its bytes in pieces of any size.
 TEST_F(ImageFiles, EveryFormatIsReadFromAPipeAndFromTheMiddleOfAFile) {
     WriteFile(folder_.File("first.tif"), HeaderFirstTiff(500, 4));
-    for (const std::string name : {"first.tif", "a.jpg", "a.png", "a.webp", "a.tif", "a.gif", "a.avif", "a.heic"}) {
+    for (const std::string name :
+         {"first.tif", "a.jpg", "a.png", "a.webp", "a.tif", "a.gif", "a.avif", "a.heic", "a.jxl"}) {
         SCOPED_TRACE(name);
         if (name != "first.tif") Write(name, MakeFrame(PixFmt::Rgb24, 97, 61));
         const FramePtr expected = Read(name).frame;
