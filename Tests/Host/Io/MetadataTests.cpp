@@ -158,7 +158,9 @@ TEST_F(Metadata, EveryFormatKeepsWhatItCanAndNamesTheRest) {
         EXPECT_EQ(written.height(), 40);
         EXPECT_LE(vips_image_get_orientation(written.get_image()), 1);
         if (format.metadata == 0) continue;
-        if (!format.isSrgb) EXPECT_EQ(GetBlob(written, VIPS_META_ICC_NAME), Profile("srgb"));
+        if (!format.isSrgb) {
+            EXPECT_EQ(GetBlob(written, VIPS_META_ICC_NAME), Profile("srgb"));
+        }
 
         // Whatever went through this format is in a JPEG file again.
         Pass(name, "back.jpg");
@@ -338,7 +340,7 @@ void ExpectColor(const FramePtr& frame, const std::vector<double>& color, double
 }
 
 // What a codec of an absolute colour space and quality 90 may change in a plain colour.
-constexpr double kLossy = 2.5;
+constexpr double kLossy = 3.5;
 
 TEST_F(Metadata, ColoursAreConvertedToSrgbByTheProfileOnRequest) {
     const std::vector<double> color = {180, 100, 60};
@@ -426,15 +428,16 @@ TEST_F(Metadata, JpegXlColoursAreReadByTheProfileOfTheDecoder) {
         for (const VipsBandFormat format : {VIPS_FORMAT_UCHAR, VIPS_FORMAT_USHORT, VIPS_FORMAT_FLOAT}) {
             SCOPED_TRACE(std::string(c.name) + ", " + vips_enum_nick(VIPS_TYPE_BAND_FORMAT, format));
             const bool isGray = c.color.size() == 1, isFloat = format == VIPS_FORMAT_FLOAT;
+            if (isGray && isFloat) continue;  // libvips cannot write it
             VImage picture = VImage::black(16, 16) + c.color;
             if (isFloat) picture = picture * (1 / 255.0);
             if (format == VIPS_FORMAT_USHORT) picture = picture * 257;
-            picture = picture.cast(format).copy(VImage::option()->set(
-                "interpretation",
-                isGray    ? format == VIPS_FORMAT_UCHAR ? VIPS_INTERPRETATION_B_W : VIPS_INTERPRETATION_GREY16
-                : isFloat ? VIPS_INTERPRETATION_scRGB
-                : format == VIPS_FORMAT_UCHAR ? VIPS_INTERPRETATION_sRGB
-                                              : VIPS_INTERPRETATION_RGB16));
+            const VipsInterpretation gray =
+                format == VIPS_FORMAT_USHORT ? VIPS_INTERPRETATION_GREY16 : VIPS_INTERPRETATION_B_W;
+            const VipsInterpretation rgb = isFloat                       ? VIPS_INTERPRETATION_scRGB
+                                           : format == VIPS_FORMAT_UCHAR ? VIPS_INTERPRETATION_sRGB
+                                                                         : VIPS_INTERPRETATION_RGB16;
+            picture = picture.cast(format).copy(VImage::option()->set("interpretation", isGray ? gray : rgb));
             SetBlob(picture, VIPS_META_ICC_NAME, c.profile);
             const std::string file = folder_.File("a.jxl");
             picture.jxlsave(file.c_str(), VImage::option()->set("Q", 95)->set("lossless", c.isLossless));
@@ -447,18 +450,6 @@ TEST_F(Metadata, JpegXlColoursAreReadByTheProfileOfTheDecoder) {
             ExpectColor(Io::ReadImage(Core::ioPath(file), TestAllocator(), {.toSrgb = true}).frame, c.inSrgb, kLossy);
         }
     }
-}
-
-// The encoder puts those that need a higher level in boxes itself.
-TEST_F(Metadata, AVeryWideJpegXlFileKeepsIt) {
-    MakePhotograph("in.jpg");
-    const Io::LoadedImage loaded = Io::ReadImage(Core::ioPath(folder_.File("in.jpg")), TestAllocator());
-    const FramePtr wide = MakeFrame(PixFmt::Gray8, (1 << 18) + 1, 1);
-    Io::WriteImage(folder_.File("a.jxl"), wide, {.quality = 90, .metadata = loaded.metadata}, {});
-    const Io::LoadedImage back = Io::ReadImage(Core::ioPath(folder_.File("a.jxl")), TestAllocator());
-    EXPECT_EQ(back.frame->GetFrameInfo(), wide->GetFrameInfo());
-    EXPECT_TRUE(back.metadata->Has(Io::MetadataKind::Exif));
-    EXPECT_TRUE(back.metadata->Has(Io::MetadataKind::Xmp));
 }
 
 TEST_F(Metadata, TextsOfPngFilesStayInPngFiles) {
