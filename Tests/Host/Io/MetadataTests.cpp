@@ -409,7 +409,7 @@ TEST_F(Metadata, JpegXlColoursAreReadByTheProfileOfTheDecoder) {
     const std::vector<double> color = {180, 100, 60};
     std::vector<double> fromGamma;
     for (const double level : color) fromGamma.push_back(SrgbLevel(std::pow(level / 255, 1.8)));
-    const double greyLevel = SrgbLevel(std::pow(100 / 255.0, 1.8));
+    const double greyLevel = SrgbLevel(std::pow(100 / 255.0, 1.8)), darkLevel = SrgbLevel(std::pow(32 / 255.0, 1.8));
     const struct {
         const char* name;
         std::string profile;
@@ -422,6 +422,7 @@ TEST_F(Metadata, JpegXlColoursAreReadByTheProfileOfTheDecoder) {
         {"a power", GammaProfile(false, 1.8), color, fromGamma, fromGamma, false, false},
         {"a power, lossless", GammaProfile(false, 1.8), color, color, fromGamma, true, true},
         {"a grey power", GammaProfile(true, 1.8), {100}, {greyLevel}, {greyLevel}, false, false},
+        {"a grey power, dark", GammaProfile(true, 1.8), {32}, {darkLevel}, {darkLevel}, false, false},
         {"a grey power, lossless", GammaProfile(true, 1.8), {100}, {100}, {greyLevel}, true, true},
     };
     for (const auto& c : cases) {
