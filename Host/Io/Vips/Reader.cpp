@@ -302,7 +302,10 @@ ImageSize ReadVipsSize(ByteSource& bytes, const ReadOptions& options) {
     const std::string head = ReadHead(source, bytes);
     if (IsCameraRaw(head, source)) return ReadRawSize(source, options);
     vips_source_rewind(source.get_source());
-    const VImage file = OpenImage(FindLoader(head), source, bytes, options);
+    const Loader& loader = FindLoader(head);
+    std::optional<SilentCodec> silence;
+    if (loader.format == FileFormat::Jxl) silence.emplace();
+    const VImage file = OpenImage(loader, source, bytes, options);
     CheckSize(file, options);
     ImageSize size{static_cast<std::uint32_t>(file.width()), static_cast<std::uint32_t>(file.height())};
     if (IsTurned(vips_image_get_orientation(file.get_image()))) std::swap(size.width, size.height);
@@ -333,7 +336,11 @@ Outcome ReadAndClose(ByteSource& bytes, const Proc::AllocatorPtr& allocator, con
     bytes.CheckWhole();
     const bool isJxl = loader.format == FileFormat::Jxl;
     std::optional<ThreadsForCodec> threads;
-    if (isJxl) threads.emplace();
+    std::optional<SilentCodec> silence;
+    if (isJxl) {
+        threads.emplace();
+        silence.emplace();
+    }
     const VImage file = OpenImage(loader, source, bytes, options);
     CheckSize(file, options);
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
@@ -67,6 +68,27 @@ void StartVips() {
 // byte.
 ThreadsForCodec::ThreadsForCodec() { vips_concurrency_set(Core::GetLibraryThreads()); }
 ThreadsForCodec::~ThreadsForCodec() { vips_concurrency_set(kSerial); }
+
+namespace {
+
+std::mutex silence;
+unsigned silentCount = 0;         // guarded by `silence`, as is the next
+std::FILE* keptStderr = nullptr;  // while something is silent
+
+}  // namespace
+
+// The GNU C library lets `stderr` be set like any other variable.
+SilentCodec::SilentCodec() {
+    static std::FILE* const nowhere = std::fopen("/dev/null", "we");
+    const std::lock_guard lock(silence);
+    if (silentCount++ > 0) return;
+    keptStderr = stderr;
+    if (nowhere != nullptr) stderr = nowhere;
+}
+SilentCodec::~SilentCodec() {
+    const std::lock_guard lock(silence);
+    if (--silentCount == 0) stderr = keptStderr;
+}
 
 ErrorGuard::SideBySide::SideBySide() {
     const std::lock_guard fair(turn);

@@ -24,6 +24,15 @@ struct ThreadsForCodec {
     ThreadsForCodec& operator=(const ThreadsForCodec&) = delete;
 };
 
+/// While an object lives, nothing is written through the C library's `stderr`: Debian's JPEG XL codec tells there, in
+/// words for its developers, whatever is wrong with a file. The program's own messages go other ways.
+struct SilentCodec {
+    SilentCodec();
+    ~SilentCodec();
+    SilentCodec(const SilentCodec&) = delete;
+    SilentCodec& operator=(const SilentCodec&) = delete;
+};
+
 /// Counts the warnings that libvips and the codecs below it gave in the calling thread; they are kept off stderr.
 unsigned GetWarningCount();
 
