@@ -272,7 +272,7 @@ TEST_F(Metadata, BareIptcRecordsOfTiffAreWrappedForJpeg) {
 }
 
 // IEC 61966-2-1.
-double SrgbLevel(double light) {
+double CurveOfSrgb(double light) {
     return 255 * (light <= 0.0031308 ? 12.92 * light : 1.055 * std::pow(light, 1 / 2.4) - 0.055);
 }
 
@@ -287,7 +287,7 @@ std::vector<double> FromP3(const std::vector<double>& color) {
     std::vector<double> levels;
     for (const auto& row : kMatrix)
         levels.push_back(
-            SrgbLevel(row[0] * toLinear(color[0]) + row[1] * toLinear(color[1]) + row[2] * toLinear(color[2])));
+            CurveOfSrgb(row[0] * toLinear(color[0]) + row[1] * toLinear(color[1]) + row[2] * toLinear(color[2])));
     return levels;
 }
 
@@ -374,13 +374,17 @@ TEST_F(Metadata, JpegXlFilesAreWrittenInSrgb) {
     } cases[] = {
         {"sRGB", Profile("srgb"), color, color, IsEmpty()},
         {"Display P3", Profile("p3"), color, FromP3(color), converted},
-        {"a power of 1.8", gamma, {100, 100, 100}, {SrgbLevel(light), SrgbLevel(light), SrgbLevel(light)}, converted},
+        {"a power of 1.8",
+         gamma,
+         {100, 100, 100},
+         {CurveOfSrgb(light), CurveOfSrgb(light), CurveOfSrgb(light)},
+         converted},
         {"a power of 1.8 with alpha",
          gamma,
          {100, 100, 100, 200},
-         {SrgbLevel(light), SrgbLevel(light), SrgbLevel(light), 200},
+         {CurveOfSrgb(light), CurveOfSrgb(light), CurveOfSrgb(light), 200},
          converted},
-        {"a grey power of 1.8", GammaProfile(true, 1.8), {100}, {SrgbLevel(light)}, converted},
+        {"a grey power of 1.8", GammaProfile(true, 1.8), {100}, {CurveOfSrgb(light)}, converted},
         {"no tags", empty, color, color, useless},
         {"the end missing", gamma.substr(0, 200), color, color, useless},
         {"unknown curves", withoutCurves, color, color, useless},
@@ -408,8 +412,9 @@ TEST_F(Metadata, JpegXlFilesAreWrittenInSrgb) {
 TEST_F(Metadata, JpegXlColoursAreReadByTheProfileOfTheDecoder) {
     const std::vector<double> color = {180, 100, 60};
     std::vector<double> fromGamma;
-    for (const double level : color) fromGamma.push_back(SrgbLevel(std::pow(level / 255, 1.8)));
-    const double greyLevel = SrgbLevel(std::pow(100 / 255.0, 1.8)), darkLevel = SrgbLevel(std::pow(32 / 255.0, 1.8));
+    for (const double level : color) fromGamma.push_back(CurveOfSrgb(std::pow(level / 255, 1.8)));
+    const double greyLevel = CurveOfSrgb(std::pow(100 / 255.0, 1.8)),
+                 darkLevel = CurveOfSrgb(std::pow(32 / 255.0, 1.8));
     const struct {
         const char* name;
         std::string profile;
