@@ -33,6 +33,7 @@ Json ToJson(const std::vector<Row>& rows) {
                         {"write", support.canWrite},
                         {"alpha", info.hasAlpha},
                         {"maxSide", info.maxSide},
+                        {"srgb", info.isSrgb},
                         {"metadata", std::move(metadata)}});
     }
     return list;
@@ -60,6 +61,7 @@ void Print(const std::vector<Row>& rows) {
         }
         std::cout << std::left << std::setw(kNameWidth) << info.name << std::setw(kSuffixesWidth)
                   << Joined(info.suffixes) << "keeps " << Joined(kept);
+        if (info.isSrgb) std::cout << "; colours are written in sRGB";
         if (!support.canRead) std::cout << "; the image library of this machine cannot read it";
         if (!support.canWrite) std::cout << "; the image library of this machine cannot write it";
         std::cout << '\n';

@@ -44,12 +44,18 @@ measure gamma convert "$scratch/photo.jpg" -gamma 1.2 -quality 92 "$scratch/peer
 measure list build/release/bin/kalvatri list
 measure avif build/release/bin/kalvatri apply -q -i "$scratch/photo.jpg" -o "$scratch/ours.avif" --quality 60 EmptyEffect
 measure vips vips copy "$scratch/photo.jpg" "$scratch/peer.avif[Q=60]"
+measure to_jxl build/release/bin/kalvatri apply -q -i "$scratch/photo.jpg" -o "$scratch/ours.jxl" --quality 75 EmptyEffect
+measure vips_to_jxl vips copy "$scratch/photo.jpg" "$scratch/peer.jxl[Q=75]"
+measure from_jxl build/release/bin/kalvatri apply -q -i "$scratch/peer.jxl" -o "$scratch/ours.jpg" --quality 75 EmptyEffect
+measure vips_from_jxl vips copy "$scratch/peer.jxl" "$scratch/peer.jpg[Q=75]"
 echo
 echo "whole command, 24-megapixel JPEG, against ImageMagick convert with one thread"
 echo "  WhiteBalance, -level: times as fast      $(ratio "$level_s" "$ours_s")   goal 3"
 echo "  WhiteBalance, -level: share of memory    $(ratio "$ours_k" "$level_k")   goal 0.5 or less"
 echo "  BalanceLuma, -gamma: times as fast       $(ratio "$gamma_s" "$tone_s")   goal 2"
 echo "  to AVIF, vips copy: times as fast        $(ratio "$vips_s" "$avif_s")   goal 0.83"
+echo "  to JPEG XL, vips copy: times as fast     $(ratio "$vips_to_jxl_s" "$to_jxl_s")   goal 0.83"
+echo "  from JPEG XL, vips copy: times as fast   $(ratio "$vips_from_jxl_s" "$from_jxl_s")   goal 0.83"
 echo "kalvatri list                              $list_s s   goal 0.06"
 
 # Forty photographs of 12 megapixels, two at a time, beside ImageMagick with as many threads as it likes.

@@ -43,7 +43,7 @@ edit() { exiftool -q -q -m -overwrite_original "$@" || true; }  # what a format 
 for format in jpg png webp tif gif; do convert "$work/thumb.jpg" -strip "$work/in.$format"; done
 edit -tagsfromfile "$work/base.jpg" -all:all -unsafe "-ICC_Profile<=$work/profile.icc" "$work"/in.*
 # exiftool cannot put a profile into these.
-for format in heic avif; do "$program" apply -q -i "$work/in.png" -o "$work/in.$format" --quality 95 EmptyEffect; done
+for format in heic avif jxl; do "$program" apply -q -i "$work/in.png" -o "$work/in.$format" --quality 95 EmptyEffect; done
 edit "${tags[@]}" "$work"/in.*
 edit -EXIF:Orientation#=6 "-ThumbnailImage<=$work/thumb.jpg" "$work"/in.{jpg,png,webp,tif}  # HEIF and AVIF turn by other means
 

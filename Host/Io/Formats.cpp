@@ -29,7 +29,7 @@ std::span<const std::string_view> GetRawSuffixes() { return kRawSuffixes; }
 std::span<const MetadataKind> GetMetadataKinds() { return kMetadataKinds; }
 
 std::span<const FormatInfo> GetFormats() {
-    // WebP, HEIF and AVIF have no resolution of their own, but it is among the EXIF tags.
+    // WebP, HEIF, AVIF and JPEG XL have no resolution of their own, but it is among the EXIF tags.
     static const std::vector<FormatInfo> formats = {
         {FileFormat::Jpeg, "JPEG", {"jpg", "jpeg"}, 65500, false, kExif | kXmp | kIptc | kIcc | kResolution | kComment},
         {FileFormat::Png, "PNG", {"png"}, kUnlimited, true, kExif | kXmp | kIptc | kIcc | kResolution | kComment},
@@ -38,6 +38,7 @@ std::span<const FormatInfo> GetFormats() {
         {FileFormat::Heic, "HEIF", {"heic", "heif"}, 16384, true, kExif | kXmp | kIcc | kResolution},
         {FileFormat::Avif, "AVIF", {"avif"}, 16384, true, kExif | kXmp | kIcc | kResolution},
         {FileFormat::Gif, "GIF", {"gif"}, 65535, true, 0},
+        {FileFormat::Jxl, "JPEG XL", {"jxl"}, 0x3fffffff, true, kExif | kXmp | kResolution, true},
     };
     return formats;
 }

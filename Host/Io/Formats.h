@@ -9,7 +9,7 @@
 
 namespace Orvexa::Io {
 
-enum class FileFormat { Jpeg, Png, Webp, Tiff, Heic, Avif, Gif };
+enum class FileFormat { Jpeg, Png, Webp, Tiff, Heic, Avif, Gif, Jxl };
 
 /// A kind of metadata; the bits make sets of kinds.
 struct MetadataKind {
@@ -26,7 +26,8 @@ struct FormatInfo {
     std::vector<std::string_view> suffixes;  ///< lower case, without the dot; the first is the usual one
     std::uint32_t maxSide;                   ///< in pixels
     bool hasAlpha;
-    unsigned metadata;  ///< the kinds that are read from files of this format and written into them
+    unsigned metadata;    ///< the kinds that are read from files of this format and written into them
+    bool isSrgb = false;  ///< whether pictures with a profile are converted to sRGB, in which such files are written
 };
 /// All formats, in the order of `FileFormat`.
 std::span<const FormatInfo> GetFormats();

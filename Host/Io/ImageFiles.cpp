@@ -26,7 +26,7 @@ namespace {
 // What the codecs and the libraries under them take, in bytes of address space, stacks and heaps of threads included.
 // Without memory some of them end the process by a segmentation fault, for example GLib's report that there is none.
 constexpr std::uint64_t kLibraries = 144 << 20, kCodec = 64 << 20, kCodecPerPixel = 8;
-constexpr std::uint64_t kVideoCodec = 448 << 20, kVideoCodecPerPixel = 48;  // of HEIF and AVIF, whatever the threads
+constexpr std::uint64_t kVideoCodec = 448 << 20, kVideoCodecPerPixel = 48;  // of HEIF, AVIF and JPEG XL
 
 ImageCodecs& Codecs() {
     static ImageCodecs& codecs = [&]() -> ImageCodecs& {
@@ -37,7 +37,7 @@ ImageCodecs& Codecs() {
 }
 
 void RequireMemoryToWrite(FileFormat format, const Proc::IDataVideo& frame) {
-    const bool isVideo = format == FileFormat::Heic || format == FileFormat::Avif;
+    const bool isVideo = format == FileFormat::Heic || format == FileFormat::Avif || format == FileFormat::Jxl;
     const std::uint64_t pixels = std::uint64_t{frame.GetFrameInfo().width} * frame.GetFrameInfo().height;
     Core::RequireAddressSpace(isVideo ? kVideoCodec + pixels * kVideoCodecPerPixel : kCodec + pixels * kCodecPerPixel);
 }

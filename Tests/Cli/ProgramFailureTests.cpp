@@ -75,6 +75,8 @@ TEST_F(Program, BadInputIsAnsweredWithOneLineAndHarmsNothing) {
     const FileBytes goodBytes = ReadFile(good);
     WriteFile(folder_.File("text.jpg"), std::string("no picture"));
     WriteFile(folder_.File("cut.png"), FileBytes(goodBytes.begin(), goodBytes.begin() + 5000));
+    const FileBytes goodJxl = ReadFile(Make("good.jxl", MakeFrame(PixFmt::Rgb24, 64, 64)));
+    WriteFile(folder_.File("cut.jxl"), FileBytes(goodJxl.begin(), goodJxl.begin() + 1000));
     WriteFile(folder_.File("bad.json"), std::string("[{\"effect\": "));
     WriteFile(folder_.File("key.json"), std::string("[{\"effect\": \"WhiteBalance\", \"colour\": 1}]"));
     WriteFile(folder_.File("long.json"),
@@ -142,6 +144,7 @@ TEST_F(Program, BadInputIsAnsweredWithOneLineAndHarmsNothing) {
         {from("."), 1, "folder"},
         {from("text.jpg"), 1, "not a JPEG, PNG"},
         {from("cut.png"), 1, "--allow-truncated"},
+        {from("cut.jxl"), 1, "damaged beyond use"},
         {from("good.png") + Words{"--max-pixels", "4095"}, 1, "limit of 4095 (--max-pixels)"},
         {{"list", "--module", folder_.File("none.so")}, 1, "does not exist"},
         {{"list", "--module", good}, 1, "cannot be loaded"},
@@ -158,7 +161,7 @@ TEST_F(Program, BadInputIsAnsweredWithOneLineAndHarmsNothing) {
 
 TEST_F(Program, AFullDiskIsReportedAndLeavesTheOldFile) {
     const std::string input = Make("in.png", MakeFrame(PixFmt::Rgb24, 200, 200));
-    for (const char* suffix : {"jpg", "png", "webp", "tif", "gif", "avif", "heic"}) {
+    for (const char* suffix : {"jpg", "png", "webp", "tif", "gif", "avif", "heic", "jxl"}) {
         SCOPED_TRACE(suffix);
         const std::string output = folder_.File(std::string("old.") + suffix);
         WriteFile(output, std::string("old"));

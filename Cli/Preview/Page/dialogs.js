@@ -5,7 +5,7 @@ import { announce, byId, h } from './dom.js';
 import { follow } from './jobs.js';
 import { getRunningSteps, stepsFromText, stepsToText, stepToJson } from './recipe.js';
 
-const LOSSY = /\.(jpe?g|webp|avif|hei[cf])$/i;
+const LOSSY = /\.(jpe?g|webp|avif|hei[cf]|jxl)$/i;
 
 const stemOf = (name) => name.replace(/\.[^.]*$/, '');
 const suffixOf = (name) => name.match(/\.[^.]*$/)?.[0] ?? '.png';

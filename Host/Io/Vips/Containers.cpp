@@ -10,6 +10,7 @@
 #include "Host/Core/Exception.h"
 #include "Host/Io/Vips/ExifBlock.h"
 #include "Host/Io/Vips/JpegSegments.h"
+#include "Host/Io/Vips/JxlBoxes.h"
 
 namespace Orvexa::Io::Details {
 
@@ -104,6 +105,16 @@ private:
             text += kDigits[bytes[i] & 15];
         }
         return Text(std::string(kRawProfile) + kind, text + "\n");
+    }
+};
+
+class JxlFilter final : public MetadataFilter {
+public:
+    using MetadataFilter::MetadataFilter;
+    std::size_t FindEnd(std::string_view bytes, bool) const override { return FindJxlStart(bytes); }
+    std::string Change(std::string_view header) const override {
+        if (header.empty()) Throw("the metadata cannot be placed in the file that the image library made");
+        return InsertJxlMetadata(header, {metadata_.exif, metadata_.xmp.main});
     }
 };
 
@@ -270,6 +281,7 @@ std::unique_ptr<HeaderFilter> MakeMetadataFilter(FileFormat format, InsertedMeta
                         !metadata.comment.empty() || !metadata.texts.empty();
     if (format == FileFormat::Jpeg && hasAny) return std::make_unique<JpegFilter>(std::move(metadata));
     if (format == FileFormat::Png && hasAny) return std::make_unique<PngFilter>(std::move(metadata));
+    if (format == FileFormat::Jxl && hasAny) return std::make_unique<JxlFilter>(std::move(metadata));
     if (format == FileFormat::Webp && hasExif) return std::make_unique<WebpFilter>(std::move(metadata));
     const bool isHeif = format == FileFormat::Heic || format == FileFormat::Avif;
     if (isHeif && hasExif) return std::make_unique<HeifFilter>(std::move(metadata));

@@ -14,15 +14,15 @@ namespace Orvexa::Io::Details {
 
 /// What goes into a file as it stands; each may be empty. A file keeps what libvips writes in place of an empty one.
 struct InsertedMetadata {
-    std::string exif;                                        ///< a block; in JPEG files within the limit of a segment
-    SplitXmp xmp;                                            ///< in JPEG files only; libvips writes it into the others
-    std::string resources;                                   ///< Photoshop's image resources, in JPEG and PNG files
-    std::string comment;                                     ///< in JPEG and PNG files
+    std::string exif;       ///< a block; in JPEG files within the limit of a segment
+    SplitXmp xmp;           ///< in JPEG and JPEG XL files; libvips writes it into the others
+    std::string resources;  ///< Photoshop's image resources, in JPEG and PNG files
+    std::string comment;    ///< in JPEG and PNG files
     std::vector<std::pair<std::string, std::string>> texts;  ///< in PNG files, by their keywords
 };
 
-/// For JPEG, PNG, WebP, HEIF and AVIF; null if there is nothing to insert. `Change` throws `EffectException` when the
-/// file is not as expected.
+/// For JPEG, PNG, WebP, HEIF, AVIF and JPEG XL; null if there is nothing to insert. `Change` throws `EffectException`
+/// when the file is not as expected.
 std::unique_ptr<HeaderFilter> MakeMetadataFilter(FileFormat format, InsertedMetadata metadata);
 
 /// Bytes as other programs keep them in texts of PNG files, under the keyword "Raw profile type " and a kind, and back;

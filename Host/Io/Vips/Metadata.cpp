@@ -4,12 +4,15 @@
 #include <cstdio>
 
 #include "Host/Core/Exception.h"
+#include "Host/Io/Vips/Colors.h"
 #include "Host/Io/Vips/ExifBlock.h"
 #include "Host/Io/Vips/Exiv2.h"
 #include "Host/Io/Vips/GifBlocks.h"
 #include "Host/Io/Vips/ImageResources.h"
 #include "Host/Io/Vips/JpegSegments.h"
+#include "Host/Io/Vips/JxlBoxes.h"
 #include "Host/Io/Vips/TiffFile.h"
+#include "Host/Io/Vips/Vips.h"
 #include "Host/Io/Vips/Xmp.h"
 
 namespace Orvexa::Io::Details {
@@ -56,6 +59,23 @@ void ForEachField(const vips::VImage& image, Visit&& visit) {
     g_strfreev(names);
 }
 
+// Leaves no profile on the image. Whether its colours are those of sRGB now.
+bool UseProfile(vips::VImage& image, const FormatInfo& format, Notes& notes) {
+    bool isSrgb = true;
+    try {
+        if (FindProfileKind(image) != ProfileKind::Srgb) {
+            image = ConvertToSrgb(image);
+            notes.push_back(std::string(format.name) + " files are written in sRGB, the colours are converted");
+        }
+    } catch (const vips::VError&) {
+        notes.push_back("the colour profile cannot be used (" + TakeVipsError() +
+                        ") and is left out; the colours stay as they are");
+        isSrgb = false;
+    }
+    vips_image_remove(image.get_image(), VIPS_META_ICC_NAME);
+    return isSrgb;
+}
+
 // ICC.1:2022, 7.2: bytes 16..19 of the header name the colour space of the data.
 bool IsProfileFor(std::string_view profile, bool isGray) {
     return profile.size() >= 20 && profile.substr(16, 4) == (isGray ? "GRAY" : "RGB ");
@@ -77,6 +97,10 @@ MetadataBlocks ReadMetadataBlocks(vips::VSource& source, FileFormat format, Note
         }
     } else if (format == FileFormat::Tiff) {
         OrNote("the EXIF data is left out", notes, [&] { blocks.exif = ReadTiffExif(source); });
+    } else if (format == FileFormat::Jxl) {
+        JxlMetadata metadata = ReadJxlMetadata(source, notes);
+        blocks.exif = std::move(metadata.exif);
+        blocks.xmp = std::move(metadata.xmp);
     } else if (format == FileFormat::Gif) {
         const unsigned found = FindGifMetadata(source);
         for (const MetadataKind& kind : GetMetadataKinds())
@@ -185,10 +209,11 @@ void PictureMetadata::NoteTexts(const FormatInfo& format, Notes& notes) const {
         notes.push_back("the texts of the PNG file (" + keywords + ") cannot be kept in " + format.name + " files");
 }
 
-InsertedMetadata PictureMetadata::Attach(VipsImage* raw, const FormatInfo& format, Notes& notes) const {
-    const vips::VImage image(raw, vips::NOSTEAL);
+InsertedMetadata PictureMetadata::Attach(vips::VImage& image, const FormatInfo& format, Notes& notes) const {
+    VipsImage* raw = image.get_image();
     for (const MetadataKind& kind : GetMetadataKinds()) {
-        if (Has(kind.bit) && (format.metadata & kind.bit) == 0)
+        const bool isUsedUp = format.isSrgb && kind.bit == MetadataKind::Icc;
+        if (Has(kind.bit) && (format.metadata & kind.bit) == 0 && !isUsedUp)
             notes.push_back(std::string(kind.text) + " cannot be kept in " + format.name + " files");
     }
     if (format.format != FileFormat::Png) NoteTexts(format, notes);
@@ -197,21 +222,30 @@ InsertedMetadata PictureMetadata::Attach(VipsImage* raw, const FormatInfo& forma
     raw->Yres = hasResolution_ ? yres_ : kDefaultResolution;
 
     const bool isGray = image.bands() == 1;
-    if (isKept(MetadataKind::Icc) && !IsProfileFor(blocks_.icc, isGray)) {
-        notes.push_back(std::string("the colour profile is not for ") + (isGray ? "grey" : "RGB") +
-                        " pictures and cannot be kept");
-    } else if (isKept(MetadataKind::Icc)) {
-        SetBlob(raw, VIPS_META_ICC_NAME, blocks_.icc);
+    bool isSrgb = false;
+    if (Has(MetadataKind::Icc) && (isKept(MetadataKind::Icc) || format.isSrgb)) {
+        if (IsProfileFor(blocks_.icc, isGray)) {
+            SetBlob(raw, VIPS_META_ICC_NAME, blocks_.icc);
+            if (format.isSrgb) isSrgb = UseProfile(image, format, notes);
+        } else {
+            notes.push_back(std::string("the colour profile is not for ") + (isGray ? "grey" : "RGB") +
+                            " pictures and cannot be kept");
+        }
     }
     InsertedMetadata inserted;
-    if (isKept(MetadataKind::Exif))
+    if (isKept(MetadataKind::Exif)) {
         OrNote("the EXIF data is too large for JPEG files", notes,
                [&] { inserted.exif = MakeExif(image, format, notes); });
+        if (isSrgb) SetSrgb(inserted.exif);
+    }
     if (isKept(MetadataKind::Xmp)) {
         std::string xmp = blocks_.xmp;
+        if (isSrgb) SetXmpSrgb(xmp);
         SetXmpSize(xmp, static_cast<std::uint32_t>(image.width()), static_cast<std::uint32_t>(image.height()));
-        if (format.format != FileFormat::Jpeg) {
-            SetBlob(raw, VIPS_META_XMP_NAME, xmp);
+        if (format.format == FileFormat::Jxl) {
+            inserted.xmp.main = std::move(xmp);
+        } else if (format.format != FileFormat::Jpeg) {
+            SetBlob(image.get_image(), VIPS_META_XMP_NAME, xmp);
         } else if (xmp.size() <= kMaxJpegXmp) {
             inserted.xmp.main = std::move(xmp);
         } else {

@@ -34,8 +34,9 @@ public:
 
     bool Has(MetadataKind::Bit kind) const override;
     /// Sets what libvips writes on `image`, which is to be saved in a format, and returns what has to be inserted into
-    /// the file. Says in `notes` what the format cannot hold.
-    InsertedMetadata Attach(VipsImage* image, const FormatInfo& format, Notes& notes) const;
+    /// the file. Says in `notes` what the format cannot hold. For a format without profiles the image becomes one whose
+    /// colours are converted to sRGB.
+    InsertedMetadata Attach(vips::VImage& image, const FormatInfo& format, Notes& notes) const;
 
 private:
     void TakeFields(const vips::VImage& image);

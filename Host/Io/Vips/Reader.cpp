@@ -1,10 +1,13 @@
 #include <algorithm>
 #include <cstring>
+#include <optional>
 #include <string_view>
 #include <vector>
 
 #include "Host/Core/Exception.h"
 #include "Host/Io/Vips/BigEndian.h"
+#include "Host/Io/Vips/Colors.h"
+#include "Host/Io/Vips/JxlBoxes.h"
 #include "Host/Io/Vips/Metadata.h"
 #include "Host/Io/Vips/RawFile.h"
 #include "Host/Io/Vips/Vips.h"
@@ -62,6 +65,7 @@ constexpr Loader kLoaders[] = {
     {FileFormat::Tiff, Complaint::Never, IsTiff},
     // A read that fails is an assertion in libheif.
     {FileFormat::Heic, Complaint::Never, IsHeif, true},
+    {FileFormat::Jxl, Complaint::Never, IsJxl},
 };
 
 std::string ReadHead(const vips::VSource& source, const ByteSource& bytes) {
@@ -122,25 +126,37 @@ std::string DescribeReduction(const VImage& image) {
     return std::to_string(8 * vips_format_sizeof(image.format())) + "-bit samples are reduced to 8 bits";
 }
 
-bool HasProfile(const VImage& image) { return vips_image_get_typeof(image.get_image(), VIPS_META_ICC_NAME) != 0; }
-
-// The colours as sRGB has them, without the profile that told what they were. CMYK is left to `ToEightBits`.
+// CMYK is left to `ToEightBits`.
 VImage ToSrgb(const VImage& image, Notes& notes) {
     if (!HasProfile(image) || image.guess_interpretation() == VIPS_INTERPRETATION_CMYK) return image;
     try {
-        VImage converted =
-            image.icc_transform("srgb", VImage::option()->set("embedded", true)->set("black_point_compensation", true));
-        const bool isGray = image.bands() == 1;
-        if (isGray)
-            converted =
-                converted.extract_band(0).copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_B_W));
-        if (image.format() != VIPS_FORMAT_UCHAR) notes.push_back(DescribeReduction(image));
-        converted = converted.copy();
-        converted.remove(VIPS_META_ICC_NAME);
-        return converted;
+        return ConvertToSrgb(image);
     } catch (const vips::VError&) {
         notes.push_back("the colour profile cannot be used (" + TakeVipsError() + "); the colours stay as they are");
         return image;
+    }
+}
+
+// What the JPEG XL loader gives, with meanings that hold: it takes samples of floating point for linear light, whatever
+// the profile says, and grey ones for levels.
+VImage FromJxl(const VImage& image) {
+    if (image.format() != VIPS_FORMAT_FLOAT) return image;
+    constexpr double kWhite = 65535;
+    return image.linear(kWhite, 0.5)
+        .cast(VIPS_FORMAT_USHORT)
+        .copy(VImage::option()->set("interpretation",
+                                    image.bands() < 3 ? VIPS_INTERPRETATION_GREY16 : VIPS_INTERPRETATION_RGB16));
+}
+
+// Lossy JPEG XL files hold colours in a space of their own. The decoder brings them back to the space that their
+// profile names only if it knows that; otherwise they come in linear light.
+bool IsLinearJxl(const VImage& image) {
+    if (!HasProfile(image)) return false;
+    try {
+        return FindProfileKind(image) == ProfileKind::Linear;
+    } catch (const vips::VError&) {
+        TakeVipsError();
+        return false;
     }
 }
 
@@ -149,7 +165,6 @@ VImage ToEightBits(VImage image, Notes& notes) {
     const VipsInterpretation meaning = image.guess_interpretation();
     const int bands = image.bands();
     const bool isCmyk = meaning == VIPS_INTERPRETATION_CMYK && bands >= 4;
-    if (image.format() != VIPS_FORMAT_UCHAR) notes.push_back(DescribeReduction(image));
     if (isCmyk) {
         notes.push_back("CMYK is brought to sRGB");
         // The picture's own profile says what its inks are; without one, the library's general CMYK profile.
@@ -287,7 +302,10 @@ ImageSize ReadVipsSize(ByteSource& bytes, const ReadOptions& options) {
     const std::string head = ReadHead(source, bytes);
     if (IsCameraRaw(head, source)) return ReadRawSize(source, options);
     vips_source_rewind(source.get_source());
-    const VImage file = OpenImage(FindLoader(head), source, bytes, options);
+    const Loader& loader = FindLoader(head);
+    std::optional<SilentCodec> silence;
+    if (loader.format == FileFormat::Jxl) silence.emplace();
+    const VImage file = OpenImage(loader, source, bytes, options);
     CheckSize(file, options);
     ImageSize size{static_cast<std::uint32_t>(file.width()), static_cast<std::uint32_t>(file.height())};
     if (IsTurned(vips_image_get_orientation(file.get_image()))) std::swap(size.width, size.height);
@@ -316,6 +334,13 @@ Outcome ReadAndClose(ByteSource& bytes, const Proc::AllocatorPtr& allocator, con
     LoadedImage& loaded = outcome.loaded;
     MetadataBlocks blocks = ReadMetadataBlocks(source, loader.format, loaded.notes);
     bytes.CheckWhole();
+    const bool isJxl = loader.format == FileFormat::Jxl;
+    std::optional<ThreadsForCodec> threads;
+    std::optional<SilentCodec> silence;
+    if (isJxl) {
+        threads.emplace();
+        silence.emplace();
+    }
     const VImage file = OpenImage(loader, source, bytes, options);
     CheckSize(file, options);
 
@@ -323,7 +348,14 @@ Outcome ReadAndClose(ByteSource& bytes, const Proc::AllocatorPtr& allocator, con
         loaded.notes.push_back("only the first of its " + std::to_string(pages) + " pictures is read");
     }
     const int orientation = vips_image_get_orientation(file.get_image());
-    const VImage colors = options.toSrgb ? ToSrgb(file, loaded.notes) : file;
+    if (file.format() != VIPS_FORMAT_UCHAR) loaded.notes.push_back(DescribeReduction(file));
+    VImage colors = isJxl ? FromJxl(file) : file;
+    if (options.toSrgb) {
+        colors = ToSrgb(colors, loaded.notes);
+    } else if (isJxl && IsLinearJxl(colors)) {
+        loaded.notes.emplace_back("the decoder gives its colours in linear light; they are brought to sRGB");
+        colors = ToSrgb(colors, loaded.notes);
+    }
     const VImage picture = ToEightBits(colors, loaded.notes);
     const bool isSrgb = HasProfile(file) && !HasProfile(colors);
     loaded.metadata =

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
@@ -12,6 +13,7 @@
 #include <string_view>
 
 #include "Host/Core/Exception.h"
+#include "Host/Core/Threads.h"
 #include "Host/Io/ImageCodecs.h"
 
 namespace Orvexa::Io {
@@ -26,6 +28,8 @@ thread_local std::string lastWarning;  // of the present call
 std::mutex turn;  // taken on the way to `calls`, so that a call which waits to run alone is not overtaken for ever
 std::shared_mutex calls;  // shared by calls that run side by side
 bool isAlone = false;     // guarded by `calls`
+
+constexpr int kSerial = 1;  // decoding and encoding are serial; more threads only take memory
 
 class NotAlone : public std::exception {};
 
@@ -54,10 +58,36 @@ void StartVips() {
         if (vips_init("kalvatri") != 0)
             Throw(std::string("the image library cannot be started: ") + vips_error_buffer());
         std::atexit(vips_shutdown);
-        vips_cache_set_max(0);         // a file that was rewritten must not be answered from memory
-        vips_concurrency_set(1);       // decoding and encoding are serial; more threads only take memory
+        vips_cache_set_max(0);  // a file that was rewritten must not be answered from memory
+        vips_concurrency_set(kSerial);
         vips_pipe_read_limit_set(-1);  // ByteSource has its own
     });
+}
+
+// The codec asks once, when it starts. That another picture's, which starts meanwhile, may use threads, too, changes no
+// byte.
+ThreadsForCodec::ThreadsForCodec() { vips_concurrency_set(Core::GetLibraryThreads()); }
+ThreadsForCodec::~ThreadsForCodec() { vips_concurrency_set(kSerial); }
+
+namespace {
+
+std::mutex silence;
+unsigned silentCount = 0;         // guarded by `silence`, as is the next
+std::FILE* keptStderr = nullptr;  // while something is silent
+
+}  // namespace
+
+// The GNU C library lets `stderr` be set like any other variable.
+SilentCodec::SilentCodec() {
+    static std::FILE* const nowhere = std::fopen("/dev/null", "we");
+    const std::lock_guard lock(silence);
+    if (silentCount++ > 0) return;
+    keptStderr = stderr;
+    if (nowhere != nullptr) stderr = nowhere;
+}
+SilentCodec::~SilentCodec() {
+    const std::lock_guard lock(silence);
+    if (--silentCount == 0) stderr = keptStderr;
 }
 
 ErrorGuard::SideBySide::SideBySide() {

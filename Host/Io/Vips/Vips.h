@@ -16,6 +16,23 @@ namespace Orvexa::Io::Details {
 /// Starts libvips once; call before anything else of it.
 void StartVips();
 
+/// While an object lives, codecs may use as many threads as effects. Of ours only that of JPEG XL gains by it.
+struct ThreadsForCodec {
+    ThreadsForCodec();
+    ~ThreadsForCodec();
+    ThreadsForCodec(const ThreadsForCodec&) = delete;
+    ThreadsForCodec& operator=(const ThreadsForCodec&) = delete;
+};
+
+/// While an object lives, nothing is written through the C library's `stderr`: Debian's JPEG XL codec tells there, in
+/// words for its developers, whatever is wrong with a file. The program's own messages go other ways.
+struct SilentCodec {
+    SilentCodec();
+    ~SilentCodec();
+    SilentCodec(const SilentCodec&) = delete;
+    SilentCodec& operator=(const SilentCodec&) = delete;
+};
+
 /// Counts the warnings that libvips and the codecs below it gave in the calling thread; they are kept off stderr.
 unsigned GetWarningCount();
 
@@ -70,7 +87,7 @@ inline constexpr VipsFormat kVipsFormats[] = {
     {FileFormat::Jpeg, "jpegload_source", "jpegsave_target"}, {FileFormat::Png, "pngload_source", "pngsave_target"},
     {FileFormat::Webp, "webpload_source", "webpsave_target"}, {FileFormat::Tiff, "tiffload_source", "tiffsave_target"},
     {FileFormat::Heic, "heifload_source", "heifsave_target"}, {FileFormat::Avif, "heifload_source", "heifsave_target"},
-    {FileFormat::Gif, "gifload_source", "gifsave_target"},
+    {FileFormat::Gif, "gifload_source", "gifsave_target"},    {FileFormat::Jxl, "jxlload_source", "jxlsave_target"},
 };
 constexpr const VipsFormat& GetVipsFormat(FileFormat format) {
     return *std::find_if(std::begin(kVipsFormats), std::end(kVipsFormats),

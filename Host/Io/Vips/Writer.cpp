@@ -22,7 +22,8 @@ VOption* OptionsFor(FileFormat format, const WriteOptions& options) {
     VOption* list = VImage::option();
     switch (format) {
         case FileFormat::Jpeg:
-        case FileFormat::Webp: return list->set("Q", options.quality);
+        case FileFormat::Webp:
+        case FileFormat::Jxl: return list->set("Q", options.quality);
         case FileFormat::Heic:
             return list->set("Q", options.quality)->set("compression", VIPS_FOREIGN_HEIF_COMPRESSION_HEVC);
         case FileFormat::Avif:
@@ -99,7 +100,7 @@ Notes WriteVips(Output& output, FileFormat format, const Proc::ConstFramePtr& fr
     Notes notes;
     const bool hasAlpha = frame->GetPixFmt() == PixFmt::Rgba;
     FrameSource source{frame->GetPlane(0), hasAlpha && !about.hasAlpha};
-    const VImage image = ImageOf(source, info);
+    VImage image = ImageOf(source, info);
     if (source.isFlattened)
         notes.push_back(std::string(about.name) + " files cannot keep transparency, the picture is laid on white");
     if (format == FileFormat::Gif) notes.push_back("GIF files hold 256 colours, the picture is reduced to them");
@@ -107,13 +108,15 @@ Notes WriteVips(Output& output, FileFormat format, const Proc::ConstFramePtr& fr
     SetDefaultResolution(image.get_image());
     InsertedMetadata inserted;
     if (const auto* metadata = dynamic_cast<const PictureMetadata*>(options.metadata.get()))
-        inserted = metadata->Attach(image.get_image(), about, notes);
+        inserted = metadata->Attach(image, about, notes);
     vips_image_set_int(image.get_image(), VIPS_META_ORIENTATION, 1);
     std::optional<TiffAssembly> assembly;
     if (format == FileFormat::Tiff)
         assembly.emplace(output, inserted.exif, FindIptc(inserted.resources), WithoutIptc(inserted.resources));
     const auto filter = MakeMetadataFilter(format, std::move(inserted));
     EncoderTarget target(output, assembly ? assembly->GetBase() : 0, filter.get());
+    std::optional<ThreadsForCodec> threads;
+    if (format == FileFormat::Jxl) threads.emplace();
     try {
         VImage::call(GetVipsFormat(format).saver,
                      OptionsFor(format, options)->set("in", image)->set("target", target.Get()));

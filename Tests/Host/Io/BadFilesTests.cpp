@@ -47,7 +47,7 @@ Io::LoadedImage Read(const FileBytes& bytes, const Io::ReadOptions& options = {}
     return Io::ReadImage(bytes, TestAllocator(), options);
 }
 
-constexpr const char* kSuffixes[] = {".jpg", ".png", ".webp", ".tif", ".gif", ".avif", ".heic"};
+constexpr const char* kSuffixes[] = {".jpg", ".png", ".webp", ".tif", ".gif", ".avif", ".heic", ".jxl"};
 
 TEST(BadFiles, AreRefusedWithTheReason) {
     const TempFolder folder;
@@ -59,8 +59,8 @@ TEST(BadFiles, AreRefusedWithTheReason) {
         {"missing.jpg", "does not exist"},
         {".", "folder"},
         {"empty.jpg", "empty"},
-        {"text.jpg", "not a JPEG, PNG, WebP, TIFF, HEIF, AVIF or GIF picture"},
-        {"drawing.svg", "not a JPEG, PNG, WebP, TIFF, HEIF, AVIF or GIF picture"},
+        {"text.jpg", "not a JPEG, PNG, WebP, TIFF, HEIF, AVIF, GIF or JPEG XL picture"},
+        {"drawing.svg", "not a JPEG, PNG, WebP, TIFF, HEIF, AVIF, GIF or JPEG XL picture"},
     };
     for (const auto& [name, reason] : cases) {
         EXPECT_THAT(MessageOf([&, &file = name] { Io::ReadImage(Core::ioPath(folder.File(file)), TestAllocator()); }),
@@ -124,7 +124,7 @@ private:
 
 TEST(BadFiles, AFileThatIsShortenedWhileItIsReadIsTold) {
     const TempFolder folder;
-    const std::set<std::string> streamed = {".jpg", ".png", ".tif"};  // the others are in memory by then
+    const std::set<std::string> streamed = {".jpg", ".png", ".tif", ".jxl"};  // the others are in memory by then
     for (const std::string suffix : kSuffixes) {
         const std::string file = folder.File("a" + suffix);
         const FileBytes bytes = Encode(NoisePicture(160, 100, 3), suffix.c_str());

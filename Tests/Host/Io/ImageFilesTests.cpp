@@ -56,7 +56,7 @@ TEST_F(ImageFiles, LossyFormatsStayCloseAndQualityCounts) {
                                .bandjoin(ramp.invert())
                                .copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_sRGB));
     const FramePtr frame = ToFrame(picture);
-    for (const char* name : {"a.jpg", "a.jpeg", "a.webp", "a.avif", "a.heic"}) {
+    for (const char* name : {"a.jpg", "a.jpeg", "a.webp", "a.avif", "a.heic", "a.jxl"}) {
         SCOPED_TRACE(name);
         Write(name, frame, {.quality = 95, .metadata = {}});
         EXPECT_TRUE(SameFrames(Read(name).frame, frame, kTolerance));
@@ -176,6 +176,33 @@ TEST_F(ImageFiles, OfSeveralPicturesTheFirstIsReadAndThisIsSaid) {
     }
 }
 
+// libvips gives the last one, and cannot write such files. The picture may be bare, or in one box or several.
+TEST_F(ImageFiles, OfAnAnimatedJpegXlFileTheLastPictureIsReadAndThisIsSaid) {
+    constexpr std::string_view kHex =  // 8 x 8 pixels red, then blue
+        "ff0a41040158505c120808a00200008c004b12c58205526003630cde2fc68b1763bc18230f80d8c4c581d37b"
+        "f8c2429dc063e6030808a042000098004b12c58205526003630cde2fc6bb8b172fc6c80370365004e34f233d"
+        "aa5eb22e9a4e830cf401";
+    std::string bare;
+    for (std::size_t i = 0; i < kHex.size(); i += 2)
+        bare += static_cast<char>(std::stoi(std::string(kHex.substr(i, 2)), nullptr, 16));
+    const auto box = [](const std::string& content) {
+        return std::string(3, '\0') + static_cast<char>(content.size() + 4) + content;
+    };
+    const std::string begin =
+        box("JXL \r\n\x87\n") + box("ftypjxl " + std::string(4, '\0') + "jxl ") + box("free a box of another kind");
+    const auto part = [&](char flags, char number, const std::string& content) {
+        return box("jxlp" + (flags + std::string(2, '\0')) + number + content);
+    };
+    const std::string files[] = {bare, begin + box("jxlc" + bare),
+                                 begin + part(0, 0, bare.substr(0, 40)) + part('\x80', 1, bare.substr(40))};
+    for (const std::string& file : files) {
+        WriteFile(folder_.File("a.jxl"), file);
+        const Io::LoadedImage loaded = Read("a.jxl");
+        EXPECT_THAT(loaded.notes, ElementsAre("only the last of its pictures is read"));
+        EXPECT_TRUE(SameFrames(loaded.frame, MakeFrame(PixFmt::Rgba, 8, 8, Color(0, 0, 255, 255))));
+    }
+}
+
 TEST_F(ImageFiles, NamesAreTakenLiterally) {
     const FramePtr frame = MakeFrame(PixFmt::Rgb24, 4, 3);
     for (const char* name : {"a[Q=5].png", "a b.png", "%d.png", "-.png", ".png.png", "\xc3\xa4.png"}) {
@@ -196,7 +223,7 @@ TEST_F(ImageFiles, GoodPicturesAreDecodedOnceAndWithoutAWord) {
             TestAllocator()->AllocateFrame(frame, pixFmt, info);
         }
     };
-    for (const char* name : {"a.jpg", "a.png", "a.webp", "a.tif", "a.gif", "a.avif", "a.heic"}) {
+    for (const char* name : {"a.jpg", "a.png", "a.webp", "a.tif", "a.gif", "a.avif", "a.heic", "a.jxl"}) {
         Write(name, MakeFrame(PixFmt::Rgb24, 64, 48));
         for (const bool allowTruncated : {false, true}) {
             const auto allocator = Core::MakeRefCounted<Counting>();
@@ -211,7 +238,8 @@ TEST_F(ImageFiles, GoodPicturesAreDecodedOnceAndWithoutAWord) {
 // A pipe gives its bytes in pieces of any size.
 TEST_F(ImageFiles, EveryFormatIsReadFromAPipeAndFromTheMiddleOfAFile) {
     WriteFile(folder_.File("first.tif"), HeaderFirstTiff(500, 4));
-    for (const std::string name : {"first.tif", "a.jpg", "a.png", "a.webp", "a.tif", "a.gif", "a.avif", "a.heic"}) {
+    for (const std::string name :
+         {"first.tif", "a.jpg", "a.png", "a.webp", "a.tif", "a.gif", "a.avif", "a.heic", "a.jxl"}) {
         SCOPED_TRACE(name);
         if (name != "first.tif") Write(name, MakeFrame(PixFmt::Rgb24, 97, 61));
         const FramePtr expected = Read(name).frame;

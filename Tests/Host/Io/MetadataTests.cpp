@@ -148,14 +148,19 @@ TEST_F(Metadata, EveryFormatKeepsWhatItCanAndNamesTheRest) {
         for (const Io::MetadataKind& kind : Io::GetMetadataKinds()) {
             const bool isNoted =
                 std::any_of(notes.begin(), notes.end(), [&](const auto& note) { return note.starts_with(kind.text); });
-            EXPECT_EQ(isNoted, (format.metadata & kind.bit) == 0) << kind.name;
+            // The colours of the profile are those in which some formats are written.
+            const bool isKept =
+                (format.metadata & kind.bit) != 0 || (format.isSrgb && kind.bit == Io::MetadataKind::Icc);
+            EXPECT_EQ(isNoted, !isKept) << kind.name;
         }
         const VImage written = Open(name);
         EXPECT_EQ(written.width(), 24);
         EXPECT_EQ(written.height(), 40);
         EXPECT_LE(vips_image_get_orientation(written.get_image()), 1);
         if (format.metadata == 0) continue;
-        EXPECT_EQ(GetBlob(written, VIPS_META_ICC_NAME), Profile("srgb"));
+        if (!format.isSrgb) {
+            EXPECT_EQ(GetBlob(written, VIPS_META_ICC_NAME), Profile("srgb"));
+        }
 
         // Whatever went through this format is in a JPEG file again.
         Pass(name, "back.jpg");
@@ -200,6 +205,8 @@ TEST_F(Metadata, ExifTravelsByteByByte) {
     }
     EXPECT_THAT(Pass("in.jpg", "a.tif"), IsEmpty());
     EXPECT_EQ(Bytes("a.tif").substr(8, expected.size() - 8), expected.substr(8)) << "the file begins with the block";
+    EXPECT_THAT(Pass("in.jpg", "a.jxl"), IsEmpty());
+    EXPECT_THAT(Bytes("a.jxl"), HasSubstr(expected));
     // From a TIFF file the block is put together anew, and no value is changed.
     EXPECT_THAT(Pass("a.tif", "back.jpg"), IsEmpty());
     for (const std::string& value : {sample.comment, sample.copyright, sample.note})
@@ -247,7 +254,8 @@ TEST_F(Metadata, OnePictureGivesTheSameFileEveryTime) {
             Pass(name, "again.png");
             EXPECT_EQ(Bytes("again.png"), first) << name;
         }
-        if (format.metadata == 0) continue;
+        // libvips itself writes no metadata into JPEG XL files.
+        if (format.metadata == 0 || format.format == Io::FileFormat::Jxl) continue;
         EXPECT_EQ(GetBlob(Open("first.png"), VIPS_META_ICC_NAME), Profile("srgb")) << name;
         EXPECT_THAT(GetBlob(Open("first.png"), VIPS_META_XMP_NAME), HasSubstr("Acme")) << name;
     }
@@ -263,34 +271,191 @@ TEST_F(Metadata, BareIptcRecordsOfTiffAreWrappedForJpeg) {
     EXPECT_EQ(GetBlob(Open("out.jpg"), VIPS_META_IPTC_NAME), kIptc);
 }
 
-TEST_F(Metadata, ColoursAreConvertedToSrgbByTheProfileOnRequest) {
-    // Display P3 and sRGB share white point and tone curve, so that in linear light a matrix leads from one to the
-    // other (SMPTE EG 432-1, IEC 61966-2-1).
-    const double color[] = {180, 100, 60};
+// IEC 61966-2-1.
+double CurveOfSrgb(double light) {
+    return 255 * (light <= 0.0031308 ? 12.92 * light : 1.055 * std::pow(light, 1 / 2.4) - 0.055);
+}
+
+// Display P3 and sRGB share white point and tone curve, so that in linear light a matrix leads from one to the other
+// (SMPTE EG 432-1).
+std::vector<double> FromP3(const std::vector<double>& color) {
+    constexpr double kMatrix[3][3] = {{1.2249, -0.2247, 0}, {-0.0420, 1.0419, 0}, {-0.0197, -0.0786, 1.0979}};
     const auto toLinear = [](double level) {
         const double v = level / 255;
         return v <= 0.04045 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4);
     };
-    const auto toLevel = [](double v) {
-        return 255 * (v <= 0.0031308 ? 12.92 * v : 1.055 * std::pow(v, 1 / 2.4) - 0.055);
+    std::vector<double> levels;
+    for (const auto& row : kMatrix)
+        levels.push_back(
+            CurveOfSrgb(row[0] * toLinear(color[0]) + row[1] * toLinear(color[1]) + row[2] * toLinear(color[2])));
+    return levels;
+}
+
+// A profile with the primaries of sRGB, or a grey one, and a power for its curve (ICC.1:2001-04).
+std::string GammaProfile(bool isGray, double gamma) {
+    const auto number = [](std::uint32_t value, int bytes) {
+        std::string text;
+        for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8) text += static_cast<char>(value >> shift & 255);
+        return text;
     };
-    constexpr double kMatrix[3][3] = {{1.2249, -0.2247, 0}, {-0.0420, 1.0419, 0}, {-0.0197, -0.0786, 1.0979}};
-    VImage picture =
-        PlainPicture(8, 8, {color[0], color[1], color[2]}, VIPS_INTERPRETATION_sRGB, VIPS_FORMAT_UCHAR).copy();
+    const auto xyz = [&](double x, double y, double z) {
+        std::string text = "XYZ " + number(0, 4);
+        for (const double value : {x, y, z}) text += number(static_cast<std::uint32_t>(std::lround(value * 65536)), 4);
+        return text;
+    };
+    const std::string white = xyz(0.9642, 1, 0.8249);
+    const std::string curve = "curv" + number(0, 4) + number(1, 4) +
+                              number(static_cast<std::uint32_t>(std::lround(gamma * 256)), 2) + number(0, 2);
+    std::vector<std::pair<std::string, std::string>> tags = {{"wtpt", white}, {"kTRC", curve}};
+    if (!isGray) {
+        tags = {{"wtpt", white},
+                {"rXYZ", xyz(0.4361, 0.2225, 0.0139)},
+                {"gXYZ", xyz(0.3851, 0.7169, 0.0971)},
+                {"bXYZ", xyz(0.1431, 0.0606, 0.7141)},
+                {"rTRC", curve},
+                {"gTRC", curve},
+                {"bTRC", curve}};
+    }
+    std::string table = number(static_cast<std::uint32_t>(tags.size()), 4), values;
+    const std::size_t begin = 128 + 4 + 12 * tags.size();
+    for (const auto& [name, value] : tags) {
+        table += name + number(static_cast<std::uint32_t>(begin + values.size()), 4) +
+                 number(static_cast<std::uint32_t>(value.size()), 4);
+        values += value;
+    }
+    std::string header = number(static_cast<std::uint32_t>(begin + values.size()), 4) + number(0, 4) +
+                         number(0x02400000, 4) + "mntr" + (isGray ? "GRAY" : "RGB ") + "XYZ " + std::string(12, '\0') +
+                         "acsp";
+    header.resize(68);
+    header += white.substr(8);
+    header.resize(128);
+    return header + table + values;
+}
+
+void ExpectColor(const FramePtr& frame, const std::vector<double>& color, double tolerance) {
+    const Plane& plane = frame->GetPlane(0);
+    ASSERT_EQ(plane.GetBytesPerPixel(), color.size());
+    for (std::size_t k = 0; k < color.size(); ++k)
+        EXPECT_NEAR(plane.GetOffsetPtr(3, 3)[k], color[k], tolerance) << "channel " << k;
+}
+
+// What a codec of an absolute colour space and quality 90 may change in a plain colour.
+constexpr double kLossy = 3.5;
+
+TEST_F(Metadata, ColoursAreConvertedToSrgbByTheProfileOnRequest) {
+    const std::vector<double> color = {180, 100, 60};
+    VImage picture = PlainPicture(8, 8, color, VIPS_INTERPRETATION_sRGB, VIPS_FORMAT_UCHAR).copy();
     SetBlob(picture, VIPS_META_ICC_NAME, Profile("p3"));
     picture.pngsave(folder_.File("in.png").c_str());
 
     const Io::LoadedImage loaded =
         Io::ReadImage(Core::ioPath(folder_.File("in.png")), TestAllocator(), {.toSrgb = true});
-    for (int k = 0; k < 3; ++k) {
-        double linear = 0;
-        for (int i = 0; i < 3; ++i) linear += kMatrix[k][i] * toLinear(color[i]);
-        EXPECT_NEAR(loaded.frame->GetPlane(0).GetData()[k], toLevel(linear), 1.5) << k;
-    }
+    ExpectColor(loaded.frame, FromP3(color), 1.5);
     Io::WriteImage(folder_.File("out.png"), loaded.frame, {.quality = 90, .metadata = loaded.metadata}, {});
     EXPECT_FALSE(HasField(Open("out.png"), VIPS_META_ICC_NAME));
     const Io::LoadedImage asItIs = Io::ReadImage(Core::ioPath(folder_.File("in.png")), TestAllocator());
     EXPECT_EQ(asItIs.frame->GetPlane(0).GetData()[0], color[0]);
+}
+
+// Debian's encoder ends the process over some profiles, so that it gets none.
+TEST_F(Metadata, JpegXlFilesAreWrittenInSrgb) {
+    const std::vector<double> color = {180, 100, 60};
+    const double light = std::pow(100 / 255.0, 1.8);
+    const std::string gamma = GammaProfile(false, 1.8);
+    std::string withoutCurves = gamma, empty = gamma.substr(0, 128) + std::string(gamma.size() - 128, '\0');
+    for (std::size_t at; (at = withoutCurves.find("curv")) != std::string::npos;) withoutCurves.replace(at, 4, "void");
+    const auto converted = ElementsAre(HasSubstr("written in sRGB"));
+    const auto useless = ElementsAre(HasSubstr("the colour profile cannot be used ("));
+    const struct {
+        const char* name;
+        std::string profile;
+        std::vector<double> color, expected;
+        testing::Matcher<Io::Notes> notes;
+    } cases[] = {
+        {"sRGB", Profile("srgb"), color, color, IsEmpty()},
+        {"Display P3", Profile("p3"), color, FromP3(color), converted},
+        {"a power of 1.8",
+         gamma,
+         {100, 100, 100},
+         {CurveOfSrgb(light), CurveOfSrgb(light), CurveOfSrgb(light)},
+         converted},
+        {"a power of 1.8 with alpha",
+         gamma,
+         {100, 100, 100, 200},
+         {CurveOfSrgb(light), CurveOfSrgb(light), CurveOfSrgb(light), 200},
+         converted},
+        {"a grey power of 1.8", GammaProfile(true, 1.8), {100}, {CurveOfSrgb(light)}, converted},
+        {"no tags", empty, color, color, useless},
+        {"the end missing", gamma.substr(0, 200), color, color, useless},
+        {"unknown curves", withoutCurves, color, color, useless},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        VImage picture =
+            PlainPicture(16, 16, c.color, c.color.size() == 1 ? VIPS_INTERPRETATION_B_W : VIPS_INTERPRETATION_sRGB,
+                         VIPS_FORMAT_UCHAR)
+                .copy();
+        picture.set("exif-ifd2-ColorSpace", "65535");
+        SetBlob(picture, VIPS_META_ICC_NAME, c.profile);
+        picture.tiffsave(folder_.File("in.tif").c_str());
+        EXPECT_THAT(Pass("in.tif", "a.jxl"), c.notes);
+        const Io::LoadedImage loaded = Io::ReadImage(Core::ioPath(folder_.File("a.jxl")), TestAllocator());
+        EXPECT_THAT(loaded.notes, IsEmpty());
+        ExpectColor(loaded.frame, c.expected, kLossy);
+        // The decoder's own profile makes no difference.
+        ExpectColor(Io::ReadImage(Core::ioPath(folder_.File("a.jxl")), TestAllocator(), {.toSrgb = true}).frame,
+                    c.expected, kLossy);
+    }
+}
+
+// Lossy files name a profile, but their colours come in another space where the decoder does not know that.
+TEST_F(Metadata, JpegXlColoursAreReadByTheProfileOfTheDecoder) {
+    const std::vector<double> color = {180, 100, 60};
+    std::vector<double> fromGamma;
+    for (const double level : color) fromGamma.push_back(CurveOfSrgb(std::pow(level / 255, 1.8)));
+    const double greyLevel = CurveOfSrgb(std::pow(100 / 255.0, 1.8)),
+                 darkLevel = CurveOfSrgb(std::pow(32 / 255.0, 1.8));
+    const struct {
+        const char* name;
+        std::string profile;
+        std::vector<double> color, asItIs, inSrgb;
+        bool isLossless, isKept;
+    } cases[] = {
+        {"sRGB", Profile("srgb"), color, color, color, false, true},
+        {"Display P3", Profile("p3"), color, color, FromP3(color), false, true},
+        {"Display P3, lossless", Profile("p3"), color, color, FromP3(color), true, true},
+        {"a power", GammaProfile(false, 1.8), color, fromGamma, fromGamma, false, false},
+        {"a power, lossless", GammaProfile(false, 1.8), color, color, fromGamma, true, true},
+        {"a grey power", GammaProfile(true, 1.8), {100}, {greyLevel}, {greyLevel}, false, false},
+        {"a grey power, dark", GammaProfile(true, 1.8), {32}, {darkLevel}, {darkLevel}, false, false},
+        {"a grey power, lossless", GammaProfile(true, 1.8), {100}, {100}, {greyLevel}, true, true},
+    };
+    for (const auto& c : cases) {
+        for (const VipsBandFormat format : {VIPS_FORMAT_UCHAR, VIPS_FORMAT_USHORT, VIPS_FORMAT_FLOAT}) {
+            SCOPED_TRACE(std::string(c.name) + ", " + vips_enum_nick(VIPS_TYPE_BAND_FORMAT, format));
+            const bool isGray = c.color.size() == 1, isFloat = format == VIPS_FORMAT_FLOAT;
+            if (isGray && isFloat) continue;  // libvips cannot write it
+            VImage picture = VImage::black(16, 16) + c.color;
+            if (isFloat) picture = picture * (1 / 255.0);
+            if (format == VIPS_FORMAT_USHORT) picture = picture * 257;
+            const VipsInterpretation gray =
+                format == VIPS_FORMAT_USHORT ? VIPS_INTERPRETATION_GREY16 : VIPS_INTERPRETATION_B_W;
+            const VipsInterpretation rgb = isFloat                       ? VIPS_INTERPRETATION_scRGB
+                                           : format == VIPS_FORMAT_UCHAR ? VIPS_INTERPRETATION_sRGB
+                                                                         : VIPS_INTERPRETATION_RGB16;
+            picture = picture.cast(format).copy(VImage::option()->set("interpretation", isGray ? gray : rgb));
+            SetBlob(picture, VIPS_META_ICC_NAME, c.profile);
+            const std::string file = folder_.File("a.jxl");
+            picture.jxlsave(file.c_str(), VImage::option()->set("Q", 95)->set("lossless", c.isLossless));
+            const Io::LoadedImage loaded = Io::ReadImage(Core::ioPath(file), TestAllocator());
+            ExpectColor(loaded.frame, c.asItIs, c.isLossless ? 1 : kLossy);
+            EXPECT_EQ(loaded.metadata->Has(Io::MetadataKind::Icc), c.isKept);
+            EXPECT_EQ(std::count_if(loaded.notes.begin(), loaded.notes.end(),
+                                    [](const auto& note) { return note.find("linear light") != std::string::npos; }),
+                      c.isKept ? 0 : 1);
+            ExpectColor(Io::ReadImage(Core::ioPath(file), TestAllocator(), {.toSrgb = true}).frame, c.inSrgb, kLossy);
+        }
+    }
 }
 
 TEST_F(Metadata, TextsOfPngFilesStayInPngFiles) {
