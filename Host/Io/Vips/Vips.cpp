@@ -69,6 +69,8 @@ void StartVips() {
 ThreadsForCodec::ThreadsForCodec() { vips_concurrency_set(Core::GetLibraryThreads()); }
 ThreadsForCodec::~ThreadsForCodec() { vips_concurrency_set(kSerial); }
 
+// The GNU C library lets `stderr` be set like any other variable; elsewhere the codec's words are printed.
+#ifdef __GLIBC__
 namespace {
 
 std::mutex silence;
@@ -77,7 +79,6 @@ std::FILE* keptStderr = nullptr;  // while something is silent
 
 }  // namespace
 
-// The GNU C library lets `stderr` be set like any other variable.
 SilentCodec::SilentCodec() {
     static std::FILE* const nowhere = std::fopen("/dev/null", "we");
     const std::lock_guard lock(silence);
@@ -89,6 +90,10 @@ SilentCodec::~SilentCodec() {
     const std::lock_guard lock(silence);
     if (--silentCount == 0) stderr = keptStderr;
 }
+#else
+SilentCodec::SilentCodec() = default;
+SilentCodec::~SilentCodec() = default;
+#endif
 
 ErrorGuard::SideBySide::SideBySide() {
     const std::lock_guard fair(turn);
