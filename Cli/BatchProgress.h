@@ -1,4 +1,4 @@
-// What a batch tells people while it runs.
+// Progress and summary texts of a batch.
 #pragma once
 
 #include <cstddef>
@@ -18,7 +18,7 @@ struct BatchTotals {
 
 /// "45 s", "3 min 20 s" or "2 h 05 min".
 std::string FormatDuration(double seconds);
-/// "12 of 340, 3.4 files/s, 1 min 36 s left"; what was finished at the start says nothing about the speed.
+/// "12 of 340, 3.4 files/s, 1 min 36 s left"; pictures that were finished at the start do not count for the speed.
 std::string FormatProgress(const BatchTotals& totals);
 /// "340 pictures: 300 done, 38 skipped (5 exist already), 2 failed in 1 min 40 s"
 std::string FormatSummary(const BatchTotals& totals);

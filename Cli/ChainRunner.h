@@ -15,7 +15,7 @@ namespace Kalvatri {
 
 using PictureReader = std::function<Orvexa::Proc::FramePtr(const Orvexa::Core::ioPath& file)>;
 
-/// Where a run stands between two steps of its chain. Going on from there gives what the whole run gives.
+/// The state of a run between two steps of its chain. Resuming from it gives the same result as the whole run.
 struct ChainPoint {
     std::size_t stepsDone = 0;
     std::vector<Orvexa::Proc::FramePtr> pictures;
@@ -24,7 +24,7 @@ struct ChainPoint {
     std::vector<std::string> notes;
 };
 
-/// What a run does beyond its chain.
+/// Options of a run apart from its chain.
 struct RunOptions {
     std::string file;       ///< where the first picture came from; the faces given for several pictures are told by it
     bool isStrict = false;  ///< whether a picture without the faces that a step treats is an error
@@ -41,20 +41,20 @@ public:
     ChainRunner(const Orvexa::Proc::FactoryPtr& factory, const Chain& chain, const PictureReader& read,
                 Orvexa::Core::ProgressPtr progress = {}, RunOptions options = {});
 
-    /// Runs the steps. A variable-input step takes all pictures at once. Between two such steps several pictures, as
-    /// the patches of a large one, go through the steps side by side (`Core::ParallelFor`), each with effects of its
-    /// own, because effects remember what they were last used for; they count as one stage of the progress. Errors and
-    /// cancellation throw `CommandError`; of several pictures that fail it is the first one's error.
+    /// Runs the steps. A variable-input step takes all pictures at once. Between two such steps several pictures,
+    /// such as the patches of a large one, go through the steps in parallel (`Core::ParallelFor`), each with its own
+    /// effects, because effects retain state from their last use; together they form one stage of the progress. Errors
+    /// and cancellation throw `CommandError`; if several pictures fail, the first one's error is reported.
     std::vector<Orvexa::Proc::FramePtr> Run(std::vector<Orvexa::Proc::FramePtr> pictures);
-    /// Runs the steps that follow `point`, of a run that began with the picture `original`.
+    /// Runs the steps after `point`, of a run that began with the picture `original`.
     std::vector<Orvexa::Proc::FramePtr> Resume(ChainPoint point, const Orvexa::Proc::FramePtr& original);
 
-    /// The effects' statistics, an array with one object per step; counters are summed over the effects that served
-    /// several pictures.
+    /// The effects' statistics, an array with one object per step; counters are summed over the effects that
+    /// processed several pictures.
     Json GetStatistics() const;
-    /// What effects have found: an array with one object for each run of an effect that found something.
+    /// The effects' findings: an array with one object for each run of an effect that found something.
     const Json& GetFindings() const { return course_.findings; }
-    /// What users should know about the run, one sentence each.
+    /// Notes about the run for the user, one sentence each.
     const std::vector<std::string>& GetNotes() const { return notes_; }
 
 private:
@@ -65,7 +65,7 @@ private:
         std::vector<Orvexa::Proc::FramePtr> with;
         Json statistics;  ///< of the effects that have been used, summed; null if none has
     };
-    /// What is known about a picture on its way.
+    /// What is known about a picture as it passes through the chain.
     struct Course {
         FaceFinder faces;
         Json findings = Json::array();
@@ -98,7 +98,7 @@ private:
     std::vector<std::string> notes_;
 };
 
-/// The picture in a pixel format; `None` leaves it as it is.
+/// The picture converted to a pixel format; `None` leaves it unchanged.
 Orvexa::Proc::FramePtr InFormat(const Orvexa::Proc::FactoryPtr& factory, Orvexa::Proc::FramePtr picture,
                                 Orvexa::PixFmt pixFmt);
 

@@ -12,10 +12,10 @@
 
 namespace Kalvatri {
 
-/// Stands for stdin or stdout where the name of a file is asked for.
+/// Stands for stdin or stdout where a file name is expected.
 inline constexpr char kStdStream[] = "-";
 
-/// What every command takes.
+/// Options of every command.
 struct CommonOptions {
     Orvexa::Core::ioPath module;  ///< empty for the installed one
     bool isVerbose = false;
@@ -55,7 +55,7 @@ struct SuggestOptions : CommonOptions {
     Orvexa::Io::ReadOptions read;
 };
 
-/// A chain of effects, and how pictures come to it and leave it.
+/// A chain of effects, and how pictures are read and written.
 struct ChainOptions : CommonOptions {
     static constexpr std::int64_t kMaxMaxPixels = std::int64_t{1}
                                                   << 40;  ///< bytes for so many can still be counted in 64 bits

@@ -20,7 +20,7 @@ struct PhotoInfo {
     bool isOpaque = true;  ///< whether its pixels have no alpha
 };
 
-/// Reads photographs and keeps the last one at full size. Safe to use from several threads.
+/// Reads photographs and keeps the last one at full size. Thread safe.
 class PhotoStore {
 public:
     PhotoStore(std::vector<std::string> files, Orvexa::Io::ReadOptions options, Orvexa::Proc::FactoryPtr factory);
@@ -36,7 +36,7 @@ private:
     const std::vector<std::string> files_;
     const Orvexa::Io::ReadOptions options_;
     const Orvexa::Proc::FactoryPtr factory_;
-    std::mutex mutex_;  // guards what follows
+    std::mutex mutex_;  // guards the members below
     std::map<std::size_t, PhotoInfo> infos_;
     std::size_t last_ = 0;
     Orvexa::Proc::FramePtr picture_;  // of the last one; empty before the first
