@@ -19,7 +19,7 @@ public:
 
 private:
     Orvexa::Conf::FrameInfo info_;
-    std::vector<std::uint8_t> samples_;  ///< none for opaque pictures and for steps that look after alpha themselves
+    std::vector<std::uint8_t> samples_;  ///< empty for opaque pictures and for steps that handle alpha themselves
 };
 
 }  // namespace Kalvatri

@@ -24,14 +24,14 @@ bool IsRawSuffix(const std::string& suffix);
 struct BatchInput {
     std::string file;
     Orvexa::Core::ioPath
-        subfolder;      ///< in which it was found, relative to the folder that was given; empty for that folder itself
-    std::string error;  ///< why it is none, a line; empty for a good one
+        subfolder;      ///< the sub-folder it was found in, relative to the given folder; empty for that folder itself
+    std::string error;  ///< one line saying why the input is bad; empty for a good one
 };
 
 struct BatchInputs {
     std::vector<BatchInput> pictures;
     std::map<std::string, std::size_t>
-        others;  ///< how many files in the folders are no pictures, by suffix without dot in small letters
+        others;  ///< number of files in the folders that are not pictures, by lower-case suffix without dot
 };
 
 /// The inputs in the order in which they are given. A folder stands for the pictures in it, sorted by name, followed

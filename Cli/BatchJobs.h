@@ -14,7 +14,7 @@ namespace Kalvatri {
 /// A picture that is done or has failed, for whatever reason.
 struct FinishedPicture {
     BatchReport report;
-    FileStamp input;  ///< taken before reading, so that a change in the meantime shows later
+    FileStamp input;  ///< taken before reading, so that a later change is noticed
 };
 
 /// A worker processes many pictures. If one crashes it, only that picture fails, and another worker takes its place.

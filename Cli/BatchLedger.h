@@ -34,7 +34,7 @@ std::string Fingerprint(const Json& json);
 struct LedgerEntry {
     std::string input;  ///< absolute path
     FileStamp inputStamp;
-    std::string chain;  ///< fingerprint of the chain and of all else that decides on the output
+    std::string chain;  ///< fingerprint of the chain and of everything else that affects the output
     bool operator==(const LedgerEntry&) const = default;
 };
 
@@ -64,13 +64,13 @@ private:
     struct Row {
         LedgerEntry entry;
         std::uint64_t outputSize = 0;
-        std::int64_t recorded = 0;  ///< nanoseconds since 1970; 0 if not known
+        std::int64_t recorded = 0;  ///< nanoseconds since 1970; 0 if unknown
     };
     using Rows = std::map<std::string, Row>;
     struct Content {
         Rows rows;
-        std::string part, chain;  ///< of the latest run, where a part wrote the file
-        bool isClean = true;      ///< whether the file is as this program leaves it, with one line an output
+        std::string part, chain;  ///< of the latest run, if a part wrote the file
+        bool isClean = true;      ///< whether the file is as this program leaves it, with one line per output
     };
 
     void LockFolder();

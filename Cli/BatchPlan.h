@@ -16,13 +16,13 @@ enum class BatchStatus { Open, Done, Skipped, Failed };
 
 struct BatchItem {
     std::string input;
-    std::string name;        ///< relative to the folder that was given
-    std::string outputName;  ///< path in the folder of the results; empty when it has none
+    std::string name;        ///< relative to the given folder
+    std::string outputName;  ///< path in the output folder; empty if it has none
     Orvexa::Io::FileFormat format{};
     BatchStatus status = BatchStatus::Open;
-    bool isExisting = false;  ///< whether it was skipped because its output is there, whatever it was made from
-    std::string error;        ///< of a failed one, a line
-    double seconds = 0;       ///< that were spent on it
+    bool isExisting = false;  ///< skipped because its output exists, whatever it was made from
+    std::string error;        ///< one line, if it failed
+    double seconds = 0;       ///< processing time
 
     std::string GetAbsoluteInput() const { return std::filesystem::absolute(input).lexically_normal().string(); }
 };

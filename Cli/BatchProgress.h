@@ -9,7 +9,7 @@ namespace Kalvatri {
 struct BatchTotals {
     std::size_t inputs = 0;
     std::size_t done = 0, skipped = 0, failed = 0;
-    std::size_t existing = 0;         ///< of the skipped ones, those whose output is there and not to be replaced
+    std::size_t existing = 0;         ///< the skipped ones whose output exists and must not be replaced
     std::size_t finishedAtStart = 0;  ///< before any work began
     double seconds = 0;               ///< since the work began
 

@@ -31,9 +31,9 @@ struct BatchWork {
 
 /// The outcome of one picture.
 struct BatchReport {
-    std::size_t picture = 0;    ///< index into the plan's
+    std::size_t picture = 0;    ///< index into the plan's items
     std::string error, origin;  ///< empty if the output was written; the origin is for developers, several lines
-    double seconds = 0;         ///< since the picture had its memory
+    double seconds = 0;         ///< since the picture was granted its memory
     Orvexa::Io::Notes inputNotes, outputNotes;
 };
 

@@ -12,9 +12,9 @@
 namespace Kalvatri {
 
 struct EffectEntry {
-    std::size_t index;  ///< place in the order of registration, the host's own steps after the module's effects
+    std::size_t index;  ///< position in registration order, the host's own steps after the module's effects
     Orvexa::Proc::EffectKind kind;
-    std::string implName;  ///< the implementation that runs
+    std::string implName;  ///< the implementation used
     const Orvexa::Proc::SettingsClass* settings;
 
     const std::string& GetName() const { return settings->effect; }

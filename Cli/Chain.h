@@ -14,10 +14,10 @@
 namespace Kalvatri {
 
 struct Step {
-    const EffectEntry* effect;  ///< of the catalogue that the chain was parsed with, which has to outlive it
+    const EffectEntry* effect;  ///< from the catalogue that the chain was parsed with, which must outlive it
     std::unique_ptr<Orvexa::Proc::Settings> settings;
     std::vector<Orvexa::Core::ioPath> with;  ///< further pictures of a two-input or variable-input effect
-    FaceChoice faces;                        ///< for an effect that treats faces
+    FaceChoice faces;                        ///< for an effect that operates on faces
 };
 using Chain = std::vector<Step>;
 

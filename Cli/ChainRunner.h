@@ -19,19 +19,19 @@ using PictureReader = std::function<Orvexa::Proc::FramePtr(const Orvexa::Core::i
 struct ChainPoint {
     std::size_t stepsDone = 0;
     std::vector<Orvexa::Proc::FramePtr> pictures;
-    FaceFinder faces;  ///< with those of the picture, while there is only one
+    FaceFinder faces;  ///< including those of the picture, while there is only one
     Json findings = Json::array();
     std::vector<std::string> notes;
 };
 
 /// Options of a run apart from its chain.
 struct RunOptions {
-    std::string file;       ///< where the first picture came from; the faces given for several pictures are told by it
-    bool isStrict = false;  ///< whether a picture without the faces that a step treats is an error
-    std::size_t firstStep = 0;  ///< the steps before it are left to an earlier run, whose `ChainPoint` goes to `Resume`
+    std::string file;       ///< the first picture's file; selects among faces given for several pictures
+    bool isStrict = false;  ///< a picture without the faces that a step needs is an error
+    std::size_t firstStep = 0;  ///< earlier steps belong to an earlier run, whose `ChainPoint` goes to `Resume`
     /// Called between two steps and after the last one; may be empty.
     std::function<void(const ChainPoint&)> afterStep = {};
-    bool keepsEffects = false;  ///< for further runs, with the memory that they take; statistics are then not counted
+    bool keepsEffects = false;  ///< keeps them, and their memory, for further runs; disables statistics
 };
 
 class ChainRunner {
@@ -61,9 +61,9 @@ private:
     using AnyEffect = std::variant<Orvexa::Proc::OneInputPtr, Orvexa::Proc::TwoInputPtr, Orvexa::Proc::VarInputPtr>;
     struct RunningStep {
         const Step* step;
-        AnyEffect effect;  ///< for the first picture; null once it has been used
+        AnyEffect effect;  ///< for the first picture; null once used
         std::vector<Orvexa::Proc::FramePtr> with;
-        Json statistics;  ///< of the effects that have been used, summed; null if none has
+        Json statistics;  ///< summed over the effects used; null if there are none
     };
     /// What is known about a picture as it passes through the chain.
     struct Course {
@@ -93,7 +93,7 @@ private:
     Orvexa::Core::ProgressPtr progress_;
     RunOptions options_;
     std::vector<RunningStep> steps_;
-    Course course_;  ///< of the picture, while there is only one, and of all in the end
+    Course course_;  ///< of the picture, while there is only one; in the end of all pictures
     std::mutex notesMutex_;
     std::vector<std::string> notes_;
 };

@@ -14,14 +14,14 @@ namespace Kalvatri {
 
 /// The faces of one picture as `kalvatri faces --json` prints them.
 struct PictureFaces {
-    std::string file;                     ///< empty if it is not known which picture they are of
-    std::uint32_t width = 0, height = 0;  ///< of that picture; 0 if not known
+    std::string file;                     ///< empty if it is unknown which picture they belong to
+    std::uint32_t width = 0, height = 0;  ///< of that picture; 0 if unknown
     std::vector<Orvexa::Proc::Face> faces;
 };
 
 /// The faces given for a step in addition to its settings.
 struct FaceChoice {
-    std::uint32_t number = 0;  ///< of the only face to treat, 1 for the largest; 0 for all
+    std::uint32_t number = 0;  ///< of the only face to process, 1 for the largest; 0 for all
     std::vector<PictureFaces> given;
 };
 

@@ -17,12 +17,12 @@ struct EffectTraits {
     enum class Reduction { Areas, Labels };
 
     std::string_view effect;
-    Margin margin;                   ///< null where all pixels count whatever the settings
-    std::string_view approximation;  ///< why the result at a reduced size is not the reduced result; empty if it is
-    double seconds = 0.02;           ///< that a megapixel takes on one processor, roughly, until it has been measured
+    Margin margin;                   ///< null if all pixels count, whatever the settings
+    std::string_view approximation;  ///< why a reduced preview is only approximate; empty if it is exact
+    double seconds = 0.02;           ///< rough estimate per megapixel on one processor, until measured
     Reduction further = Reduction::Areas;
     bool isPreviewed = true;   ///< whether the result is a picture that can be shown
-    bool needsOpaque = false;  ///< whether the margin is that of pictures without alpha
+    bool needsOpaque = false;  ///< the margin is valid only for pictures without alpha
 };
 
 /// The traits of an effect; for an unknown one, conservative traits that are right for all.

@@ -20,9 +20,9 @@ namespace Kalvatri {
 
 struct JobRequest {
     std::vector<std::size_t> photos;
-    Json chain;                ///< as in a settings file, with the names of files
-    std::string target;        ///< name of the one result, or
-    std::string nameTemplate;  ///< of many
+    Json chain;                ///< as in a settings file, with file names
+    std::string target;        ///< name of a single result, or
+    std::string nameTemplate;  ///< for many results
     int quality = Orvexa::Io::WriteOptions().quality;
     bool isOverwriting = false;
 };

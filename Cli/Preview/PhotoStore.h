@@ -15,9 +15,9 @@ namespace Kalvatri {
 
 struct PhotoInfo {
     Orvexa::Io::ImageSize size;
-    std::vector<std::string> metadata;  ///< names of the kinds that the file has
+    std::vector<std::string> metadata;  ///< the kinds of metadata that the file has
     Orvexa::Io::Notes notes;
-    bool isOpaque = true;  ///< whether its pixels have no alpha
+    bool isOpaque = true;  ///< has no alpha channel
 };
 
 /// Reads photographs and keeps the last one at full size. Thread safe.

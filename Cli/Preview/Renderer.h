@@ -32,14 +32,14 @@ struct RenderRequest {
     Json chain = Json::array();                   ///< as in a settings file; further pictures are keys of `pictures`
     std::map<std::string, std::string> pictures;  ///< files of further pictures
     std::optional<View> view;                     ///< none: the whole result, fitted into the size below
-    std::uint32_t width = 0, height = 0;          ///< of the picture that is wanted
-    bool isFinal = false;                         ///< whether it must not be a coarse one
+    std::uint32_t width = 0, height = 0;          ///< of the requested picture
+    bool isFinal = false;                         ///< must not be coarse
 };
 Json ToMessage(const RenderRequest& request);
 RenderRequest AsRenderRequest(const Json& message);
 
 struct Rendering {
-    Json head;                         ///< what the page is told beside the pixels
+    Json head;                         ///< sent to the page together with the pixels
     std::vector<std::uint8_t> pixels;  ///< RGBA, row by row
 };
 

@@ -12,9 +12,9 @@ namespace Kalvatri {
 
 /// The part of a picture shown on a screen, and its scale.
 struct ScreenGrid {
-    double left, top;             ///< the corner of the screen's first pixel, in pixels of the picture
-    double stepX, stepY;          ///< size of a screen's pixel, in pixels of the picture
-    std::uint32_t width, height;  ///< in pixels of the screen
+    double left, top;             ///< the corner of the first screen pixel, in picture pixels
+    double stepX, stepY;          ///< size of a screen pixel, in picture pixels
+    std::uint32_t width, height;  ///< in screen pixels
 };
 
 /// RGBA, row by row: nearest neighbour, or linear interpolation between pixel centres with `isSmooth`; pixels

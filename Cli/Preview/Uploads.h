@@ -18,7 +18,7 @@ public:
     ~Upload();
 
     std::string GetPath() const;
-    const std::string& GetKind() const { return kind_; }    ///< what it is for, a word
+    const std::string& GetKind() const { return kind_; }    ///< its purpose, in one word
     const std::string& GetBytes() const { return bytes_; }  ///< of the file
 
 private:

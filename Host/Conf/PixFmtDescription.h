@@ -15,7 +15,7 @@ enum class ChannelKind : char {
     Red = 'R',
     Green = 'G',
     Blue = 'B',
-    Luma = 'Y',  ///< also the one channel of grey frames
+    Luma = 'Y',  ///< also the only channel of grey frames
     Cb = 'U',
     Cr = 'V',
     Alpha = 'A',
@@ -50,8 +50,8 @@ struct PixFmtDescription {
     std::uint32_t flags;
     std::uint8_t planes;           ///< number of planes, alpha or palette included
     std::uint8_t bytesPerPixel;    ///< of plane 0
-    std::int8_t red, green, blue;  ///< bytes of the colours within a pixel; all 0 for grey, -1 if not packed
-    std::int8_t alpha;             ///< byte of alpha within a packed pixel; -1 if there is none
+    std::int8_t red, green, blue;  ///< byte positions of the colours within a pixel; all 0 for grey, -1 if not packed
+    std::int8_t alpha;             ///< byte position of alpha within a packed pixel; -1 if there is none
 
     PixFmtDescription(PixFmt format, const char* formatName, std::uint8_t shiftX, std::uint8_t shiftY,
                       const Layout& channels);

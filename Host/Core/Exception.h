@@ -45,7 +45,7 @@ namespace Proc {
 
 /// Failures that are identified by a code.
 enum class TranscodingErrors : int {
-    PictureTooSmall = 17,  ///< the picture is not larger than the kernel that it is to be filtered with
+    PictureTooSmall = 17,  ///< the picture is not larger than the filter kernel
 };
 using TagTranscodingErrorCode = boost::error_info<struct TranscodingErrorCodeTag, TranscodingErrors>;
 

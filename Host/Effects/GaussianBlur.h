@@ -11,7 +11,7 @@ namespace Orvexa::Proc {
 /// interpolated between them. With cells of one pixel this is plain convolution.
 struct BlurAxis {
     int cell = 1;                      ///< pixels of the plane, 1..256
-    std::vector<float> weights{1.0f};  ///< of the middle cell, of each of its neighbours, and so on
+    std::vector<float> weights{1.0f};  ///< of the centre cell, of each of its neighbours, and so on
 
     /// `deviation`: in pixels of the plane; 0 or below: no blur. `length`: the kernel radius in deviations. Cells are
     /// at least `leastCell` pixels, and larger for large deviations, so that the cost does not grow with the deviation.

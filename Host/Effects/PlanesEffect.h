@@ -17,10 +17,10 @@ struct PlaneTask {
     const IDataVideo& picture;  ///< the whole picture, in the effect's working format
     std::uint8_t index;
     PlaneRole role;
-    int shiftX, shiftY;  ///< log2 of how coarse the plane's samples are against the picture's pixels
-    int alpha;           ///< the channel of the matrices that is alpha; -1 if none is
-    cv::Mat from;        ///< only to be read; one channel for each byte of a pixel
-    cv::Mat to;          ///< undefined to begin with; views the result, so it must be written into, not replaced
+    int shiftX, shiftY;  ///< log2 of the plane's subsampling
+    int alpha;           ///< index of the matrices' alpha channel; -1 if there is none
+    cv::Mat from;        ///< read-only; one channel for each byte of a pixel
+    cv::Mat to;          ///< initially undefined; views the result, so it must be written into, not replaced
 
     PlaneTask(const IDataVideo& source, IDataVideo& result, std::uint8_t plane);
 

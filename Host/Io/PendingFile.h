@@ -41,7 +41,7 @@ private:
     void MakeNamed(const char* what, Make&& make);
 
     Core::ioPath target_;
-    Entry* entry_ = nullptr;  ///< holds the temporary name while there is one
+    Entry* entry_ = nullptr;  ///< holds the temporary name, if there is one
     int descriptor_ = -1;
 };
 

@@ -25,9 +25,9 @@ public:
 
 /// How `IDataVideo::Clone` treats the pixels.
 enum CloneMode : int {
-    kCloneCopy = 0,         ///< a plain copy, for frames that only feed a converter or a mask operation
+    kCloneCopy = 0,         ///< a plain copy, for frames that are only input to a converter or a mask operation
     kCloneView = 1,         ///< shares the pixels; a later `Crop` restricts only the view
-    kCloneIndependent = 2,  ///< a copy with rows of its own, to be written into
+    kCloneIndependent = 2,  ///< a copy with rows of its own, safe to modify
 };
 
 /// One image: up to four planes over shared pixel storage.

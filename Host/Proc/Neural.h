@@ -19,11 +19,11 @@ namespace Orvexa::Proc::Neural {
 /// The question that a network answers. Each type has one kind of result.
 enum class NeuralType : std::int32_t {
     Adjustments = 0,       ///< six adjustment values: float vector
-    TiltAngle = 1,         ///< by how much the horizon is tilted: double
-    EnhancementFlag = 5,   ///< which way of enhancing fits the picture: flag
+    TiltAngle = 1,         ///< tilt of the horizon: double
+    EnhancementFlag = 5,   ///< which kind of enhancement suits the picture: flag
     HorizonFlag = 6,       ///< whether there is a horizon: flag
     ImageScore = 7,        ///< how good the picture is: double
-    SegmentationMask = 8,  ///< how much each of 320 x 320 pixels belongs to the subject: byte vector, row by row
+    SegmentationMask = 8,  ///< opacity of the subject at 320 x 320 pixels: byte vector, row by row
 };
 
 /// Sides of the mask of `NeuralType::SegmentationMask`, in pixels.

@@ -35,7 +35,7 @@ public:
 
     Byte* GetData() const { return data_; }
     std::int64_t GetStride() const { return stride_; }
-    std::uint64_t GetWidth() const { return width_; }  ///< bytes of a row
+    std::uint64_t GetWidth() const { return width_; }  ///< bytes per row
     std::uint64_t GetHeight() const { return height_; }
     std::uint64_t GetBytesPerPixel() const { return bytesPerPixel_; }
     std::uint64_t GetPixelsPerRow() const { return width_ / bytesPerPixel_; }

@@ -24,7 +24,7 @@ void Initialize();
 /// The limits of a single image.
 struct Limits {
     std::uint64_t width, height;  ///< pixels
-    std::uint64_t bytes;          ///< of all images together, in memory
+    std::uint64_t bytes;          ///< of all images in memory together
 };
 Limits GetLimits();
 /// Bytes per pixel of an image.
