@@ -26,8 +26,8 @@ struct ChainPoint {
 
 /// Options of a run apart from its chain.
 struct RunOptions {
-    std::string file;       ///< the first picture's file; selects among faces given for several pictures
-    bool isStrict = false;  ///< a picture without the faces that a step needs is an error
+    std::string file;           ///< the first picture's file; selects among faces given for several pictures
+    bool isStrict = false;      ///< a picture without the faces that a step needs is an error
     std::size_t firstStep = 0;  ///< earlier steps belong to an earlier run, whose `ChainPoint` goes to `Resume`
     /// Called between two steps and after the last one; may be empty.
     std::function<void(const ChainPoint&)> afterStep = {};

@@ -99,8 +99,7 @@ void TakeOverOpenCvLoops() {
 int CountProcessors() {
     cpu_set_t set;
     if (sched_getaffinity(0, sizeof set, &set) == 0) return std::max(1, CPU_COUNT(&set));
-    return std::max(
-        1, static_cast<int>(std::thread::hardware_concurrency()));  // more processors than the set can hold
+    return std::max(1, static_cast<int>(std::thread::hardware_concurrency()));  // more processors than the set can hold
 }
 
 // The codecs and ImageMagick are limited to one thread where they are initialised.

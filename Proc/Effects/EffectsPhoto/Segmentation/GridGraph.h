@@ -23,7 +23,7 @@ namespace Orvexa::Proc::GridGraph {
 struct HeadStart {
     std::size_t minPixels = 250'000;    ///< smaller graphs are solved without a head start
     std::size_t coarsestPixels = 4000;  ///< graphs up to this size are not coarsened further
-    double workPerPixel = 24;  ///< work limit of a plain search, in units of `WorkBudget`
+    double workPerPixel = 24;           ///< work limit of a plain search, in units of `WorkBudget`
 };
 
 /// Constructed, filled, computed once, then read, in this order.
