@@ -58,7 +58,7 @@ private:
 };
 
 // Runs OpenCV's loops on this system's threads instead of OpenCV's own scheduler: a single thread count applies to
-// both, and a thread restricted to itself stays alone. cv::setNumThreads would apply to the whole process.
+// both, and a loop restricted to its thread stays there. cv::setNumThreads would apply to the whole process.
 class OpenCvLoops : public cv::parallel::ParallelForAPI {
 public:
     void parallel_for(int tasks, FN_parallel_for_body_cb_t body, void* data) override {
