@@ -39,7 +39,7 @@ Io::LoadedImage Read(const std::string& file, const ApplyOptions& options, const
     return image;
 }
 
-// Whoever comes second would find nothing left to read.
+// A second reader of stdin would find nothing left.
 void CheckStdin(const ApplyOptions& options, const Chain& chain) {
     auto readers = std::count(options.inputs.begin(), options.inputs.end(), kStdStream);
     readers += options.settingsFile == kStdStream ? 1 : 0;
@@ -132,7 +132,7 @@ void Apply(const ApplyOptions& options, const Core::ProgressPtr& progress) {
 
 }  // namespace
 
-// The work is done by a second thread, so that a signal is answered whatever it is in the middle of.
+// The work runs on a second thread, so that signals are handled at any time.
 void RunApply(const ApplyOptions& options) {
     constexpr std::chrono::milliseconds kPatience{50}, kTimeToCancel{1000};
     const StopSignals signals;

@@ -32,7 +32,7 @@ void CheckOneToOne(const Chain& chain) {
     }
 }
 
-// All that decides on an output's bytes, apart from its input and its name.
+// Everything that affects an output's bytes, apart from its input and its name.
 Json DescribeChain(const Chain& chain, const BatchOptions& options) {
     Json steps = Json::array();
     for (const Step& step : chain) {
@@ -112,7 +112,7 @@ private:
                    options_);
     }
 
-    // Incomplete files of batches that were killed.
+    // Left by batches that were killed.
     void RemoveLeftOvers() const {
         std::map<Core::ioPath, std::vector<std::string>> targets = {{work_.folder, {Ledger::GetFileName(part_)}}};
         for (const BatchItem& item : plan_.items) {
@@ -149,7 +149,7 @@ private:
         }
     }
 
-    // An output that cannot be recorded is there all the same, but would be made anew: the picture has failed.
+    // An output that cannot be recorded exists but would be rebuilt: the picture counts as failed.
     void Record(FinishedPicture& picture, Ledger& ledger) const {
         if (!picture.report.error.empty()) return;
         const BatchItem& item = plan_.items[picture.report.picture];

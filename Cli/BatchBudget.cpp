@@ -41,10 +41,10 @@ void MemoryBudget::GrantWhatFits() {
 
 std::uint64_t EstimateMemory(const Chain& chain, std::uint64_t pixels, std::uint64_t furtherPixels) {
     constexpr std::uint64_t kProcessBytes = std::uint64_t{80}
-                                            << 20;  // libraries, and what does not grow with the picture
+                                            << 20;  // libraries and other memory that does not depend on the picture
     constexpr double kCodecBytesPerPixel =
-        12;  // a picture of 4 and the coefficients of a progressive JPEG or the planes of a HEIC file
-    constexpr std::uint64_t kFurtherBytesPerPixel = 5;  // as it was read, and as the step wants it
+        12;  // 4 for the picture, plus the coefficients of a progressive JPEG or the planes of a HEIC file
+    constexpr std::uint64_t kFurtherBytesPerPixel = 5;  // as read, and as converted for the step
     double most = kCodecBytesPerPixel * static_cast<double>(pixels);
     for (const Step& step : chain) {
         const std::uint64_t result = step.settings->GetResultPixels(pixels);

@@ -1,4 +1,4 @@
-// The memory that pictures worked on side by side may take.
+// The memory that pictures processed in parallel may take.
 #pragma once
 
 #include <cstdint>
@@ -12,16 +12,16 @@
 
 namespace Kalvatri {
 
-/// Shares a number of bytes out among workers, which are told apart by numbers that the caller chooses. For one thread.
+/// Divides a number of bytes among workers, which are identified by numbers that the caller chooses. Not thread safe.
 class MemoryBudget {
 public:
     explicit MemoryBudget(std::uint64_t bytes) : limit_(bytes) {}
 
-    /// Asks for `bytes` for `worker` in place of what it has. Requests are granted in the order in which they come, so
-    /// that small ones do not keep a large one waiting for ever; one for more than the whole budget is granted when
-    /// nobody else has a share.
+    /// Requests `bytes` for `worker`, replacing its current share. Requests are granted in the order in which they
+    /// arrive, so that small ones cannot starve a large one; one that exceeds the whole budget is granted when nobody
+    /// else has a share.
     void Request(int worker, std::uint64_t bytes);
-    /// Takes back what `worker` has or waits for.
+    /// Releases the share that `worker` has or is waiting for.
     void Release(int worker);
 
     /// The workers whose requests have been granted since the last call.
@@ -42,13 +42,13 @@ private:
     std::vector<int> granted_;
 };
 
-/// The memory in bytes that a process needs to take a picture of `pixels` from a file through `chain` to a file: the
-/// process itself, what the hungriest of decoding, the steps (`SettingsClass::bytesPerPixel`) and encoding takes, and
-/// the chain's further pictures, which have `furtherPixels` together and are held all the time.
+/// The memory in bytes that a process needs to take a picture of `pixels` from file to file through `chain`: the
+/// process itself, the maximum over decoding, the steps (`SettingsClass::bytesPerPixel`) and encoding, and the chain's
+/// further pictures, which total `furtherPixels` and are held throughout.
 std::uint64_t EstimateMemory(const Chain& chain, std::uint64_t pixels, std::uint64_t furtherPixels);
 
-/// "512M" or "2G" in bytes: a whole number, then K, M, G or T for powers of 1024, or nothing. Anything else and 0 throw
-/// `EffectException`.
+/// Parses "512M" or "2G" to bytes: a whole number, optionally followed by K, M, G or T for powers of 1024. Anything
+/// else, and 0, throws `EffectException`.
 std::uint64_t ParseMemory(const std::string& text);
 
 /// Half of the machine's memory in bytes.

@@ -18,7 +18,7 @@ namespace {
 constexpr char kError[] = "error", kOrigin[] = "origin", kNotes[] = "notes", kPixFmt[] = "pixFmt", kWidth[] = "width",
                kHeight[] = "height", kRows[] = "rows";
 
-// A picture is one plane. It goes over in strips of whole rows, after a message that tells its size.
+// A picture is a single plane. It is sent in strips of whole rows, after a message with its size.
 void SendPicture(const Channel& parent, const Io::LoadedImage& image) {
     constexpr std::uint64_t kStripBytes = 1 << 20;
     const Conf::FrameInfo& info = image.frame->GetFrameInfo();
@@ -49,7 +49,7 @@ void SendPictures(const Channel& parent, const BatchWork& work, const std::vecto
     }
 }
 
-// An error of the reading process as it was there.
+// An error of the reading process, unchanged.
 class ForwardedError : public CommandError {
 public:
     explicit ForwardedError(const Json& message)
@@ -60,7 +60,7 @@ private:
     std::string text_;
 };
 
-// The next message of the reading process; none once a signal has been seen.
+// The next message from the reading process; none once a signal has arrived.
 std::optional<Json> NextMessage(WorkerProcess& reader, const StopSignals& signals, const Core::ioPath& file) {
     constexpr int kPatience = 100;  // milliseconds
     Channel& channel = reader.GetChannel();

@@ -22,7 +22,7 @@ using namespace Orvexa;
 
 namespace {
 
-// Without the dot, in small letters.
+// Without the dot, in lower case.
 std::string NormalizeSuffix(std::string suffix) {
     if (suffix.starts_with('.')) suffix.erase(0, 1);
     std::transform(suffix.begin(), suffix.end(), suffix.begin(),
@@ -39,13 +39,13 @@ bool IsPictureSuffix(const std::string& suffix) {
     }
 }
 
-// Whether the results' format is told without the inputs' suffixes.
+// Whether the format of the results is specified, independently of the inputs' suffixes.
 bool HasOutputFormat(const BatchOptions& options) {
     const std::string suffix = Core::ioPath(options.nameTemplate).extension().string();
     return !options.format.empty() || (suffix.size() > 1 && suffix.find('{') == std::string::npos);
 }
 
-// Goes through one of the folders that were given.
+// Searches one of the given folders.
 class FolderSearch {
 public:
     FolderSearch(const BatchOptions& options, BatchInputs& found)
@@ -56,14 +56,14 @@ public:
 
     void Run(const Core::ioPath& folder) {
         Visit({folder, {}});
-        // Links come last, so that a folder which is also there without one is found under its own name.
+        // Links come last, so that a folder that is also reachable without one is found under its own name.
         for (; !links_.empty(); links_.pop_front()) TryVisit(links_.front());
     }
 
 private:
     struct Folder {
         Core::ioPath path;
-        Core::ioPath subfolder;  // the same relative to the folder that was given
+        Core::ioPath subfolder;  // the same, relative to the given folder
     };
 
     void TryVisit(const Folder& folder) {
@@ -91,7 +91,7 @@ private:
         for (const Folder& subfolder : subfolders) TryVisit(subfolder);
     }
 
-    // What is not hidden, by name.
+    // Entries that are not hidden, sorted by name.
     static std::vector<std::filesystem::directory_entry> List(const Core::ioPath& folder) {
         std::vector<std::filesystem::directory_entry> entries;
         WithContext("reading the folder " + folder.string(), [&] {
@@ -123,7 +123,7 @@ private:
     std::deque<Folder> links_;
 };
 
-// One name a line; empty lines are left out.
+// One name per line; empty lines are ignored.
 std::vector<std::string> ReadList(const std::string& file) {
     const bool isStdin = file == "-";
     return WithContext("reading the list " + (isStdin ? "from stdin" : file), [&] {

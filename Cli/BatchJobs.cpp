@@ -30,7 +30,7 @@ BatchJobs::BatchJobs(const BatchWork& work, const std::vector<BatchItem>& items,
 }
 
 BatchJobs::~BatchJobs() {
-    for (const Job& job : jobs_) job.process->Kill();  // all first, then waits for each
+    for (const Job& job : jobs_) job.process->Kill();  // kill all before waiting for each
     for (Job& job : jobs_) {
         job.process.reset();
         RemoveIncompleteFile(job);
@@ -77,12 +77,12 @@ bool BatchJobs::AddJob() {
     return true;
 }
 
-// False for a worker that has ended; the picture then stays open.
+// False if the worker has ended; the picture then stays open.
 bool BatchJobs::Assign(Job& job) {
     job.picture = open_.front();
     job.input = StampOf(items_[job.picture].input).value_or(FileStamp{});
     job.begin = Now();
-    // A share is kept for the next picture, which is likely to be no larger, as long as nobody else needs it.
+    // The worker keeps its share for the next picture, which is likely to be no larger, unless another one needs it.
     if (budget_.IsAnyoneWaiting()) {
         budget_.Release(job.number);
         job.grantedPixels = 0;
@@ -143,7 +143,7 @@ void BatchJobs::Bury(Job& job) {
     Finish(job, std::move(report));
 }
 
-// What a process that was ended in the middle of writing has left.
+// Left behind by a process that was killed while writing.
 void BatchJobs::RemoveIncompleteFile(const Job& job) const {
     if (!job.isBusy) return;
     const Core::ioPath output = work_.folder / items_[job.picture].outputName;

@@ -1,4 +1,4 @@
-// Gives the pictures of a batch to worker processes, so many at a time and within the memory that they may take.
+// Distributes the pictures of a batch to worker processes, within limits on their number and memory.
 #pragma once
 
 #include <deque>
@@ -11,42 +11,43 @@
 
 namespace Kalvatri {
 
-/// A picture that is done or has failed, for whichever reason.
+/// A picture that is done or has failed, for whatever reason.
 struct FinishedPicture {
     BatchReport report;
-    FileStamp input;  ///< taken before reading, so that a change in the meantime shows later
+    FileStamp input;  ///< taken before reading, so that a later change is noticed
 };
 
-/// A worker serves for many pictures. One that is ended by a picture fails that picture alone, and another takes its
-/// place. Everything happens in `Start` and `Wait`, on the caller's only thread.
+/// A worker processes many pictures. If one crashes it, only that picture fails, and another worker takes its place.
+/// Everything happens in `Start` and `Wait`, on the caller's only thread.
 class BatchJobs {
 public:
-    /// Will work on the open ones of `items`, at most `jobs` at a time; both references must outlive the object.
+    /// Will process those of `items` that are still open, at most `jobs` at a time; both references must outlive the
+    /// object.
     BatchJobs(const BatchWork& work, const std::vector<BatchItem>& items, int jobs, std::uint64_t memory);
     BatchJobs(const BatchJobs&) = delete;
     BatchJobs& operator=(const BatchJobs&) = delete;
-    /// Ends the workers in the middle of what they do and removes their incomplete files.
+    /// Kills the workers, even if they are busy, and removes their incomplete files.
     ~BatchJobs();
 
-    /// What has been finished since the last call; waits a little when there is nothing. Fewer processes than asked for
-    /// take longer, that is all; `EffectException` tells that the system gives none.
+    /// The pictures finished since the last call; waits briefly if there are none. Continues with fewer processes
+    /// than asked for if the system has no more; throws `EffectException` if it has none at all.
     std::vector<FinishedPicture> Wait();
 
 private:
     struct Job {
-        int number;  // tells it apart in the budget
+        int number;  // identifies it in the budget
         std::unique_ptr<WorkerProcess> process;
         bool isBusy = false;
         std::size_t picture = 0;
         FileStamp input;
         std::uint64_t requestedPixels = 0, grantedPixels = 0;
-        double begin = 0;  // of the present picture, in seconds
+        double begin = 0;  // of the current picture, in seconds
     };
 
     void AssignOpenPictures();
     bool AddJob();
     bool Assign(Job& job);
-    /// Whether the worker is still there.
+    /// Whether the worker is still running.
     bool Serve(Job& job);
     void AnswerMemoryRequest(Job& job, std::uint64_t pixels);
     void SendGrants();

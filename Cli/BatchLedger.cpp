@@ -25,7 +25,7 @@ namespace {
 
 [[noreturn]] void ThrowErrno() { Throw(std::strerror(errno)); }
 
-// The text as a JSON document gives it back: file names may hold bytes that are no UTF-8.
+// The text as a JSON document returns it: file names may contain bytes that are not valid UTF-8.
 std::string Recorded(const std::string& text) {
     return Json::parse(Json(text).dump(-1, ' ', false, Json::error_handler_t::replace));
 }
@@ -38,7 +38,7 @@ std::int64_t TimeOfRecord() {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(now).count();
 }
 
-// Holds the lock as long as the descriptor is open. Workers share their batch's locks, and end a moment after a batch
+// Holds the lock as long as the descriptor is open. Workers inherit their batch's locks, and end shortly after a batch
 // that was killed.
 void Lock(int descriptor, int kind, const char* refusal) {
     constexpr std::chrono::milliseconds kPatience{1000}, kPause{20};
@@ -109,7 +109,7 @@ void Ledger::Close() {
     }
 }
 
-// Parts share the folder with each other, but not with a batch of everything.
+// Parts share the folder with each other, but not with a batch without parts.
 void Ledger::LockFolder() {
     folderLock_ = open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (folderLock_ < 0) ThrowErrno();
@@ -128,7 +128,7 @@ Ledger::Content Ledger::Load(const Core::ioPath& file) {
     std::ifstream stream(file, std::ios::binary);
     std::size_t lines = 0;
     for (std::string line; std::getline(stream, line);) {
-        if (stream.eof()) content.isClean = false;  // the last line has no end
+        if (stream.eof()) content.isClean = false;  // the last line is incomplete
         try {
             const Json json = ParseJson(line);
             if (json.contains(kPart)) {
@@ -177,7 +177,7 @@ void Ledger::Rewrite() {
     Io::PendingFile file(folder_ / name_);
     std::string text;
     if (!part_.IsAll()) {
-        // The lock goes on to the file that takes the place of the locked one.
+        // The lock is transferred to the file that replaces the locked one.
         if (flock(file.GetDescriptor(), LOCK_EX | LOCK_NB) == 0) {
             close(partLock_);
             partLock_ = fcntl(file.GetDescriptor(), F_DUPFD_CLOEXEC, 0);
@@ -216,8 +216,7 @@ void Ledger::Add(const std::string& output, const LedgerEntry& entry) {
     try {
         Io::WriteAll(file_, line);
     } catch (...) {
-        // A line that is cut off would take the next one with it; where even that fails, both outputs are rebuilt by
-        // the next run.
+        // A truncated line would corrupt the next one; if even the newline fails, the next run rebuilds both outputs.
         if (ftruncate(file_, end) != 0) Io::WriteAll(file_, "\n");
         throw;
     }

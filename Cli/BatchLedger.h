@@ -1,9 +1,9 @@
 // The record of finished outputs that a batch keeps in their folder.
 //
-// A file of one JSON object a line, added when an output is complete. A line that a killed process left unfinished is
-// ignored, and its output made anew. While a batch writes, the folder is locked against another. The parts of a batch
-// that is worked on by several machines have ledgers of their own and run side by side; what any ledger of the folder
-// records counts for all, the latest record of an output first.
+// A file with one JSON object per line, appended when an output is complete. A line left unfinished by a killed process
+// is ignored, and its output is rebuilt. While a batch writes, it locks the folder against others. The parts of a batch
+// that is shared by several machines have separate ledgers and run in parallel; records from any ledger in the folder
+// count for all parts, and the latest record of an output takes precedence.
 #pragma once
 
 #include <cstdint>
@@ -18,42 +18,42 @@
 
 namespace Kalvatri {
 
-/// What changes when a file does.
+/// Changes whenever the file does.
 struct FileStamp {
     std::uint64_t size = 0;     ///< bytes
     std::int64_t modified = 0;  ///< nanoseconds since 1970
     bool operator==(const FileStamp&) const = default;
 };
 
-/// Empty when there is no such file.
+/// Empty if there is no such file.
 std::optional<FileStamp> StampOf(const Orvexa::Core::ioPath& file);
 
-/// 64 bits in hexadecimal digits, the same for equal documents and hardly ever for others.
+/// 64 bits in hexadecimal: equal for equal documents, and almost certainly different for different ones.
 std::string Fingerprint(const Json& json);
 
 struct LedgerEntry {
     std::string input;  ///< absolute path
     FileStamp inputStamp;
-    std::string chain;  ///< fingerprint of the chain and of all else that decides on the output
+    std::string chain;  ///< fingerprint of the chain and of everything else that affects the output
     bool operator==(const LedgerEntry&) const = default;
 };
 
 class Ledger {
 public:
-    /// `.kalvatri-batch.jsonl`, of a part `.kalvatri-batch.3-of-8.jsonl`.
+    /// `.kalvatri-batch.jsonl`, or `.kalvatri-batch.3-of-8.jsonl` for a part.
     static std::string GetFileName(const BatchPart& part);
 
     enum class Access { Reading, Writing };
-    /// Reads the ledgers of `folder`, empty if there are none, and writes that of `part`. `chain` is the fingerprint
-    /// that this run works with. A folder that another batch is writing into, the same part or a part with another
-    /// chain, and a ledger that cannot be written, throw `EffectException`.
+    /// Reads the ledgers of `folder`, if there are any, and writes that of `part`. `chain` is the fingerprint of this
+    /// run's chain. Throws `EffectException` if another batch is writing into the folder (the same part, or a part with
+    /// another chain) or if the ledger cannot be written.
     Ledger(Orvexa::Core::ioPath folder, const BatchPart& part, std::string chain, Access access);
     Ledger(const Ledger&) = delete;
     Ledger& operator=(const Ledger&) = delete;
     ~Ledger();
 
-    /// Outputs are named by their paths relative to the ledger's folder.
-    /// Whether the output of that name is there, whole and made from `entry`.
+    /// Whether the output exists, is complete and was made from `entry`. Outputs are identified by their paths
+    /// relative to the ledger's folder.
     bool IsUpToDate(const std::string& output, const LedgerEntry& entry) const;
     /// Records a complete output.
     void Add(const std::string& output, const LedgerEntry& entry);
@@ -64,13 +64,13 @@ private:
     struct Row {
         LedgerEntry entry;
         std::uint64_t outputSize = 0;
-        std::int64_t recorded = 0;  ///< nanoseconds since 1970; 0 if not known
+        std::int64_t recorded = 0;  ///< nanoseconds since 1970; 0 if unknown
     };
     using Rows = std::map<std::string, Row>;
     struct Content {
         Rows rows;
-        std::string part, chain;  ///< of the latest run, where a part wrote the file
-        bool isClean = true;      ///< whether the file is as this program leaves it, with one line an output
+        std::string part, chain;  ///< of the latest run, if a part wrote the file
+        bool isClean = true;      ///< whether the file is as this program leaves it, with one line per output
     };
 
     void LockFolder();

@@ -50,7 +50,7 @@ NameTemplate::NameTemplate(std::string text) : text_(std::move(text)) {
                   "\" has a brace that belongs to no placeholder; those are {stem}, {ext}, {n} and {folder}");
         at += placeholder != nullptr ? placeholder->name.size() : 1;
     }
-    // Names that differ only by the suffix, or not at all, would make one output of many inputs.
+    // Names that differ only in the suffix, or not at all, would map many inputs to one output.
     if (text_.find("{stem}") == std::string::npos && text_.find("{n}") == std::string::npos)
         Throw("\"" + text_ + "\" gives many pictures one name; {stem} or {n} tells them apart");
 }

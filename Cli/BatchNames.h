@@ -8,9 +8,9 @@
 
 namespace Kalvatri {
 
-/// A file name with placeholders: {stem} and {ext} are the input's name before and after its last dot, {folder} is the
-/// name of the folder that the input lies in, and {n} the number of the picture in the batch, from 1, with zeros before
-/// it so that all have the same length.
+/// A file name with placeholders: {stem} and {ext} are the input's name before and after its last dot, {folder} is
+/// the name of the folder that contains the input, and {n} is the number of the picture in the batch, counted from 1
+/// and zero-padded so that all have the same length.
 class NameTemplate {
 public:
     struct Values {
@@ -20,7 +20,7 @@ public:
         std::size_t count;  ///< of all pictures
     };
 
-    /// An unknown placeholder, a brace that belongs to none, and what is no name of a file throw `EffectException`.
+    /// An unknown placeholder, an unmatched brace, or text that is not a valid file name throws `EffectException`.
     explicit NameTemplate(std::string text);
     std::string Fill(const Values& values) const;
 

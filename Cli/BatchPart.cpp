@@ -15,7 +15,7 @@ std::uint64_t HashText(std::string_view text) {
 }
 
 bool BatchPart::Contains(std::string_view name) const {
-    // The low bits depend on the low bits of the characters alone, the high ones on all.
+    // The low bits of the hash depend only on the low bits of the characters, the high ones on all bits.
     const std::uint64_t hash = HashText(name);
     return (hash ^ hash >> 32) % count == number - 1;
 }

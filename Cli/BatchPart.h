@@ -1,4 +1,4 @@
-// The pictures of a batch divided among machines that need to know nothing of each other.
+// Divides the pictures of a batch among machines that need not know about each other.
 #pragma once
 
 #include <cstdint>
@@ -14,15 +14,15 @@ struct BatchPart {
     bool IsAll() const { return count == 1; }
     /// "3/8"
     std::string GetName() const { return std::to_string(number) + "/" + std::to_string(count); }
-    /// Whether the picture belongs to this part. It depends on its name alone, which is relative to the folder that was
-    /// given, so that pictures which are added or removed leave the others where they are.
+    /// Whether the picture belongs to this part. This depends only on its name relative to the given folder, so that
+    /// adding or removing pictures does not move the others.
     bool Contains(std::string_view name) const;
 };
 
-/// Reads "K/N"; an empty text stands for all pictures. Anything else throws `EffectException`.
+/// Parses "K/N"; an empty text stands for all pictures. Anything else throws `EffectException`.
 BatchPart ParsePart(const std::string& text);
 
-/// 64 bits by which texts are told apart, the same on every machine (FNV-1a).
+/// A 64-bit hash (FNV-1a), the same on every machine.
 std::uint64_t HashText(std::string_view text);
 
 }  // namespace Kalvatri

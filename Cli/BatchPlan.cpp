@@ -20,7 +20,7 @@ std::string WithoutDot(std::string suffix) {
     return suffix;
 }
 
-// The name that --name gives is known once the pictures are counted, its format already here.
+// The name given by --name is known only once the pictures are counted, but its format is known here.
 NameTemplate MakeNameTemplate(const BatchOptions& options) {
     return WithContext(kReadingCommandLine + std::string(": --name"), ExitCode::WrongUsage, [&] {
         const NameTemplate names(options.nameTemplate.empty() ? "{stem}.{ext}" : options.nameTemplate);

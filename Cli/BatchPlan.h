@@ -1,4 +1,4 @@
-// Which pictures a batch works on, and where their results go.
+// Which pictures a batch processes, and where their results go.
 #pragma once
 
 #include <string>
@@ -16,13 +16,13 @@ enum class BatchStatus { Open, Done, Skipped, Failed };
 
 struct BatchItem {
     std::string input;
-    std::string name;        ///< relative to the folder that was given
-    std::string outputName;  ///< path in the folder of the results; empty when it has none
+    std::string name;        ///< relative to the given folder
+    std::string outputName;  ///< path in the output folder; empty if it has none
     Orvexa::Io::FileFormat format{};
     BatchStatus status = BatchStatus::Open;
-    bool isExisting = false;  ///< whether it was skipped because its output is there, whatever it was made from
-    std::string error;        ///< of a failed one, a line
-    double seconds = 0;       ///< that were spent on it
+    bool isExisting = false;  ///< skipped because its output exists, whatever it was made from
+    std::string error;        ///< one line, if it failed
+    double seconds = 0;       ///< processing time
 
     std::string GetAbsoluteInput() const { return std::filesystem::absolute(input).lexically_normal().string(); }
 };
@@ -32,10 +32,10 @@ struct BatchPlan {
     std::map<std::string, std::size_t> others;  ///< as in `BatchInputs`
 };
 
-/// The pictures of `part` among those that `options` name, in that order. One without a known format for its output,
-/// and one that is not there, has failed already. Two pictures with the same output, and outputs that would overwrite
-/// an input or one of `others`, throw `CommandError`, whatever the part. Files that are no pictures count for the first
-/// part.
+/// The pictures of `part` among those named by `options`, in that order. Pictures that do not exist or whose output
+/// format is unknown are included as already failed. Two pictures with the same output, and outputs that would
+/// overwrite an input or one of `others`, throw `CommandError`, whatever the part. Files that are not pictures are
+/// counted by the first part.
 BatchPlan PlanBatch(const BatchOptions& options, const BatchPart& part,
                     const std::vector<Orvexa::Core::ioPath>& others);
 

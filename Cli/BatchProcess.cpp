@@ -26,10 +26,10 @@ using namespace Orvexa;
 
 namespace {
 
-using Length = std::uint64_t;  // of a message in bytes; goes before it
+using Length = std::uint64_t;  // of a message in bytes; precedes it
 
-// The parent's descriptors of its children. A child closes those of the others, which could not see the parent's end
-// otherwise.
+// The parent's descriptors for its children. A child closes those of the others, which would otherwise not notice that
+// the parent has closed its end.
 std::set<int>& ParentDescriptors() {
     static std::set<int> descriptors;
     return descriptors;
@@ -48,7 +48,7 @@ bool SendAll(int socket, const void* data, std::size_t size) {
     return true;
 }
 
-// Ctrl-C at a terminal reaches all processes of a program. Their pictures are the parent's to abandon.
+// Ctrl-C at a terminal reaches all processes of a program, but it is for the parent to abandon their pictures.
 void BlockRequestsToEnd() {
     sigset_t signals;
     sigemptyset(&signals);
@@ -156,14 +156,14 @@ WorkerProcess::~WorkerProcess() {
     if (output_ >= 0) close(output_);
 }
 
-// Leaves without running what the parent's process has registered for its exit, which is the parent's to run.
+// Exits without running the handlers that the parent has registered for its own exit.
 void WorkerProcess::RunChild(const Work& work, int socket, pid_t parent) const {
     constexpr int kFailed = 1;
     for (const int descriptor : ParentDescriptors()) close(descriptor);
-    ParentDescriptors().clear();  // the numbers may stand for other files soon, and this process may have children
+    ParentDescriptors().clear();  // the numbers may be reused for other files, and this process may have children
     BlockRequestsToEnd();
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (getppid() != parent) _exit(kFailed);  // it ended before it could be tied to
+    if (getppid() != parent) _exit(kFailed);  // the parent ended before the child was tied to it
     if (output_ >= 0) dup2(output_, STDERR_FILENO);
     try {
         Channel channel(socket);
@@ -191,7 +191,7 @@ void WorkerProcess::Kill() const {
 }
 
 std::string WorkerProcess::WaitForEnd() {
-    Kill();  // changes nothing about a process that is ending, and makes sure that every other does
+    Kill();  // no effect on a process that is ending; ensures that every other does
     int status = 0;
     while (waitpid(child_, &status, 0) < 0 && errno == EINTR) {
     }

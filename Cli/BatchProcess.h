@@ -1,5 +1,4 @@
-// Processes of this program that work for another one, so that a codec or an effect which ends its process ends no more
-// than one picture.
+// Worker processes of this program. If a codec or an effect crashes one, only one picture is lost.
 #pragma once
 
 #include <sys/types.h>
@@ -14,8 +13,8 @@
 
 namespace Kalvatri {
 
-/// One end of the connection between two processes. Messages are JSON documents whose texts may hold any bytes, as file
-/// names do.
+/// One end of the connection between two processes. Messages are JSON documents whose strings may contain any bytes,
+/// as file names do.
 class Channel {
 public:
     /// Takes over a connected socket.
@@ -26,15 +25,15 @@ public:
     void Close();
 
     int GetDescriptor() const { return descriptor_; }
-    /// Whether the message is on its way; false when the other process has ended.
+    /// True once the message is on its way; false if the other process has ended.
     bool Send(const Json& message) const;
-    /// Reads what has come, or waits for it; false when the other process has ended and everything it sent is read.
+    /// Reads what has arrived, or waits; false if the other process has ended and everything it sent has been read.
     bool Read();
-    /// The first message that has been read and not yet been taken; none until it is complete.
+    /// The first message that has been read but not taken; none until it is complete.
     std::optional<Json> Take();
-    /// Waits for the next message; none when the other process has ended.
+    /// Waits for the next message; none if the other process has ended.
     std::optional<Json> Receive();
-    /// Bytes that follow a message which tells their number; false when the other process has ended.
+    /// Sends the bytes that follow a message stating their number; false if the other process has ended.
     bool SendBytes(std::span<const std::uint8_t> bytes) const;
     bool ReceiveBytes(std::span<std::uint8_t> bytes);
 
@@ -43,29 +42,28 @@ private:
     std::string read_;
 };
 
-/// A child process. It runs what the parent gives it and ends with it, at the latest when the parent ends or drops this
-/// object. The parent must have no other thread when it makes one.
+/// A child process. It runs the work that the parent passes in and ends with it, or at the latest when the parent
+/// ends or destroys this object. The parent must be single-threaded when it creates one.
 class WorkerProcess {
 public:
     using Work = std::function<void(Channel& parent)>;
 
-    /// The child keeps the signals that ask a program to end waiting: they are the parent's to answer. What it writes
-    /// to stderr is kept for `WaitForEnd` unless `isVerbose`. Throws `EffectException` when the system gives no further
-    /// process.
+    /// The child blocks the signals that ask a program to end: the parent handles them. What it writes to stderr is
+    /// kept for `WaitForEnd` unless `isVerbose`. Throws `EffectException` if the system cannot create another process.
     WorkerProcess(const Work& work, bool isVerbose);
     WorkerProcess(const WorkerProcess&) = delete;
     WorkerProcess& operator=(const WorkerProcess&) = delete;
     ~WorkerProcess();
 
     Channel& GetChannel() { return channel_; }
-    /// Leaves the child to whoever else holds the parent's end of the channel.
+    /// Leaves the child to whatever other process holds the parent's end of the channel.
     void CloseChannel();
-    /// Forgets what the child has written to stderr so far.
+    /// Discards what the child has written to stderr so far.
     void ForgetOutput();
-    /// Asks the system to end the child now; does not wait.
+    /// Asks the system to kill the child; does not wait.
     void Kill() const;
-    /// For a child whose channel has ended: how it did, in words such as "ended by signal 6 (Aborted)", with the last
-    /// line it wrote.
+    /// For a child whose channel has closed: describes how it ended, such as "ended by signal 6 (Aborted)", with the
+    /// last line that it wrote.
     std::string WaitForEnd();
 
 private:
@@ -78,7 +76,7 @@ private:
     std::string GetLastLine() const;
 
     Channel channel_;
-    int output_ = -1;  // an unnamed file with what the child writes to stderr
+    int output_ = -1;  // an unnamed file that receives the child's stderr
     pid_t child_ = -1;
 };
 

@@ -19,7 +19,7 @@ std::string Format(const char* format, Values... values) {
 
 std::string FormatDuration(double seconds) {
     constexpr std::uint64_t kMinute = 60, kHour = 3600;
-    constexpr double kLongest = 1e9;  // about 30 years, far inside of what the conversion can hold
+    constexpr double kLongest = 1e9;  // about 30 years, well within the range of the conversion
     const auto whole = static_cast<std::uint64_t>(std::ceil(std::fmin(std::fmax(seconds, 0.0), kLongest)));
     if (whole < kMinute) return std::to_string(whole) + " s";
     if (whole < kHour)

@@ -1,4 +1,4 @@
-// Tells people, and programs, what becomes of a batch's pictures.
+// Reports the outcome of a batch's pictures to people and programs.
 #pragma once
 
 #include <chrono>
@@ -13,19 +13,19 @@ namespace Kalvatri {
 
 class BatchReporter {
 public:
-    /// Tells which pictures have failed before the start. Both references must outlive the object.
+    /// Reports the pictures that have failed before the start. Both references must outlive the object.
     BatchReporter(const BatchOptions& options, BatchPlan& plan);
 
     bool IsFinished() const { return totals_.GetFinished() == totals_.inputs; }
     bool HasFailures() const { return totals_.failed > 0; }
 
-    /// Notes the outcome of a picture in the plan, and tells notes and errors, one line each.
+    /// Records the outcome of a picture in the plan and prints notes and errors, one line each.
     void Report(const BatchReport& report);
     void ShowProgress();
     /// Prints what would be done with each picture.
     void PrintPlan();
-    /// Prints the report or the summary, and returns the summary; that of a batch which went wrong is for the caller to
-    /// print as an error.
+    /// Prints the report or the summary, and returns the summary; if the batch failed, the caller prints that as an
+    /// error.
     std::string Finish();
 
 private:

@@ -22,13 +22,13 @@ constexpr char kPicture[] = "picture", kGranted[] = "granted", kPixels[] = "pixe
                kError[] = "error", kOrigin[] = "origin", kSeconds[] = "seconds", kInputNotes[] = "inputNotes",
                kOutputNotes[] = "outputNotes";
 
-// Keeps the memory of a worker within what it was granted: what the allocators hold for reuse serves pictures of about
-// the same size, and only those.
+// Keeps a worker's memory within what it was granted: memory that the allocators hold for reuse is only useful for
+// pictures of about the same size.
 class HeldMemory {
 public:
     explicit HeldMemory(std::shared_ptr<Proc::PixelPool> pool) : pool_(std::move(pool)) {
         constexpr int kArenas =
-            2;  // few threads of a worker allocate at a time, and what one arena holds does not serve the others
+            2;  // few of a worker's threads allocate at once, and memory held by one arena is unavailable to the others
         mallopt(M_ARENA_MAX, kArenas);
     }
 
@@ -38,14 +38,14 @@ public:
         pixels_ = pixels;
     }
     void Drop() {
-        constexpr std::uint64_t kSmall = 1 << 18;  // pixels; the memory for so few is not worth the time
+        constexpr std::uint64_t kSmall = 1 << 18;  // pixels; the memory for so few is not worth releasing
         pool_->Clear();
         if (pixels_ > kSmall) malloc_trim(0);
     }
 
 private:
     const std::shared_ptr<Proc::PixelPool> pool_;
-    std::uint64_t pixels_ = 0;  // of the last picture
+    std::uint64_t pixels_ = 0;  // of the previous picture
 };
 
 class Worker {
@@ -105,11 +105,11 @@ private:
         });
     }
 
-    // The picture after the chain. The chain's errors know nothing of files, so the file's name comes before them.
+    // The picture after the chain. The chain's errors do not mention files, so the file's name is prepended.
     Proc::FramePtr RunChain(const std::string& input, Proc::FramePtr picture, Io::Notes& notes) const {
         try {
-            // Effects remember what they were last used for, so each picture gets new ones. A view can be given a time
-            // of its own, and its pixels are not written into, because it shares them.
+            // Effects retain state from their last use, so each picture gets new ones. A view can have its own time
+            // stamp, and its pixels are not modified, because it shares them.
             ChainRunner runner(work_.factory, work_.chain,
                                [&](const Core::ioPath& file) {
                                    return Proc::CloneFrame(*work_.furtherPictures.at(file), Proc::kCloneView);

@@ -1,4 +1,4 @@
-// What the worker processes of a batch do, and what they say to their parent about it.
+// The worker processes of a batch, and the messages that they exchange with their parent.
 #pragma once
 
 #include <cstdint>
@@ -18,8 +18,7 @@
 
 namespace Kalvatri {
 
-/// Everything that stays the same for all pictures. Workers have it from their parent, as it was when they were
-/// started.
+/// Everything that is the same for all pictures. Workers inherit it from their parent in the state at their start.
 struct BatchWork {
     const BatchOptions& options;
     const Chain& chain;
@@ -32,31 +31,31 @@ struct BatchWork {
 
 /// The outcome of one picture.
 struct BatchReport {
-    std::size_t picture = 0;    ///< index into the plan's
+    std::size_t picture = 0;    ///< index into the plan's items
     std::string error, origin;  ///< empty if the output was written; the origin is for developers, several lines
-    double seconds = 0;         ///< since the picture had its memory
+    double seconds = 0;         ///< since the picture was granted its memory
     Orvexa::Io::Notes inputNotes, outputNotes;
 };
 
-/// From a parent to its worker: work on a picture. One of up to `grantedPixels` may be read at once; for a larger one
-/// the worker first sends a `MemoryRequest`.
+/// From a parent to its worker: process a picture. It may be read at once if it has up to `grantedPixels`; for a
+/// larger one the worker first sends a `MemoryRequest`.
 struct Assignment {
     std::size_t picture;
     std::uint64_t grantedPixels;
 };
 Json ToMessage(const Assignment& assignment);
-/// From a worker to its parent: the size of the picture in its file's header.
+/// From a worker to its parent: the size of the picture according to its file's header.
 Json ToMemoryRequest(std::uint64_t pixels);
-/// From a parent to its worker: whether it may go on, or must wait for the next such message and meanwhile hold no
-/// memory.
+/// From a parent to its worker: whether it may proceed, or must hold no memory and wait for the next such message.
 Json ToMemoryAnswer(bool isGranted);
 Json ToMessage(const BatchReport& report);
 
-/// What a worker's message is: a request's number of pixels, or a report.
+/// Interprets a worker's message: the number of pixels of a request, or a report.
 std::optional<std::uint64_t> AsMemoryRequest(const Json& message);
 BatchReport AsReport(const Json& message);
 
-/// The work of a worker: what its parent assigns, picture after picture. `hasPeers` tells that others work beside it.
+/// The main loop of a worker: processes the pictures that its parent assigns. `hasPeers`: other workers run beside
+/// it.
 void WorkOnPictures(Channel& parent, const BatchWork& work, const std::vector<BatchItem>& items, bool hasPeers);
 
 }  // namespace Kalvatri

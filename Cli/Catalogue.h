@@ -12,9 +12,9 @@
 namespace Kalvatri {
 
 struct EffectEntry {
-    std::size_t index;  ///< place in the order of registration, the host's own steps after the module's effects
+    std::size_t index;  ///< position in registration order, the host's own steps after the module's effects
     Orvexa::Proc::EffectKind kind;
-    std::string implName;  ///< the implementation that runs
+    std::string implName;  ///< the implementation used
     const Orvexa::Proc::SettingsClass* settings;
 
     const std::string& GetName() const { return settings->effect; }
@@ -28,15 +28,15 @@ class Catalogue {
 public:
     explicit Catalogue(const Orvexa::Proc::IEffectFactory& factory);
     const std::vector<EffectEntry>& GetEntries() const { return entries_; }
-    /// The effect of that name, letter case ignored; else throws `EffectException` with the nearest name.
+    /// The effect of that name, case-insensitive; otherwise throws `EffectException` with the nearest name.
     const EffectEntry& Find(std::string_view name) const;
 
 private:
     std::vector<EffectEntry> entries_;
 };
 
-/// A factory with the host's effects and those of the module in `file`; an empty name stands for the module that is
-/// installed with the program. With an empty `allocator` the factory makes one of its own.
+/// A factory with the host's effects and those of the module in `file`; an empty name stands for the module installed
+/// with the program. If `allocator` is empty, the factory creates its own.
 Orvexa::Proc::FactoryPtr LoadEffects(const Orvexa::Core::ioPath& file, Orvexa::Proc::AllocatorPtr allocator = {});
 
 }  // namespace Kalvatri

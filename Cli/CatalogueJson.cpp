@@ -8,7 +8,7 @@ using Orvexa::Proc::Field;
 
 namespace {
 
-// Without a fraction where there is none, null where there is no limit.
+// Whole numbers without a fraction; null if there is no limit.
 Json ToJson(const std::optional<double>& limit) {
     return limit ? Json::parse(Orvexa::Proc::FormatDouble(*limit)) : Json();
 }

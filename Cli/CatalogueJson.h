@@ -10,9 +10,9 @@ namespace Kalvatri {
 Json ListToJson(const Catalogue& catalogue);
 /// One effect, as `kalvatri describe EFFECT --json` prints it.
 Json DescribeToJson(const EffectEntry& effect);
-/// An effect's place in the list: index, name, kind, group and summary.
+/// An effect's entry in the list: index, name, kind, group and summary.
 Json EntryToJson(const EffectEntry& entry);
-/// What there is to set, an array with one object a field.
+/// The settings fields, an array with one object per field.
 Json FieldsToJson(const Orvexa::Proc::Settings& defaults);
 
 }  // namespace Kalvatri

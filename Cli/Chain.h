@@ -1,4 +1,4 @@
-// A chain of effects as it is given on the command line or in a JSON file.
+// A chain of effects, as given on the command line or in a JSON file.
 #pragma once
 
 #include <memory>
@@ -14,25 +14,26 @@
 namespace Kalvatri {
 
 struct Step {
-    const EffectEntry* effect;  ///< of the catalogue that the chain was parsed with, which has to outlive it
+    const EffectEntry* effect;  ///< from the catalogue that the chain was parsed with, which must outlive it
     std::unique_ptr<Orvexa::Proc::Settings> settings;
     std::vector<Orvexa::Core::ioPath> with;  ///< further pictures of a two-input or variable-input effect
-    FaceChoice faces;                        ///< for an effect that treats faces
+    FaceChoice faces;                        ///< for an effect that operates on faces
 };
 using Chain = std::vector<Step>;
 
-/// Words of the form EFFECT key=value... with=FILE... EFFECT ... Files with faces are read.
+/// Parses words of the form EFFECT key=value... with=FILE... EFFECT ... Files with faces are read.
 Chain ParseChain(const Catalogue& catalogue, const std::vector<std::string>& words);
-/// An array of objects: the effect's name under "effect", further pictures under "with", settings under their keys.
+/// Parses an array of objects: the effect's name under "effect", further pictures under "with", settings under their
+/// keys.
 Chain ParseChain(const Catalogue& catalogue, const Json& json);
-/// The chain in that form: of each effect the settings that differ from what it starts with. A name of a file that is
-/// not UTF-8 has no such form.
+/// The chain in that form, with each effect's settings that differ from its starting point. A file name that is not
+/// valid UTF-8 cannot be represented.
 Json ChainToJson(const Chain& chain);
 /// The chain in the form of words, again with the settings that differ.
 std::vector<std::string> ChainToWords(const Chain& chain);
-/// Checks the numbers of pictures that the steps are given. These functions throw `CommandError` for wrong usage.
+/// Checks the number of pictures given to each step. These functions throw `CommandError` for wrong usage.
 void CheckPictures(const Chain& chain, std::size_t inputs);
-/// Throws `EffectException` if files of the format cannot keep what the chain is there for, transparency.
+/// Throws `EffectException` if the format cannot hold the very purpose of the chain, transparency.
 void CheckFormat(const Chain& chain, Orvexa::Io::FileFormat format);
 
 }  // namespace Kalvatri

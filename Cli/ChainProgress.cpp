@@ -6,7 +6,7 @@ namespace Kalvatri {
 
 namespace {
 
-constexpr std::uint64_t kUnits = 100;  // of the bar, for one picture
+constexpr std::uint64_t kUnits = 100;  // of the bar, per picture
 
 }  // namespace
 
@@ -67,7 +67,7 @@ void SharedProgress::Part::FinishStep() {
     Report();
 }
 
-// Never goes back: an effect may announce a new total for what it does next.
+// Never moves backwards: an effect may announce a new total for its next stage.
 void SharedProgress::Part::Report() {
     const std::uint64_t unit = std::max<std::uint64_t>(total_, 1);
     const std::uint64_t reached = kUnits * (finished_ * unit + done_) / (steps_ * unit);

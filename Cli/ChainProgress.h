@@ -1,4 +1,4 @@
-// Shows how far a chain has come, and lets it be cancelled.
+// Shows the progress of a chain, and lets it be cancelled.
 #pragma once
 
 #include <atomic>
@@ -15,7 +15,7 @@ namespace Kalvatri {
 /// "Segmentation [##########..........] 50 %"
 std::string FormatBar(const std::string& stage, std::uint64_t done, std::uint64_t total);
 
-/// The stages are the effects of the chain. Effects that report no steps show no bar.
+/// The stages are the effects of the chain. Effects that report no steps get no bar.
 class ChainProgress : public Orvexa::Core::IProgressController {
 public:
     explicit ChainProgress(bool isShown) : line_(isShown) {}
@@ -29,17 +29,17 @@ public:
 
 private:
     std::atomic<bool> isCancelled_ = false;
-    std::mutex mutex_;  // guards what follows
+    std::mutex mutex_;  // guards the members below
     ProgressLine line_;
     std::string stage_;
     std::uint64_t done_ = 0, total_ = 0;
 };
 
-/// The progress of several pictures that go through the same steps side by side, on one bar on which every step of
+/// The progress of several pictures that go through the same steps in parallel, on one bar in which every step of
 /// every picture has the same length.
 class SharedProgress {
 public:
-    /// One picture's part of the bar, for its effects. Their stages and totals are its own affair.
+    /// One picture's part of the bar, for its effects. Their stages and totals are mapped to it.
     class Part : public Orvexa::Core::IProgressController {
     public:
         Part(Orvexa::Core::ProgressPtr whole, std::size_t steps) : whole_(std::move(whole)), steps_(steps) {}
@@ -48,7 +48,7 @@ public:
         void Finish() override {}
         void Step(std::uint64_t steps) override;
         bool IsCancelled() const override { return whole_ != nullptr && whole_->IsCancelled(); }
-        /// The picture has come through one of its steps.
+        /// The picture has completed one of its steps.
         void FinishStep();
 
     private:
@@ -56,7 +56,7 @@ public:
 
         const Orvexa::Core::ProgressPtr whole_;
         const std::size_t steps_;
-        std::mutex mutex_;  // guards what follows
+        std::mutex mutex_;  // guards the members below
         std::uint64_t finished_ = 0, done_ = 0, total_ = 0, reported_ = 0;
     };
 

@@ -35,7 +35,7 @@ Core::Property StatisticsOf(const AnyEffect& effect) {
     return std::visit([](const auto& any) { return any->GetStatistic(); }, effect);
 }
 
-// Adds the counters in the statistics of another effect of the same class to `sum`, which is null before the first.
+// Adds the counters in the statistics of another effect of the same class to `sum`, which is initially null.
 void AddStatistics(Json& sum, const Json& other) {
     if (sum.is_null()) {
         sum = other;
@@ -56,7 +56,7 @@ bool IsSpent(const AnyEffect& effect) {
     return std::visit([](const auto& any) { return any == nullptr; }, effect);
 }
 
-// Adds what an effect has found in a picture, if anything.
+// Adds the effect's findings in a picture, if there are any.
 void AddFindings(Json& list, const std::string& effect, const Proc::Settings& settings) {
     const std::vector<Proc::Finding> findings = settings.GetFindings();
     if (findings.empty()) return;
@@ -170,8 +170,8 @@ void ChainRunner::ReportPoint(StepPlace next, const Pictures& pictures) {
         {static_cast<std::size_t>(next - steps_.begin()), pictures, course_.faces, course_.findings, notes_});
 }
 
-// Uses the step's effect up. Effects keep masks and pictures of the size of those that they were used for, which the
-// next steps need not have beside them.
+// Releases the step's effect afterwards. Effects retain masks and pictures of the size that they last processed, which
+// need not occupy memory during the next steps.
 template <class Use>
 void ChainRunner::Spend(RunningStep& running, Use&& use) {
     if (IsSpent(running.effect)) running.effect = MakeEffect(*running.step, progress_);
@@ -199,7 +199,7 @@ void ChainRunner::RunOnAll(const RunningStep& running, Pictures& pictures) const
         std::vector<DataPtr> data(pictures.begin(), pictures.end());
         data.insert(data.end(), running.with.begin(), running.with.end());
         pictures.clear();
-        // One result comes as the return value, many come in the vector.
+        // A single result is returned, several are left in the vector.
         if (const DataPtr result = std::get<Proc::VarInputPtr>(running.effect)->Process(data)) data.assign(1, result);
         for (const DataPtr& item : data) pictures.push_back(boost::dynamic_pointer_cast<Proc::IDataVideo>(item));
         ThrowIfCancelled();
@@ -246,7 +246,7 @@ void ChainRunner::RunOnFaces(const RunningStep& running, Proc::IOneInputEffectVi
         AddNote(running, what + ", so the picture stays as it is");
     }
     Proc::ProcessFaces(effect, settings, faces, picture, addFindings);
-    // A mask shows no faces any more.
+    // A mask shows no faces.
     if (settings.GetFaceRun() == Proc::FaceRun::Merged) course.faces.Forget();
 }
 
@@ -255,8 +255,8 @@ void ChainRunner::RunOnEach(std::span<RunningStep> steps, Pictures& pictures) {
     for (const RunningStep& running : steps) stage += (stage.empty() ? "" : ", ") + running.step->effect->GetName();
     SetStage(stage);
     SharedProgress progress(progress_, pictures.size(), steps.size());
-    // An effect may change pixels that nobody else can see. Whether others can must not depend on how far the other
-    // threads are, so pixels that pictures share stay shared until all are done.
+    // An effect may modify pixels that nobody else can see. Whether others can see them must not depend on the progress
+    // of other threads, so pixels shared between pictures stay shared until all are done.
     Pictures shared;
     for (const FramePtr& picture : pictures) {
         if (picture->SharesPixels()) shared.push_back(Proc::CloneFrame(*picture, Proc::kCloneView));

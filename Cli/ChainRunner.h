@@ -15,23 +15,23 @@ namespace Kalvatri {
 
 using PictureReader = std::function<Orvexa::Proc::FramePtr(const Orvexa::Core::ioPath& file)>;
 
-/// Where a run stands between two steps of its chain. Going on from there gives what the whole run gives.
+/// The state of a run between two steps of its chain. Resuming from it gives the same result as the whole run.
 struct ChainPoint {
     std::size_t stepsDone = 0;
     std::vector<Orvexa::Proc::FramePtr> pictures;
-    FaceFinder faces;  ///< with those of the picture, while there is only one
+    FaceFinder faces;  ///< including those of the picture, while there is only one
     Json findings = Json::array();
     std::vector<std::string> notes;
 };
 
-/// What a run does beyond its chain.
+/// Options of a run apart from its chain.
 struct RunOptions {
-    std::string file;       ///< where the first picture came from; the faces given for several pictures are told by it
-    bool isStrict = false;  ///< whether a picture without the faces that a step treats is an error
-    std::size_t firstStep = 0;  ///< the steps before it are left to an earlier run, whose `ChainPoint` goes to `Resume`
+    std::string file;           ///< the first picture's file; selects among faces given for several pictures
+    bool isStrict = false;      ///< a picture without the faces that a step needs is an error
+    std::size_t firstStep = 0;  ///< earlier steps belong to an earlier run, whose `ChainPoint` goes to `Resume`
     /// Called between two steps and after the last one; may be empty.
     std::function<void(const ChainPoint&)> afterStep = {};
-    bool keepsEffects = false;  ///< for further runs, with the memory that they take; statistics are then not counted
+    bool keepsEffects = false;  ///< keeps them, and their memory, for further runs; disables statistics
 };
 
 class ChainRunner {
@@ -41,31 +41,31 @@ public:
     ChainRunner(const Orvexa::Proc::FactoryPtr& factory, const Chain& chain, const PictureReader& read,
                 Orvexa::Core::ProgressPtr progress = {}, RunOptions options = {});
 
-    /// Runs the steps. A variable-input step takes all pictures at once. Between two such steps several pictures, as
-    /// the patches of a large one, go through the steps side by side (`Core::ParallelFor`), each with effects of its
-    /// own, because effects remember what they were last used for; they count as one stage of the progress. Errors and
-    /// cancellation throw `CommandError`; of several pictures that fail it is the first one's error.
+    /// Runs the steps. A variable-input step takes all pictures at once. Between two such steps several pictures,
+    /// such as the patches of a large one, go through the steps in parallel (`Core::ParallelFor`), each with its own
+    /// effects, because effects retain state from their last use; together they form one stage of the progress. Errors
+    /// and cancellation throw `CommandError`; if several pictures fail, the first one's error is reported.
     std::vector<Orvexa::Proc::FramePtr> Run(std::vector<Orvexa::Proc::FramePtr> pictures);
-    /// Runs the steps that follow `point`, of a run that began with the picture `original`.
+    /// Runs the steps after `point`, of a run that began with the picture `original`.
     std::vector<Orvexa::Proc::FramePtr> Resume(ChainPoint point, const Orvexa::Proc::FramePtr& original);
 
-    /// The effects' statistics, an array with one object per step; counters are summed over the effects that served
-    /// several pictures.
+    /// The effects' statistics, an array with one object per step; counters are summed over the effects that
+    /// processed several pictures.
     Json GetStatistics() const;
-    /// What effects have found: an array with one object for each run of an effect that found something.
+    /// The effects' findings: an array with one object for each run of an effect that found something.
     const Json& GetFindings() const { return course_.findings; }
-    /// What users should know about the run, one sentence each.
+    /// Notes about the run for the user, one sentence each.
     const std::vector<std::string>& GetNotes() const { return notes_; }
 
 private:
     using AnyEffect = std::variant<Orvexa::Proc::OneInputPtr, Orvexa::Proc::TwoInputPtr, Orvexa::Proc::VarInputPtr>;
     struct RunningStep {
         const Step* step;
-        AnyEffect effect;  ///< for the first picture; null once it has been used
+        AnyEffect effect;  ///< for the first picture; null once used
         std::vector<Orvexa::Proc::FramePtr> with;
-        Json statistics;  ///< of the effects that have been used, summed; null if none has
+        Json statistics;  ///< summed over the effects used; null if there are none
     };
-    /// What is known about a picture on its way.
+    /// What is known about a picture as it passes through the chain.
     struct Course {
         FaceFinder faces;
         Json findings = Json::array();
@@ -93,12 +93,12 @@ private:
     Orvexa::Core::ProgressPtr progress_;
     RunOptions options_;
     std::vector<RunningStep> steps_;
-    Course course_;  ///< of the picture, while there is only one, and of all in the end
+    Course course_;  ///< of the picture, while there is only one; in the end of all pictures
     std::mutex notesMutex_;
     std::vector<std::string> notes_;
 };
 
-/// The picture in a pixel format; `None` leaves it as it is.
+/// The picture converted to a pixel format; `None` leaves it unchanged.
 Orvexa::Proc::FramePtr InFormat(const Orvexa::Proc::FactoryPtr& factory, Orvexa::Proc::FramePtr picture,
                                 Orvexa::PixFmt pixFmt);
 

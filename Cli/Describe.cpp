@@ -1,4 +1,4 @@
-// kalvatri describe: one effect's settings.
+// kalvatri describe: the settings of an effect.
 #include <iostream>
 
 #include "Cli/Catalogue.h"

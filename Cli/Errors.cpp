@@ -9,10 +9,10 @@ namespace {
 
 struct Character {
     std::uint32_t code;
-    std::size_t length;  // in bytes; 0 where there is no UTF-8
+    std::size_t length;  // in bytes; 0 for invalid UTF-8
 };
 
-// Unicode 15, table 3-7.
+// The Unicode Standard, version 15, table 3-7.
 Character DecodeUtf8(std::string_view text) {
     const auto byteAt = [&](std::size_t i) -> std::uint32_t {
         return i < text.size() ? static_cast<unsigned char>(text[i]) : 0;
@@ -32,7 +32,7 @@ Character DecodeUtf8(std::string_view text) {
     return {code, isGood ? length : 0};
 }
 
-// Controls, line and paragraph separators, and what changes the direction of the text that follows.
+// Control characters, line and paragraph separators, and characters that change the direction of the text that follows.
 bool IsControl(std::uint32_t code) {
     return code < 0x20 || (code >= 0x7f && code < 0xa0) || code == 0x61c || code == 0x200e || code == 0x200f ||
            (code >= 0x2028 && code <= 0x202e) || (code >= 0x2066 && code <= 0x2069);
@@ -44,7 +44,7 @@ std::string Hex(const char* format, std::uint32_t code) {
     return text;
 }
 
-// Moves a place to the beginning of the character that it lies in.
+// Moves a position back to the beginning of its character.
 std::size_t ToBoundary(std::string_view text, std::size_t at) {
     constexpr int kMostFurtherBytes = 3;
     for (int i = 0; i < kMostFurtherBytes && at > 0 && at < text.size() && (text[at] & 0xc0) == 0x80; ++i) --at;
@@ -54,7 +54,7 @@ std::size_t ToBoundary(std::string_view text, std::size_t at) {
 }  // namespace
 
 std::string ToLine(std::string_view text) {
-    // Room for two long paths. The beginning says what was being done, the end mostly what is wrong.
+    // Room for two long paths. The beginning says what was being done, the end usually what is wrong.
     constexpr std::size_t kLongest = 10000, kEnd = 1000, kBeginning = 3000;
     if (text.size() > kLongest) {
         const std::size_t from = ToBoundary(text, kBeginning), to = ToBoundary(text, text.size() - kEnd);

@@ -1,4 +1,4 @@
-// How failures of a command travel to main(): what was being done, what went wrong, and the exit code.
+// How failures of a command propagate to main(): what was being done, what went wrong, and the exit code.
 #pragma once
 
 #include <exception>
@@ -14,12 +14,12 @@ enum class ExitCode : int { Done = 0, Failed = 1, WrongUsage = 2 };
 
 inline constexpr char kReadingCommandLine[] = "reading the command line";
 
-/// Text of any origin made fit for one line of a terminal: control characters, changes of direction and bytes that are
-/// not UTF-8 as `\x1b` or
-/// `\u202e`, and of a very long text the beginning and the end.
+/// Makes text from any source safe for one line of a terminal: control characters, bidirectional overrides and bytes
+/// that are not UTF-8 become escapes such as `\x1b` or `\u202e`, and of a very long text only the beginning and the end
+/// remain.
 std::string ToLine(std::string_view text);
 
-/// A failure that is ready to be shown.
+/// A failure with its final message.
 class CommandError : public std::exception {
 public:
     CommandError(ExitCode exitCode, const std::string& doing, const std::string& description, std::string origin = {});
@@ -33,7 +33,7 @@ private:
     std::string origin_;
 };
 
-/// Runs `call`; an exception of it becomes a `CommandError` that says what was being done.
+/// Runs `call`; converts an exception to a `CommandError` that says what was being done.
 template <class Call>
 decltype(auto) WithContext(const std::string& doing, ExitCode exitCode, Call&& call) {
     try {

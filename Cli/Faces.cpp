@@ -1,4 +1,4 @@
-// kalvatri faces: the faces of pictures, and who is the same person.
+// kalvatri faces: the faces in pictures, and which belong to the same person.
 #include <algorithm>
 #include <cmath>
 #include <iomanip>
@@ -24,7 +24,7 @@ namespace {
 
 struct FoundFace {
     Face face;
-    std::vector<float> descriptor;  // empty unless it is wanted
+    std::vector<float> descriptor;  // empty unless requested
     std::size_t person = 0;         // number, from 1
 };
 
@@ -34,7 +34,7 @@ struct Picture {
     std::vector<FoundFace> faces;
 };
 
-// A face among all faces of all pictures.
+// Identifies a face among those of all pictures.
 struct FacePlace {
     Picture* picture;
     std::size_t index;
@@ -83,7 +83,7 @@ double DistanceBetween(const FacePlace& a, const FacePlace& b) {
                                         [](double p, double q) { return (p - q) * (p - q); }));
 }
 
-// Numbers the persons: whoever is closer than the limit to one of a person's faces is that person.
+// Numbers the persons: a face closer than the limit to any face of a person belongs to that person.
 void NumberPersons(const std::vector<FacePlace>& faces, double limit) {
     std::size_t count = 0;
     for (const FacePlace& first : faces) {
@@ -180,7 +180,7 @@ void RunFaces(const FacesOptions& options) {
             try {
                 pictures.push_back(FindIn(options.inputs[i], options, factory));
             } catch (const CommandError& error) {
-                // One bad file does not stop the rest.
+                // One bad file does not stop the others.
                 line.Clear();
                 std::cerr << "kalvatri: " << error.what() << '\n';
                 if (options.isVerbose) std::cerr << error.GetOrigin();

@@ -1,4 +1,4 @@
-// kalvatri formats: the kinds of files that there are, and what each keeps.
+// kalvatri formats: the file formats, and what each can hold.
 #include "Host/Io/Formats.h"
 
 #include <iomanip>

@@ -1,4 +1,4 @@
-// kalvatri list: the effects that there are.
+// kalvatri list: the available effects.
 #include <algorithm>
 #include <iomanip>
 #include <iostream>
@@ -17,7 +17,7 @@ std::string Remark(const EffectEntry& entry) {
     return entry.kind == Orvexa::Proc::EffectKind::OneInput ? "" : std::string("(") + entry.GetKindName() + ") ";
 }
 
-// Calls `visit` with every group, in the order of their first effects, and its effects.
+// Calls `visit` with every group and its effects; the groups are in the order of their first effects.
 template <class Visit>
 void ForEachGroup(const Catalogue& catalogue, Visit&& visit) {
     std::vector<std::pair<std::string, std::vector<EffectEntry>>> groups;

@@ -10,9 +10,9 @@
 
 namespace {
 
-// A standard stream that the program was started without would be the next file that is opened, and messages would go
-// into it. The null device takes its place, for the wrong direction, so that reading and writing still fail instead of
-// losing a result.
+// If a standard stream is closed at the start, the next file to be opened would take its place and receive messages.
+// The null device, opened in the wrong direction, takes it instead, so that reads and writes still fail and no result
+// is lost silently.
 void OpenMissingStreams() {
     for (int stream = 0; stream <= 2; ++stream) {
         if (fcntl(stream, F_GETFD) < 0 && errno == EBADF) open("/dev/null", stream == 0 ? O_WRONLY : O_RDONLY);
@@ -23,7 +23,7 @@ void OpenMissingStreams() {
 
 int main(int argc, char** argv) {
     OpenMissingStreams();
-    std::signal(SIGXFSZ, SIG_IGN);  // a file size limit is then an error of the write, like a full disk
+    std::signal(SIGXFSZ, SIG_IGN);  // exceeding a file size limit is then a write error, like a full disk
     Kalvatri::RemoveIncompleteFilesOnSignals();
     return Kalvatri::RunProgram(std::vector<std::string>(argv + 1, argv + argc));
 }

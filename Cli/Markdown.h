@@ -1,11 +1,11 @@
-// Text for documents.
+// Text for Markdown documents.
 #pragma once
 
 #include <string>
 
 namespace Kalvatri {
 
-/// The text free of the marks that would end a table's cell.
+/// Escapes the characters that would end a table cell.
 inline std::string Cell(std::string text) {
     for (std::size_t at = text.find('|'); at != std::string::npos; at = text.find('|', at + 2))
         text.insert(at, 1, '\\');

@@ -1,12 +1,12 @@
-// The step of a chain that goes back to its beginning.
+// The chain step that brings back the chain's first picture.
 #pragma once
 
 #include "Host/Settings/Settings.h"
 
 namespace Kalvatri {
 
-/// Puts the picture that the chain began with before the present one, for effects that take both, such as a picture and
-/// its mask. No effect stands behind it: the chain itself carries it out.
+/// Puts the picture that the chain began with before the current one, for effects that take both, such as a picture
+/// and its mask. It has no effect object: the chain itself implements it.
 class OriginalStep final : public Orvexa::Proc::Settings {
     ORVEXA_SETTINGS(OriginalStep, "Original", Orvexa::Proc::Groups::kHost,
                     "Puts the picture that the chain began with before the present one, for an effect that takes both.")

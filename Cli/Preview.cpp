@@ -1,7 +1,7 @@
-// kalvatri preview: a page in the browser on which effects are tried on photographs.
+// kalvatri preview: a page in the browser for trying effects on photographs.
 //
-// This process answers the page and keeps no pixels. Photographs are decoded and effects run by processes of their own,
-// as in a batch, so that a damaged file or a library that ends its process ends no more than an attempt.
+// This process serves the page and holds no pixels. Photographs are decoded and effects run in separate processes, as
+// in a batch, so that a damaged file or a crashing library only makes one attempt fail.
 #include <fcntl.h>
 #include <spawn.h>
 #include <unistd.h>
@@ -53,12 +53,12 @@ std::vector<std::string> FindPhotos(const PreviewOptions& options) {
     ThrowUsage(kFinding, "there are no pictures in the folder" + (others.empty() ? "" : "; " + others));
 }
 
-// The page's files lie beside the models, in the build tree as in an installation.
+// The page's files are next to the models, in the build tree as in an installation.
 Core::ioPath GetPageFolder() {
     return (Proc::GetPluginDirectory().parent_path() / KALVATRI_PREVIEW_SUBDIR).lexically_normal();
 }
 
-// Leaves the browser to itself. Without a screen a browser for terminals would take over this one.
+// Starts the browser detached. Without a graphical session a text browser would take over this terminal.
 void OpenInBrowser(const std::string& address) {
     if (std::getenv("DISPLAY") == nullptr && std::getenv("WAYLAND_DISPLAY") == nullptr) return;
     posix_spawn_file_actions_t actions;
@@ -93,7 +93,7 @@ void RunPreview(const PreviewOptions& options) {
     WebServer server(api, GetPageFolder(), options.port);
     std::cout << "The preview is at " << server.GetAddress() << " until Ctrl-C ends it" << std::endl;
     const std::future<void> serving = std::async(std::launch::async, [&] { server.Run(); });
-    // The first photograph is read while the browser starts.
+    // Read the first photograph while the browser starts.
     const std::future<void> reading = std::async(std::launch::async, [&] {
         queue.Ask(Lane::Main, kPhoto, {{"photo", 0}});
     });
@@ -104,8 +104,8 @@ void RunPreview(const PreviewOptions& options) {
             throw CommandError(ExitCode::Failed, "serving the page", "the system accepts no further connections");
         queue.Tend();
     }
-    // Connections that browsers keep open, and effects in the middle of their work, would be waited for. What is shown
-    // needs no end; results that are being written leave nothing behind.
+    // Leaving normally would wait for idle browser connections and running effects. Rendering for display needs no
+    // clean-up, and results that are being written leave nothing behind.
     jobs.Stop();
     Io::PendingFile::AbandonAll();
     std::cout.flush();

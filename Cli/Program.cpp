@@ -24,7 +24,7 @@ namespace {
 
 constexpr char kInput[] = "-i,--input", kOutput[] = "-o,--output";
 
-// glog writes to stderr alone, and that only when asked to.
+// glog writes only to stderr, and only when asked to.
 void StartLogging(bool isVerbose) {
     constexpr int kEffectLogLevel = 30;
     FLAGS_logtostderr = true;
@@ -33,14 +33,14 @@ void StartLogging(bool isVerbose) {
     google::InitGoogleLogging("kalvatri");
 }
 
-// A value that is not empty, which would else be as good as none.
+// An option value that must not be empty, which would otherwise count as unset.
 template <class Text>
 CLI::Option* AddText(CLI::App& command, const std::string& names, Text& target, const std::string& help) {
     const auto check = [](const std::string& text) { return text.empty() ? "the value is empty" : ""; };
     return command.add_option(names, target, help)->check(check);
 }
 
-// A value that `parse` takes or refuses with an exception.
+// An option value that `parse` accepts or rejects with an exception.
 template <class Parse>
 CLI::Option* AddParsed(CLI::App& command, const std::string& name, const std::string& help, Parse parse) {
     const auto checked = [parse, name](const std::string& text) {
@@ -53,8 +53,8 @@ CLI::Option* AddParsed(CLI::App& command, const std::string& name, const std::st
     return command.add_option_function<std::string>(name, checked, help);
 }
 
-// A whole number in decimal digits. The command line library would also take 0x10, -1 as 2^64 - 1, and an empty text as
-// 0.
+// A whole number in decimal digits. The command line library would also accept 0x10, -1 as 2^64 - 1, and an empty text
+// as 0.
 template <class Number>
 CLI::Option* AddNumber(CLI::App& command, const std::string& names, Number& target, std::int64_t min, std::int64_t max,
                        const std::string& help) {
@@ -70,7 +70,7 @@ CLI::Option* AddNumber(CLI::App& command, const std::string& names, Number& targ
     return command.add_option_function<std::string>(names, parse, help);
 }
 
-// A field of settings, which are checked as everywhere.
+// An option that sets a settings field, with the usual checks.
 void AddSetting(CLI::App& command, const std::string& name, Orvexa::Proc::Settings& settings, const std::string& key,
                 const std::string& help) {
     const auto parse = [&settings, key, name](const std::string& text) {
@@ -180,7 +180,7 @@ void AddBatchOptions(CLI::App& command, BatchOptions& options) {
     command.add_flag("--dry-run", options.isDryRun, "Say what would be done");
     command.add_flag("--json", options.isJson, "Print a report as JSON");
     AddChainOptions(command, options, "IN");
-    // The help would not fit into a screen any more; that of apply shows them.
+    // Hidden so that the help fits on one screen; that of apply shows them.
     for (const char* const option : {"--raw-white-balance", "--raw-brightness"}) command.get_option(option)->group("");
 }
 
@@ -220,7 +220,7 @@ std::string Description(const CLI::ParseError& error) {
     return text.substr(0, text.find('\n')) + " (--help shows the usage)";
 }
 
-// Shows each command's usage as it was given to AddCommand.
+// Shows each command's usage line as passed to AddCommand.
 class HelpFormatter : public CLI::Formatter {
 public:
     std::map<std::string, std::string> usages;
@@ -313,11 +313,11 @@ struct Program {
                            (nearest.empty() ? "; the commands are " + CLI::detail::join(names, ", ")
                                             : "; did you mean " + nearest + "?"));
         }
-        // Of a batch's two lists the library is given the first.
+        // For a batch, the library parses only the arguments before "--".
         const auto mark = word == "batch" ? std::find(arguments.begin(), arguments.end(), "--") : arguments.end();
         if (mark != arguments.end()) batch.chain.assign(mark + 1, arguments.end());
         app.parse(std::vector<std::string>(std::make_reverse_iterator(mark),
-                                           arguments.rend()));  // it takes them from the back
+                                           arguments.rend()));  // it takes them from the end
     }
 
 private:
@@ -365,7 +365,7 @@ int RunProgram(const std::vector<std::string>& arguments) {
             program.Parse(arguments);
         } catch (const CLI::ParseError& error) {
             if (error.get_exit_code() != 0) ThrowUsage(kReadingCommandLine, Description(error));
-            program.app.exit(error);  // help or version were asked for
+            program.app.exit(error);  // help or version was requested
         }
         if (program.run != nullptr) {
             StartLogging(program.common->isVerbose);

@@ -5,7 +5,7 @@
 
 namespace Kalvatri {
 
-/// Runs the program with the arguments that follow its name; errors go to stderr, the result is the exit code.
+/// Runs the program with the arguments that follow its name; prints errors to stderr and returns the exit code.
 int RunProgram(const std::vector<std::string>& arguments);
 
 }  // namespace Kalvatri

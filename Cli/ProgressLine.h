@@ -1,17 +1,17 @@
-// One line on the terminal that tells how far the work has come.
+// A progress line on the terminal.
 #pragma once
 
 #include <string>
 
 namespace Kalvatri {
 
-/// A line behind stderr that is written over again and again; nothing where stderr is no terminal.
+/// A line on stderr that is overwritten repeatedly; does nothing if stderr is not a terminal.
 class ProgressLine {
 public:
     explicit ProgressLine(bool isWanted);
     ~ProgressLine() { Clear(); }
     void Show(const std::string& text);
-    /// Makes room for an ordinary line.
+    /// Clears the line so that ordinary output can follow.
     void Clear();
 
 private:

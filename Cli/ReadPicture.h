@@ -1,4 +1,4 @@
-// Pictures that the command line names.
+// Reading pictures named on the command line.
 #pragma once
 
 #include <optional>
@@ -10,18 +10,18 @@
 
 namespace Kalvatri {
 
-/// What messages call the file, or stdin for "-".
+/// The file's name as used in messages; stdin for "-".
 std::string InputName(const std::string& file);
 
-/// The options for camera raw files from their texts: camera, daylight or auto, and auto or a factor. Others throw
+/// Parse the options for camera raw files: camera, daylight or auto, and auto or a factor. Anything else throws
 /// `EffectException`.
 Orvexa::Io::RawOptions::WhiteBalance ParseRawWhiteBalance(const std::string& text);
 std::optional<double> ParseRawBrightness(const std::string& text);
 
-/// The options that differ from the defaults, as words of a command line.
+/// The options that differ from the defaults, as command-line arguments.
 std::vector<std::string> ReadOptionsToWords(const Orvexa::Io::ReadOptions& options);
 
-/// The picture in the file, or on stdin for "-". Failures throw `CommandError`.
+/// Reads the picture from the file, or from stdin for "-". Failures throw `CommandError`.
 Orvexa::Io::LoadedImage ReadPicture(const std::string& file, const Orvexa::Io::ReadOptions& options,
                                     const Orvexa::Proc::FactoryPtr& factory);
 

@@ -10,7 +10,7 @@ using namespace Orvexa;
 
 namespace {
 
-// The number that `text` is in JSON's own grammar, else `text` itself.
+// The number if `text` is one in JSON's grammar, else `text` itself.
 Json NumberOrText(const std::string& text) {
     const Json number = Json::parse(text, nullptr, false);
     return number.is_number() ? number : Json(text);
@@ -85,7 +85,7 @@ void SetFromJson(Proc::Settings& settings, const std::string& key, const Json& v
 
 namespace {
 
-// Whether it stands on one line: lists of numbers, of points and the like.
+// Whether a value is written on one line: lists of numbers, of points and the like.
 bool IsFlat(const Json& json) {
     return !json.is_structured() || json.empty() || (json.is_array() && std::all_of(json.begin(), json.end(), IsFlat));
 }

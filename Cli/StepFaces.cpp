@@ -38,7 +38,7 @@ PictureFaces PictureOf(const Json& json) {
             Proc::TextCodec<std::vector<Face>>::Parse(json.at(kFaces).dump())};
 }
 
-// Pictures with faces, one such picture, faces or one face.
+// Accepts several pictures with faces, one such picture, several faces or one face.
 std::vector<PictureFaces> PicturesOf(const Json& json) {
     std::vector<PictureFaces> pictures;
     if (IsPicture(json)) {
@@ -60,7 +60,7 @@ std::vector<PictureFaces> ReadFaces(const std::string& file) {
 
 std::string NameOf(const std::string& file) { return Core::ioPath(file).filename().string(); }
 
-// The entry for a picture: the only one, the one with the file's path, or the one with its name.
+// The entry for a picture: the only one, the one with the file's path, or the one with the file's name.
 const PictureFaces& FindPicture(const std::vector<PictureFaces>& pictures, const std::string& file) {
     if (pictures.size() == 1) return pictures.front();
     auto found = std::find_if(pictures.begin(), pictures.end(), [&](const auto& any) { return any.file == file; });

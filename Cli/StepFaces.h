@@ -1,4 +1,4 @@
-// Which faces the steps of a chain treat: those that were given, or those that are found in the picture.
+// Which faces the steps of a chain operate on: faces given by the user, or faces found in the picture.
 #pragma once
 
 #include <cstdint>
@@ -14,31 +14,31 @@ namespace Kalvatri {
 
 /// The faces of one picture as `kalvatri faces --json` prints them.
 struct PictureFaces {
-    std::string file;                     ///< empty if it is not known which picture they are of
-    std::uint32_t width = 0, height = 0;  ///< of that picture; 0 if not known
+    std::string file;                     ///< empty if it is unknown which picture they belong to
+    std::uint32_t width = 0, height = 0;  ///< of that picture; 0 if unknown
     std::vector<Orvexa::Proc::Face> faces;
 };
 
-/// What a step is told of faces beyond its settings.
+/// The faces given for a step in addition to its settings.
 struct FaceChoice {
-    std::uint32_t number = 0;  ///< of the only face to treat, 1 for the largest; 0 for all
+    std::uint32_t number = 0;  ///< of the only face to process, 1 for the largest; 0 for all
     std::vector<PictureFaces> given;
 };
 
-/// Takes the words face=N, face=RECORD and faces=FILE or RECORDS of a step that treats faces. False if the word is for
-/// the settings themselves. What is wrong with it throws `SettingsException`, and with the
-/// file `CommandError`.
+/// Handles the words face=N, face=RECORD and faces=FILE or RECORDS of a step that operates on faces. False if the word
+/// belongs to the settings themselves. An invalid word throws `SettingsException`, an invalid file `CommandError`.
 bool TakeFaceWord(FaceChoice& choice, const Orvexa::Proc::Settings& settings, std::string_view key,
                   const std::string& value);
-/// The words again, as members of a step in JSON.
+/// Adds these words to a step in JSON.
 void AddToJson(const FaceChoice& choice, Orvexa::Core::Json& step);
 
-/// Finds the faces of one picture on its way through a chain, and remembers them while it keeps its form.
+/// Finds the faces of one picture on its way through a chain, and caches them as long as the picture's geometry does
+/// not change.
 class FaceFinder {
 public:
     explicit FaceFinder(Orvexa::Proc::FactoryPtr factory) : factory_(std::move(factory)) {}
     void Forget() { faces_.reset(); }
-    /// The faces for a step, largest first, whose settings carry none. `file` is where the chain's picture came from.
+    /// The faces for a step whose settings carry none, largest first. `file` is where the chain's picture came from.
     std::vector<Orvexa::Proc::Face> GetFaces(const FaceChoice& choice, const Orvexa::Proc::FaceSettings& settings,
                                              const Orvexa::Proc::FramePtr& frame, const std::string& file);
 

@@ -10,7 +10,7 @@
 namespace Kalvatri {
 
 void RemoveIncompleteFilesOnSignals() {
-    // Those of POSIX and Linux whose default is to end the process, but for SIGKILL.
+    // The signals of POSIX and Linux whose default action ends the process, except SIGKILL.
     std::vector<int> signals = {SIGHUP,  SIGINT,    SIGQUIT, SIGILL,  SIGTRAP, SIGABRT, SIGBUS,  SIGFPE,
                                 SIGUSR1, SIGSEGV,   SIGUSR2, SIGPIPE, SIGALRM, SIGTERM, SIGXCPU, SIGSTKFLT,
                                 SIGXFSZ, SIGVTALRM, SIGPROF, SIGIO,   SIGPWR,  SIGSYS};
@@ -18,10 +18,10 @@ void RemoveIncompleteFilesOnSignals() {
     for (const int signal : signals) {
         struct sigaction action {};
         sigaction(signal, nullptr, &action);
-        if (action.sa_handler != SIG_DFL) continue;  // ignored, or a sanitizer's
+        if (action.sa_handler != SIG_DFL) continue;  // ignored, or handled by a sanitizer
         action.sa_handler = [](int received) {
             Orvexa::Io::PendingFile::AbandonAll();
-            raise(received);  // to be obeyed when the handler returns
+            raise(received);  // takes effect when the handler returns
         };
         action.sa_flags = static_cast<int>(SA_RESETHAND);
         sigaction(signal, &action, nullptr);

@@ -7,11 +7,11 @@
 
 namespace Kalvatri {
 
-/// Lets no signal that ends the process leave incomplete files behind, as far as it can be caught.
+/// Ensures that no catchable signal that ends the process leaves incomplete files behind.
 void RemoveIncompleteFilesOnSignals();
 
-/// Interrupt, terminate and hang-up are noted instead of obeyed as long as the object lives, unless they are ignored,
-/// as in the background.
+/// During the object's lifetime, interrupt, terminate and hang-up signals are recorded instead of ending the process,
+/// unless they are ignored, as for background jobs.
 class StopSignals {
 public:
     StopSignals();
@@ -27,9 +27,9 @@ private:
     struct sigaction before_[std::size(kSignals)]{};
 };
 
-/// Says `text` and ends the process from among its working threads, which cannot be stopped in the middle of an effect;
-/// their incomplete files must have been abandoned. The exit code is that of a process that `signal` ended: 130 for an
-/// interrupt.
+/// Prints `text` and ends the process while its worker threads are still running, since they cannot be stopped in the
+/// middle of an effect; their incomplete files must have been abandoned. The exit code is that of a process ended by
+/// `signal`: 130 for an interrupt.
 [[noreturn]] void EndBySignal(int signal, const std::string& text);
 
 }  // namespace Kalvatri

@@ -1,4 +1,4 @@
-// kalvatri suggest: a chain that levels and corrects a photograph, as two effects that look at it propose.
+// kalvatri suggest: a chain that levels and corrects a photograph, based on two effects that analyse it.
 #include <cmath>
 #include <initializer_list>
 #include <iomanip>
@@ -24,22 +24,22 @@ using namespace Orvexa;
 
 namespace {
 
-constexpr double kLeastAngle = 0.1;   // degrees; what is less tilted looks level
-constexpr double kLeastGain = 1.005;  // of the score; what gains less looks the same
+constexpr double kLeastAngle = 0.1;   // degrees; a smaller tilt is not visible
+constexpr double kLeastGain = 1.005;  // of the score; a smaller gain is not visible
 constexpr char kWriting[] = "writing ";
 
-// A chain that is worth a try, and how good the picture is that it makes.
+// A candidate chain, and the score of its result.
 struct Proposal {
     Json chain = Json::array();
     double score = 0;
 };
 
 struct Suggestion {
-    Proposal before, best;  // the same if nothing is better than the picture itself
+    Proposal before, best;  // equal if nothing scores higher than the picture itself
     std::optional<double> angle;
 };
 
-// Works on one picture, which it does not change.
+// Analyses one picture, which is not modified.
 class Adviser {
 public:
     Adviser(const SuggestOptions& options, Proc::FactoryPtr factory)
@@ -51,7 +51,7 @@ public:
         suggestion.best = suggestion.before;
         suggestion.angle = FindAngle(picture);
         const Json rotation = Rotation(suggestion.angle.value_or(0));
-        // Adjustments are those of the picture that the rotation leaves, which may be cut out of brighter borders.
+        // Adjustments are computed for the rotated picture, from which brighter borders may have been cropped.
         Json levelled = rotation;
         for (Json& step : Adjustments(Run(rotation, picture))) levelled.push_back(std::move(step));
         for (const Json& chain : {levelled, Adjustments(picture), rotation}) {
@@ -88,7 +88,7 @@ private:
         return chain;
     }
 
-    // The corrections in the order in which the values were found good, those that change nothing left out.
+    // The corrections in the order in which their values were estimated, omitting those without effect.
     Json Adjustments(const Proc::FramePtr& picture) const {
         const auto found = FindingsOf<Proc::SettingsEffectDeepAdjuster>(picture);
         Json chain = Json::array();
@@ -130,7 +130,7 @@ std::string Rounded(double value) {
     return text.str();
 }
 
-// A recipe that runs in any case: an effect that changes nothing stands for nothing to be done.
+// A valid recipe in any case: if there is nothing to do, an effect that changes nothing.
 std::string RecipeOf(const Json& chain) {
     return FormatJson(chain.empty() ? Json::array({{{"effect", "EmptyEffect"}}}) : chain) + '\n';
 }

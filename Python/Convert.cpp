@@ -17,7 +17,7 @@ constexpr char kShapes[] = "a picture is an array of uint8 in the shape H x W, H
 
 std::string TextOf(const py::handle& object) { return py::str(object).cast<std::string>(); }
 
-// Arrays of pictures that are not RGB have the shapes of those that are.
+// PIL images in other modes can have arrays of the same shape as RGB ones.
 void CheckMode(const py::handle& object, const std::string& doing) {
     if (!py::hasattr(object, "mode") || py::isinstance<py::array>(object)) return;
     const std::string mode = TextOf(object.attr("mode"));
@@ -49,7 +49,7 @@ Layout GetLayout(const py::array& array, const std::string& doing) {
             static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height), channels};
 }
 
-// Whether the pixels of a row follow each other, and the rows.
+// Whether the pixels of each row are contiguous, and the rows are in order.
 bool IsInOrder(const py::array& array, const Layout& layout) {
     const bool isPacked = layout.channels == 1 || array.strides(2) == 1;
     const bool isRow = layout.width == 1 || array.strides(1) == layout.channels;
@@ -68,7 +68,7 @@ Core::ioPath ToPath(const py::handle& object) {
 Core::Json ToJson(const py::handle& object, const std::string& what) {
     if (py::isinstance<py::bool_>(object)) return object.cast<bool>();
     if (py::isinstance<py::int_>(object)) {
-        // Beyond 64 bits the text says the same to people.
+        // An integer beyond 64 bits is represented by its text.
         const auto number = py::reinterpret_steal<py::object>(PyNumber_Long(object.ptr()));
         int overflow = 0;
         const long long value = PyLong_AsLongLongAndOverflow(number.ptr(), &overflow);
@@ -77,7 +77,7 @@ Core::Json ToJson(const py::handle& object, const std::string& what) {
     if (py::isinstance<py::float_>(object)) return object.cast<double>();
     if (py::isinstance<py::str>(object)) return object.cast<std::string>();
     if (py::hasattr(object, "__fspath__")) return ToPath(object).string();
-    if (py::hasattr(object, "tolist")) return ToJson(object.attr("tolist")(), what);  // numpy's arrays and numbers
+    if (py::hasattr(object, "tolist")) return ToJson(object.attr("tolist")(), what);  // numpy's arrays and scalars
     if (py::isinstance<py::dict>(object)) {
         Core::Json json = Core::Json::object();
         for (const auto& [key, value] : py::reinterpret_borrow<py::dict>(object))
@@ -127,7 +127,7 @@ Proc::FramePtr ToFrame(const py::handle& object, const Proc::FrameAllocator& all
     if (!IsInOrder(array, layout)) array = py::array_t<std::uint8_t, py::array::c_style>::ensure(array);
     if (!array) throw py::error_already_set();
     const auto stride = layout.height == 1 ? layout.width * layout.channels : array.strides(0);
-    // Never written into: the frame counts as shared. An effect that remembers it may let go of it on any thread.
+    // Never written to: the frame counts as shared. An effect that retains it may release it on any thread.
     auto* const pixels = const_cast<std::uint8_t*>(static_cast<const std::uint8_t*>(array.data()));
     std::shared_ptr<std::uint8_t> kept(pixels, [owner = array.release().ptr()](std::uint8_t*) {
         if (!Py_IsInitialized()) return;

@@ -1,4 +1,4 @@
-// The Python module: the pieces of the command line, for arrays instead of files.
+// The Python module: the functions of the command line, for arrays instead of files.
 #include <glog/logging.h>
 
 #include <memory>

@@ -80,7 +80,7 @@ void PythonChain::AddInputs(Json& step, const py::handle& inputs) {
         if (const Core::ioPath file = ToPath(input); !file.empty()) {
             step[kWith].push_back(file.string());
         } else {
-            // No file has a name with a character of the code 0.
+            // No file name can contain a null character.
             const std::string name = "array " + std::to_string(inputs_.size() + 1) + '\0';
             inputs_[name] = ToFrame(input, *session_.allocator, "reading the further picture");
             step[kWith].push_back(name);
@@ -115,7 +115,7 @@ Pictures PythonChain::RunUnlocked(Pictures pictures, const py::object& progress)
         const py::gil_scoped_release unlocked;
         const std::lock_guard turn(turn_);
         progress_->Start();
-        // The work is done by a second thread, so that this one can ask for signals, which Python tells the main
+        // The work runs on a second thread, so that this one can check for signals, which Python delivers to the main
         // thread.
         std::future<Pictures> work = std::async(std::launch::async, [&] {
             if (!runner_) {
@@ -142,7 +142,7 @@ Pictures PythonChain::RunUnlocked(Pictures pictures, const py::object& progress)
             results = work.get();
             notes = runner_->GetNotes();
         } catch (...) {
-            runner_.reset();  // effects may have stopped in the middle of something
+            runner_.reset();  // effects may have been interrupted in an inconsistent state
             if (!raised) throw;
         }
     }

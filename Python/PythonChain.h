@@ -1,4 +1,4 @@
-// A chain of effects as Python's programs give it.
+// A chain of effects as Python programs specify it.
 #pragma once
 
 #include <atomic>
@@ -15,7 +15,7 @@
 
 namespace Kalvatri::Python {
 
-/// Remembers how far a run has come, for whoever asks, and lets it be cancelled.
+/// Records the progress of a run for polling, and lets it be cancelled.
 class RunProgress : public Orvexa::Core::IProgressController {
 public:
     void SetStage(std::string_view name) override;
@@ -38,16 +38,16 @@ private:
 
 class PythonChain {
 public:
-    /// `steps`: a name, a dictionary with the name under "effect", the settings under their keys and further pictures
-    /// under "inputs", or a list of both.
+    /// `steps`: a name; a dictionary with the name under "effect", the settings under their keys and further pictures
+    /// under "inputs"; or a list of these.
     PythonChain(const py::object& steps, bool isStrict);
     PythonChain(const PythonChain&) = delete;
     PythonChain& operator=(const PythonChain&) = delete;
 
-    /// Runs on an array, or on a list of them where the first effect takes many pictures. The interpreter's lock is
-    /// given back meanwhile; runs of one chain wait for each other. `progress` is None or called with a stage's name
-    /// and the fraction of it that is done, about twenty times a second. What it raises cancels the run, as an
-    /// interrupt does.
+    /// Runs on an array, or on a list of them if the first effect takes many pictures. The interpreter's lock is
+    /// released meanwhile; runs of one chain wait for each other. `progress` is None or is called with a stage's name
+    /// and its fraction done, about twenty times a second. An exception that it raises cancels the run, as an interrupt
+    /// does.
     py::object Run(const py::object& pictures, const py::object& progress);
 
 private:

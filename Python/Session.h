@@ -1,4 +1,4 @@
-// What the module's functions share.
+// State shared by the module's functions.
 #pragma once
 
 #include "Cli/Catalogue.h"
@@ -6,7 +6,7 @@
 
 namespace Kalvatri::Python {
 
-/// The effects, loaded with the first one that is asked for. They stay until the process ends.
+/// The effects, loaded on first use. They stay loaded until the process ends.
 struct Session {
     boost::intrusive_ptr<Orvexa::Proc::FrameAllocator> allocator;
     Orvexa::Proc::FactoryPtr factory;

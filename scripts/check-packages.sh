@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Makes the Debian packages, checks them with lintian, installs them into a root of Debian's smallest system, and runs
-# the README's examples, completion, the manual page and the Python module there.
+# Builds the Debian packages, checks them with lintian, installs them into a minimal Debian system, and tests the
+# README's examples, completion, the manual page and the Python module there.
 #   scripts/check-packages.sh [ROOT]     a folder for that system, kept afterwards; default: one that is removed
 # Needs root, lintian and mmdebstrap (or debootstrap), and Debian's archive.
 set -euo pipefail
@@ -49,7 +49,7 @@ mount -t proc proc "$root/proc"
 mount --bind /dev "$root/dev"
 mount --bind /dev/pts "$root/dev/pts"
 inside() { chroot "$root" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 HOME=/root DEBIAN_FRONTEND=noninteractive "$@"; }
-# Smallest systems leave manual pages out.
+# Minimal systems exclude manual pages.
 rm -f "$root/etc/dpkg/dpkg.cfg.d/docker"
 inside apt-get update -q
 inside bash -c 'apt-get install -y -q --no-install-recommends ./packages/*.deb bash-completion man-db python3-pil'

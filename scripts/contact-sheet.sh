@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs every effect on two photographs and lays the results out on one sheet.
+# Runs every effect on two photographs and arranges the results on one sheet.
 #   scripts/contact-sheet.sh [KALVATRI] [SHEET]     defaults: build/release/bin/kalvatri, demo/contact-sheet.png
 set -euo pipefail
 cd "$(dirname "$0")/.."

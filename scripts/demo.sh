@@ -30,7 +30,7 @@ show() {  # PHOTO BEFORE NAME STEP...
     echo "<figure><img src=\"$before\" alt=\"before\"> <img src=\"$name.jpg\" alt=\"after\"><figcaption><code>$step</code></figcaption></figure>" >> demo/index.html
 }
 
-# One line an example: the file's name, then what is asked of kalvatri.
+# One example per line: the file's name, then the arguments for kalvatri.
 while read -r name step; do
     [ -n "$name" ] || continue
     # shellcheck disable=SC2086  # the step is several words on purpose
@@ -45,7 +45,7 @@ sketch Sketch
 paint OilPaint Vignette
 EXAMPLES
 
-# A photo without a face leaves the faces to a sample.
+# If the photo has no face, the face effects use a sample.
 portrait=$photo
 [[ $("$kalvatri" faces "$photo") != *": no faces" ]] || portrait=samples/astronaut.png
 "$kalvatri" apply -q -i "$portrait" -o demo/before-face.jpg EmptyEffect

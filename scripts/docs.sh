@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Writes docs/effects.md, the reference of all effects, and the table of effects in README.md from what the effects say
-# of themselves.
+# Writes docs/effects.md, the reference of all effects, and the table of effects in README.md. Both are generated from
+# the effects' settings declarations.
 #   scripts/docs.sh [KALVATRI]     default: build/release/bin/kalvatri
 set -euo pipefail
 cd "$(dirname "$0")/.."

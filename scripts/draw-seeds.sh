@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
-# Draws the strokes on the sample photographs that tell subject (255) from background (128) for Segmentation.
+# Draws strokes on the sample photographs that mark subject (255) and background (128) for Segmentation.
 #   scripts/draw-seeds.sh [FOLDER]     default: samples/seeds
 set -euo pipefail
 cd "$(dirname "$0")/.."
 folder=${1:-samples/seeds}
 mkdir -p "$folder"
 
-# strokes NAME SUBJECT BACKGROUND: polylines as "x,y x,y ...", several apart by ";"
+# strokes NAME SUBJECT BACKGROUND: polylines as "x,y x,y ...", separated by ";"
 strokes() {
     local name=$1 part drawing=()
     local size

@@ -1,7 +1,7 @@
-# For the scripts that run every effect: settings that show what an effect does, where its defaults leave a photograph
-# as it is. Effects that are not listed run with their defaults. To be sourced by bash.
+# For the scripts that run every effect: settings that make an effect visible where its defaults leave a photograph
+# unchanged. Effects that are not listed run with their defaults. To be sourced by bash.
 
-# A face of 100 pixels, drawn by hand, for pictures of 257 x 193 or more; without blanks.
+# A hand-made face of 100 pixels, for pictures of at least 257 x 193; without spaces.
 face='{"rectangle":[69,47,181,166],"outline":[[77,76],[78,92],[81,107],[85,120],[91,133],[98,143],[107,150],'
 face+='[116,154],[125,156],[134,154],[143,150],[152,143],[159,133],[165,120],[169,107],[172,92],[173,76]]'
 face+=',"brows":[[[87,63],[93,58],[101,57],[109,58],[115,62]],[[135,62],[141,58],[149,57],[157,58],'
@@ -33,7 +33,7 @@ declare -A settings=(
     [WhiteBalance]="color=#c8b496"
 )
 
-# Names of all effects of the program KALVATRI that the command line offers, without the host's own steps.
+# The names of all effects that the program KALVATRI offers on the command line, without the host's own steps.
 list_effects() { # KALVATRI
     "$1" list --json | awk -F'"' '$2 == "effect" { name = $4 } $2 == "group" && $4 != "Host" { print name }' |
         grep -vx Custom

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds the fuzzers with clang, the address and the undefined behaviour sanitizer, and
-# searches with each.
+# Installs what is missing, builds the fuzzers with clang and the address and undefined behaviour sanitizers, and runs
+# each of them.
 #   scripts/fuzz.sh MINUTES [FUZZER]    MINUTES for each of ChainFuzzer and ImageFuzzer, or for the one named
-# What it learns stays in build/fuzz/corpus for the next time. An input that breaks a fuzzer is left in build/fuzz/found
-# and goes, when its fault is mended, into Tests/Fuzz/Corpus, over which every run of the tests goes.
+# The corpus is kept in build/fuzz/corpus for the next run. An input that crashes a fuzzer is written to
+# build/fuzz/found; once its fault is fixed, it belongs in Tests/Fuzz/Corpus, which every test run replays.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 minutes=${1:?the minutes for each fuzzer are missing}
@@ -15,8 +15,8 @@ export CCACHE_BASEDIR="$PWD" CCACHE_NOHASHDIR=true
 cmake --preset fuzz -DCMAKE_CXX_COMPILER_LAUNCHER=ccache > /dev/null
 cmake --build --preset fuzz --target "${fuzzers[@]}"
 
-# The codecs are not built with the sanitizers, so that their leaks cannot be told from kept memory; the tests look for
-# ours.
+# The codecs are not built with the sanitizers, so their leaks cannot be distinguished from cached memory; the tests
+# check for ours.
 export ASAN_OPTIONS="detect_leaks=0:allocator_may_return_null=1" UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
 mkdir -p build/fuzz/found
 status=0

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that the build, the tests, the demo and the benchmarks need, those that are missing only.
-#   scripts/install-packages.sh [PACKAGE]...    and these
+# Installs the Debian packages needed by the build, the tests, the demo and the benchmarks, unless they are installed.
+#   scripts/install-packages.sh [PACKAGE]...    additional packages
 set -euo pipefail
 
 packages=(

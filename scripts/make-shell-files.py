@@ -76,7 +76,7 @@ def values_of(option, formats):
         return FILES
     if value == "DIR":
         return FOLDERS
-    # Numbers, such as 1..100, and sizes are left to the user.
+    # Numbers, such as 1..100, and sizes are not completed.
     return value.split("|") if re.fullmatch(r"[a-zX]+(\|[a-zX]+)+", value) else []
 
 

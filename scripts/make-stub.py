@@ -122,7 +122,7 @@ def main(path):
                 continue
             effect["takesFaces"] = entry["group"] == "Faces"
             declared.append(declare(effect))
-        # The overloads of a function have to follow each other.
+        # The overloads of a function must be adjacent.
         classes, applies, steps = zip(*declared)
         out.writelines(classes + applies)
         out.write('\n@overload\ndef apply(array: Union[Picture, Sequence[Picture]], effect: Union[Chain, Sequence[Union[str, '

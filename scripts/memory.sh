@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Measures the peak memory of every effect from file to file at 24 megapixels, for pictures of 3 and of 4 bytes a pixel,
-# and compares it with what the effect's settings class declares: bytes per pixel above what the program takes for a
-# tiny picture. Effects that work on large pictures at a reduced size are measured at the largest size that they do not
-# reduce.
+# Measures the peak memory of every effect from file to file at 24 megapixels, for pictures of 3 and 4 bytes per pixel,
+# and compares it with the value declared in the effect's settings class: bytes per pixel beyond what the program needs
+# for a tiny picture. Effects that process large pictures at reduced size are measured at the largest size that they do
+# not reduce.
 #   scripts/memory.sh [KALVATRI]     default: build/release/bin/kalvatri
 set -euo pipefail
 cd "$(dirname "$0")/.."

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Prints what the effects with neural networks reach, as a table: each goal, what the program makes of damaged copies of
-# photographs that no training saw, and what a peer without a network makes of them.
+# Prints a table of results of the effects with neural networks: each goal, the program's result on degraded copies of
+# photographs excluded from training, and that of a conventional method.
 #   scripts/models-table.sh [PROGRAM]      default: build/release/bin/kalvatri
 set -euo pipefail
 cd "$(dirname "$0")/.."

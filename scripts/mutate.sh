@@ -1,17 +1,17 @@
 #!/usr/bin/env bash
-# Checks that the tests bite: puts the faults of Tests/Mutations.txt into a copy of the sources, one at a time, builds
-# what each touches and runs its tests. Prints which faults survive; exit code 1 if any does. Takes about a minute per
-# fault.
+# Checks that the tests detect faults: applies the faults in Tests/Mutations.txt to a copy of the sources, one at a
+# time, builds what each affects and runs its tests. Prints the faults that survive; the exit code is 1 if there are
+# any. Takes about a minute per fault.
 #   scripts/mutate.sh [PATTERN]     only faults whose line matches the pattern
 set -euo pipefail
 cd "$(dirname "$0")/.."
 pattern=${1:-.}
-# Laid out like this tree and its release build, so that a compiler cache knows the objects without a fault.
+# Laid out like this tree and its release build, so that a compiler cache can reuse the objects without faults.
 copy=$PWD/build/mutate
 build=$copy/build/release
 log=$copy/log
 mkdir -p "$copy"
-# What an earlier run left, of a fault or of a file that is gone, goes.
+# Removes leftovers of an earlier run: faults, and files that no longer exist.
 (cd "$copy" && find . -path ./build -prune -o -type f -print) | sed 's|^\./||' | sort |
     comm -23 - <(git ls-files | sort) | (cd "$copy" && xargs -r -d '\n' rm)
 git ls-files -z | while IFS= read -r -d '' file; do

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Damages parts of the sample photographs and lays them out before and after each neural effect, pixel for pixel.
+# Degrades parts of the sample photographs and shows them before and after each neural effect, pixel for pixel.
 #   scripts/neural-sheet.sh [KALVATRI] [SHEET]     defaults: build/release/bin/kalvatri, demo/neural-sheet.png
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -12,7 +12,7 @@ trap 'rm -rf "$scratch"' EXIT
 
 number=100
 side=256
-# A pair of tiles: the left one as it was, or enlarged by a filter where the effect enlarges, the right one after the chain.
+# A pair of tiles: on the left the input, enlarged by a filter if the effect enlarges, on the right the chain's result.
 pair() { # TITLE BEFORE CHAIN...
     local title=$1 before=$2
     shift 2

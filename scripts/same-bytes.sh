@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Checks that results depend neither on the processor's vector instructions nor on the number of threads: runs every
-# effect on pictures of several formats and odd sizes, as it comes and in each of the ways listed below, and compares
-# digests of the results. Networks round as OpenCV's instructions do, so effects that ask them are compared only where
-# those are the same.
+# effect on pictures of several formats and odd sizes, by default and in each of the configurations listed below, and
+# compares digests of the results. The rounding of networks depends on OpenCV's instructions, so effects that use them
+# are compared only where those are the same.
 #   scripts/same-bytes.sh [KALVATRI]     default: build/release/bin/kalvatri
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -11,7 +11,7 @@ scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 . scripts/effect-settings.sh
 
-# name, then what is set in the environment, then options of `kalvatri apply`
+# name, then environment variables, then options of `kalvatri apply`
 opencv=OPENCV_CPU_DISABLE=SSE4.1,SSE4.2,AVX,FP16,AVX2,FMA3,AVX512-SKX
 highway=ORVEXA_VECTORS=baseline
 library=GLIBC_TUNABLES=glibc.cpu.hwcaps=-SSE4_1,-SSE4_2,-AVX,-AVX2,-FMA,-FMA4,-AVX512F,-AVX512VL,-AVX512BW,-ERMS,-FSRM
@@ -38,7 +38,7 @@ for picture in rgb rgba; do
         threshold=1.01
 done
 
-# A line is the name of a result, then the arguments of `kalvatri apply` for it.
+# Each line is the name of a result, followed by the arguments of `kalvatri apply` for it.
 for picture in "${pictures[@]}"; do
     IFS='|' read -r name file options <<< "$picture"
     read -r width height < <(identify -format '%w %h\n' "$scratch/$file.tif")

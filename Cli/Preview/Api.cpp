@@ -30,7 +30,7 @@ namespace {
 constexpr char kNaming[] = "naming the file";
 constexpr char kJsonType[] = "application/json", kBytesType[] = "application/octet-stream";
 
-// Of a request that is answered by a status other than those of a command's errors.
+// For requests answered with another status than that of a command's errors.
 class StatusError : public CommandError {
 public:
     StatusError(int status, const std::string& doing, const std::string& description)
@@ -68,7 +68,7 @@ std::optional<std::uint64_t> ParseNumber(std::string_view text) {
 }
 
 std::uint32_t SideMember(const Json& view, const char* key) {
-    constexpr double kMaxSide = 8192;  // pixels of a screen
+    constexpr double kMaxSide = 8192;  // screen pixels
     return static_cast<std::uint32_t>(std::lround(NumberMember(view, key, 1, kMaxSide)));
 }
 
@@ -87,7 +87,7 @@ void TakeView(RenderRequest& request, const Json& json) {
                         NumberMember(view, "width", kSmallest, kFar), NumberMember(view, "height", kSmallest, kFar)};
 }
 
-// Head, length first and padded so that the pixels are aligned, and pixels.
+// The head, preceded by its length and padded to align the pixels, and the pixels.
 std::string Pack(const WorkerAnswer& answer) {
     std::string head = Dump(answer.head);
     head.append((4 - head.size() % 4) % 4, ' ');
@@ -201,7 +201,7 @@ ApiReply Api::Render(const Json& json) {
     const std::string lane = TextMember(json, "lane");
     if (lane != "main" && lane != "thumbnail")
         ThrowUsage(kReadingRequest, "\"lane\" must be \"main\" or \"thumbnail\"");
-    constexpr double kMaxSequence = 9007199254740992.0;  // what a page can count to
+    constexpr double kMaxSequence = 9007199254740992.0;  // 2^53, up to which JavaScript counts exactly
     const RequestSequence sequence{TextMember(json, "client"), NumberMember(json, "sequence", 0, kMaxSequence)};
     const WorkerAnswer answer =
         queue_.Ask(lane == "main" ? Lane::Main : Lane::Thumbnail, kRender, ToMessage(request), sequence);
@@ -362,7 +362,7 @@ void Api::CheckFree(const std::string& target, bool isOverwriting) const {
     if (!isOverwriting) ThrowUsage(kNaming, target + " exists already");
 }
 
-// Pictures that the page has made are written beside `target`, so that a command can name them.
+// Writes uploaded pictures next to `target`, so that a command can name them.
 void Api::WriteUploads(Chain& chain, const std::string& target) const {
     const Pictures uploads = GetUploads(chain);
     std::map<std::string, std::string> names;

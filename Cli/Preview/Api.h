@@ -1,4 +1,4 @@
-// What the page may ask for, apart from its own files.
+// The requests that the page may make, apart from its own files.
 #pragma once
 
 #include <cstddef>
@@ -27,15 +27,15 @@ struct ApiReply {
     std::string body;
 };
 
-/// Safe to use from several threads.
+/// Thread safe.
 class Api {
 public:
     /// The references must outlive the object.
     Api(const PreviewWork& work, RenderQueue& queue, Jobs& jobs);
 
-    /// Of a request with that path, in bytes.
+    /// The size limit in bytes for the body of a request with that path.
     static std::size_t GetMaxBody(std::string_view path);
-    /// Never throws but for want of memory: what is wrong is in the reply, {"error": one line}.
+    /// Never throws except for lack of memory: errors are in the reply, {"error": one line}.
     ApiReply Answer(const ApiRequest& request);
 
 private:
@@ -56,7 +56,7 @@ private:
     std::size_t CheckPhoto(std::int64_t number) const;
     Chain GetChain(const Json& json) const;
     Pictures GetUploads(const Chain& chain) const;
-    /// With the names of files in place of uploads' and photographs'.
+    /// Replaces the names of uploads and photographs by those of files.
     Json MakeFileChain(Chain chain, const Pictures& uploads) const;
     std::string GetOutput(const std::string& target) const;
     void CheckFree(const std::string& target, bool isOverwriting) const;

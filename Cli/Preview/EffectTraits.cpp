@@ -37,7 +37,7 @@ std::optional<int> BlurMargin(const Settings& settings) {
 
 std::optional<int> MorphologyMargin(const Settings& settings) {
     const auto& morphology = As<Proc::SettingsEffectMorphology>(settings);
-    constexpr int kPasses = 2;  // of opening and closing
+    constexpr int kPasses = 2;  // opening and closing
     return kPasses * morphology.GetSize() * static_cast<int>(morphology.GetIterations());
 }
 
@@ -51,7 +51,7 @@ constexpr std::string_view kNetwork = "its network looks at the reduced picture"
 constexpr std::string_view kFaces = "faces are looked for in the reduced picture";
 constexpr std::string_view kEdges = "edges are looked for in the reduced picture";
 constexpr std::string_view kUnknown = "what it does at other sizes is not known";
-constexpr double kSlow = 0.3, kNetworkTime = 1.5;  // seconds a megapixel
+constexpr double kSlow = 0.3, kNetworkTime = 1.5;  // seconds per megapixel
 
 constexpr EffectTraits kTraits[] = {
     {"AutoEnhance", nullptr, kStatistics},
@@ -147,7 +147,7 @@ std::optional<int> GetMargin(const Chain& chain, bool isOpaque) {
     int sum = 0;
     for (const Step& step : chain) {
         const EffectTraits& traits = GetTraits(*step.effect);
-        // What comes before may make parts of the picture transparent.
+        // Earlier steps may make parts of the picture transparent.
         const bool isKnown = traits.margin != nullptr && (!traits.needsOpaque || (isOpaque && &step == &chain.front()));
         const std::optional<int> margin = isKnown ? traits.margin(*step.settings) : std::nullopt;
         if (!margin) return std::nullopt;

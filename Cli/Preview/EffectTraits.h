@@ -1,5 +1,5 @@
-// What a preview has to know of each effect: how much of the picture a part of its result needs, and whether a reduced
-// picture shows what the full one will.
+// What a preview needs to know about each effect: how much of the picture a part of its result depends on, and whether
+// a reduced picture looks like the full one.
 #pragma once
 
 #include <optional>
@@ -10,30 +10,30 @@
 namespace Kalvatri {
 
 struct EffectTraits {
-    /// How far beyond a part of the picture the pixels lie that decide on the same part of the result, in pixels; none
-    /// where all of them count.
+    /// How far beyond a part of the picture the same part of the result depends on pixels; none if it depends on all
+    /// of them.
     using Margin = std::optional<int> (*)(const Orvexa::Proc::Settings& settings);
-    /// How further pictures are reduced with the first one: masks of labels keep their values.
+    /// How further pictures are reduced along with the first one: label masks keep their values.
     enum class Reduction { Areas, Labels };
 
     std::string_view effect;
-    Margin margin;                   ///< null where all pixels count whatever the settings
-    std::string_view approximation;  ///< why the result at a reduced size is not the reduced result; empty if it is
-    double seconds = 0.02;           ///< that a megapixel takes on one processor, roughly, until it has been measured
+    Margin margin;                   ///< null if all pixels count, whatever the settings
+    std::string_view approximation;  ///< why a reduced preview is only approximate; empty if it is exact
+    double seconds = 0.02;           ///< rough estimate per megapixel on one processor, until measured
     Reduction further = Reduction::Areas;
     bool isPreviewed = true;   ///< whether the result is a picture that can be shown
-    bool needsOpaque = false;  ///< whether the margin is that of pictures without alpha
+    bool needsOpaque = false;  ///< the margin is valid only for pictures without alpha
 };
 
-/// The traits of an effect; for one that is not known, those that are right for all.
+/// The traits of an effect; for an unknown one, conservative traits that are right for all.
 const EffectTraits& GetTraits(const EffectEntry& effect);
-/// Whether there are traits for the effect itself.
+/// Whether the table has traits for this effect.
 bool HasTraits(const EffectEntry& effect);
 
-/// The margin of a whole chain on a picture that may have alpha; none where a step needs all pixels.
+/// The margin of a whole chain on a picture that may have alpha; none if a step depends on all pixels.
 std::optional<int> GetMargin(const Chain& chain, bool isOpaque);
 
-/// How many pictures the effect takes beyond the first: 0, 1 or, as "many", any number.
+/// The number of pictures that the effect takes beyond the first: 0, 1 or, for any number, "many".
 Json CountFurtherPictures(const EffectEntry& effect);
 
 }  // namespace Kalvatri

@@ -1,4 +1,4 @@
-// What chains have come to so far, and reduced photographs.
+// Caches intermediate results of chains, and reduced photographs.
 #pragma once
 
 #include <list>
@@ -11,8 +11,8 @@
 
 namespace Kalvatri {
 
-/// Keeps what was used last, within so many bytes of pixels. Safe to use from several threads. The pictures are shared:
-/// nobody may write into them.
+/// A least-recently-used cache with a limit on the bytes of pixels. Thread safe. The pictures are shared and must not
+/// be modified.
 class FrameCache {
 public:
     explicit FrameCache(std::size_t capacity) : capacity_(capacity) {}
@@ -29,8 +29,8 @@ private:
     void Remove(std::list<Entry>::iterator entry);
 
     const std::size_t capacity_;
-    std::mutex mutex_;          // guards what follows
-    std::list<Entry> entries_;  // used last first
+    std::mutex mutex_;          // guards the members below
+    std::list<Entry> entries_;  // most recently used first
     std::unordered_map<std::string, std::list<Entry>::iterator> places_;
     std::size_t bytes_ = 0;
 };

@@ -2,10 +2,10 @@
 
 namespace Kalvatri {
 
-/// How requests of the page end, in terms of RFC 9110.
+/// The status codes used in responses, as defined by RFC 9110.
 struct HttpStatus {
     static constexpr int kDone = 200;
-    static constexpr int kBadRequest = 400;  ///< wrong usage, settings that are not taken
+    static constexpr int kBadRequest = 400;  ///< wrong usage, invalid settings
     static constexpr int kNotFound = 404;
     static constexpr int kOutdated = 409;  ///< cancelled by a newer request
     static constexpr int kTooLarge = 413;

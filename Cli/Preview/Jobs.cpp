@@ -27,13 +27,13 @@ constexpr char kPhotos[] = "photos", kChain[] = "chain", kTarget[] = "target", k
                kError[] = "error", kErrors[] = "errors";
 constexpr char kRunning[] = "running", kFailed[] = "failed", kCancelled[] = "cancelled";
 
-// A message may have been read together with the one before it.
+// A message may have been read together with the previous one.
 bool HasMessage(Channel& channel) {
     pollfd waiting{channel.GetDescriptor(), POLLIN, 0};
     return channel.Take().has_value() || poll(&waiting, 1, 0) > 0;
 }
 
-// One job in its process.
+// One job, in its own process.
 class JobWork {
 public:
     JobWork(Channel& parent, const PreviewWork& work, const Json& request)
@@ -72,7 +72,7 @@ public:
                     Tell(++done, items, {{kError, report.error}});
                 }
             }
-            if (HasMessage(parent_)) return;  // that asks to end, or the parent's own end
+            if (HasMessage(parent_)) return;  // a request to end, or the parent has ended
         }
     }
 
@@ -124,7 +124,7 @@ Json ToMessage(const JobRequest& request) {
             {kTemplate, request.nameTemplate}, {kQuality, request.quality}, {kOverwriting, request.isOverwriting}};
 }
 
-// Messages speak of an upload's file; the page knows it by its name.
+// Messages mention an upload's file; the page knows it by its name.
 std::string WithNames(std::string text, const std::map<std::string, UploadPtr>& uploads) {
     for (const auto& [name, upload] : uploads) {
         const std::string path = upload->GetPath();
@@ -169,7 +169,7 @@ std::optional<std::uint64_t> Jobs::Start(const JobRequest& request, std::map<std
     return last_;
 }
 
-// The oldest ones that have ended.
+// Forgets the oldest jobs that have ended.
 void Jobs::Forget() {
     constexpr std::size_t kKept = 100;
     for (auto job = jobs_.begin(); jobs_.size() > kKept && job != jobs_.end();) {

@@ -1,4 +1,4 @@
-// Results that are written while the page goes on: one picture, or the whole batch.
+// Results that are written in the background: one picture, or a whole batch.
 #pragma once
 
 #include <cstdint>
@@ -20,33 +20,33 @@ namespace Kalvatri {
 
 struct JobRequest {
     std::vector<std::size_t> photos;
-    Json chain;                ///< as in a settings file, with the names of files
-    std::string target;        ///< name of the one result, or
-    std::string nameTemplate;  ///< of many
+    Json chain;                ///< as in a settings file, with file names
+    std::string target;        ///< name of a single result, or
+    std::string nameTemplate;  ///< for many results
     int quality = Orvexa::Io::WriteOptions().quality;
     bool isOverwriting = false;
 };
 
-/// The life of a process that works on one job, by the means of a batch.
+/// The main function of a process that runs one job, using the batch's machinery.
 void WorkOnJob(Channel& parent, const PreviewWork& work);
 
-/// Safe to use from several threads.
+/// Thread safe.
 class Jobs {
 public:
-    /// `work` is the processes' work in the nursery, which must outlive the object.
+    /// `work` is the index of the jobs' work in the nursery, which must outlive the object.
     Jobs(ProcessNursery& nursery, std::size_t work) : nursery_(nursery), work_(work) {}
     ~Jobs() { Stop(); }
     Jobs(const Jobs&) = delete;
     Jobs& operator=(const Jobs&) = delete;
 
-    /// Starts a job and returns its number; none when too many are running. `uploads` are what its chain uses, whose
-    /// names are given with their files.
+    /// Starts a job and returns its number; none if too many are running. `uploads` are the uploaded pictures that its
+    /// chain uses, by name; messages mention these names instead of files.
     std::optional<std::uint64_t> Start(const JobRequest& request, std::map<std::string, UploadPtr> uploads);
-    /// How far it is, null if there is no such job.
+    /// The job's state and progress; null if there is no such job.
     Json Describe(std::uint64_t number) const;
     /// False if there is no such job.
     bool Cancel(std::uint64_t number);
-    /// Cancels all and waits for their ends.
+    /// Cancels all jobs and waits for them to end.
     void Stop();
 
 private:
@@ -62,7 +62,7 @@ private:
 
     ProcessNursery& nursery_;
     const std::size_t work_;
-    mutable std::mutex mutex_;  // guards what follows
+    mutable std::mutex mutex_;  // guards the members below
     bool isStopped_ = false;
     std::uint64_t last_ = 0;
     std::map<std::uint64_t, std::unique_ptr<Job>> jobs_;

@@ -25,7 +25,7 @@ bool IsPictureName(std::string_view name) {
     return false;
 }
 
-// The only words of a step that would read a file while they are parsed.
+// The only words of a step whose parsing would read a file.
 void CheckFaceWords(const Json& step) {
     for (const char* const key : {"face", "faces"}) {
         const auto value = step.find(key);
@@ -83,7 +83,7 @@ void RenamePictures(Chain& chain, const std::function<std::string(const std::str
 
 void CheckTarget(const std::string& target) {
     constexpr char kNaming[] = "naming the file";
-    constexpr std::size_t kLongest = 200;  // bytes; file systems take 255, and temporary names are longer
+    constexpr std::size_t kLongest = 200;  // bytes; file systems allow 255, and temporary names are longer
     const auto isControl = [](unsigned char c) { return c < 0x20 || c == 0x7f; };
     if (target.empty()) ThrowUsage(kNaming, "a name is missing");
     if (target.size() > kLongest) ThrowUsage(kNaming, "the name is too long");

@@ -1,4 +1,4 @@
-// Chains that come from the page, which may name no files.
+// Chains sent by the page, which may not name files.
 #pragma once
 
 #include <functional>
@@ -9,18 +9,19 @@
 
 namespace Kalvatri {
 
-/// The chain that the page sent, of the form of a settings file. Its further pictures are "upload:N" or "photo:ID";
-/// whatever else would read a file (folders of models, files with faces) throws `CommandError`, as wrong settings do.
+/// Parses the chain sent by the page, in the form of a settings file. Its further pictures are "upload:N" or
+/// "photo:ID"; anything else that would read a file (folders of models, files with faces) throws `CommandError`, as
+/// wrong settings do.
 Chain ParsePageChain(const Catalogue& catalogue, const Json& json);
 /// The names of its further pictures.
 std::vector<std::string> GetPictureNames(const Chain& chain);
-/// The chain with other names for them.
+/// Renames its further pictures.
 void RenamePictures(Chain& chain, const std::function<std::string(const std::string&)>& rename);
 
-/// A name for a new file: no path, and nothing that is hidden. Throws `CommandError`.
+/// Throws `CommandError` unless `target` is a plain name for a new file: no path, and not hidden.
 void CheckTarget(const std::string& target);
 
-/// A word as a POSIX shell has to be given it.
+/// Quotes a word for a POSIX shell.
 std::string QuoteForShell(const std::string& word);
 
 }  // namespace Kalvatri

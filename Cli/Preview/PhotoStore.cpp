@@ -30,7 +30,7 @@ Proc::FramePtr PhotoStore::GetPicture(std::size_t photo) {
 }
 
 Proc::FramePtr PhotoStore::Read(std::size_t photo) {
-    picture_.reset();  // before there is memory for another
+    picture_.reset();  // frees its memory before the next one is read
     Io::LoadedImage image = ReadPicture(GetFile(photo), options_, factory_);
     const Conf::FrameInfo& info = image.frame->GetFrameInfo();
     PhotoInfo known{{info.width, info.height}, {}, std::move(image.notes), image.frame->GetPixFmt() != PixFmt::Rgba};

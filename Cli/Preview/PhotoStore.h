@@ -15,12 +15,12 @@ namespace Kalvatri {
 
 struct PhotoInfo {
     Orvexa::Io::ImageSize size;
-    std::vector<std::string> metadata;  ///< names of the kinds that the file has
+    std::vector<std::string> metadata;  ///< the kinds of metadata that the file has
     Orvexa::Io::Notes notes;
-    bool isOpaque = true;  ///< whether its pixels have no alpha
+    bool isOpaque = true;  ///< has no alpha channel
 };
 
-/// Reads photographs and keeps the last one at full size. Safe to use from several threads.
+/// Reads photographs and keeps the last one at full size. Thread safe.
 class PhotoStore {
 public:
     PhotoStore(std::vector<std::string> files, Orvexa::Io::ReadOptions options, Orvexa::Proc::FactoryPtr factory);
@@ -36,7 +36,7 @@ private:
     const std::vector<std::string> files_;
     const Orvexa::Io::ReadOptions options_;
     const Orvexa::Proc::FactoryPtr factory_;
-    std::mutex mutex_;  // guards what follows
+    std::mutex mutex_;  // guards the members below
     std::map<std::size_t, PhotoInfo> infos_;
     std::size_t last_ = 0;
     Orvexa::Proc::FramePtr picture_;  // of the last one; empty before the first

@@ -1,4 +1,4 @@
-// What the processes of a preview have in common.
+// Data shared by the processes of a preview.
 #pragma once
 
 #include <memory>

@@ -20,7 +20,7 @@ namespace {
 
 constexpr char kStart[] = "start", kEnd[] = "end", kNumber[] = "number", kError[] = "error", kHow[] = "how";
 
-// A descriptor travels beside one byte of data.
+// A descriptor must accompany at least one byte of data.
 struct DescriptorMessage {
     alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
     char byte = 0;
@@ -62,7 +62,7 @@ int ReceiveDescriptor(int socket) {
     return descriptor;
 }
 
-// The nursery's own life: children by their numbers.
+// The main loop of the nursery: children by their numbers.
 void Serve(Channel& parent, int descriptors, const std::vector<WorkerProcess::Work>& works, bool isVerbose) {
     std::map<int, std::unique_ptr<WorkerProcess>> children;
     int last = 0;

@@ -10,8 +10,8 @@
 
 namespace Kalvatri {
 
-/// A process that was made while its parent had one thread, and has one thread itself: it can make further processes at
-/// any time, and hands their channels to the parent. They all end with the parent.
+/// A single-threaded process created while its parent was single-threaded, too: it can create further processes at
+/// any time, and passes their channels to the parent. They all end with the parent.
 class ProcessNursery {
 public:
     struct Child {
@@ -19,16 +19,16 @@ public:
         std::unique_ptr<Channel> channel;
     };
 
-    /// What a child does is one of `works`. The caller must have no other thread.
+    /// A child runs one of `works`. The caller must be single-threaded.
     ProcessNursery(std::vector<WorkerProcess::Work> works, bool isVerbose);
     ~ProcessNursery();
     ProcessNursery(const ProcessNursery&) = delete;
     ProcessNursery& operator=(const ProcessNursery&) = delete;
 
-    /// A new child for works[work]. Throws `EffectException` when the system gives no further process. This and `End`
-    /// may be called by several threads.
+    /// A new child that runs works[work]. Throws `EffectException` if the system cannot create another process. This
+    /// and `End` are thread safe.
     Child Start(std::size_t work);
-    /// Ends a child, which may have ended by itself, and says how it ended, as `WorkerProcess::WaitForEnd` does.
+    /// Ends a child, which may have ended already, and describes how it ended, as `WorkerProcess::WaitForEnd` does.
     std::string End(int number);
 
 private:
@@ -38,7 +38,7 @@ private:
     static Descriptors MakeDescriptors();
     ProcessNursery(std::vector<WorkerProcess::Work> works, bool isVerbose, Descriptors descriptors);
 
-    std::mutex mutex_;  // guards what follows
+    std::mutex mutex_;  // guards the members below
     const Descriptors descriptors_;
     WorkerProcess process_;
 };

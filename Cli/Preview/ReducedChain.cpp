@@ -13,10 +13,10 @@ using namespace Orvexa;
 namespace {
 
 constexpr std::string_view kUnit = "pixels";
-// In pixels, but not in those of the photograph: an aperture's own picture, and what tiles of networks overlap.
+// In pixels, but not those of the photograph: the size of an aperture image, and the overlap of network tiles.
 constexpr std::string_view kOtherPixels[] = {"aperture.size", "overlapX", "overlapY"};
 
-// A whole number that says something should not become 0, which mostly says nothing.
+// A non-zero integer must not become 0, which usually means no effect.
 double ScaledWhole(double value, double factor) {
     const double scaled = std::round(value * factor);
     return scaled == 0.0 && value != 0.0 ? std::copysign(1.0, value) : scaled;
@@ -26,7 +26,7 @@ double Limited(double value, const Proc::Limits& limits) {
     return std::clamp(value, limits.min.value_or(value), limits.max.value_or(value));
 }
 
-// Points in lists of numbers are scaled, and so is the size of a picture; scores and the like are not.
+// Scales points in lists of numbers, and the size of a picture, but not scores and the like.
 void ScaleFaces(Json& json, double factor) {
     if (json.is_array()) {
         for (Json& item : json) {

@@ -58,7 +58,7 @@ void RenderQueue::CancelOlder(const Request& newer) {
     }
 }
 
-// Answers whoever waits. A lane stays taken until the worker says so.
+// Answers the waiting thread. A lane stays busy until the worker reports otherwise.
 void RenderQueue::Finish(Request& request, WorkerAnswer answer) {
     request.answer = std::move(answer);
     request.isAnswered = true;

@@ -1,4 +1,4 @@
-// Requests to the worker process, and who waits for their answers.
+// Requests to the worker process, and the threads that wait for their answers.
 #pragma once
 
 #include <array>
@@ -19,27 +19,27 @@
 
 namespace Kalvatri {
 
-/// Whose request it is. It cancels those of the same client and lane with a lower number.
+/// Identifies the sender of a request, which cancels those of the same client and lane with a lower number.
 struct RequestSequence {
     std::string client;
     double number = 0;
 };
 
-/// Gives requests to a worker, one a lane at a time. A worker that ends is replaced; what it was doing is tried once
-/// more before it counts as failed. Safe to use from several threads.
+/// Passes requests to a worker, one per lane at a time. A worker that ends is replaced; the request that it was
+/// processing is retried once before it counts as failed. Thread safe.
 class RenderQueue {
 public:
-    /// `work` is the worker's in the nursery, which must outlive the object.
+    /// `work` is the index of the worker's work in the nursery, which must outlive the object.
     RenderQueue(ProcessNursery& nursery, std::size_t work);
     ~RenderQueue() { Stop(); }
     RenderQueue(const RenderQueue&) = delete;
     RenderQueue& operator=(const RenderQueue&) = delete;
 
-    /// Waits for the answer. An empty client cancels nothing and is not cancelled.
+    /// Waits for the answer. A request with an empty client neither cancels others nor is cancelled by them.
     WorkerAnswer Ask(Lane lane, const char* kind, Json message, const RequestSequence& sequence = {});
-    /// To be called now and then: replaces a worker that does not obey a cancellation while others wait.
+    /// To be called periodically: replaces a worker that ignores a cancellation while others wait.
     void Tend();
-    /// Answers everybody and ends the worker.
+    /// Answers all pending requests and ends the worker.
     void Stop();
 
 private:
@@ -65,14 +65,14 @@ private:
 
     ProcessNursery& nursery_;
     const std::size_t work_;
-    std::mutex mutex_;  // guards what follows
+    std::mutex mutex_;  // guards the members below
     std::condition_variable changed_;
     bool isStopped_ = false;
     std::uint64_t lastId_ = 0;
-    std::list<RequestPtr> requests_;  // waiting and running ones, in the order in which they came
+    std::list<RequestPtr> requests_;  // waiting and running, in order of arrival
     struct LaneState {
         RequestPtr running;
-        std::chrono::steady_clock::time_point cancelled{};  // when the running one was; zero if it was not
+        std::chrono::steady_clock::time_point cancelled{};  // of the running request; zero if none
     };
     std::array<LaneState, kLanes> lanes_;
     int worker_ = 0;  // its number; 0 without one

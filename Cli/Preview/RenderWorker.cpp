@@ -44,7 +44,7 @@ public:
           photos_(work.photos, work.options.read, work.factory),
           renderer_(work.catalogue, work.factory, photos_, work.options.read) {}
 
-    // Lanes end with the process: an effect in the middle of its work cannot be waited for.
+    // Lanes end with the process: a running effect cannot be waited for.
     void Serve() {
         for (std::size_t lane = 0; lane < kLanes; ++lane)
             std::thread([this, lane] { WorkOn(static_cast<Lane>(lane)); }).detach();
@@ -92,7 +92,7 @@ private:
     WorkerAnswer Answer(const Json& message, const RenderProgressPtr& progress) {
         WorkerAnswer answer;
         try {
-            // Whatever else an effect throws, the lane goes on.
+            // Whatever an effect throws, the lane continues.
             WithContext("showing the photograph", [&] {
                 const std::string kind = message.at(kKind);
                 if (kind == kRender) {
@@ -137,7 +137,7 @@ private:
         });
     }
 
-    // Of an upload nothing is trusted: it is read as a whole.
+    // An upload is not trusted, so it is read completely.
     Json Measure(const std::string& file) {
         try {
             const auto image = Io::ReadImage(Core::ioPath(file), work_.factory->GetAllocator(), work_.options.read);
@@ -159,9 +159,9 @@ private:
     PhotoStore photos_;
     Renderer renderer_;
     std::mutex sending_;
-    std::mutex mutex_;  // guards what follows
+    std::mutex mutex_;  // guards the members below
     std::condition_variable changed_;
-    std::map<std::uint64_t, RenderProgressPtr> running_;  // or waiting
+    std::map<std::uint64_t, RenderProgressPtr> running_;  // including waiting ones
     std::array<std::deque<Json>, kLanes> waiting_;
 };
 
@@ -178,7 +178,7 @@ bool Receive(Channel& worker, WorkerAnswer& answer) {
 }
 
 void ServeRenderings(Channel& parent, const PreviewWork& work) {
-    constexpr int kArenas = 2;  // what one arena of the C library's heap holds does not serve the others
+    constexpr int kArenas = 2;  // memory held by one arena of the C library's heap is unavailable to the others
     mallopt(M_ARENA_MAX, kArenas);
     Worker worker(parent, work);
     worker.Serve();

@@ -10,7 +10,7 @@
 
 namespace Kalvatri {
 
-/// Requests of one lane follow each other; the lanes run side by side, thumbnails with the lowest priority.
+/// Requests in one lane run one after another; the lanes run in parallel, thumbnails with the lowest priority.
 enum class Lane : std::uint8_t { Main, Thumbnail };
 inline constexpr std::size_t kLanes = 2;
 
@@ -20,7 +20,8 @@ inline constexpr char kPhoto[] = "photo";      ///< what is known about a photog
 inline constexpr char kFaces[] = "faces";      ///< the faces of a photograph
 inline constexpr char kPicture[] = "picture";  ///< the size of the picture in "file"
 
-/// From a worker to its parent: {"id", "status", "head", "bytes"} and so many bytes. The status is one of HTTP's.
+/// From a worker to its parent: {"id", "status", "head", "bytes"}, followed by that many bytes. The status is an HTTP
+/// status code.
 struct WorkerAnswer {
     std::uint64_t id = 0;
     int status = 0;
@@ -30,7 +31,7 @@ struct WorkerAnswer {
 /// Waits for an answer; false when the worker has ended.
 bool Receive(Channel& worker, WorkerAnswer& answer);
 
-/// The life of the worker, until its parent hangs up.
+/// The main loop of the worker, until its parent closes the channel.
 void ServeRenderings(Channel& parent, const PreviewWork& work);
 
 }  // namespace Kalvatri

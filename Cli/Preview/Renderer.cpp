@@ -28,9 +28,10 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// For the results of steps and for reduced photographs, beside the photograph itself.
+// For intermediate results and reduced photographs, in addition to the photograph itself.
 constexpr std::size_t kCacheBytes = std::size_t{96} << 20;
-// What is expected to take longer is shown coarse first, as many pixels as take the second time.
+// A rendering expected to take longer than kPatience is first shown coarse, with as many pixels as fit into
+// kCoarseTime.
 constexpr double kPatience = 0.3, kCoarseTime = 0.15;  // seconds
 constexpr double kMegapixel = 1e6;
 constexpr double kFewestCoarsePixels = 60000;
@@ -45,7 +46,7 @@ std::uint32_t Scaled(std::uint32_t side, double scale) {
     return std::max(1u, static_cast<std::uint32_t>(std::lround(side * scale)));
 }
 
-// The size of the result as far as the settings tell; steps whose result is as large as their picture say nothing.
+// The size of the result as far as the settings determine it; steps that keep the size specify nothing.
 FrameInfo GetResultInfo(const Chain& chain, FrameInfo info) {
     for (const Step& step : chain) {
         const Proc::Settings& settings = *step.settings;
@@ -88,7 +89,7 @@ RenderRequest AsRenderRequest(const Json& message) {
     return request;
 }
 
-// What stays the same for one request.
+// Data that is constant for one request.
 struct Renderer::Job {
     const RenderRequest& request;
     RenderProgressPtr progress;
@@ -96,10 +97,10 @@ struct Renderer::Job {
     bool isOpaque;
 };
 
-// The part of the photograph that a chain runs on, and how much smaller it is there.
+// The part of the photograph on which a chain runs, and its scale.
 struct Renderer::Area {
-    double scale;     // exact only where it is 1: sides are rounded
-    FrameInfo whole;  // the size of all of the photograph at that scale
+    double scale;     // exact only if 1: sides are rounded
+    FrameInfo whole;  // the size of the whole photograph at that scale
     std::uint32_t x, y, width, height;
 
     bool IsWhole() const { return width == whole.width && height == whole.height; }
@@ -109,8 +110,8 @@ struct Renderer::Area {
         const FrameInfo info(Scaled(photo.width, areaScale), Scaled(photo.height, areaScale));
         return {areaScale, info, 0, 0, info.width, info.height};
     }
-    // The part under `view`, of a picture as large as the photograph, with a margin. Its corners are aligned as coarse
-    // samples of chroma are.
+    // The part under `view`, in a picture as large as the photograph, plus a margin. Its corners are aligned to chroma
+    // samples.
     Area MakePart(const View& view, const Io::ImageSize& photo, int margin) const {
         constexpr double kAlignment = 16.0;
         const auto along = [&](double begin, double length, std::uint32_t side, std::uint32_t full) {
@@ -135,7 +136,7 @@ ChainPoint Renderer::MakePoint(const FramePtr& picture) const {
     return {0, {picture}, FaceFinder(factory_), Json::array(), {}};
 }
 
-// A picture at a smaller scale; `key` tells it apart.
+// A picture at a smaller scale; `key` identifies it in the cache.
 FramePtr Renderer::GetReduced(Job& job, const std::string& key, const std::function<FramePtr()>& read, double scale,
                               bool areLabels) {
     const std::string place = key + "@" + std::to_string(scale) + (areLabels ? "labels" : "");
@@ -176,7 +177,7 @@ FramePtr Renderer::GetFurther(Job& job, const std::string& name, double scale, b
     return Proc::CloneFrame(*picture, Proc::kCloneView);
 }
 
-// The photograph's part that the chain begins with.
+// The part of the photograph at the beginning of the chain.
 FramePtr Renderer::GetBeginning(Job& job, const Area& area) {
     const auto read = [&] { return photos_.GetPicture(job.request.photo); };
     const std::string key = "photo " + std::to_string(job.request.photo);
@@ -196,14 +197,14 @@ double Renderer::EstimateSeconds(const Chain& chain, std::size_t firstStep, doub
     return seconds * pixels / kMegapixel;
 }
 
-// Small pictures tell more about what an effect costs at any size.
+// Small pictures are poor predictors of an effect's cost per pixel.
 void Renderer::Measure(const EffectEntry& effect, double seconds, double pixels) {
     constexpr double kFewestPixels = 2e5;
     if (pixels < kFewestPixels) return;
     const std::lock_guard lock(mutex_);
     const double now = seconds / (pixels / kMegapixel);
     const auto [known, isNew] = measured_.emplace(effect.GetName(), now);
-    if (!isNew) known->second = (known->second + now) / 2;  // a busy machine is not always busy
+    if (!isNew) known->second = (known->second + now) / 2;  // damped, since the machine may only be busy at the moment
 }
 
 std::string Renderer::GetKey(const Job& job, const Area& area, std::size_t steps) const {
@@ -281,7 +282,7 @@ Rendering Renderer::Render(const RenderRequest& request, const RenderProgressPtr
     ThrowIfCancelled(progress);
     const FramePtr shown = Proc::CloneFrame(*point.pictures.front(), Proc::kCloneView);
     const FrameInfo shownInfo = shown->GetFrameInfo();
-    // Some steps tell the size of their result only by making it.
+    // The size of some steps' results is known only once they have run.
     const auto isAbout = [&](std::uint32_t full, std::uint32_t got) {
         return std::abs(full * area.scale - got) <= 2.0;
     };
@@ -298,7 +299,7 @@ Rendering Renderer::Render(const RenderRequest& request, const RenderProgressPtr
                                 std::abs(static_cast<double>(height) - shownInfo.height) <= 1;
         if (isOfScreen) std::tie(width, height) = std::pair(shownInfo.width, shownInfo.height);
     }
-    // From pixels of the full result to those of the area's.
+    // From full-size pixels of the result to pixels of the area.
     const double ratioX = area.IsWhole() ? static_cast<double>(shownInfo.width) / result.width
                                          : static_cast<double>(area.whole.width) / job.photo.width;
     const double ratioY = area.IsWhole() ? static_cast<double>(shownInfo.height) / result.height

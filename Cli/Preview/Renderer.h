@@ -1,8 +1,9 @@
-// Computes what a preview shows: a chain's result on a photograph, or the visible part of it, at the size of a screen.
+// Computes what a preview shows: the result of a chain on a photograph, or the visible part of it, at screen
+// resolution.
 //
-// Below 100 percent the chain runs on a reduced photograph, at 100 percent and above on the photograph itself. Where
-// the steps look at a pixel's surroundings only (`EffectTraits`), they run on the visible part. What the steps come to
-// is kept, so that a change of one leaves the steps before it alone.
+// Below 100 percent the chain runs on a reduced photograph, at 100 percent and above on the photograph itself. If the
+// result of the steps depends only on each pixel's neighbourhood (`EffectTraits`), they run on the visible part.
+// Intermediate results are cached, so that changing a step does not rerun the steps before it.
 #pragma once
 
 #include <atomic>
@@ -21,7 +22,7 @@
 
 namespace Kalvatri {
 
-/// A rectangle of the result, in pixels of its full size.
+/// A rectangle of the result, in full-size pixels.
 struct View {
     double x = 0, y = 0, width = 0, height = 0;
 };
@@ -31,18 +32,18 @@ struct RenderRequest {
     Json chain = Json::array();                   ///< as in a settings file; further pictures are keys of `pictures`
     std::map<std::string, std::string> pictures;  ///< files of further pictures
     std::optional<View> view;                     ///< none: the whole result, fitted into the size below
-    std::uint32_t width = 0, height = 0;          ///< of the picture that is wanted
-    bool isFinal = false;                         ///< whether it must not be a coarse one
+    std::uint32_t width = 0, height = 0;          ///< of the requested picture
+    bool isFinal = false;                         ///< must not be coarse
 };
 Json ToMessage(const RenderRequest& request);
 RenderRequest AsRenderRequest(const Json& message);
 
 struct Rendering {
-    Json head;                         ///< what the page is told beside the pixels
+    Json head;                         ///< sent to the page together with the pixels
     std::vector<std::uint8_t> pixels;  ///< RGBA, row by row
 };
 
-/// Lets a rendering be cancelled.
+/// Allows a rendering to be cancelled.
 class RenderProgress : public Orvexa::Core::IProgressController {
 public:
     void SetStage(std::string_view) override {}
@@ -57,7 +58,7 @@ private:
 };
 using RenderProgressPtr = boost::intrusive_ptr<RenderProgress>;
 
-/// Safe to use from several threads.
+/// Thread safe.
 class Renderer {
 public:
     /// The references must outlive the object.
@@ -88,8 +89,8 @@ private:
     PhotoStore& photos_;
     const Orvexa::Io::ReadOptions options_;
     FrameCache cache_;
-    std::mutex mutex_;                        // guards what follows
-    std::map<std::string, double> measured_;  // seconds a megapixel, by effect
+    std::mutex mutex_;                        // guards the members below
+    std::map<std::string, double> measured_;  // seconds per megapixel, by effect
 };
 
 }  // namespace Kalvatri

@@ -1,5 +1,5 @@
-// The members of the page's requests. What is missing or wrong throws `CommandError` of wrong usage, which says what
-// would be right.
+// Accessors for the members of the page's requests. Missing or wrong members throw `CommandError` for wrong usage,
+// which says what would be right.
 #pragma once
 
 #include <string>
@@ -14,9 +14,9 @@ const Json& Member(const Json& json, const char* key);
 std::string TextMember(const Json& json, const char* key);
 double NumberMember(const Json& json, const char* key, double min, double max);
 
-/// False if it is not there.
+/// False if the member is absent.
 bool FlagMember(const Json& json, const char* key);
-/// Of lossy formats, the default if it is not there.
+/// The quality for lossy formats; the default if the member is absent.
 int QualityMember(const Json& json);
 
 }  // namespace Kalvatri

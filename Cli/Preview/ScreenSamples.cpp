@@ -15,8 +15,8 @@ using namespace Orvexa;
 
 namespace {
 
-// Along one axis: of each sample of the screen the two samples of the picture that it lies between, and how much the
-// second one counts in 1/256.
+// Along one axis: for each screen sample, the two picture samples between which it lies, and the weight of the second
+// one in 1/256.
 struct AxisMap {
     struct Place {
         std::uint32_t first, second, share;
@@ -55,7 +55,7 @@ void SampleRow(std::uint8_t* to, const Proc::ConstPlane& plane, const AxisMap& c
     }
 }
 
-// First sample and number of those that a stretch of the picture touches, with one more on both sides.
+// The first sample and the number of samples touched by a stretch of the picture, with one more on both sides.
 std::pair<std::uint32_t, std::uint32_t> FindSeen(double begin, double length, std::uint32_t side) {
     const auto first = static_cast<std::uint32_t>(std::clamp(std::floor(begin) - 1, 0.0, side - 1.0));
     const double end = std::clamp(std::ceil(begin + length) + 1, first + 1.0, static_cast<double>(side));

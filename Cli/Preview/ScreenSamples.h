@@ -1,4 +1,4 @@
-// Pixels of a screen from those of a picture.
+// Resamples a picture to screen pixels.
 #pragma once
 
 #include <cstdint>
@@ -10,19 +10,19 @@
 
 namespace Kalvatri {
 
-/// Which pixels of a picture a screen shows.
+/// The part of a picture shown on a screen, and its scale.
 struct ScreenGrid {
-    double left, top;             ///< the corner of the screen's first pixel, in pixels of the picture
-    double stepX, stepY;          ///< size of a screen's pixel, in pixels of the picture
-    std::uint32_t width, height;  ///< in pixels of the screen
+    double left, top;             ///< the corner of the first screen pixel, in picture pixels
+    double stepX, stepY;          ///< size of a screen pixel, in picture pixels
+    std::uint32_t width, height;  ///< in screen pixels
 };
 
-/// RGBA, row by row. Pixels are taken whole unless they are to be smooth, which interpolates between their centers;
-/// what lies beyond an edge repeats it. `picture` is cut down to what is seen.
+/// RGBA, row by row: nearest neighbour, or linear interpolation between pixel centres with `isSmooth`; pixels
+/// beyond an edge repeat it. `picture` is cropped to the visible part.
 std::vector<std::uint8_t> SampleForScreen(const Orvexa::Proc::FactoryPtr& factory, Orvexa::Proc::FramePtr picture,
                                           const ScreenGrid& grid, bool isSmooth);
 
-/// How many pixels have each level, 256 numbers each of "red", "green", "blue" and "luma".
+/// Histograms: 256 counts each of "red", "green", "blue" and "luma".
 Json CountLevels(std::span<const std::uint8_t> rgba);
 
 }  // namespace Kalvatri

@@ -1,4 +1,4 @@
-// Pictures that the page has made, such as painted strokes.
+// Pictures sent by the page, such as painted strokes.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +9,7 @@
 
 namespace Kalvatri {
 
-/// A picture in memory that other processes of the user can open by its path as long as the object lives.
+/// A picture in memory that the user's other processes can open by its path during the lifetime of the object.
 class Upload {
 public:
     Upload(std::string kind, std::string bytes);
@@ -18,7 +18,7 @@ public:
     ~Upload();
 
     std::string GetPath() const;
-    const std::string& GetKind() const { return kind_; }    ///< what it is for, a word
+    const std::string& GetKind() const { return kind_; }    ///< its purpose, in one word
     const std::string& GetBytes() const { return bytes_; }  ///< of the file
 
 private:
@@ -28,14 +28,14 @@ private:
 };
 using UploadPtr = std::shared_ptr<const Upload>;
 
-/// The latest ones, within limits of number and size. Safe to use from several threads.
+/// The most recent uploads, limited in number and size. Thread safe.
 class Uploads {
 public:
     static constexpr std::size_t kMaxBytes = std::size_t{32} << 20;  ///< of one
 
-    /// The name under which chains use it: "upload:1".
+    /// Returns the name under which chains refer to it: "upload:1".
     std::string Add(UploadPtr upload);
-    /// Empty if it is not there any more.
+    /// Empty if it has been discarded.
     UploadPtr Find(const std::string& name) const;
 
 private:
@@ -43,7 +43,7 @@ private:
         std::string name;
         UploadPtr upload;
     };
-    mutable std::mutex mutex_;  // guards what follows
+    mutable std::mutex mutex_;  // guards the members below
     std::deque<Entry> entries_;
     std::size_t bytes_ = 0;
     std::uint64_t last_ = 0;

@@ -46,7 +46,7 @@ std::string MakeToken() {
     return token;
 }
 
-// In a time that does not tell how much was right.
+// Compares in constant time, so that the timing does not reveal how much was right.
 bool IsSame(std::string_view a, std::string_view b) {
     if (a.size() != b.size()) return false;
     unsigned char difference = 0;
@@ -54,7 +54,7 @@ bool IsSame(std::string_view a, std::string_view b) {
     return difference == 0;
 }
 
-// What a file of the page is, by its suffix; empty for what is none. One sub-folder is allowed.
+// The content type of one of the page's files, by its suffix; empty if it is none. One sub-folder is allowed.
 std::string FindType(std::string_view name) {
     constexpr std::pair<std::string_view, std::string_view> kTypes[] = {{".html", "text/html; charset=utf-8"},
                                                                         {".css", "text/css; charset=utf-8"},
@@ -74,11 +74,11 @@ std::string FindType(std::string_view name) {
     return {};
 }
 
-// Threads that serve connections, and connections that wait for one. When too many wait, no further ones are accepted,
-// and the system lets their makers wait.
+// Threads that serve connections, and a queue of connections waiting for one. If too many wait, no further ones are
+// accepted, and clients have to wait in the system's queue.
 class ConnectionThreads : public httplib::TaskQueue {
 public:
-    /// Counts those that wait in `waiting`.
+    /// Keeps the number of waiting connections in `waiting`.
     explicit ConnectionThreads(std::atomic<int>& waiting) : waitingCount_(waiting) {
         constexpr int kThreads = 64;
         for (int i = 0; i < kThreads; ++i) threads_.emplace_back([this] { Work(); });
@@ -120,19 +120,20 @@ private:
     }
 
     std::atomic<int>& waitingCount_;
-    std::mutex mutex_;  // guards what follows
+    std::mutex mutex_;  // guards the members below
     std::condition_variable changed_;
     std::deque<std::function<void()>> waiting_;
     bool isEnding_ = false;
     std::vector<std::thread> threads_;
 };
 
-// One connection. It is waited for as long as nobody else waits for its thread.
+// One connection. It may stay idle as long as no other connection waits for its thread.
 class Connection : public httplib::Stream {
 public:
     Connection(socket_t socket, const std::atomic<int>& waiting) : socket_(socket), waiting_(waiting) {}
 
-    /// Whether a request has begun to come. A connection that has had its answer is given up for another at once.
+    /// Whether a request has begun to arrive. A connection that has received a response is closed at once if another
+    /// waits.
     bool WaitForRequest(bool isFirst) {
         if (begin_ < end_) return true;
         return Wait(POLLIN, kIdle, isFirst ? kFirstInCrowd : std::chrono::milliseconds(0));
@@ -167,7 +168,7 @@ private:
     using Duration = std::chrono::milliseconds;
     static constexpr Duration kIdle{5000}, kFirstInCrowd{200}, kTransfer{5000}, kTransferInCrowd{500};
 
-    // In short turns, so that a crowd that comes in the meantime counts.
+    // Polls in short intervals, so that connections arriving in the meantime are noticed.
     bool Wait(short events, Duration patience, Duration patienceInCrowd) const {
         constexpr int kTurn = 25;  // milliseconds
         const auto begin = std::chrono::steady_clock::now();
@@ -187,13 +188,13 @@ private:
     std::size_t begin_ = 0, end_ = 0;
 };
 
-// The library's server but for its way with connections: it would keep a thread for seconds for each that is idle.
+// The library's server, except that it would block a thread for seconds for each idle connection.
 class HttpServer : public httplib::Server {
 public:
     HttpServer() {
         new_task_queue = [this] { return new ConnectionThreads(waiting_); };
     }
-    /// Asks the system for a longer queue of connections to accept than the library does.
+    /// Requests a longer accept queue than the library does.
     void LengthenQueue() {
         constexpr int kBacklog = 1024;
         ::listen(svr_sock_, kBacklog);
@@ -237,7 +238,7 @@ public:
 private:
     void SetUp() {
         server_.set_tcp_nodelay(true);
-        // The library would share the port with others.
+        // The library would share the port with other processes.
         server_.set_socket_options([](socket_t socket) {
             const int isOn = 1;
             setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &isOn, sizeof isOn);
@@ -270,8 +271,8 @@ private:
                                          const std::exception_ptr&) { response.status = HttpStatus::kBusy; });
     }
 
-    // A body is read to its end whatever it says, because the next request of the connection follows it. What is too
-    // long is not kept.
+    // A body is always read to its end, because the connection's next request follows it. One that is too long is
+    // discarded.
     void ReadAndServe(const httplib::Request& request, httplib::Response& response,
                       const httplib::ContentReader& read) {
         const bool isAllowed = IsFromHere(request) && FindRest(request).has_value();
@@ -279,7 +280,7 @@ private:
         const std::size_t limit = isAllowed && rest.starts_with(kApi) ? Api::GetMaxBody(rest.substr(kApi.size())) : 0;
         std::string body;
         std::size_t length = 0;
-        // Without a length there is none; the library would wait for one.
+        // Without a length there is no body; the library would wait for one.
         const bool isThere = request.has_header("Content-Length") || request.has_header("Transfer-Encoding");
         const bool isRead = !isThere || read([&](const char* data, std::size_t size) {
             length += size;
@@ -328,7 +329,7 @@ private:
         response.set_header("Content-Type", type);
     }
 
-    // Another name for this machine (DNS rebinding) or another page in the same browser does not do.
+    // Rejects other names for this machine (DNS rebinding) and other pages in the same browser.
     bool IsFromHere(const httplib::Request& request) const {
         const auto isHost = [&](const std::string& text) {
             return std::find(hosts_.begin(), hosts_.end(), text) != hosts_.end();
@@ -346,7 +347,7 @@ private:
                       [](const std::string& site) { return site == "same-origin" || site == "none"; });
     }
 
-    // What follows the token in the request's path; none without the right token.
+    // The part of the request's path after the token; none without the right token.
     std::optional<std::string_view> FindRest(const httplib::Request& request) const {
         const std::string_view path = request.path;
         const std::size_t end = token_.size() + 1;

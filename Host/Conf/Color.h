@@ -8,7 +8,7 @@ namespace Orvexa {
 enum class Opacity : std::uint8_t { Transparent = 0, Opaque = 1 };
 
 /// A colour of four bytes; alpha 255 is opaque. Packed values are in memory order on little-endian machines: the first
-/// letter of the order's name is the lowest byte.
+/// letter in a format's name is the lowest byte.
 class Color {
 public:
     constexpr Color() = default;

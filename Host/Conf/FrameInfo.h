@@ -5,7 +5,7 @@
 
 namespace Orvexa::Conf {
 
-/// A ratio of unsigned numbers in lowest terms; 0/0 when nothing is known yet.
+/// A ratio of unsigned numbers in lowest terms; 0/0 if unknown.
 struct Rational {
     constexpr Rational() = default;
     constexpr Rational(std::uint32_t num, std::uint32_t den) : numerator(num), denominator(den) {

@@ -11,7 +11,7 @@ struct ImplNames {
     static inline const std::string HOST = "Host";        ///< the host's own sub-effects
 };
 
-/// Implementations that the host builds on libraries.
+/// Implementations based on third-party libraries.
 struct ImplPhotoNames {
     static inline const std::string IMAGEMAGICK = "ImageMagick";
     static inline const std::string OPENCV = "OpenCV";

@@ -5,7 +5,8 @@
 
 namespace Orvexa {
 
-/// Values 0..33 are numbered as in libavutil. All Y'CbCr formats are full range, ITU-R BT.601; alpha is straight.
+/// Values 0..33 are numbered as in libavutil. All Y'CbCr formats are full range, ITU-R BT.601; alpha is not
+/// premultiplied.
 enum class PixFmt : std::int32_t {
     None = -1,  ///< no format yet
     Yuv420p = 0,

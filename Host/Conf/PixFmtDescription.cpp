@@ -10,7 +10,7 @@ using Kind = PixFmtDescription::Kind;
 constexpr int kPaletteEntries = 256;
 constexpr PixFmtDescription::Layout kYuv = {"Y", "U", "V"}, kYuva = {"Y", "U", "V", "A"};
 
-// Ceiling of size / 2^shift, written for a signed size.
+// Ceiling of size / 2^shift, for signed sizes.
 constexpr int CeilShift(int size, int shift) { return -((-size) >> shift); }
 
 constexpr char Letter(ChannelKind channel) { return static_cast<char>(channel); }

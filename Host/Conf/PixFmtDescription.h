@@ -1,4 +1,4 @@
-// What the host knows about each pixel format.
+// Descriptions of the pixel formats.
 #pragma once
 
 #include <array>
@@ -10,19 +10,19 @@
 
 namespace Orvexa {
 
-/// A picture's channels, by the letters that `PixFmtDescription::layout` spells them with.
+/// A picture's channels, by the letters used for them in `PixFmtDescription::layout`.
 enum class ChannelKind : char {
     Red = 'R',
     Green = 'G',
     Blue = 'B',
-    Luma = 'Y',  ///< also the one channel of grey frames
+    Luma = 'Y',  ///< also the only channel of grey frames
     Cb = 'U',
     Cr = 'V',
     Alpha = 'A',
     Index = 'I',  ///< into the palette, which is plane 1 of an indexed frame
 };
 
-/// What a plane holds.
+/// What a plane contains.
 enum class PlaneRole : std::uint8_t { Packed, Luma, Chroma, Alpha, Indices, Palette };
 
 struct PixFmtDescription {
@@ -31,9 +31,10 @@ struct PixFmtDescription {
     static constexpr std::uint32_t kFlagPlanar = 1u << 4;
     static constexpr std::size_t kMaxPlanes = 4;
 
-    /// The channels of one pixel in the order of their bytes, plane by plane; empty for a plane that there is not.
+    /// The channels of one pixel in byte order, plane by plane; empty for a plane that does not exist.
     using Layout = std::array<std::string_view, kMaxPlanes>;
-    /// Where a channel is kept: its first sample stands at byte `offset` of a row, the next ones `step` bytes apart.
+    /// Where a channel is stored: its first sample is at byte `offset` of a row, further samples follow every `step`
+    /// bytes.
     struct Place {
         std::uint8_t plane, offset, step;
     };
@@ -44,13 +45,13 @@ struct PixFmtDescription {
     std::uint8_t chromaShiftY;  ///< log2 of the vertical chroma subsampling
     Layout layout;
 
-    // What follows from the layout.
+    // Derived from the layout.
     Kind kind;
     std::uint32_t flags;
     std::uint8_t planes;           ///< number of planes, alpha or palette included
     std::uint8_t bytesPerPixel;    ///< of plane 0
-    std::int8_t red, green, blue;  ///< bytes of the colours within a pixel; all 0 for grey, -1 if not packed
-    std::int8_t alpha;             ///< byte of alpha within a packed pixel; -1 if there is none
+    std::int8_t red, green, blue;  ///< byte positions of the colours within a pixel; all 0 for grey, -1 if not packed
+    std::int8_t alpha;             ///< byte position of alpha within a packed pixel; -1 if there is none
 
     PixFmtDescription(PixFmt format, const char* formatName, std::uint8_t shiftX, std::uint8_t shiftY,
                       const Layout& channels);
@@ -63,15 +64,16 @@ struct PixFmtDescription {
 
     bool HasAlpha() const { return (flags & kFlagAlpha) != 0; }
     bool IsPlanar() const { return (flags & kFlagPlanar) != 0; }
-    /// The place of a channel; one that the format lacks throws `EffectException`.
+    /// The place of a channel; throws `EffectException` if the format lacks it.
     Place GetPlace(ChannelKind channel) const;
-    /// The Y'CbCr format with a sample of every channel for each pixel, with alpha if this one has it.
+    /// The Y'CbCr format without subsampling, with alpha if this format has it.
     PixFmt GetFinestPlanar() const { return HasAlpha() ? PixFmt::Yuva444p : PixFmt::Yuv444p; }
-    /// What plane `plane`, which must exist, holds.
+    /// What plane `plane`, which must exist, contains.
     PlaneRole GetRole(std::uint8_t plane) const;
-    /// True for planes of chroma, which may be subsampled.
+    /// True for chroma planes, which may be subsampled.
     bool IsChroma(std::uint8_t plane) const { return plane < planes && GetRole(plane) == PlaneRole::Chroma; }
-    /// Bytes of one sample of the plane's own grid: of a packed pixel, a pair of chroma or a palette entry, else 1.
+    /// Bytes per sample of the plane's own grid: of a packed pixel, a pair of chroma samples or a palette entry, else
+    /// 1.
     std::uint8_t GetBytesPerPixel(std::uint8_t plane) const { return static_cast<std::uint8_t>(layout[plane].size()); }
     std::uint8_t GetShiftX(std::uint8_t plane) const { return IsChroma(plane) ? chromaShiftX : std::uint8_t{0}; }
     std::uint8_t GetShiftY(std::uint8_t plane) const { return IsChroma(plane) ? chromaShiftY : std::uint8_t{0}; }

@@ -20,7 +20,7 @@ CallStack GetCallStack() {
 std::string CallStack::ToString() const {
     std::ostringstream text;
     for (std::size_t i = 0; i < frames_.size(); ++i) {
-        // Functions that a library does not export have no name in a release; an address alone tells nothing.
+        // Functions that a library does not export have no name in a release build, and an address alone is of no use.
         const std::string name = boost::stacktrace::frame(frames_[i]).name();
         if (!name.empty()) text << "  #" << i << ' ' << name << '\n';
     }

@@ -30,7 +30,7 @@ CallStack GetCallStack();
 using TagDescription = boost::error_info<struct DescriptionTag, std::string>;
 using TagCallStack = boost::error_info<struct CallStackTag, CallStack>;
 
-/// Base of the host's exceptions. `what()` is the attached description, or the class's own general text without one.
+/// Base of the host's exceptions. `what()` is the attached description or, without one, the class's own general text.
 class Exception : public virtual std::exception, public virtual boost::exception {
 public:
     const char* what() const noexcept override;
@@ -45,7 +45,7 @@ namespace Proc {
 
 /// Failures that are identified by a code.
 enum class TranscodingErrors : int {
-    PictureTooSmall = 17,  ///< the picture is not larger than the kernel that it is to be filtered with
+    PictureTooSmall = 17,  ///< the picture is not larger than the filter kernel
 };
 using TagTranscodingErrorCode = boost::error_info<struct TranscodingErrorCodeTag, TranscodingErrors>;
 
@@ -53,17 +53,17 @@ class ProcException : public Core::Exception {
 protected:
     const char* GeneralText() const noexcept override { return "processing failed"; }
 };
-/// An effect could not do what it was asked for.
+/// An effect could not do what was requested.
 class EffectException : public ProcException {
 protected:
     const char* GeneralText() const noexcept override { return "the effect failed"; }
 };
-/// A filter chain or file filter could not do what it was asked for.
+/// A filter chain or file filter could not do what was requested.
 class FilterException : public ProcException {
 protected:
     const char* GeneralText() const noexcept override { return "the filter failed"; }
 };
-/// A settings value that came in as text is malformed or out of its range.
+/// A settings value given as text is malformed or out of range.
 class SettingsException : public ProcException {
 protected:
     const char* GeneralText() const noexcept override { return "the settings are not valid"; }
@@ -79,14 +79,14 @@ template <class E = Proc::EffectException>
     boost::throw_exception(exception, where);
 }
 
-/// The same from where it is called. The built-ins stand for std::source_location, which clang 14 does not have.
+/// The same with the caller's location. The built-ins stand in for std::source_location, which clang 14 lacks.
 template <class E = Proc::EffectException>
 [[noreturn]] void Throw(std::string description, const char* file = __builtin_FILE(), unsigned line = __builtin_LINE(),
                         const char* function = __builtin_FUNCTION()) {
     ThrowAt<E>(boost::source_location(file, line, function), std::move(description));
 }
 
-/// What went wrong, in one line for people.
+/// A one-line description of the error, for users.
 std::string Describe(const std::exception& exception);
 /// Throw location and call stack for developers, several lines; empty when the exception carries neither.
 std::string DescribeOrigin(const std::exception& exception);

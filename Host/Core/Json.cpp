@@ -16,7 +16,7 @@ namespace {
 
 using Proc::SettingsException;
 
-// Refuses, while a text is parsed, what the parser alone would take.
+// Rejects, during parsing, input that the parser itself would accept.
 class JsonLimits {
 public:
     bool operator()(int depth, Json::parse_event_t event, const Json& parsed) {

@@ -1,4 +1,4 @@
-// JSON that comes from outside: chains of effects, a batch's record, the manifest of neural models.
+// JSON from external sources: chains of effects, a batch's ledger, the manifest of neural models.
 #pragma once
 
 #include <cstddef>
@@ -11,18 +11,18 @@
 
 namespace Orvexa::Core {
 
-/// Keeps the order of an object's members.
+/// Preserves the order of an object's members.
 using Json = nlohmann::ordered_json;
 
-// Far beyond what any document of this system needs. Printing and copying a document takes stack for each level, and
-// finding a member takes time for each member.
+// Far beyond what any document of this system needs. Printing and copying a document takes stack space for each level,
+// and member lookup is linear in the number of members.
 inline constexpr std::size_t kMaxJsonDepth = 64, kMaxJsonMembers = 4096, kMaxJsonBytes = std::size_t{4} << 20;
 
-/// Parses a JSON text. Malformed text, a key that stands twice in an object, numbers beyond the range of a double, more
-/// than `kMaxJsonDepth` levels and more than `kMaxJsonMembers` members in an object throw `SettingsException`.
+/// Parses a JSON text. Throws `SettingsException` for malformed text, duplicate keys in an object, numbers beyond the
+/// range of a double, more than `kMaxJsonDepth` levels or more than `kMaxJsonMembers` members in an object.
 Json ParseJson(std::string_view text);
 
-/// All of a stream or of a file. Failures, folders and more than `kMaxJsonBytes` throw `EffectException`.
+/// The whole content of a stream or a file. Failures, folders and more than `kMaxJsonBytes` throw `EffectException`.
 std::string ReadJsonText(std::istream& stream);
 std::string ReadJsonText(const ioPath& file);
 

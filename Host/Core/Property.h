@@ -1,4 +1,4 @@
-// A named tree of values: how effects report their statistics.
+// A named tree of values, used by effects to report their statistics.
 #pragma once
 
 #include <cstdint>
@@ -32,11 +32,11 @@ private:
 /// A statistics record: `name` with the children "total" and "count".
 Property MakeStatistics(std::string_view name, std::int64_t total, std::uint64_t count);
 
-/// Names the child of a statistics record that says in words what a user should know about the last run; there is none
-/// if all went well.
+/// The name of the child of a statistics record that describes in words what the user should know about the last run;
+/// absent if all went well.
 inline constexpr std::string_view kNoteKey = "note";
 
-/// Names the child of a statistics record that tells which effect it is about.
+/// The name of the child of a statistics record that identifies the effect.
 struct PerformanceTimer {
     static inline const std::string IMPL_NAME = "PerformanceTimer.ImplName";
 };

@@ -30,7 +30,7 @@ inline void intrusive_ptr_release(const IRefCountable* object) { object->Release
 class RefCountImpl {
 public:
     RefCountImpl() = default;
-    RefCountImpl(const RefCountImpl&) noexcept {}  // a copied object starts with holders of its own
+    RefCountImpl(const RefCountImpl&) noexcept {}  // a copy starts with its own holders
     RefCountImpl& operator=(const RefCountImpl&) noexcept { return *this; }
 
     void AddRefImpl() const noexcept { count_.fetch_add(1, std::memory_order_relaxed); }

@@ -18,7 +18,7 @@ namespace Orvexa::Core {
 
 namespace {
 
-std::atomic<int> libraryThreads = 0;  // 0 while nobody has set it
+std::atomic<int> libraryThreads = 0;  // 0 until set
 
 thread_local bool staysAlone = false;
 
@@ -26,8 +26,8 @@ class Loop {
 public:
     Loop(std::size_t count, const std::function<void(std::size_t)>& body) : count_(count), body_(body) {}
 
-    // Takes one index after another. Indices are handed out in ascending order and each call is run to its end, so
-    // every index below a failed one has been tried, and which exception wins does not depend on the threads.
+    // Takes one index after another. Indices are handed out in ascending order and each call runs to its end, so every
+    // index below a failed one has been tried, and which exception is rethrown does not depend on the threads.
     void Work() {
         const OnCallingThread alone;
         for (std::size_t index = next_++; index < count_; index = next_++) {
@@ -52,13 +52,13 @@ private:
     const std::size_t count_;
     const std::function<void(std::size_t)>& body_;
     std::atomic<std::size_t> next_ = 0;
-    std::mutex mutex_;  // guards what follows
+    std::mutex mutex_;  // guards the members below
     std::size_t failedIndex_ = std::numeric_limits<std::size_t>::max();
     std::exception_ptr failure_;
 };
 
-// OpenCV's loops on threads as everywhere else, instead of those of a scheduler of its own: the number of threads is
-// one for all, and a thread that is to stay alone does. cv::setNumThreads would set it for the whole process.
+// Runs OpenCV's loops on this system's threads instead of OpenCV's own scheduler: a single thread count applies to
+// both, and a loop restricted to its thread stays there. cv::setNumThreads would apply to the whole process.
 class OpenCvLoops : public cv::parallel::ParallelForAPI {
 public:
     void parallel_for(int tasks, FN_parallel_for_body_cb_t body, void* data) override {
@@ -73,7 +73,7 @@ public:
             const OnCallingThread alone;
             const int numberBefore = std::exchange(threadNumber_, nextThread++);
             for (int first; (first = nextTask.fetch_add(piece)) < tasks;)
-                body(first, std::min(first + piece, tasks), data);  // which keeps exceptions to itself
+                body(first, std::min(first + piece, tasks), data);  // the body itself catches exceptions
             threadNumber_ = numberBefore;
         });
     }
@@ -83,7 +83,7 @@ public:
     const char* getName() const override { return "kalvatri"; }
 
 private:
-    static constexpr int kPiecesPerThread = 4;  // so that threads end at about the same time
+    static constexpr int kPiecesPerThread = 4;  // so that threads finish at about the same time
     static inline thread_local int threadNumber_ = 0;
 };
 
@@ -99,11 +99,10 @@ void TakeOverOpenCvLoops() {
 int CountProcessors() {
     cpu_set_t set;
     if (sched_getaffinity(0, sizeof set, &set) == 0) return std::max(1, CPU_COUNT(&set));
-    return std::max(
-        1, static_cast<int>(std::thread::hardware_concurrency()));  // more processors than the set has room for
+    return std::max(1, static_cast<int>(std::thread::hardware_concurrency()));  // more processors than the set can hold
 }
 
-// The codecs and ImageMagick are held to one thread where they are started.
+// The codecs and ImageMagick are limited to one thread where they are initialised.
 void SetLibraryThreads(int threads) {
     libraryThreads = threads;
     TakeOverOpenCvLoops();
@@ -129,7 +128,7 @@ void RunOnThreads(std::size_t count, const std::function<void()>& work) {
         try {
             while (helpers.size() + 1 < count) helpers.emplace_back(run);
         } catch (const std::system_error&) {
-            // The threads that there are do the work.
+            // The existing threads do the work.
         }
         run();
     }

@@ -1,4 +1,4 @@
-// How work is spread over threads.
+// Distributes work over threads.
 #pragma once
 
 #include <cstddef>
@@ -6,29 +6,29 @@
 
 namespace Orvexa::Core {
 
-/// The processors that this process may run on, 1 or more.
+/// The number of processors available to this process, 1 or more.
 int CountProcessors();
 
-/// Sets how many threads one call of an effect may use, 1 or more: the imaging libraries' and those that effects start
-/// themselves. Without it, one a processor. A program that runs several effects side by side gives each call one
-/// thread. Results do not depend on it.
+/// Sets the number of threads that one call of an effect may use, 1 or more, including threads of the imaging libraries
+/// and those that effects start themselves. Default: one per processor. A program that runs several effects in parallel
+/// gives each call one thread. Results do not depend on it.
 void SetLibraryThreads(int threads);
-/// The number of threads that one call of an effect may use, its caller's included.
+/// The number of threads that one call of an effect may use, including its caller's.
 int GetLibraryThreads();
 
-/// Calls `work` once on each of up to `count` threads, of which the calling thread is one, and returns when all calls
-/// have ended; the first exception is rethrown then. Continues with fewer threads when the system has no more.
+/// Calls `work` once on each of up to `count` threads, including the calling thread, and returns when all calls have
+/// ended; then rethrows the first exception. Continues with fewer threads if the system has no more.
 void RunOnThreads(std::size_t count, const std::function<void()>& work);
 
-/// Calls `body` with 0 .. count - 1, starting in this order, on up to `GetLibraryThreads()` threads, of which the
-/// calling thread is one; returns when all calls have ended. Called from inside a `body`, it stays on the calling
-/// thread, and so does OpenCV. When calls throw, no further ones start and the exception of the lowest index is
-/// rethrown. Continues with fewer threads when the system has no more.
+/// Calls `body` with 0 .. count - 1, starting in this order, on up to `GetLibraryThreads()` threads, including the
+/// calling thread; returns when all calls have ended. If called from inside a `body`, it stays on the calling thread,
+/// and so does OpenCV. If a call throws, no further ones start, and the exception of the lowest index is rethrown.
+/// Continues with fewer threads if the system has no more.
 void ParallelFor(std::size_t count, const std::function<void(std::size_t)>& body);
 
-/// While an object lives, loops that its thread runs, OpenCV's included, stay on this thread and see no other. For
-/// OpenCV's neural networks: their layers divide their work by the number of threads, and where a piece ends, sums are
-/// rounded in another order.
+/// During an object's lifetime, loops run by its thread, including OpenCV's, stay on this thread and see no other. For
+/// OpenCV's neural networks: their layers divide their work by the number of threads, and the order in which sums are
+/// rounded depends on where the pieces end.
 class OnCallingThread {
 public:
     OnCallingThread();

@@ -1,4 +1,4 @@
-// AlphaExtractor: replaces a frame by its alpha channel, a grey frame.
+// AlphaExtractor: replaces a frame by its alpha channel as a grey frame.
 
 #include "Host/Effects/Channels.h"
 #include "Host/Effects/ConvertPixFmt.h"

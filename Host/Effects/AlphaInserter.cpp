@@ -1,6 +1,6 @@
-// AlphaInserter: writes a mask into the alpha channel of a frame; a frame without one stays as it is.
+// AlphaInserter: writes a mask into the alpha channel of a frame; a frame without one is left unchanged.
 //
-// The alpha of an indexed frame belongs to its palette and not to its pixels, so such a frame becomes RGBA.
+// The alpha of an indexed frame belongs to its palette, not to its pixels, so such a frame becomes RGBA.
 
 #include "Host/Effects/Channels.h"
 #include "Host/Effects/ConvertPixFmt.h"

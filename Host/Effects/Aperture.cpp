@@ -1,9 +1,8 @@
 // Aperture: draws the image of a lens aperture, white on black, for blurs that spread every bright point into its
 // shape.
 //
-// Every shape is a set of closed outlines inside the circle that touches the edges of the image; what an odd number of
-// them encloses is white. A pixel's value is the part of it that is covered: exact along the row, sampled at kSubrows
-// heights.
+// Every shape is a set of closed outlines inside the circle that touches the edges of the image, filled by the even-odd
+// rule. A pixel's value is its covered area: exact along the row, sampled at kSubrows heights.
 
 #include <algorithm>
 #include <cmath>
@@ -17,10 +16,10 @@ namespace Orvexa::Proc {
 namespace {
 
 constexpr int kSubrows = 16;
-constexpr int kCurvePoints = 1440;  // of a circle or heart; at 1023 pixels off the curve by 0.001
-constexpr double kRingHole = 0.6;   // radius of the hole, of the outer radius; a ring such as mirror lenses make
+constexpr int kCurvePoints = 1440;  // of a circle or heart; the error is 0.001 pixels at a size of 1023
+constexpr double kRingHole = 0.6;   // radius of the hole relative to the outer radius; like the rings of mirror lenses
 constexpr double kStarNotch =
-    0.45;  // radius of the notches; below cos(60 degrees), so that three points make a star, too
+    0.45;  // radius of the notches; below cos(60 degrees), so that three points also make a star
 
 struct Point {
     double x, y;  // y points up
@@ -29,7 +28,7 @@ using Outline = std::vector<Point>;
 
 constexpr double kTurn = 2.0 * std::numbers::pi;
 
-// Corners at even angles; the first one stands at the top.
+// Corners at equal angles, the first one at the top.
 Outline Corners(int count, double radius, double phase = 0.0) {
     Outline outline;
     for (int i = 0; i < count; ++i) {
@@ -49,7 +48,7 @@ Outline Star(int points) {
     return outline;
 }
 
-// The well-known heart curve, its box centred and its farthest point on the unit circle.
+// The well-known heart curve, with its bounding box centred and its farthest point on the unit circle.
 Outline Heart() {
     Outline outline;
     double top = 0.0, bottom = 0.0;
@@ -85,7 +84,7 @@ std::vector<Outline> OutlinesOf(const SettingsEffectVideoGenerator& settings) {
     Throw("Aperture shape is not supported! It must be 0..4.");
 }
 
-// Adds the part of each pixel between `begin` and `end` to its coverage.
+// Adds the covered length of each pixel between `begin` and `end` to its coverage.
 void AddSpan(std::vector<double>& coverage, double begin, double end) {
     const double size = static_cast<double>(coverage.size());
     begin = std::clamp(begin, 0.0, size);

@@ -1,4 +1,4 @@
-// Bands of rows, for work that is spread over threads.
+// Bands of rows, for work that is distributed over threads.
 #pragma once
 
 #include <algorithm>
@@ -7,8 +7,8 @@
 
 namespace Orvexa::Proc {
 
-/// Calls `work(first, end)` for the bands of at most `height` rows that `rows` rows make. What a band writes must not
-/// depend on another's.
+/// Splits `rows` rows into bands of at most `height` rows and calls `work(first, end)` for each. What a band writes
+/// must not depend on another's.
 template <class Work>
 void ForEachBand(int rows, int height, Work&& work) {
     const int bands = (rows + height - 1) / height;

@@ -1,5 +1,5 @@
-// Blur: a Gaussian along rows, columns or both. Deviations are in pixels of the picture, so that subsampled planes take
-// fractions of them.
+// Blur: a Gaussian along rows, columns or both. Deviations are in pixels of the picture, and scaled down for subsampled
+// planes.
 
 #include <cmath>
 
@@ -33,7 +33,7 @@ protected:
     }
 
 private:
-    // `shift`: log2 of how coarse the plane's samples are along the axis.
+    // `shift`: log2 of the plane's subsampling along the axis.
     BlurAxis AxisOf(double deviation, double scale, int shift) const {
         return BlurAxis::Make(std::ldexp(deviation, -shift), settings_.GetKernelLength(),
                               settings_.GetScaleType() == 1 ? std::ldexp(scale, -shift) : 1.0);

@@ -1,6 +1,6 @@
 // CLAHE: contrast limited adaptive histogram equalisation of luma (K. Zuiderveld, "Contrast limited adaptive histogram
-// equalization", Graphics Gems IV, 1994) on 8 x 8 tiles. Chroma and alpha stay; hidden pixels stay, too, and count as
-// pixels of the mean luma.
+// equalization", Graphics Gems IV, 1994) on 8 x 8 tiles. Chroma and alpha are unchanged; so are hidden pixels, which
+// count as pixels of the mean luma.
 
 #include <opencv2/imgproc.hpp>
 

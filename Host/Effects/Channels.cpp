@@ -17,7 +17,7 @@ ChannelView<Byte> MakeChannel(Frame& frame, ChannelKind kind) {
             static_cast<int>(plane.GetWidth()) / place.step, static_cast<int>(plane.GetHeight())};
 }
 
-// Calls `use` with the step as a constant, so that loops over samples become vector code.
+// Calls `use` with the step as a compile-time constant, so that loops over samples can be vectorised.
 template <class Use>
 void WithStep(int step, Use&& use) {
     switch (step) {
@@ -70,7 +70,7 @@ void FillChannel(const Channel& to, std::uint8_t value) {
 
 namespace {
 
-// Where finer sample number `fine` lies between two coarser ones, at 2^shift finer samples to a coarser one.
+// The position of finer sample `fine` between two coarser ones, with 2^shift finer samples per coarser one.
 struct Position {
     int nearest, other;
     int nearestWeight, otherWeight;  // of 2^(shift + 1)
@@ -84,7 +84,7 @@ Position Locate(int fine, int shift, int coarseSize) {
     return {nearest, other, 2 * unit - std::abs(offset), std::abs(offset)};
 }
 
-// The columns of `from` that row `y` of the new grid stands on, summed up; returns the weight of the sums.
+// Sums up the rows of `from` that row `y` of the new grid covers, column by column; returns the weight of the sums.
 template <int Step>
 int SumRows(const ConstChannel& from, int y, int shift, std::uint16_t* __restrict sums) {
     if (shift < 0) {
@@ -143,8 +143,8 @@ void EnlargeRow(const std::uint16_t* __restrict sums, int sumWeight, int sumCoun
             sums[position.nearest] * position.nearestWeight + sums[position.other] * position.otherWeight,
             sumWeight * 2 * kUnit);
     };
-    // Away from the two ends every coarser sample has both neighbours, and the divisor is a power of two unless a row
-    // was cut off.
+    // Except at the two ends every coarser sample has both neighbours, and the divisor is a power of two unless rows
+    // are missing at the edge.
     const int divisor = sumWeight * 2 * kUnit;
     int bits = 0;
     while (1 << bits < divisor) ++bits;

@@ -1,11 +1,12 @@
 // ColorBalance: brightness, contrast, saturation and gamma, in this order.
 //
-// All but saturation is a curve of levels 0..1, for R, G and B of packed formats and for luma of the others:
+// All but saturation are curves on levels 0..1, applied to R, G and B of packed formats and to luma of the others:
 //   brightness b: adds b / 100;
-//   contrast c below 0: the distance from middle grey times 1 + c / 100; above 0 an S through black, middle grey and
-//   white, x^k / (x^k + (1 - x)^k) with the slope k = 1 / (1 - c / 100) at middle grey, so that no highlight burns out;
+//   contrast c: below 0, multiplies the distance from middle grey by 1 + c / 100; above 0, an S-curve through black,
+//   middle grey and white, x^k / (x^k + (1 - x)^k), with slope k = 1 / (1 - c / 100) at middle grey, so that highlights
+//   do not clip;
 //   gamma g: x^(2^(-g / 50)).
-// Saturation s moves colours away from their luma, or chroma from 128, by the factor 1 + s / 100. Alpha stays.
+// Saturation s moves colours away from their luma, or chroma from 128, by the factor 1 + s / 100. Alpha is unchanged.
 
 #include <array>
 #include <cmath>
@@ -23,8 +24,8 @@ using Table = std::array<std::uint8_t, 256>;
 
 constexpr int kBandRows = 64;
 constexpr double kPercent = 100.0;
-constexpr int kGainBits = 8;  // fraction bits of the saturation's factor, which is 0..2
-constexpr int kMargin = 255;  // how far a colour can be moved beyond either end of the levels
+constexpr int kGainBits = 8;  // fraction bits of the saturation factor, which is 0..2
+constexpr int kMargin = 255;  // how far a colour can move beyond either end of the range
 
 double Share(int percent) { return std::clamp(percent / kPercent, -1.0, 1.0); }
 
@@ -48,7 +49,7 @@ Table MakeTable(Curve&& curve) {
     return table;
 }
 
-// Every byte of a row through a table, but for alpha.
+// Maps every byte of a row through a table, except alpha.
 void ApplyTable(const Table& table, const std::uint8_t* from, std::uint8_t* to, int pixels, int channels, int alpha) {
     if (alpha < 0) {
         for (int i = 0; i < pixels * channels; ++i) to[i] = table[from[i]];
@@ -124,9 +125,9 @@ private:
     }
 
     Table before_{};  // brightness and contrast
-    Table whole_{};   // gamma, too
+    Table whole_{};   // including gamma
     Table chroma_{};
-    std::array<std::uint8_t, 256 + 2 * kMargin> after_{};  // gamma; entry `kMargin` is level 0
+    std::array<std::uint8_t, 256 + 2 * kMargin> after_{};  // gamma only; entry `kMargin` is level 0
     int gain_ = 1 << kGainBits;
 };
 

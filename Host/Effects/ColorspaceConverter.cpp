@@ -1,4 +1,4 @@
-// ColorspaceConverter: brings a frame into one of the listed pixel formats, the one that loses least.
+// ColorspaceConverter: converts a frame to the listed pixel format that loses least.
 
 #include "Host/Effects/ConvertPixFmt.h"
 #include "Host/Effects/HostEffect.h"

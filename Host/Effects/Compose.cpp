@@ -1,8 +1,8 @@
-// Compose: two pictures into one by a function of their samples, D of the first input and S of the second.
+// Compose: combines two pictures by a function of their samples, D of the first input and S of the second.
 //
 // The functions are those of W3C "Compositing and Blending Level 1" on samples of 0..1; soft light is its cubic and
-// square-root form. They are meant for RGB and grey: Y'CbCr frames are composed as RGB. Where the inputs do not
-// overlap, and in D's alpha, D stays.
+// square-root form. They are intended for RGB and grey: Y'CbCr frames are composed as RGB. D is unchanged where the
+// inputs do not overlap, and so is its alpha.
 
 #include <algorithm>
 #include <cmath>

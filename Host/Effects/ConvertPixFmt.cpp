@@ -17,13 +17,13 @@ namespace {
 using Kind = PixFmtDescription::Kind;
 constexpr std::uint8_t kOpaque = 255;
 constexpr std::uint8_t kNeutralChroma = 128;
-// Rows that are converted together: few enough for their chroma to stay in the cache, a multiple of the coarsest
-// chroma's four.
+// The number of rows converted together: few enough for their chroma to stay in the cache, and a multiple of four, the
+// coarsest vertical subsampling.
 constexpr int kBandRows = 16;
 
 bool HasColor(const PixFmtDescription& description) { return description.kind != Kind::Gray; }
 
-// What a change of format costs, smaller is better.
+// The cost of a change of format; smaller is better.
 auto CostOf(const PixFmtDescription& source, const PixFmtDescription& target) {
     const bool isColor = HasColor(source) && HasColor(target);
     const int shiftX = isColor ? target.chromaShiftX - source.chromaShiftX : 0;
@@ -53,7 +53,7 @@ PixFmt ChooseTarget(PixFmt source, const std::vector<PixFmt>& candidates) {
 
 namespace {
 
-// Planes of chroma for a band of rows at full resolution.
+// Chroma planes for a band of rows at full resolution.
 struct ChromaBand {
     explicit ChromaBand(int width) : stride(width), samples(2 * static_cast<std::size_t>(width) * kBandRows) {}
     Channel Get(ChannelKind kind, int rows) {
@@ -72,8 +72,8 @@ ChannelView<Byte> RowsOf(const ChannelView<Byte>& channel, int first, int count)
 
 constexpr ChannelKind kChroma[] = {ChannelKind::Cb, ChannelKind::Cr};
 
-// The rows of a packed or grey picture, and of an indexed one as RGBA: expanded one at a time, so that no second
-// picture is needed.
+// The rows of a packed or grey picture, or of an indexed one as RGBA: expanded one at a time, so that no second picture
+// is needed.
 class PackedRows {
 public:
     explicit PackedRows(const IDataVideo& source)
@@ -88,7 +88,7 @@ public:
     std::uint64_t GetHeight() const { return plane_.GetHeight(); }
     /// In pixels.
     std::uint64_t GetWidth() const { return plane_.GetPixelsPerRow(); }
-    /// Row y; of an indexed picture it is valid until the next one is asked for.
+    /// Row y; for an indexed picture it is valid until the next call.
     const std::uint8_t* Get(std::uint64_t y) {
         const std::uint8_t* row = plane_.GetRow(y);
         if (expanded_.empty()) return row;
@@ -117,7 +117,7 @@ void PackedToGray(PackedRows& source, IDataVideo& target) {
         RgbToLumaRow(layout, source.Get(y), out.GetRow(y), source.GetWidth());
 }
 
-// Alpha goes along where both have it.
+// Alpha is copied if both formats have it.
 void PackedToPlanar(PackedRows& source, IDataVideo& target, const PixFmtDescription& to) {
     const Channel luma = GetChannel(target, ChannelKind::Luma);
     const Channel chroma[] = {GetChannel(target, ChannelKind::Cb), GetChannel(target, ChannelKind::Cr)};
@@ -188,8 +188,7 @@ void PlanarToPlanar(const IDataVideo& source, const PixFmtDescription& from, IDa
     }
 }
 
-// Indexed frames hold what has at most 256 colours: greys under their own value, others in the order of their first
-// pixels.
+// Indexed frames can hold at most 256 colours: greys at their own value, others in order of first appearance.
 FramePtr MakeIndexed(const IDataVideo& source, const AllocatorPtr& allocator) {
     FramePtr target = NewFrame(allocator, PixFmt::Pal8, source.GetFrameInfo());
     std::array<std::uint32_t, 256> palette{};
@@ -251,7 +250,7 @@ FramePtr ConvertPixFmt(const IDataVideo& source, PixFmt target, const AllocatorP
     } else {
         PlanarToPlanar(source, from, *result, to);
     }
-    // Packed rows have brought their alpha along, and packed targets have been given some where the source has none.
+    // Alpha has already been copied from packed rows, or set to 255 in packed targets if the source has none.
     if (!to.HasAlpha() || (from.HasAlpha() ? isFromPacked : isToPacked)) return result;
     if (from.HasAlpha()) {
         CopyChannel(GetChannel(source, ChannelKind::Alpha), GetChannel(*result, ChannelKind::Alpha));

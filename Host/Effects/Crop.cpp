@@ -13,7 +13,7 @@ struct Span {
     std::int64_t first, size;
 };
 
-// Both ends are rounded, so that neighbouring shares of a picture fit together without gap or overlap.
+// Both ends are rounded, so that adjacent parts of a picture fit together without gap or overlap.
 Span SpanOf(const Length& start, const Length& length, std::uint32_t side) {
     const auto rounded = [](double value) { return static_cast<std::int64_t>(std::llround(std::min(value, 1e9))); };
     const double first = start.In(side), end = length.IsOpen() ? side : first + length.In(side);
@@ -41,7 +41,7 @@ protected:
         const FramePtr view = CloneFrame(*frame, kCloneView);
         view->Crop(static_cast<std::uint32_t>(x.first), static_cast<std::uint32_t>(y.first),
                    static_cast<std::uint32_t>(x.size), static_cast<std::uint32_t>(y.size));
-        frame = CloneFrame(*view, kCloneIndependent);  // lets the memory of what is cut off go
+        frame = CloneFrame(*view, kCloneIndependent);  // frees the memory of the parts cut off
     }
 };
 

@@ -1,7 +1,7 @@
-// DrawContours and DrawShape: draw into a frame, whose pixels are changed in place, those of its views included.
+// DrawContours and DrawShape: draw into a frame, changing its pixels in place, including those of its views.
 //
-// Every plane is drawn into with the sample that the colour has there; on coarser planes positions and widths are
-// divided. Smooth edges mix the colour with what lies under it.
+// Each plane is drawn with the colour's sample in it; on subsampled planes positions and widths are divided. Smooth
+// edges mix the colour with the pixels below.
 
 #include <cmath>
 #include <opencv2/imgproc.hpp>
@@ -17,9 +17,9 @@ namespace {
 
 constexpr int kSmooth = 1;
 constexpr int kFractionBits = 4;       // of positions
-constexpr int kMaxPosition = 1 << 20;  // pixels; what lies farther out is drawn as far out as this
+constexpr int kMaxPosition = 1 << 20;  // pixels; positions farther out are clamped to this
 
-// One plane to be drawn into.
+// A plane to draw into.
 struct Canvas {
     cv::Mat plane;
     cv::Scalar color;
@@ -27,7 +27,7 @@ struct Canvas {
     int lineType;
     int thickness;
 
-    // A position in the picture's pixels as OpenCV takes it, with fraction bits.
+    // A position in picture pixels in OpenCV's fixed-point form.
     cv::Point At(int x, int y) const {
         const auto along = [](int position, int shift) {
             const double center = std::ldexp(std::clamp(position, -kMaxPosition, kMaxPosition) + 0.5, -shift) - 0.5;
@@ -37,7 +37,7 @@ struct Canvas {
     }
 };
 
-// The sample of a colour in a plane of the format.
+// The sample that represents a colour in a plane of the format.
 cv::Scalar SampleOf(const Color& color, PixFmt pixFmt, std::uint8_t plane, const AllocatorPtr& allocator) {
     const FramePtr pixel = NewFrame(allocator, pixFmt, FrameInfo(1, 1));
     pixel->Fill(color);

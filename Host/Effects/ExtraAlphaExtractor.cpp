@@ -1,5 +1,5 @@
-// ExtraAlphaExtractor: brings a mask to the size of a format's chroma planes, each sample the mean of the mask under
-// it.
+// ExtraAlphaExtractor: scales a mask to the size of a format's chroma planes; each sample is the mean of the mask
+// pixels that it covers.
 
 #include "Host/Effects/Channels.h"
 #include "Host/Effects/HostEffect.h"

@@ -12,9 +12,9 @@ namespace {
 
 constexpr int kMaxCell = 256;            // 256 x 256 products of two bytes fit into 32 bits
 constexpr double kMaxDeviation = 10000;  // pixels
-constexpr int kBlock = 2048;             // samples that stay in the processor's nearest cache through all weights
+constexpr int kBlock = 2048;             // samples that stay in the L1 cache through all weights
 
-// What is left of a Gaussian's variance when it is cut off `length` deviations from the middle.
+// The variance of a Gaussian, relative to the full one, after truncation at `length` deviations.
 double CutVariance(double length) {
     const double density = std::exp(-0.5 * length * length) / std::sqrt(2.0 * std::numbers::pi);
     return 1.0 - 2.0 * length * density / std::erf(length / std::numbers::sqrt2);
@@ -45,8 +45,8 @@ void AddWeighted(const std::vector<float>& weights, float* to, std::size_t count
     }
 }
 
-// How much the cell of a pixel and its two neighbours count for it: the quadratic B-spline, which blurs all pixels
-// alike, wherever in their cells they lie.
+// The weights of a pixel's cell and its two neighbours: the quadratic B-spline, which blurs all pixels equally,
+// wherever in their cells they lie.
 struct Spline {
     float before, middle, after;
 };
@@ -57,7 +57,8 @@ Spline SplineOf(int pixel, int cell) {
             static_cast<float>(0.5 * (0.5 + offset) * (0.5 + offset))};
 }
 
-// Rows of floats. `GetRow(c)` is the row of cells c, blurred along both axes and as wide as the picture again.
+// Rows of floats. `GetRow(c)` is row c of cells, blurred along both axes and interpolated horizontally to the width of
+// the picture.
 class BlurredRows {
 public:
     BlurredRows(const PlaneTask& plane, const cv::Mat& opacity, const BlurAxis& alongX, const BlurAxis& alongY)
@@ -80,20 +81,20 @@ public:
     int GetChannels() const { return channels_; }
     int GetWeightChannel() const { return weight_; }
 
-    // Must be called with 1 more than last time, or start anew.
+    // Must be called with the previous row plus 1, or start over.
     void GetRow(int cellRow, std::vector<float>& row) {
         const int reach = y_.GetReach();
         for (int c = isStarted_ ? cellRow + reach : cellRow - reach; c <= cellRow + reach; ++c) FillWindow(c);
         isStarted_ = true;
         row.resize(Samples(pixels_));
-        const bool isWhole = x_.cell == 1;  // then the margins are of no use
+        const bool isWhole = x_.cell == 1;  // margins are then not needed
         AddWeighted(y_.weights, isWhole ? row.data() : along_.data(), isWhole ? row.size() : along_.size(),
                     [&](int k) { return window_[WindowIndex(cellRow + k)].data() + (isWhole ? channels_ : 0); });
         if (!isWhole) Widen(row.data());
     }
 
 private:
-    int Margin() const { return x_.GetReach() + 1; }  // cells; one for the interpolation
+    int Margin() const { return x_.GetReach() + 1; }  // cells; one of them for the interpolation
     std::size_t Samples(int pixels) const {
         return static_cast<std::size_t>(pixels) * static_cast<std::size_t>(channels_);
     }
@@ -124,7 +125,7 @@ private:
         }
     }
 
-    // Cells of the row of sums, with a margin on both sides.
+    // Averages the row of sums to cells, with a margin on both sides.
     void Reduce() {
         const float scale = 1.0f / static_cast<float>(x_.cell * y_.cell);
         float* to = reduced_.data();
@@ -163,16 +164,16 @@ private:
     const cv::Mat& opacity_;
     const BlurAxis &x_, &y_;
     const int pixels_, channels_, weight_, cells_;
-    std::vector<Spline> splines_;             // of the pixels of a cell
-    std::vector<std::uint32_t> sums_;         // over the rows of one row of cells
+    std::vector<Spline> splines_;             // for the pixels of a cell
+    std::vector<std::uint32_t> sums_;         // over the picture rows of one row of cells
     std::vector<float> reduced_, along_;      // one row of cells, with margins
-    std::vector<std::vector<float>> window_;  // rows of cells that are blurred along x
+    std::vector<std::vector<float>> window_;  // rows of cells, blurred along x
     bool isStarted_ = false;
 };
 
 std::uint8_t ToByte(float level) { return static_cast<std::uint8_t>(static_cast<std::int32_t>(level + 0.5f)); }
 
-// Three neighbouring rows of means, and what counts of each.
+// Three neighbouring rows of means, and their weights.
 struct Means {
     std::vector<float> before, middle, after;
     Spline spline;
@@ -194,7 +195,7 @@ void WriteRow(const Means& means, std::uint8_t* to) {
         to[i] = ToByte(spline.before * before[i] + spline.middle * middle[i] + spline.after * after[i]);
 }
 
-// The same for means of what is weighted by alpha.
+// The same for means weighted by alpha.
 void WriteWeightedRow(const Means& means, const BlurredRows& rows, const std::uint8_t* from, std::uint8_t* to,
                       int toChannels) {
     constexpr float kNothing = 1e-4f;
@@ -218,18 +219,18 @@ BlurAxis BlurAxis::Make(double deviation, double length, double leastCell) {
     BlurAxis axis;
     if (!(deviation > 0.0) || !(length > 0.0)) return axis;
     deviation = std::min(deviation, kMaxDeviation);
-    // The larger the deviation, the more cells it gets, so that fine patterns do not turn into false coarse ones.
+    // The larger the deviation, the more cells it spans, so that fine patterns do not alias.
     axis.cell =
         static_cast<int>(std::clamp(std::max(std::sqrt(deviation), std::round(leastCell)), 1.0, double{kMaxCell}));
-    const double reach = std::ceil(length * deviation) + 0.5;  // pixels, the outermost one whole
-    // Averaging and interpolating blur, too, with these variances: (cell^2 - 1) / 12 and cell^2 / 4.
+    const double reach = std::ceil(length * deviation) + 0.5;  // pixels, including the whole outermost one
+    // Averaging and interpolation also blur, with the variances (cell^2 - 1) / 12 and cell^2 / 4.
     const double own = axis.cell == 1 ? 0.0 : (4.0 * axis.cell * axis.cell - 1.0) / 12.0;
     const double variance = deviation * deviation - own / CutVariance(reach / deviation);
     const double inCells = std::sqrt(std::max(variance, 0.0)) / axis.cell;
     std::vector<double> weights{1.0};
     double sum = 1.0;
     for (int k = 1; inCells > 0.0 && k < reach / axis.cell + 0.5; ++k) {
-        const double within = std::min(reach / axis.cell + 0.5 - k, 1.0);  // share of the cell that is in reach
+        const double within = std::min(reach / axis.cell + 0.5 - k, 1.0);  // fraction of the cell within reach
         weights.push_back(within * std::exp(-0.5 * k * k / (inCells * inCells)));
         sum += 2.0 * weights.back();
     }
@@ -241,7 +242,7 @@ BlurAxis BlurAxis::Make(double deviation, double length, double leastCell) {
 void BlurPlane(const PlaneTask& plane, const BlurAxis& alongX, const BlurAxis& alongY) {
     const cv::Mat opacity = plane.GetOpacity();
     const int height = plane.from.rows, cellRows = (height + alongY.cell - 1) / alongY.cell;
-    // A band reads what is in reach of it, too.
+    // A band also reads the rows within its reach.
     const int bandRows = std::max(cellRows / (4 * Core::GetLibraryThreads()) + 1, 4 * (alongY.GetReach() + 1));
     ForEachBand(cellRows, bandRows, [&](int first, int end) {
         BlurredRows rows(plane, opacity, alongX, alongY);

@@ -1,11 +1,11 @@
 // GrabCut: segmentation by iterated graph cuts with colour models of both sides (C. Rother, V. Kolmogorov, A. Blake,
-// "GrabCut", ACM Transactions on Graphics 23(3), 2004), as OpenCV has it.
+// "GrabCut", ACM Transactions on Graphics 23(3), 2004), as implemented in OpenCV.
 //
-// Two forms. A picture with a grey seed mask: what equals the foreground or the background value is certain, the rest
-// is probably background; the picture is replaced by a mask of both values. A grey frame of labels, 0 background, 1
-// foreground, 2 probably background, 3 probably foreground, with a picture in colour: the labels are overwritten with 0
-// or 255. Cuts cost seconds a megapixel, so that labels of a large area are cut on a smaller scale; a guided filter
-// brings the edge back to the picture's own edges.
+// It has two forms. Given a picture with a grey seed mask: pixels with the foreground or the background value are
+// certain, all others are probable background; the picture is replaced by a mask of both values. Given a grey frame of
+// labels (0 background, 1 foreground, 2 probable background, 3 probable foreground) with a colour picture: the labels
+// are overwritten with 0 or 255. Cuts take seconds per megapixel, so labels of a large area are cut at a smaller scale,
+// and a guided filter restores the edge to the picture's own edges.
 
 #include <algorithm>
 #include <cmath>
@@ -23,9 +23,9 @@ namespace {
 
 constexpr int kIterations = 5;
 constexpr std::uint8_t kLabelForeground = 255, kLabelBackground = 0;
-constexpr int kLongestSide = 320;       // pixels, of labels that are cut
-constexpr double kReachOfEdge = 2.0;    // pixels of the smaller scale in which an edge is looked for
-constexpr double kEdgeContrast = 0.02;  // of the range of luma: what counts as one
+constexpr int kLongestSide = 320;       // pixels, of labels to cut
+constexpr double kReachOfEdge = 2.0;    // search radius for an edge, in pixels of the smaller scale
+constexpr double kEdgeContrast = 0.02;  // minimum contrast of an edge, relative to the range of luma
 
 bool IsForeground(std::uint8_t label) { return (label & 1) != 0; }
 
@@ -35,11 +35,12 @@ void CheckSizes(const IDataVideo& a, const IDataVideo& b) {
     }
 }
 
-// Replaces labels 2 and 3. Without a trace of either side there is nothing to tell them apart by, and they stay.
+// Replaces labels 2 and 3. If either side has no labels at all, the two cannot be distinguished, and the labels are
+// kept.
 void Cut(const cv::Mat& picture, cv::Mat& labels) {
     const auto has = [&](bool isForeground) { return cv::countNonZero((labels & 1) == (isForeground ? 1 : 0)) > 0; };
     if (!has(true) || !has(false)) return;
-    // Clustering starts from random numbers, whose state is a thread's own.
+    // Clustering starts from random numbers, whose state is per thread.
     cv::theRNG().state = 1;
     cv::Mat background, foreground;
     cv::grabCut(picture, labels, cv::Rect(), background, foreground, kIterations, cv::GC_INIT_WITH_MASK);

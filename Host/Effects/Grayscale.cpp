@@ -1,4 +1,4 @@
-// Grayscale: a grey frame of a colour one. Alpha is dropped.
+// Grayscale: converts a colour frame to a grey one. Alpha is dropped.
 
 #include <algorithm>
 #include <array>
@@ -15,7 +15,7 @@ enum Method : int { kAverage = 0, kLuma = 1, kLightness = 2 };
 
 constexpr int kBandRows = 64;
 
-// Half a level is rounded up.
+// Halves are rounded up.
 struct Average {
     static constexpr int Of(int r, int g, int b) { return (2 * (r + g + b) + 3) / 6; }
 };

@@ -1,12 +1,12 @@
-// GuidedFilter: smooths the first input and keeps the edges of the second one, its guide.
+// GuidedFilter: smooths the first input while keeping the edges of the second one, its guide.
 //
-// K. He, J. Sun, X. Tang, "Guided image filtering", IEEE TPAMI 35(6), 2013: in every window the input is fitted by
-// a * guide + b, where a is the covariance of both over the guide's variance plus epsilon, and every pixel takes the
-// mean of the lines of the windows that it lies in. The guide is one grey picture, the luma of a colour one. Windows
-// are cut off at the picture's edge. Alpha stays, and what it hides does not count.
+// K. He, J. Sun, X. Tang, "Guided image filtering", IEEE TPAMI 35(6), 2013: in every window the input is fitted by a *
+// guide + b, where a is the covariance of both divided by the guide's variance plus epsilon, and every pixel takes the
+// mean of the fits of all windows that contain it. The guide is a grey picture, or the luma of a colour one. Windows
+// are clipped at the picture's edge. Alpha is unchanged, and hidden pixels do not count.
 //
 // Sums over windows slide down and along the rows, so that their cost does not depend on the radius. Bands of rows are
-// filtered one by one, each with the rows in its reach, so that only these rows are kept as floating point numbers.
+// filtered one by one, each with the rows within its reach, so that only these rows are held in floating point.
 
 #include <vector>
 
@@ -21,7 +21,7 @@ namespace {
 constexpr int kMaxRadius = 1000;  // pixels; products of sums over windows of 2001 x 2001 bytes fit into 64 bits
 constexpr int kLeastBand = 256;   // rows
 
-// How many of the positions about `position` lie within a side.
+// The number of positions around `position` that lie within a side.
 int CountWithin(int position, int radius, int size) {
     return std::min(position + radius, size - 1) - std::max(position - radius, 0) + 1;
 }
@@ -33,7 +33,7 @@ struct Task {
     double epsilon;  // in squared levels
 };
 
-// Sums over columns of the window's rows, and over windows that slide along them.
+// Column sums over the window's rows, and sums over windows that slide along them.
 class Window {
 public:
     explicit Window(const Task& task)
@@ -50,7 +50,7 @@ public:
         });
     }
 
-    // The lines of a row's windows, of `rows` rows each.
+    // Fits the windows of a row, each `rows` rows high.
     void FitLines(int rows, float* a, float* b) const {
         const int width = task_.guide.width, radius = task_.radius;
         std::int64_t guide = 0, input = 0, squares = 0, products = 0;
@@ -92,7 +92,7 @@ private:
     std::vector<std::uint32_t> guide_, input_, squares_, products_;
 };
 
-// The lines of the rows in reach, and their sums over columns.
+// The fits of the rows within reach, and their column sums.
 class Lines {
 public:
     Lines(int width, int rows)
@@ -114,7 +114,7 @@ public:
         for (std::size_t x = 0; x < width_; ++x) sumA_[x] -= a[x], sumB_[x] -= b[x];
     }
 
-    // The means of `rows` rows of lines, at the guide's levels.
+    // Writes the means of `rows` rows of fits, evaluated at the guide's levels.
     void WriteRow(const Task& task, int y, int rows) const {
         const int width = task.guide.width, radius = task.radius;
         const std::uint8_t* guide = task.guide.GetRow(y);
@@ -133,7 +133,7 @@ private:
     double A(int x) const { return sumA_[static_cast<std::size_t>(x)]; }
     double B(int x) const { return sumB_[static_cast<std::size_t>(x)]; }
 
-    std::size_t width_, rows_;  // of what is kept
+    std::size_t width_, rows_;  // of the rows held
     std::vector<float> a_, b_;
     std::vector<double> sumA_, sumB_;
 };
@@ -176,7 +176,7 @@ protected:
     }
 
 private:
-    // Of a transparent picture RGBA whose hidden pixels look like those that show.
+    // For a transparent picture, RGBA in which hidden pixels have the colours of visible ones.
     ConstFramePtr WithoutHiddenColors(const IDataVideo& frame) const {
         if (!IsTransparent(frame) && frame.GetPixFmt() != PixFmt::Pal8) return ConstFramePtr(&frame);
         const FramePtr filled = ConvertPixFmt(frame, PixFmt::Rgba, allocator_);

@@ -1,7 +1,7 @@
 // The template bases of the host's own sub-effects.
 //
-// A sub-effect derives from HostOneInput or HostTwoInput with its settings class, implements Process, and leaves its
-// file as a creator made with MakeEffect; one row in RegisterHostEffects.cpp registers it.
+// A sub-effect derives from HostOneInput or HostTwoInput with its settings class, implements Process, and is visible
+// outside its file only as a creator made with MakeEffect; one row in RegisterHostEffects.cpp registers it.
 #pragma once
 
 #include <string>
@@ -10,7 +10,7 @@
 
 namespace Orvexa::Proc {
 
-/// Settings and statistics: what is the same for all sub-effects.
+/// Settings and statistics, common to all sub-effects.
 template <class InterfaceT, class SettingsT>
 class HostEffect : public SettingsEffect<InterfaceT, SettingsT> {
 public:
@@ -26,7 +26,7 @@ public:
     }
 
 protected:
-    /// The implementation name that the effect is registered under.
+    /// The implementation name under which the effect is registered.
     virtual const std::string& GetImplName() const { return ImplNames::HOST; }
 };
 
@@ -43,12 +43,12 @@ public:
     }
 
 protected:
-    /// Puts the result into `frame`: a new frame, or the same one when nothing is to be done. Pixels that anyone else
+    /// Stores the result in `frame`: a new frame, or the same one if there is nothing to do. Pixels that anyone else
     /// can see must not be changed; check `IsExclusive`.
     virtual void Process(FramePtr& frame) = 0;
 };
 
-/// A sub-effect that makes a frame out of nothing, in place of whatever the caller's reference holds.
+/// A sub-effect that generates a frame, replacing whatever the caller's reference holds.
 template <class SettingsT>
 class HostGenerator : public HostEffect<IOneInputEffectVideo, SettingsT> {
 public:
@@ -70,7 +70,7 @@ private:
     static constexpr std::int64_t kGeneratedDuration = 40000;
 };
 
-/// A sub-effect on a frame with the help of a second one, which is only read.
+/// A sub-effect on a frame with a second, read-only one.
 template <class SettingsT>
 class HostTwoInput : public HostEffect<ITwoInputEffectVideo, SettingsT> {
 public:

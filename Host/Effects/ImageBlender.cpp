@@ -1,9 +1,9 @@
-// ImageBlender: lays the second input S over the first input D, which is written through, with its top-left corner at
-// (x, y), clipped.
+// ImageBlender: blends the second input S over the first input D, which is modified in place, with its top-left corner
+// at (x, y), clipped.
 //
 // Per sample D += (S - D) * o / 255 with the opacity o = a * strength / 255, both rounded to the nearest integer, where
-// a is the extra alpha attached to S, else S's own alpha channel if it counts, else 255. Opacity 0 leaves D and 255
-// gives S, exactly. On subsampled planes the position is rounded down, and a is the mean over the pixels of a chroma
+// a is the extra alpha attached to S, else S's own alpha channel if it is used, else 255. Opacity 0 gives exactly D,
+// and 255 exactly S. On subsampled planes the position is rounded down, and a is the mean over the pixels of a chroma
 // sample. D's alpha never changes.
 
 #include <algorithm>
@@ -31,7 +31,7 @@ void BlendRow(std::uint8_t* __restrict d, const std::uint8_t* __restrict s, cons
               std::size_t bytes) {
     for (std::size_t i = 0; i < bytes; ++i) {
         const auto o = static_cast<std::uint16_t>(opacity[i]);
-        // D + (S - D) * o / 255 with the sum under the rounding, free of signs.
+        // D + (S - D) * o / 255, rewritten so that no term is negative.
         d[i] = DivideBy255(static_cast<std::uint16_t>(static_cast<std::uint16_t>(d[i] * (255 - o)) +
                                                       static_cast<std::uint16_t>(s[i] * o)));
     }
@@ -42,7 +42,7 @@ void ScaleRow(std::uint8_t* __restrict to, const std::uint8_t* __restrict alpha,
     for (std::size_t i = 0; i < pixels; ++i) to[i] = DivideBy255(static_cast<std::uint16_t>(alpha[i] * strength));
 }
 
-// One opacity a pixel to one a byte; the byte `skipped` of each pixel, if not -1, gets none.
+// Expands one opacity per pixel to one per byte; byte `skipped` of each pixel, if not -1, gets opacity 0.
 void SpreadRow(std::uint8_t* __restrict to, const std::uint8_t* __restrict opacity, std::size_t pixels,
                std::size_t bytesPerPixel, int skipped) {
     if (skipped < 0) {
@@ -56,7 +56,7 @@ void SpreadRow(std::uint8_t* __restrict to, const std::uint8_t* __restrict opaci
     }
 }
 
-// The part of one axis where both frames have samples.
+// The part of one axis covered by both frames.
 struct Overlap {
     std::int64_t inD, inS, count;
 };
@@ -98,7 +98,7 @@ public:
     bool IsOpaque() const { return full_.data == nullptr; }
     ConstChannel GetFull() const { return full_; }
     /// The alpha for chroma planes of `width` x `height` samples: the attached one if it has that size, else the mean
-    /// of the full one.
+    /// of the full-size one.
     ConstChannel GetChroma(int width, int height, int shiftX, int shiftY) {
         if (IsOpaque() || (chroma_.width == width && chroma_.height == height)) return chroma_;
         storage_.resize(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
@@ -120,7 +120,7 @@ Coverage CoverageOf(const std::uint8_t* opacity, std::size_t pixels) {
     return any == 0 ? Coverage::Nothing : all == 255 ? Coverage::Everything : Coverage::Mixed;
 }
 
-// Masks are nothing or everything in most places, where nothing is to be mixed.
+// Most mask pixels are 0 or 255, where nothing has to be mixed.
 void BlendMaskedRow(std::uint8_t* d, const std::uint8_t* s, const std::uint8_t* opacity, std::size_t pixels,
                     std::size_t bytesPerPixel, int skipped, std::uint8_t* spread) {
     constexpr std::size_t kRun = 64;
@@ -182,7 +182,7 @@ protected:
         if (description.kind == PixFmtDescription::Kind::Indexed)
             Throw("Pixel format is not supported! Pixels of indexed frames cannot be mixed.");
         const ConstFramePtr layer = Expanded(second, allocator_);
-        // Conversion loses alpha where D has none, so it is taken from the unconverted layer.
+        // Conversion loses alpha if D has none, so it is taken from the unconverted layer.
         LayerAlpha alpha(second->GetExtraAlpha(0) ? *second : *layer, settings_.GetAlphaMode());
         const ConstFramePtr picture = PictureFor(*frame, layer);
         for (std::uint8_t i = 0; i < description.planes; ++i) {
@@ -200,7 +200,7 @@ protected:
     }
 
 private:
-    // The layer in D's format and in memory of its own, so that what is written does not change what is still to be
+    // The layer in D's format and in separate memory, so that writing does not change samples that are still to be
     // read.
     ConstFramePtr PictureFor(const IDataVideo& d, const ConstFramePtr& layer) {
         if (layer->GetPixFmt() == d.GetPixFmt())

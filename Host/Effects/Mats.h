@@ -1,4 +1,4 @@
-// Planes and channels as OpenCV sees them.
+// OpenCV matrices over planes and channels.
 #pragma once
 
 #include <opencv2/core.hpp>
@@ -7,19 +7,19 @@
 
 namespace Orvexa::Proc {
 
-/// A matrix over the plane's own bytes, one channel for each byte of a pixel.
+/// A matrix over the plane's own bytes, with one channel for each byte of a pixel.
 inline cv::Mat AsMat(const Plane& plane) {
     return {static_cast<int>(plane.GetHeight()), static_cast<int>(plane.GetPixelsPerRow()),
             CV_8UC(static_cast<int>(plane.GetBytesPerPixel())), plane.GetData(),
             static_cast<std::size_t>(plane.GetStride())};
 }
-/// The same for reading only.
+/// The same, read-only.
 inline const cv::Mat AsMat(const ConstPlane& plane) {
     return AsMat(Plane(const_cast<std::uint8_t*>(plane.GetData()), plane.GetStride(), plane.GetWidth(),
                        plane.GetHeight(), plane.GetBytesPerPixel(), false));
 }
 
-/// The alpha of a frame on the grid of one of its planes, one byte a sample. The frame's format must carry alpha.
+/// The alpha of a frame on the grid of one of its planes, one byte per sample. The frame's format must have alpha.
 inline cv::Mat AlphaOnGridOf(const IDataVideo& frame, std::uint8_t plane) {
     const PixFmtDescription& description = PixFmtDescription::Get(frame.GetPixFmt());
     const ConstPlane grid = frame.GetPlane(plane);

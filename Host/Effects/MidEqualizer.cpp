@@ -1,9 +1,9 @@
 // MidEqualizer: midway image equalisation (J. Delon, "Midway image equalization", Journal of Mathematical Imaging and
 // Vision 21(2), 2004) of the first input with the second.
 //
-// Every level of the first picture moves half-way to the levels of the same rank in the second one, to their mean where
-// a level covers many ranks. Channels of RGB are treated one by one, a grey first picture by its levels. Hidden pixels
-// (alpha 0) do not count. Sizes may differ.
+// Every level of the first picture moves half-way to the level of the same rank in the second one, or to the mean of
+// these levels if it spans many ranks. Channels of RGB are processed independently; a grey first picture is processed
+// by its levels. Hidden pixels (alpha 0) do not count. Sizes may differ.
 
 #include <array>
 #include <mutex>
@@ -48,7 +48,7 @@ std::uint64_t Total(const Counts& counts) {
     return total;
 }
 
-// Both pictures' ranks run from 0 to the product of their numbers of pixels, so that they can be compared as integers.
+// Ranks of both pictures run from 0 to the product of their pixel counts, so that they can be compared as integers.
 Table MakeTable(const Counts& first, const Counts& second) {
     const std::uint64_t firstTotal = Total(first), secondTotal = Total(second);
     Table table{};
@@ -80,7 +80,7 @@ void Apply(const Table& table, const ConstChannel& from, const Channel& to) {
     });
 }
 
-// A packed format as it is, any other as RGB, with alpha if it has some.
+// A packed format unchanged, any other as RGB, with alpha if it has it.
 PixFmt RgbFormatOf(const IDataVideo& frame) {
     const PixFmtDescription& format = PixFmtDescription::Get(frame.GetPixFmt());
     if (format.kind == PixFmtDescription::Kind::Packed) return format.pixFmt;

@@ -1,5 +1,5 @@
-// Morphology: erosion, dilation, opening and closing of every plane. Alpha and chroma are treated like all samples;
-// indexed frames as RGBA.
+// Morphology: erosion, dilation, opening and closing of every plane. Alpha and chroma are processed like all samples;
+// indexed frames are processed as RGBA.
 
 #include <opencv2/imgproc.hpp>
 

@@ -1,8 +1,8 @@
-// Pad: adds margins to a frame, filled with a colour, with more of a texture, mirrored about the outermost pixels
+// Pad: adds margins to a frame, filled with a colour, with an extended texture, mirrored about the outermost pixels
 // (which are not repeated) or replicated from them.
 //
-// On subsampled planes the left and top margins are rounded down, as offsets are everywhere, and the right and bottom
-// ones take what is left of the plane. In an indexed frame the colour is the nearest one of the palette.
+// On subsampled planes the left and top margins are rounded down, like all offsets, and the right and bottom ones take
+// the rest of the plane. In an indexed frame the colour is the nearest one in the palette.
 
 #include <cstring>
 #include <limits>
@@ -20,7 +20,7 @@ int BorderType(PadMode mode) {
         case PadMode::Fill: return cv::BORDER_CONSTANT;
         case PadMode::Replicate: return cv::BORDER_REPLICATE;
         case PadMode::Mirror: return cv::BORDER_REFLECT_101;
-        case PadMode::Texture: break;  // is no border of OpenCV's
+        case PadMode::Texture: break;  // not one of OpenCV's border types
     }
     Throw("Pad mode is not supported! It must be 0..3.");
 }
@@ -60,8 +60,8 @@ protected:
                 PaddedSide(info.height, margins.top, margins.bottom), info.aspect};
     }
 
-    // Windows of a texture may start anywhere, for which every pixel needs samples of its own. Borders repeat samples
-    // and mix none, indices neither.
+    // Windows of a texture may start anywhere, so every pixel needs samples of its own. Borders repeat samples without
+    // mixing them, so indices can stay.
     PixFmt GetWorkingFormat(const PixFmtDescription& format) const override {
         if (settings_.GetMode() != PadMode::Texture) return format.pixFmt;
         const bool isSubsampled = format.chromaShiftX + format.chromaShiftY > 0;

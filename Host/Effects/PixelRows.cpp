@@ -5,21 +5,21 @@
 
 #include "Host/Effects/PixelRows.h"
 
-// This file is compiled once for each kind of processor; what is the same for all comes first.
+// This file is compiled once per instruction set; the parts common to all come first.
 #ifndef ORVEXA_PIXEL_ROWS_SCALAR
 #define ORVEXA_PIXEL_ROWS_SCALAR
 namespace Orvexa::Proc::PixelRows {
 
-constexpr int kForwardBits = 7;         // fraction bits of the sums on the way to Y'CbCr
-constexpr int kBackwardBits = 6;        // and on the way back
+constexpr int kForwardBits = 7;         // fraction bits of the sums in the conversion to Y'CbCr
+constexpr int kBackwardBits = 6;        // and in the inverse conversion
 constexpr std::int16_t kNeutral = 128;  // chroma of grey
 constexpr std::uint8_t kOpaque = 255;
 
-// A factor below one in units of 1/32768.
+// A factor below one, in units of 1/32768.
 constexpr int kOne = 32768;
 constexpr int Q15(double factor) { return static_cast<int>(factor * kOne + (factor < 0.0 ? -0.5 : 0.5)); }
 
-// The weights sum up to exactly 1 for luma and 0 for chroma, so that grey stays grey.
+// The weights sum to exactly 1 for luma and 0 for chroma, so that grey stays grey.
 struct Weights {
     int red, green, blue;
 };
@@ -62,7 +62,8 @@ constexpr Rgb ToRgb(int y, int cb, int cr) {
 HWY_BEFORE_NAMESPACE();
 namespace Orvexa::Proc::PixelRows::HWY_NAMESPACE {
 
-// Each function works on whole vectors only and returns the number of pixels done; the tail is left to the scalar form.
+// Each function processes whole vectors only and returns the number of pixels done; the scalar version processes the
+// rest.
 #if HWY_TARGET == HWY_SCALAR
 
 std::size_t Shuffle(const ByteOrder&, const std::uint8_t*, std::uint8_t*, std::size_t) { return 0; }
@@ -87,7 +88,7 @@ using V8 = hn::Vec<D8>;
 using V16 = hn::Vec<D16>;
 
 std::size_t Shuffle(const ByteOrder& order, const std::uint8_t* from, std::uint8_t* to, std::size_t pixels) {
-    constexpr std::size_t kBlock = 16, kPixels = 4;  // four pixels of up to four bytes fill a block
+    constexpr std::size_t kBlock = 16, kPixels = 4;  // four pixels of up to four bytes fit into a block
     const auto fromBytes = static_cast<std::size_t>(order.fromBytes), toBytes = static_cast<std::size_t>(order.toBytes);
     HWY_ALIGN std::uint8_t index[kBlock];
     HWY_ALIGN std::uint8_t fill[kBlock];
@@ -101,7 +102,7 @@ std::size_t Shuffle(const ByteOrder& order, const std::uint8_t* from, std::uint8
     const auto indices = hn::Load(d, index);
     const auto fills = hn::Load(d, fill);
     std::size_t i = 0;
-    // A block is stored whole: what it writes behind its four pixels is overwritten afterwards.
+    // A block is stored whole: the bytes after its four pixels are overwritten by the next one.
     for (; (pixels - i) * fromBytes >= kBlock && (pixels - i) * toBytes >= kBlock; i += kPixels) {
         const auto block = hn::TableLookupBytesOr0(hn::LoadU(d, from + i * fromBytes), indices);
         hn::StoreU(hn::Or(block, fills), d, to + i * toBytes);
@@ -178,7 +179,7 @@ std::size_t YccToRgbBlocks(const std::uint8_t* luma, const std::uint8_t* cb, con
         const V8 y = hn::LoadU(d, luma + i), u = hn::LoadU(d, cb + i), v = hn::LoadU(d, cr + i);
         const RgbVectors low = ToRgbVectors(Low(y), Low(u), Low(v)), high = ToRgbVectors(High(y), High(u), High(v));
         V8 bytes[4];
-        bytes[0] = bytes[kBytes - 1] = hn::Set(d, kOpaque);  // alpha stands at one end, where there is any
+        bytes[0] = bytes[kBytes - 1] = hn::Set(d, kOpaque);  // alpha, if there is any, is at one end
         bytes[kRed] = Join(low.red, high.red);
         bytes[kGreen] = Join(low.green, high.green);
         bytes[kBlue] = Join(low.blue, high.blue);
@@ -191,7 +192,7 @@ std::size_t YccToRgbBlocks(const std::uint8_t* luma, const std::uint8_t* cb, con
     return i;
 }
 
-// Calls `use` with the layout's numbers as constants.
+// Calls `use` with the layout's numbers as compile-time constants.
 template <class Use>
 HWY_INLINE std::size_t WithLayout(const PixFmtDescription& layout, Use&& use) {
     const bool isRedFirst = layout.red < layout.blue;

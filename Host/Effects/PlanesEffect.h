@@ -1,7 +1,7 @@
-// The base of sub-effects that work on a picture plane by plane, with OpenCV.
+// The base of sub-effects that process a picture plane by plane, with OpenCV.
 //
-// Such an effect implements ProcessPlane; what is the same for all of them, the new frame, indexed pictures and planes
-// that stay, is here.
+// Such an effect implements ProcessPlane; the common parts, such as the new frame, indexed pictures and planes that are
+// copied, are here.
 #pragma once
 
 #include <vector>
@@ -17,18 +17,18 @@ struct PlaneTask {
     const IDataVideo& picture;  ///< the whole picture, in the effect's working format
     std::uint8_t index;
     PlaneRole role;
-    int shiftX, shiftY;  ///< log2 of how coarse the plane's samples are against the picture's pixels
-    int alpha;           ///< the channel of the matrices that is alpha; -1 if none is
-    cv::Mat from;        ///< only to be read; one channel for each byte of a pixel
-    cv::Mat to;          ///< undefined to begin with; views the result, so it must be written into, not replaced
+    int shiftX, shiftY;  ///< log2 of the plane's subsampling
+    int alpha;           ///< index of the matrices' alpha channel; -1 if there is none
+    cv::Mat from;        ///< read-only; one channel for each byte of a pixel
+    cv::Mat to;          ///< initially undefined; views the result, so it must be written into, not replaced
 
     PlaneTask(const IDataVideo& source, IDataVideo& result, std::uint8_t plane);
 
-    /// The picture's alpha on this plane's grid, one byte a sample; empty for the plane of alpha itself and where no
-    /// pixel lets anything through.
+    /// The picture's alpha on this plane's grid, one byte per sample; empty for the alpha plane itself and for opaque
+    /// pictures.
     cv::Mat GetOpacity() const;
-    /// Fills every channel of `to` with what `change` makes of that of `from`, matrices of one channel; alpha is
-    /// copied.
+    /// Sets every channel of `to` to the result of `change` on that channel of `from` (single-channel matrices); alpha
+    /// is copied.
     template <class Change>
     void ChangeColors(Change&& change) const {
         std::vector<cv::Mat> channels;
@@ -47,14 +47,14 @@ public:
     using HostOneInput<SettingsT>::HostOneInput;
 
 protected:
-    /// Checks the settings and prepares what planes share. False leaves the picture as it is.
+    /// Checks the settings and prepares data common to all planes. False leaves the picture unchanged.
     virtual bool Prepare(const IDataVideo& picture) = 0;
-    /// The format that a picture of another one is worked on in. The result goes back to the picture's own, except that
-    /// an indexed picture becomes RGBA unless it is worked on as it is.
+    /// The format in which a picture of another format is processed. The result is converted back to the picture's own,
+    /// except that an indexed picture becomes RGBA unless it is processed as it is.
     virtual PixFmt GetWorkingFormat(const PixFmtDescription& format) const { return ExpandedFormat(format.pixFmt); }
     /// The geometry of the result.
     virtual FrameInfo GetNewInfo(const FrameInfo& info) const { return info; }
-    /// Whether planes of a role are copied. Palettes always are.
+    /// Whether planes with this role are copied. Palettes always are.
     virtual bool IsKept([[maybe_unused]] PlaneRole role) const { return false; }
     /// Fills `plane.to`.
     virtual void ProcessPlane(const PlaneTask& plane) const = 0;

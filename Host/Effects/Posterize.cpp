@@ -12,7 +12,7 @@ namespace {
 
 using Table = std::array<std::uint8_t, 256>;
 
-// The level of a sample among `number` equal ranges.
+// The index of the level that a sample falls into, of `number` equal ranges.
 constexpr int LevelOf(int sample, int number) { return sample * number / 256; }
 
 Table IndexTable(int number) {
@@ -21,7 +21,7 @@ Table IndexTable(int number) {
     return table;
 }
 
-// Levels spread over the full range, rounded; a single level is the middle.
+// Levels spread over the full range, rounded; a single level is mid-grey.
 Table PictureTable(int number) {
     Table table;
     for (int sample = 0; sample < 256; ++sample) {
@@ -54,7 +54,7 @@ protected:
     }
 
 private:
-    // A grey frame, whatever the picture's format: its plane 0 is all that is asked for.
+    // A grey frame, whatever the picture's format: only its plane 0 is used.
     FramePtr MakeIndices(const IDataVideo& picture, const Table& table) const {
         const bool hasLuma = PixFmtDescription::Get(picture.GetPixFmt()).GetRole(0) == PlaneRole::Luma;
         const ConstFramePtr luma =
@@ -64,7 +64,7 @@ private:
         return indices;
     }
 
-    // Packed formats reduce each colour, the others their luma, which leaves chroma as smooth as it was.
+    // Packed formats reduce each colour, the others only luma, which leaves chroma as smooth as before.
     FramePtr MakePicture(const FramePtr& picture, const Table& table) const {
         const FramePtr source = Expanded(picture, allocator_);
         FramePtr reduced = CloneFrame(*source, kCloneIndependent);

@@ -1,4 +1,4 @@
-// The table of the host's own sub-effects: the name of its creator and one row register a sub-effect.
+// The table of the host's own sub-effects: each is registered by the name of its creator and one row.
 
 #include "Host/Proc/EffectFactory.h"
 #include "Host/Settings/Common/SettingsColorspaceConverter.h"
@@ -55,7 +55,7 @@ void Add(IEffectFactory& factory, TwoInputCreator* creator) {
     factory.RegisterTwoInputEffect(SettingsT::CLASS_ID, ImplNames::HOST, creator, 0);
 }
 
-// Sub-effects that live in a library of their own.
+// Sub-effects in libraries of their own.
 template <class SettingsT>
 void AddProvided(IEffectFactory& factory, const std::string& implName, const char* library) {
     factory.RegisterProvider(EffectKind::OneInput, SettingsT::CLASS_ID, implName, library);
@@ -93,7 +93,7 @@ void RegisterHostEffects(IEffectFactory& factory) {
     Add<SettingsEffectResize>(factory, CreateResize);
     Add<SettingsResizer>(factory, CreateResizer);
     factory.RegisterTwoInputEffect(SettingsEffectSegmentation::CLASS_ID, ImplPhotoNames::OPENCV, CreateGrabCut, 0);
-    // Face masks rely on its order of inputs, which is not that of the module's effect.
+    // Face masks rely on the order of its inputs, which differs from that of the module's effect.
     factory.MarkDefault(EffectKind::TwoInput, SettingsEffectSegmentation::CLASS_ID, ImplPhotoNames::OPENCV);
     AddProvided<SettingsEffectCharcoal>(factory, ImplPhotoNames::IMAGEMAGICK, kMagickLibrary);
     AddProvided<SettingsEffectNoiseVideo>(factory, ImplPhotoNames::IMAGEMAGICK, kMagickLibrary);

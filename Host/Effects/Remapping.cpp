@@ -1,8 +1,8 @@
-// Remapping: every pixel of the result is a bilinear sample of the frame at a position that a function gives. Positions
-// outside are clamped to the edge.
+// Remapping: every pixel of the result is a bilinear sample of the frame at a position computed by a function.
+// Positions outside are clamped to the edge.
 //
-// The function is evaluated for a few rows at a time, next to the sampling: positions of a whole picture would take
-// eight bytes a pixel. Samples of subsampled planes move like the pixel at their upper left.
+// The function is evaluated for a few rows at a time, right before sampling: positions of a whole picture would take
+// eight bytes per pixel. Samples of subsampled planes are moved with the pixel at their upper left.
 
 #include <algorithm>
 #include <bit>
@@ -16,9 +16,9 @@ namespace Orvexa::Proc {
 namespace {
 
 constexpr int kBlockRows = 16, kBlockColumns = 2048;
-constexpr int kMaxSourceSide = 32766;  // cv::remap counts in 16 bits
+constexpr int kMaxSourceSide = 32766;  // cv::remap uses 16-bit coordinates
 
-// Clamps positions to the source. What is not a number goes to the first sample.
+// Clamps positions to the source. NaN becomes position 0.
 void ClampPositions(cv::Mat& positions, int sourceSide) {
     const float last = static_cast<float>(sourceSide - 1);
     for (int y = 0; y < positions.rows; ++y) {
@@ -30,12 +30,12 @@ void ClampPositions(cv::Mat& positions, int sourceSide) {
     }
 }
 
-// The samples that clamped positions lie between.
+// The range of samples around clamped positions.
 struct Bounds {
     int first, end;
 };
 Bounds BoundsOf(const cv::Mat& positions, int sourceSide) {
-    // Floats that are not negative are ordered like their bits, whose extremes are found several at a time.
+    // Non-negative floats compare like their bit patterns, whose extremes are found with vector code.
     std::int32_t low = std::numeric_limits<std::int32_t>::max(), high = 0;
     for (int y = 0; y < positions.rows; ++y) {
         const float* row = positions.ptr<float>(y);
@@ -49,7 +49,7 @@ Bounds BoundsOf(const cv::Mat& positions, int sourceSide) {
             std::min(static_cast<int>(std::bit_cast<float>(high)) + 2, sourceSide)};
 }
 
-// The positions of a block in a plane of which every sample stands for 2^shift pixels.
+// The positions of a block in a plane whose samples each cover 2^shift pixels.
 class PlanePositions {
 public:
     PlanePositions(const SettingsEffectRemapping::RowFunction& function, int pixelsPerRow, int shiftX, int shiftY)

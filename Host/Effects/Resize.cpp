@@ -1,4 +1,4 @@
-// Resize: scales a picture to a size that people name in one of several ways; the resizer does the work.
+// Resize: scales a picture to a size that users can specify in several ways; the resizer does the work.
 
 #include <algorithm>
 #include <cmath>
@@ -35,7 +35,7 @@ std::uint64_t SettingsEffectResize::GetResultPixels(std::uint64_t pixels) const 
     if (GetScale() > 0.0) return static_cast<std::uint64_t>(static_cast<double>(pixels) * GetScale() * GetScale());
     if (!GetFit().IsNone()) return pixels;
     const std::uint64_t side = std::max(GetWidth(), GetHeight());
-    return 2 * side * side;  // of any usual aspect
+    return 2 * side * side;  // for any usual aspect ratio
 }
 
 namespace {

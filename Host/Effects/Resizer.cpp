@@ -1,9 +1,9 @@
 // Resizer: scales a frame plane by plane, chroma to the chroma grid of the new size.
 //
-// Where an axis shrinks, the samples under each new one are averaged, so that fine patterns fade instead of turning
-// into false ones. A transparent picture's colours are mixed in proportion to their alpha, so that what is hidden does
-// not tint what shows. An indexed frame keeps its indices with the nearest-neighbour method only: any other mixes
-// colours that its palette lacks, so the frame is expanded first and the result is RGBA.
+// Along an axis that shrinks, the samples covered by each new one are averaged, so that fine patterns fade instead of
+// aliasing. A transparent picture's colours are weighted by alpha, so that hidden colours do not bleed into visible
+// pixels. An indexed frame keeps its indices with the nearest-neighbour method only: any other produces colours that
+// its palette lacks, so the frame is expanded first and the result is RGBA.
 
 #include <algorithm>
 #include <cmath>
@@ -18,7 +18,7 @@ namespace {
 
 using Methods = SettingsResizer::ResizeMethods;
 
-// A side that no frame can have; what exceeds it is refused where frames are allocated.
+// A side that no frame can have; larger sizes are rejected when frames are allocated.
 constexpr double kTooLarge = 1u << 30;
 
 std::uint32_t ScaleSide(std::uint32_t side, double scale) {
@@ -26,7 +26,7 @@ std::uint32_t ScaleSide(std::uint32_t side, double scale) {
     return static_cast<std::uint32_t>(scaled >= 1.0 ? std::min(scaled, kTooLarge) : 1.0);
 }
 
-// The largest size with the picture's aspect inside the box, never larger than the picture.
+// The largest size that fits inside the box with the picture's aspect ratio, but no larger than the picture.
 FrameInfo FitInside(const FrameInfo& info, const FrameInfo& box) {
     FrameInfo fitted = info;
     if (info.width <= box.width && info.height <= box.height) return fitted;
@@ -79,7 +79,7 @@ int EnlargingInterpolation(Methods method, bool isChroma) {
     Throw("Resize method is not supported! It must be 0..2 or 4..10.");
 }
 
-// Cells are drawn once along a row; the rows of a cell are copies of the first.
+// Each cell is drawn once along a row; the rows of a cell are copies of the first.
 void EnlargeCells(const cv::Mat& from, cv::Mat to) {
     cv::Mat wide, rows(from.rows, 1, CV_32S), rowsOfTarget;
     for (int y = 0; y < from.rows; ++y) rows.at<int>(y) = y;
@@ -101,7 +101,7 @@ void ResizePlane(const cv::Mat& from, cv::Mat to, int enlarging) {
     } else if (size.width <= from.cols && size.height <= from.rows) {
         cv::resize(from, to, size, 0, 0, cv::INTER_AREA);
     } else {
-        // Averaging is for both axes or none: the shrinking one first, which leaves less to enlarge.
+        // Averaging applies to both axes or to none: shrink along one axis first, which leaves less to enlarge.
         cv::Mat narrowed;
         cv::resize(from, narrowed, cv::Size(std::min(size.width, from.cols), std::min(size.height, from.rows)), 0, 0,
                    cv::INTER_AREA);
@@ -109,11 +109,11 @@ void ResizePlane(const cv::Mat& from, cv::Mat to, int enlarging) {
     }
 }
 
-// Products of two bytes in 16 bits, halved to leave room for the overshoot of cubic and Lanczos weights.
+// Products of two bytes in 16 bits, halved as headroom for the overshoot of cubic and Lanczos weights.
 constexpr double kProductScale = 0.5;
 
-// One colour channel of a plane, mixed in proportion to the alpha on the plane's grid. Where nothing shows, the target
-// is left as it is.
+// One colour channel of a plane, weighted by the alpha on the plane's grid. The target is left unchanged where
+// everything is hidden.
 void ResizeWeighted(const cv::Mat& from, const cv::Mat& alpha, const cv::Mat& resizedAlpha, cv::Mat to, int channel,
                     int enlarging) {
     cv::Mat samples, products, resized(to.size(), CV_16U);
@@ -158,7 +158,7 @@ private:
 
     static void WeightColors(const PlaneTask& plane, const cv::Mat& alpha, int enlarging) {
         cv::Mat scaled, resizedAlpha(plane.to.size(), CV_16U);
-        alpha.convertTo(scaled, CV_16U, 255.0 * kProductScale);  // as fine as the products
+        alpha.convertTo(scaled, CV_16U, 255.0 * kProductScale);  // the same scale as the products
         ResizePlane(scaled, resizedAlpha, enlarging);
         scaled.release();
         for (int channel = 0; channel < plane.from.channels(); ++channel) {

@@ -1,9 +1,9 @@
-// Rotate: turns a frame about its centre, counter-clockwise.
+// Rotate: rotates a frame about its centre, counter-clockwise.
 //
-// Multiples of 90 degrees move pixels only. Other angles take bicubic samples, block by block, which keeps positions
-// exact and pictures of any size within what OpenCV can address. Subsampled formats are turned with chroma for every
-// pixel. What lies beyond the picture is transparent, or black in formats without alpha; colours are weighted by alpha
-// wherever something is transparent. The inscribed size leaves nothing of that kind.
+// Multiples of 90 degrees only move pixels. Other angles use bicubic interpolation, block by block, which keeps
+// positions exact and pictures of any size within OpenCV's addressing limits. Subsampled formats are rotated with
+// full-resolution chroma. The area beyond the picture is transparent, or black in formats without alpha; colours are
+// weighted by alpha wherever something is transparent. The inscribed size contains no such area.
 
 #include <cmath>
 #include <numbers>
@@ -19,12 +19,12 @@ namespace {
 enum SizeMode : int { kSame = 0, kGrown = 1, kInscribed = 2 };
 
 constexpr int kBlockRows = 256, kBlockColumns = 512;
-constexpr int kReach = 3;             // pixels that a bicubic sample may take from beyond its position, and one more
-constexpr double kNegligible = 0.01;  // pixels by which a grown picture may be cut
+constexpr int kReach = 3;             // pixels that a bicubic sample may use beyond its position, and one more
+constexpr double kNegligible = 0.01;  // pixels that may be cut off an enlarged picture
 
 std::uint32_t SideOf(double side) { return static_cast<std::uint32_t>(std::clamp(side, 1.0, 2.0 * kMaxFrameSide)); }
 
-// Black, or nothing where alpha can say so.
+// Black; transparent where the format has alpha.
 cv::Scalar EmptyPixel(const PlaneTask& plane) { return cv::Scalar::all(plane.role == PlaneRole::Chroma ? 128.0 : 0.0); }
 
 // Sample (x, y) of the result comes from (cosine * x - sine * y + x0, sine * x + cosine * y + y0).
@@ -39,7 +39,7 @@ struct Turn {
         y0 = (from.height - 1) / 2.0 - sine * x - cosine * y;
     }
 
-    // All samples that those of a block are made of, without regard to what the source has.
+    // All samples that contribute to a block, regardless of the source's bounds.
     cv::Rect SourceOf(const cv::Rect& block) const {
         const double right = block.width - 1, down = block.height - 1;
         const double x = cosine * block.x - sine * block.y + x0, y = sine * block.x + cosine * block.y + y0;
@@ -157,10 +157,10 @@ private:
         }
     }
 
-    // Every channel of floats through `warp`, colours as products with alpha.
+    // Passes every channel through `warp` as floats, with colours premultiplied by alpha.
     template <class Warp>
     static void TurnWeighted(const cv::Mat& from, const cv::Mat& opacity, cv::Mat to, int alpha, Warp&& warp) {
-        constexpr double kNothing = 0.5;  // alpha that is rounded to 0
+        constexpr double kNothing = 0.5;  // alpha that rounds to 0
         cv::Mat weights;
         opacity.convertTo(weights, CV_32F);
         const cv::Mat turnedWeights = warp(weights), hidden = turnedWeights < kNothing;
@@ -182,7 +182,7 @@ private:
     FrameInfo info_{1, 1};
     double degrees_ = 0.0;  // 0 or more, below 360
     bool isExact_ = true;   // a multiple of 90 degrees
-    int quarters_ = 0;      // how many of these
+    int quarters_ = 0;      // number of quarter turns
 };
 
 }  // namespace

@@ -1,8 +1,8 @@
-// SmartBlur: smooths what varies little and keeps what varies much.
+// SmartBlur: smooths areas of low variance and keeps those of high variance.
 //
 // A guided filter with the picture as its own guide (K. He, J. Sun, X. Tang, "Guided image filtering", IEEE TPAMI
 // 35(6), 2013): in every window the picture is replaced by a * picture + (1 - a) * mean, a = variance / (variance +
-// tolerance), so that windows with an edge keep it. With an endless tolerance the filter becomes two box filters. Its
+// tolerance), so that windows with an edge keep it. With infinite tolerance the filter becomes two box filters. Its
 // cost does not depend on the radius. In a transparent picture all means are weighted by alpha.
 
 #include <algorithm>
@@ -18,7 +18,7 @@ namespace {
 constexpr double kPercent = 100.0;
 constexpr double kMaxRadius = 14.0;  // pixels
 constexpr double kToleranceAtHalf =
-    48.0;  // levels: the standard deviation of an edge of which half survives at 50 percent
+    48.0;  // levels: the standard deviation of an edge of which half remains at 50 percent
 constexpr double kSharpenDeviation = 1.5;  // pixels
 
 struct Strength {
@@ -27,15 +27,14 @@ struct Strength {
     bool IsNeutral() const { return (radius <= 0 || blur <= 0) && sharpen <= 0; }
 };
 
-// `blur` of values, each counted by its weight; without weights all count alike. Where none counts, the result is 0.
+// `blur` applied to weighted values; without weights all count equally. The result is 0 where all weights are 0.
 template <class Blur>
 cv::Mat WeightedMean(const cv::Mat& values, const cv::Mat& weights, Blur&& blur) {
     constexpr double kNothing = 1e-6;  // a sample of the lowest alpha counts 1/255 in a window of up to 29 x 29 = 841
     return weights.empty() ? blur(values) : cv::Mat(blur(values.mul(weights)) / cv::max(blur(weights), kNothing));
 }
 
-// One byte a sample; `weights` are 0..1 or empty; `shift`: log2 of how coarse the samples are against the picture's
-// pixels.
+// One byte per sample; `weights` are 0..1 or empty; `shift`: log2 of the plane's subsampling.
 cv::Mat Smoothed(const cv::Mat& samples, const cv::Mat& weights, const Strength& strength, int shift) {
     cv::Mat picture;
     samples.convertTo(picture, CV_32F);
@@ -86,7 +85,7 @@ protected:
         return !luma_.IsNeutral() || !chroma_.IsNeutral();
     }
 
-    // Of packed pixels luma and chroma have to be taken apart.
+    // Packed pixels have to be separated into luma and chroma.
     PixFmt GetWorkingFormat(const PixFmtDescription& format) const override {
         return luma_ == chroma_ || format.GetRole(0) == PlaneRole::Luma ? ExpandedFormat(format.pixFmt)
                                                                         : format.GetFinestPlanar();

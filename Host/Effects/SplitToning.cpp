@@ -1,9 +1,9 @@
 // SplitToning: adds one colour's chroma to shadows and another one's to highlights.
 //
-// What is added depends on luma alone: half the chroma of the highlights' colour times s, and half that of the shadows'
-// colour times 1 - s, where s rises smoothly from 0 to 1 over a whole range of levels about 0.5 - balance / 200. It is
-// lessened where a grey could not carry it, so that black, white and all luma stay. A grey frame becomes one in
-// Y'CbCr; alpha stays.
+// The added offset depends only on luma: half the chroma of the highlights' colour times s, plus half that of the
+// shadows' colour times 1 - s, where s rises smoothly from 0 to 1 over a whole range of levels centred at 0.5 - balance
+// / 200. It is reduced where a grey level could not carry it, so that black, white and all luma are preserved. A grey
+// frame is converted to Y'CbCr; alpha is unchanged.
 
 #include <array>
 #include <vector>
@@ -17,12 +17,12 @@ namespace Orvexa::Proc {
 namespace {
 
 constexpr int kBandRows = 64;
-constexpr double kShare = 0.5;  // of a colour's chroma; all of it would drown the picture's own
+constexpr double kShare = 0.5;  // of a colour's chroma; all of it would overwhelm the picture's own
 
 // Full-range ITU-R BT.601.
 constexpr double kRed = 0.299, kGreen = 0.587, kBlue = 0.114;
 
-// Levels to be added to R, G and B; their luma is 0.
+// Levels to add to R, G and B; their luma is 0.
 using Offset = std::array<double, 3>;
 
 Offset ChromaOf(const Color& color) {
@@ -30,7 +30,7 @@ Offset ChromaOf(const Color& color) {
     return {color.red() - luma, color.green() - luma, color.blue() - luma};
 }
 
-// The largest share of the offset, up to 1, that keeps a grey level within 0..255.
+// The largest fraction of the offset, up to 1, that keeps a grey level within 0..255.
 double ShareThatFits(const Offset& offset, int level) {
     double share = 1.0;
     for (const double value : offset) {
@@ -122,7 +122,7 @@ private:
     }
 
     using Table = std::array<int, 256>;
-    std::array<Table, 3> colors_{};  // what is added to R, G and B, by luma
+    std::array<Table, 3> colors_{};  // offsets for R, G and B, by luma
     Table cb_{}, cr_{};
 };
 

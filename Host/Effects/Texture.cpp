@@ -1,6 +1,6 @@
-// The mean of two windows of noise has less contrast than each of them, which shows as a pale grid. So levels are
-// brought to a Gaussian distribution first, blended with weights whose squares add up to 1, which leaves that
-// distribution as it is, and brought back (E. Heitz, F. Neyret, "High-performance by-example noise using a
+// The mean of two windows of noise has less contrast than either of them, which shows as a pale grid. Levels are
+// therefore mapped to a Gaussian distribution first, blended with weights whose squares add up to 1, which preserves
+// that distribution, and mapped back (E. Heitz, F. Neyret, "High-performance by-example noise using a
 // histogram-preserving blending operator", Proc. ACM CGIT 1(2), 2018).
 
 #include "Host/Effects/Texture.h"
@@ -16,20 +16,20 @@
 namespace Orvexa::Proc {
 namespace {
 
-// Fixed point, so that every machine makes the same bytes.
+// Fixed point, so that every machine produces the same bytes.
 constexpr int kWeightBits = 12, kFullWeight = 1 << kWeightBits;
 constexpr int kDeviationUnit = 256, kMaxDeviation = 4 * kDeviationUnit;
 constexpr std::size_t kDeviations = 2 * kMaxDeviation + 1;
 
-// Windows are half a texture long and fade over an eighth. Smaller ones would cut the texture's features.
+// Windows are half a texture long and fade over an eighth. Smaller ones would cut off the texture's features.
 constexpr int kWindowShare = 2, kFadeShare = 8, kUnlikeShare = 4;
 
-// Part of one axis of the target.
+// A segment of one axis of the target.
 struct Cell {
     int begin, length;
 };
 
-// What a cell counts at a position: a quarter of a sine wave over a fade at either end, 0 outside.
+// The weight of a cell at a position: a quarter of a sine wave over a fade at either end, 0 outside.
 int WeightAt(const Cell& cell, int position, int fade, bool fadesIn, bool fadesOut) {
     const auto rise = [fade](int distance, bool isFading) {
         if (distance < 0) return 0.0;
@@ -40,7 +40,7 @@ int WeightAt(const Cell& cell, int position, int fade, bool fadesIn, bool fadesO
     return static_cast<int>(std::lround(weight * kFullWeight));
 }
 
-// Where the windows and the texture itself stand along one axis of the target.
+// The positions of the windows and of the texture itself along one axis of the target.
 struct Axis {
     int size, fade;
     Cell texture;
@@ -52,7 +52,7 @@ struct Axis {
         for (int begin = 0; begin < targetSize; begin += window - fade) cells.push_back({begin, window});
     }
 
-    /// How many places a window may have in the texture, less one.
+    /// The number of possible window positions in the texture, less one.
     int GetRange() const { return texture.length - cells.front().length; }
     int WindowWeightAt(std::size_t index, int position) const {
         return WeightAt(cells[index], position, fade, index > 0, index + 1 < cells.size());
@@ -62,7 +62,7 @@ struct Axis {
     }
 };
 
-// One channel's levels as deviations of a Gaussian distribution, and back.
+// Maps one channel's levels to deviations of a Gaussian distribution, and back.
 struct Distribution {
     std::array<std::int16_t, 256> deviations{};
     std::array<std::uint8_t, kDeviations> levels{};
@@ -95,13 +95,13 @@ struct Distribution {
     }
 };
 
-// Where the windows lie in the texture, by row and column of cells.
+// The windows' positions in the texture, by row and column of cells.
 class Windows {
 public:
     Windows(const Axis& across, const Axis& down)
         : columns_(across.cells.size()), places_(columns_ * down.cells.size()) {
-        // The same content in two neighbours would double it in the fade between them, and a feature that comes back
-        // nearby shows.
+        // The same content in two neighbours would show double in the fade between them, and a feature that recurs
+        // nearby is conspicuous.
         const int unlike = std::max(across.texture.length, down.texture.length) / kUnlikeShare;
         const cv::Point shiftOfTexture(-across.texture.begin, -down.texture.begin);
         std::mt19937 random;  // NOLINT: a fixed seed
@@ -115,7 +115,7 @@ public:
                     for (const auto& [dy, dx] : {std::pair{0, -1}, {-1, -1}, {-1, 0}, {-1, 1}}) {
                         const std::size_t r = row + static_cast<std::size_t>(dy),
                                           c = column + static_cast<std::size_t>(dx);
-                        if (r >= down.cells.size() || c >= columns_) continue;  // -1 is beyond, too
+                        if (r >= down.cells.size() || c >= columns_) continue;  // includes -1
                         distance = std::min(distance, Distance(shift, Get(r, c) - cv::Point(across.cells[c].begin,
                                                                                             down.cells[r].begin)));
                     }
@@ -175,7 +175,7 @@ public:
             const int deviation = std::clamp(sums_[i], -kMaxDeviation, kMaxDeviation);
             row[i] = distributions_[i % channels].levels[static_cast<std::size_t>(deviation + kMaxDeviation)];
         }
-        // Where the texture does not fade, its own levels are exact.
+        // Where the texture does not fade, its own levels are copied exactly.
         if (textureWeight == kFullWeight) CopyTexture(y, row);
     }
 

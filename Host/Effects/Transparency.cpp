@@ -23,8 +23,8 @@ bool HasAlphaWhere(const IDataVideo& frame, Predicate&& predicate) {
     return false;
 }
 
-// Hidden pixels take their colour from a picture of half the size, in which the resizer has weighted colours by alpha
-// and whose own hidden pixels are filled first.
+// Hidden pixels take their colour from a picture of half the size, whose colours the resizer has weighted by alpha and
+// whose own hidden pixels are filled first.
 void FillFromHalf(IDataVideo& frame, IOneInputEffectVideo& halver) {
     const FrameInfo info = frame.GetFrameInfo();
     if ((info.width == 1 && info.height == 1) || !HasAlphaWhere(frame, [](std::uint8_t alpha) { return alpha == 0; }))

@@ -1,5 +1,5 @@
-// Trimap: tells of each pixel of a mask whether it surely is background (0) or foreground (255), or lies (128) within
-// `width` pixels of the mask's edge, which runs where the mask crosses 128.
+// Trimap: classifies each pixel of a mask as certain background (0), certain foreground (255), or (128) within `width`
+// pixels of the mask's edge, which is where the mask crosses 128.
 
 #include <opencv2/imgproc.hpp>
 
@@ -12,7 +12,7 @@ namespace {
 constexpr int kForeground = 128;  // and above
 constexpr std::uint8_t kUnknown = 128;
 
-// Marks the pixels that are at most `width` pixels from the nearest one that `mask` has as 0, and are not it.
+// Marks the pixels that are within `width` pixels of the nearest zero pixel of `mask` but not zero themselves.
 void MarkBand(const cv::Mat& mask, int width, cv::Mat trimap) {
     cv::Mat distance;
     cv::distanceTransform(mask, distance, cv::DIST_L2, cv::DIST_MASK_PRECISE);

@@ -1,8 +1,8 @@
-// Vibrance: changes the saturation of dull colours more than that of colourful ones.
+// Vibrance: changes the saturation of dull colours more than that of vivid ones.
 //
-// Chroma (Cb, Cr around 128) is multiplied by 1 + strength * (1 - C / 128)^2, where C is its length: greys stay, what
-// is dull changes most, and no colour overtakes another one of its hue. Around the hue of skin the change is halved.
-// Luma and alpha stay. Packed colours are moved away from their luma by the same factor.
+// Chroma (Cb, Cr around 128) is multiplied by 1 + strength * (1 - C / 128)^2, where C is its magnitude: greys are
+// unchanged, dull colours change most, and the order of saturation within a hue is preserved. Around the hue of skin
+// the change is halved. Luma and alpha are unchanged. Packed colours are moved away from their luma by the same factor.
 
 #include <cmath>
 #include <vector>
@@ -18,7 +18,7 @@ namespace {
 constexpr int kBandRows = 64;
 constexpr double kNeutral = 128.0;
 constexpr int kGainBits = 8;
-constexpr double kSkinHue = 2.15;   // radians from Cb towards Cr; that of all skins, whatever their brightness
+constexpr double kSkinHue = 2.15;   // radians from Cb towards Cr; the hue of all skin, whatever its brightness
 constexpr double kSkinWidth = 0.6;  // radians to either side over which the change recovers
 constexpr double kSkinShare = 0.5;
 
@@ -32,7 +32,7 @@ double GainOf(double cb, double cr, double strength) {
 std::uint8_t ToByte(double level) { return static_cast<std::uint8_t>(std::clamp(level, 0.0, 255.0) + 0.5); }
 std::uint8_t ToByte(int level) { return static_cast<std::uint8_t>(std::clamp(level, 0, 255)); }
 
-// What becomes of a colour, by its chroma.
+// The change of a colour, indexed by its chroma.
 struct ChromaEntry {
     std::uint8_t cb, cr;
     std::uint16_t gain;  // with kGainBits fraction bits
@@ -76,7 +76,7 @@ private:
         return entries_[static_cast<std::size_t>(cb) << 8 | cr];
     }
 
-    // A plane of chroma needs the other kind of chroma, too, wherever that is kept.
+    // A chroma plane also needs the other chroma channel, wherever that is stored.
     void ProcessChroma(const PlaneTask& plane, int first, int end) const {
         const ConstChannel cb = GetChannel(plane.picture, ChannelKind::Cb),
                            cr = GetChannel(plane.picture, ChannelKind::Cr);

@@ -1,4 +1,4 @@
-// What the library of codecs offers.
+// The interface of the codec library.
 #pragma once
 
 #include "Host/Io/ImageFiles.h"
@@ -10,7 +10,7 @@ public:
     static constexpr char kLibrary[] = "libOrvexaImageFiles.so", kFunction[] = "GetImageCodecs";
 
     virtual ~ImageCodecs() = default;
-    /// Reads from an open file, pipe or device, from its present position on.
+    /// Reads from an open file, pipe or device, from its current position on.
     virtual LoadedImage Read(int descriptor, const Proc::AllocatorPtr& allocator, const ReadOptions& options) = 0;
     virtual LoadedImage Read(std::span<const std::uint8_t> bytes, const Proc::AllocatorPtr& allocator,
                              const ReadOptions& options) = 0;

@@ -27,21 +27,21 @@ std::string Stem(const std::string& target) { return "." + target.substr(0, 200)
 
 [[noreturn]] void ThrowErrno(const std::string& what) { Throw(what + ": " + std::strerror(errno)); }
 
-// Where a link leads, through further links, even to a file that is yet to be made.
+// Resolves a link, through further links, even to a file that does not exist yet.
 Core::ioPath FollowLinks(Core::ioPath file) {
-    constexpr int kMostLinks = 40;  // as the system counts
+    constexpr int kMostLinks = 40;  // the system's limit
     std::error_code error;
     for (int links = 0; std::filesystem::is_symlink(file, error); ++links) {
         if (links == kMostLinks) Throw("too many symbolic links");
         const Core::ioPath to = std::filesystem::read_symlink(file, error);
         if (error) Throw("cannot follow the link: " + error.message());
-        file = file.parent_path() / to;  // an absolute `to` stands alone
+        file = file.parent_path() / to;  // an absolute `to` replaces the whole path
     }
     return file;
 }
 
-// Gives an open file the owner, group and permissions of the one that it replaces, but none of the bits that let a
-// program run as somebody else. Where that is not allowed the file is like any new one.
+// Gives an open file the owner, group and permissions of the file that it replaces, but no set-user-ID or set-group-ID
+// bits. If that is not permitted, the file keeps the attributes of a new one.
 void TakeRights(int descriptor, const struct stat& old) {
     constexpr mode_t kPermissions = 0777;
     (void)!fchown(descriptor, static_cast<uid_t>(-1), old.st_gid);
@@ -62,8 +62,8 @@ std::string LinkTo(int descriptor) { return "/proc/self/fd/" + std::to_string(de
 
 }  // namespace
 
-// A temporary name in the list of all of this process, which only grows, so that a signal handler can walk it at any
-// time. An abandoned entry stays as it is, because the handler may still be reading it.
+// A temporary name in the list of all names of this process, which only grows, so that a signal handler can walk it at
+// any time. An abandoned entry is left unchanged, because the handler may still be reading it.
 struct PendingFile::Entry {
     enum class State { Free, Filling, Used, Abandoned };
 
@@ -89,12 +89,11 @@ struct PendingFile::Entry {
     void Use(const Core::ioPath& file) {
         const std::string& path = file.native();
         path.copy(name, sizeof name - 1);
-        name[std::min(path.size(), sizeof name - 1)] =
-            '\0';  // what is longer than PATH_MAX cannot be opened whatever it ends in
+        name[std::min(path.size(), sizeof name - 1)] = '\0';  // names longer than PATH_MAX cannot be opened anyway
         owner = getpid();
         state = State::Used;
     }
-    // The name is used no longer.
+    // The name is no longer in use.
     void Leave() {
         State expected = State::Used;
         state.compare_exchange_strong(expected, State::Free);
@@ -110,7 +109,7 @@ PendingFile::PendingFile(const Core::ioPath& target, Naming naming) : target_(Fo
         });
     }
     flock(descriptor_,
-          LOCK_EX | LOCK_NB);  // tells others that the file is being worked on; released when the process exits
+          LOCK_EX | LOCK_NB);  // marks the file as in use by a process; released when the process exits
     struct stat old {};
     if (stat(target_.c_str(), &old) == 0) TakeRights(descriptor_, old);
 }
@@ -126,7 +125,7 @@ bool PendingFile::OpenUnnamed() {
     const Core::ioPath folder = target_.has_parent_path() ? target_.parent_path() : ".";
     descriptor_ = open(folder.c_str(), O_RDWR | O_TMPFILE | O_CLOEXEC, 0666);
     if (descriptor_ < 0) return false;
-    if (access(LinkTo(descriptor_).c_str(), F_OK) == 0) return true;  // else it could never be named
+    if (access(LinkTo(descriptor_).c_str(), F_OK) == 0) return true;  // otherwise it could never be given a name
     close(std::exchange(descriptor_, -1));
     return false;
 }
@@ -135,7 +134,7 @@ template <class Make>
 void PendingFile::MakeNamed(const char* what, Make&& make) {
     while (entry_ == nullptr) {
         Entry* entry = Entry::Take();
-        // Entered before it is there: a name with this process's number is no other's.
+        // Entered before the file exists: a name with this process's number is unique to it.
         const std::string suffix = std::to_string(getpid()) + "-" + std::to_string(namesMade++);
         entry->Use(target_.parent_path() / (Stem(target_.filename().string()) + suffix));
         if (make(entry->name)) {
@@ -153,7 +152,7 @@ void PendingFile::MakeNamed(const char* what, Make&& make) {
 
 void PendingFile::Commit() {
     StopIfAbandoned();
-    // A link cannot replace a file, only a renaming can.
+    // A link cannot replace a file; only renaming can.
     MakeNamed("cannot write", [&](const char* name) {
         return linkat(AT_FDCWD, LinkTo(descriptor_).c_str(), AT_FDCWD, name, AT_SYMLINK_FOLLOW) == 0;
     });
@@ -175,7 +174,7 @@ void PendingFile::AbandonAll() noexcept {
     for (Entry* entry = Entry::first; entry != nullptr; entry = entry->next) {
         Entry::State expected = Entry::State::Used;
         if (!entry->state.compare_exchange_strong(expected, Entry::State::Abandoned)) continue;
-        if (entry->owner == getpid()) unlink(entry->name);  // and not of the process that forked this one
+        if (entry->owner == getpid()) unlink(entry->name);  // not entries of the parent process that forked this one
     }
     errno = error;
 }

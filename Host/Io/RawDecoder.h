@@ -1,4 +1,4 @@
-// What the library that develops camera raw files offers.
+// The interface of the library that develops camera raw files.
 #pragma once
 
 #include <span>

@@ -10,11 +10,10 @@
 
 namespace Orvexa::Proc {
 
-/// Safe to create effects from several threads. The factory does not own itself: hold it in an intrusive pointer before
-/// use.
+/// May create effects on several threads. The factory does not own itself: hold it in an intrusive pointer before use.
 class EffectFactory : public IEffectFactory {
 public:
-    /// With an empty `allocator` the factory makes one of its own.
+    /// If `allocator` is empty, the factory creates its own.
     explicit EffectFactory(AllocatorPtr allocator = {});
 
     bool RegisterOneInputEffect(const std::string& classId, const std::string& implName, OneInputCreator* creator,
@@ -38,7 +37,7 @@ public:
 private:
     struct Row {
         Registration registration;
-        void (*creator)() = nullptr;  // of the type that the kind tells; null while the provider is not loaded
+        void (*creator)() = nullptr;  // its type is determined by the kind; null until the provider is loaded
         std::string library;
         bool isDefault = false;
     };
@@ -50,7 +49,7 @@ private:
     Row& RequireRow(EffectKind kind, const std::string& classId, const std::string& implName);
 
     AllocatorPtr allocator_;
-    mutable std::recursive_mutex mutex_;  // a provider registers itself while it is being asked for
+    mutable std::recursive_mutex mutex_;  // a provider registers itself while a creator is being looked up
     std::vector<Row> rows_;
 };
 

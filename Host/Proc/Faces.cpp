@@ -18,7 +18,7 @@ void RunFor(IOneInputEffectVideo& effect, const FaceSettings& settings, std::spa
     effect.ProcessData(frame);
 }
 
-// Masks of the same size, each pixel the larger one.
+// Merges masks of the same size by their maximum.
 void MergeInto(FramePtr& mask, const IDataVideo& other) {
     MakeWritable(mask);
     const Plane to = mask->GetPlane(0);

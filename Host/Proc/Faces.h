@@ -1,4 +1,4 @@
-// Effects that treat faces, for callers that do not know where the faces are.
+// Running face effects when the positions of the faces are unknown.
 //
 //     SettingsEffectEyeExtending settings;
 //     settings.SetStrength(0.6);
@@ -19,14 +19,14 @@ namespace Orvexa::Proc {
 std::vector<Face> FindFaces(const FactoryPtr& factory, const FramePtr& frame,
                             const SettingsEffectFaceDetection& settings = {});
 
-/// Runs `effect` with `settings` for `faces`, in the way that `GetFaceRun` of the settings says; the faces that the
-/// settings carry themselves are replaced. Without faces the frame stays as it is, or `EffectException` "Faces not
-/// found!" is thrown if the effect requires some. `afterRun`, which may be empty, is called after each run.
+/// Runs `effect` with `settings` for `faces`, as `GetFaceRun` of the settings specifies; faces in the settings
+/// themselves are replaced. Without faces the frame stays unchanged, or `EffectException` "Faces not found!" is thrown
+/// if the effect requires some. `afterRun`, which may be empty, is called after each run.
 void ProcessFaces(IOneInputEffectVideo& effect, const FaceSettings& settings, std::span<const Face> faces,
                   FramePtr& frame, const std::function<void()>& afterRun = {});
 
-/// The same with a fresh default effect, for the faces that the settings carry or else for those that `FindFaces`
-/// finds. Points outside the picture throw `EffectException`.
+/// The same with a new default effect, for the faces in the settings or else for those that `FindFaces` finds. Points
+/// outside the picture throw `EffectException`.
 void ProcessFaces(const FactoryPtr& factory, const FaceSettings& settings, FramePtr& frame);
 
 }  // namespace Orvexa::Proc

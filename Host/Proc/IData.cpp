@@ -21,7 +21,7 @@ void CopyDataVideo(const ConstFramePtr& source, const FramePtr& destination, int
             CopyPlane(from, to);
             continue;
         }
-        // `>>` of a negative offset floors, as rounding down asks for.
+        // `>>` of a negative offset rounds down, as intended.
         const std::int64_t left = static_cast<std::int64_t>(x >> description.GetShiftX(i)) *
                                   static_cast<std::int64_t>(from.GetBytesPerPixel());
         const std::int64_t top = y >> description.GetShiftY(i);
@@ -63,7 +63,7 @@ void MakeWritable(FramePtr& frame) {
 
 namespace {
 
-// Repeats a pixel of `size` bytes over the plane: the first row by doubling, the others as copies of it.
+// Fills the plane with a pixel of `size` bytes: the first row by doubling, the others as copies of it.
 void FillPixels(const Plane& plane, const std::uint8_t* pixel, std::uint64_t size) {
     const std::uint64_t width = plane.GetWidth();
     if (width < size) return;
@@ -83,7 +83,7 @@ std::uint8_t SampleOf(const Color& color, ChannelKind channel) {
         case ChannelKind::Cb: return color.u();
         case ChannelKind::Cr: return color.v();
         case ChannelKind::Alpha: return color.alpha();
-        case ChannelKind::Index: break;  // the colour's is 0
+        case ChannelKind::Index: break;  // the colour has index 0
     }
     return 0;
 }

@@ -16,11 +16,11 @@ namespace Orvexa::Proc {
 using Core::ProgressPtr;
 using Core::TimeToProgress;
 
-/// What all effects offer. One caller uses an effect at a time.
+/// Common to all effects. An effect must be used by one caller at a time.
 class IEffect : public virtual Core::IRefCountable {
 public:
     virtual Core::Property GetProperties() const = 0;
-    /// Takes a copy of `settings`, which must be of the effect's own settings class: any other throws `std::bad_cast`.
+    /// Copies `settings`, which must be of the effect's own settings class: any other throws `std::bad_cast`.
     virtual void SetSettings(const Settings& settings) = 0;
     virtual void Refresh() = 0;
     virtual void ResetSettings() = 0;
@@ -31,8 +31,8 @@ public:
     virtual TimeToProgress& GetProgress() { return progress_; }
     virtual void SetProgress(const TimeToProgress& progress) { progress_ = progress; }
     virtual bool QueryCapability() const = 0;
-    /// Tells the effect of an event in the host, whose number and meaning are the host's; an effect with sub-effects
-    /// may pass it on.
+    /// Informs the effect of an event in the host, whose number and meaning are defined by the host; an effect with
+    /// sub-effects may pass it on.
     virtual void Notify(std::uintptr_t /*event*/) {}
 
 protected:
@@ -44,8 +44,8 @@ private:
     TimeToProgress progress_;
 };
 
-/// Lends a frame reference to `use` as a reference of another pointer type, without a second holder, and takes back
-/// what it holds afterwards, also when `use` throws.
+/// Lends a frame reference to `use` as a reference of another pointer type, without holding a second reference, and
+/// takes back what it holds afterwards, even if `use` throws.
 template <class To, class From, class Use>
 void LendAs(boost::intrusive_ptr<From>& reference, Use&& use) {
     struct Lent {
@@ -57,7 +57,7 @@ void LendAs(boost::intrusive_ptr<From>& reference, Use&& use) {
                 owner.reset();
             }
         }
-        // Everything that went in or comes out is a frame of this host, so the way back cannot fail.
+        // Everything that goes in or comes out is a frame of this host, so the cast back cannot fail.
         ~Lent() { owner = boost::dynamic_pointer_cast<From>(lent); }
     } guard(reference);
     use(guard.lent);
@@ -67,7 +67,7 @@ void LendAs(boost::intrusive_ptr<From>& reference, Use&& use) {
 class IOneInputEffect : public IEffect {
 public:
     virtual void ProcessData(DataPtr& data) = 0;
-    /// The same for a vector, which must hold exactly one item; else `std::logic_error` "invalid data count".
+    /// The same for a vector, which must hold exactly one item; otherwise `std::logic_error` "invalid data count".
     virtual DataPtr ProcessData(const std::vector<DataPtr>& data) {
         if (data.size() != 1) throw std::logic_error("invalid data count");
         DataPtr result = data[0];
@@ -85,11 +85,11 @@ public:
     }
 };
 
-/// Processes a data item with the help of a second one, which is only read.
+/// Processes a data item with a second, read-only one.
 class ITwoInputEffect : public IEffect {
 public:
     virtual void ProcessData(DataPtr& data, const ConstDataPtr& second) = 0;
-    /// The same for a vector, which must hold exactly two items; else `std::logic_error` "invalid data count".
+    /// The same for a vector, which must hold exactly two items; otherwise `std::logic_error` "invalid data count".
     virtual DataPtr ProcessData(const std::vector<DataPtr>& data) {
         if (data.size() != 2) {
             boost::throw_exception(std::logic_error("invalid data count"), kVectorFormLocation);
@@ -112,8 +112,8 @@ public:
     }
 };
 
-/// Makes one data item of many, or many of one: an effect may empty the vector, fill it with its results and return an
-/// empty pointer.
+/// Turns many data items into one, or one into many: an effect may empty the vector, fill it with its results and
+/// return an empty pointer.
 class IVarInputEffect : public IEffect {
 public:
     virtual DataPtr Process(std::vector<DataPtr>& data) = 0;

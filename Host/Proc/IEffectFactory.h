@@ -12,12 +12,12 @@ namespace Orvexa::Proc {
 class IEffectFactory;
 using FactoryPtr = boost::intrusive_ptr<IEffectFactory>;
 
-/// Creators are plain functions: they build the effect with the factory and the frame allocator that it may use.
+/// Creators are plain functions: they create the effect with the factory and the frame allocator that it is to use.
 using OneInputCreator = OneInputPtr(const FactoryPtr& factory, const AllocatorPtr& allocator);
 using TwoInputCreator = TwoInputPtr(const FactoryPtr& factory, const AllocatorPtr& allocator);
 using VarInputCreator = VarInputPtr(const FactoryPtr& factory, const AllocatorPtr& allocator);
 
-/// What every creator does: builds the effect, which counts its holders, and takes the first reference to it.
+/// The body of every creator: creates the effect and takes the first reference to it.
 template <class Effect>
 boost::intrusive_ptr<typename Effect::Interface> MakeEffect(const FactoryPtr& factory, const AllocatorPtr& allocator) {
     return boost::intrusive_ptr<typename Effect::Interface>(new Core::RefCounted<Effect>(factory, allocator));
@@ -44,8 +44,8 @@ public:
                                         VarInputCreator* creator, std::uintptr_t reserved) = 0;
 
     /// Creates an effect. `ImplNames::DEFAULT` stands for the implementation marked as default, else for the module's
-    /// (`ImplNames::ORVEXA`), else for the first of the host's. With an empty `allocator` the effect gets the factory's
-    /// own. A request that cannot be met throws `EffectException` naming the class identifier.
+    /// (`ImplNames::ORVEXA`), else for the first of the host's. If `allocator` is empty, the effect gets the factory's
+    /// own. A request that cannot be satisfied throws `EffectException` naming the class identifier.
     virtual void CreateOneInputEffect(OneInputPtr& out, const std::string& classId, const std::string& implName,
                                       const AllocatorPtr& allocator) = 0;
     virtual void CreateTwoInputEffect(TwoInputPtr& out, const std::string& classId, const std::string& implName,
@@ -54,7 +54,7 @@ public:
                                       const AllocatorPtr& allocator) = 0;
 
     /// Names a library that registers the implementation of `classId` under `implName` and is loaded when that is first
-    /// asked for.
+    /// requested.
     virtual void RegisterProvider(EffectKind kind, const std::string& classId, const std::string& implName,
                                   const std::string& library) = 0;
 
@@ -62,7 +62,7 @@ public:
     virtual void MarkDefault(EffectKind kind, const std::string& classId, const std::string& implName) = 0;
 
     virtual std::vector<Registration> GetRegistrations() const = 0;
-    /// The allocator that effects get when the request carries none.
+    /// The allocator for effects whose request does not specify one.
     virtual const AllocatorPtr& GetAllocator() const = 0;
 };
 

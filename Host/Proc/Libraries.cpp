@@ -28,7 +28,8 @@ void LoadModule(const Core::ioPath& file, IEffectFactory& factory) {
 Core::ioPath GetPluginDirectory() {
     Dl_info info{};
     if (dladdr(reinterpret_cast<const void*>(&GetPluginDirectory), &info) == 0 || info.dli_fname == nullptr) return {};
-    // Systems reach a folder by several names, from which other folders lie differently: /lib stands for /usr/lib.
+    // A folder may be reachable by several names, relative to which other folders lie differently: /lib is a link to
+    // /usr/lib.
     std::error_code error;
     const Core::ioPath file = std::filesystem::canonical(info.dli_fname, error);
     return (error ? std::filesystem::absolute(info.dli_fname) : file).parent_path() / ORVEXA_PLUGIN_SUBDIR;

@@ -1,4 +1,4 @@
-// Libraries that are loaded at run time: effect modules and what the host itself loads on demand.
+// Libraries loaded at run time: effect modules and libraries that the host itself loads on demand.
 #pragma once
 
 #include "Host/Core/Path.h"
@@ -6,11 +6,11 @@
 
 namespace Orvexa::Proc {
 
-/// Loads an effect module and lets it register its effects. The module stays loaded until the process ends. A file that
-/// is missing, not loadable or without the function `Registrator` throws `EffectException`.
+/// Loads an effect module and lets it register its effects. The module stays loaded until the process ends. Throws
+/// `EffectException` if the file is missing, cannot be loaded or lacks the function `Registrator`.
 void LoadModule(const Core::ioPath& file, IEffectFactory& factory);
 
-/// The directory of the libraries that are loaded at run time: effect modules and providers.
+/// The directory of the libraries loaded at run time: effect modules and providers.
 Core::ioPath GetPluginDirectory();
 
 /// The address of `symbol` in the shared library `file`, which stays loaded; throws `EffectException`.
@@ -20,8 +20,8 @@ Function* LoadFunction(const Core::ioPath& file, const char* symbol) {
     return reinterpret_cast<Function*>(LoadSymbol(file, symbol));
 }
 
-/// The one object that a library of the host's own offers. `Interface` names the library as `kLibrary` and, as
-/// `kFunction`, the function there that returns a reference to the object, which lives as long as the process.
+/// The object provided by one of the host's own libraries. `Interface` names the library as `kLibrary` and, as
+/// `kFunction`, the function in it that returns a reference to the object, which lives as long as the process.
 template <class Interface>
 Interface& GetProvided() {
     static Interface& provided =

@@ -1,8 +1,8 @@
-// Neural networks that answer questions about pictures. Those that make pictures are run by sub-effects
+// Neural networks that answer questions about pictures. Those that produce pictures are run by sub-effects
 // (`SettingsEffectDeepNeuralProcessor`).
 //
-// What runs them is a library of its own, loaded when a network is first asked for. The networks are files in a folder
-// of models, whose manifest describes each network's input and output; docs/models.md describes it.
+// The runtime is a separate library, loaded when a network is first requested. The networks are files in a models
+// folder, whose manifest describes each network's input and output; see docs/models.md.
 #pragma once
 
 #include <cstdint>
@@ -16,14 +16,14 @@
 
 namespace Orvexa::Proc::Neural {
 
-/// What a network is asked for. Each type has one kind of result.
+/// The question that a network answers. Each type has one kind of result.
 enum class NeuralType : std::int32_t {
     Adjustments = 0,       ///< six adjustment values: float vector
-    TiltAngle = 1,         ///< by how much the horizon is tilted: double
-    EnhancementFlag = 5,   ///< which way of enhancing fits the picture: flag
+    TiltAngle = 1,         ///< tilt of the horizon: double
+    EnhancementFlag = 5,   ///< which kind of enhancement suits the picture: flag
     HorizonFlag = 6,       ///< whether there is a horizon: flag
     ImageScore = 7,        ///< how good the picture is: double
-    SegmentationMask = 8,  ///< how much each of 320 x 320 pixels belongs to the subject: byte vector, row by row
+    SegmentationMask = 8,  ///< opacity of the subject at 320 x 320 pixels: byte vector, row by row
 };
 
 /// Sides of the mask of `NeuralType::SegmentationMask`, in pixels.
@@ -32,10 +32,10 @@ inline constexpr std::uint32_t kMaskSize = 320;
 /// Number of values of `NeuralType::Adjustments`.
 inline constexpr std::size_t kAdjustmentsCount = 6;
 
-/// What is known of a face: points, and values that identify it.
+/// Sizes of a face's data: its points, and the values that identify it.
 inline constexpr std::size_t kLandmarksCount = 68, kDescriptorSize = 128;
 
-/// What a network found. A getter of another kind than the network's throws `EffectException`.
+/// The result of a network. A getter for another kind of result throws `EffectException`.
 class NeuralResult {
 public:
     using Value = std::variant<std::vector<float>, std::vector<unsigned char>, bool, double>;
@@ -50,25 +50,25 @@ private:
     Value value_;
 };
 
-/// A loaded network. One caller uses it at a time.
+/// A loaded network, to be used by one caller at a time.
 class NeuralBase {
 public:
     virtual ~NeuralBase() = default;
-    /// Runs the network on the picture in any format, scaled to the network's input size. The frame is not modified. A
-    /// network that cannot take the picture, or gives other values than its manifest promises, throws
-    /// `EffectException`.
+    /// Runs the network on the picture in any format, scaled to the network's input size. The frame is not modified.
+    /// Throws `EffectException` if the network cannot take the picture or returns other values than its manifest
+    /// declares.
     virtual std::shared_ptr<NeuralResult> Process(FramePtr& frame) = 0;
 };
 
-/// The network of a type. An empty `modelsRoot` stands for `GetModelsDirectory()`, which also gives what the manifest
-/// in another folder lacks. A missing or damaged manifest or model, or an unknown type or implementation, throws
-/// `EffectException`.
+/// The network of a type. An empty `modelsRoot` stands for `GetModelsDirectory()`, which also supplies entries that the
+/// manifest in another folder lacks. A missing or damaged manifest or model, or an unknown type or implementation,
+/// throws `EffectException`.
 std::shared_ptr<NeuralBase> CreateNeural(NeuralType type, ImplName impl, const Core::ioPath& modelsRoot);
 
-/// Throws `EffectException` if nothing of that name runs networks.
+/// Throws `EffectException` if there is no runtime of that name.
 void RequireImplementation(ImplName impl);
 
-/// The folder of models of the installation that the host library belongs to.
+/// The models folder of the installation that the host library belongs to.
 Core::ioPath GetModelsDirectory();
 
 }  // namespace Orvexa::Proc::Neural

@@ -1,4 +1,4 @@
-// What the library of neural networks offers.
+// The interface of the neural network library.
 #pragma once
 
 #include "Host/Proc/Neural.h"

@@ -14,7 +14,7 @@ namespace Orvexa::Proc {
 namespace {
 
 constexpr std::size_t kHugePage = std::size_t{2} << 20;
-// Below this size a block costs little to touch; the C library keeps such blocks well by itself.
+// Smaller blocks cost little to touch, and the C library recycles them well.
 constexpr std::size_t kPooledFrom = std::size_t{256} << 10;
 
 constexpr std::size_t RoundUp(std::size_t size, std::size_t unit) { return (size + unit - 1) / unit * unit; }
@@ -41,9 +41,9 @@ std::shared_ptr<PixelPool> PixelPool::Create(std::size_t capacity) {
 PixelPool::~PixelPool() { Clear(); }
 
 std::shared_ptr<std::uint8_t> PixelPool::Allocate(std::size_t size) {
-    // A picture's size differs little between pixel formats; rounded up, one's blocks serve the other.
+    // Picture sizes differ little between pixel formats; with rounding, they can share blocks.
     const Block block = Take(size == 0 ? kAlignment : RoundUp(size, AlignmentOf(size)));
-    // If the control block cannot be allocated the deleter runs at once, so the block is not lost.
+    // If the control block cannot be allocated, the deleter runs at once, so the block is not lost.
     return {block.data, [pool = shared_from_this(), block](std::uint8_t*) { pool->Keep(block); }};
 }
 
@@ -53,7 +53,7 @@ PixelPool::Block PixelPool::Take(std::size_t size) {
         const std::lock_guard lock(mutex_);
         auto best = idle_.end();
         for (auto block = idle_.begin(); block != idle_.end(); ++block) {
-            // A block may be an eighth larger than asked for, no more: memory is reserved for what needs it.
+            // A block may be at most an eighth larger than requested: larger ones are kept for requests that need them.
             if (block->size < size || block->size - size > size / 8) continue;
             if (best == idle_.end() || block->size < best->size) best = block;
         }
@@ -65,7 +65,7 @@ PixelPool::Block PixelPool::Take(std::size_t size) {
             idle_.erase(best);
             return taken;
         }
-        // The slack keeps a small request from costing a large block.
+        // The slack prevents a small request from evicting a large block.
         evicted = EvictDownTo(mostTakenBytes_ + mostTakenBytes_ / 8 - takenBytes_);
     }
     Free(evicted);
@@ -96,7 +96,7 @@ void PixelPool::Keep(Block block) noexcept {
                 block.data = nullptr;
                 evicted = EvictDownTo(capacity_);
             } catch (const std::bad_alloc&) {
-                // It is freed instead.
+                // The block is freed instead.
             }
         }
     }

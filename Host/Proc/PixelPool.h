@@ -1,4 +1,4 @@
-// Storage for pixels, kept for reuse.
+// Pooled pixel memory.
 #pragma once
 
 #include <cstddef>
@@ -9,16 +9,16 @@
 
 namespace Orvexa::Proc {
 
-/// Hands out blocks of pixel memory and keeps freed ones for reuse. The first touch of fresh memory costs more than
-/// most effects, so large blocks are advised to huge pages and freed blocks stay in a bounded pool, oldest out first.
-/// Before fresh memory is taken, waiting blocks make room, so that pool and pictures together take at most an eighth
-/// more than the pictures alone once did. Thread safe.
+/// Allocates blocks of pixel memory and keeps freed ones for reuse. The first touch of new memory costs more than most
+/// effects, so large blocks are advised to use huge pages, and freed blocks stay in a bounded pool from which the
+/// oldest are evicted first. Idle blocks are freed before new memory is allocated, so that pool and pictures together
+/// take at most an eighth more than the pictures alone took at their peak. Thread safe.
 class PixelPool : public std::enable_shared_from_this<PixelPool> {
 public:
     /// Rows and blocks are aligned for the widest vectors and for cache lines.
     static constexpr std::size_t kAlignment = 64;
 
-    /// `capacity` bounds the bytes that wait for reuse.
+    /// `capacity` limits the idle bytes in the pool.
     static std::shared_ptr<PixelPool> Create(std::size_t capacity);
     PixelPool(const PixelPool&) = delete;
     PixelPool& operator=(const PixelPool&) = delete;
@@ -27,11 +27,11 @@ public:
     /// A block of at least `size` bytes, aligned to `kAlignment`, with undefined contents. It returns to the pool with
     /// the last pointer to it.
     std::shared_ptr<std::uint8_t> Allocate(std::size_t size);
-    /// Frees everything that waits for reuse.
+    /// Frees all idle blocks.
     void Clear();
-    /// Bytes that wait for reuse.
+    /// Bytes available for reuse.
     std::size_t GetIdleBytes() const;
-    /// The most bytes that were handed out at a time, small blocks not counted.
+    /// The peak of the bytes in use, not counting small blocks.
     std::size_t GetMostTakenBytes() const;
 
 private:
@@ -43,7 +43,7 @@ private:
     explicit PixelPool(std::size_t capacity) : capacity_(capacity) {}
     Block Take(std::size_t size);
     void Keep(Block block) noexcept;
-    /// Takes the oldest blocks out until no more than `bytes` wait for reuse. The mutex must be held.
+    /// Evicts the oldest blocks until at most `bytes` are idle. The mutex must be held.
     std::list<Block> EvictDownTo(std::size_t bytes) noexcept;
     static void Free(const std::list<Block>& blocks) noexcept;
 

@@ -9,16 +9,16 @@ namespace Orvexa::Proc {
 
 namespace Details {
 
-/// A view of one plane: rows of bytes, `GetStride` bytes apart. It owns nothing and stays valid while its frame is held
-/// and not replaced. The width counts bytes, so that a row of a packed format holds width / bytes-per-pixel pixels.
+/// A view of one plane: rows of bytes, `GetStride` bytes apart. Non-owning; valid while its frame is held and not
+/// replaced. The width is in bytes, so a row of a packed format holds width / bytes-per-pixel pixels.
 template <bool IsConst>
 class PlaneTemplate {
 public:
     using Byte = std::conditional_t<IsConst, const std::uint8_t, std::uint8_t>;
 
     PlaneTemplate() = default;
-    /// `ownsPadding` tells that the bytes between the end of a row and the start of the next belong to this plane
-    /// alone, so that whole vectors may be written over the end of a row.
+    /// `ownsPadding`: the bytes between the end of a row and the start of the next belong to this plane alone, so
+    /// vector stores may run past the end of a row.
     PlaneTemplate(Byte* data, std::int64_t stride, std::uint64_t width, std::uint64_t height,
                   std::uint64_t bytesPerPixel, bool ownsPadding)
         : data_(data),
@@ -27,7 +27,7 @@ public:
           height_(height),
           bytesPerPixel_(bytesPerPixel),
           ownsPadding_(ownsPadding) {}
-    /// A mutable view is a read-only view, too.
+    /// Converts a mutable view to a read-only one.
     template <bool OtherConst>
     requires(IsConst && !OtherConst) PlaneTemplate(const PlaneTemplate<OtherConst>& other)
         : PlaneTemplate(other.GetData(), other.GetStride(), other.GetWidth(), other.GetHeight(),
@@ -35,7 +35,7 @@ public:
 
     Byte* GetData() const { return data_; }
     std::int64_t GetStride() const { return stride_; }
-    std::uint64_t GetWidth() const { return width_; }  ///< bytes of a row
+    std::uint64_t GetWidth() const { return width_; }  ///< bytes per row
     std::uint64_t GetHeight() const { return height_; }
     std::uint64_t GetBytesPerPixel() const { return bytesPerPixel_; }
     std::uint64_t GetPixelsPerRow() const { return width_ / bytesPerPixel_; }
@@ -73,7 +73,7 @@ private:
 using Plane = Details::PlaneTemplate<false>;
 using ConstPlane = Details::PlaneTemplate<true>;
 
-/// Copies the area that both planes have, row by row.
+/// Copies the area common to both planes, row by row.
 void CopyPlane(const ConstPlane& source, const Plane& destination);
 
 }  // namespace Orvexa::Proc

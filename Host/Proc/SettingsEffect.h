@@ -1,4 +1,4 @@
-// What every effect of one settings class is made of, host's or module's.
+// The common base of every effect with a settings class, in the host or in the module.
 #pragma once
 
 #include <concepts>
@@ -9,7 +9,7 @@
 
 namespace Orvexa::Proc {
 
-/// Keeps the settings, the factory and the allocator of an effect, and counts its runs.
+/// Holds the settings, the factory and the allocator of an effect, and counts its runs.
 template <class InterfaceT, class SettingsT>
 class SettingsEffect : public InterfaceT {
 public:
@@ -31,7 +31,7 @@ protected:
         if (frame == nullptr) Throw("There is no frame to process!");
     }
 
-    /// Runs `process` on the frame that `data` holds; the frame that it holds afterwards, if any, gets the same timing.
+    /// Runs `process` on the frame held by `data`; the frame that it holds afterwards, if any, gets the same timing.
     template <class Process>
     static void KeepTiming(DataPtr& data, Process&& process) {
         RequireFrame(data);
@@ -43,7 +43,7 @@ protected:
         data->SetDuration(duration);
     }
 
-    /// A sub-effect of one settings class. Sub-effects take their frames from the factory's own allocator.
+    /// Creates the sub-effect of a settings class. Sub-effects take their frames from the factory's own allocator.
     template <class SubSettings>
     OneInputPtr CreateOneInput(const std::string& implName = ImplNames::DEFAULT) const {
         OneInputPtr effect;
@@ -56,7 +56,7 @@ protected:
         factory_->CreateTwoInputEffect(effect, SubSettings::CLASS_ID, implName, AllocatorPtr());
         return effect;
     }
-    /// The same with settings to begin with.
+    /// The same, with initial settings.
     template <std::derived_from<Settings> SubSettings>
     OneInputPtr CreateOneInput(const SubSettings& settings) const {
         const OneInputPtr effect = CreateOneInput<SubSettings>();

@@ -83,7 +83,7 @@ VideoFrame::ExtraAlpha& VideoFrame::CheckedExtraAlpha(std::uint8_t index) {
 
 void VideoFrame::SetExtraAlpha(std::uint8_t index, const ConstPlane& plane) {
     ExtraAlpha& attached = CheckedExtraAlpha(index);
-    // Formats without subsampled chroma are given one mask twice; it is only read.
+    // Formats without subsampled chroma are given the same mask twice; it is only read.
     if (const ExtraAlpha& other = extraAlpha_[1 - index];
         other.storage != nullptr && HaveSameBytes(plane, other.plane)) {
         attached = other;

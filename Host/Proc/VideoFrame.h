@@ -1,4 +1,4 @@
-// The host's frame and the allocator that makes them.
+// The host's frame and its allocator.
 #pragma once
 
 #include <array>
@@ -12,11 +12,11 @@ namespace Orvexa::Proc {
 
 class VideoFrame : public IDataVideo {
 public:
-    /// A frame with undefined contents, duration and timestamp; see `IFrameAllocator::AllocateFrame` for the errors.
+    /// A frame with undefined contents, duration and time stamp; see `IFrameAllocator::AllocateFrame` for the errors.
     VideoFrame(std::shared_ptr<PixelPool> pool, PixFmt pixFmt, const FrameInfo& info);
 
-    /// A frame over pixels of another owner in a format of one plane. They count as shared, so that nobody writes into
-    /// them. `pixels` keeps them; its rows are `stride` bytes apart.
+    /// A single-plane frame over pixels of another owner. They count as shared, so that nobody writes into them.
+    /// `pixels` keeps them alive; rows are `stride` bytes apart.
     VideoFrame(std::shared_ptr<PixelPool> pool, PixFmt pixFmt, const FrameInfo& info,
                std::shared_ptr<std::uint8_t> pixels, std::int64_t stride);
 
@@ -34,7 +34,7 @@ public:
     void Crop(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::uint32_t height) override;
     std::optional<ConstPlane> GetExtraAlpha(std::uint8_t index) const override;
     bool SharesPixels() const override { return isForeign_ || storage_.use_count() > 1; }
-    /// See the function of that name.
+    /// See the free function of that name.
     void ShareExtraAlpha(std::uint8_t index, const VideoFrame& mask);
     void ClearExtraAlpha() override { extraAlpha_ = {}; }
 
@@ -51,7 +51,7 @@ private:
 
     std::shared_ptr<PixelPool> pool_;
     std::shared_ptr<std::uint8_t> storage_;
-    bool isForeign_ = false;  // whether the pixels belong to another owner
+    bool isForeign_ = false;  // the pixels belong to another owner
     const PixFmtDescription* description_;
     FrameInfo info_;
     std::array<Plane, PixFmtDescription::kMaxPlanes> planes_;
@@ -61,17 +61,17 @@ private:
 };
 
 /// As `frame.SetExtraAlpha(index, plane 0 of mask)`, but without copying the pixels, which count as shared from then on
-/// (`IDataVideo::SharesPixels`). For masks that nobody changes while they are attached.
+/// (`IDataVideo::SharesPixels`). For masks that nobody modifies while they are attached.
 void ShareExtraAlpha(IDataVideo& frame, std::uint8_t index, const ConstFramePtr& mask);
 
-/// Allocates frames over one pixel pool; safe to use from several threads.
+/// Allocates frames from one pixel pool; thread safe.
 class FrameAllocator : public IFrameAllocator {
 public:
-    /// `poolCapacity` bounds the freed pixel memory kept for reuse, in bytes.
+    /// `poolCapacity` limits the freed pixel memory kept for reuse, in bytes.
     explicit FrameAllocator(std::size_t poolCapacity = std::size_t{512} << 20)
         : pool_(PixelPool::Create(poolCapacity)) {}
     void AllocateFrame(FramePtr& out, PixFmt pixFmt, const FrameInfo& info) override;
-    /// A frame over pixels of another owner, which are never written into; copies of it come from the pool.
+    /// A frame over pixels of another owner, which are never modified; copies of it come from the pool.
     FramePtr WrapPixels(PixFmt pixFmt, const FrameInfo& info, std::shared_ptr<std::uint8_t> pixels,
                         std::int64_t stride) const;
     const std::shared_ptr<PixelPool>& GetPool() const { return pool_; }

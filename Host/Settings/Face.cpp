@@ -13,10 +13,10 @@ using Core::Json;
 
 namespace {
 
-// An ellipse is fitted to an eye by its points 0 and 3.
+// An ellipse is fitted to an eye using its points 0 and 3.
 constexpr std::size_t kMinEyePoints = 4;
 constexpr int kMaxCoordinate = 1 << 17;  // no picture has a longer side
-// What a face may have besides its contours.
+// Optional members of a face besides its contours.
 constexpr const char* kExtraKeys[] = {"score", "pupils", "descriptor"};
 
 [[noreturn]] void Refuse(const std::string& what, const std::string& expected) {
@@ -138,7 +138,7 @@ Face FaceOf(const Json& json) {
     return face;
 }
 
-// The part of a whole face, or the part itself.
+// The part from a whole face, or the part itself.
 const Json& PartOf(const Json& json, const char* key) { return json.is_object() ? MemberOf(json, key) : json; }
 
 void CheckPoint(const Point<int>& point, std::uint32_t width, std::uint32_t height) {
@@ -150,7 +150,7 @@ void CheckPoint(const Point<int>& point, std::uint32_t width, std::uint32_t heig
 
 }  // namespace
 
-// With the digits that tell single precision numbers apart.
+// With enough digits to distinguish single-precision numbers.
 std::string FormatDescriptor(const std::vector<float>& descriptor) {
     std::string text = "[";
     for (const float value : descriptor) {

@@ -1,4 +1,4 @@
-// The groups that effects are listed in.
+// The groups under which effects are listed.
 #pragma once
 
 namespace Orvexa::Proc::Groups {

@@ -9,13 +9,13 @@ namespace Orvexa::Proc {
 std::string NearestName(std::string_view word, const std::vector<std::string>& candidates) {
     const auto lower = [](char c) { return std::tolower(static_cast<unsigned char>(c)); };
     std::string nearest;
-    std::size_t nearestDistance = word.size() / 2 + 1;  // more than half of the word wrong is another word
+    std::size_t nearestDistance = word.size() / 2 + 1;  // if more than half of the letters differ, it is another word
     for (const std::string& candidate : candidates) {
         const std::size_t longer = std::max(word.size(), candidate.size()),
                           shorter = std::min(word.size(), candidate.size());
         if (longer - shorter >= nearestDistance)
-            continue;  // a distance is at least that large, and long words take long
-        // Levenshtein distance, one row at a time, letter case ignored.
+            continue;  // a lower bound of the distance, since long words are expensive
+        // Levenshtein distance, one row at a time, case-insensitive.
         std::vector<std::size_t> row(candidate.size() + 1);
         std::iota(row.begin(), row.end(), std::size_t{0});
         for (std::size_t i = 0; i < word.size(); ++i) {

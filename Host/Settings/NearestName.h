@@ -1,4 +1,4 @@
-// Guessing what a mistyped word was meant to be.
+// Suggestions for mistyped words.
 #pragma once
 
 #include <string>
@@ -7,7 +7,7 @@
 
 namespace Orvexa::Proc {
 
-/// The entry of `candidates` that `word` was most likely meant to be, or an empty text.
+/// The entry of `candidates` that was most likely meant by `word`, or an empty text.
 std::string NearestName(std::string_view word, const std::vector<std::string>& candidates);
 
 }  // namespace Orvexa::Proc

@@ -58,7 +58,7 @@ std::string CheckLimits(std::string_view text, std::string_view type, const Limi
 }  // namespace
 
 const void* Field::Find(const Settings& settings) const {
-    Settings* holder = &const_cast<Settings&>(settings);  // the accessors serve reading and writing
+    Settings* holder = &const_cast<Settings&>(settings);  // the same accessors read and write
     for (const Group group : groups) holder = &group(*holder);
     return value(*holder);
 }
@@ -97,7 +97,7 @@ void AddGroup(FieldList& fields, std::string_view name, const FieldList& inner, 
 
 namespace {
 
-// The key that was most likely meant, a group's field by its own name, too: "shape" for "aperture.shape".
+// The key that was most likely meant; a group's field may be named without the group: "shape" for "aperture.shape".
 std::string NearestKey(std::string_view key, const std::vector<std::string>& keys) {
     std::vector<std::string> names = keys;
     for (const std::string& full : keys) names.push_back(full.substr(full.rfind('.') + 1));

@@ -1,8 +1,8 @@
-// Settings objects, each field declared once.
+// Settings objects, with each field declared once.
 //
 // A settings class names itself with ORVEXA_SETTINGS and lists its fields, one line each, with ORVEXA_FIELD (accessors
-// GetX, SetX) or ORVEXA_FLAG (IsX, SetX). Members, accessors, defaults, equality, parsing, description and help follow
-// from these lines:
+// GetX, SetX) or ORVEXA_FLAG (IsX, SetX). Members, accessors, defaults, equality, parsing, description and help are
+// generated from these lines:
 //
 //     class SettingsEffectTone final : public Settings {
 //         ORVEXA_SETTINGS(SettingsEffectTone, "Tone", Groups::kTone, "Makes a picture brighter.")
@@ -12,13 +12,13 @@
 //         ORVEXA_GROUP(SettingsEffectShape, Shape)
 //     };
 //
-// A field's key is its name with a small first letter; a group's fields are keyed group.field. ORVEXA_GROUP_FROM gives
-// a group defaults of its own. Ranges are checked where text enters, not by the setters. A class without equality
-// leaves the ORVEXA_EQUALITY line out.
+// A field's key is its name with a lower-case first letter; the fields of a group have keys of the form group.field.
+// ORVEXA_GROUP_FROM gives a group defaults of its own. Ranges are checked where text is parsed, not by the setters. A
+// class without equality omits the ORVEXA_EQUALITY line.
 //
 // Classes may share fields: a base names itself with ORVEXA_BASE_SETTINGS and lists them with ORVEXA_BASE_FIELD;
-// ORVEXA_FIELDS_OF in a derived class puts them first there. ORVEXA_INHERITED_FIELD makes a field of a member that a
-// base declared with ORVEXA_MEMBER only, for the classes in which text may set it.
+// ORVEXA_FIELDS_OF in a derived class lists them before its own. ORVEXA_INHERITED_FIELD turns a member that a base
+// declared only with ORVEXA_MEMBER into a field, for the classes in which it may be set from text.
 #pragma once
 
 #include <array>
@@ -42,22 +42,22 @@ struct NamedValue {
     std::int64_t value;
 };
 
-/// What a field accepts when it is given as text.
+/// The values that a field accepts when set from text.
 struct Limits {
     std::optional<double> min, max;
     std::vector<NamedValue> names;
-    bool isOfKeys = false;  ///< the range is that of a map's keys
+    bool isOfKeys = false;  ///< the range applies to a map's keys
 };
-/// Numbers (or the numbers of a list) from `min` to `max`, both included.
+/// Numbers (or the numbers in a list) from `min` to `max`, inclusive.
 Limits Range(double min, double max);
-/// Keys of a map from `min` to `max`, both included.
+/// Keys of a map from `min` to `max`, inclusive.
 Limits KeyRange(double min, double max);
-/// Numbers with names: "ellipse=0 circle=1". A field with names accepts these numbers and names only.
+/// Named numbers: "ellipse=0 circle=1". The field accepts only these numbers and names.
 Limits Named(std::string_view namesAndNumbers);
 /// No limits beyond the type's own.
 inline Limits Any() { return {}; }
 
-/// How values of one type are written, read and compared, whatever class they are a member of.
+/// How values of one type are formatted, parsed and compared, independently of the class that holds them.
 struct ValueOperations {
     std::string_view typeName;
     std::string (*format)(const void* value);
@@ -65,7 +65,7 @@ struct ValueOperations {
     bool (*isEqual)(const void* a, const void* b);
 };
 
-/// A settings field at run time. Its functions take settings of the class whose list the field is from.
+/// A settings field at run time. Its functions must be given settings of the class that declares the field.
 struct Field {
     using Value = void* (*)(Settings&);
     using Group = Settings& (*)(Settings&);
@@ -77,7 +77,7 @@ struct Field {
     std::string_view summary;
     const ValueOperations* operations;
     Value value;                ///< the member in the object that holds it
-    std::vector<Group> groups;  ///< the way from the settings to that object, outermost group first
+    std::vector<Group> groups;  ///< the path from the settings to that object, outermost group first
 
     std::string Format(const Settings& settings) const;
     /// Throws `SettingsException`.
@@ -90,7 +90,7 @@ private:
 
 using FieldList = std::vector<Field>;
 
-/// What an effect has found in a picture, such as an angle: its name, and its value as JSON text.
+/// A result that an effect has found in a picture, such as an angle: its name, and its value as JSON text.
 struct Finding {
     std::string key;
     std::string json;
@@ -100,13 +100,13 @@ struct Finding {
 class Settings {
 public:
     virtual ~Settings() = default;
-    /// True when these settings ask for nothing, so that an effect may leave its frame alone.
+    /// True if these settings have no effect, so that an effect may leave its frame unchanged.
     virtual bool IsEmpty() const { return false; }
-    /// Whether an effect of two pictures needs the second one with these settings.
+    /// Whether a two-input effect needs the second picture with these settings.
     virtual bool NeedsSecondInput() const { return true; }
-    /// How many pixels the result has that an effect with these settings makes of a picture of `pixels`.
+    /// The number of pixels in the result when the picture has `pixels`.
     virtual std::uint64_t GetResultPixels(std::uint64_t pixels) const { return pixels; }
-    /// What the effect that holds these settings has found in its last picture.
+    /// The findings of the effect that holds these settings in its last picture.
     virtual std::vector<Finding> GetFindings() const { return {}; }
     virtual const std::string& GetClassId() const = 0;
     virtual const FieldList& GetFields() const = 0;
@@ -119,29 +119,29 @@ protected:
 };
 
 /// Sets one field from text. An unknown key, malformed text or a value out of range throws `SettingsException` with a
-/// text that says what would be right.
+/// message that says what would be right.
 void SetField(Settings& settings, std::string_view key, std::string_view text);
 /// The field called `key`; throws like `SetField`.
 const Field& FindField(const Settings& settings, std::string_view key);
-/// key=value pairs, separated by blanks.
+/// key=value pairs, separated by spaces.
 std::string FormatSettings(const Settings& settings);
 
-/// What becomes of a picture's transparency in an effect.
+/// How an effect treats a picture's transparency.
 enum class AlphaUse : std::uint8_t {
-    Kept,     ///< or changed, or replaced, as the effect means to
+    Kept,     ///< or changed or replaced, as the effect intends
     Dropped,  ///< the effect works on formats without alpha
-    Blurred,  ///< dropped, and the colours of hidden pixels are mixed with those of visible ones
-    Made,     ///< the transparency is what the effect is there for
+    Blurred,  ///< dropped, and the colours of hidden pixels bleed into visible ones
+    Made,     ///< producing transparency is the purpose of the effect
 };
 
-/// What is known about a settings class before any object of it exists.
+/// What is known about a settings class without an object of it.
 struct SettingsClass {
     std::string classId;
-    std::string effect;  ///< the effect's name for people; empty for the host's sub-effects
+    std::string effect;  ///< the effect's user-visible name; empty for the host's sub-effects
     std::string group;
     std::string summary;
     std::unique_ptr<Settings> (*create)();  ///< with the defaults, or the class's own Preset()
-    PixFmt (*getSecondInput)();             ///< the format that a second picture has to be in; `None` for any
+    PixFmt (*getSecondInput)();             ///< the required format of a second picture; `None` for any
     double bytesPerPixel;                   ///< see `Details::GetBytesPerPixel`
     AlphaUse alpha;
 };
@@ -156,7 +156,7 @@ public:
 
 namespace Details {
 
-inline constexpr int kMaxFieldLines = 96;  // a settings class has no more lines than this
+inline constexpr int kMaxFieldLines = 96;  // limits the number of lines in a settings class
 template <int Line>
 using LineTag = std::integral_constant<int, Line>;
 
@@ -187,7 +187,7 @@ consteval auto FindFieldLines(std::integer_sequence<int, Lines...>) {
 template <class S, int Line>
 inline constexpr auto kDeclaration = S::FieldOnLine(LineTag<Line>{});
 
-/// The lines of S, counted from its first, that declare fields.
+/// The lines of S, relative to its first, that declare fields.
 template <class S>
 inline constexpr auto kFieldLines = FindFieldLines<S>(std::make_integer_sequence<int, kMaxFieldLines>{});
 
@@ -200,7 +200,7 @@ constexpr void VisitFieldLines(Visitor&& visit) {
     (std::make_index_sequence<kFieldLines<S>.size()>{});
 }
 
-/// Equality where the type has it; functions and classes without equality are never equal.
+/// Equality if the type has it; functions and classes without equality never compare equal.
 template <class T>
 bool ValuesEqual(const T& a, const T& b) {
     if constexpr (std::equality_comparable<T>) return a == b;
@@ -222,7 +222,7 @@ auto& MemberOnLine(Settings& settings) {
 
 void AddField(FieldList& fields, std::string_view name, Limits limits, std::string_view unit, std::string_view summary,
               const ValueOperations& operations, Field::Value value);
-/// The fields of a nested settings object, under the keys group.field.
+/// Adds the fields of a nested settings object, under the keys group.field.
 void AddGroup(FieldList& fields, std::string_view name, const FieldList& inner, Field::Group group);
 
 template <class S>
@@ -257,7 +257,7 @@ bool FieldsEqual(const S& a, const S& b) {
     return isEqual;
 }
 
-/// Settings to start from: the defaults, unless the class declares that people should start from something else.
+/// The users' starting point: the defaults, unless the class declares a Preset().
 template <class S>
 std::unique_ptr<Settings> CreateSettings() {
     if constexpr (requires { S::Preset(); }) {
@@ -274,23 +274,23 @@ PixFmt GetSecondInput() {
     return PixFmt::None;
 }
 
-/// What becomes of alpha, for a class that declares kAlpha.
+/// How alpha is treated, for a class that declares kAlpha.
 template <class S>
 constexpr AlphaUse GetAlphaUse() {
     if constexpr (requires { S::kAlpha; }) return S::kAlpha;
     return AlphaUse::Kept;
 }
 
-/// The memory that an effect takes at its peak, in bytes per pixel of the larger one of its picture and its result,
-/// both included, when pictures have 4 bytes a pixel. An effect that takes more than two such pictures declares
-/// kBytesPerPixel; `scripts/memory.sh` compares with what is measured.
+/// The effect's peak memory in bytes per pixel, including its picture and its result and counted in pixels of the
+/// larger of the two, for pictures of 4 bytes per pixel. An effect that takes more than two such pictures declares
+/// kBytesPerPixel; `scripts/memory.sh` compares this with measurements.
 template <class S>
 constexpr double GetBytesPerPixel() {
     if constexpr (requires { S::kBytesPerPixel; }) return S::kBytesPerPixel;
     return 8;
 }
 
-/// Accessors hand out small values by value, others by reference.
+/// Accessors return small values by value, others by reference.
 template <class T>
 using Accessed = std::conditional_t<std::is_arithmetic_v<T> || std::is_enum_v<T>, T, const T&>;
 
@@ -309,7 +309,7 @@ private:                                                                        
                                                                                                          \
 public:
 
-// The second line hides the base's declarations, whose lines are counted from another one.
+// The second line hides the base's declarations, whose line numbers have another origin.
 #define ORVEXA_FIELDS_OF(Base) \
     using FieldsBase = Base;   \
     static void FieldOnLine(::Orvexa::Proc::Details::LineTag<-1>);

@@ -28,7 +28,7 @@ std::string FormatDouble(double value) {
 
 namespace {
 
-// Reads a number that has to be all of the text.
+// Parses a number that must span the whole text.
 template <class Number>
 std::errc ReadNumber(std::string_view text, Number& value) {
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);

@@ -1,4 +1,4 @@
-// How settings values are written and read as text.
+// Conversion of settings values to and from text.
 #pragma once
 
 #include <charconv>
@@ -17,21 +17,21 @@
 
 namespace Orvexa::Proc {
 
-/// `TypeName`, `Format` and `Parse` of a value type. `Parse` throws `SettingsException` saying what is wrong with the
-/// text.
+/// `TypeName`, `Format` and `Parse` for a value type. `Parse` throws `SettingsException` with a description of the
+/// error.
 template <class T>
 struct TextCodec;
 
-/// The general complaint: `"text" is not <expected>`.
+/// Throws the standard message: `"text" is not <expected>`.
 [[noreturn]] void ThrowNotA(std::string_view text, std::string_view expected);
-/// Parts of `text` between `separator`s; an empty text has no parts.
+/// Splits `text` at each `separator`; an empty text has no parts.
 std::vector<std::string_view> SplitText(std::string_view text, char separator);
 std::string FormatDouble(double value);
 double ParseDouble(std::string_view text);
-/// A whole number of the range, both ends included; `expected` tells what the text should have been if it is none.
+/// A whole number in the range, inclusive; `expected` is the description used in the error message.
 std::int64_t ParseInteger(std::string_view text, std::int64_t min, std::int64_t max,
                           std::string_view expected = "a whole number");
-/// Throws unless the text is a number of the range, both ends included.
+/// Throws unless the text is a number in the range, inclusive.
 void CheckRange(std::string_view text, double min, double max);
 
 template <>
@@ -60,7 +60,7 @@ struct TextCodec<T> {
     static T Parse(std::string_view text) { return static_cast<T>(ParseDouble(text)); }
 };
 
-/// Enumerations by number; their names, where they have some, are handled by the field.
+/// Enumerations as numbers; names, if there are any, are handled by the field.
 template <class T>
 requires std::is_enum_v<T>
 struct TextCodec<T> {
@@ -124,7 +124,7 @@ struct TextCodec<std::map<K, V>> {
     }
 };
 
-/// Functions have no text form; they can be given in C++ only.
+/// Functions have no text form; they can only be set in C++.
 template <class Signature>
 struct TextCodec<std::function<Signature>> {
     static std::string_view TypeName() { return "function"; }

@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# Runs `kalvatri batch` as an array of Slurm jobs, each with a part of the pictures, and a last job that puts the parts'
-# reports together.
+# Runs `kalvatri batch` as a Slurm job array, each task with a part of the pictures, and a final job that merges the
+# parts' reports.
 #   slurm-batch.sh --parts N [--sbatch "OPTIONS"] [--program KALVATRI] [--wait] -- -o DIR [batch options] IN... -- EFFECT...
-# DIR and the pictures lie where all machines see them under the same names. Called again with the same words it makes
-# what is missing. Logs and reports are in DIR/.kalvatri-reports, the report on everything in DIR/.kalvatri-reports/all.json.
-# docs/clusters.md tells more.
+# DIR and the pictures must be visible to all machines under the same names. Run again with the same arguments, it makes
+# what is missing. Logs and reports are in DIR/.kalvatri-reports, the complete report in DIR/.kalvatri-reports/all.json.
+# docs/clusters.md has the details.
 set -euo pipefail
 
 fail() {
@@ -39,7 +39,7 @@ for ((i = 1; i <= $#; ++i)); do
     esac
 done
 [ -n "$output" ] || fail "the folder of the results is missing: -- -o DIR ..."
-# What is wrong with the words is told now instead of by every job.
+# Errors in the arguments are reported now rather than by every job.
 code=0
 "$program" batch --dry-run --part "1/$parts" "$@" > /dev/null || code=$?
 [ $code -ne 2 ] || exit 2  # what is wrong with single pictures is told by their parts
@@ -50,7 +50,7 @@ rm -f "$reports"/*.json "$reports"/*.json.new
 words=$(printf '%q ' "$@")
 here=$(realpath "$(dirname "$0")")
 
-# A task that Slurm stops passes the signal on, so that the program ends in order; what it has done is not done again.
+# A task that Slurm stops passes the signal on, so that the program ends cleanly; finished pictures are not repeated.
 job=$(sbatch --parsable $options --job-name=kalvatri-batch --array="1-$parts" --requeue --open-mode=append \
     --output="$reports/part-%a.log" << JOB
 #!/bin/bash

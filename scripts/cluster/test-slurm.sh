@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Tries slurm-batch.sh on a Slurm of this machine alone: a controller and a node on the loopback address with two slots,
-# started and ended here. 400 pictures in 8 parts; a task is killed and requeued, and the disk of some results is full;
-# in the end the results have to be those of one run, nothing made twice and nothing lost.
+# Tests slurm-batch.sh with Slurm on this machine alone: a controller and a node on the loopback address with two slots,
+# started and stopped here. 400 pictures in 8 parts; a task is killed and requeued, and the disk for some results is
+# full; in the end the results must equal those of a single run, with nothing made twice and nothing lost.
 #   scripts/cluster/test-slurm.sh [KALVATRI]     default: build/release/bin/kalvatri
 # Needs root and Debian's slurmctld, slurmd, slurm-client and munge. It takes a few minutes and is not part of check.sh.
 set -euo pipefail
@@ -28,7 +28,7 @@ failed() {
     exit 1
 }
 
-# Who may talk to the daemons is told by munge, which runs as the one who owns its key.
+# munge authenticates access to the daemons; it runs as the owner of its key.
 mkdir -p "$scratch/munge" "$scratch/state" "$scratch/spool"
 chown munge:munge "$scratch/munge"
 chmod 711 "$scratch" "$scratch/munge"
@@ -108,7 +108,7 @@ count() { cat "$@" 2> /dev/null | grep -c '"output"' || true; }  # the results t
 recorded() { count "$scratch"/out/.kalvatri-batch.*-of-8.jsonl; }
 submit | tee "$scratch/submitted"
 job=$(awk '{ print $2 }' "$scratch/submitted")
-# A task in the middle of its work is killed by signal 9, all its processes, and Slurm runs it again.
+# All processes of a running task are killed by signal 9, and Slurm requeues it.
 task=""
 for ((i = 0; i < 600; ++i)); do
     task=$(squeue -h -r -t R -o %K -j "$job" | head -1) || true

@@ -1,4 +1,4 @@
-// The recipe, the photograph and the view in the address's fragment, so that closing the browser loses nothing.
+// Keeps the recipe, the photograph and the view in the address's fragment, so that closing the browser loses nothing.
 
 import { stepsFromText, stepsToText } from './recipe.js';
 
@@ -14,7 +14,7 @@ export function writeAddress(store) {
     return `#${parts.join('&')}`;
 }
 
-/** @returns what is to be set, and a message where the address is not one of the page's */
+/** @returns the state to restore, and a message if the address was not written by the page */
 export function readAddress(fragment, catalogue, photos) {
     const words = new Map(
         fragment
@@ -41,7 +41,7 @@ export function readAddress(fragment, catalogue, photos) {
     }
 }
 
-/** Keeps the address up to date, and follows one that is pasted. */
+/** Keeps the address up to date, and applies one that is pasted. */
 export function followAddress(store, catalogue, photos, onMessage) {
     let timer = 0;
     const write = () => {

@@ -1,6 +1,6 @@
-// The requests that the server answers. All addresses are relative, so that each carries the token of the page's own.
+// Requests to the server. All addresses are relative, so that they include the token of the page's own address.
 
-/** What the server said, in the words of the command line; status 0 stands for no answer at all. */
+/** The server's error message, with the same text as on the command line; status 0 means that there was no response. */
 export class ApiError extends Error {
     constructor(status, message) {
         super(message);
@@ -22,7 +22,7 @@ async function request(path, options) {
     try {
         message = JSON.parse(text).error ?? message;
     } catch {
-        // An answer without JSON is told by its number.
+        // A response without JSON is reported by its status.
     }
     throw new ApiError(response.status, message);
 }
@@ -47,14 +47,14 @@ export const saveRecipe = (body) => post('recipe', body);
 export const getJob = (job) => get(`jobs/${job}`);
 export const cancelJob = (job) => request(`jobs/${job}`, { method: 'DELETE' });
 
-/** Keeps a picture that was drawn here, as PNG; the result is its name for a step's `with`. */
+/** Uploads a picture drawn on the page, as PNG; returns its name for a step's `with`. */
 export async function keepPicture(png) {
     const headers = { 'Content-Type': 'image/png' };
     return (await (await request('pictures?kind=strokes', { method: 'POST', headers, body: png })).json()).picture;
 }
 
 /**
- * The chain's picture: what is told about it, and its pixels.
+ * The result of a chain: its description, and its pixels.
  * @returns {Promise<{about: object, pixels: ImageData}>}
  */
 export async function render(body, signal) {

@@ -1,16 +1,16 @@
-// The brush: strokes right on the picture, for subject and background or for a mask.
+// The brush: strokes painted on the picture, for subject and background or for a mask.
 
 import { simplify } from './strokes.js';
 import { getBrushes } from './tools.js';
 
-const COLOURS = ['', '#5ee0a0', '#ff7a66']; // by brush; told apart by lightness, too, and named beside the buttons
+const COLOURS = ['', '#5ee0a0', '#ff7a66']; // by brush; they also differ in lightness, and are named beside the buttons
 const ALPHA = 0.75;
-const TOLERANCE = 0.75; // CSS pixels by which a stroke's line may be off
+const TOLERANCE = 0.75; // maximum deviation of a simplified stroke, in CSS pixels
 
 export class BrushTool {
     shows = 'input';
     brush = 1;
-    /** Diameter in CSS pixels: what one sees under the hand stays the same at any zoom. */
+    /** Diameter in CSS pixels, so that the brush has the same size on the screen at any zoom. */
     diameter = 24;
     #context;
     #current = null;
@@ -21,7 +21,7 @@ export class BrushTool {
         this.isMask = Boolean(tool.isMask);
     }
 
-    /** The first brush that has not been used; each of them has to be for a mask to follow. */
+    /** The first brush without strokes; a mask requires strokes of each. */
     get #missing() {
         const used = new Set(this.#context.step()?.strokes.map((stroke) => stroke.brush));
         return this.brushes.findIndex((_, brush) => brush > 0 && !used.has(brush));
@@ -46,7 +46,7 @@ export class BrushTool {
     }
 
     down(point, event, view) {
-        // A pen's other end erases, and so does the Alt key.
+        // A pen's eraser end erases, and so does the Alt key.
         const brush = event.buttons & 32 || event.altKey ? 0 : this.brush;
         this.#current = {
             brush,

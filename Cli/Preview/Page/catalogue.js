@@ -1,4 +1,4 @@
-// The effects and their settings, as the server lists them, and the words that the page has for them.
+// The effects and their settings, as listed by the server, and the page's names for them.
 
 /**
  * @typedef {{key: string, type: string, default: any, min: ?number, max: ?number,
@@ -7,8 +7,8 @@
  *            further: number | 'many', isPreviewed: boolean, isApproximate: boolean}} Effect
  */
 
-// A folder on the server's disk and a function of the host have no place on a page, and neither has a setting that is
-// only there for hosts that store it.
+// Not shown on the page: folders on the server's disk, C++ functions, and settings that have no effect and exist only
+// for programs that store them.
 const isShown = (field) => !['path', 'function'].includes(field.type) && !field.summary.startsWith('Has no effect');
 
 export class Catalogue {
@@ -45,7 +45,7 @@ export class Catalogue {
     }
 }
 
-/** BlurBokeh -> Blur bokeh, shape.centerX -> Center x; abbreviations stay. */
+/** BlurBokeh -> Blur bokeh, shape.centerX -> Center x; abbreviations are kept. */
 export function toWords(name) {
     const words = name
         .slice(name.lastIndexOf('.') + 1)

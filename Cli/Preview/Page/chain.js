@@ -1,4 +1,5 @@
-// The steps: added, put in another order, switched off, removed; the chosen one shows its tools and controls.
+// The list of steps: adding, reordering, switching off and removing them; the selected one shows its tools and
+// controls.
 
 import { toWords } from './catalogue.js';
 import { makeControls } from './controls.js';
@@ -38,7 +39,7 @@ export class ChainList {
         const { steps, ui } = this.#store;
         const chosen = steps.find((step) => step.id === ui.selected);
         const hasSameBody = this.#keepBody(chosen);
-        // A slider that is dragged must stay where it is in the document.
+        // A slider that is being dragged must stay in place in the document.
         const shape = JSON.stringify([
             ui.selected,
             ...steps.map((step) => [step.id, step.effect, step.isOff, isComplete(step, this.#catalogue)]),
@@ -53,7 +54,7 @@ export class ChainList {
         focus();
     }
 
-    /** The list is made anew; who works in it with the keyboard stays where they were. */
+    /** The list is rebuilt; keyboard focus stays where it was. */
     #rememberFocus() {
         const active = document.activeElement;
         const item = active?.closest?.('#chain > li');
@@ -68,7 +69,7 @@ export class ChainList {
         };
     }
 
-    /** Controls live as long as their step is chosen, so that a slider survives its own changes. */
+    /** Controls are kept as long as their step is selected, so that a slider survives its own changes. */
     #keepBody(step) {
         const size = step ? this.#preview.getSizeBefore(step) : [1, 1];
         const key = step ? JSON.stringify([step.id, step.effect, size]) : '';
@@ -205,7 +206,7 @@ export class ChainList {
         };
     }
 
-    /** The picture that an effect takes beside the chain's: what was painted, or one of the photographs. */
+    /** The second picture of an effect: what was painted, or one of the photographs. */
     #makeFurther(effect, id) {
         if (!effect || effect.effect === 'Original' || !effect.further) return null;
         const canPaint = getTools(effect.effect).some((tool) => tool.kind === 'strokes');

@@ -1,4 +1,4 @@
-// One control a setting, made from its line in the settings list alone.
+// One control per setting, generated from its description in the catalogue.
 
 import { getGroupOfKey, toWords } from './catalogue.js';
 import { h, icon, iconButton } from './dom.js';
@@ -12,11 +12,11 @@ import { makeStopsEditor } from './stops.js';
  * @typedef {{element: HTMLElement, sync: () => void}} Control
  */
 
-// Short where everybody knows the sign; a fraction is a number from 0 to 1, and its explanation says of what.
+// Abbreviated where the sign is well known; a fraction is a number from 0 to 1, and its explanation says of what.
 const UNITS = { percent: '%', pixels: 'px', degrees: '°', factor: '×', fraction: '' };
 const SIDES = ['Left', 'Right', 'Top', 'Bottom'];
 
-/** Label, number and unit in a row, the slider below, and what the setting means. @returns {Control} */
+/** Label, number and unit in a row, the slider below, and the setting's description. @returns {Control} */
 function frame(field, binding, inputs, below, sync) {
     const reset = iconButton('reset', `Reset ${toWords(field.key)}`, () => binding.set(undefined), {
         class: 'icon-button reset',
@@ -243,11 +243,11 @@ function makeControl(field, binding) {
     return (MAKERS[field.type] ?? makeText)(field, binding);
 }
 
-const LARGE = 6; // groups of more settings are closed at first
-const BY_HAND = 'Given by hand'; // what is found by itself, as a rule
+const LARGE = 6; // larger groups are initially closed
+const BY_HAND = 'Given by hand'; // values that are normally determined automatically
 const openGroups = new Map();
 
-/** Controls of all settings, those of a group together. @returns {Control} */
+/** Controls for all settings, those of a group together. @returns {Control} */
 export function makeControls(effect, fields, bind) {
     const controls = [];
     const element = h('div', { class: 'controls' });

@@ -1,4 +1,4 @@
-// Saving, the batch, the command, the recipe: what leaves the page.
+// Dialogs for saving, the batch, the command and the recipe.
 
 import * as api from './api.js';
 import { announce, byId, h } from './dom.js';
@@ -19,7 +19,7 @@ export function toast(text) {
     toastTimer = setTimeout(() => (byId('toast').hidden = true), 6000);
 }
 
-/** A dialog with a form: what it asks for, its progress, and what came of it. */
+/** A dialog with a form: its inputs, the progress, and the result. */
 class WorkDialog {
     #work = null;
 
@@ -105,7 +105,7 @@ function bindQuality(form, nameOf) {
     return update;
 }
 
-/** @returns the commands of the bar, for the keyboard too */
+/** @returns the commands of the toolbar, also available to the keyboard */
 export function makeDialogs(store, catalogue, preview, photos) {
     const photoName = () => photos.find(({ id }) => id === store.ui.photo)?.name ?? 'photo.png';
     const qualityOf = ({ quality, target }) => (LOSSY.test(target.value) ? Number(quality.value) : null);
@@ -133,7 +133,7 @@ export function makeDialogs(store, catalogue, preview, photos) {
 
     const openSave = () => {
         const { target } = save.form.elements;
-        // Cut-outs are transparent, which JPEG files cannot keep.
+        // Cut-outs are transparent, which JPEG does not support.
         const isCutOut = getRunningSteps(store.steps, catalogue).some(({ effect }) => effect === 'RemoveBackground');
         target.value = `${stemOf(photoName())}-new${isCutOut ? '.png' : suffixOf(photoName())}`;
         updateSave();
@@ -199,7 +199,7 @@ export function makeDialogs(store, catalogue, preview, photos) {
             recipeOutcome.classList.add('error');
         }
     });
-    // Strokes have no place in a recipe for the command line, but they have in one that this page opens again.
+    // A recipe for the command line cannot contain strokes, but one that this page opens again can.
     const download = () => {
         const link = h('a', {
             href: URL.createObjectURL(new Blob([stepsToText(store.steps)], { type: 'application/json' })),

@@ -1,11 +1,11 @@
-// Elements in one expression, so that modules say what they show and not how it is put together.
+// Builds elements in one expression, so that modules state what they show rather than how it is assembled.
 
 const SVG = 'http://www.w3.org/2000/svg';
 
 /**
  * @param {Element} element
- * @param {Object<string, any>} properties `on...` are listeners, what contains a dash is an attribute, everything else
- *     a property of the element where it has such a one
+ * @param {Object<string, any>} properties `on...` are listeners, names with a dash are attributes, everything else is
+ *     a property of the element if it has one of that name
  */
 function decorate(element, properties, children) {
     for (const [name, value] of Object.entries(properties ?? {})) {
@@ -26,7 +26,7 @@ export function svg(tag, attributes, ...children) {
     return decorate(document.createElementNS(SVG, tag), attributes, children);
 }
 
-/** A picture of the sprite in index.html; the text beside it, or the button's label, says the same. */
+/** An icon from the sprite in index.html; the adjacent text, or the button's label, has the same meaning. */
 export function icon(name) {
     return svg('svg', { class: 'icon', 'aria-hidden': 'true' }, svg('use', { href: `#icon-${name}` }));
 }

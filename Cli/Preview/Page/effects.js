@@ -1,4 +1,4 @@
-// The list of effects in their groups, each with a picture of what it does to this photograph.
+// The list of effects by group, each with a preview of its result on the current photograph.
 
 import { toWords } from './catalogue.js';
 import { announce, byId, h, icon } from './dom.js';
@@ -93,12 +93,12 @@ export function showEffects(store, catalogue, thumbnails) {
     fill();
 }
 
-/** The list is one stop for the Tab key; the arrow keys go on from there. */
+/** The list is a single Tab stop; the arrow keys move within it. */
 function setStop(stop, cards) {
     if (stop) for (const { item } of cards) item.firstChild.tabIndex = item.firstChild === stop ? 0 : -1;
 }
 
-/** Arrow keys go from card to card as they lie. */
+/** Arrow keys move between cards according to their layout. */
 function moveFocus(event, cards) {
     const columns = 2;
     const by = { ArrowRight: 1, ArrowLeft: -1, ArrowDown: columns, ArrowUp: -columns }[event.key];

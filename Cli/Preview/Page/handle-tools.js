@@ -1,9 +1,9 @@
-// Tools with handles over the picture: lines, points, rectangles, shapes and faces. A tool says what is to be seen and
-// what each handle moves; all settings have their controls in the list, too, for those who do not point.
+// Tools with handles over the picture: lines, points, rectangles, shapes and faces. A tool describes what to draw and
+// what each handle moves; all settings also have controls in the list, for users without a pointing device.
 
-const REACH = 16; // CSS pixels around a handle, enough for a finger
+const REACH = 16; // hit radius of a handle in CSS pixels, large enough for a finger
 const HANDLE = 6;
-const CORNERS = 72; // of an ellipse that is drawn as a polygon
+const CORNERS = 72; // of the polygon that approximates an ellipse
 
 /**
  * @typedef {{get: (key: string) => any, set: (values: Object<string, any>, isDragging: boolean) => void,
@@ -16,7 +16,7 @@ class HandleTool {
     shows = 'result';
     #held = null;
 
-    /** @param {Context} context @param {object} tool its row of the table */
+    /** @param {Context} context @param {object} tool its entry in the table */
     constructor(context, tool) {
         this.context = context;
         this.tool = tool;
@@ -28,7 +28,7 @@ class HandleTool {
     }
 
     /**
-     * What a drag that starts beside all handles moves.
+     * What is moved by a drag that starts away from all handles.
      * @returns {((point: number[], event: PointerEvent) => void) | null}
      */
     begin() {
@@ -107,7 +107,7 @@ class HandleTool {
 
 const toPixel = (point) => point.map(Math.round);
 
-/** From one place to another, and a brush's width around the line. */
+/** From one point to another, with a brush's width around the line. */
 class LineTool extends HandleTool {
     isDrawing = true;
     hint = this.tool.isArrow ? 'Drag in the picture to push it.' : 'Drag along the line in the picture.';
@@ -246,7 +246,7 @@ function circle(centre, a, b, angle = 0) {
     });
 }
 
-/** A place beside the centre, turned counter-clockwise by `angle` degrees as one sees it. */
+/** A point offset from the centre and rotated counter-clockwise, as seen, by `angle` degrees. */
 function turned(centre, [x, y], angle) {
     const radians = (-angle * Math.PI) / 180;
     const cos = Math.cos(radians),
@@ -254,7 +254,7 @@ function turned(centre, [x, y], angle) {
     return [centre[0] + x * cos - y * sin, centre[1] + x * sin + y * cos];
 }
 
-/** Ellipse, circle, rectangle or square with its falloff. */
+/** An ellipse, circle, rectangle or square with its falloff. */
 class ShapeTool extends HandleTool {
     hint = 'Drag the middle, the edges and the dashed line; the handle above the shape turns it.';
 
@@ -322,7 +322,7 @@ class ShapeTool extends HandleTool {
     }
 }
 
-/** Boxes around the faces that were found; one of them, or all. */
+/** Boxes around the detected faces; one of them, or all, may be selected. */
 class FacesTool extends HandleTool {
     shows = 'input';
     hint = 'Looking for faces …';

@@ -1,4 +1,4 @@
-// The result's histogram: red, green and blue over each other, and how much has run into black and white.
+// The result's histogram: red, green and blue overlaid, and the share of clipped black and white.
 
 import { byId, svg } from './dom.js';
 
@@ -15,7 +15,7 @@ export function showHistogram(histogram) {
         numbers.textContent = '–';
         return;
     }
-    // Black and white often stand out by far; the rest should still be seen.
+    // Black and white often exceed everything else by far; the rest should still be visible.
     const peak = Math.max(
         1,
         ...CHANNELS.map((channel) => {

@@ -1,8 +1,8 @@
-// Work at full size: asked for, followed and cancelled.
+// Jobs at full size: starting, polling and cancelling them.
 
 import { cancelJob, getJob } from './api.js';
 
-const INTERVAL = 150; // milliseconds between two looks at a job
+const INTERVAL = 150; // polling interval in milliseconds
 
 /**
  * @param {() => Promise<{job: number}>} start

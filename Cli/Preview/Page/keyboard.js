@@ -1,13 +1,13 @@
-// The keys that do more than move the focus. The help lists them.
+// Keyboard shortcuts, as listed in the help.
 
 import { byId } from './dom.js';
 
 const ARROWS = { ArrowLeft: [-1, 0], ArrowRight: [1, 0], ArrowUp: [0, -1], ArrowDown: [0, 1] };
-const PAN = 60; // CSS pixels of one key press
+const PAN = 60; // CSS pixels per key press
 
 const isTyping = (target) => target.matches('textarea, select, input:not([type=range]):not([type=checkbox])');
 
-/** @param {object} page all that a key may act on */
+/** @param {object} page everything that a key may act on */
 export function bindKeys({ store, viewer, preview, toolbox, chain, dialogs, photos }) {
     const peek = (isPeeking) => {
         if (viewer.isPeeking === isPeeking) return;

@@ -1,4 +1,4 @@
-// Puts the page together.
+// Assembles the page.
 
 import { followAddress, readAddress } from './address.js';
 import { getCatalogue, getPhotos } from './api.js';

@@ -1,4 +1,4 @@
-// The photographs: which one is looked at, and what is known of it.
+// The photographs: which one is displayed, and what is known about it.
 
 import { byId, h } from './dom.js';
 

@@ -1,4 +1,4 @@
-// The dropper: one click takes a colour from the picture as it comes to the step.
+// The colour picker: a click takes a colour from the picture as it enters the step.
 
 export class PickTool {
     shows = 'input';

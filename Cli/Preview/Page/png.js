@@ -1,5 +1,5 @@
-// Grey pictures as PNG files. A canvas would smooth the edges of strokes, and its files need not hold the values that
-// were drawn; these do.
+// Encodes grey pictures as PNG files. A canvas would smooth the edges of strokes, and its files might not contain
+// exactly the values that were drawn.
 
 const CRC_TABLE = Uint32Array.from({ length: 256 }, (_, n) => {
     let c = n;
@@ -25,7 +25,7 @@ function chunk(type, data) {
 
 /** @param {Uint8Array} samples rows of width levels @returns {Promise<Blob>} */
 export async function encodeGreyPng(width, height, samples) {
-    const rows = new Uint8Array((width + 1) * height); // each row after a zero: not filtered
+    const rows = new Uint8Array((width + 1) * height); // each row is preceded by a zero: no filter
     for (let y = 0; y < height; ++y) rows.set(samples.subarray(y * width, (y + 1) * width), y * (width + 1) + 1);
     const stream = new Blob([rows]).stream().pipeThrough(new CompressionStream('deflate'));
     const data = new Uint8Array(await new Response(stream).arrayBuffer());

@@ -1,4 +1,4 @@
-// Decides what is to be shown, and asks for it: the chain's picture, the photograph before it, the mask being painted.
+// Decides what to show and requests it: the result of the chain, the original photograph, the mask being painted.
 
 import { getPhoto } from './api.js';
 import { toWords } from './catalogue.js';
@@ -9,8 +9,8 @@ import { Renderer } from './renderer.js';
 import { toChain } from './wire.js';
 
 const TINY = { outWidth: 8, outHeight: 8 };
-const CAN_PASS = [0, 503]; // no answer, too much to do: the same request may do better later
-const BUSY_DELAY = 200; // milliseconds; what is quicker needs no sign
+const CAN_PASS = [0, 503]; // no response, server busy: the same request may succeed later
+const BUSY_DELAY = 200; // milliseconds; anything faster needs no busy indicator
 
 export class Preview extends EventTarget {
     #store;
@@ -25,7 +25,7 @@ export class Preview extends EventTarget {
             new Renderer(name, 'main', (isBusy) => name !== 'size' && this.#showBusy(isBusy)),
         ]),
     );
-    /** Sizes of pictures by photograph and steps; what a step is given counts for strokes and places. */
+    /** Picture sizes by photograph and steps; strokes and positions are relative to the size that a step receives. */
     #sizes = new Map();
     #photo = null;
     #failedPhoto = -1;
@@ -43,7 +43,7 @@ export class Preview extends EventTarget {
         byId('retry').addEventListener('click', () => this.restart());
     }
 
-    /** What is known of the photograph; null until it is read, or where it cannot be. */
+    /** What is known about the photograph; null until it is read, or if it cannot be. */
     get photo() {
         return this.#photo;
     }
@@ -72,14 +72,14 @@ export class Preview extends EventTarget {
         }
     }
 
-    /** Asks for everything anew. */
+    /** Requests everything again. */
     restart() {
         if (this.#failedPhoto === this.#store.ui.photo) return void this.loadPhoto();
         this.#asked.clear();
         this.update();
     }
 
-    /** The steps whose picture is shown: with a tool in hand those up to its step. */
+    /** The steps whose result is shown: all, or, while a tool is active, those up to its step. */
     getShownSteps() {
         const { steps, ui } = this.#store;
         if (!ui.tool || !this.#toolbox.tool) return getRunningSteps(steps, this.#catalogue);
@@ -159,7 +159,7 @@ export class Preview extends EventTarget {
         this.dispatchEvent(new Event('sizes'));
     }
 
-    /** The size of the picture that a step is given, as far as it is known. */
+    /** The size of the picture that a step receives, as far as it is known. */
     getSizeBefore(step) {
         const steps = this.#store.steps.slice(
             0,
@@ -173,7 +173,7 @@ export class Preview extends EventTarget {
         return [1, 1];
     }
 
-    /** The same, asked for where it is not known: the strokes of an address that was opened again need it. */
+    /** The same, requested if it is unknown: the strokes of an address that was opened again need it. */
     async #getSize(photo, steps) {
         const key = this.#getSizeKey(photo, steps);
         if (!this.#sizes.has(key)) {
@@ -192,7 +192,7 @@ export class Preview extends EventTarget {
         return this.#sizes.get(key);
     }
 
-    /** The chain as the server takes it, for what is written at full size. */
+    /** The chain in the server's form, for results at full size. */
     async getChain() {
         const steps = getRunningSteps(this.#store.steps, this.#catalogue);
         const { photo } = this.#store.ui;

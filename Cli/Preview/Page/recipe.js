@@ -1,4 +1,4 @@
-// Steps of a chain: how they are kept, written into the address, and sent to the server.
+// Steps of a chain: how they are stored, written to the address, and sent to the server.
 
 /**
  * @typedef {{brush: number, radius: number, points: number[]}} Stroke  brush 0 erases; the centres of the stroke's
@@ -18,7 +18,7 @@ export function makeStep(effect, settings = {}) {
     return { id: ++lastId, effect, settings, isOff: false, strokes: [], second: '', extra: {} };
 }
 
-/** Of the settings' full keys an object with those of a group together. */
+/** Converts settings with full keys to an object in which those of a group are nested. */
 function nest(settings) {
     const result = {};
     for (const [key, value] of Object.entries(settings)) {
@@ -39,12 +39,12 @@ function flatten(object, prefix, into) {
     return into;
 }
 
-/** A step as a recipe has it, without the pictures that it is given beside the chain's. */
+/** A step as it appears in a recipe, without further pictures. */
 export function stepToJson(step) {
     return { effect: step.effect, ...nest(step.settings), ...step.extra };
 }
 
-/** The steps with all that the page knows of them, for the address. */
+/** The steps with everything that the page knows about them, for the address. */
 export function stepsToText(steps) {
     return JSON.stringify(
         steps.map((step) => {
@@ -58,7 +58,7 @@ export function stepsToText(steps) {
     );
 }
 
-/** Keys in another case or with unknown names are left to the server, which words what is wrong with them. */
+/** Keys in another case or with unknown names are passed on to the server, which reports what is wrong with them. */
 function stepFromJson(json, catalogue) {
     if (typeof json?.effect !== 'string')
         throw new Error('A recipe is an array of steps, each with the name of an effect.');
@@ -101,12 +101,12 @@ export function isComplete(step, catalogue) {
     return step.strokes.length > 0 || step.second !== '' || step.settings.algorithm === 'auto';
 }
 
-/** The steps that run: those that are switched on and have what they need. */
+/** The steps that run: those that are switched on and have the pictures they need. */
 export function getRunningSteps(steps, catalogue) {
     return steps.filter((step) => !step.isOff && isComplete(step, catalogue));
 }
 
-/** What is the same for two steps that give the same picture. */
+/** A key that is equal for steps with the same result. */
 export function getKeyOfSteps(steps) {
     return stepsToText(steps);
 }

@@ -1,13 +1,13 @@
-// Asks for pictures, one at a time and always the latest. While a slider moves, a picture that is under way is still
-// shown, since it is on its way from one position to the next; what takes long is given up for what is newer.
+// Requests pictures, one at a time and always the latest. While a slider moves, a picture that is already being
+// computed is still shown, since it lies between two positions; a slow one is abandoned for a newer request.
 
 import { ApiError, render } from './api.js';
 import { forgetPictures } from './wire.js';
 
-const PATIENCE = 700; // milliseconds for which a newer request waits for the one under way
+const PATIENCE = 700; // milliseconds for which a newer request waits for the current one
 const UNREADABLE_UPLOAD = /upload:/;
 
-/** Tells tabs apart, so that they do not cancel each other's requests. */
+/** Identifies the tab, so that tabs do not cancel each other's requests. */
 const tab = Array.from(crypto.getRandomValues(new Uint8Array(8)), (byte) => byte.toString(16).padStart(2, '0')).join(
     '',
 );
@@ -26,7 +26,7 @@ export class Renderer {
     #timer = 0;
     #onBusy;
 
-    /** @param {string} name of the layer that it draws @param {'main' | 'thumbnail'} lane */
+    /** @param {string} name of the layer that it renders @param {'main' | 'thumbnail'} lane */
     constructor(name, lane, onBusy = () => {}) {
         this.#client = `${tab}-${name}`;
         this.#lane = lane;

@@ -1,18 +1,18 @@
-// How a slider's way stands for a setting's range.
+// Maps slider positions to the range of a setting.
 
-const PARTS = 200; // of a slider's way, finer than a hand can tell
+const PARTS = 200; // positions of a slider, finer than a hand can distinguish
 const CURVED_WAY = 1000;
-const CURVE = 3; // a cubic leaves an eighth of the half range to half of the way
+const CURVE = 3; // a cubic maps half of the slider's travel to an eighth of the half range
 
-/** The largest power of ten that divides a range into at least 200 parts, at most 1 for whole numbers' sake. */
+/** The largest power of ten that divides a range into at least 200 parts, but at most 1, to keep integers reachable. */
 function niceStep(span) {
     return 10 ** Math.min(0, Math.floor(Math.log10(span / PARTS)));
 }
 
-/** Places in the picture and sizes of pictures, whose ranges reach far beyond it. */
+/** Positions and sizes in the picture, whose ranges extend far beyond it. */
 const isPlace = (field) => field.unit === 'pixels' && field.max >= 131071;
 
-/** The slider stays inside the picture, and the number beside it takes the rest. */
+/** The slider covers the picture; the number field beside it accepts the full range. */
 function getBounds(field, size) {
     if (!isPlace(field)) return [field.min, field.max];
     const isAcross = /(x|width|left|right)$/i.test(field.key),
@@ -21,7 +21,7 @@ function getBounds(field, size) {
     return [Math.max(0, field.min), Math.max(side, 1)];
 }
 
-/** Ranges much wider than the default are fine around it and coarse far away; percentages and levels stay even. */
+/** Ranges much wider than the default are fine around it and coarse far away; percentages and levels stay linear. */
 function isCurved(field, span) {
     if (isPlace(field) || field.unit === 'percent' || (field.min === 0 && field.max === 255)) return false;
     return field.default === 0 ? span > 1000 : span > 10 * Math.abs(field.default);
@@ -29,7 +29,7 @@ function isCurved(field, span) {
 
 /**
  * @param {import('./catalogue.js').Field} field
- * @param {[number, number]} size the picture's
+ * @param {[number, number]} size of the picture
  * @returns {{min: number, max: number, step: number, toValue: (position: number) => number,
  *            toPosition: (value: number) => number, valueStep: number} | null} null where no slider makes sense
  */

@@ -1,4 +1,4 @@
-// Colour stops: a bar with handles, and the same as rows of numbers and colours.
+// Colour stops: a bar with handles, and a table with the same positions and colours.
 
 import { h, iconButton } from './dom.js';
 

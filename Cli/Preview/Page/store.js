@@ -1,4 +1,4 @@
-// The page's only state: the recipe with its history, and what is looked at. Everything that is shown follows from it.
+// The page's only state: the recipe with its history, and the view. Everything on display is derived from it.
 
 /** @typedef {import('./recipe.js').Step} Step */
 
@@ -9,14 +9,14 @@ export class Store extends EventTarget {
     #future = [];
     #merging = null;
 
-    /** What undo does not bring back: the photograph, the view, what is selected and the tool in hand. */
+    /** State outside the undo history: the photograph, the view, the selection and the active tool. */
     ui = { photo: 0, zoom: 'fit', centre: [0.5, 0.5], isComparing: true, divider: 0.5, selected: 0, tool: null };
     /** @type {Step[]} */
     steps = [];
 
     /**
-     * Replaces the steps. Changes in a row with the same `merge` are one for undo, until `settle`: those of a slider's
-     * drag, for instance.
+     * Replaces the steps. Consecutive changes with the same `merge` value are a single undo step until `settle`, such
+     * as those made by dragging a slider.
      */
     setSteps(steps, merge = null) {
         if (merge === null || merge !== this.#merging) {
@@ -36,7 +36,7 @@ export class Store extends EventTarget {
         );
     }
 
-    /** Sets one setting; `undefined` and the default take it back. */
+    /** Sets one setting; `undefined` or the default value resets it. */
     setSetting(step, field, value, merge = null) {
         this.setSettings(step, [[field, value]], merge);
     }
@@ -58,7 +58,7 @@ export class Store extends EventTarget {
         );
     }
 
-    /** Ends a drag: the next change is another one for undo, and the best picture is asked for. */
+    /** Ends a drag: the next change starts a new undo step, and the final picture is requested. */
     settle() {
         if (this.#merging === null) return;
         this.#merging = null;

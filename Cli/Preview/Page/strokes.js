@@ -1,7 +1,7 @@
-// Strokes to pictures. They are kept as lines, so that they can be undone, fit into the address and have hard edges at
+// Rasterises strokes. They are stored as lines, so that they can be undone, fit into the address and have hard edges at
 // any size.
 
-/** Fills with `value` what is within `radius` of the line from (x0, y0) to (x1, y1). */
+/** Sets all pixels within `radius` of the line from (x0, y0) to (x1, y1) to `value`. */
 function fillCapsule(samples, width, height, x0, y0, x1, y1, radius, value) {
     const dx = x1 - x0,
         dy = y1 - y0;
@@ -24,7 +24,7 @@ function fillCapsule(samples, width, height, x0, y0, x1, y1, radius, value) {
 
 /**
  * @param {import('./recipe.js').Stroke[]} strokes
- * @param {number[]} values the level of each brush, that of the eraser and of what is not painted first
+ * @param {number[]} values the level of each brush; the first is that of the eraser and of unpainted pixels
  * @returns {Uint8Array}
  */
 export function drawStrokes(strokes, width, height, values) {
@@ -48,7 +48,7 @@ export function drawStrokes(strokes, width, height, values) {
     return samples;
 }
 
-/** Leaves out corners that are hardly off the line between their neighbours (Douglas and Peucker). */
+/** Removes vertices that are hardly off the line between their neighbours (Douglas and Peucker). */
 export function simplify(points, tolerance) {
     const keep = new Set([0, points.length - 2]);
     const spans = [[0, points.length - 2]];

@@ -1,5 +1,5 @@
-// Small pictures of this very photograph: of each effect in the list, and of the photographs. They are made one at a
-// time, when they come into view, and give way to the large picture.
+// Thumbnails made from the current photograph, for each effect in the list, and of the photographs. They are rendered
+// one at a time, when they come into view, and yield to the main picture.
 
 import { Renderer } from './renderer.js';
 
@@ -13,7 +13,7 @@ export class Thumbnails {
     #observer = new IntersectionObserver((entries) => this.#notice(entries), { rootMargin: '100px' });
     #waiting = new Map();
 
-    /** Fills `canvas` with the photograph's picture after `chain` as soon as the canvas can be seen. */
+    /** Fills `canvas` with the result of `chain` on the photograph as soon as the canvas is visible. */
     fill(canvas, photo, chain) {
         canvas.getContext('2d').clearRect(0, 0, canvas.width, canvas.height);
         this.#waiting.set(canvas, { photo, chain, key: JSON.stringify([photo, chain]) });

@@ -1,4 +1,4 @@
-// Puts a tool into the hand, and shows its options in a bar over the picture.
+// Activates tools, and shows the active tool's options in a bar over the picture.
 
 import { getFaces } from './api.js';
 import { BrushTool, getBrushColour } from './brush-tool.js';
@@ -177,7 +177,7 @@ export class Toolbox {
         this.#viewer.invalidate();
     }
 
-    /** The mask's subject on transparent ground, with soft hair. */
+    /** Cuts the masked subject out onto a transparent background, soft hair included. */
     #cutOut() {
         const steps = CUT_OUT.map(([effect, settings]) => makeStep(effect, settings));
         this.#store.setSteps([...this.#store.steps, ...steps]);

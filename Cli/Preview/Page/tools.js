@@ -1,9 +1,9 @@
-// Which settings are places in the picture, and how one shows them there. The only place in the page that knows effects
-// by name.
+// Which settings are positions in the picture, and the tools for them. The only place in the page that refers to
+// effects by name.
 
 /**
  * @typedef {{kind: 'strokes' | 'line' | 'point' | 'rectangle' | 'shape' | 'faces', label: string, icon: string}} Tool
- *     besides, the keys of the settings that it sets
+ *     plus the keys of the settings that it sets
  */
 
 const FACES = [{ kind: 'faces', label: 'Choose a face', icon: 'face' }];
@@ -69,13 +69,13 @@ const TOOLS = {
     Vignette: SHAPE,
 };
 
-/** What is worth saying where a colour is picked in the picture. */
+/** Hints for picking a colour in the picture. */
 const PICKS = {
     'WhiteBalance.color': { label: 'Pick what should be grey' },
     'ReplaceChroma.baseColor': { label: 'Pick the colour to replace', also: { useBaseColor: true } },
 };
 
-/** @returns {{label: string, also?: Object<string, any>}} also: what has to be set for the colour to count */
+/** @returns {{label: string, also?: Object<string, any>}} also: settings that must be set for the colour to be used */
 export function getPick(effect, key) {
     return PICKS[`${effect}.${key}`] ?? { label: 'Pick in the picture' };
 }
@@ -85,7 +85,7 @@ export function getTools(effect) {
     return TOOLS[effect] ?? [];
 }
 
-/** Brush 0 takes strokes back; the others have the levels that a step's settings ask for. */
+/** Brush 0 erases; the others have the levels that the step's settings define. */
 export function getBrushes(step) {
     const tool = getTools(step.effect).find((any) => any.kind === 'strokes');
     if (!tool) return [];
@@ -96,7 +96,7 @@ export function getBrushes(step) {
     return [{ label: 'Eraser', value: tool.rest }, ...brushes];
 }
 
-/** The steps that cut the subject out along a mask, with hair: a band around its edge, and that band's fine mask. */
+/** The steps that cut out the subject of a mask, hair included: a band around its edge, and the alpha matte of it. */
 export const CUT_OUT = [
     ['Trimap', { width: 8 }],
     ['Original', {}],

@@ -1,14 +1,14 @@
-// The picture: where it lies on the stage, its zoom, the divider between before and after, and what tools draw over it.
+// The picture: its position on the stage, its zoom, the divider between before and after, and the overlays of tools.
 
 import { byId, svg } from './dom.js';
 
 const MARGIN = 20; // CSS pixels around a picture that is fitted into the stage
-const LARGEST_FIT = 4; // times; a small picture is not blown up beyond
+const LARGEST_FIT = 4; // limits the enlargement of a small picture
 const ZOOMS = [0.05, 0.1, 0.25, 0.5, 1, 2, 4, 8];
 const TINT = [214, 64, 64];
 const TINT_ALPHA = 0.62;
-const WHEEL_REST = 200; // milliseconds after which the wheel stands still
-const CHECKER = 8; // CSS pixels of the squares that show where a picture is transparent
+const WHEEL_REST = 200; // milliseconds without an event after which the wheel counts as at rest
+const CHECKER = 8; // CSS pixels; size of the squares behind transparent areas
 
 /**
  * @typedef {{scale: number, x: number, y: number, size: [number, number], toScreen: (point: number[]) => number[],
@@ -24,7 +24,7 @@ function toCanvas(pixels) {
     return canvas;
 }
 
-/** A mask as a red foil over what it leaves out. */
+/** Converts a mask to a red overlay over the pixels that it excludes. */
 function toFoil(pixels) {
     const data = pixels.data;
     for (let i = 0; i < data.length; i += 4) {
@@ -46,11 +46,11 @@ export class Viewer extends EventTarget {
     #wheelTimer = 0;
     /** @type {Map<string, {near: Layer, whole: Layer | null}>} */
     #layers = new Map();
-    /** The tool in hand: draws over the picture and takes the pointer first. */
+    /** The active tool: draws over the picture and receives pointer events first. */
     tool = null;
     isPeeking = false;
     isPanKeyDown = false;
-    /** The size of the picture that is shown, in its own pixels. */
+    /** The size of the displayed picture, in its own pixels. */
     size = [1, 1];
 
     constructor(store) {
@@ -70,7 +70,7 @@ export class Viewer extends EventTarget {
         store.addEventListener('ui', () => this.invalidate());
     }
 
-    /** Whether the view is on its way; a quick picture is then worth more than the best. */
+    /** Whether the view is changing; a fast picture is then preferable to the best one. */
     get isMoving() {
         return this.#wheelTimer > 0 || ['pan', 'pinch'].includes(this.#drag?.kind);
     }
@@ -116,18 +116,18 @@ export class Viewer extends EventTarget {
         return Math.min(LARGEST_FIT, room(clientWidth, this.size[0]), room(clientHeight, this.size[1]));
     }
 
-    /** Device pixels of one of the picture's. */
+    /** Device pixels per picture pixel. */
     getZoom() {
         return this.getView().scale * this.ratio;
     }
 
-    /** The size into which a whole picture is to fit, in device pixels. */
+    /** The size that a whole picture must fit into, in device pixels. */
     getRoom() {
         const room = (side) => Math.max(1, Math.round((side - 2 * MARGIN) * this.ratio));
         return [room(this.#stage.clientWidth), room(this.#stage.clientHeight)];
     }
 
-    /** What of a picture of `size` is to be asked for: the visible part, or without a place the whole fitted in. */
+    /** The part of a picture of `size` to request: the visible part or, without a position, all of it, fitted in. */
     getRequest(size = this.size) {
         const [outWidth, outHeight] = this.getRoom();
         if (this.#store.ui.zoom === 'fit') return { outWidth, outHeight };
@@ -138,12 +138,12 @@ export class Viewer extends EventTarget {
         const from = near.map((at, i) => Math.min(size[i] - 1, Math.max(0, Math.floor(at * ratio[i]))));
         const to = far.map((at, i) => Math.max(from[i] + 1, Math.min(size[i], Math.ceil(at * ratio[i]))));
         const part = { x: from[0], y: from[1], width: to[0] - from[0], height: to[1] - from[1] };
-        // Beyond 100 % there is no more to see than the picture's own pixels; they are enlarged here.
+        // Beyond 100 % there is no more detail than the picture's own pixels; they are enlarged here.
         const reduce = (side, i) => Math.max(1, Math.round(side * Math.min(1, (view.scale * this.ratio) / ratio[i])));
         return { ...part, outWidth: reduce(part.width, 0), outHeight: reduce(part.height, 1) };
     }
 
-    /** Shows an answer of the server. `key` tells whether an earlier picture of the whole is of the same steps. */
+    /** Shows a response of the server. `key` identifies the steps, so that an outdated overview is recognised. */
     setLayer(name, { about, pixels }, view, key) {
         const size = [about.width, about.height];
         const isWhole = view.width === undefined;
@@ -168,7 +168,7 @@ export class Viewer extends EventTarget {
         return this.#layers.has(name);
     }
 
-    /** The mean colour of what is shown around a place, as [red, green, blue]; null outside of the picture. */
+    /** The mean displayed colour around a position, as [red, green, blue]; null outside the picture. */
     sample([x, y], radius = 2) {
         const layer = this.#layers.get('main')?.near;
         if (!layer) return null;
@@ -235,7 +235,7 @@ export class Viewer extends EventTarget {
         }
     }
 
-    /** Squares under what is transparent, in greys that suit dark and light surroundings alike. */
+    /** A checkerboard behind transparent areas, in greys that suit light and dark surroundings alike. */
     #drawGround(context, view) {
         const side = Math.round(CHECKER * this.ratio);
         if (this.#ground?.width !== 2 * side) {
@@ -262,13 +262,13 @@ export class Viewer extends EventTarget {
         this.#drawBitmap(context, view, near, true);
     }
 
-    /** Whether a picture may lie beside the present one: after a crop or a turn their places do not match. */
+    /** Whether a picture can be compared with the current one: after a crop or a rotation positions do not match. */
     #hasSameForm([width, height]) {
         const [w, h] = this.size;
         return Math.abs(width * h - height * w) <= Math.max(width * h, height * w) * 0.005;
     }
 
-    /** A picture of another form, as before a crop, is fitted into the place of the present one. */
+    /** A picture with another aspect ratio, as before a crop, is fitted into the current one's place. */
     #drawBitmap(context, view, { bitmap, region, size }, isAlone = false) {
         const [w, h] = this.size;
         const fit = Math.min(w / size[0], h / size[1]);
@@ -279,7 +279,7 @@ export class Viewer extends EventTarget {
         let [width, height] = [region[2] * stretch[0], region[3] * stretch[1]].map(
             (side) => side * view.scale * this.ratio,
         );
-        // Where the server's rounding and ours differ by a pixel, its pixels are shown as they are.
+        // If the server's rounding differs from ours by a pixel, its pixels are shown unscaled.
         if (Math.abs(width - bitmap.width) < 1.5 && Math.abs(height - bitmap.height) < 1.5) {
             [width, height] = [bitmap.width, bitmap.height];
         }
@@ -289,7 +289,7 @@ export class Viewer extends EventTarget {
         context.drawImage(bitmap, x, y, width, height);
     }
 
-    /** From where to where on the stage the picture is seen; the divider goes from one end to the other. */
+    /** The visible extent of the picture on the stage; the divider moves from one end to the other. */
     #getVisibleSpan(view) {
         return [0, this.size[0]].map((x) => Math.min(this.#stage.clientWidth, Math.max(0, view.toScreen([x, 0])[0])));
     }
@@ -364,7 +364,7 @@ export class Viewer extends EventTarget {
             if (this.tool) this.invalidate();
             this.#stage.style.cursor = this.tool?.cursorAt?.(view.toPicture(at), view) ?? '';
         } else if (this.#drag.kind === 'tool') {
-            // The places between two frames belong to a stroke, too.
+            // Positions between two frames belong to a stroke, too.
             const events = event.getCoalescedEvents?.() ?? [];
             for (const each of events.length ? events : [event])
                 this.tool?.move(view.toPicture(this.#place(each)), event);
@@ -413,7 +413,7 @@ export class Viewer extends EventTarget {
         this.setZoom(this.getZoom() * 2 ** (-event.deltaY / (event.deltaMode ? 6 : 240)), this.#place(event));
     }
 
-    /** The place in the middle of the stage, as fractions of the picture. */
+    /** The position at the centre of the stage, as fractions of the picture. */
     #getCentre() {
         const at = this.getView().toPicture([this.#stage.clientWidth / 2, this.#stage.clientHeight / 2]);
         return at.map((place, i) => Math.min(1, Math.max(0, place / this.size[i])));
@@ -430,7 +430,7 @@ export class Viewer extends EventTarget {
         this.setCentre([centre[0] + dx / (this.size[0] * scale), centre[1] + dy / (this.size[1] * scale)]);
     }
 
-    /** Zooms so that the place under `anchor` (CSS pixels of the stage; default: its middle) stays there. */
+    /** Zooms so that the point under `anchor` (CSS pixels of the stage; default: its centre) stays in place. */
     setZoom(zoom, anchor = [this.#stage.clientWidth / 2, this.#stage.clientHeight / 2]) {
         const under = this.getView().toPicture(anchor);
         if (zoom !== 'fit') {

@@ -1,4 +1,4 @@
-// Steps as the server takes them. Strokes go there as pictures first, each once.
+// Converts steps to the server's form. Strokes are first uploaded as pictures, each of them once.
 
 import { keepPicture } from './api.js';
 import { encodeGreyPng } from './png.js';
@@ -6,7 +6,7 @@ import { stepToJson } from './recipe.js';
 import { drawStrokes } from './strokes.js';
 import { getBrushes } from './tools.js';
 
-const KEPT = 16; // names that are remembered; the server keeps no more than some pictures either
+const KEPT = 16; // names that are remembered; the server also keeps only a few pictures
 
 const names = new Map();
 
@@ -22,14 +22,14 @@ async function keepStrokes(step, size) {
     return names.get(key);
 }
 
-/** Pictures that the server may have dropped are sent again. */
+/** Pictures that the server may have discarded are uploaded again. */
 export function forgetPictures() {
     names.clear();
 }
 
 /**
  * @param {import('./recipe.js').Step[]} steps
- * @param {(step: import('./recipe.js').Step) => Promise<[number, number]>} getSize of the picture that a step is given
+ * @param {(step: import('./recipe.js').Step) => Promise<[number, number]>} getSize of the picture that a step receives
  */
 export async function toChain(steps, getSize) {
     return Promise.all(

@@ -1,5 +1,5 @@
-// The sub-effects that the host builds on ImageMagick: noise, charcoal and oil paint. They live in a library of their
-// own, which is loaded when one of them is first asked for.
+// The host's sub-effects based on ImageMagick: noise, charcoal and oil paint. They are in a library of their own, which
+// is loaded when one of them is first requested.
 
 #include <algorithm>
 #include <mutex>
@@ -20,8 +20,8 @@ namespace {
 
 using MagickImages::Part;
 
-/// Runs `Change` on the picture as an image of ImageMagick's. Alpha and the frame's format stay; an indexed frame
-/// becomes RGBA.
+/// Applies `Change` to the picture as an ImageMagick image. Alpha and the frame's format are preserved; an indexed
+/// frame becomes RGBA.
 template <class SettingsT>
 class MagickEffect : public HostOneInput<SettingsT> {
 public:
@@ -29,9 +29,9 @@ public:
 
 protected:
     virtual void Change(Magick::Image& image) const = 0;
-    /// The parts that the picture is changed in, each on its own.
+    /// The parts of the picture that are processed separately.
     virtual std::vector<Part> GetParts(const FrameInfo& info) const { return {{0, 0, info.width, info.height}}; }
-    /// The pixels around a part on which its result depends. Outside the picture they repeat its edge.
+    /// The margin around a part on which its result depends. Outside the picture the edge is replicated.
     virtual std::uint64_t GetMargin() const { return 0; }
 
     const std::string& GetImplName() const override { return ImplPhotoNames::IMAGEMAGICK; }
@@ -43,8 +43,8 @@ protected:
         const FramePtr color =
             ConvertPixFmt(*frame, description.HasAlpha() ? PixFmt::Rgba : PixFmt::Rgb24, this->allocator_);
         if (color->GetPixFmt() == PixFmt::Rgba)
-            FillHiddenPixels(*color, this->factory_);  // neighbours are painted with them
-        // Of a grey picture the red channel alone comes back: noise would differ from channel to channel.
+            FillHiddenPixels(*color, this->factory_);  // they contribute to neighbouring pixels
+        // For a grey picture only the red channel is used: noise would differ from channel to channel.
         const FramePtr changed =
             NewFrame(this->allocator_, isGrey ? PixFmt::Gray8 : color->GetPixFmt(), color->GetFrameInfo());
         Change(*color, *changed);
@@ -96,8 +96,8 @@ class Charcoal : public MagickEffect<SettingsEffectCharcoal> {
     }
 };
 
-// A stroke takes its colour from the square around it, so the picture can be painted in parts, side by side. Parts keep
-// within ImageMagick's limits, and bound the memory that its images take.
+// A stroke takes its colour from the square around it, so the picture can be painted in parts, in parallel. The size of
+// the parts keeps them within ImageMagick's limits and bounds the memory of its images.
 class OilPaint : public MagickEffect<SettingsEffectOilPaint> {
     using MagickEffect::MagickEffect;
     void Change(Magick::Image& image) const override { image.oilPaint(settings_.GetRadius()); }
@@ -107,11 +107,11 @@ class OilPaint : public MagickEffect<SettingsEffectOilPaint> {
     std::uint64_t GetMargin() const override { return GetReach() / 2; }
 
     std::vector<Part> GetParts(const FrameInfo& info) const override {
-        constexpr std::uint64_t kImages = 3;  // at a time: the painter works on two copies of its own
+        constexpr std::uint64_t kImages = 3;  // at a time: the painter uses two copies of its own
         constexpr std::uint64_t kMaxBytes = std::uint64_t{192} << 20;
         const MagickImages::Limits limits = MagickImages::GetLimits();
         const auto threads = static_cast<std::uint64_t>(Core::GetLibraryThreads());
-        // ImageMagick reads rows and columns of the reach around a part at a time.
+        // ImageMagick reads as many additional rows and columns around a part at a time.
         const std::uint64_t around = 2 * GetReach();
         if (around >= std::min(limits.width, limits.height)) MagickImages::RequireSize(around + 1, around + 1);
         const std::uint64_t maxWidth = limits.width - around, columns = (info.width + maxWidth - 1) / maxWidth;
@@ -119,7 +119,7 @@ class OilPaint : public MagickEffect<SettingsEffectOilPaint> {
             kImages * MagickImages::kBytesPerPixel * (std::min<std::uint64_t>(info.width, maxWidth) + around);
         const std::uint64_t fitting = std::min(limits.bytes, kMaxBytes) / threads / rowBytes;
         const std::uint64_t maxHeight = std::min(std::max(fitting, 2 * around), limits.height) - around;
-        // At least one band per thread, unless painting the margins would take more time than is saved.
+        // At least one band per thread, unless painting the margins would take more time than it saves.
         const std::uint64_t minRows = (info.height + maxHeight - 1) / maxHeight;
         const std::uint64_t rows = std::max(minRows, std::clamp<std::uint64_t>(info.height / (2 * around), 1, threads));
         return MakeGrid(info, columns, rows);
@@ -153,7 +153,7 @@ class Noise : public MagickEffect<SettingsEffectNoiseVideo> {
     using MagickEffect::MagickEffect;
     void Change(Magick::Image& image) const override {
         const MagickCore::NoiseType type = MagickType(settings_.GetType());
-        // The seed is the whole library's.
+        // The seed is global to the library.
         static std::mutex mutex;
         const std::lock_guard lock(mutex);
         MagickCore::SetRandomSecretKey(settings_.GetSeed());

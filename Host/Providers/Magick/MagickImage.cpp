@@ -11,7 +11,7 @@ namespace Orvexa::Proc::MagickImages {
 namespace {
 
 [[noreturn]] void ThrowError(std::string reason) {
-    // ImageMagick appends the place in its source to the reason.
+    // ImageMagick appends its source location to the reason.
     reason.resize(std::min({reason.size(), reason.find(" `"), reason.find(" @ ")}));
     const auto allowed = [](MagickCore::ResourceType resource, const char* kind) {
         return std::to_string(MagickCore::GetMagickResourceLimit(resource)) + " bytes of " + kind;
@@ -59,8 +59,8 @@ void RequireSize(std::uint64_t width, std::uint64_t height) {
                " are allowed");
 }
 
-// Magick++ makes images from pixels by a function that ends the process when resources are lacking, so they are made
-// step by step.
+// The Magick++ function that makes images from pixels terminates the process if resources are lacking, so they are
+// built step by step.
 Magick::Image Load(const ConstPlane& plane, const Part& part, const char* map) {
     RequireSize(part.width, part.height);
     ImagePtr image(MagickCore::AcquireImage(nullptr), MagickCore::DestroyImage);

@@ -26,7 +26,7 @@ bool HasHiddenPixels(const IDataVideo& frame) {
     return false;
 }
 
-// A format whose plane 0 has what the network takes, and which keeps what it does not.
+// A format whose plane 0 holds the network's input, and which keeps everything else in the picture.
 PixFmt WorkingFormat(PixFmt format, const Model& model, int enlarges) {
     const PixFmtDescription& description = PixFmtDescription::Get(ExpandedFormat(format));
     if (description.kind == Kind::Gray) return description.pixFmt;
@@ -46,7 +46,7 @@ Samples<PlaneT> SamplesIn(const PlaneT& plane, PixFmt format, const Model& model
     return {plane, model.channels == Channels::Bgr ? std::array{bytes[2], bytes[1], bytes[0]} : bytes};
 }
 
-// The channel of the picture at the size of that of the result.
+// Copies a channel of the picture, scaled to the size of the result.
 void CopyScaled(const IDataVideo& picture, ChannelKind kind, IDataVideo& result) {
     const ConstChannel from = GetChannel(picture, kind);
     const Channel to = GetChannel(result, kind);
@@ -67,7 +67,7 @@ Canvas::Canvas(const ConstFramePtr& frame, const Model& model, int enlarges, con
     : model_(model), allocator_(allocator), format_(ExpandedFormat(frame->GetPixFmt())), picture_(frame) {
     const PixFmt working = WorkingFormat(frame->GetPixFmt(), model, enlarges);
     if (HasHiddenPixels(*frame)) {
-        // A network cannot weight colours by alpha, so what is hidden must not differ from what shows around it.
+        // A network cannot weight colours by alpha, so hidden colours must resemble the visible ones around them.
         const bool isPacked = PixFmtDescription::Get(format_).kind == Kind::Packed;
         const FramePtr filled =
             isPacked ? CloneFrame(*frame, kCloneIndependent) : ConvertPixFmt(*frame, PixFmt::Rgba, allocator);

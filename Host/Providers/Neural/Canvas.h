@@ -1,7 +1,7 @@
-// A picture of any format on its way through a network that makes a picture of it.
+// A picture of any format, prepared for and assembled from the output of a network that produces a picture.
 //
-// Networks see colours or luma alone. The rest comes from the picture itself, enlarged where the result is larger:
-// alpha, and chroma where the network makes luma. Grey pictures stay grey.
+// Networks see only colours or luma. The rest is taken from the picture itself, enlarged if the result is larger:
+// alpha, and chroma if the network produces luma. Grey pictures stay grey.
 #pragma once
 
 #include <algorithm>
@@ -12,8 +12,8 @@
 
 namespace Orvexa::Proc::Neural {
 
-/// Between which two of `count` nodes a place is, counted in nodes from the first one's middle. Beyond the outermost
-/// nodes it is at these.
+/// The two of `count` nodes between which a position lies, in units of nodes from the centre of the first one.
+/// Positions beyond the outermost nodes are clamped to them.
 struct Between {
     int first, second;
     float part;  ///< of the way to the second
@@ -24,7 +24,7 @@ struct Between {
         second = std::min(first + 1, count - 1);
         part = inside - static_cast<float>(first);
     }
-    /// The middle of a pixel where as many nodes as `count` share the length of `pixels`.
+    /// The position of a pixel's centre when `count` nodes are spread evenly over `pixels` pixels.
     static Between OfPixel(int pixel, int pixels, int count) {
         return {(static_cast<float>(pixel) + 0.5f) * static_cast<float>(count) / static_cast<float>(pixels) - 0.5f,
                 count};
@@ -33,27 +33,27 @@ struct Between {
 
 class Canvas {
 public:
-    /// `frame` is only read. `enlarges` tells how many times as large the result is.
+    /// `frame` is only read. `enlarges` is the factor by which the result is larger.
     Canvas(const ConstFramePtr& frame, const Model& model, int enlarges, const FactoryPtr& factory,
            const AllocatorPtr& allocator);
 
-    /// The picture, in the format that is worked in.
+    /// The picture in the working format.
     const ConstFramePtr& GetPicture() const { return picture_; }
     const Model& GetModel() const { return model_; }
-    /// What the network's channels are of a frame in that format.
+    /// The network's input channels, taken from a frame in that format.
     ConstSamples GetInput(const IDataVideo& frame) const;
     ConstSamples GetInput() const { return GetInput(*picture_); }
 
-    /// Fills the result with the picture, for a network that gives only a part of it.
+    /// Initialises the result with the picture, for a network that produces only a part of it.
     void CopyPicture() const;
-    /// Writes the part `from` .. of what a network gave, 1 x channels x height x width values, as levels into `to`, a
-    /// part of the result. Several threads may write parts that do not overlap.
+    /// Writes a part of a network's output (1 x channels x height x width values), beginning at `from`, as levels to
+    /// `to`, a part of the result. Several threads may write parts that do not overlap.
     void Write(const cv::Mat& values, const cv::Point& from, const cv::Rect& to) const;
-    /// Writes levels 0..255, `level(x, channel)` for the pixels of a row from `x` on, channels being the network's.
+    /// Writes levels 0..255: `level(x, channel)` for the pixels of a row from `x` on, with the network's channels.
     template <class Level>
     void WriteRow(int y, int x, int width, Level&& level) const;
 
-    /// The result, in the frame's own format.
+    /// The result in the frame's own format.
     FramePtr GetResult() const;
 
 private:
@@ -63,7 +63,7 @@ private:
     ConstFramePtr picture_;
     FramePtr result_;
     Samples<Plane> output_;
-    bool isGreyOfColors_;  // the network's channels are mixed into one
+    bool isGreyOfColors_;  // colours are converted to a single grey channel
 };
 
 /// The level 0..255 nearest to a value.

@@ -1,5 +1,6 @@
-// The detector sees faces of 33 to 150 pixels from the brows to the chin, so the picture is shown to it in several
-// sizes. All but the largest are whole; the largest is shown in tiles, side by side on the threads that there are.
+// The detector recognises faces of 33 to 150 pixels from the brows to the chin, so it is run on the picture at several
+// scales. All but the largest are processed as a whole; the largest is split into tiles, which are processed in
+// parallel.
 
 #include "Host/Providers/Neural/FaceDetector.h"
 
@@ -18,17 +19,17 @@ namespace Orvexa::Proc::Neural {
 
 namespace {
 
-constexpr int kCell = 32;                       // pixels of the input for each cell of the output
-constexpr double kSmallestFace = 33;            // pixels; smaller ones are found by chance
-constexpr int kWholeSides[] = {128, 256, 512};  // the longer sides of the picture as a whole
-constexpr int kMaxEnlargement = 2;              // pixels that are not there show no face
+constexpr int kCell = 32;                       // input pixels per cell of the output
+constexpr double kSmallestFace = 33;            // pixels; smaller faces are detected only by chance
+constexpr int kWholeSides[] = {128, 256, 512};  // the longer sides of the picture when processed as a whole
+constexpr int kMaxEnlargement = 2;              // interpolated pixels reveal no further faces
 constexpr int kSmallestPicture = 16;            // pixels of the longer side
-// Tiles of about this size, in pixels. Faces that are too small for the whole picture have up to 33 / 512 of the
-// largest reduced picture's usual 1980 pixels; each is whole in one tile, with something around it.
+// Approximate tile size in pixels. Faces that are too small to be found in the whole picture measure at most 33 / 512
+// of the largest reduced picture's usual 1980 pixels; each lies completely inside one tile, with some margin.
 constexpr int kTile = 768, kTileOverlap = 144;
-constexpr double kSameFace = 0.4;  // overlap above which two boxes are of one face
+constexpr double kSameFace = 0.4;  // overlap above which two boxes belong to one face
 
-// The boxes' usual sizes in cells, one for each of the detector's boxes of a cell; found by the detector's training.
+// The boxes' reference sizes in cells, one for each of the detector's boxes per cell; determined by its training.
 constexpr double kAnchors[][2] = {
     {1.603231, 2.094468}, {6.041143, 7.080126}, {2.882459, 3.518061}, {4.266906, 5.178857}, {9.041765, 10.66308}};
 constexpr int kAnchorsCount = std::size(kAnchors), kValues = 5;  // x, y, width, height, certainty
@@ -37,11 +38,11 @@ double Sigmoid(double value) { return 1 / (1 + std::exp(-value)); }
 
 int RoundUp(int side) { return (side + kCell - 1) / kCell * kCell; }
 
-// A picture for the detector and where it is from: position = shown * scale + origin.
+// A picture for the detector and its origin: position = shown * scale + origin.
 struct View {
     cv::Mat picture;
     cv::Point2d origin;
-    double across = 1, down = 1;  // pixels of the picture under one of the view
+    double across = 1, down = 1;  // picture pixels per pixel of the view
 };
 
 std::vector<FaceBox> BoxesIn(const Model& detector, const View& view, double minScore) {
@@ -62,7 +63,7 @@ std::vector<FaceBox> BoxesIn(const Model& detector, const View& view, double min
                 };
                 const double score = Sigmoid(value(4));
                 if (score < minScore) continue;
-                // Beyond the larger bound a box has nothing to do with the picture.
+                // Boxes beyond the upper bound are meaningless.
                 const double width = kCell * kAnchors[anchor][0] * std::exp(std::min(value(2), 8.0)),
                              height = kCell * kAnchors[anchor][1] * std::exp(std::min(value(3), 8.0));
                 const double left = kCell * (x + Sigmoid(value(0))) - width / 2,
@@ -76,8 +77,8 @@ std::vector<FaceBox> BoxesIn(const Model& detector, const View& view, double min
     return boxes;
 }
 
-// The whole picture, `side` pixels long, in the middle of a square that has a margin around it if it is small: faces
-// that fill the picture are seen only with something around them.
+// The whole picture, `side` pixels long, centred in a square that has a margin if the picture is small: faces that fill
+// the picture are detected only with a margin.
 View ShowWhole(const FacePicture& picture, int side) {
     const cv::Mat& source = picture.GetReduced();
     const double factor = static_cast<double>(side) / std::max(source.cols, source.rows);
@@ -116,7 +117,7 @@ View ShowTile(const FacePicture& picture, const Tiling& columns, const Tiling& r
     return view;
 }
 
-// The best ones first, and none that is of the same face as a better one.
+// Sorted by score, without boxes of the same face as a better one.
 std::vector<FaceBox> BestOf(std::vector<FaceBox> boxes) {
     std::sort(boxes.begin(), boxes.end(), [](const FaceBox& a, const FaceBox& b) {
         return std::tuple(-a.score, a.box.y, a.box.x, a.box.width, a.box.height) <
@@ -126,7 +127,7 @@ std::vector<FaceBox> BestOf(std::vector<FaceBox> boxes) {
     std::vector<bool> isUsed(boxes.size());
     for (std::size_t i = 0; i < boxes.size(); ++i) {
         if (isUsed[i]) continue;
-        // Boxes are loose, each in its own way.
+        // Boxes are imprecise, each in its own way, so they are averaged.
         cv::Point2d from, to;
         double weight = 0;
         for (std::size_t k = i; k < boxes.size(); ++k) {
@@ -178,13 +179,13 @@ std::vector<FaceBox> FindBoxes(const Model& detector, const FacePicture& picture
 }
 
 double ScoreOf(const Model& detector, const FacePicture& picture, const FaceSquare& face) {
-    // At which size the detector sees a face best differs from face to face.
+    // The scale at which the detector responds best differs from face to face.
     struct Look {
         int pixels;
-        double margin;  // the square's side, of the face's
+        double margin;  // the square's side relative to the face's
     };
     constexpr Look kLooks[] = {{96, 1.5}, {128, 1.7}, {160, 1.5}};
-    constexpr double kMinOverlap = 0.3, kMinScore = 0.01, kSure = 0.5;  // no need to look again
+    constexpr double kMinOverlap = 0.3, kMinScore = 0.01, kSure = 0.5;  // no further look is needed from kSure on
     double best = 0;
     for (const Look& look : kLooks) {
         FaceSquare square = face;

@@ -1,4 +1,4 @@
-// Where faces could be.
+// Candidate boxes for faces.
 #pragma once
 
 #include <opencv2/core.hpp>
@@ -14,17 +14,18 @@ struct FaceBox {
     double score = 0;  ///< 0..1
 };
 
-/// The longer side, in pixels, of a picture in which faces of `minFace` of it are just large enough for the detector.
+/// The longer side, in pixels, to which a picture is reduced so that faces of `minFace` of that side are just large
+/// enough for the detector.
 std::uint32_t DetectionSide(double minFace);
 
-/// The boxes of a score of at least `minScore` in `picture`, which has a reduced copy of `DetectionSide`, those of the
-/// higher scores first; of boxes that overlap, the best one. The same for any number of threads.
+/// The boxes in `picture`, which has a reduced copy of `DetectionSide`, with a score of at least `minScore`, highest
+/// scores first; of overlapping boxes only the best. Does not depend on the number of threads.
 std::vector<FaceBox> FindBoxes(const Model& detector, const FacePicture& picture, double minScore);
 
-/// How sure the detector is of a face in the middle half of the square.
+/// The detector's score for a face in the central half of the square.
 double ScoreOf(const Model& detector, const FacePicture& picture, const FaceSquare& face);
 
-/// The common part of two boxes, of all that they cover.
+/// Intersection over union of two boxes.
 double OverlapOf(const cv::Rect2d& a, const cv::Rect2d& b);
 
 }  // namespace Orvexa::Proc::Neural

@@ -1,4 +1,5 @@
-// The sub-effects that find faces and describe them. Both leave the frame alone and their findings in their settings.
+// The sub-effects that detect and describe faces. Both leave the frame unchanged and store the results in their
+// settings.
 
 #include <algorithm>
 #include <cmath>
@@ -45,9 +46,10 @@ protected:
     }
 };
 
-// Where the network expects a face: eyes level, their distance and the mouth's giving the size.
+// The square in which the network expects the face: eyes level, with the size given by the distance of the eyes from
+// the mouth.
 FaceSquare SquareOf(const Face& face) {
-    constexpr double kReach = 0.42;        // mean distance of the eyes from the mouth, of the square's side
+    constexpr double kReach = 0.42;        // mean distance of the eyes from the mouth, relative to the square's side
     const cv::Point2d kMiddle(0.5, 0.43);  // of eyes and mouth, in the square
     const auto sum = [](const Contour& contour) {
         cv::Point2d all;

@@ -1,5 +1,5 @@
-// The detector is quick and takes many things for faces. Points settle it: where there is a face, they are found at the
-// same places from another crop, form a face, and the detector sees a face in a crop that is centred on them, too.
+// The detector is fast but takes many things for faces. The points decide: on a real face they are found in the same
+// places in another crop, they form a face, and the detector also finds a face in a crop centred on them.
 
 #include "Host/Providers/Neural/FaceFinder.h"
 
@@ -16,12 +16,12 @@ namespace Orvexa::Proc::Neural {
 
 namespace {
 
-constexpr double kCropMargin = 1.2;      // the side of the landmarks' crop, of that of the points
-constexpr double kSameFace = 0.3;        // overlap above which two faces are one
-constexpr double kCandidateScore = 0.5;  // of the threshold: what a box needs to be looked at closer
+constexpr double kCropMargin = 1.2;      // the side of the landmarks' crop relative to that of the points
+constexpr double kSameFace = 0.3;        // overlap above which two faces are the same
+constexpr double kCandidateScore = 0.5;  // relative to the threshold: the minimum score of a box for a closer look
 
-// How far points may move from crop to crop, in distances of the eyes. The first crop is the detector's loose box; when
-// it was good, a third one would show no more than the second.
+// How far points may move from crop to crop, in distances between the eyes. The first crop is the detector's imprecise
+// box; if it was good, a third crop would add nothing.
 constexpr double kMaxMoves[] = {0.3, 0.15}, kGoodMove = 0.06;
 
 struct Range {
@@ -29,7 +29,8 @@ struct Range {
     bool Has(double value) const { return value >= min && value <= max; }
 };
 
-// Coordinates along the line of the eyes, from the first eye's centre, in distances of the eyes.
+// Coordinates along the line of the eyes, with the first eye's centre as origin and the distance between the eyes as
+// unit.
 class EyeFrame {
 public:
     explicit EyeFrame(const Landmarks& points)
@@ -79,8 +80,8 @@ Landmarks PointsIn(const Model& model, const FacePicture& picture, const FaceSqu
     return points;
 }
 
-// Whether the points could be those of a face. The ranges hold faces that are turned to a side by 45 degrees, and
-// mouths that are wide open.
+// Whether the points could be those of a face. The ranges include faces turned sideways by 45 degrees, and mouths that
+// are wide open.
 bool IsPlausible(const Landmarks& points) {
     constexpr Range kMouthX{0.15, 0.85}, kMouthY{0.7, 1.7}, kNoseY{0.25, 1}, kWidth{1.6, 2.9}, kHeight{1.4, 3.4};
     constexpr double kMinChin = 0.15;  // below the mouth

@@ -1,4 +1,4 @@
-// The faces of a picture, with their points.
+// Finds the faces in a picture, with their points.
 #pragma once
 
 #include <array>
@@ -9,10 +9,10 @@
 
 namespace Orvexa::Proc::Neural {
 
-/// In pixels of the picture; docs/models.md describes which point is where.
+/// In pixels of the picture; docs/models.md lists the points.
 using Landmarks = std::array<cv::Point2d, kLandmarksCount>;
 
-// Where a part's points begin and end.
+// The range of a face part's points.
 struct LandmarkRange {
     std::size_t begin, end;
 };
@@ -20,9 +20,9 @@ inline constexpr LandmarkRange kOutlinePoints{0, 17},
     kBrowPoints[] = {{17, 22}, {22, 27}}, kNosePoints[] = {{27, 31}, {31, 36}}, kEyePoints[] = {{36, 42}, {42, 48}},
     kOuterMouthPoints{48, 60}, kInnerMouthPoints{60, 68}, kAllPoints{0, 68};
 
-/// The mean of some of the points.
+/// The mean of a range of points.
 cv::Point2d MeanOf(const Landmarks& points, const LandmarkRange& range);
-/// The upright rectangle around the points.
+/// The axis-aligned bounding rectangle of the points.
 cv::Rect2d BoundsOf(const Landmarks& points);
 
 struct FoundFace {
@@ -34,8 +34,9 @@ struct FaceModels {
     Model detector, landmarks;
 };
 
-/// The faces that are at least `minFace` of the picture's longer side high, of a score of at least `threshold`, the
-/// surest first; `picture` has a reduced copy of `DetectionSide(minFace)`. The same for any number of threads.
+/// The faces whose height is at least `minFace` of the picture's longer side and whose score is at least `threshold`,
+/// highest score first; `picture` has a reduced copy of `DetectionSide(minFace)`. Does not depend on the number of
+/// threads.
 std::vector<FoundFace> FindFaces(const FaceModels& models, const FacePicture& picture, double minFace,
                                  double threshold);
 

@@ -13,9 +13,9 @@ namespace Orvexa::Proc::Neural {
 
 namespace {
 
-// Squares are sampled at twice their size and averaged, so that fine patterns do not turn into false ones.
+// Squares are sampled at twice their size and averaged to avoid aliasing.
 constexpr int kOversampling = 2;
-// Areas begin at whole chroma samples of any format.
+// Areas start at whole chroma samples in every format.
 constexpr int kGrid = 4;
 
 std::uint32_t Reduced(int side, double factor) {
@@ -37,7 +37,7 @@ FacePicture::FacePicture(const ConstFramePtr& frame, std::uint32_t longerSide, c
     reduced_ = Read({0, 0, GetWidth(), GetHeight()}, std::max(factor, 1.0));
 }
 
-// An area of the picture at 1 / factor of its size.
+// An area of the picture, reduced by `factor`.
 cv::Mat FacePicture::Read(const cv::Rect& area, double factor) const {
     FramePtr part = CloneFrame(*frame_, kCloneView);
     part->Crop(static_cast<std::uint32_t>(area.x), static_cast<std::uint32_t>(area.y),
@@ -57,7 +57,7 @@ cv::Mat FacePicture::Read(const cv::Rect& area, double factor) const {
 }
 
 cv::Mat FacePicture::Cut(const FaceSquare& square, int size) const {
-    // The part of the picture under the square, and how many of its pixels one of the picture is, by axis.
+    // The part of the source under the square, and the number of source pixels per picture pixel along each axis.
     const double reach = square.side / 2 * (std::abs(std::cos(square.angle)) + std::abs(std::sin(square.angle))) + 2;
     const cv::Rect2d around(square.center.x - reach, square.center.y - reach, 2 * reach, 2 * reach);
     const cv::Rect2d inside = around & cv::Rect2d(0, 0, GetWidth(), GetHeight());
@@ -76,7 +76,7 @@ cv::Mat FacePicture::Cut(const FaceSquare& square, int size) const {
         across = static_cast<double>(part.cols) / area.width;
         down = static_cast<double>(part.rows) / area.height;
     } else if (square.side * std::max(across, down) > 2 * kOversampling * size) {
-        // A large face in the reduced copy: reduced once more.
+        // A large face in the reduced copy is reduced once more.
         const double factor = square.side * std::max(across, down) / (kOversampling * size);
         cv::Mat small;
         cv::resize(part, small,
@@ -86,7 +86,7 @@ cv::Mat FacePicture::Cut(const FaceSquare& square, int size) const {
         across = static_cast<double>(part.cols) / GetWidth();
         down = static_cast<double>(part.rows) / GetHeight();
     }
-    // From the centre of pixel (i, k) of the sampled square to the centre of a pixel of the part.
+    // Maps the centre of pixel (i, k) of the sampled square to the centre of a pixel of the part.
     const int samples = kOversampling * size;
     const double step = square.side / samples, cosine = step * std::cos(square.angle),
                  sine = step * std::sin(square.angle);

@@ -11,16 +11,16 @@ namespace Orvexa::Proc::Neural {
 
 namespace {
 
-constexpr double kRectangleMargin = 0.1;  // on each side, of the points' width and height
+constexpr double kRectangleMargin = 0.1;  // on each side, relative to the points' width and height
 
-// Pupils are looked for in a square around the eye, of so many pixels.
+// Pupils are searched for in a square of this many pixels around the eye.
 constexpr int kEyeSize = 48;
-constexpr double kEyeMargin = 1.3;    // the square's side, of the eye's width
-constexpr double kMinEye = 8;         // pixels; the width of an eye in which a pupil can be found
-constexpr double kMinOpening = 0.16;  // of an eye, of its width; almost closed ones show no pupil
-// Of the dark disc: pupil and iris, 11.7 mm across in an opening of about 30 mm (11.7 / 30 / 2 = 0.195), and what of it
-// lids and light eyes leave.
-constexpr double kRadii[] = {0.12, 0.155, 0.19, 0.225};  // of the eye's width
+constexpr double kEyeMargin = 1.3;    // the square's side relative to the eye's width
+constexpr double kMinEye = 8;         // pixels; the minimum width of an eye for finding a pupil
+constexpr double kMinOpening = 0.16;  // height of an eye relative to its width; nearly closed eyes show no pupil
+// Radii of the dark disc of pupil and iris, which is 11.7 mm across in an opening of about 30 mm (11.7 / 30 / 2 =
+// 0.195), or of the part of it that lids and light eyes leave dark.
+constexpr double kRadii[] = {0.12, 0.155, 0.19, 0.225};  // relative to the eye's width
 constexpr double kMinShown = 0.6;                        // of the disc, inside the eye's contour
 constexpr double kMinContrast = 12;                      // levels between the disc and the rest of the eye
 
@@ -29,7 +29,7 @@ struct Disc {
     double radius = 0, contrast = 0;
 };
 
-// The disc that is darkest against the rest of the eye.
+// The disc with the strongest contrast to the rest of the eye.
 Disc FindDisc(const cv::Mat& luma, const cv::Mat& eye) {
     double eyeSum = 0, eyeCount = 0;
     for (int y = 0; y < kEyeSize; ++y) {
@@ -57,7 +57,7 @@ Disc FindDisc(const cv::Mat& luma, const cv::Mat& eye) {
                     }
                 }
                 if (count < kMinShown * all || count >= eyeCount) continue;
-                // A larger disc of the same contrast is the better one: a pupil is the middle of its iris.
+                // Among discs of the same contrast a larger one is better: the pupil is the centre of its iris.
                 const double contrast = ((eyeSum - sum) / (eyeCount - count) - sum / count) * std::sqrt(part);
                 if (contrast > best.contrast) best = {{x + 0.5, y + 0.5}, radius, contrast};
             }
@@ -67,7 +67,8 @@ Disc FindDisc(const cv::Mat& luma, const cv::Mat& eye) {
     return best;
 }
 
-// By how much the eye is brighter beside the disc, on the brighter side. Lashes of a closed eye are dark all along.
+// How much brighter the eye is beside the disc, on the brighter side. The lashes of a closed eye are dark along its
+// whole width.
 double ContrastBeside(const cv::Mat& luma, const cv::Mat& eye, const Disc& disc) {
     constexpr double kNear = 1.2, kFar = 2.2, kAbove = 0.5;  // in radii from the centre
     double sums[3] = {}, counts[3] = {};                     // left, inside, right
@@ -89,7 +90,7 @@ double ContrastBeside(const cv::Mat& luma, const cv::Mat& eye, const Disc& disc)
 }
 
 std::optional<cv::Point2d> FindPupil(const Landmarks& points, const LandmarkRange& range, const FacePicture& picture) {
-    // Corners are the first and the fourth point, lids the others.
+    // The corners are the first and the fourth point, the lids the others.
     const cv::Point2d *eye = &points[range.begin], across = eye[3] - eye[0];
     const double width = cv::norm(across);
     const double opening = (cv::norm(eye[1] - eye[5]) + cv::norm(eye[2] - eye[4])) / 2;
@@ -111,7 +112,7 @@ std::optional<cv::Point2d> FindPupil(const Landmarks& points, const LandmarkRang
     return square.At(disc.center / kEyeSize);
 }
 
-// The pixel that a position is in, or the nearest one.
+// The pixel that contains a position, or the nearest one.
 Point<int> PixelOf(const cv::Point2d& position, const FacePicture& picture) {
     return {static_cast<int>(std::clamp(std::floor(position.x), 0.0, picture.GetWidth() - 1.0)),
             static_cast<int>(std::clamp(std::floor(position.y), 0.0, picture.GetHeight() - 1.0))};

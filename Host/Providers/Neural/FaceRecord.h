@@ -1,4 +1,4 @@
-// The record of a face that effects work with.
+// The face record that effects use.
 #pragma once
 
 #include "Host/Providers/Neural/FaceFinder.h"
@@ -6,8 +6,8 @@
 
 namespace Orvexa::Proc::Neural {
 
-/// The face's contours, rectangle and pupils, all inside the picture. The rectangle is that of the points, wider by a
-/// tenth on each side.
+/// The face's contours, rectangle and pupils, all clipped to the picture. The rectangle is the bounding box of the
+/// points, enlarged by a tenth on each side.
 Face MakeFace(const FoundFace& found, const FacePicture& picture);
 
 }  // namespace Orvexa::Proc::Neural

@@ -1,14 +1,15 @@
-// Bilateral grids: a network that looks at a small copy of a picture gives colour transforms for a coarse grid of
-// places and brightnesses, and each pixel of the full picture takes the one for its own place and luma, interpolated
-// between the eight nearest. Edges stay sharp because pixels of both sides differ in luma. After Gharbi, Chen, Barron,
-// Hasinoff, Durand: Deep Bilateral Learning for Real-Time Image Enhancement, SIGGRAPH 2017; grids of this kind are from
-// Chen, Paris, Durand: Real-Time Edge-Aware Image Processing with the Bilateral Grid, SIGGRAPH 2007.
+// Bilateral grids: from a reduced copy of a picture a network computes colour transforms for a coarse grid of positions
+// and brightness levels, and each pixel of the full picture gets the transform for its own position and luma,
+// interpolated between the eight nearest nodes. Edges stay sharp because the pixels on both sides differ in luma. After
+// Gharbi, Chen, Barron, Hasinoff, Durand: Deep Bilateral Learning for Real-Time Image Enhancement, SIGGRAPH 2017;
+// bilateral grids were introduced by Chen, Paris, Durand: Real-Time Edge-Aware Image Processing with the Bilateral
+// Grid, SIGGRAPH 2007.
 //
-// Node i of n along an axis stands at (i + 0.5) / n of it; beyond the outermost nodes their values go on. The luma that
-// chooses the depth is 0.299 r + 0.587 g + 0.114 b. The grid is interpolated once for each row of the picture; what is
-// left for a pixel are four nodes. A node is four vectors of four numbers, one for each of red, green, blue and 1 of
-// the picture, with what it adds to red, green and blue of the result: interpolating and applying them is the same
-// operation on all lanes.
+// Node i of n along an axis is at (i + 0.5) / n of it; positions beyond the outermost nodes are clamped to them. The
+// luma that selects the depth is 0.299 r + 0.587 g + 0.114 b. The grid is interpolated vertically once per row of the
+// picture, which leaves four nodes per pixel. A node is four vectors of four numbers, one each for red, green, blue and
+// 1 of the picture, holding the contributions to red, green and blue of the result: interpolating and applying them are
+// the same operation on all lanes.
 
 #include "Host/Providers/Neural/Grid.h"
 
@@ -22,13 +23,14 @@ namespace Orvexa::Proc::Neural {
 
 namespace {
 
-constexpr int kInputs = 4, kOutputs = 3;  // red, green, blue and 1 give red, green, blue
-constexpr int kLanes = 4;                 // outputs and one that is not used
+constexpr int kInputs = 4, kOutputs = 3;  // red, green, blue and 1 to red, green, blue
+constexpr int kLanes = 4;                 // the outputs and an unused lane
 constexpr int kNode = kInputs * kLanes;
 constexpr float kWhite = 255.0f;
 constexpr int kBandRows = 32;
 
-// The transform between four nodes, two along the depth at each of two columns, applied to a colour.
+// Interpolates the transform between four nodes, two along the depth in each of two columns, and applies it to a
+// colour.
 inline void Transform(const float* left, const float* right, float depth, float across, const float* color,
                       float* result) {
     float node[kNode];
@@ -54,7 +56,7 @@ Grid::Grid(const cv::Mat& values, const Model& model) {
     depth_ = values.size[1] / kCoefficients;
     height_ = values.size[2];
     width_ = values.size[3];
-    // The last column and depth stand there twice, so that every node has a next one.
+    // The last column and depth are duplicated, so that every node has a successor.
     nodes_.resize(static_cast<std::size_t>(height_ * (width_ + 1) * (depth_ + 1) * kNode));
     float* node = nodes_.data();
     for (int y = 0; y < height_; ++y) {
@@ -64,7 +66,7 @@ Grid::Grid(const cv::Mat& values, const Model& model) {
                     const int row = i / kInputs, column = i % kInputs;
                     const float* plane = values.ptr<float>(0, i * depth_ + std::min(z, depth_ - 1), y);
                     const double value = plane[std::min(x, width_ - 1)] * model.outputScale + model.outputOffset;
-                    // Levels are 0..255 here, so what is added without regard to the colour is so much larger.
+                    // Levels are 0..255 here, so constant terms are scaled accordingly.
                     node[column * kLanes + row] = static_cast<float>(column == 3 ? value * kWhite : value);
                 }
             }

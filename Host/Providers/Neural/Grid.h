@@ -1,4 +1,4 @@
-// Bilateral grids of colour transforms, and the pictures that they make.
+// Bilateral grids of colour transforms, and their application to pictures.
 #pragma once
 
 #include <opencv2/core.hpp>
@@ -8,15 +8,16 @@
 
 namespace Orvexa::Proc::Neural {
 
-/// A grid of affine colour transforms over a picture's columns, rows and luma.
+/// A grid of affine colour transforms, indexed by column, row and luma.
 class Grid {
 public:
-    /// From 1 x (12 * depth) x height x width values: the coefficient in row r (of red, green, blue of the result) and
-    /// column c (of red, green, blue, 1 of the picture) at depth z is channel (4 * r + c) * depth + z. Levels are 0..1.
-    /// Values of another shape throw `EffectException`.
+    /// Built from 1 x (12 * depth) x height x width values: channel (4 * r + c) * depth + z holds the coefficient in
+    /// row r (red, green, blue of the result) and column c (red, green, blue, 1 of the picture) at depth z. Levels are
+    /// 0..1. Throws `EffectException` for values of another shape.
     Grid(const cv::Mat& values, const Model& model);
 
-    /// Transforms the picture of the canvas, which becomes its result, with rows spread over threads.
+    /// Applies the transforms to the canvas's picture and stores the result in the canvas; rows are distributed over
+    /// threads.
     void Apply(const Canvas& canvas) const;
 
 private:

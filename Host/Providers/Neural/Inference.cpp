@@ -25,7 +25,7 @@ cv::Mat MakeBlob(const ConstSamples& samples, const Model& model, const cv::Rect
     const std::size_t channels = model.GetChannelsCount();
     const int shape[] = {1, static_cast<int>(channels), area.height, area.width};
     cv::Mat blob;
-    blob.create(4, shape, CV_32F);  // the constructor would lose memory where it throws
+    blob.create(4, shape, CV_32F);  // the constructor would leak memory if it throws
     auto* value = blob.ptr<float>();
     for (std::size_t c = 0; c < channels; ++c) {
         std::array<float, 256> levels;

@@ -1,12 +1,13 @@
-// Most of what is straight in photographs is level or upright in the world: horizons, walls, poles, furniture. Each
+// Most straight edges in photographs are horizontal or vertical in the world: horizons, walls, poles, furniture. Each
 // straight edge (R. Grompone von Gioi et al.: LSD, a Line Segment Detector, Image Processing On Line 2012) therefore
-// votes for the tilt by which it would be so, long ones more than proportionally; but one long edge shall not outvote
-// many, as the leaning outer walls do that perspective makes of upright ones. The votes are spread by a Gaussian, which
-// covers what perspective and the detector add. The tilt is certain where edges of some total length agree, more
-// densely than edges of any direction would, and no other tilt comes near.
+// votes for the tilt that would explain its direction. Votes grow more than proportionally with length, but up to a
+// limit, so that a single long edge cannot outvote many others, such as an outer wall that leans because of
+// perspective. The votes are spread by a Gaussian, to allow for perspective and detection errors. The tilt is certain
+// if edges of a sufficient total length agree, more densely than edges of random direction would, and no other tilt
+// comes near.
 //
-// On photographs of houses, towers, a room, a bridge, a portrait and a sunset turned by up to 7 degrees the median
-// error is 0.2 degrees. Of cats, leaves, mountains, flowers, textures and still lifes 1 in 84 is called certain.
+// On photographs of houses, towers, a room, a bridge, a portrait and a sunset rotated by up to 7 degrees the median
+// error is 0.2 degrees. Of cats, leaves, mountains, flowers, textures and still lifes, 1 in 84 is considered certain.
 
 #include "Host/Providers/Neural/LineSegments.h"
 
@@ -19,24 +20,24 @@ namespace Orvexa::Proc::Neural {
 
 namespace {
 
-constexpr double kMaxTilt = 15;       // degrees; what is turned more was most likely meant so
-constexpr double kStep = 0.1;         // degrees from one candidate to the next
+constexpr double kMaxTilt = 15;       // degrees; a larger rotation is most likely intentional
+constexpr double kStep = 0.1;         // degrees between candidates
 constexpr double kSpread = 0.7;       // standard deviation of a vote, in degrees
-constexpr double kMinLength = 0.025;  // shorter edges have no direction to speak of
-constexpr double kMaxLength = 0.2;    // longer ones count like this
-constexpr double kPower = 1.5;        // of the length, in a vote
-// When a tilt is certain.
+constexpr double kMinLength = 0.025;  // shorter edges have no reliable direction
+constexpr double kMaxLength = 0.2;    // longer edges count as this long
+constexpr double kPower = 1.5;        // exponent of the length in a vote
+// Conditions for a certain tilt.
 constexpr double kNear = 1;          // degrees within which edges agree
-constexpr double kMinSupport = 0.8;  // total length of the edges that agree, of the picture's longer side
-constexpr double kMinDensity = 3.5;  // of their votes, against all votes spread over all directions
-constexpr double kApart = 2.5;       // degrees from which on a tilt is another one
-constexpr double kMaxRival = 0.6;    // votes for another tilt, of those for the best
+constexpr double kMinSupport = 0.8;  // total length of agreeing edges, relative to the picture's longer side
+constexpr double kMinDensity = 3.5;  // of their votes, relative to all votes spread over all directions
+constexpr double kApart = 2.5;       // degrees from which a tilt counts as a different one
+constexpr double kMaxRival = 0.6;    // votes for another tilt, relative to the best
 
 struct Vote {
     double angle, length, weight;
 
     explicit Vote(const LineSegment& segment)
-        : angle(std::fmod(segment.direction + 45, 90) - 45),  // from the level or upright direction next to it
+        : angle(std::fmod(segment.direction + 45, 90) - 45),  // from the nearest horizontal or vertical direction
           length(segment.length),
           weight(std::pow(std::min(segment.length, kMaxLength), kPower)) {}
 

@@ -26,14 +26,14 @@ constexpr std::string_view kBuiltInNames[] = {"line-segments"};
 using Keys = std::span<const std::string_view>;
 constexpr std::string_view kSections[] = {"types", "models", "faces"};
 constexpr std::string_view kBuiltInKeys[] = {"builtin"};
-// Of an entry, and after these what only an entry of a model that makes pictures has.
+// The keys of every entry, followed by those that only models producing pictures may have.
 constexpr std::string_view kAllKeys[] = {"file",  "width",    "height",      "channels",     "mean",
                                          "scale", "output",   "outputScale", "outputOffset", "licence",
                                          "reach", "multiple", "enlarges",    "longest"};
 constexpr Keys kKeys = Keys(kAllKeys).first(10), kImageKeys = Keys(kAllKeys).subspan(kKeys.size());
 constexpr std::uint32_t kMaxReach = 256, kMaxMultiple = 512;  // pixels
 
-// What each type's network has to give.
+// The output that each type of network must have.
 struct TypeRow {
     NeuralType type;
     OutputKind output;
@@ -49,7 +49,7 @@ constexpr TypeRow kTypes[] = {
     {NeuralType::SegmentationMask, OutputKind::Bytes, 0, false},
 };
 
-// As in FaceNet; the detector gives a map.
+// As in FaceNet; the detector outputs a map.
 struct FaceRow {
     std::string_view name;
     std::size_t count;
@@ -64,7 +64,7 @@ std::string Listed(const Range& items, const Text& text) {
 }
 constexpr auto kItself = [](const auto& item) { return item; };
 
-// One object of the manifest, with its place in the complaints.
+// Reads one object of the manifest and includes its path in error messages.
 class Reader {
 public:
     Reader(const Json& json, std::string place, Keys keys) : json_(json), place_(std::move(place)) {
@@ -154,7 +154,7 @@ Model ReadModel(const Reader& reader, const Core::ioPath& root) {
     model.output = static_cast<OutputKind>(reader.GetName("output", kOutputNames));
     model.outputScale = reader.GetNumber("outputScale", 1.0);
     model.outputOffset = reader.GetNumber("outputOffset", 0.0);
-    reader.GetText("licence");  // its terms are for people, who must not be left without
+    reader.GetText("licence");  // not used, but people need to know the terms
     return model;
 }
 
@@ -164,7 +164,7 @@ void CheckOutput(const Reader& reader, const Model& model, OutputKind required) 
                     "\" as \"output\"");
 }
 
-// How a picture goes through a network that makes one of it.
+// Reads how a picture is passed through a network that produces a picture.
 void ReadImageKeys(const Reader& reader, Model& model) {
     if (reader.Find("reach") != nullptr) model.reach = reader.GetWhole("reach", 0, kMaxReach);
     if (reader.Find("multiple") != nullptr) model.multiple = reader.GetWhole("multiple", 1, kMaxMultiple);

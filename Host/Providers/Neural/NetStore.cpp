@@ -18,7 +18,7 @@ namespace {
 
 using Shape = cv::dnn::MatShape;
 
-// A file as it is now: an exchanged one is read again, and what was read before goes with time.
+// Identifies a version of a file: a changed file is read again, and its old network is evicted in time.
 struct Stamp {
     Core::ioPath file;
     std::filesystem::file_time_type time;
@@ -26,7 +26,7 @@ struct Stamp {
     bool operator==(const Stamp&) const = default;
 };
 
-// A complaint of OpenCV or of the libraries below it, its first line.
+// The first line of an error message from OpenCV or the libraries below it.
 std::string ReasonOf(const std::exception& exception) {
     const auto* fromOpenCv = dynamic_cast<const cv::Exception*>(&exception);
     const std::string text = fromOpenCv != nullptr ? fromOpenCv->err : exception.what();
@@ -63,8 +63,8 @@ cv::dnn::Net ReadNet(const Core::ioPath& file) {
     return net;
 }
 
-// A network that nobody runs now. One that has run goes on with inputs of the same shape only: when the shape changes,
-// OpenCV 4.6 merges additions into transposed convolutions once more, and buffers would be made again, too.
+// A network that is not in use. One that has run is only reused for inputs of the same shape: when the shape changes,
+// OpenCV 4.6 fuses additions into transposed convolutions a second time, and buffers would be reallocated, too.
 struct Idle {
     Stamp stamp;
     cv::dnn::Net net;
@@ -72,13 +72,13 @@ struct Idle {
     std::size_t bytes = 0;
 };
 
-// The memory that a network holds: weights, a second time as OpenCV arranges them for its loops, and layers' results.
+// The memory that a network holds: weights, a second copy rearranged for OpenCV's loops, and the layers' results.
 std::size_t BytesOf(const cv::dnn::Net& net, const Stamp& stamp, const Shape& shape) {
     std::size_t weights = stamp.size, results = 0;
     try {
         net.getMemoryConsumption(shape, weights, results);
     } catch (const cv::Exception&) {
-        results = weights;  // a layer that cannot tell
+        results = weights;  // for a layer that cannot report its memory
     }
     return 2 * weights + results;
 }
@@ -110,8 +110,8 @@ public:
         return std::any_of(idle_.begin(), idle_.end(), [&](const Idle& idle) { return idle.stamp == stamp; });
     }
 
-    // When there are too many, networks of the file that takes most go, the least recently used first: the many shapes
-    // of a network that is quick to read shall not push out one that takes long.
+    // If the limit is exceeded, networks of the file that takes the most memory are evicted, least recently used first:
+    // a small network with many shapes must not push out one that takes long to load.
     void Put(Idle&& idle) {
         const std::lock_guard lock(mutex_);
         idle_.push_front(std::move(idle));
@@ -140,7 +140,7 @@ private:
     // Errors are reported as exceptions.
     Store() { cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT); }
 
-    static constexpr std::size_t kMaxBytes = std::size_t{256} << 20;  // of the idle ones
+    static constexpr std::size_t kMaxBytes = std::size_t{256} << 20;  // of idle networks
 
     std::mutex mutex_;
     std::list<Idle> idle_;  // most recently used first
@@ -199,7 +199,7 @@ cv::Mat Nets::Run(const cv::Mat& input) {
     try {
         Idle idle = crew_->Take(shape);
         idle.net.setInput(input);
-        idle.net.forward().convertTo(output, CV_32F);  // a copy: the network keeps its own
+        idle.net.forward().convertTo(output, CV_32F);  // a copy: the network reuses its own
         if (idle.shape.empty()) {
             idle.shape = shape;
             idle.bytes = BytesOf(idle.net, idle.stamp, shape);

@@ -1,4 +1,4 @@
-// Networks that were read from ONNX files, kept for the next one who asks.
+// A cache of networks loaded from ONNX files.
 #pragma once
 
 #include <exception>
@@ -11,11 +11,11 @@
 
 namespace Orvexa::Proc::Neural {
 
-/// Reads the file, unless the process holds it already. `EffectException` if it is not an ONNX model with one output.
+/// Loads the file unless it is cached already. Throws `EffectException` if it is not an ONNX model with one output.
 void LoadNet(const Core::ioPath& file);
 
-/// The networks of one file for whoever has several inputs for them: as many as threads run them at a time. They are
-/// kept from input to input whatever their size, and go back to the store in the end.
+/// The instances of one file's network, for callers with several inputs: as many as there are threads running them.
+/// They are kept between inputs whatever their size, and returned to the cache at the end.
 class Nets {
 public:
     explicit Nets(const Core::ioPath& file);
@@ -23,9 +23,9 @@ public:
     Nets(const Nets&) = delete;
     Nets& operator=(const Nets&) = delete;
 
-    /// What the network makes of `input`, 1 x channels x height x width numbers. Any thread may call it at any time;
-    /// the result does not depend on the number of threads. `EffectException` names the file if it cannot be read or
-    /// does not take the input; `std::bad_alloc` where memory is short, and then the store has been emptied.
+    /// The network's output for `input`, 1 x channels x height x width numbers. Thread safe; the result does not depend
+    /// on the number of threads. Throws `EffectException` naming the file if it cannot be read or does not accept the
+    /// input, and `std::bad_alloc` if memory is short, after emptying the cache.
     cv::Mat Run(const cv::Mat& input);
 
 private:
@@ -33,7 +33,7 @@ private:
     const std::unique_ptr<Crew> crew_;
 };
 
-/// Whether OpenCV, or anyone else, complains that memory is short.
+/// Whether the exception, from OpenCV or elsewhere, reports a lack of memory.
 bool IsOutOfMemory(const std::exception& exception);
 
 /// "1 x 3 x 112 x 112"

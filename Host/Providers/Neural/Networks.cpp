@@ -1,5 +1,5 @@
-// The neural networks, run by OpenCV from ONNX files. They live in a library of their own, which is loaded when a
-// network is first asked for.
+// The neural networks, run by OpenCV from ONNX files. They are in a library of their own, which is loaded when a
+// network is first requested.
 
 #include <algorithm>
 #include <cmath>
@@ -47,7 +47,7 @@ public:
     }
 
 private:
-    // The picture at the network's size as planes of numbers, one a channel.
+    // The picture at the network's input size, as one plane of numbers per channel.
     cv::Mat MakeInput(const FramePtr& frame) const {
         FramePtr sized = frame;
         if (resizer_ != nullptr) resizer_->ProcessData(sized);
@@ -63,7 +63,7 @@ private:
               " values; a mask must have 1 x 1 x height x width!");
     }
 
-    // A mask of another size, between the same edges.
+    // Resizes a mask with its outer edges aligned.
     static cv::Mat InMaskSize(const cv::Mat& output) {
         const cv::Mat mask(output.size[2], output.size[3], CV_32F, const_cast<float*>(output.ptr<float>()));
         if (mask.size() == cv::Size(kMaskSize, kMaskSize)) return mask;
@@ -100,10 +100,10 @@ private:
 
     const Model model_;
     const AllocatorPtr allocator_;
-    OneInputPtr resizer_;  // empty when the network takes pictures of any size
+    OneInputPtr resizer_;  // empty if the network accepts pictures of any size
 };
 
-// Stands for the networks of tilt and horizon.
+// Replaces the networks for tilt and horizon.
 class LineSegmentEstimator : public NeuralBase {
 public:
     LineSegmentEstimator(NeuralType type, const FactoryPtr& factory, const AllocatorPtr& allocator)

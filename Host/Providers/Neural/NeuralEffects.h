@@ -1,4 +1,4 @@
-// The sub-effects of this library.
+// The sub-effects in this library.
 #pragma once
 
 #include "Host/Proc/IEffectFactory.h"

@@ -1,11 +1,11 @@
-// NeuralFragmentor: replaces a part of the frame, or all of it, by what a model makes of it in tiles of one size.
+// NeuralFragmentor: replaces all or part of the frame by a model's output, computed in tiles of one size.
 //
-// Unlike the processor's, these tiles lie within the part, as a model sees them that was made for such pictures, and
-// what it makes of a place may differ from tile to tile. Neighbours therefore fade into each other, linearly over the
-// middle half of their overlap: near its edge a tile is at its worst, because the network sees nothing beyond. At most
-// two tiles meet along an axis, whose weights are those of the middle of their overlap; tiles are spread evenly, so
-// overlaps are often larger than asked for. Rows of tiles are composed when the row below them is there, so that no
-// more than two are held.
+// Unlike the processor's, these tiles lie within the part, as required by models designed for pictures of this size,
+// and a model's result for a pixel may differ from tile to tile. Neighbouring tiles therefore fade into each other,
+// linearly over the middle half of their overlap: a tile is least accurate near its edge, beyond which the network sees
+// nothing. At most two tiles are blended along an axis, with weights based on the middle of their overlap; tiles are
+// spaced evenly, so overlaps are often larger than requested. A row of tiles is composed once the row below it exists,
+// so that at most two rows are held.
 
 #include <algorithm>
 #include <atomic>
@@ -24,7 +24,7 @@ namespace Orvexa::Proc::Neural {
 
 namespace {
 
-// Tiles along one axis of a part of `length` pixels, and how its pixels are made of them.
+// Tiles along one axis of a part of `length` pixels, and how its pixels are blended from them.
 class Fragments {
 public:
     Fragments(int length, int tile, int overlap)
@@ -37,7 +37,7 @@ public:
     int GetBegin(int index) const {
         return count_ == 1 ? 0 : static_cast<int>(std::int64_t{length_ - tile_} * index / (count_ - 1));
     }
-    /// The tile that shows at `pixel`, and how much of the next one does: 0 to below 1.
+    /// The tile at `pixel`, and the weight of the next one: 0 to below 1.
     Between At(int pixel, int scale) const {
         const float place = (static_cast<float>(pixel) + 0.5f) / static_cast<float>(scale);
         int index = 0;
@@ -47,7 +47,7 @@ public:
     }
 
 private:
-    // From the middle of the overlap of a tile and the next one.
+    // The end of the fade, which is centred in the overlap of a tile and the next one.
     float FadeEnd(int index) const {
         return static_cast<float>(GetBegin(index) + tile_ + GetBegin(index + 1) + fade_) / 2.0f;
     }
@@ -111,10 +111,10 @@ protected:
     }
 
 private:
-    // What the model made of a row of tiles.
+    // The model's results for a row of tiles.
     using Row = std::vector<cv::Mat>;
 
-    // False if it has been cancelled.
+    // False if cancelled.
     bool Draw(const Canvas& canvas, const Model& model, int scale, const cv::Rect& part) const {
         const Fragments columns(part.width, settings_.GetTileWidth(), settings_.GetOverlapX()),
             rows(part.height, settings_.GetTileHeight(), settings_.GetOverlapY());
@@ -122,7 +122,7 @@ private:
         if (progress != nullptr)
             progress->SetTotal(static_cast<std::uint64_t>(columns.GetCount()) *
                                static_cast<std::uint64_t>(rows.GetCount()));
-        // The part alone is shown, mirrored at its edges where it is smaller than a tile.
+        // The model sees only the part, mirrored at its edges if it is smaller than a tile.
         const ConstSamples picture = canvas.GetInput();
         const ConstSamples shown{
             picture.plane.MakeSubplane(static_cast<std::uint32_t>(part.x), static_cast<std::uint32_t>(part.y),

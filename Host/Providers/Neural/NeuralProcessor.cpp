@@ -1,9 +1,9 @@
-// NeuralProcessor: replaces the frame by what a model makes of it.
+// NeuralProcessor: replaces the frame by a model's output.
 //
-// How the picture goes through follows from the model's entry in the manifest: in overlapping tiles where it tells how
-// far the network looks; as a whole where it does not; at the network's own size where that is fixed or where there is
-// a longest side, and then the change is brought to the full picture and added there, so that details survive; or as
-// the small copy of which a grid of colour transforms is made.
+// How the picture is processed depends on the model's entry in the manifest: in overlapping tiles if it states the
+// network's reach; as a whole if it does not; at the network's own size if that is fixed or if there is a longest side,
+// in which case the change is scaled up and added to the full picture, so that details survive; or as a small copy from
+// which a grid of colour transforms is computed.
 
 #include <algorithm>
 #include <string>
@@ -25,11 +25,12 @@ namespace Orvexa::Proc::Neural {
 namespace {
 
 constexpr int kChangeRows = 32;
-// Pixels a side of what goes through as a whole, and of its result. In larger ones positions in OpenCV 4.6's transposed
-// convolutions, the third power of that for kernels of twice the stride, exceed 32 bits, and it crashes.
+// The longest side, in pixels, of a picture processed as a whole, and of its result. In larger ones the offsets in
+// OpenCV 4.6's transposed convolutions, which grow with the third power of the side for kernels of twice the stride,
+// exceed 32 bits, and it crashes.
 constexpr int kLargestWhole = 1280;
 
-// Adds levels, 32-bit numbers at a smaller or larger size, to the picture: linear between the middles of their pixels.
+// Adds levels, floats at a smaller or larger size, to the picture, interpolated linearly between pixel centres.
 void AddChange(const cv::Mat& change, const Canvas& canvas) {
     const ConstSamples input = canvas.GetInput();
     const int width = static_cast<int>(input.plane.GetPixelsPerRow()),
@@ -76,7 +77,7 @@ protected:
     }
 
 private:
-    // False if it has been cancelled.
+    // False if cancelled.
     bool Draw(const Canvas& canvas, const Model& model, int enlarges) const {
         const FrameInfo& info = canvas.GetPicture()->GetFrameInfo();
         if (model.output == OutputKind::Grid) {
@@ -125,13 +126,13 @@ private:
                           GetProgressController(), use);
     }
 
-    // The largest picture that goes through as a whole.
+    // The largest picture that is processed as a whole.
     cv::Size GetLargest(int enlarges) const {
         const int largest = std::max(kLargestWhole / enlarges, 1);
         return {std::min(settings_.GetMaxWidth(), largest), std::min(settings_.GetMaxHeight(), largest)};
     }
 
-    // The size at which the model sees the picture.
+    // The size at which the model processes the picture.
     FrameInfo GetShownInfo(const FrameInfo& info, const Model& model, int enlarges) const {
         if (model.width != 0 && !model.reach.has_value()) return {model.width, model.height, info.aspect};
         double factor = 1.0;

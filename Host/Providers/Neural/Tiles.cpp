@@ -12,12 +12,12 @@ namespace Orvexa::Proc::Neural {
 
 namespace {
 
-// Sides of a network's input, in pixels. Measured with networks of 24 to 48 channels: larger tiles save a little of the
-// margins, take more memory (some 40 MB each, 70 MB of networks that enlarge), and answer a cancellation later, now
-// after less than half a second.
+// Sides of a network's input, in pixels. Measured with networks of 24 to 48 channels: larger tiles save a little
+// overlap, but take more memory (40 MB each, 70 MB for networks that enlarge), and delay cancellation, which now takes
+// less than half a second.
 constexpr int kTileSide = 448, kEnlargingTileSide = 320;
 constexpr int kSmallestSide = 32;
-// For networks that look far, in margins: what is done twice stays within limits, also of the smallest tiles.
+// For networks with a large reach, in margins: limits the redundant work, even for the smallest tiles.
 constexpr int kSideInMargins = 4, kSmallestInMargins = 3;
 
 int RoundedUp(int length, int multiple) { return (length + multiple - 1) / multiple * multiple; }
@@ -116,7 +116,7 @@ bool RunInTiles(const Model& model, int enlarges, const ConstSamples& picture, c
         } catch (const std::exception& exception) {
             if (!IsOutOfMemory(exception)) throw;
         }
-        // One tile at a time first: the bytes stay the same then.
+        // Try one tile at a time first: this does not change the result.
         if (!std::exchange(isAlone, true)) continue;
         do {
             side /= 2;

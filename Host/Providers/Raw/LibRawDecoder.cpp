@@ -1,4 +1,4 @@
-// Develops camera raw files by LibRaw: demosaicing, the camera's white balance and colours, sRGB with its tone curve.
+// Develops camera raw files with LibRaw: demosaicing, the camera's white balance and colours, sRGB with its tone curve.
 #include <libraw/libraw.h>
 
 #include <memory>
@@ -29,7 +29,7 @@ public:
     std::uint64_t GetPixels() const {
         return ImageSize{raw_->imgdata.sizes.width, raw_->imgdata.sizes.height}.GetPixels();
     }
-    // The picture cannot be developed after this.
+    // The picture cannot be developed after this call.
     ImageSize GetUprightSize() {
         Check(raw_->adjust_sizes_info_only());
         const auto& sizes = raw_->imgdata.sizes;
@@ -41,7 +41,7 @@ public:
         if (size.GetPixels() > options_.maxPixels)
             Throw("the picture has " + std::to_string(size.width) + " x " + std::to_string(size.height) +
                   " pixels, more than the limit of " + std::to_string(options_.maxPixels) + " (--max-pixels)");
-        // The sensor's samples, four of 16 bits for each pixel, and what demosaicing keeps beside them.
+        // The sensor's samples, four of 16 bits per pixel, and the additional memory of demosaicing.
         constexpr std::uint64_t kOnce = 64 << 20, kPerPixel = 24;
         Core::RequireAddressSpace(kOnce + size.GetPixels() * kPerPixel);
     }
@@ -115,7 +115,7 @@ public:
         file.CheckSize();
         RawFile::State state = file.Unpack();
         if (state == RawFile::State::Whole) return file.Develop(allocator);
-        // LibRaw gives nothing of a file that ends too early. With zeros in place of the rest it gives what there is.
+        // LibRaw returns nothing for a truncated file. With the rest replaced by zeros it returns what there is.
         constexpr std::uint64_t kBytesPerPixel = 4, kMore = 1 << 20;
         std::vector<std::uint8_t> filled(bytes.begin(), bytes.end());
         filled.resize(bytes.size() + file.GetPixels() * kBytesPerPixel + kMore);

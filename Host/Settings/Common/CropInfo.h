@@ -16,9 +16,9 @@ struct CropInfo {
 
     constexpr bool operator==(const CropInfo&) const = default;
 
-    /// The rectangle that any `Apart` turns into a single pixel: left and top all ones, right and bottom 0.
+    /// The empty rectangle, which any `Apart` turns into a single pixel: left and top all ones, right and bottom 0.
     static constexpr CropInfo Nothing() { return {~0u, 0, ~0u, 0}; }
-    /// Grows the rectangle to hold pixel (x, y).
+    /// Extends the rectangle to contain pixel (x, y).
     constexpr const CropInfo& Apart(std::uint32_t x, std::uint32_t y) {
         left = std::min(left, x);
         right = std::max(right, x + 1);
@@ -26,7 +26,7 @@ struct CropInfo {
         bottom = std::max(bottom, y + 1);
         return *this;
     }
-    /// The smallest rectangle that holds both.
+    /// The smallest rectangle that contains both.
     constexpr CropInfo Union(const CropInfo& other) const {
         return {std::min(left, other.left), std::max(right, other.right), std::min(top, other.top),
                 std::max(bottom, other.bottom)};

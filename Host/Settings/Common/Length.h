@@ -6,7 +6,7 @@
 
 namespace Orvexa::Proc {
 
-/// A length along one side of a picture, in pixels or as a share of the side; or no length, which leaves it open.
+/// A length along one side of a picture, in pixels or as a percentage of the side; or none, which leaves it open.
 class Length {
 public:
     constexpr Length() = default;

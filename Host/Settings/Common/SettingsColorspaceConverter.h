@@ -5,8 +5,8 @@
 
 namespace Orvexa::Proc {
 
-/// Brings a frame into one of the listed pixel formats: a frame in a listed format passes through as it is, any other
-/// becomes the listed format that loses least.
+/// Converts a frame to one of the listed pixel formats: a frame in a listed format passes through unchanged, any other
+/// is converted to the listed format that loses least.
 class SettingsColorspaceConverter final : public Settings {
     ORVEXA_SETTINGS(SettingsColorspaceConverter, "", Groups::kHost,
                     "Converts a frame into one of the listed pixel formats.")

@@ -12,13 +12,13 @@ class SettingsEffectAlphaExtractor final : public Settings {
     ORVEXA_EQUALITY(SettingsEffectAlphaExtractor)
 };
 
-/// Writes the second input, a grey frame, into the first one's alpha channel; a format without alpha passes through.
+/// Writes the second input, a grey frame, into the alpha channel of the first; a format without alpha passes through.
 class SettingsEffectAlphaInserter final : public Settings {
     ORVEXA_SETTINGS(SettingsEffectAlphaInserter, "", Groups::kHost, "Writes a mask into the alpha channel of a frame.")
     ORVEXA_EQUALITY(SettingsEffectAlphaInserter)
 };
 
-/// Brings a mask to the size of a format's chroma planes, as extra alpha plane 1 wants it.
+/// Scales a mask to the size of a format's chroma planes, as extra alpha plane 1 requires.
 class SettingsEffectExtraAlphaExtractor final : public Settings {
     ORVEXA_SETTINGS(SettingsEffectExtraAlphaExtractor, "", Groups::kHost,
                     "Scales a mask to the chroma planes of a format.")

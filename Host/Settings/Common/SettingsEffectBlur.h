@@ -4,7 +4,7 @@
 
 namespace Orvexa::Proc {
 
-/// Blurs a frame, along each axis as far as its deviation says.
+/// Blurs a frame, with a separate deviation along each axis.
 class SettingsEffectBlur final : public Settings {
     ORVEXA_SETTINGS(SettingsEffectBlur, "Blur", Groups::kHost, "Blurs a frame.")
     ORVEXA_EQUALITY(SettingsEffectBlur)

@@ -4,7 +4,7 @@
 
 namespace Orvexa::Proc {
 
-/// Brings out local contrast (contrast limited adaptive histogram equalisation of luma).
+/// Enhances local contrast (contrast limited adaptive histogram equalisation of luma).
 class SettingsEffectCLAHE final : public Settings {
     ORVEXA_SETTINGS(SettingsEffectCLAHE, "CLAHE", Groups::kHost, "Brings out contrast part by part of the picture.")
     ORVEXA_EQUALITY(SettingsEffectCLAHE)

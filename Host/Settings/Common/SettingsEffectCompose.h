@@ -17,7 +17,7 @@ enum class ComposeOperator : std::int32_t {
     Difference = 9,
 };
 
-/// Composes the second input with the first one under it.
+/// Composes the two inputs, with the first one below the second.
 class SettingsEffectCompose final : public Settings {
     ORVEXA_SETTINGS(SettingsEffectCompose, "Compose", Groups::kHost,
                     "Composes the second input with the first one under it.")

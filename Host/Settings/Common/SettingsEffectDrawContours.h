@@ -6,7 +6,7 @@
 
 namespace Orvexa::Proc {
 
-/// Draws closed contours into a frame, whose pixels are changed in place.
+/// Draws closed contours into a frame, modifying its pixels in place.
 class SettingsEffectDrawContours final : public Settings {
     ORVEXA_SETTINGS(SettingsEffectDrawContours, "", Groups::kHost, "Draws closed contours into a frame.")
     ORVEXA_EQUALITY(SettingsEffectDrawContours)

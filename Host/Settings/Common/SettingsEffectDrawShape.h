@@ -6,7 +6,7 @@
 
 namespace Orvexa::Proc {
 
-/// Draws an ellipse or a sector of one into a frame, whose pixels are changed in place.
+/// Draws an ellipse or a sector of one into a frame, modifying its pixels in place.
 class SettingsEffectDrawShape final : public Settings {
     ORVEXA_SETTINGS(SettingsEffectDrawShape, "", Groups::kHost, "Draws an ellipse, or a sector of one, into a frame.")
     ORVEXA_EQUALITY(SettingsEffectDrawShape)

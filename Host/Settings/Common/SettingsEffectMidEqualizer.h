@@ -4,7 +4,7 @@
 
 namespace Orvexa::Proc {
 
-/// Gives the first input the tones that lie half-way between its own and those of the second.
+/// Gives the first input the tones half-way between its own and those of the second (midway equalisation).
 class SettingsEffectMidEqualizer final : public Settings {
     ORVEXA_SETTINGS(SettingsEffectMidEqualizer, "MidEqualizer", Groups::kHost,
                     "Brings a picture's tones half-way to those of another.")

@@ -8,7 +8,7 @@ enum class MorphologyOperation : std::int32_t { Erode = 1, Dilate = 2, Open = 3,
 enum class MorphologyKernel : std::int32_t { Rectangle = 0, Ellipse = 1, Cross = 2 };
 enum class MorphologyBorder : std::int32_t { Constant = 0, Replicate = 1, Reflect = 2 };
 
-/// Grows or shrinks what is bright in a frame.
+/// Dilates or erodes bright areas of a frame.
 class SettingsEffectMorphology final : public Settings {
     ORVEXA_SETTINGS(SettingsEffectMorphology, "Morphology", Groups::kHost,
                     "Grows or shrinks what is bright in a frame.")

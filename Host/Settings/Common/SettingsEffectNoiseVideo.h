@@ -4,7 +4,7 @@
 
 namespace Orvexa::Proc {
 
-/// 2 and 5 are left for noise that grows with the level and would leave the black that `Sketch` draws on as it is.
+/// 2 and 5 are reserved for level-dependent noise, which would have no effect on the black that `Sketch` draws on.
 enum class NoiseType : std::int32_t { Uniform = 0, Gaussian = 1, Impulse = 3, Laplacian = 4, Random = 6 };
 
 /// Adds noise to a frame; the same seed gives the same noise.

@@ -6,7 +6,8 @@ namespace Orvexa::Proc {
 
 class SettingsEffectOilPaint final : public Settings {
 public:
-    // ImageMagick has three pictures of 8 bytes a pixel; larger pictures, which are painted reduced, take less.
+    // ImageMagick uses three pictures of 8 bytes per pixel; larger pictures, which are painted at reduced size, need
+    // less.
     static constexpr double kBytesPerPixel = 36;
 
     ORVEXA_SETTINGS(SettingsEffectOilPaint, "OilPaint", Groups::kStylise,

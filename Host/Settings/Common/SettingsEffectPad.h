@@ -8,8 +8,8 @@ namespace Orvexa::Proc {
 
 enum class PadMode : std::int32_t {
     Fill = 0,
-    Texture = 1,    ///< repeated, neighbouring copies faded into one another
-    Replicate = 2,  ///< of the edge
+    Texture = 1,    ///< repeated, with neighbouring copies fading into one another
+    Replicate = 2,  ///< the edge pixels
     Mirror = 3,     ///< repeated as often as needed
 };
 

@@ -8,8 +8,8 @@
 
 namespace Orvexa::Proc {
 
-/// Moves pixels: pixel (x, y) of the result shows what lies at function(x, y) in the frame. No equality, as functions
-/// cannot be compared.
+/// Moves pixels: pixel (x, y) of the result is the frame's pixel at function(x, y). No equality, since functions cannot
+/// be compared.
 class SettingsEffectRemapping final : public Settings {
 public:
     /// Source positions of a row's pixels 0 <= x < width.
@@ -25,12 +25,12 @@ public:
         SetFunction(std::move(function));
     }
 
-    /// Takes the position of one pixel: function(x, y) -> std::pair<float, float>, with coordinates as int or float. It
-    /// is compiled into the loop over a row.
+    /// Takes a function of one pixel's position: function(x, y) -> std::pair<float, float>, with coordinates as int or
+    /// float. It is inlined into the loop over a row.
     template <class PointFunction>
     void SetFunction(PointFunction function) {
         SetRowFunction([function = std::move(function)](int y, int width, float* sourceX, float* sourceY) {
-            const PointFunction local = function;  // which the positions cannot overwrite
+            const PointFunction local = function;  // a local copy that the stores of positions cannot alias
             for (int x = 0; x < width; ++x) {
                 const std::pair<float, float> position = local(x, y);
                 sourceX[x] = position.first;

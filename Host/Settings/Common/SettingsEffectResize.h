@@ -35,8 +35,8 @@ struct TextCodec<ResizeBox> {
     }
 };
 
-/// Scales a picture in the terms of people: to a width or a height or both, into a box, or by a factor. One of them
-/// must be given.
+/// Scales a picture as users specify it: to a width or a height or both, into a box, or by a factor. One of them must
+/// be given.
 class SettingsEffectResize final : public Settings {
     ORVEXA_SETTINGS(SettingsEffectResize, "Resize", Groups::kHost,
                     "Scales the picture to a width or a height, into a box, or by a factor.")
@@ -52,7 +52,7 @@ class SettingsEffectResize final : public Settings {
                  SettingsResizer::ResizeMethodNames(), "",
                  "Interpolation; reductions average areas, except with nearest.")
 
-    /// The geometry that a picture will have. Settings that say nothing or several things throw `SettingsException`.
+    /// The geometry of the result. Throws `SettingsException` if the settings specify nothing, or more than one thing.
     Conf::FrameInfo GetNewInfo(const Conf::FrameInfo& info) const;
     std::uint64_t GetResultPixels(std::uint64_t pixels) const override;
 };

@@ -4,7 +4,7 @@
 
 namespace Orvexa::Proc {
 
-/// Blurs a frame and keeps its edges, luma and chroma each in their own way.
+/// Blurs a frame while keeping its edges, with separate parameters for luma and chroma.
 class SettingsEffectSmartBlur final : public Settings {
     ORVEXA_SETTINGS(SettingsEffectSmartBlur, "SmartBlur", Groups::kHost, "Blurs a frame and keeps its edges.")
     ORVEXA_EQUALITY(SettingsEffectSmartBlur)

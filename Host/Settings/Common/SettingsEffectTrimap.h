@@ -4,7 +4,7 @@
 
 namespace Orvexa::Proc {
 
-/// Makes a trimap of a mask: 0 is surely background, 255 surely foreground, 128 the band around the mask's edge.
+/// Makes a trimap from a mask: 0 is certain background, 255 certain foreground, 128 the band around the mask's edge.
 class SettingsEffectTrimap final : public Settings {
     ORVEXA_SETTINGS(SettingsEffectTrimap, "Trimap", Groups::kHost, "Marks a band of doubt around the edge of a mask.")
     ORVEXA_EQUALITY(SettingsEffectTrimap)

@@ -4,7 +4,7 @@
 
 namespace Orvexa::Proc {
 
-/// Changes the saturation of dull colours more than that of colourful ones.
+/// Changes the saturation of dull colours more than that of vivid ones.
 class SettingsEffectVibrance final : public Settings {
     ORVEXA_SETTINGS(SettingsEffectVibrance, "Vibrance", Groups::kHost,
                     "Makes dull colours more colourful, or colourful ones duller.")

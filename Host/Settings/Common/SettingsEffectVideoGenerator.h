@@ -6,7 +6,7 @@ namespace Orvexa::Proc {
 
 enum class ApertureShape : std::int32_t { Disc = 0, Polygon = 1, Ring = 2, Heart = 3, Star = 4 };
 
-/// Makes a grey aperture image, anti-aliased, from an empty frame pointer.
+/// Generates an anti-aliased grey aperture image; the input is an empty frame pointer.
 class SettingsEffectVideoGenerator final : public Settings {
     ORVEXA_SETTINGS(SettingsEffectVideoGenerator, "", Groups::kHost, "Draws the image of a lens aperture.")
     ORVEXA_EQUALITY(SettingsEffectVideoGenerator)

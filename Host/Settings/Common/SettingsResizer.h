@@ -5,7 +5,7 @@
 
 namespace Orvexa::Proc {
 
-/// Scales a frame, to a size or by a factor.
+/// Scales a frame to a size or by a factor.
 class SettingsResizer final : public Settings {
 public:
     enum class ResizeMethods : std::int32_t {
@@ -23,7 +23,7 @@ public:
     enum CustomModes : int {
         kExactSize = 0,
         kExactSizeAlias = 1,
-        kFitInside = 5,  ///< into the box, aspect kept, never enlarged
+        kFitInside = 5,  ///< into the box, keeping the aspect ratio, never enlarged
     };
 
     static Limits ResizeMethodNames() {
@@ -56,7 +56,7 @@ public:
     }
 };
 
-/// The resizer under the name that the processing interfaces know it by.
+/// The resizer under the name used by the processing interfaces.
 struct IResize {
     static inline const std::string CLASS_ID = "SettingsResizer";
 };

@@ -1,6 +1,6 @@
 // A face in a picture: its contours and its rectangle, in pixels of the whole picture.
 //
-// Which points a contour has is the detector's choice; the order is fixed. Left and right are the picture's.
+// The number of points in a contour depends on the detector; their order is fixed. Left and right are the picture's.
 #pragma once
 
 #include <array>
@@ -12,7 +12,7 @@
 
 namespace Orvexa::Proc {
 
-/// A part of a face that one contour describes.
+/// A part of a face described by one contour.
 class FaceItemBase {
 public:
     FaceItemBase() = default;
@@ -25,7 +25,7 @@ private:
     Contour contour_;
 };
 
-/// The face's outer line, from the ear at the left over the chin to the ear at the right.
+/// The face's outline, from the left ear over the chin to the right ear.
 class Outline final : public FaceItemBase {
 public:
     using FaceItemBase::FaceItemBase;
@@ -35,7 +35,7 @@ public:
 /// The centre of an eye's pupil.
 using Pupil = Point<int>;
 
-/// An eye's contour, from the corner at the left over the upper lid; the corners are points 0 and 3.
+/// An eye's contour, from the left corner over the upper lid; the corners are points 0 and 3.
 class Eye final : public FaceItemBase {
 public:
     Eye() = default;
@@ -47,7 +47,7 @@ private:
     Pupil pupil_;
 };
 
-/// Both eyes, the one at the left first.
+/// Both eyes, the left one first.
 class Eyes final {
 public:
     Eyes() = default;
@@ -96,13 +96,13 @@ public:
           score_(score) {}
 
     const Outline& GetOutline() const { return outline_; }
-    /// Brows, each from left to right. Taken in reverse they close the outline to the polygon of the face.
+    /// Brows, each from left to right. In reverse order they close the outline to the polygon of the face.
     const ContourPair& GetBrows() const { return brows_; }
-    const ContourPair& GetNose() const { return nose_; }  ///< the bridge from the top, the base from the left
+    const ContourPair& GetNose() const { return nose_; }  ///< bridge from top to bottom, base from left to right
     const Eyes& GetEyes() const { return eyes_; }
     const Mouth& GetMouth() const { return mouth_; }
     const FaceRectangle& GetFullFramePoints() const { return rectangle_; }
-    /// How sure the detector is, from 0 to 1.
+    /// The detector's confidence, from 0 to 1.
     double GetScore() const { return score_; }
     /// Whether there is no face.
     bool IsEmpty() const { return outline_.IsEmpty(); }
@@ -117,17 +117,17 @@ private:
     double score_ = 0;
 };
 
-/// Throws `EffectException` naming the first point, or the rectangle, that is outside a picture of this size.
+/// Throws `EffectException`, naming the first point or the rectangle that is outside a picture of this size.
 void CheckInside(const Face& face, std::uint32_t width, std::uint32_t height);
 void CheckInside(const FaceItemBase& item, std::uint32_t width, std::uint32_t height);
 void CheckInside(const Eyes& eyes, std::uint32_t width, std::uint32_t height);
 void CheckInside(const FaceRectangle& rectangle, std::uint32_t width, std::uint32_t height);
 
-/// A descriptor of a face as a JSON array.
+/// Formats a face descriptor as a JSON array.
 std::string FormatDescriptor(const std::vector<float>& descriptor);
 
-// Text forms: JSON as `kalvatri faces --json` prints it. Where a part of a face is asked for, a whole face will do. An
-// empty text is an empty value.
+// Text forms: JSON as `kalvatri faces --json` prints it. Where a part of a face is expected, a whole face is accepted.
+// An empty text is an empty value.
 template <>
 struct TextCodec<Face> {
     static std::string_view TypeName() { return "json"; }

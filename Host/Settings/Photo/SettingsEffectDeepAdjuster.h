@@ -12,7 +12,7 @@ public:
                     "Finds how a photograph should be corrected; the picture stays as it is.")
     ORVEXA_FIELDS_OF(BaseSettingsNeural)
 
-    /// What the last run has found: settings for `ColorBalance`, `Vibrance`, `ColorBalanceAuto` and `BalanceLuma`.
+    /// The result of the last run: settings for `ColorBalance`, `Vibrance`, `ColorBalanceAuto` and `BalanceLuma`.
     ORVEXA_MEMBER(int, Brightness, 0)
     ORVEXA_MEMBER(int, Contrast, 0)
     ORVEXA_MEMBER(int, Vibrance, 0)

@@ -11,8 +11,8 @@ public:
     ORVEXA_SETTINGS(SettingsEffectDeepAligner, "DeepAligner", Groups::kNeural, "Levels a photograph that is tilted.")
     ORVEXA_FIELDS_OF(BaseSettingsNeural)
 
-    /// What the last run has found: whether there is something to level the picture by, and by how many degrees the
-    /// picture is turned counter-clockwise.
+    /// The result of the last run: whether there is something to level the picture by, and by how many degrees the
+    /// picture is rotated counter-clockwise.
     ORVEXA_MEMBER(bool, HorizonDetected, false)
     ORVEXA_MEMBER(double, Angle, 0.0)
     std::vector<Finding> GetFindings() const override {

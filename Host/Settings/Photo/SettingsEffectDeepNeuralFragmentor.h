@@ -4,7 +4,7 @@
 
 namespace Orvexa::Proc {
 
-/// Replaces a part of the frame, or all of it, by what a model makes of it in tiles of one size.
+/// Replaces all or part of the frame by a model's output, computed in tiles of one size.
 class SettingsEffectDeepNeuralFragmentor final : public BaseSettingsEffectDeepNeuralProcessor {
     ORVEXA_SETTINGS(SettingsEffectDeepNeuralFragmentor, "", Groups::kHost,
                     "Sends a frame through a neural model, tile by tile.")

@@ -5,7 +5,7 @@
 
 namespace Orvexa::Proc {
 
-/// Which part of a picture goes through a model, and by how much the tiles overlap in which it does.
+/// The part of a picture that a model processes, and the overlap of the tiles.
 class BaseSettingsEffectDeepNeuralProcessor : public BaseSettingsNeural {
     ORVEXA_BASE_SETTINGS(BaseSettingsEffectDeepNeuralProcessor)
     ORVEXA_FIELDS_OF(BaseSettingsNeural)
@@ -16,7 +16,7 @@ class BaseSettingsEffectDeepNeuralProcessor : public BaseSettingsNeural {
                       "The part of the picture to treat, left, right, top and bottom; all 0 for the whole.")
 };
 
-/// Replaces the frame by what a model makes of it.
+/// Replaces the frame by a model's output.
 class SettingsEffectDeepNeuralProcessor final : public BaseSettingsNeural {
     ORVEXA_SETTINGS(SettingsEffectDeepNeuralProcessor, "", Groups::kHost, "Sends a frame through a neural model.")
     ORVEXA_EQUALITY(SettingsEffectDeepNeuralProcessor)

@@ -5,7 +5,7 @@
 
 namespace Orvexa::Proc {
 
-/// Finds the faces of a picture and leaves them in the settings of the effect.
+/// Detects the faces of a picture and stores them in the effect's settings.
 class SettingsEffectFaceDetection final : public Settings {
     ORVEXA_SETTINGS(SettingsEffectFaceDetection, "", Groups::kHost, "Finds faces.")
     ORVEXA_EQUALITY(SettingsEffectFaceDetection)
@@ -18,7 +18,7 @@ class SettingsEffectFaceDetection final : public Settings {
     SettingsEffectFaceDetection() = default;
     explicit SettingsEffectFaceDetection(const Core::ioPath& modelsRoot) { SetModelsRoot(modelsRoot); }
 
-    /// What the last run has found, largest face first. All points are inside the picture.
+    /// The result of the last run, largest face first. All points are inside the picture.
     const std::vector<Face>& GetFaces() const { return faces_; }
     void SetFaces(std::vector<Face> faces) { faces_ = std::move(faces); }
 

@@ -4,7 +4,7 @@
 
 namespace Orvexa::Proc {
 
-/// Regions of a face; values are added up.
+/// Regions of a face, as a bit mask.
 enum class FaceRegions : std::uint32_t { None = 0, Eyes = 1, Lips = 2, Opening = 4, Head = 8 };
 
 constexpr bool Has(FaceRegions regions, FaceRegions region) {

@@ -19,7 +19,7 @@ class SettingsEffectFaceRecognition final : public Settings, public FaceSettings
         SetModelsRoot(modelsRoot);
     }
 
-    /// What the last run has found: 128 numbers, or none if there was no face.
+    /// The result of the last run: 128 numbers, or none if there was no face.
     const std::vector<float>& GetDescriptor() const { return descriptor_; }
     void SetDescriptor(std::vector<float> descriptor) { descriptor_ = std::move(descriptor); }
     void Clear() { descriptor_.clear(); }

@@ -5,7 +5,7 @@
 
 namespace Orvexa::Proc {
 
-/// Describes a face of the picture by numbers and leaves them in the settings of the effect.
+/// Computes a descriptor of a face in the picture and stores it in the effect's settings.
 class SettingsEffectFaceRecognitionTrainer final : public Settings {
     ORVEXA_SETTINGS(SettingsEffectFaceRecognitionTrainer, "", Groups::kHost, "Describes a face by numbers.")
     ORVEXA_EQUALITY(SettingsEffectFaceRecognitionTrainer)
@@ -19,7 +19,7 @@ class SettingsEffectFaceRecognitionTrainer final : public Settings {
         SetModelsRoot(modelsRoot);
     }
 
-    /// 128 numbers; faces of one person are closer than 0.55 to each other (Euclidean distance). Empty before a run.
+    /// 128 numbers; descriptors of one person are within 0.55 of each other (Euclidean distance). Empty before a run.
     const std::vector<float>& GetDescriptor() const { return descriptor_; }
     void SetDescriptor(std::vector<float> descriptor) { descriptor_ = std::move(descriptor); }
 

@@ -7,7 +7,7 @@
 
 namespace Orvexa::Proc {
 
-/// Colours by position 0..256 on the way from black to white. No stops at all give a black palette.
+/// Colours by position 0..256 between black and white. Without stops the palette is black.
 class SettingsEffectGradient final : public Settings {
 public:
     static constexpr AlphaUse kAlpha = AlphaUse::Dropped;
@@ -20,7 +20,7 @@ public:
     ORVEXA_EQUALITY(SettingsEffectGradient)
     ORVEXA_FIELD(StopMap, Stops, {}, KeyRange(0, 256), "level", "Colours as position:#RRGGBB.")
 
-    /// What a person starts from: a duotone from blue shadows to amber lights.
+    /// The users' starting point: a duotone from blue shadows to amber highlights.
     static SettingsEffectGradient Preset() {
         SettingsEffectGradient preset;
         preset.SetStops({{0, Color(20, 50, 140)}, {128, Color(150, 100, 120)}, {256, Color(255, 190, 70)}});

@@ -47,8 +47,7 @@ public:
     ORVEXA_FLAG(BackgroundOnly, false, "Fills the mask with the background.")
 
     /// Maps positions in a picture of `size` (width, height) to coordinates in which the shape is the unit disc or the
-    /// square |x|, |y|
-    /// <= 1.
+    /// square |x|, |y| <= 1.
     Normalizer GetNormalizer(const Point& size) const {
         const bool isOfShorterSide = GetShape() == ShapeMaskShape::Circle || GetShape() == ShapeMaskShape::Square;
         const double shorter = std::min(size.first, size.second);
@@ -58,7 +57,7 @@ public:
         const double radians = GetAngle() * std::numbers::pi / 180.0;
         const double cosine = std::cos(radians), sine = std::sin(radians);
         return [=](const Point& position) {
-            // Rows count downward, so counter-clockwise as seen is the negative direction.
+            // Rows count downward, so a rotation that looks counter-clockwise has a negative angle.
             const double dx = position.first - x0, dy = position.second - y0;
             return Point((dx * cosine - dy * sine) / halfWidth, (dx * sine + dy * cosine) / halfHeight);
         };

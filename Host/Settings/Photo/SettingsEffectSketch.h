@@ -12,7 +12,7 @@ public:
     static constexpr AlphaUse kAlpha = AlphaUse::Dropped;
 
 private:
-    // Strokes from the lower left to the upper right, as a right hand draws them.
+    // Strokes from the lower left to the upper right, as a right-handed person draws them.
     static SettingsEffectBlurRadial Strokes() {
         SettingsEffectBlurRadial strokes;
         strokes.SetMode(BlurRadialMode::Linear);

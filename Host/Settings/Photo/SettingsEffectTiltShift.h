@@ -8,7 +8,7 @@ class SettingsEffectTiltShift final : public Settings {
 public:
     static constexpr double kBytesPerPixel = 11;
 
-    // A level band across the picture stays in focus.
+    // A horizontal band across the picture stays in focus.
     static SettingsEffectShapeMask FocusBand() {
         SettingsEffectShapeMask band;
         band.SetShape(ShapeMaskShape::Rectangle);

@@ -9,7 +9,7 @@ class SettingsEffectVignette final : public Settings {
 public:
     static constexpr double kBytesPerPixel = 12;
 
-    // Clear inside an ellipse, nearly covered in the corners.
+    // Clear inside an ellipse, almost fully covered in the corners.
     static SettingsEffectShapeMask Surroundings() {
         SettingsEffectShapeMask ellipse;
         ellipse.SetWidth(0.7);

@@ -5,7 +5,7 @@
 
 namespace Orvexa::Proc {
 
-/// No equality of its own: the effect compares the colour.
+/// No equality here: the effect compares the colour.
 class SettingsEffectWhiteBalance final : public Settings {
     ORVEXA_SETTINGS(SettingsEffectWhiteBalance, "WhiteBalance", Groups::kTone,
                     "Removes a colour cast, given one colour that should have been grey.")

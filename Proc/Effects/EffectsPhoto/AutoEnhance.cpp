@@ -1,8 +1,8 @@
-// AutoEnhance: improves a photograph in one go.
+// AutoEnhance: improves a photograph in one step.
 //
-// The picture is mixed from four: one with local contrast, one from a darker and a brighter variant, one in which the
-// darker variant shows where the picture is bright, and an automatic light balance goes over all. The intensity is how
-// much of the result shows.
+// Three pictures are blended: one with enhanced local contrast, a blend of a darker and a brighter variant, and a
+// brightened one that is covered by the darker variant in the bright areas. An automatic light balance is applied to
+// the result. The intensity is the opacity of the result.
 
 #include "Host/Conf/PixFmtDescription.h"
 #include "Host/Settings/Common/SettingsEffectAlpha.h"
@@ -23,10 +23,10 @@ namespace {
 constexpr double kClipLimit = 2.0;
 constexpr std::uint8_t kHalf = 127, kWhole = 255;
 constexpr int kMaskGamma = -30, kDarker = -25, kBrighter = 25, kSlightlyBrighter = 5;
-constexpr int kFirstBright = 40;          // level from which the darkened luma counts as bright
+constexpr int kFirstBright = 40;          // level from which a pixel of the darkened luma counts as bright
 constexpr double kMaskDeviation = 100.0;  // pixels
 constexpr double kMaskReach = 2.0;        // deviations
-constexpr std::int32_t kExposure = 10;    // of 3 % each
+constexpr std::int32_t kExposure = 10;    // units of 3 % each
 
 SettingsEffectImageBlender Blending(std::uint8_t strength) { return {0, 0, strength, BlendAlphaMode::IgnoreAlpha}; }
 
@@ -77,7 +77,7 @@ private:
 
         FramePtr darker = WithGamma(frame, kDarker);
         FramePtr brighter = WithGamma(frame, kBrighter);
-        // With the strength that the blender has at this moment: half, or that of an earlier frame's intensity.
+        // With the blender's current strength: one half, or the one set for the intensity of an earlier frame.
         blender_->ProcessData(brighter, ConstFramePtr(darker));
         lumaConverter_->ProcessData(brighter);
         blender_->ProcessData(result, ConstFramePtr(brighter));

@@ -1,6 +1,6 @@
-// AutoGlareRemove: takes the shine off a face. What is much brighter than the face's mean luma is replaced, again and
-// again, by the mean of its surroundings, until the bright area hardly shrinks any more; the repaired skin is then
-// mixed half and half with the original, which keeps its pores and edges.
+// AutoGlareRemove: removes the shine from a face. Pixels much brighter than the face's mean luma are repeatedly
+// replaced by the mean of their surroundings, until the bright area hardly shrinks any more; the repaired skin is then
+// blended half and half with the original, which preserves its pores and edges.
 
 #include <algorithm>
 #include <cstdlib>
@@ -20,13 +20,13 @@
 namespace Orvexa::Proc {
 namespace {
 
-constexpr std::uint64_t kRepairReach = 3;     // pixels around a repaired one whose mean it takes
-constexpr int kFewPixels = 10;                // by which the bright area must shrink for another round
-constexpr std::uint8_t kRepairedShare = 127;  // of 255: how much of the repaired picture shows
-constexpr std::uint8_t kGlare = 255;          // in the mask of bright pixels
+constexpr std::uint64_t kRepairReach = 3;     // radius, in pixels, of the mean that replaces a pixel
+constexpr int kFewPixels = 10;                // the bright area must shrink by this many for another round
+constexpr std::uint8_t kRepairedShare = 127;  // opacity of the repaired picture, of 255
+constexpr std::uint8_t kGlare = 255;          // value of bright pixels in the mask
 constexpr std::uint64_t kColors = 3;
 
-// Luma above which skin of this mean luma shines: two thirds of the way up to white are left to it.
+// The luma above which skin with this mean luma counts as shining: a third of the way from the mean to white.
 std::uint8_t ThresholdFor(int mean) { return static_cast<std::uint8_t>((2 * mean - 510) / 3 - 1); }
 
 int MeanLuma(const ConstPlane& mask, const ConstPlane& luma) {
@@ -41,8 +41,8 @@ int MeanLuma(const ConstPlane& mask, const ConstPlane& luma) {
     return static_cast<int>(sum / count);
 }
 
-// Sets the pixels of a mask that are brighter than the threshold to `kGlare`, the others to 0; returns the number of
-// bright ones.
+// Sets the pixels of a mask that are brighter than the threshold to `kGlare`, and all others to 0; returns the number
+// of bright pixels.
 int MarkGlare(const Plane& mask, const ConstPlane& luma, std::uint8_t threshold) {
     int count = 0;
     for (std::uint64_t y = 0; y < mask.GetHeight(); ++y) {
@@ -75,7 +75,7 @@ void ReplaceByMean(const Plane& colors, std::uint64_t x, std::uint64_t y) {
         colors.GetOffsetPtr(x, y)[k] = static_cast<std::uint8_t>(sums[k] / count);
 }
 
-// In place and row by row, so that a wide area fills from its edges.
+// In place and row by row, so that a large area is filled from its edges.
 void Repair(const ConstPlane& glare, const Plane& colors) {
     for (std::uint64_t y = 0; y < glare.GetHeight(); ++y) {
         for (std::uint64_t x = 0; x < glare.GetWidth(); ++x) {
@@ -84,8 +84,8 @@ void Repair(const ConstPlane& glare, const Plane& colors) {
     }
 }
 
-// How much of the repaired picture shows in each channel. The weight of channel k is that of the pixel k to the right,
-// on purpose: at its edges the repaired area is blended channel by channel.
+// The opacity of the repaired picture in each channel. Deliberately, the weight of channel k is that of the pixel k to
+// the right: at its edges the repaired area is blended channel by channel.
 class Weights {
 public:
     explicit Weights(const ConstPlane& glare) : width_(glare.GetWidth()), rowSize_(width_ + kColors - 1) {
@@ -109,7 +109,7 @@ public:
         }
     }
 
-    // A byte a pixel, not 0 where any channel is blended.
+    // One byte per pixel, non-zero where any channel is blended.
     std::vector<std::uint8_t> GetMarks() const {
         std::vector<std::uint8_t> marks;
         for (std::size_t row = 0; row < weights_.size(); row += rowSize_) {
@@ -122,7 +122,7 @@ public:
     }
 
 private:
-    std::size_t width_, rowSize_;  // rows go on for what the last pixel's channels look at
+    std::size_t width_, rowSize_;  // rows are padded for the channels of the last pixel
     std::vector<std::uint8_t> weights_;
 };
 
@@ -139,7 +139,7 @@ private:
         if (Shared::IsEmpty(box)) return;
         box = Shared::AlignedToChroma(box, frame->GetPixFmt());
         mask = Shared::ViewOf(*mask, box);
-        // In other formats the part is worked on as RGB, and only what is repaired goes back.
+        // In other formats the part is processed as RGB, and only repaired pixels are copied back.
         const bool isDirect = IsDirect(frame->GetPixFmt());
         FramePtr part = Shared::ViewOf(*frame, box);
         if (!isDirect) Converter().Convert(part, PixFmt::Rgb24);
@@ -158,7 +158,7 @@ private:
         }
     }
 
-    // Repairs the shining pixels of a face; nothing if there are too few of them.
+    // Repairs the shining pixels of a face; returns nothing if there are too few of them.
     std::optional<Weights> RemoveGlare(const IDataVideo& face, const FramePtr& colors) {
         const FramePtr luma = LumaOf(colors);
         FramePtr glare = CloneFrame(face, kCloneIndependent);
@@ -194,7 +194,7 @@ private:
     OneInputPtr morphology_ = CreateOneInput(SettingsEffectMorphology(
         MorphologyOperation::Close, 1, MorphologyKernel::Rectangle, MorphologyBorder::Reflect));
     OneInputPtr lumaConverter_ = CreateOneInput(SettingsColorspaceConverter(PixFmt::Yuv420p, true));
-    std::optional<Shared::FormatConverter> converter_;  // for other formats than packed ones
+    std::optional<Shared::FormatConverter> converter_;  // for formats that cannot be processed directly
 };
 
 }  // namespace

@@ -1,7 +1,7 @@
-// BalanceLuma: corrects the brightness of a picture through one tone curve on its luma; chroma stays.
+// BalanceLuma: corrects the brightness of a picture by applying one tone curve to its luma; chroma is unchanged.
 //
-// The curve is composed of a lift of the shadows (largest at black, falling linearly), a push of the highlights
-// (largest at white), an exposure gain of 4 % a unit, and a stretch of the luma range that the untouched picture has.
+// The curve combines a lift of the shadows (largest at black, falling linearly), a push of the highlights (largest at
+// white), an exposure gain of 4 % per unit, and a stretch of the luma range of the unmodified picture.
 
 #include <cmath>
 #include <cstdlib>
@@ -15,16 +15,16 @@ namespace Orvexa::Proc {
 namespace {
 
 constexpr double kExposureGain = 0.04;
-// Strength of shadows and highlights: setting 100 moves the end of the range by 100 * sqrt(100) / 7 * 0.29, about 41
-// levels.
+// Strength of shadows and highlights: a setting of 100 moves the end of the range by 100 * sqrt(100) / 7 * 0.29, about
+// 41 levels.
 constexpr double kLiftDivisor = 7.0;
 constexpr double kLiftFactor = 0.29;
-// Pixels left out at the ends of a stretch, in ten-thousandths. The low side clips ten times more than the high side on
-// purpose.
+// Pixels clipped at the ends of a stretch, in ten-thousandths. The low side deliberately clips ten times more than the
+// high side.
 constexpr double kClippedLow = 10.0;
 constexpr double kClippedOf = 10000.0;
 
-// Levels to add at `position`, 0..1 of the way to where the change is largest; rounding is the half that is added last.
+// Levels to add at `position`, 0..1 towards the point of the largest change; the last term, one half, is for rounding.
 double Lift(double position, double amount) {
     double lift = position * amount * std::sqrt(std::abs(amount));
     lift = lift / kLiftDivisor;
@@ -32,8 +32,8 @@ double Lift(double position, double amount) {
     return lift + 0.5;
 }
 
-// The highlights subtract their lift together with its rounding half, so that levels drop by one where the push is
-// below a half. Intended: shadows and highlights are not mirror images.
+// The highlights subtract their lift including its rounding half, so levels drop by one where the push is below one
+// half. Intended: shadows and highlights are not mirror images.
 Shared::Curve ShadowsHighlights(std::int32_t shadows, std::int32_t highlights) {
     constexpr double kLevels = 256;
     Shared::Curve curve = Shared::IdentityCurve();
@@ -75,7 +75,7 @@ private:
         Shared::Curve curve = ShadowsHighlights(settings_.GetShadows(), settings_.GetHighlights());
         if (settings_.GetExposure() != 0)
             curve = Shared::Compose(curve, Shared::ExposureCurve(settings_.GetExposure(), kExposureGain));
-        // Counted on the untouched luma, not on what the curve makes of it.
+        // Counted on the original luma, not on the result of the curve.
         if (settings_.GetAutoContrast())
             curve = Shared::Compose(curve, AutoContrast(working.GetPlane(0), working.GetFrameInfo()));
         return curve;

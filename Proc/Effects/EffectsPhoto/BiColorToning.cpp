@@ -1,5 +1,5 @@
-// BiColorToning: tones the shadows with one colour and the highlights with another, half over the picture itself, and
-// finishes with some more vibrance and brightness.
+// BiColorToning: tones the shadows with one colour and the highlights with another, blends the result half and half
+// with the picture itself, and finishes by adding some vibrance and brightness.
 
 #include "Host/Settings/Common/SettingsEffectColorBalance.h"
 #include "Host/Settings/Common/SettingsEffectImageBlender.h"
@@ -38,7 +38,7 @@ private:
         FramePtr toned = frame;
         splitToning_->ProcessData(toned);
         backConverter_.Convert(toned, frame->GetPixFmt());
-        MakeWritable(toned);  // which the toning may have left as it was
+        MakeWritable(toned);  // the toning may have left it unchanged
         blender_->ProcessData(toned, ConstFramePtr(frame));
         vibrance_->ProcessData(toned);
         colorBalance_->ProcessData(toned);

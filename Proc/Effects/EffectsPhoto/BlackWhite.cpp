@@ -1,5 +1,5 @@
-// BlackWhite: turns a picture into two colours: the first below a threshold of luma, the second from it on. The result
-// is an indexed frame.
+// BlackWhite: reduces a picture to two colours: the first below a threshold of luma, the second at or above it. The
+// result is an indexed frame.
 
 #include "Host/Core/Exception.h"
 #include "Host/Settings/Photo/SettingsEffectBlackWhite.h"
@@ -40,7 +40,7 @@ private:
         frame = std::move(indexed);
     }
 
-    Shared::Curve indices_{};  // 0 or 1 by luma
+    Shared::Curve indices_{};  // 0 or 1 for each luma level
 };
 
 }  // namespace

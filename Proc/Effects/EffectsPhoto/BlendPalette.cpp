@@ -1,4 +1,4 @@
-// BlendPalette: draws an index image over a picture: every index becomes a colour through a palette and is blended with
+// BlendPalette: draws an index image over a picture: every index is mapped to a colour by a palette and blended with
 // that colour's own opacity, scaled by a global one.
 
 #include <algorithm>
@@ -18,9 +18,9 @@ namespace {
 constexpr boost::source_location kUnsupportedLocation{"Proc/Effects/EffectsPhoto/BlendPalette.cpp", 180,
                                                       "Orvexa::Proc::BlendPalette::ProcessInternalImpl"};
 constexpr std::size_t kPackedBytes = 4;
-constexpr std::uint32_t kOfThreeBytes = 0x00010101;  // repeats a byte
+constexpr std::uint32_t kOfThreeBytes = 0x00010101;  // multiplier that repeats a byte
 
-// Packed values by index, first byte lowest; indices without a colour are 0.
+// Packed values by index, lowest byte first; indices without a colour are 0.
 using Table = std::array<std::uint32_t, 256>;
 
 template <class Pack>
@@ -51,14 +51,14 @@ Placement Place(const FrameInfo& picture, const FrameInfo& image, std::int64_t x
             overlap(image.height, sy, picture.height, py)};
 }
 
-// Looks up `count` indices and writes the packed values `step` bytes apart, left to right: with three bytes a pixel
-// each value's last byte is overwritten by the next.
+// Looks up `count` indices and writes the packed values `step` bytes apart, left to right: at three bytes per pixel the
+// last byte of each value is overwritten by the next.
 template <std::size_t Step>
 void ExpandRow(const Table& table, const std::uint8_t* indices, std::size_t count, std::uint8_t* row) {
     for (std::size_t i = 0; i < count; ++i) std::memcpy(row + i * Step, &table[indices[i]], kPackedBytes);
 }
 
-// The opacities of `count` packed colours, which are their top bytes, for each of their bytes.
+// Expands the opacities of `count` packed colours, which are their top bytes, to each of their bytes.
 void SpreadAlpha(const std::uint8_t* colors, std::size_t count, std::uint8_t* row) {
     for (std::size_t i = 0; i < count * kPackedBytes; ++i) row[i] = colors[i | (kPackedBytes - 1)];
 }
@@ -83,7 +83,7 @@ private:
         const ConstPlane indices =
             image->GetPlane(0).MakeSubplane(place.imageX, place.imageY, place.width, place.height, 1, 0, 0);
 
-        const std::size_t spareWidth = std::size_t{place.width} + 1;  // the last value of three bytes spills over
+        const std::size_t spareWidth = std::size_t{place.width} + 1;  // room for the last value's extra byte
         colorRow_.resize(std::max(colorRow_.size(), spareWidth * kPackedBytes));
         opacityRow_.resize(std::max(opacityRow_.size(), spareWidth * kPackedBytes));
         const bool hasAlpha = bytesPerPixel == kPackedBytes;
@@ -105,8 +105,8 @@ private:
         }
     }
 
-    // Colours in the picture's byte order. Every table is built on its first use and then kept, whatever the settings
-    // are then.
+    // Colours in the picture's byte order. Every table is built on its first use and then kept, regardless of later
+    // settings.
     const Table& ColorsFor(PixFmt pixFmt) {
         const bool isRedFirst = pixFmt == PixFmt::Rgb24 || pixFmt == PixFmt::Rgba || pixFmt == PixFmt::Rgba2;
         const bool isBlueFirst = pixFmt == PixFmt::Bgr24 || pixFmt == PixFmt::Bgra || pixFmt == PixFmt::Bgra2;

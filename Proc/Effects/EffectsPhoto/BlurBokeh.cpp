@@ -1,9 +1,9 @@
-// BlurBokeh: blurs a photograph the way an out-of-focus lens does: every bright point spreads into the shape of the
+// BlurBokeh: blurs a photograph as an out-of-focus lens does: every bright point spreads into the shape of the
 // aperture.
 //
-// The picture, reduced to fit 512 x 512, is convolved with the image of an aperture; bright samples are boosted on both
-// sides, so that highlights bloom. The blurred picture is scaled back and laid under the original, which shows through
-// a mask that opens for the highlights: there the blurred picture takes over.
+// The picture, reduced to fit into 512 x 512, is convolved with the image of an aperture; bright samples of both are
+// boosted, so that highlights bloom. The blurred picture is scaled back and placed under the original, which is masked
+// so that the blurred picture takes over in the highlights.
 
 #include <algorithm>
 #include <array>
@@ -26,17 +26,16 @@ namespace {
 
 using ResizeMethods = SettingsResizer::ResizeMethods;
 
-constexpr std::uint32_t kReducedSide = 512;  // bounds the cost of the convolution, whatever the picture
+constexpr std::uint32_t kReducedSide = 512;  // bounds the cost of the convolution, whatever the picture's size
 constexpr std::size_t kChannels = 3;
 constexpr std::size_t kBufferUnit = 8;    // buffers are rounded up to this many floats
-constexpr double kMaskPercentile = 0.05;  // share of the pixels below the dark and above the bright percentile
+constexpr double kMaskPercentile = 0.05;  // fraction of pixels below the dark and above the bright percentile
 constexpr boost::source_location kTooSmallLocation{"Proc/Effects/EffectsPhoto/BlurBokeh.cpp", 172,
                                                    "Orvexa::Proc::BlurBokeh::ProcessInternalCSC"};
 
 constexpr std::size_t RoundUpToUnit(std::size_t count) { return (count + kBufferUnit - 1) / kBufferUnit * kBufferUnit; }
 
-// How much of the sharp picture stays where the blurred one is strongest, as a byte that wraps for strengths outside
-// 0..1.
+// The opacity of the sharp picture where the blur is strongest, as a byte, which wraps for strengths outside 0..1.
 std::uint8_t SharpShare(double strength) {
     return static_cast<std::uint8_t>(Shared::TruncateToInt(255.0 - (strength - 0.0) * 255.0));
 }
@@ -50,7 +49,7 @@ float Boosted(std::uint8_t sample, float threshold, float gain) {
 struct Kernel {
     std::uint32_t width = 0;
     std::uint32_t height = 0;
-    std::vector<float> weights;  // row-major, turned by 180 degrees against the aperture image
+    std::vector<float> weights;  // row-major, rotated by 180 degrees relative to the aperture image
     float sum = 0;
 };
 
@@ -67,7 +66,7 @@ Kernel MakeKernel(const ConstPlane& aperture, const FrameInfo& info, float thres
     return kernel;
 }
 
-// The boosted picture in the middle of a buffer that a kernel may overlap on all sides.
+// The boosted picture, centred in a buffer with room for the kernel on all sides.
 class PaddedPicture {
 public:
     PaddedPicture(const ConstPlane& plane, const FrameInfo& info, const Kernel& kernel, float threshold, float gain)
@@ -102,7 +101,7 @@ private:
                column * static_cast<std::ptrdiff_t>(kChannels);
     }
 
-    // About the first and the last column, without repeating them.
+    // About the first and last columns, without repeating them.
     void MirrorColumns() {
         const auto left = static_cast<std::ptrdiff_t>(kernelWidth_ / 2);
         const auto right = static_cast<std::ptrdiff_t>(kernelWidth_) - left;
@@ -114,9 +113,9 @@ private:
         }
     }
 
-    // The top mirrors about the first row. The bottom is addressed from the end of the rounded buffer, in steps of an
-    // even kernel height: with an odd kernel height the row below the picture stays black, and a rounded buffer shifts
-    // these rows. Intended: the blurred picture ends at the bottom in this way.
+    // The top is mirrored about the first row. The bottom is addressed from the end of the rounded buffer, assuming an
+    // even kernel height: with an odd one the row below the picture stays black, and a rounded buffer shifts these
+    // rows. Intended: it defines how the blurred picture ends at the bottom.
     void MirrorRows() {
         const std::size_t half = kernelHeight_ / 2, stride = GetStride();
         for (std::size_t j = 1; j <= half; ++j) {
@@ -132,7 +131,7 @@ private:
     std::vector<float> samples_;
 };
 
-// Kernel weights that are not 0, in rows from the top.
+// Non-zero kernel weights, row by row from the top.
 std::vector<Shared::ConvolutionTap> MakeTaps(const Kernel& kernel, std::size_t stride) {
     std::vector<Shared::ConvolutionTap> taps;
     for (std::size_t y = 0; y < kernel.height; ++y) {
@@ -149,8 +148,8 @@ void StoreRow(const float* sums, std::size_t count, float kernelSum, std::uint8_
         row[i] = Shared::TruncateToByte(static_cast<double>((sums[i] * 255.0f) / kernelSum) + 0.5);
 }
 
-// 255 up to a knee between the dark and the bright percentile, then falling to the sharp picture's share at the bright
-// percentile and on.
+// 255 up to a knee between the dark and the bright percentile, then falling to the sharp picture's opacity at the
+// bright percentile and above.
 Shared::Curve MakeMaskCurve(const ConstPlane& mask, std::uint64_t pixels, double kneePosition,
                             std::uint8_t sharpShare) {
     const Shared::Counts counts = Shared::CountBytes(mask);
@@ -207,13 +206,13 @@ private:
         FramePtr blurred = Blur(*small);
         small.reset();
         reduction_.Enlarge(blurred, size);
-        const FramePtr sharp = CloneFrame(*frame, kCloneView);  // the caller's frame carries no mask afterwards
+        const FramePtr sharp = CloneFrame(*frame, kCloneView);  // so that the caller's frame is left without a mask
         AttachMask(*sharp, blurred);
         blender_->ProcessData(blurred, ConstFramePtr(sharp));
         frame = std::move(blurred);
     }
 
-    // The kernel's scale follows the picture that it is built for; later pictures of other sizes share it.
+    // The kernel is scaled for the picture that it is built for, and reused for later pictures of other sizes.
     void BuildKernel(const FrameInfo& small) {
         FramePtr aperture;
         generator_->ProcessData(aperture);
@@ -239,7 +238,8 @@ private:
         boost::throw_exception(exception, kTooSmallLocation);
     }
 
-    // The convolved picture. Its sums start as the boosted picture itself, which the kernel's sum does not count.
+    // The convolved picture. Sums are initialised with the boosted picture itself, which the kernel's sum does not
+    // include.
     FramePtr Blur(const IDataVideo& small) const {
         const FrameInfo& info = small.GetFrameInfo();
         const PaddedPicture picture(small.GetPlane(0), info, kernel_, static_cast<float>(settings_.GetImageThreshold()),
@@ -258,7 +258,7 @@ private:
         return blurred;
     }
 
-    // Tells the blender where `sharp` shows: fully in the shadows, less in the highlights of `blurred`.
+    // Sets the mask for `sharp`: opaque in the shadows, less so in the highlights of `blurred`.
     void AttachMask(IDataVideo& sharp, const FramePtr& blurred) {
         FramePtr mask = blurred;
         greyConverter_->ProcessData(mask);

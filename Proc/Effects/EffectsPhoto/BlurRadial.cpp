@@ -1,10 +1,10 @@
-// BlurRadial: blurs along lines, towards a centre (zoom), around it (spin) or all one way (linear), on a picture
+// BlurRadial: blurs along lines, towards a centre (zoom), around it (spin) or in one direction (linear), on a picture
 // reduced to fit into 512 x 512, which loses only detail that the blur removes anyway.
 //
-// Zoom and spin take the mean of a pixel and N samples beside it on its line; the steps get longer with the distance
-// from the centre. Deliberate quirks: both axes of a step are measured by the height, the sine advances twice as fast
-// as the angle and runs on into the following rows of its table, the cosine stands still, and the tables outlive a
-// change of angle and strength.
+// Zoom and spin take the mean of a pixel and N further samples along its line; the steps grow with the distance from
+// the centre. Deliberate quirks: both axes of a step are measured by the height, the sine advances twice as fast as the
+// angle and runs on into the following rows of its table, the cosine stays constant, and the tables survive a change of
+// angle and strength.
 
 #include <algorithm>
 #include <cmath>
@@ -32,7 +32,7 @@ constexpr std::int64_t kFirstBlurredDistance = 2;  // pixels from the centre
 
 float Radians(double degrees) { return static_cast<float>(degrees * std::numbers::pi / 180.0); }
 
-// The sum of a pixel and of samples around it. Sums are 16 bits wide and wrap.
+// The sum of a pixel and the samples around it. Sums are 16 bits wide and wrap.
 class SampleSum {
 public:
     SampleSum(const ConstPlane& source, int width, int height, int x, int y)
@@ -43,7 +43,7 @@ public:
         Add(own_);
     }
 
-    /// A sample outside the picture stands for the pixel itself.
+    /// A sample outside the picture is replaced by the pixel itself.
     void Add(float x, float y) {
         const int sx = Shared::TruncateToInt(x + 0.5), sy = Shared::TruncateToInt(y + 0.5);
         const bool isInside = sx >= 0 && sx < width_ && sy >= 0 && sy < height_;
@@ -64,7 +64,7 @@ private:
     std::uint16_t sums_[kChannels] = {0, 0, 0};
 };
 
-// The offsets that a linear blur samples, nearest pixels, without repetitions next to each other.
+// The offsets sampled by a linear blur, rounded to the nearest pixel, without consecutive duplicates.
 std::vector<std::pair<int, int>> LineOffsets(double angle, int count) {
     const float a = Radians(angle), sine = std::sin(a), cosine = std::cos(a);
     std::vector<std::pair<int, int>> offsets;
@@ -140,8 +140,8 @@ private:
         reduction_.Configure(reduction, enlargement);
     }
 
-    /// Calls add(sum, x, y, dx, dy, d) for every pixel (x, y), which lies at the distance d from the centre and (dx,
-    /// dy) away from it, to add the samples of its line.
+    /// Calls add(sum, x, y, dx, dy, d), which adds the samples along its line, for every pixel (x, y), at the distance
+    /// d and the offset (dx, dy) from the centre.
     template <class AddSamples>
     void SampleAround(const IDataVideo& source, IDataVideo& target, AddSamples&& add) const {
         const ConstPlane from = source.GetPlane(0);

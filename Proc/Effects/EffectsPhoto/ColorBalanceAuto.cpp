@@ -1,8 +1,8 @@
-// ColorBalanceAuto: corrects colour casts and dull tonality from the picture's own statistics.
+// ColorBalanceAuto: corrects colour casts and dull tones using the picture's own statistics.
 //
-// White balance stretches every channel between its own black and white point. Light balance stretches channels and
-// luma between softened points and adds a gentle gamma. Exposure is a gain of 3 % a unit. All end as one curve per
-// channel.
+// White balance stretches every channel between its own black and white points. Light balance stretches channels and
+// luma between softened points and adds a gentle gamma. Exposure is a gain of 3 % per unit. All are combined into one
+// curve per channel.
 
 #include <array>
 #include <cmath>
@@ -26,14 +26,14 @@ constexpr Weights kBlueFirst{114, 587, 299};
 constexpr std::uint32_t kWeightUnit = 1000;
 
 constexpr double kExposureGain = 0.03;
-constexpr double kLightBalanceClipped = 0.005;  // share of the pixels left out at either end
+constexpr double kLightBalanceClipped = 0.005;  // fraction of pixels clipped at either end
 
 struct Limits {
     int black, white;
 };
 
-// A tenth of the pixels may be black and a hundredth white, each divided by the channel's weight: a channel that counts
-// little for brightness is clipped more.
+// A tenth of the pixels may be black and a hundredth white, each divided by the channel's weight: a channel that
+// contributes little to brightness is clipped more.
 std::array<Limits, 4> WhiteBalanceLimits(const std::array<Shared::Counts, 4>& counts, std::uint32_t pixels,
                                          const Weights& weights) {
     const auto low = static_cast<std::uint64_t>(pixels * 10.0 / 100.0);
@@ -46,7 +46,7 @@ std::array<Limits, 4> WhiteBalanceLimits(const std::array<Shared::Counts, 4>& co
     return limits;
 }
 
-// Of the three channels and the luma; half-way back to the ends of the range.
+// The limits of the three channels and of luma, half-way between the percentiles and the ends of the range.
 std::array<Limits, 4> LightBalanceLimits(const std::array<Shared::Counts, 4>& counts, std::uint32_t pixels) {
     const auto quota = static_cast<std::uint64_t>(pixels * kLightBalanceClipped);
     std::array<Limits, 4> limits;
@@ -59,7 +59,7 @@ std::array<Limits, 4> LightBalanceLimits(const std::array<Shared::Counts, 4>& co
 
 Shared::Curve GammaCurve() {
     const double root = 1.0 / std::sqrt(10.0) + 0.7036920932599899;
-    const double gamma = root * root;  // about 1.04: darkens the middle by three levels
+    const double gamma = root * root;  // about 1.04: darkens the mid-tones by three levels
     Shared::Curve curve;
     for (int i = 0; i < 256; ++i) curve[i] = Shared::TruncateToByte(std::pow(i / 255.0, gamma) * 255.0 + 0.5);
     return curve;
@@ -69,7 +69,8 @@ void Append(Curves& curves, const Curves& further) {
     for (int k = 0; k < 3; ++k) curves[k] = Shared::Compose(curves[k], further[k]);
 }
 
-// Every channel's stretch and then the luma's, each followed by the gamma, which therefore acts twice on a channel.
+// Each channel's stretch followed by luma's, each with the gamma after it, which is therefore applied twice to a
+// channel.
 Curves LightBalanceCurves(const std::array<Limits, 4>& limits) {
     const Shared::Curve gamma = GammaCurve();
     const auto stretch = [&](const Limits& range) {
@@ -95,7 +96,7 @@ private:
         frame = std::move(balanced);
     }
 
-    // The luma's counts are needed by light balance only.
+    // Only light balance needs the luma counts.
     std::array<Shared::Counts, 4> CountFor(const ConstPlane& plane, std::uint64_t bytesPerPixel,
                                            const Weights& weights) const {
         if (settings_.GetLightBalance())
@@ -110,7 +111,8 @@ private:
         std::array<Limits, 4> limits{};
         if (settings_.GetWhiteBalance() || settings_.GetLightBalance()) {
             const auto counts = CountFor(frame.GetPlane(0), layout.bytesPerPixel, weights);
-            // Light balance overrules: with both, white balance stretches between the softened points, too. Intended.
+            // Light balance takes precedence: if both are set, white balance also stretches between the softened
+            // points. Intended.
             limits = settings_.GetLightBalance() ? LightBalanceLimits(counts, pixels)
                                                  : WhiteBalanceLimits(counts, pixels, weights);
         }

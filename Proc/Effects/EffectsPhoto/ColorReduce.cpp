@@ -1,9 +1,9 @@
-// ColorReduce: every pixel in which one colour dominates becomes a grey of matching weight, tinted like the picture's
-// darkest pixel.
+// ColorReduce: replaces every pixel in which one colour dominates by a grey of matching weight, tinted like the
+// picture's darkest pixel.
 //
-// With S the weighted sum of the other two colours, a pixel is replaced when the weighted colour is more than threshold
-// / 2 times S, by the grey that gives the colour half the weight of S. The offsets of the darkest pixel are added with
-// 8-bit wrap-around, on purpose.
+// With S the weighted sum of the other two colours, a pixel is replaced if the weighted colour exceeds threshold / 2
+// times S, by the grey that gives the colour half the weight of S. The offsets of the darkest pixel are deliberately
+// added with 8-bit wrap-around.
 
 #include <algorithm>
 #include <array>
@@ -20,7 +20,8 @@ namespace {
 
 constexpr std::array<double, 3> kLumaWeights{0.299, 0.587, 0.114};  // red, green, blue (ITU-R BT.601)
 
-// The reduced colour (0) and the other two in the order red, green, blue: their bytes within a pixel and their weights.
+// The colour to reduce (0) and the other two in the order red, green, blue: their byte positions in a pixel and
+// weights.
 struct Roles {
     std::array<int, 3> byte;
     std::array<double, 3> weight;
@@ -35,8 +36,8 @@ Roles RolesOf(PixFmt pixFmt, int reduced) {
             {kLumaWeights[reduced], kLumaWeights[second], kLumaWeights[third]}};
 }
 
-// By how much each role's byte of the darkest pixel exceeds the smallest of the three. The first of equally dark pixels
-// counts.
+// The differences between the darkest pixel's bytes, by role, and the smallest of the three. Of equally dark pixels the
+// first one is used.
 std::array<std::uint8_t, 3> DarkestOffsets(const ConstPlane& plane, std::uint64_t bytesPerPixel, const Roles& roles) {
     const auto [a, b, c] = roles.byte;
     const auto [wa, wb, wc] = roles.weight;
@@ -64,7 +65,7 @@ void Reduce(const Plane& plane, std::uint64_t bytesPerPixel, const Roles& roles,
         std::uint8_t* pixel = plane.GetRow(y);
         for (std::uint64_t x = 0; x < plane.GetWidth() / bytesPerPixel; ++x, pixel += bytesPerPixel) {
             const double others = pixel[c] * wc + pixel[b] * wb;
-            // A pure colour divides by zero: infinity exceeds every threshold, and black, 0 / 0, none.
+            // A pure colour divides by zero: infinity exceeds every threshold, and NaN, for black, exceeds none.
             if (!((pixel[a] * wa) / others > threshold * 0.5)) continue;
             const auto grey = std::clamp<std::int64_t>(Shared::RoundHalfAway(others * 0.5 / wa), 0, 255);
             pixel[a] = static_cast<std::uint8_t>(grey + offsets[0]);

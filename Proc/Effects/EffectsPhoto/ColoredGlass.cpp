@@ -1,5 +1,5 @@
-// ColoredGlass: lays a sheet of tinted glass over the picture: every byte is blended with the colour's at one opacity,
-// alpha included.
+// ColoredGlass: covers the picture with tinted glass: every byte, including alpha, is blended with that of the colour
+// at one opacity.
 
 #include "Host/Conf/PixFmtDescription.h"
 #include "Host/Core/Exception.h"
@@ -13,7 +13,7 @@ namespace {
 constexpr boost::source_location kUnsupportedLocation{"Proc/Effects/EffectsPhoto/ColoredGlass.cpp", 102,
                                                       "Orvexa::Proc::ColoredGlass::ProcessInternalCSC"};
 
-// The glass over one plane: one pixel, whose first byte is the lowest of `value`.
+// The tint for one plane: a single pixel, whose first byte is the lowest byte of `value`.
 struct PlaneTint {
     std::uint8_t plane;
     std::uint32_t value;
@@ -33,7 +33,7 @@ std::vector<PlaneTint> TintsFor(PixFmt pixFmt, const Color& color) {
     }
 }
 
-// A row of the glass.
+// A row filled with the tint.
 std::vector<std::uint8_t> TintRow(const PlaneTint& tint, std::size_t size) {
     std::vector<std::uint8_t> row(size);
     for (std::size_t i = 0; i < size; ++i) row[i] = static_cast<std::uint8_t>(tint.value >> (8 * (i % tint.bytes)));

@@ -7,7 +7,7 @@ namespace Orvexa::Proc {
 namespace {
 
 constexpr std::uint8_t kOpaque = 255;
-// A generated picture's own timing. The base puts the incoming frame's timing in its place, on purpose.
+// The generated picture's own timing. The base deliberately replaces it by that of the incoming frame.
 constexpr std::int64_t kTimestamp = 0;
 constexpr std::int64_t kDuration = 40000;
 

@@ -1,5 +1,5 @@
-// Custom: runs a function of the host on the picture. Its settings have no equality, so every SetSettings replaces the
-// function.
+// Custom: runs a C++ function supplied by the host on the picture. Its settings have no equality, so every SetSettings
+// replaces the function.
 
 #include <functional>
 
@@ -15,7 +15,7 @@ public:
 
 private:
     void ProcessInternalImpl(FramePtr& frame) override {
-        // A copy, since the function may set this effect's settings. Calling an empty one throws
+        // A copy, since the function may change this effect's settings. Calling an empty one throws
         // std::bad_function_call.
         const SettingsEffectCustom::FunctorType function = settings_.GetFunctor();
         function(frame);

@@ -1,6 +1,6 @@
-// Cutter: cuts a picture into overlapping patches of one size, for effects that cannot take the whole. The picture is
-// continued to the right and at the bottom until the patches cover it exactly. Patches are views: cutting copies
-// nothing.
+// Cutter: cuts a picture into overlapping patches of one size, for effects that cannot process it as a whole. The
+// picture is extended to the right and at the bottom until the patches cover it exactly. Patches are views, so no
+// pixels are copied.
 
 #include "Host/Settings/Common/SettingsEffectPad.h"
 #include "Host/Settings/Photo/SettingsEffectCutter.h"

@@ -1,8 +1,8 @@
-// DeepAdjuster: finds how a photograph should be corrected: six values, which stay in the effect's settings. A network
-// proposes them. They are tried on a copy of the picture, and where another network thinks the copy clearly worse than
-// the picture, they are weakened by the ratio of its scores.
+// DeepAdjuster: determines how a photograph should be corrected: six values, which are stored in the effect's settings.
+// A network proposes them. They are tried on a copy of the picture; if another network scores the copy clearly lower
+// than the picture, they are reduced by the ratio of the scores.
 //
-// A network's value x stands for the setting c - 2 c x, with the setting's centre c: 0 raises by c, 0.5 changes
+// A network's value x stands for the setting c - 2 c x, where c is the setting's centre: 0 raises by c, 0.5 changes
 // nothing, 1 lowers by c.
 
 #include <algorithm>
@@ -25,7 +25,7 @@ struct Adjustment {
     void (SettingsEffectDeepAdjuster::*setter)(int);
     float center;
 };
-// In the order of the network's values.
+// In the order of the network's outputs.
 constexpr std::array<Adjustment, Neural::kAdjustmentsCount> kAdjustments{{
     {&SettingsEffectDeepAdjuster::SetBrightness, 30},
     {&SettingsEffectDeepAdjuster::SetContrast, 30},
@@ -34,11 +34,11 @@ constexpr std::array<Adjustment, Neural::kAdjustmentsCount> kAdjustments{{
     {&SettingsEffectDeepAdjuster::SetShadows, 50},
     {&SettingsEffectDeepAdjuster::SetHighlights, 70},
 }};
-constexpr float kClearlyWorse = 0.95f;  // ratio of scores below which the values are weakened
+constexpr float kClearlyWorse = 0.95f;  // ratio of scores below which the values are reduced
 
 int SettingFor(float center, float value, float ratio) {
     const float setting = center - ratio * value * (2 * center);
-    // The largest and smallest floats that fit into the result.
+    // The smallest and largest floats that fit into the result.
     return static_cast<int>(std::clamp(setting, -2147483648.0f, 2147483520.0f));
 }
 
@@ -47,7 +47,7 @@ public:
     using NeuralEffect::NeuralEffect;
 
 private:
-    // What was found stays while the models are the same.
+    // The result is kept as long as the models are the same.
     bool AreNew(const SettingsEffectDeepAdjuster& settings) const override { return !settings_.IsEqualBase(settings); }
 
     void ApplySettings(bool) override {
@@ -99,7 +99,7 @@ private:
         effect.ProcessData(frame);
     }
 
-    OneInputPtr colorBalance_, colorBalanceAuto_, balanceLuma_, vibrance_;  // made with the first settings
+    OneInputPtr colorBalance_, colorBalanceAuto_, balanceLuma_, vibrance_;  // created with the first settings
 };
 
 }  // namespace

@@ -1,6 +1,6 @@
-// DeepAligner: levels a tilted photograph. One network says whether there is anything to level it by, another by how
-// much it is turned; the picture is then turned back and cut to the largest rectangle without empty corners. What was
-// found stays in the effect's settings.
+// DeepAligner: levels a tilted photograph. One network decides whether there is anything to level it by, another
+// estimates the tilt; the picture is then rotated back and cropped to the largest rectangle without empty corners. The
+// result is stored in the effect's settings.
 
 #include "Host/Settings/Common/SettingsEffectRotate.h"
 #include "Host/Settings/Photo/SettingsEffectDeepAligner.h"
@@ -9,7 +9,7 @@
 namespace Orvexa::Proc {
 namespace {
 
-constexpr int kInscribed = 2;  // cut to the largest rectangle of the same aspect
+constexpr int kInscribed = 2;  // crop to the largest rectangle with the same aspect ratio
 
 class DeepAligner : public Shared::NeuralEffect<SettingsEffectDeepAligner> {
 public:
@@ -26,7 +26,7 @@ private:
         rotator_->ProcessData(frame);
     }
 
-    // Without a network that could tell, every picture is taken to have a horizon.
+    // Without a network to decide, every picture is assumed to have a horizon.
     bool FindHorizon(FramePtr& frame) {
         try {
             settings_.SetHorizonDetected(Ask(Neural::NeuralType::HorizonFlag, frame)->GetBool());

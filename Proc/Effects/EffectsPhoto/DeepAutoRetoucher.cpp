@@ -1,5 +1,5 @@
-// DeepAutoRetoucher: smooths the skin of faces by a model that sees each face with its surroundings, three tenths of
-// the face's size on each side, and leaves eyes, lips and hair. The rest of the picture is only converted.
+// DeepAutoRetoucher: smooths the skin of faces with a model that sees each face and its surroundings, three tenths of
+// the face's size on each side, and preserves eyes, lips and hair. The rest of the picture is only converted.
 
 #include <algorithm>
 #include <tuple>
@@ -14,7 +14,7 @@ namespace Orvexa::Proc {
 namespace {
 
 constexpr Neural::ModelFileId kRetouch{26};
-constexpr double kFaceMargin = 0.3;  // of the face's size, on each side
+constexpr double kFaceMargin = 0.3;  // on each side, relative to the face's size
 
 struct FaceBox {
     std::uint32_t left, top, width, height;
@@ -22,13 +22,13 @@ struct FaceBox {
 
 int FaceMargin(int size) { return static_cast<int>(Shared::RoundHalfAway(size * kFaceMargin)); }
 
-// Where a face begins along one side of the picture, and its length there, even, both with `margin`.
+// The start and length, both even, of a face along one side of the picture, including `margin`.
 std::pair<std::uint32_t, std::uint32_t> GrowFace(int from, int to, int margin, int size) {
     const int begin = from > margin ? from - margin : 0;
     return {static_cast<std::uint32_t>(begin), static_cast<std::uint32_t>(std::min(size, to + margin) - begin) & ~1u};
 }
 
-// Sizes of a face that lies beyond the picture's right or lower edge wrap around, and cropping refuses them.
+// The size of a face beyond the picture's right or lower edge wraps around, and cropping rejects it.
 FaceBox SurroundingsOf(const FaceRectangle& face, const FrameInfo& picture) {
     const auto within = [](int end, std::uint32_t size) {
         return static_cast<int>(std::min(static_cast<std::uint32_t>(end), size));

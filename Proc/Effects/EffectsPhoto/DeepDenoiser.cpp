@@ -1,5 +1,5 @@
-// DeepDenoiser: removes noise by two models, one after the other. The first knows the noise of sensors at any strength;
-// the second cleans up what the first leaves, blotches and the traces of compression above all.
+// DeepDenoiser: removes noise with two models, one after the other. The first handles sensor noise of any strength; the
+// second removes what the first leaves, mainly blotches and compression artefacts.
 
 #include "Host/Settings/Photo/SettingsEffectDeepDenoiser.h"
 #include "Proc/Effects/EffectsPhoto/Shared/NeuralEffect.h"

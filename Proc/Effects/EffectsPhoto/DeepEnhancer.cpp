@@ -1,9 +1,9 @@
-// DeepEnhancer: lightens dark photographs and enlivens flat ones. A dark picture goes through a low-light model. For
-// others a classifier says whether the enhancing model may replace the picture; if not, the result of the model is laid
-// over the picture, the more weakly the brighter the picture is.
+// DeepEnhancer: brightens dark photographs and enlivens flat ones. A dark picture is processed by a low-light model.
+// For others a classifier decides whether the enhancing model may replace the picture; if not, the model's result is
+// blended over the picture, with an opacity that falls as the picture's brightness rises.
 //
-// What one frame chooses stays chosen until settings are given again, on purpose: after a replaced picture the
-// enhancing model serves dark pictures, too, and after a blended one brightness is measured on all channels.
+// The choice made for one frame deliberately persists until settings are set again: after a replaced picture the
+// enhancing model is also used for dark pictures, and after a blended one brightness is measured on all channels.
 
 #include <algorithm>
 #include <numeric>
@@ -17,8 +17,8 @@ namespace Orvexa::Proc {
 namespace {
 
 constexpr Neural::ModelFileId kLowLight{9}, kEnhance{10};
-constexpr unsigned kDark = 78;      // mean luma below which a picture is dark
-constexpr unsigned kWeakest = 127;  // of 255: how strongly an enhanced picture is laid over a bright one
+constexpr unsigned kDark = 78;      // a picture with a lower mean luma is dark
+constexpr unsigned kWeakest = 127;  // of 255: opacity of the enhanced picture over a bright one
 
 // The mean of all bytes of a plane, rounded down.
 unsigned MeanLevel(const ConstPlane& plane) {

@@ -1,4 +1,4 @@
-// DeepImageEnhancer: improves light and colours in one go, by a model that has seen photographs and damaged copies of
+// DeepImageEnhancer: improves light and colours in one step, with a model trained on photographs and degraded copies of
 // them.
 
 #include "Host/Settings/Photo/SettingsEffectDeepImageEnhancer.h"

@@ -1,5 +1,5 @@
-// DeepLumaUpscaler: sharpens soft or enlarged pictures by a model that sees their luma alone. Colours stay, as eyes see
-// sharpness in luma and colour noise would be sharpened, too.
+// DeepLumaUpscaler: sharpens soft or enlarged pictures with a model that processes only their luma. Chroma is
+// preserved, since perceived sharpness depends on luma, and colour noise would be sharpened, too.
 
 #include "Host/Settings/Photo/SettingsEffectDeepLumaUpscaler.h"
 #include "Proc/Effects/EffectsPhoto/Shared/NeuralEffect.h"
@@ -8,7 +8,7 @@ namespace Orvexa::Proc {
 namespace {
 
 constexpr Neural::ModelFileId kSharpen{14};
-constexpr int kLargestSharpened = 5184;  // sides of what goes through the model at once, in pixels
+constexpr int kLargestSharpened = 5184;  // largest side of the model's input, in pixels
 
 class DeepLumaUpscaler : public Shared::AlwaysConfigured<SettingsEffectDeepLumaUpscaler> {
 public:

@@ -1,5 +1,5 @@
-// DeepRestorer: removes JPEG blocks, slight blur and noise by one model, whole pictures at once or in tiles that the
-// host chooses.
+// DeepRestorer: removes JPEG blocking, slight blur and noise with one model, on the whole picture at once or in tiles
+// chosen by the host.
 
 #include "Host/Settings/Photo/SettingsEffectDeepRestorer.h"
 #include "Proc/Effects/EffectsPhoto/Shared/NeuralEffect.h"
@@ -8,7 +8,7 @@ namespace Orvexa::Proc {
 namespace {
 
 constexpr Neural::ModelFileId kRestore{16};
-constexpr int kLargestRestored = 3072;  // sides of what goes through the model at once, in pixels
+constexpr int kLargestRestored = 3072;  // largest side of the model's input, in pixels
 
 class DeepRestorer : public Shared::NeuralEffect<SettingsEffectDeepRestorer> {
 public:

@@ -1,5 +1,5 @@
-// DeepRestorerEx: removes JPEG blocks, slight blur and noise from the picture or a part of it, in tiles of one size
-// whose overlap the settings give.
+// DeepRestorerEx: removes JPEG blocking, slight blur and noise from all or part of the picture, in tiles of one size
+// whose overlap is a setting.
 
 #include "Host/Settings/Photo/SettingsEffectDeepNeuralFragmentor.h"
 #include "Host/Settings/Photo/SettingsEffectDeepRestorerEx.h"
@@ -9,7 +9,7 @@ namespace Orvexa::Proc {
 namespace {
 
 constexpr Neural::ModelFileId kRestoreTiles{15};
-constexpr int kRestoredTile = 256;  // sides of a tile, in pixels
+constexpr int kRestoredTile = 256;  // side of a tile, in pixels
 
 class DeepRestorerEx : public Shared::NeuralEffect<SettingsEffectDeepRestorerEx> {
 public:

@@ -1,5 +1,5 @@
-// DeepSuperResolutor: makes a picture three times as wide and high, by a model that adds the edges and textures which
-// interpolation leaves soft.
+// DeepSuperResolutor: enlarges a picture to three times its width and height, with a model that restores the edges and
+// textures that interpolation leaves soft.
 
 #include "Host/Settings/Photo/SettingsEffectDeepSuperResolutor.h"
 #include "Proc/Effects/EffectsPhoto/Shared/NeuralEffect.h"
@@ -8,7 +8,7 @@ namespace Orvexa::Proc {
 namespace {
 
 constexpr Neural::ModelFileId kEnlarge{17};
-constexpr int kLargestEnlarged = 4096;  // sides of what goes through the model at once, in pixels
+constexpr int kLargestEnlarged = 4096;  // largest side of the model's input, in pixels
 
 class DeepSuperResolutor : public Shared::NeuralEffect<SettingsEffectDeepSuperResolutor> {
 public:

@@ -1,5 +1,5 @@
-// DetailsEnhance: brings out details by local contrast on the luma, darkened a little in proportion. A mask that is
-// widest open at mid-grey lays the result over the picture, so that black and white stay.
+// DetailsEnhance: brings out details by enhancing the local contrast of luma, slightly darkened in proportion. The
+// result is blended over the picture through a mask that is largest at mid-grey, so that black and white are unchanged.
 
 #include <optional>
 
@@ -19,7 +19,7 @@ namespace {
 constexpr double kClipLimit = 2.5;  // at full strength
 constexpr std::int32_t kGamma = -15;
 
-// Rises from black to mid-grey and falls to white, in integers that truncate.
+// Rises from black to mid-grey and falls to white, in truncating integer arithmetic.
 constexpr Shared::Curve MidTones() {
     Shared::Curve curve{};
     for (int i = 0; i < 128; ++i) curve[i] = static_cast<std::uint8_t>((255 * i) / 128);
@@ -56,7 +56,7 @@ private:
         backConverter_.Convert(enhanced, pixFmt);
         MakeWritable(enhanced);
         AttachMask(enhanced, std::move(mask));
-        MakeWritable(frame);  // its alpha stays: the blender leaves it alone
+        MakeWritable(frame);  // its alpha is preserved: the blender does not change it
         blender_->ProcessData(frame, ConstFramePtr(enhanced));
     }
 
@@ -76,8 +76,8 @@ private:
     TwoInputPtr blender_ = CreateTwoInput(SettingsEffectImageBlender(0, 0, 255, BlendAlphaMode::UseAlpha));
     OneInputPtr clahe_ = CreateOneInput<SettingsEffectCLAHE>();
     OneInputPtr colorBalance_ = CreateOneInput<SettingsEffectColorBalance>();
-    std::optional<Shared::LayerMask> layerMask_;  // made for the first picture without alpha
-    TwoInputPtr alphaInserter_;                   // made for the first one with alpha
+    std::optional<Shared::LayerMask> layerMask_;  // created for the first picture without alpha
+    TwoInputPtr alphaInserter_;                   // created for the first one with alpha
     Shared::FormatConverter backConverter_{CreateOneInput<SettingsColorspaceConverter>()};
     OneInputPtr workingConverter_ = CreateOneInput(SettingsColorspaceConverter(PixFmt::Yuvj444p, true));
 };

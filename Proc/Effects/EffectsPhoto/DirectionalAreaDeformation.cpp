@@ -1,7 +1,8 @@
 // DirectionalAreaDeformation: pushes the picture along a stroke of a capsule-shaped brush.
 //
-// The pushes of all calls add up in a displacement field, which is always applied to the first picture the effect saw.
-// Only what the present stroke touches is redrawn, so a stroke's cost does not depend on the picture's size.
+// The displacements of all calls accumulate in a displacement field, which is always applied to the first picture that
+// the effect saw. Only the area touched by the current stroke is redrawn, so its cost does not depend on the picture's
+// size.
 
 #include <algorithm>
 #include <array>
@@ -20,8 +21,8 @@
 namespace Orvexa::Proc {
 namespace {
 
-constexpr double kPushPerSize = 0.2;      // of the brush's diameter, at full strength
-constexpr float kFullPushRadius = 0.25f;  // of the brush's radius: nearer to the stroke the push is whole
+constexpr double kPushPerSize = 0.2;      // relative to the brush's radius: within it the push is full
+constexpr float kFullPushRadius = 0.25f;  // any distance from 1 on
 constexpr float kOutsideBrush = 10.0f;    // any distance from 1 on
 constexpr float kNoPush = 0.00001f;
 
@@ -35,8 +36,8 @@ struct Box {
     bool IsEmpty() const { return left >= right || top >= bottom; }
 };
 
-// The pushes of a picture's pixels. Memory is taken only for tiles where something was pushed: a dense field would take
-// 8 bytes a pixel, more than the picture itself.
+// The displacements of a picture's pixels. Memory is allocated only for tiles where something was pushed: a dense field
+// would take 8 bytes per pixel, more than the picture itself.
 class PushField {
 public:
     PushField() = default;
@@ -71,7 +72,7 @@ private:
     std::vector<std::unique_ptr<Tile>> tiles_;
 };
 
-// The capsule around a line, and how much it pushes.
+// The capsule around a line, and its push.
 class Brush {
 public:
     explicit Brush(const SettingsEffectDirectionalAreaDeformation& settings)
@@ -81,13 +82,13 @@ public:
         const float dx = static_cast<float>(settings.GetToX()) - fromX_,
                     dy = static_cast<float>(settings.GetToY()) - fromY_;
         const float length = std::sqrt(dx * dx + dy * dy);
-        ux_ = dx / length;  // not a number for a stroke of no length, which pushes nothing
+        ux_ = dx / length;  // NaN for a stroke of zero length, which pushes nothing
         uy_ = dy / length;
         length_ = (dx * ux_ + dy * uy_) / radius_;
         amount_ = static_cast<float>(settings.GetStrength() * (settings.GetSize() * kPushPerSize) / 100.0);
     }
 
-    /// Adds this stroke's push at a pixel, if it reaches there.
+    /// Adds this stroke's push at a pixel if it is within reach.
     void Add(PushField& field, std::uint32_t x, std::uint32_t y) const {
         const float distance = DistanceOf(static_cast<float>(x) - fromX_, static_cast<float>(y) - fromY_);
         if (!(distance < 1.0f)) return;
@@ -100,8 +101,8 @@ public:
         }
         const float larger = std::max(weight, present), sum = present + weight;
         if (sum == 0.0f) return;
-        // Pushes in one direction do not grow without bound. From left to right: the quotient alone would round
-        // differently.
+        // Limits the accumulation of pushes in one direction. Evaluated from left to right: computing the quotient
+        // first would round differently.
         field.Set(x, y, {(push.x + weight * ux_) * larger / sum, (push.y + weight * uy_) * larger / sum});
     }
 
@@ -138,7 +139,7 @@ class DirectionalAreaDeformation : public EffectBaseOneInput<SettingsEffectDirec
 public:
     using EffectBaseOneInput::EffectBaseOneInput;
 
-    /// Keeps the field and the picture that it is applied to.
+    /// Keeps the field and the picture to which it is applied.
     void ResetSettings() override { settings_ = SettingsEffectDirectionalAreaDeformation(0.0); }
 
 private:
@@ -161,10 +162,10 @@ private:
 
     void Redraw(const FramePtr& frame, const Box& box) {
         const FrameInfo& info = frame->GetFrameInfo();
-        // Farther than this brush pushes. Where a larger one pushed before, the patch's edge pixels stand for what lies
-        // beyond it.
+        // More than this brush's largest displacement. Where a larger brush pushed before, the patch's edge pixels
+        // stand in for those beyond it.
         const std::int64_t margin = settings_.GetSize() / 2 + 1;
-        // The patch starts at whole chroma samples, so that those of the box are the picture's own.
+        // The patch starts at whole chroma samples, so that the chroma samples in the box are those of the picture.
         const PixFmtDescription& description = PixFmtDescription::Get(base_->GetPixFmt());
         const auto start = [&](std::int64_t edge, std::uint8_t shift) {
             return std::max<std::int64_t>(edge - margin, 0) >> shift << shift;
@@ -172,7 +173,7 @@ private:
         const Box source{start(box.left, description.chromaShiftX), start(box.top, description.chromaShiftY),
                          std::min<std::int64_t>(box.right + margin, info.width),
                          std::min<std::int64_t>(box.bottom + margin, info.height)};
-        FramePtr patch = ViewOf(*base_, source);  // the remapper makes a new frame and leaves the base alone
+        FramePtr patch = ViewOf(*base_, source);  // the remapper creates a new frame and leaves the base unchanged
         remapper_->SetSettings(SettingsEffectRemapping([this, source](int x, int y) {
             const Push push =
                 field_.Get(static_cast<std::uint32_t>(source.left + x), static_cast<std::uint32_t>(source.top + y));

@@ -1,5 +1,5 @@
-// DrawFace: draws the contours of faces, a colour for each part, and their rectangles. Without faces in its settings it
-// draws those that the host finds, and keeps them.
+// DrawFace: draws the contours of faces, with a colour for each part, and their rectangles. If its settings contain no
+// faces, it draws those that the host detects, and keeps them.
 
 #include "Host/Settings/Common/SettingsEffectDrawContours.h"
 #include "Host/Settings/Photo/SettingsEffectDrawFace.h"

@@ -1,8 +1,9 @@
 // EdgeRemove: removes a dark line (a crease, a seam, an edge) along a segment of the picture.
 //
 // At every step along the segment the picture is sampled across it, as far as the radius and the mask allow. Pixels
-// darker than their step's mean are shifted by the difference between the colours around, those of the darkest pixels
-// that are not darker than the mean, and their own mean. The patch is blended into the destination through the mask.
+// darker than their step's mean are shifted by a colour difference: that between the surrounding colours, taken from
+// the darkest pixels that are not darker than the mean, and the mean of the dark pixels. The patch is blended into the
+// destination through the mask.
 
 #include <algorithm>
 #include <array>
@@ -29,7 +30,7 @@
 namespace Orvexa::Proc {
 namespace {
 
-constexpr std::uint8_t kChanged = 255, kLooked = 127;  // in the record of what was done
+constexpr std::uint8_t kChanged = 255, kLooked = 127;  // values in the record of processed pixels
 constexpr std::uint32_t kBoxMargin = 3;                // pixels
 constexpr double kBlurDeviation = 1.0;
 constexpr int kOpeningSize = 3;
@@ -42,8 +43,8 @@ struct Position {
     bool operator<(const Position& other) const { return std::tie(x, y) < std::tie(other.x, other.y); }
 };
 
-// One step along the segment: the pixels across it, by column, each with whether it is darker than their mean, and the
-// darkest of those that are not.
+// One step along the segment: the pixels across it, by column, each flagged if it is darker than their mean, and the
+// darkest of the unflagged ones.
 struct Sample {
     double x, y;
     std::map<Position, bool> isDark;
@@ -58,7 +59,7 @@ std::uint8_t* At(const Plane& plane, const Position& position) {
     return plane.GetOffsetPtr(static_cast<std::uint64_t>(position.x), static_cast<std::uint64_t>(position.y));
 }
 
-// The segment's samples, with the pixels across it on which the mask is not 0.
+// The segment's samples, made up of the pixels across it with a non-zero mask.
 std::vector<Sample> MakeSamples(const Position& from, const Position& to, int radius, const ConstPlane& mask) {
     const int dx = to.x - from.x, dy = to.y - from.y, length = std::abs(dx) + std::abs(dy);
     const double ux = static_cast<double>(dx) / length, uy = static_cast<double>(dy) / length;
@@ -95,8 +96,8 @@ void Classify(Sample& sample, const ConstPlane& guide) {
     }
 }
 
-// Recolours the dark pixels of the samples in `corrected`, a copy of `source`, and records what it looked at. Pixels
-// that earlier samples have corrected take part in the later sums as they are by then. Intended.
+// Recolours the dark pixels of the samples in `corrected`, a copy of `source`, and records the pixels processed. Pixels
+// already corrected for earlier samples enter later sums with their new values. Intended.
 class Recolouring {
 public:
     Recolouring(const ConstPlane& source, const Plane& corrected, const Plane& record)
@@ -109,7 +110,7 @@ public:
         }
     }
 
-    /// Around the dark pixels; left >= right if there were none.
+    /// The bounding box of the dark pixels; left >= right if there were none.
     const CropInfo& GetBox() const { return box_; }
 
 private:
@@ -131,7 +132,7 @@ private:
         const std::array<const Sample*, 3> around{&previous, &sample, &next};
         std::int64_t weights = 0;
         for (const Sample* near : around) weights += 255 - near->darkest;
-        if (count == 0 || weights == 0) return;  // nothing around to take a colour from
+        if (count == 0 || weights == 0) return;  // there is nothing around to take a colour from
         Sums change;
         for (int c = 0; c < kChannels; ++c) {
             std::int64_t target = 0;
@@ -179,7 +180,7 @@ private:
         return destination;
     }
 
-    // The three channels of a colour have to stand together in a pixel.
+    // The three channels of a colour must be adjacent in a pixel.
     ConstFramePtr AsPacked(const ConstFramePtr& picture) {
         if (PixFmtDescription::Get(picture->GetPixFmt()).kind == PixFmtDescription::Kind::Packed) return picture;
         FramePtr packed = boost::const_pointer_cast<IDataVideo>(picture);
@@ -230,7 +231,7 @@ private:
         Blend(*Shared::ViewOf(*destination, target), *patch, *Opacities(*partMask, *record, box));
     }
 
-    // The luma without small bright spots, softened.
+    // The luma with small bright spots removed, then blurred.
     FramePtr MakeGuide(FramePtr picture) {
         grayscale_->ProcessData(picture);
         morphology_->ProcessData(picture);
@@ -243,7 +244,7 @@ private:
                 box.top - std::min(box.top, kBoxMargin), std::min(box.bottom + kBoxMargin, info.height)};
     }
 
-    // The mask in the box, scaled so that its largest value is opaque; nothing where no pixel was changed.
+    // The mask in the box, scaled so that its maximum is opaque; 0 where no pixel was changed.
     FramePtr Opacities(const IDataVideo& mask, const IDataVideo& record, const CropInfo& box) const {
         Shared::Curve scale;
         for (int i = 0; i < 256; ++i)

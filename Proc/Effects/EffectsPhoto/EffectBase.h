@@ -1,10 +1,10 @@
 // The template bases of all effects.
 //
 // An effect derives from EffectBaseOneInput, EffectBaseTwoInput or EffectBaseVarInput with its settings class and
-// implements ProcessInternalImpl. An algorithm written for a few pixel formats derives from EffectBaseCSCOneInput
-// instead, names its formats in GetWorkingPixFmts and implements ProcessInternalCSC; EffectBaseCSCLuma also gives the
-// picture its luma back afterwards. Sub-effects are members with a default initialiser, CreateOneInput<...>(); what
-// follows from the settings is brought up to date in ApplySettings.
+// implements ProcessInternalImpl. An algorithm written for specific pixel formats derives from EffectBaseCSCOneInput
+// instead, lists its formats in GetWorkingPixFmts and implements ProcessInternalCSC; EffectBaseCSCLuma also restores
+// the picture's luma afterwards. Sub-effects are members with a default initialiser, CreateOneInput<...>(); state
+// derived from the settings is updated in ApplySettings.
 #pragma once
 
 #include <glog/logging.h>
@@ -20,7 +20,7 @@ namespace Orvexa::Proc {
 
 namespace Details {
 
-// Log lines are found by tools through their place, which therefore stays fixed while this file changes.
+// Tools identify log lines by their location, which therefore stays fixed when this file changes.
 inline constexpr char kLogFile[] = "Proc/Effects/EffectsPhoto/EffectBase.h";
 inline constexpr int kLogVerbosity = 30;
 
@@ -42,7 +42,7 @@ inline constexpr const char* kInterfaceName<IVarInputEffectVideo> = "IVarInputEf
 
 }  // namespace Details
 
-/// Settings, statistics and logging: what is the same for all effects.
+/// Settings, statistics and logging, common to all effects.
 template <class InterfaceT, class SettingsT>
 class EffectBase : public SettingsEffect<InterfaceT, SettingsT> {
 public:
@@ -60,7 +60,7 @@ public:
         return statistics;
     }
 
-    /// Takes the settings if they differ from the present ones, then lets the effect follow them.
+    /// Takes the settings if they differ from the current ones, then calls `ApplySettings`.
     virtual void SetSettings(const SettingsT& settings) {
         CheckSettings(settings);
         const bool areNew = AreNew(settings);
@@ -69,29 +69,29 @@ public:
     }
 
 protected:
-    /// Throws if the effect cannot work with these settings; they are not taken then.
+    /// Throws if the effect cannot work with these settings; they are then not taken.
     virtual void CheckSettings(const SettingsT&) const {}
 
-    /// Whether settings differ from the present ones; those of a class without equality always do.
+    /// Whether the settings differ from the current ones; those of a class without equality always do.
     virtual bool AreNew(const SettingsT& settings) const {
         if constexpr (std::equality_comparable<SettingsT>) return !(this->settings_ == settings);
         return true;
     }
 
-    /// Brings what depends on the settings up to date, such as the sub-effects. Called whenever settings were given,
-    /// also if they are not new.
+    /// Updates what depends on the settings, such as the sub-effects. Called whenever settings are set, even if they
+    /// are not new.
     virtual void ApplySettings(bool /*areNew*/) {}
 
     /// An effect's own additions to its statistics.
     virtual void AddStatistics(Core::Property&) const {}
 
-    /// Lets the effect drop what depends on its settings, then takes the new ones.
+    /// Lets the effect discard what depends on its settings, then takes the new ones.
     void ReplaceSettings(SettingsT settings) {
         this->ResetSettings();
         this->settings_ = std::move(settings);
     }
 
-    /// Runs `process` between the log lines, or not at all when the settings ask for nothing, and counts the calls.
+    /// Runs `process` between the log lines, or not at all if the settings have no effect, and counts the calls.
     template <class Process>
     void RunLogged(const Details::LogLines& lines, Process&& process) {
         Log(lines.starts, " starts");
@@ -114,7 +114,7 @@ private:
     std::int64_t statisticTotal_ = 0;
 };
 
-/// One frame, processed in place or replaced. Its timing stays as it was.
+/// One frame, processed in place or replaced. Its timing is preserved.
 template <class SettingsT>
 class EffectBaseOneInput : public EffectBase<IOneInputEffectVideo, SettingsT> {
 public:
@@ -130,7 +130,7 @@ protected:
     virtual void ProcessInternalImpl(FramePtr& frame) = 0;
 };
 
-/// One frame, processed in place or replaced with the help of a second one, which is only read.
+/// One frame, processed in place or replaced, using a second one that is read-only.
 template <class SettingsT>
 class EffectBaseTwoInput : public EffectBase<ITwoInputEffectVideo, SettingsT> {
 public:
@@ -150,7 +150,7 @@ protected:
     virtual void ProcessInternalImpl(FramePtr& frame, const ConstFramePtr& second) = 0;
 };
 
-/// Many frames in, one out; or an empty pointer and the results in the vector.
+/// Takes many frames and returns one, or returns an empty pointer and leaves the results in the vector.
 template <class SettingsT>
 class EffectBaseVarInput : public EffectBase<IVarInputEffectVideo, SettingsT> {
 public:
@@ -170,7 +170,7 @@ protected:
     virtual DataPtr ProcessInternalImpl(std::vector<DataPtr>& frames) = 0;
 };
 
-/// A grey frame with a copy of a frame's plane 0: its luma alone, for which no whole frame need be kept.
+/// A grey frame with a copy of a frame's plane 0: its luma alone, so that the whole frame need not be kept.
 inline FramePtr TakeLuma(const IDataVideo& frame, const AllocatorPtr& allocator) {
     FramePtr luma = NewFrame(allocator, PixFmt::Gray8, frame.GetFrameInfo());
     CopyPlane(frame.GetPlane(0), luma->GetPlane(0));
@@ -180,7 +180,7 @@ inline FramePtr TakeLuma(const IDataVideo& frame, const AllocatorPtr& allocator)
 /// Copies the grey frame `luma` into plane 0 of a frame of the same size.
 inline void PutLuma(const IDataVideo& luma, IDataVideo& frame) { CopyPlane(luma.GetPlane(0), frame.GetPlane(0)); }
 
-/// Brings frames into one of the effect's working formats and back.
+/// Converts frames to one of the effect's working formats and back.
 template <class Base>
 class EffectBaseCSC : public Base {
 public:
@@ -192,9 +192,9 @@ public:
     }
 
 protected:
-    /// Whether the result goes back into the format of the input.
+    /// Whether the result is converted back to the format of the input.
     virtual bool IsConvertBack() const { return true; }
-    /// The formats that the algorithm can work in.
+    /// The formats that the algorithm supports.
     virtual const std::vector<PixFmt>& GetWorkingPixFmts() const {
         static const std::vector<PixFmt> formats{PixFmt::Rgb24};
         return formats;
@@ -212,11 +212,11 @@ protected:
                 forwardConverter_->SetSettings(SettingsColorspaceConverter(formats, true));
             }
         }
-        // A frame in a working format goes through the converter, too, which leaves it as it is.
+        // A frame in a working format passes through the converter, too, unchanged.
         ConvertToWorking(frame);
     }
 
-    /// Brings a frame that the algorithm made into a working format again. Only after `ConvertIn`.
+    /// Converts a frame created by the algorithm to a working format. Only after `ConvertIn`.
     void ConvertToWorking(FramePtr& frame) {
         if (isConvertIn_) forwardConverter_->ProcessData(frame);
     }
@@ -238,7 +238,7 @@ private:
     PixFmt backSourcePixFmt_ = PixFmt::None;
 };
 
-/// One frame in a working format, with the caller's unconverted frame beside it. A call that fails before the
+/// One frame in a working format, together with the caller's unconverted frame. A call that fails before the
 /// unconverted frame is released leaves that frame in the caller's reference.
 template <class SettingsT>
 class EffectBaseCSCOneInput : public EffectBaseCSC<EffectBaseOneInput<SettingsT>> {
@@ -264,11 +264,11 @@ protected:
         this->ConvertBack(frame);
     }
 
-    /// `frame` is in a working format and may be `input` itself, the caller's own frame: its pixels must not be changed
-    /// then. `input` is the frame as it was before the conversion.
+    /// `frame` is in a working format and may be `input` itself, the caller's own frame; its pixels must then not be
+    /// changed. `input` is the frame as it was before the conversion.
     virtual void ProcessInternalCSC(FramePtr& frame, const ConstFramePtr& input) = 0;
 
-    /// For an algorithm that is about to allocate frames, does not read its input and cannot fail any more: frees the
+    /// For an algorithm that is about to allocate frames, does not read its input and can no longer fail: frees the
     /// unconverted frame, a third of the peak memory. `input` is empty from then on, unless it is the working frame
     /// itself.
     void ReleaseInput(const FramePtr& working) {
@@ -286,7 +286,7 @@ public:
     using EffectBaseCSCOneInput<SettingsT>::EffectBaseCSCOneInput;
 
 protected:
-    /// As in the base, but without keeping the unconverted input, which nobody reads: its memory serves the
+    /// As in the base, but without keeping the unconverted input, which nothing reads: its memory is reused by the
     /// conversions.
     void ProcessInternalImpl(FramePtr& frame) override {
         this->ConvertIn(frame);
@@ -301,7 +301,7 @@ protected:
         PutLuma(*luma, *frame);
     }
 
-    /// The algorithm. It may change the pixels of `frame` only where nobody else sees them (`IsExclusive`), else it
+    /// The algorithm. It may change the pixels of `frame` only if nobody else sees them (`IsExclusive`); otherwise it
     /// replaces the frame.
     virtual void ProcessInternalColor(FramePtr& frame) = 0;
 

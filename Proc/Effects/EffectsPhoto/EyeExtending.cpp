@@ -1,5 +1,5 @@
 // EyeExtending: enlarges both eyes. An ellipse is fitted to each eye. Inside 1.2 times the ellipse the picture is
-// magnified, more across the eye than along it; from there the magnification falls linearly to none at three times the
+// magnified, more across the eye than along it; beyond that the magnification falls linearly to none at three times the
 // ellipse.
 
 #include <algorithm>
@@ -19,19 +19,19 @@
 namespace Orvexa::Proc {
 namespace {
 
-constexpr float kFadesFrom = 1.2f, kFadesTo = 3.0f;  // in sizes of the ellipse
-// How much the eye shrinks in the source at full strength. Narrow eyes grow more across than round ones, and the
-// growth along the eye is a part of that.
+constexpr float kFadesFrom = 1.2f, kFadesTo = 3.0f;  // relative to the ellipse
+// Scale of the eye in the source at full strength. Narrow eyes are enlarged more across than round ones, and the
+// enlargement along the eye is derived from that.
 constexpr double kLeastAcross = 0.6, kMostAcross = 0.8, kLeastAlong = 0.3, kAlongPerRoundness = 0.5;
 constexpr std::size_t kSecondCorner = 3;
 
 struct Ellipse {
     float centerX, centerY;
-    float cosine, sine;   // of the axis from corner to corner
+    float cosine, sine;   // of the axis between the corners
     float along, across;  // semi-axes
 };
 
-// None for an eye whose corners are not apart, or that has too few points.
+// None for an eye whose corners coincide, or with too few points.
 std::optional<Ellipse> FitTo(const Contour& contour) {
     if (contour.size() <= kSecondCorner) return std::nullopt;
     const auto x = [&](std::size_t i) { return static_cast<float>(contour[i].x); };
@@ -57,7 +57,7 @@ std::optional<Ellipse> FitTo(const Contour& contour) {
     return eye;
 }
 
-// Where the pixels around an eye come from.
+// Computes the source positions of the pixels around an eye.
 class Magnifier {
 public:
     Magnifier(const Ellipse& eye, double strength) : eye_(eye) {
@@ -78,7 +78,7 @@ public:
         return {r > kFadesTo ? x : sourceX, r > kFadesTo ? y : sourceY};
     }
 
-    // The pixels of a row that may be moved, from `first` to before `end`; the others certainly stay.
+    // The pixels of a row that may move, from `first` to before `end`; all others certainly do not.
     struct Span {
         int first, end;
     };
@@ -105,7 +105,7 @@ private:
     float along_, across_;
 };
 
-// What the magnification reaches of a frame.
+// The part of a frame that the magnification reaches.
 CropInfo BoxOf(const Ellipse& eye, const FrameInfo& info) {
     const float ac = eye.along * eye.cosine, as = eye.along * eye.sine, bc = eye.across * eye.cosine,
                 bs = eye.across * eye.sine;
@@ -124,7 +124,7 @@ public:
 
 private:
     void ProcessInternalImpl(FramePtr& frame) override {
-        if (frame->GetPixFmt() == PixFmt::Pal8) converter_.Convert(frame, PixFmt::Rgba);  // magnified colours are new
+        if (frame->GetPixFmt() == PixFmt::Pal8) converter_.Convert(frame, PixFmt::Rgba);  // it mixes colours
         converter_.Prepare(frame->GetPixFmt());
         const Eyes eyes = settings_.GetEyes();
         if (eyes.IsEmpty()) return;
@@ -153,7 +153,7 @@ private:
         SettingsEffectRemapping remapping;
         remapping.SetRowFunction([shared = Magnifier(eye, settings_.GetStrength())](int y, int width, float* sourceX,
                                                                                     float* sourceY) {
-            const Magnifier magnifier = shared;  // which the positions cannot overwrite
+            const Magnifier magnifier = shared;  // a local copy that the stores of positions cannot alias
             const auto [first, end] = magnifier.SpanOf(y, width);
             for (int x = 0; x < width; ++x) sourceX[x] = static_cast<float>(x);
             std::fill(sourceY, sourceY + width, static_cast<float>(y));

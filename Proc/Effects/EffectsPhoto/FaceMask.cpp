@@ -1,6 +1,6 @@
 // FaceMask: makes a mask of a face's regions. Eyes, lips and mouth opening are the areas of their contours. The head is
-// found by segmentation: the polygon of outline and brows certainly belongs to it, an ellipse that also takes in the
-// ears probably, a larger one perhaps. Eyes and mouth are left out of it.
+// found by segmentation: the polygon of outline and brows is certain foreground, an ellipse that includes the ears is
+// probable foreground, and a larger one is probable background. Eyes and mouth are excluded from it.
 
 #include <algorithm>
 #include <cmath>
@@ -21,9 +21,9 @@ namespace {
 constexpr Color Label(std::uint8_t value) { return Color(value, value, value, 255); }
 constexpr Color kCertain = Label(1), kDoubtful = Label(2), kProbable = Label(3);  // labels of the segmentation
 
-// Half axes of the ellipses, across and along the face, in distances from their centre to an ear.
+// Semi-axes of the ellipses, across and along the face, in distances from their centre to an ear.
 constexpr double kDoubtfulWidth = 1.3, kDoubtfulHeight = 1.2, kProbableWidth = 0.9;
-// The ellipses' sector: all but the third opposite the chin, where the hair begins.
+// The sector of the ellipses: all but the third opposite the chin, where the hair begins.
 constexpr double kStartAngle = 150.0, kEndAngle = 390.0;  // degrees
 
 constexpr double kMaskBlurDeviation = 2.0, kMaskBlurLength = 2.0, kMaskBlurReduction = 2.0;
@@ -36,7 +36,7 @@ Contour PolygonOf(const Face& face) {
     return polygon;
 }
 
-// How far the line from the outer corner of one eye to that of the other is turned, in degrees.
+// The angle, in degrees, of the line from the outer corner of one eye to that of the other.
 double AngleOf(const Eyes& eyes) {
     constexpr std::size_t kOppositeCorner = 3;
     const Contour &first = eyes.GetFirst().GetContour(), &second = eyes.GetSecond().GetContour();
@@ -45,7 +45,7 @@ double AngleOf(const Eyes& eyes) {
     return std::atan2(b.y - a.y, b.x - a.x) * 180.0 / std::numbers::pi;
 }
 
-// What the head may take up at most, within the picture.
+// An upper bound on the area of the head within the picture.
 class Reach {
 public:
     explicit Reach(const FrameInfo& info) : info_(info) {}
@@ -149,7 +149,7 @@ private:
         reach.Add(center, static_cast<int>(radius * kDoubtfulWidth) + 1);
     }
 
-    // Looked for only where something was drawn: the whole mask may be a hundred times as large.
+    // Searched only where something was drawn: the whole mask may be a hundred times as large.
     static CropInfo BoxOfLabels(const FramePtr& mask, const CropInfo& reach) {
         CropInfo box = CropInfo::Nothing();
         if (!Shared::IsEmpty(reach)) box = Shared::FindBox(Shared::ViewOf(*mask, reach)->GetPlane(0));

@@ -1,5 +1,5 @@
-// FaceRecognition: describes the face in a rectangle of the picture by numbers, which stay in the effect's settings.
-// The host finds the face once more within the rectangle, so that the rectangle may be a rough one.
+// FaceRecognition: computes a descriptor of the face in a rectangle of the picture and stores it in the effect's
+// settings. The host detects the face again within the rectangle, which may therefore be approximate.
 
 #include "Host/Settings/Photo/SettingsEffectFaceRecognition.h"
 #include "Host/Settings/Photo/SettingsEffectFaceRecognitionTrainer.h"

@@ -1,6 +1,6 @@
 // FaceThinning: slims a face by drawing in the line of its cheeks and jaw. Bands of quadrilaterals lie along the
-// outline, from a curve inside the face to one outside. Across a band a pixel at v, 0 at the inner curve and 1 at the
-// outer one, shows what was at v^(1 - 0.35 strength): farther out where strength is positive, and the same at both
+// outline, from a curve inside the face to one outside. Within a band a pixel at v, 0 at the inner curve and 1 at the
+// outer one, shows the pixel at v^(1 - 0.35 strength): one farther out if strength is positive, and itself at both
 // curves, so that the background beside the cheek is stretched without a seam.
 
 #include <algorithm>
@@ -25,7 +25,7 @@ using Shared::Quadrilateral;
 
 constexpr double kExponentGain = 0.35;
 
-// The part of a frame that a band lies in.
+// The part of a frame that contains a band.
 CropInfo BoxOf(const BandCorners& corners, const FrameInfo& info) {
     const auto byX = [](const Point<int>& a, const Point<int>& b) { return a.x < b.x; };
     const auto byY = [](const Point<int>& a, const Point<int>& b) { return a.y < b.y; };
@@ -46,7 +46,7 @@ Quadrilateral Relative(BandCorners corners, const CropInfo& box) {
     return Quadrilateral(corners);
 }
 
-// A position rounded half away from zero, and whether any position up to `error` away gives the same.
+// A position rounded half away from zero, and whether every position within `error` rounds to the same value.
 struct Rounded {
     static constexpr double kFarthest = 1 << 30;
 
@@ -63,13 +63,13 @@ struct Rounded {
     bool isSure;
 };
 
-// Where the pixels of a band come from.
+// Computes the source positions of the pixels in a band.
 class Bend {
 public:
     Bend(const Quadrilateral& shape, const Shared::Power& power)
         : shape_(shape), power_(power), error_(shape.GetSpan() * Shared::Power::kError + kRounding) {}
 
-    // Positions of a row's pixels, of which the marked ones are bent.
+    // Source positions for the pixels of a row; only the marked ones are displaced.
     void FillRow(int y, int columns, const std::uint8_t* marks, float* sourceX, float* sourceY) {
         for (int x = 0; x < columns; ++x) sourceX[x] = static_cast<float>(x);
         std::fill(sourceY, sourceY + columns, static_cast<float>(y));
@@ -82,7 +82,7 @@ public:
     }
 
 private:
-    static constexpr double kRounding = 1e-9;  // of the positions' own arithmetic
+    static constexpr double kRounding = 1e-9;  // rounding error of the positions' own arithmetic
 
     void BendRun(int x, int y, int count, float* sourceX, float* sourceY) {
         const auto size = static_cast<std::size_t>(count);
@@ -109,12 +109,12 @@ private:
     const Quadrilateral& shape_;
     const Shared::Power& power_;
     double error_;
-    // Of a run's pixels.
+    // For the pixels of a run.
     std::vector<double> u_, v_, bentV_;
-    std::vector<std::int64_t> isSure_;  // as wide as the others, for the compiler's sake
+    std::vector<std::int64_t> isSure_;  // as wide as the others, so that the loop can be vectorised
 };
 
-// A piece of the picture, bent, and which of its pixels lie in the band.
+// A warped part of the picture, and the marks of its pixels that lie in the band.
 struct Band {
     CropInfo box;
     FramePtr patch;
@@ -127,11 +127,11 @@ public:
 
 private:
     void ProcessInternalImpl(FramePtr& frame) override {
-        if (frame->GetPixFmt() == PixFmt::Pal8) converter_.Convert(frame, PixFmt::Rgba);  // bent colours are new ones
+        if (frame->GetPixFmt() == PixFmt::Pal8) converter_.Convert(frame, PixFmt::Rgba);  // for CopyColors
         const PixFmt pixFmt = frame->GetPixFmt();
         converter_.Prepare(pixFmt);
         const Shared::Power power(1.0 - settings_.GetStrength() * kExponentGain);
-        // All bands are bent before the first is written back: each shows the picture as it was.
+        // All bands are warped before the first is written back: each is computed from the original picture.
         std::vector<Band> bands;
         for (const BandCorners& corners :
              Shared::BandsAlong(settings_.GetOutline().GetContour(), frame->GetFrameInfo())) {

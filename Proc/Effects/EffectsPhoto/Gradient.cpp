@@ -1,5 +1,6 @@
-// Gradient: a gradient map: every grey level takes a colour from a palette interpolated between stops; the luma layer
-// restores brightness. The palette is built when the settings change, processing only attaches it to the grey plane.
+// Gradient: a gradient map: every grey level is mapped to a colour of a palette interpolated between stops; the luma
+// layer restores brightness. The palette is built when the settings change; processing only attaches it to the grey
+// plane.
 
 #include "Host/Core/Exception.h"
 #include "Host/Settings/Photo/SettingsEffectGradient.h"
@@ -12,7 +13,7 @@ namespace {
 constexpr std::uint16_t kFirstPosition = 0;
 constexpr std::uint16_t kLastPosition = 256;  // one past the last level
 
-// Truncates toward zero; a falling channel comes out right modulo 256.
+// Truncates toward zero; a falling channel is correct modulo 256.
 std::uint8_t Interpolate(std::uint8_t from, std::uint8_t to, int step, int steps) {
     return static_cast<std::uint8_t>(from + (step * (to - from)) / steps);
 }
@@ -43,8 +44,8 @@ private:
         if (!stops.empty() && stops.rbegin()->first > kLastPosition) Throw("Gradient position is out of range!");
     }
 
-    // Settings equal to the present ones leave the palette alone: a new effect given its defaults keeps its black
-    // palette. Intended.
+    // Settings equal to the current ones leave the palette unchanged: a new effect that is given its defaults keeps its
+    // black palette. Intended.
     void ApplySettings(bool areNew) override {
         if (areNew) palette_ = MakePalette(settings_.GetStops());
     }

@@ -1,5 +1,5 @@
-// GradientPosterize: reduces a picture's colours to a few tones and keeps its brightness gradients: every chroma sample
-// becomes the mean chroma of all samples of its luma level; luma stays.
+// GradientPosterize: reduces a picture's colours to a few tones while keeping its brightness gradients: every chroma
+// sample becomes the mean chroma of all samples with its luma level; luma is unchanged.
 
 #include <vector>
 
@@ -11,7 +11,7 @@
 namespace Orvexa::Proc {
 namespace {
 
-// Sums in 32 bits; they become means.
+// 32-bit sums, which are later replaced by means.
 struct Tone {
     std::uint32_t u = 0, v = 0, count = 0;
 };
@@ -58,7 +58,7 @@ private:
         const PixFmtDescription& description = PixFmtDescription::Get(output->GetPixFmt());
         const Plane uPlane = output->GetPlane(1), vPlane = output->GetPlane(2);
 
-        // One tone for every value that a byte can have: an index beyond the number of tones stays within the table.
+        // One tone for every possible byte, so that an index beyond the number of tones stays within the table.
         std::vector<Tone> tones(256);
         ForEachChromaSample(levelPlane, uPlane, vPlane, description,
                             [&](std::uint8_t level, std::uint8_t u, std::uint8_t v) {

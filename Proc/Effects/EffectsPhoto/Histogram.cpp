@@ -1,8 +1,8 @@
-// Histogram: replaces the picture by a picture of its colour histogram: filled bars in red, green and blue over each
-// other, above a grey ramp.
+// Histogram: replaces the picture by a picture of its colour histogram: overlapping filled bars in red, green and blue,
+// above a grey ramp.
 //
-// Large pictures are sampled on a grid of 100 x 100. The tallest bar between the end bins fills the height; the end
-// bins, which collect clipped pixels, are cut to it. A spline may smooth the bars.
+// Large pictures are sampled on a grid of 100 x 100. The tallest bar, excluding the end bins, fills the height; the end
+// bins, which collect clipped pixels, are cut off at that height. A spline may smooth the bars.
 
 #include <algorithm>
 #include <array>
@@ -22,11 +22,11 @@ namespace Orvexa::Proc {
 namespace {
 
 constexpr std::size_t kBins = 256;
-constexpr std::size_t kChannels = 4;          // the fourth takes part in the search for the scale and is always empty
+constexpr std::size_t kChannels = 4;          // the fourth is included when searching for the scale and is always empty
 constexpr std::uint32_t kSampledFrom = 1000;  // width + height from which the picture is sampled
 constexpr std::uint32_t kGrid = 100;
 constexpr std::uint8_t kFull = 255;
-// Where all three bars overlap, light grey instead of white.
+// Light grey instead of white where all three bars overlap.
 constexpr std::uint32_t kAllBars = 0xffffffff;
 constexpr std::uint32_t kAllBarsShown = 0xffefefef;
 
@@ -62,7 +62,7 @@ void CountPlane(std::vector<double>& bins, const ConstPlane& plane, const FrameI
     bins.assign(counts.begin(), counts.end());
 }
 
-// The tallest bin of the shown channels, both end bins left out.
+// The tallest bin of the shown channels, excluding both end bins.
 double FindScale(const Vectors& vectors, std::int64_t flags) {
     double scale = 0.0;
     for (std::size_t i = 0; i < kChannels; ++i) {
@@ -82,8 +82,8 @@ void DrawRamp(const Plane& plane) {
     }
 }
 
-// Strictly above the row's threshold: a bin exactly as high as the area leaves the top row black. Not-a-number bins
-// draw nothing.
+// Strictly above the row's threshold: a bin exactly as high as the area leaves the top row black. NaN bins draw
+// nothing.
 void DrawBars(const Plane& plane, const Vectors& vectors, std::int64_t flags, std::uint32_t height) {
     for (std::uint32_t row = 0; row < height; ++row) {
         const double threshold = height - row;
@@ -115,7 +115,7 @@ private:
             resizer_->SetSettings(
                 SettingsResizer(SettingsResizer::ResizeMethods::Bicubic, SettingsResizer::kExactSizeAlias, size));
         }
-        // A smoother stays when the smoothing is set back to 0. Intended.
+        // The smoother is kept if the smoothing is reset to 0. Intended.
         if (settings_.GetSharpen() > 0)
             smoother_ = std::make_unique<Shared::SplineSmoother>(positions_,
                                                                  static_cast<std::size_t>(settings_.GetSharpen()) + 1);
@@ -158,7 +158,7 @@ private:
         }
     }
 
-    // Turns the counts into bar heights, in vectors of their own behind the counts.
+    // Converts the counts to bar heights, in additional vectors after the counts.
     void MakeDisplayCurves(Vectors& vectors) const {
         const double scale = FindScale(vectors, settings_.GetFlags());
         for (int k = 0; k < 3; ++k) {
@@ -168,7 +168,7 @@ private:
             const bool isSmoothed = smoother_ != nullptr && (settings_.GetFlags() >> i & 1) != 0;
             vectors[kChannels + i] = isSmoothed ? smoother_->Smooth(vectors[i]) : vectors[i];
         }
-        const double unit = scale / settings_.GetHeightLevel();  // 0 for an empty histogram, which then draws nothing
+        const double unit = scale / settings_.GetHeightLevel();  // 0 for an empty histogram, for which nothing is drawn
         for (std::vector<double>& bins : vectors) {
             for (double& bin : bins) bin /= unit;
         }

@@ -1,6 +1,6 @@
-// Implode: inside the ellipse that fits the frame every pixel shows what lies farther out (or nearer) on the same ray.
-// The amount falls from the centre to nothing at the ellipse along the cubic 2 r^3 - 3 r^2 + 1, level at both ends.
-// Exploding takes half the strength.
+// Implode: inside the ellipse inscribed in the frame every pixel shows one that lies farther out (or nearer) on the
+// same ray. The amount falls from the centre to zero at the ellipse along the cubic 2 r^3 - 3 r^2 + 1, with zero slope
+// at both ends. Exploding uses half the strength.
 
 #include <cmath>
 #include <utility>
@@ -15,7 +15,7 @@ namespace {
 
 constexpr double kImplodeGain = 1.0, kExplodeGain = -0.5;
 
-// Where the pixel (x, y) of a frame with these half sides comes from.
+// The source position of pixel (x, y) in a frame with these half sides.
 std::pair<float, float> SourceOf(float x, float y, float halfWidth, float halfHeight, float amount) {
     const float u = x / halfWidth - 1.0f, v = y / halfHeight - 1.0f;
     const float r = std::sqrt(u * u + v * v);

@@ -1,14 +1,15 @@
-// Matting: a fine mask of hair and fur, from a picture and a trimap.
+// Matting: computes an alpha matte with fine hair and fur from a picture and a trimap.
 //
 // Every unknown pixel is explained as a mixture of one foreground and one background colour, taken from the borders of
-// the known regions. The best pair is found by random search around the present one and by passing pairs on from
-// neighbour to neighbour (K. He, C. Rhemann, C. Rother, X. Tang, J. Sun, "A global sampling method for alpha matting",
-// CVPR 2011). The guided filter then brings the picture's edges into the mask. Known pixels stay what they are.
+// the known regions. The best pair is found by random search around the current one and by propagating pairs between
+// neighbours (K. He, C. Rhemann, C. Rother, X. Tang, J. Sun, "A global sampling method for alpha matting", CVPR 2011).
+// A guided filter then transfers the picture's edges to the matte. Known pixels keep their values.
 //
-// Before that the known regions grow into the band: an unknown pixel that hardly differs from a known one nearby is of
-// its region. In even surroundings no mixture is as certain, and what is left of a mixture would show as a halo.
+// Before that the known regions grow into the unknown band: an unknown pixel that hardly differs from a known one
+// nearby belongs to the same region. In smooth surroundings this is more reliable than any mixture, whose residual
+// opacity would show as a halo.
 //
-// Long pictures are worked on at reduced size; the guided filter brings their edges back.
+// Pictures with a long side are processed at reduced size; the guided filter restores their edges.
 
 #include <algorithm>
 #include <array>
@@ -30,11 +31,11 @@
 namespace Orvexa::Proc {
 namespace {
 
-constexpr std::uint32_t kLongestSide = 1920;  // beyond it a picture is reduced
+constexpr std::uint32_t kLongestSide = 1920;  // larger pictures are reduced
 constexpr std::uint8_t kForeground = 255, kUnknown = 128, kBackground = 0;
 constexpr int kChannels = 3;
-// How far known regions grow, in pixels, and by how much colours may differ there, in levels; a pixel farther away must
-// be a level more alike.
+// How far known regions grow, in pixels, and how much colours may differ there, in levels; the tolerance falls by one
+// level per pixel of distance.
 constexpr int kGrowth = 9;
 constexpr float kLikeness = 9.0f;
 constexpr std::int32_t kNoPair = -1;
@@ -51,20 +52,20 @@ struct Sample {
 };
 using Samples = std::vector<Sample>;
 
-// The two samples that explain a pixel, by their places in the lists, and how well they do.
+// The two samples that explain a pixel, as indices into the lists, and the quality of the explanation.
 struct Pair {
     std::uint32_t foreground, background;
     float cost, alpha;
 };
 
-// Numbers that depend on nothing but the seed and the pixel (G. Steele, D. Lea, C. Flood, "Fast splittable pseudorandom
+// Random numbers that depend only on the seed and the pixel (G. Steele, D. Lea, C. Flood, "Fast splittable pseudorandom
 // number generators", OOPSLA 2014).
 class Random {
 public:
     Random(std::uint32_t seed, std::uint32_t pass, std::uint32_t pixel)
         : state_(Mix((std::uint64_t{seed} << 32 | pass) * kStep + pixel)) {}
 
-    /// Of -1..1.
+    /// In -1..1.
     float Next() {
         state_ += kStep;
         return static_cast<float>(static_cast<std::int32_t>(Mix(state_) >> 32)) * (1.0f / 2147483648.0f);
@@ -86,8 +87,8 @@ Rgb ColorAt(const ConstPlane& picture, std::uint64_t x, std::uint64_t y) {
     return {static_cast<float>(pixel[0]), static_cast<float>(pixel[1]), static_cast<float>(pixel[2])};
 }
 
-// The pixels of one known region that have an unknown neighbour, darker ones first, so that samples that stand near
-// each other in the list are alike.
+// The pixels of one known region that have an unknown neighbour, sorted by brightness, so that samples close to each
+// other in the list are similar.
 Samples BorderOf(std::uint8_t region, const ConstPlane& picture, const ConstPlane& trimap) {
     Samples samples;
     const std::uint64_t width = trimap.GetWidth(), height = trimap.GetHeight();
@@ -106,8 +107,8 @@ Samples BorderOf(std::uint8_t region, const ConstPlane& picture, const ConstPlan
     return samples;
 }
 
-// Distances of all pixels from a known region, in thirds of a pixel, by the chamfer of 3 and 4 (G. Borgefors, "Distance
-// transformations in digital images", 1986).
+// Distances of all pixels from a known region, in thirds of a pixel, by the 3-4 chamfer transform (G. Borgefors,
+// "Distance transformations in digital images", 1986).
 std::vector<std::uint16_t> DistancesFrom(std::uint8_t region, const ConstPlane& trimap) {
     const auto width = static_cast<std::int64_t>(trimap.GetWidth()),
                height = static_cast<std::int64_t>(trimap.GetHeight());
@@ -136,7 +137,7 @@ std::vector<std::uint16_t> DistancesFrom(std::uint8_t region, const ConstPlane& 
     return distances;
 }
 
-// The nearest known pixels of both regions that look like an unknown one decide; where both do, it stays unknown.
+// Decides by the nearest known pixels of both regions that resemble an unknown one; if both do, it stays unknown.
 std::uint8_t RegionNear(std::int64_t x, std::int64_t y, const ConstPlane& picture, const ConstPlane& trimap) {
     const auto last = [](std::uint64_t length) { return static_cast<std::int64_t>(length) - 1; };
     const Rgb color = ColorAt(picture, static_cast<std::uint64_t>(x), static_cast<std::uint64_t>(y));
@@ -161,8 +162,8 @@ std::uint8_t RegionNear(std::int64_t x, std::int64_t y, const ConstPlane& pictur
     return isForeground ? kForeground : kBackground;
 }
 
-// A pixel that noise has kept unknown amid pixels of one region is of that region; strands have neighbours of their
-// own.
+// An isolated pixel left unknown because of noise, among pixels of one region, belongs to that region; strands have
+// unknown neighbours.
 std::uint8_t WithoutSpeck(std::uint64_t x, std::uint64_t y, const ConstPlane& trimap) {
     constexpr int kMostNeighbours = 7;  // of 8
     int foreground = 0, background = 0;
@@ -177,7 +178,7 @@ std::uint8_t WithoutSpeck(std::uint64_t x, std::uint64_t y, const ConstPlane& tr
                                            : trimap.GetRow(y)[x];
 }
 
-// The trimap with known regions that have grown.
+// The trimap with the known regions grown.
 FramePtr Grow(const IDataVideo& picture, const IDataVideo& trimap, const AllocatorPtr& allocator) {
     const FramePtr grown = NewFrame(allocator, PixFmt::Gray8, trimap.GetFrameInfo());
     const ConstPlane from = trimap.GetPlane(0), colors = picture.GetPlane(0);
@@ -202,7 +203,7 @@ FramePtr Grow(const IDataVideo& picture, const IDataVideo& trimap, const Allocat
     return even;
 }
 
-// The search for the pair of every unknown pixel.
+// Searches for the best pair for every unknown pixel.
 class PairSearch {
 public:
     PairSearch(const ConstPlane& picture, const ConstPlane& trimap, std::uint32_t seed)
@@ -230,7 +231,7 @@ public:
         }
     }
 
-    /// Every pass goes over all pixels, there and back in turn.
+    /// Every pass visits all pixels, alternating between forward and backward order.
     void Run(int passes) {
         for (int pass = 1; pass <= passes; ++pass) {
             const std::int32_t count = static_cast<std::int32_t>(unknown_.size());
@@ -240,7 +241,7 @@ public:
         }
     }
 
-    /// Writes the unknown pixels' opacities.
+    /// Writes the opacities of the unknown pixels.
     void Store(const Plane& matte) const {
         for (std::size_t i = 0; i < pairs_.size(); ++i) {
             const std::uint32_t index = unknown_[i].index;
@@ -264,8 +265,8 @@ private:
                         static_cast<std::uint32_t>(samples.size() - 1));
     }
 
-    // How badly the mixture fits the colour, in levels, and how far away its samples are, in units of the nearest
-    // possible distance.
+    // The cost of a pair: the error of the mixture, in levels, and the distances of its samples, relative to the
+    // smallest possible distances.
     Pair MakePair(const Unknown& pixel, std::uint32_t foreground, std::uint32_t background) const {
         const Sample &f = foreground_[foreground], &b = background_[background];
         float length = 0.0f, along = 0.0f;
@@ -344,7 +345,7 @@ void RequireBothRegions(const ConstPlane& trimap) {
     if (!hasForeground || !hasBackground) Throw("Trimap needs both foreground and background!");
 }
 
-// Sets what the trimap knows.
+// Sets the pixels that are known in the trimap.
 void Pin(const ConstPlane& trimap, const Plane& matte) {
     for (std::uint64_t y = 0; y < matte.GetHeight(); ++y) {
         const std::uint8_t* known = trimap.GetRow(y);
@@ -373,7 +374,7 @@ private:
             resizer_->SetSettings(SettingsResizer(SettingsResizer::ResizeMethods::Area, SettingsResizer::kFitInside,
                                                   FrameInfo(kLongestSide, kLongestSide, info.aspect)));
             resizer_->ProcessData(small);
-            resizer_->ProcessData(smallTrimap);  // whatever is not of one region only is unknown then
+            resizer_->ProcessData(smallTrimap);  // pixels not entirely in one region become unknown
         }
         smallTrimap = Grow(*small, *smallTrimap, allocator_);
         FramePtr matte = MakeMatte(*small, *smallTrimap);

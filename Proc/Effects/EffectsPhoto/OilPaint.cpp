@@ -1,5 +1,5 @@
-// OilPaint: hands the picture to the host's painter, large ones at a half, a quarter, ... of their size, so that
-// strokes are of a visible size and the painter's work is bounded.
+// OilPaint: runs the host's painter, for large pictures at a half, a quarter, ... of their size, so that strokes are
+// large enough to be visible and the cost is bounded.
 
 #include <algorithm>
 
@@ -10,13 +10,13 @@
 namespace Orvexa::Proc {
 namespace {
 
-constexpr std::uint32_t kMaxPaintedSide = 2048;  // of the shorter sides
+constexpr std::uint32_t kMaxPaintedSide = 2048;  // limits the shorter side
 
 class OilPaint : public EffectBaseOneInput<SettingsEffectOilPaint> {
 public:
     using EffectBaseOneInput::EffectBaseOneInput;
 
-    /// Forces reconfiguration on the next frame; the settings stay.
+    /// Forces reconfiguration on the next frame; keeps the settings.
     void ResetSettings() override { reduction_.Forget(); }
 
 private:

@@ -1,6 +1,6 @@
-// Pixelate: scales the picture down and up again with another method, so that every block becomes one flat cell. The
-// scale follows the strength along a cubic, level at both ends, from the full size at 0 to a shorter side of 32 cells
-// at 100.
+// Pixelate: scales the picture down, and up again with another method, so that every block becomes one flat cell. The
+// scale depends on the strength through a cubic with zero slope at both ends, from the full size at 0 to a shorter side
+// of 32 cells at 100.
 
 #include <algorithm>
 
@@ -16,10 +16,10 @@ constexpr char kLogFile[] = "Proc/Effects/EffectsPhoto/Pixelate.cpp";
 constexpr int kScaleLine = 81;
 
 constexpr double kFewestCells = 32.0;
-// 100 / (strength + 1) at the strengths 100 and 0, and the way between them.
+// 100 / (strength + 1) at the strengths 100 and 0, and the difference between them.
 constexpr double kAtFullStrength = 0.9900990099009901, kAtNoStrength = 100.0, kSpan = 99.00990099009901;
 
-// A shorter side of less than 32 pixels is enlarged, which a very long side bounds: no frame can be larger.
+// A shorter side below 32 pixels is enlarged, unless a very long side would exceed the largest frame.
 double BoundedScale(double scale, const FrameInfo& info) {
     return std::min(scale, static_cast<double>(kMaxFrameSide) / std::max(info.width, info.height));
 }
@@ -37,7 +37,7 @@ class Pixelate : public EffectBaseOneInput<SettingsEffectPixelate> {
 public:
     using EffectBaseOneInput::EffectBaseOneInput;
 
-    /// Forces reconfiguration on the next frame; the settings stay.
+    /// Forces reconfiguration on the next frame; keeps the settings.
     void ResetSettings() override { reduction_.Forget(); }
 
 private:

@@ -1,5 +1,5 @@
-// ReduceLocalLuma: tames the brightest spots of a rectangle where a mask is bright. The highest levels of luma are
-// lowered, chroma is drawn towards the rectangle's mean, and the luma is blended with a slightly blurred copy.
+// ReduceLocalLuma: tames the brightest spots of a rectangle where a mask is bright. The highest luma levels are
+// lowered, chroma is moved towards the rectangle's mean, and luma is blended with a slightly blurred copy.
 
 #include <algorithm>
 
@@ -16,11 +16,11 @@ namespace {
 using namespace Orvexa;
 using namespace Orvexa::Proc;
 
-constexpr int kReduction = 20;  // levels; also how far below the brightest one a level is lowered
+constexpr int kReduction = 20;  // levels; also the range below the maximum within which levels are lowered
 constexpr double kDeviation = 1.0;
 constexpr std::uint32_t kLumaPlane = 1;  // mask of the planes to blur
 
-// Grey, then the planar formats with chroma in the order of the host's list.
+// Grey, then the planar formats with chroma, in the order of the host's list.
 const std::vector<PixFmt>& WorkingFormats() {
     static const std::vector<PixFmt> formats = [] {
         std::vector<PixFmt> list{PixFmt::Gray8};
@@ -38,7 +38,7 @@ struct Span {
 
     bool IsNear(std::int64_t side) const { return start < side && start + length >= 0; }
     bool IsEmpty() const { return length <= 0; }
-    // What of it lies in a picture of this side, from and to whole samples of chroma.
+    // The part of it inside a picture with this side, aligned to whole chroma samples.
     Span Clipped(std::int64_t side, std::uint8_t shift) const {
         Span clipped = start < 0 ? Span{0, length + start} : *this;
         clipped.length = std::min(clipped.length, side - clipped.start);
@@ -55,7 +55,7 @@ std::uint8_t Brightest(const ConstPlane& luma) {
     return brightest;
 }
 
-// In a dark rectangle every level is lowered, and the lowest wrap. Intended.
+// In a dark rectangle every level is lowered, and the lowest ones wrap. Intended.
 void LowerBrightest(const Plane& luma, const ConstPlane& mask) {
     const int from = Brightest(luma) - kReduction;
     for (std::uint64_t y = 0; y < luma.GetHeight(); ++y) {
@@ -77,7 +77,7 @@ int MeanOf(const ConstPlane& plane) {
     return static_cast<int>(sum / (plane.GetWidth() * plane.GetHeight()));
 }
 
-// Half a weight is enough for the whole way.
+// From half the maximum weight on, the mean is reached completely.
 void DrawToMean(const Plane& chroma, const ConstPlane& mask, std::uint8_t shiftX, std::uint8_t shiftY) {
     const int mean = MeanOf(chroma);
     for (std::uint64_t y = 0; y < chroma.GetHeight(); ++y) {

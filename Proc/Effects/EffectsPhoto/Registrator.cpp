@@ -1,4 +1,4 @@
-// The module's entry: registers every effect with the host's factory, always in this order.
+// The module's entry point: registers every effect with the host's factory, always in this order.
 
 #include "Host/Proc/IEffectFactory.h"
 
@@ -57,12 +57,12 @@
 
 namespace Orvexa::Proc {
 
-#define ORVEXA_DECLARE(Effect) bool Register##Effect(IEffectFactory&);  // in the effect's own file
+#define ORVEXA_DECLARE(Effect) bool Register##Effect(IEffectFactory&);  // defined in the effect's own file
 ORVEXA_EFFECTS(ORVEXA_DECLARE)
 
 }  // namespace Orvexa::Proc
 
-/// Registers the module's effects; returns what the last registration returned.
+/// Registers the module's effects; returns the result of the last registration.
 extern "C" [[gnu::visibility("default")]] bool Registrator(Orvexa::Proc::IEffectFactory* factory) {
     using namespace Orvexa::Proc;
     bool isNew = false;

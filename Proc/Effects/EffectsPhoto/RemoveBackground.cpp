@@ -1,6 +1,6 @@
-// RemoveBackground: cuts the subject that a mask marks out of a picture: crops to the mask's bounding box, reshapes and
-// softens the mask, adapts the subject's colours to where it will stand on a new background, and returns the subject
-// with the mask as its alpha. The new background itself is only looked at.
+// RemoveBackground: cuts out the subject that a mask marks in a picture: crops to the mask's bounding box, reshapes and
+// softens the mask, adapts the subject's colours to its future place on a new background, and returns the subject with
+// the mask as its alpha. The new background itself is only read.
 
 #include <algorithm>
 #include <array>
@@ -22,16 +22,16 @@
 namespace Orvexa::Proc {
 namespace {
 
-constexpr std::uint32_t kBlurMargin = 2;  // pixels around the box, so that its border is blurred like any edge
+constexpr std::uint32_t kBlurMargin = 2;  // pixels around the box, so that its border is blurred like any other edge
 constexpr double kBlurDeviation = 1.0;
-constexpr double kEqualizedGrowth = 1.05;  // of the background's part that the colours are taken from
+constexpr double kEqualizedGrowth = 1.05;  // scale of the background's part from which the colours are taken
 constexpr int kGreatestSmooth = 64;
 
 SettingsEffectMorphology Step(MorphologyOperation operation, int size) {
     return {operation, size, MorphologyKernel::Rectangle, MorphologyBorder::Reflect};
 }
 
-// Masks summed up, to be divided by their number. The sums lie in a frame of four bytes for two of them, as fresh
+// A sum of masks, to be divided by their number. Two sums share a four-byte pixel of an allocated frame, since new
 // memory would cost more than the additions.
 class MaskSum {
 public:
@@ -51,8 +51,8 @@ public:
         });
     }
 
-    // floor(sum / count) by a product, which vectors have and quotients do not: it may be one too large. There are at
-    // least two masks.
+    // floor(sum / count) as a multiplication by the reciprocal, which may be one too large, because there are no vector
+    // divisions. There are at least two masks.
     void StoreMean(const Plane& plane) const {
         const auto count = static_cast<std::uint16_t>(count_);
         const auto reciprocal = static_cast<std::uint16_t>(65536 / count_ + 1);
@@ -77,7 +77,7 @@ private:
     std::uint32_t count_ = 1;
 };
 
-// Where the subject will stand on one axis of the background, in pixels.
+// The subject's future position on one axis of the background, in pixels.
 struct Place {
     std::uint32_t start, length;
 };
@@ -132,14 +132,14 @@ private:
         return subject;
     }
 
-    // Of the whole mask, and then the part in the box, in rows of its own.
+    // Shapes the whole mask, then copies the part in the box.
     FramePtr ShapedMask(const IDataVideo& mask, const CropInfo& box) {
         FramePtr shaped = CloneFrame(mask, kCloneView);
         if (settings_.GetMorph() != 0) shaper_->ProcessData(shaped);
         return CloneFrame(*Shared::ViewOf(*shaped, box), kCloneIndependent);
     }
 
-    // What is transparent in the picture stays so.
+    // Transparent parts of the picture stay transparent.
     void LimitToAlpha(const FramePtr& subject, IDataVideo& opacity) {
         FramePtr alpha = subject;
         alphaExtractor_->ProcessData(alpha);
@@ -153,7 +153,7 @@ private:
         }
     }
 
-    // The mean of the mask and of ever smaller ones, blurred.
+    // The blurred mean of the mask and successively smaller versions of it.
     void Smooth(FramePtr& mask) {
         const FrameInfo info = mask->GetFrameInfo();
         MaskSum sum(std::as_const(*mask).GetPlane(0), allocator_);
@@ -169,7 +169,7 @@ private:
         mask->Crop(kBlurMargin, kBlurMargin, info.width, info.height);
     }
 
-    // Brings the subject's colours nearer to those of the part of the background that it will cover.
+    // Moves the subject's colours closer to those of the part of the background that it will cover.
     void Adapt(FramePtr& subject, const IDataVideo& background) {
         const FrameInfo info = subject->GetFrameInfo(), room = background.GetFrameInfo();
         const double width = settings_.GetScaleX() * info.width, height = settings_.GetScaleY() * info.height;
@@ -191,7 +191,7 @@ private:
         converter_.Convert(equalized, subject->GetPixFmt());
         const auto strength = static_cast<std::uint8_t>(settings_.GetAdaptValue() * 255 / 100);
         blender_->SetSettings(SettingsEffectImageBlender(0, 0, strength, BlendAlphaMode::UseAlpha));
-        MakeWritable(subject);  // until here a view of the caller's picture
+        MakeWritable(subject);  // it is still a view of the caller's picture
         blender_->ProcessData(subject, ConstFramePtr(equalized));
     }
 

@@ -1,8 +1,8 @@
-// ReplaceChroma: recolours the picture with one colour, or only what is near a base colour in it.
+// ReplaceChroma: recolours the picture with one colour, or only the parts close to a base colour.
 //
-// A pixel's weight falls with the distance of its colour from the base colour along a cubic, level at both ends, the
-// closeness, which a ramp between two thresholds turns into an opacity. The weights are found on a copy of at most
-// 512 x 512 pixels, which hides noise and bounds the cost, and become the alpha of a layer of the new colour.
+// A pixel's closeness falls with the distance of its colour from the base colour, along a cubic with zero slope at both
+// ends; a ramp between two thresholds of closeness determines its weight. The weights are computed on a copy of at most
+// 512 x 512 pixels, which hides noise and bounds the cost, and become the alpha of a layer in the new colour.
 
 #include <algorithm>
 #include <array>
@@ -31,7 +31,7 @@ struct Decoder {
     PixFmt pixFmt;
     Decode decode;
 };
-// The working formats, and how a pixel of theirs is read.
+// The working formats, and how to decode a pixel of each.
 constexpr std::array<Decoder, 4> kDecoders{{{PixFmt::Rgba, Color::FromRGBA},
                                             {PixFmt::Bgra, Color::FromBGRA},
                                             {PixFmt::Argb, Color::FromARGB},
@@ -56,7 +56,7 @@ double Distance(const Color& a, const Color& b) {
     return std::sqrt(static_cast<double>(sum));
 }
 
-// How close colours at a distance from the base colour count: 255 at 0, falling to 0 at the largest distance.
+// Maps the distance of a colour from the base colour to its closeness: 255 at 0, falling to 0 at the largest distance.
 class Closeness {
 public:
     Closeness() = default;
@@ -81,7 +81,7 @@ private:
     double largest_ = 1.0;
 };
 
-// The closeness at both thresholds.
+// The closeness at either threshold.
 struct Thresholds {
     int near, far;
 
@@ -92,7 +92,7 @@ struct Thresholds {
     }
 };
 
-// Weights by closeness: the settings' values at the thresholds, a straight line between them.
+// Weights by closeness: the values from the settings at the thresholds, with a linear ramp between them.
 Shared::Curve MakeRamp(const SettingsEffectReplaceChroma& settings) {
     const Thresholds thresholds(settings);
     const int atNear = settings.GetMinValue(), atFar = settings.GetMaxValue();
@@ -115,7 +115,7 @@ private:
         if (thresholds.near == thresholds.far) Throw("Thresholds are too close!");
     }
 
-    // There is no way back: without a base colour the effect keeps working with the last one. Intended.
+    // There is no way to remove a base colour: if none is given, the effect keeps using the last one. Intended.
     void ApplySettings(bool) override {
         if (!settings_.GetUseBaseColor()) return;
         usesBaseColor_ = true;
@@ -175,7 +175,7 @@ private:
         frame = std::move(output);
     }
 
-    // The weights of the picture's pixels, at its size.
+    // The weights of the picture's pixels, at full size.
     FramePtr MakeMask(const FramePtr& picture, Decode decode) {
         const FrameInfo info = picture->GetFrameInfo();
         if (reduction_.IsNew(info)) ConfigureReduction(info);
@@ -200,7 +200,7 @@ private:
         resizing.SetAccurate(true);
         resizing.SetFullChroma(true);
         SettingsResizer enlargement = resizing;
-        // Each side is bounded by itself, which may change the aspect.
+        // Each side is limited independently, which may change the aspect ratio.
         resizing.SetCustomMode(
             SettingsResizer::kExactSizeAlias,
             FrameInfo(std::min(info.width, kAnalysedSide), std::min(info.height, kAnalysedSide), info.aspect));
@@ -215,7 +215,7 @@ private:
         PutLuma(*picture, *recoloured);
     }
 
-    // Changes the brightness by as much as the base point's is away from that of the new colour.
+    // Changes the brightness by the difference between the base point's and the new colour's.
     void CorrectLuma(FramePtr& frame, const Color& atBasePoint) {
         const int difference = settings_.GetTargetColor().y() - atBasePoint.y();
         SettingsEffectColorBalance balance;

@@ -1,6 +1,6 @@
-// Segmentation: separates the subject from the background, guided by strokes; delegates to an inner effect, most often
-// the minimum cut of GridGraphImpl. What this one adds concerns the mask that comes back: opacities, smoother borders,
-// the strokes themselves, or a picture that shows the result.
+// Segmentation: separates the subject from the background, guided by strokes. An inner effect, usually the minimum cut
+// of GridGraphImpl, computes the mask; this effect post-processes it: opacities, smoother borders, the strokes
+// themselves, or a picture that visualises the result.
 
 #include <string>
 
@@ -120,7 +120,7 @@ private:
         frame = settings_.GetDemoMode() ? Painted(*frame, mask) : mask;
     }
 
-    // Pixels that are transparent in the picture are in its mask, too.
+    // Pixels that are transparent in the picture are transparent in its mask, too.
     void MakeOpacities(const FramePtr& frame, IDataVideo& mask) {
         FramePtr alpha = frame;
         alphaExtractor_->ProcessData(alpha);
@@ -131,7 +131,7 @@ private:
         }
     }
 
-    // Closed within a margin, so that the border of the picture does not hold the subject.
+    // Closed within an added margin, so that the picture's border does not constrain the subject.
     FramePtr Smoothed(const FramePtr& mask) {
         const FrameInfo& info = mask->GetFrameInfo();
         const std::uint32_t margin = settings_.GetSmooth();

@@ -1,5 +1,5 @@
 // ShapeMask: replaces a picture by a grey mask of its size: one value inside an ellipse or a rectangle, another far
-// outside, and a cubic falloff between them. The settings map pixels to a space in which the shape is the unit disc or
+// outside, and a cubic falloff in between. The settings map pixels to a space in which the shape is the unit disc or
 // the unit square. Large masks are evaluated at a fraction of their size and scaled up.
 
 #include <algorithm>
@@ -19,7 +19,7 @@ namespace {
 
 using Point = SettingsEffectShapeMask::Point;
 
-constexpr std::uint32_t kEvaluatedSide = 256;  // a reduced mask keeps at least this many pixels on its shorter side
+constexpr std::uint32_t kEvaluatedSide = 256;  // minimum shorter side of a reduced mask, in pixels
 constexpr double kWideExtent = 3.0;
 
 double OuterExtent(const SettingsEffectShapeMask& settings) {
@@ -31,8 +31,8 @@ double OuterExtent(const SettingsEffectShapeMask& settings) {
     }
 }
 
-// A shape's mask value at a normalised point. The values inside the shape and outside the falloff are those of the
-// settings at the time of the call, which the effect may have reset; the falloff keeps the ones that it was made with.
+// A shape's mask value at a normalised point. The values inside the shape and outside the falloff are read from the
+// settings at the time of the call, which the effect may have reset; the falloff keeps those that it was created with.
 class Impl {
 public:
     explicit Impl(const SettingsEffectShapeMask& settings)
@@ -48,8 +48,8 @@ protected:
     std::uint8_t Foreground() const { return settings_.GetForeground(); }
     std::uint8_t Background() const { return settings_.GetBackground(); }
 
-    // The falloff at a distance beyond the shape of 0..extent - 1; an overshooting curve is clamped. In a shape without
-    // width or height positions and slopes may be no numbers, which count as outside.
+    // The falloff at a distance beyond the shape of 0..extent - 1; an overshooting curve is clamped. In a shape of zero
+    // width or height positions and slopes may be NaN, which counts as outside.
     std::uint8_t Falloff(double distance) const {
         if (distance < 0) return static_cast<std::uint8_t>(falloff_.start);
         const double value = falloff_.At(distance / (extent_ - 1));
@@ -94,7 +94,7 @@ public:
     }
 };
 
-// The integer fraction of the picture's size at which the mask is evaluated.
+// The integer factor by which the picture's size is reduced for evaluating the mask.
 std::uint32_t ReductionFactor(const FrameInfo& info) {
     const std::uint32_t factor = std::min(info.width / kEvaluatedSide, info.height / kEvaluatedSide);
     if (factor < 1 || std::min(info.width / factor, info.height / factor) < kEvaluatedSide) return 1;
@@ -112,7 +112,7 @@ private:
         maskInfo_ = kNoInfo;
         isForegroundOnly_ = settings_.IsForegroundOnly();
         isBackgroundOnly_ = settings_.IsBackgroundOnly();
-        switch (settings_.GetShape()) {  // any other number keeps the present shape
+        switch (settings_.GetShape()) {  // any other number keeps the current shape
             case ShapeMaskShape::Ellipse:
             case ShapeMaskShape::Circle: shape_ = std::make_unique<ImplEllipse>(settings_); break;
             case ShapeMaskShape::Rectangle:

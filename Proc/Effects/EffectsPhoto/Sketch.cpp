@@ -1,7 +1,7 @@
 // Sketch: composes a grey version of the picture with pencil strokes.
 //
-// The strokes are drawn from nothing: noise, smeared along lines and drawn over in charcoal. They are made at no more
-// than 512 x 512 pixels and extended over larger pictures by the host's pad.
+// The strokes are generated from noise, smeared along lines and drawn over in charcoal. They are made at no more than
+// 512 x 512 pixels and extended over larger pictures by the host's pad.
 
 #include <algorithm>
 

@@ -1,11 +1,11 @@
-// Stitcher: puts patches of one size, row by row, together to the picture that they were cut from. Where patches
-// overlap, the later one is blended over the earlier ones by a mask that rises along a cubic, level at both ends, from
+// Stitcher: assembles patches of one size, row by row, into the picture that they were cut from. Where patches overlap,
+// the later one is blended over the earlier ones by a mask that rises along a cubic with zero slope at both ends, from
 // the outer edge of the overlap to its inner one.
 //
-// Where four patches meet, three blends come one after another. The weights are to be products of the ramps of both
-// axes, R going right and D going down: (1 - R)(1 - D), R(1 - D), (1 - R)D and RD, which are the weights of the two
-// patches above at the upper edge, and so on, all around. The last patch therefore gets RD, and the one to its left (1
-// - R)D / (1 - RD) in its upper right corner, of which the last leaves (1 - R)D.
+// Where four patches meet, three blends are applied one after another. The weights should be the products of the ramps
+// of both axes, R increasing to the right and D downwards: (1 - R)(1 - D), R(1 - D), (1 - R)D and RD, which agree with
+// the weights of two patches along each edge of the common area. The last patch therefore gets RD, and the one to its
+// left (1 - R)D / (1 - RD) in its upper right corner, of which the last blend leaves (1 - R)D.
 
 #include <array>
 #include <optional>
@@ -23,10 +23,10 @@
 namespace Orvexa::Proc {
 namespace {
 
-// Of a row or column of patches.
+// The position of a row or column of patches.
 enum Place : std::size_t { kFirst, kMiddle, kLast };
 
-// Patches along one axis, in pixels: a patch of `patch` pixels carries `inner` pixels of picture behind a margin of
+// Patches along one axis, in pixels: a patch of `patch` pixels contains `inner` pixels of the picture after a margin of
 // `margin`.
 struct Axis {
     std::uint32_t patch, margin, inner, overlap, length, canvas, step;
@@ -55,7 +55,7 @@ Axis MakeAxis(const char* name, std::uint32_t patch, std::uint64_t before, std::
             patch - sharedPixels};
 }
 
-// The opacity i pixels into an overlap.
+// The opacities across an overlap, by distance in pixels.
 std::vector<std::uint8_t> MakeRamp(std::uint32_t overlap) {
     std::vector<std::uint8_t> ramp(overlap);
     for (std::uint32_t i = 0; i < overlap; ++i) {
@@ -65,8 +65,8 @@ std::vector<std::uint8_t> MakeRamp(std::uint32_t overlap) {
     return ramp;
 }
 
-// The opacities of a patch, for which the ramps of its overlaps with earlier patches and with the next one in its row,
-// if any, are given.
+// Draws the opacities of a patch from the ramps of its overlaps with earlier patches and, if there is one, with the
+// next patch in its row.
 void DrawMask(const Plane& mask, Place row, Place column, bool hasNext, const std::vector<std::uint8_t>& down,
               const std::vector<std::uint8_t>& right) {
     const auto at = [](const std::vector<std::uint8_t>& ramp, bool isThere, std::uint64_t i) {
@@ -87,7 +87,7 @@ void DrawMask(const Plane& mask, Place row, Place column, bool hasNext, const st
     }
 }
 
-// Makes the masks of one call, each when it is first asked for.
+// Creates the masks of one call, each when first requested.
 class BlendMasks {
 public:
     /// `chromaExtractor` is empty for formats with alpha, whose masks are never attached.
@@ -117,12 +117,12 @@ private:
     const OneInputPtr chromaExtractor_;
     const PixFmt pixFmt_;
     const FrameInfo info_;
-    const bool hasOneColumn_;  // whose patches are first and last at once
+    const bool hasOneColumn_;  // its patches are both first and last
     const std::vector<std::uint8_t> right_, down_;
     std::array<std::optional<Shared::LayerMask>, 9> masks_;
 };
 
-// The blender leaves alpha alone; patches fade into each other in alpha, too.
+// The blender leaves alpha alone, but patches must fade into each other in alpha, too.
 void BlendAlpha(const PixFmtDescription& description, const Plane& canvas, const ConstPlane& patch,
                 const ConstPlane& mask) {
     const std::uint64_t step = canvas.GetBytesPerPixel(),
@@ -205,8 +205,8 @@ private:
         RequireSharedChromaGrid(down, description.chromaShiftY, "top", description);
     }
 
-    // A margin moves the chroma of a patch by whole samples, rounded down. Where the patch's own start is rounded down,
-    // too, both together may miss the sample of the canvas by one.
+    // A margin moves the chroma of a patch by whole samples, rounded down. If the patch's own start is also rounded
+    // down, the two together may be off by one sample of the canvas.
     static void RequireSharedChromaGrid(const Axis& axis, std::uint8_t shift, const char* side,
                                         const PixFmtDescription& description) {
         const std::uint32_t fraction = (1u << shift) - 1;
@@ -224,7 +224,7 @@ private:
             NewFrame(allocator_, first.GetPixFmt(), FrameInfo(across.canvas, down.canvas, first.GetFrameInfo().aspect));
         canvas->SetTimestamp(first.GetTimestamp());
         canvas->SetDuration(first.GetDuration());
-        // Without margins the patches cover it.
+        // Without margins the patches cover the whole canvas.
         if (settings_.GetCropInfo() != CropInfo()) canvas->Fill(Color::Black(Opacity::Opaque));
         return canvas;
     }

@@ -1,10 +1,11 @@
-// TiltShift: lays a blurred copy of the picture over it through a mask that is clear where the picture stays in focus.
+// TiltShift: blends a blurred copy of the picture over it through a mask that is transparent where the picture stays in
+// focus.
 //
-// The copy is blurred at a size of at most 1024 x 768, which hides in the blur and makes its cost the same for every
-// picture.
+// The copy is blurred at a size of at most 1024 x 768; the blur hides the lost detail, and its cost is bounded for
+// every picture.
 //
-// Mask and blur are deliberately not renewed when the settings change: the blur keeps the strength that it was created
-// with, and the mask follows the picture's geometry alone.
+// Mask and blur are deliberately not updated when the settings change: the blur keeps the strength that it was created
+// with, and the mask depends only on the picture's geometry.
 
 #include "Host/Settings/Common/SettingsEffectImageBlender.h"
 #include "Host/Settings/Common/SettingsEffectSmartBlur.h"
@@ -19,7 +20,7 @@ namespace {
 
 constexpr int kBlurRadius = 100;  // percent, the host's largest
 constexpr std::uint32_t kBlurredWidth = 1024, kBlurredHeight = 768;
-constexpr std::uint32_t kMinResizedWidth = 5;  // narrower pictures are blurred as they are
+constexpr std::uint32_t kMinResizedWidth = 5;  // narrower pictures are blurred at full size
 
 class TiltShift : public EffectBaseOneInput<SettingsEffectTiltShift> {
 public:

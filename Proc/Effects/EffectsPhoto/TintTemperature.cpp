@@ -1,5 +1,5 @@
-// TintTemperature: adds the temperature to red and takes it from blue, adds the tint to green, and gives the picture
-// its luma back, so that only its colour changes.
+// TintTemperature: adds the temperature to red and subtracts it from blue, adds the tint to green, and restores the
+// picture's luma, so that only its colour changes.
 
 #include <algorithm>
 #include <array>
@@ -13,7 +13,7 @@
 namespace Orvexa::Proc {
 namespace {
 
-// In 64 bits, since any 32-bit setting is accepted.
+// 64-bit arithmetic, since any 32-bit setting is accepted.
 Shared::Curve OffsetCurve(std::int64_t offset) {
     Shared::Curve curve;
     for (std::int64_t i = 0; i < 256; ++i)

@@ -1,6 +1,6 @@
-// Vignette: lays one colour over the picture through a mask that is clear inside a shape and covers the edges.
+// Vignette: blends one colour over the picture through a mask that is transparent inside a shape and covers the edges.
 //
-// Mask and colour layer are kept: every further frame of the same size costs one blend.
+// Mask and colour layer are cached: every further frame of the same size costs one blend.
 
 #include "Host/Settings/Common/SettingsEffectImageBlender.h"
 #include "Host/Settings/Photo/SettingsEffectVignette.h"
@@ -14,7 +14,7 @@ class Vignette : public EffectBaseOneInput<SettingsEffectVignette> {
 public:
     using EffectBaseOneInput::EffectBaseOneInput;
 
-    /// Drops the masks and leaves the settings as they are.
+    /// Discards the masks; keeps the settings.
     void ResetSettings() override {
         mask_.Set({});
         layer_.reset();

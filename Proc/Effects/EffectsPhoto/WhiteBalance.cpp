@@ -1,8 +1,8 @@
-// WhiteBalance: removes a colour cast, given one colour that should have been grey.
+// WhiteBalance: removes a colour cast, given one colour that should be grey.
 //
 // Grey is the mean of the reference colour's channels. Each channel gets a curve of two straight lines, 0 -> 0,
-// reference -> grey, 255 -> 255. Where the upper line would be steep, a line of slope 2 replaces it, so that the few
-// levels above the reference are not torn apart; white then stays below 255 in that channel.
+// reference -> grey, 255 -> 255. If the upper line would be steep, it is replaced by one of slope 2, so that the few
+// levels above the reference are not spread too far; white then stays below 255 in that channel.
 
 #include <array>
 
@@ -14,14 +14,14 @@ namespace Orvexa::Proc {
 namespace {
 
 constexpr int kWhite = 255;
-// The rise of the curve in the step after the reference from which the upper line counts as steep.
+// The slope, rounded down, from which the upper line counts as steep.
 constexpr int kSteepRise = 5;
 constexpr int kSteepSlope = 2;
 
-// The straight line through (x0, y0) and (x1, y1), in integers that truncate.
+// The straight line through (x0, y0) and (x1, y1), in truncating integer arithmetic.
 constexpr int Line(int x0, int x1, int y0, int y1, int x) { return y0 + (y1 - y0) * (x - x0) / (x1 - x0); }
 
-// The curve that sends `reference` to `grey`. At both ends of the range there is only one line.
+// The curve that maps `reference` to `grey`. If the reference is at an end of the range, there is only one line.
 Shared::Curve MakeCurve(int reference, int grey) {
     const bool hasLower = reference > 0;
     const bool hasUpper = reference < kWhite;
@@ -41,7 +41,7 @@ Shared::Curve MakeCurve(int reference, int grey) {
     return curve;
 }
 
-// Byte k of the colour drives byte k of the pixel, whatever the order of the channels.
+// Byte k of the colour determines the curve for byte k of the pixel, whatever the order of the channels.
 std::array<Shared::Curve, 3> MakeCurves(const Color& reference) {
     const int grey = (reference[0] + reference[1] + reference[2]) / 3;
     return {MakeCurve(reference[0], grey), MakeCurve(reference[1], grey), MakeCurve(reference[2], grey)};

@@ -1,4 +1,4 @@
-// Segmentation without strokes: a neural network estimates how likely each pixel is to belong to the subject.
+// Segmentation without strokes: a neural network estimates the probability of each pixel belonging to the subject.
 #pragma once
 
 #include "Host/Settings/Common/SettingsResizer.h"
@@ -18,7 +18,7 @@ protected:
 
 private:
     OneInputPtr resizer_ = CreateOneInput<SettingsResizer>();
-    FrameInfo info_;  // the size that the resizer is set to
+    FrameInfo info_;  // the size for which the resizer is configured
 };
 
 }  // namespace Orvexa::Proc::Auto

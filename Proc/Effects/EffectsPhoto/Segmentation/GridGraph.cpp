@@ -36,8 +36,8 @@ void CheckArguments(std::uint32_t width, std::uint32_t height, std::uint32_t wor
     if (width == 0 || height == 0 || workers == 0 || blockSize == 0) {
         Throw("A grid graph needs at least one pixel, one thread and regions of at least one node");
     }
-    // A padded side has at most 2^32 + 8 nodes, so that the product fits into 64 bits once each factor is known to be
-    // small enough.
+    // A padded side has at most 2^32 + 8 nodes, so the product fits into 64 bits once each factor is known to be small
+    // enough.
     constexpr std::uint64_t kMaxNodes = std::uint64_t{1} << 32;
     const std::uint64_t paddedWidth = GridLayout::Padded(width), paddedHeight = GridLayout::Padded(height);
     if (paddedWidth > kMaxNodes / paddedHeight) {
@@ -79,7 +79,7 @@ Solver::Solver(std::uint32_t width, std::uint32_t height, std::uint32_t workers,
 
 // ---- filling and reading
 
-// The nodes of a row of pixels, in runs that lie next to each other: visit(first node, first x, count).
+// Visits the nodes of a row of pixels as runs of consecutive nodes: visit(first node, first x, count).
 template <class Visit>
 void Solver::ForEachRun(std::uint32_t y, Visit&& visit) const {
     for (std::uint32_t x = 0, count; x < size_.width; x += count) {
@@ -88,15 +88,15 @@ void Solver::ForEachRun(std::uint32_t y, Visit&& visit) const {
     }
 }
 
-// The workers share the rows: most of the time goes into the first touch of the memory. The rows of one row of tiles go
-// to one worker.
+// The workers share the rows: most of the time goes into the first touch of the memory. Each row of tiles is processed
+// by a single worker.
 void Solver::SetCapacities(const Capacities& capacities) {
     capacities.Check(size_.width, size_.height);
     std::mutex mutex;
     FillSummary whole;
     constexpr std::uint32_t kSide = GridLayout::kTileSide;
     ShareOut(workers_, size_.height / kSide + 1, [&](std::uint32_t tileRow) {
-        const std::uint32_t top = tileRow * kSide;  // of the padded grid, whose first row is above the picture
+        const std::uint32_t top = tileRow * kSide;  // in the padded grid, whose first row lies above the picture
         FillSummary summary;
         for (std::uint32_t y = top == 0 ? 0 : top - 1; y < std::min(size_.height, top + kSide - 1); ++y) {
             ForEachRun(y, [&](NodeIndex node, std::uint32_t x, std::uint32_t count) {
@@ -125,7 +125,7 @@ void Solver::SetRun(const Capacities& capacities, NodeIndex node, std::size_t pi
     for (std::uint32_t i = 0; i < count; ++i, ++node, ++pixel) {
         const Capacity source = capacities.source[pixel], sink = capacities.sink[pixel];
         const Capacity less = std::min(source, sink), more = std::max(source, sink);
-        summary.flow = static_cast<std::uint16_t>(summary.flow + less);  // straight from the source to the sink
+        summary.flow = static_cast<std::uint16_t>(summary.flow + less);  // directly from source to sink
         summary.maxLink = std::max(summary.maxLink, more);
         nodes_.terminalResidual[node] = static_cast<Capacity>(more - less);
         Plant(node, source > sink ? kSourceTree : kSinkTree);
@@ -143,7 +143,7 @@ void Solver::Plant(NodeIndex node, Label tree) const {
     nodes_.flags[node] = flags;
 }
 
-// Their residuals have to go, too: wherever a boundary between regions is opened, the residuals decide.
+// Clearing the bits is not enough: opening a boundary between regions sets them again wherever there is a residual.
 void Solver::RemoveOuterEdges() {
     const auto remove = [&](std::uint32_t x, std::uint32_t y, Direction direction) {
         const NodeIndex node = nodes_.layout.GetIndex(x, y);
@@ -182,8 +182,7 @@ void Solver::Compute() {
     ComputeFromCoarserGrid(GetStepCount() - progress.GetPassed());
 }
 
-// Whatever a search that was given up has pushed stays where it is: the coarser grid is made from the residual
-// capacities.
+// Flow pushed by the abandoned search is kept: the coarser grid is built from the residual capacities.
 void Solver::ComputeFromCoarserGrid(std::uint64_t steps) {
     Core::RefCounted<ProgressShare> coarse(progress_, steps / 2), fine(progress_, steps - steps / 2);
     const Flow coarseFlow = FindCoarseFlow(coarse);
@@ -195,7 +194,7 @@ void Solver::ComputeFromCoarserGrid(std::uint64_t steps) {
     Search(WorkBudget::kUnlimited, fine);
 }
 
-// Forgets all trees but their roots, for a search that begins anew.
+// Reduces all trees to their roots, for a search that starts over.
 void Solver::ReplantTrees() {
     ShareOut(workers_, nodes_.layout.GetPaddedHeight() / GridLayout::kTileSide, [&](std::uint32_t tileRow) {
         const NodeIndex count = GridLayout::kTileSide * nodes_.layout.GetPaddedWidth(), first = tileRow * count;
@@ -204,7 +203,7 @@ void Solver::ReplantTrees() {
     });
 }
 
-// The coarser grid gets its own head start from the next coarser one at once.
+// The coarser grid immediately gets its own head start from the next coarser one.
 Flow Solver::FindCoarseFlow(Core::IProgressController& progress) const {
     const PictureSize size = size_.Halved();
     const HeadStart atOnce{
@@ -231,7 +230,7 @@ Flow Solver::FindCoarseFlow(Core::IProgressController& progress) const {
     return flow;
 }
 
-// Finds the maximum flow, unless it takes more than `units` of work, or is cancelled.
+// Finds the maximum flow, unless it takes more than `units` of work or is cancelled.
 Solver::Result Solver::Search(std::int64_t units, Core::IProgressController& progress) {
     RegionPlan plan(nodes_.layout, regions_, boundaryNodes_);
     for (const Boundary& boundary : plan.GetBoundaries()) CloseBoundary(boundary);
@@ -246,7 +245,7 @@ Solver::Result Solver::Search(std::int64_t units, Core::IProgressController& pro
     return budget.IsSpent() ? Result::Stopped : Result::Complete;
 }
 
-// A worker that finds nothing to merge exits; the worker that frees the last region retries.
+// A worker that finds nothing to merge exits; the worker that releases the last region retries.
 void Solver::SearchRegions(RegionPlan& plan, TreeSearch& search, const WorkBudget& budget,
                            Core::IProgressController& progress) const {
     while (const auto region = plan.TakeRegion()) {
@@ -264,7 +263,7 @@ void Solver::SearchRegions(RegionPlan& plan, TreeSearch& search, const WorkBudge
     }
 }
 
-// Queues the nodes of a region from which a tree can grow, or flow can go over to the other tree.
+// Queues the nodes of a region from which a tree can grow, or flow can pass to the other tree.
 void Solver::ActivateRegion(const Region& region, TreeSearch& search) const {
     const auto canGrow = [&](NodeIndex node, Flags flags, auto direction) {
         const Flags neighbour = nodes_.GetFlags(nodes_.layout.GetNeighbour<direction>(node));

@@ -1,10 +1,10 @@
-// Minimum cut on a 4-connected pixel grid, by several workers.
+// Minimum cut on a 4-connected pixel grid, using several workers.
 //
-// Each worker solves regions of the grid, closed against each other, by the algorithm of GridGraphTrees.h. It then
-// merges neighbouring regions, opens the boundary between them and continues from the existing trees, until one region
-// is left. Where that takes too long, coarser grids give the search a head start (GridGraphCoarse.h). Which worker does
-// what depends on timing, but the result does not: the nodes from which flow could still reach the sink are the same
-// for every maximum flow. docs/grid-graph.md lists the invariants.
+// Each worker solves regions of the grid, separated by closed boundaries, with the algorithm of GridGraphTrees.h. It
+// then merges neighbouring regions, opens the boundary between them and continues from the existing trees, until one
+// region is left. If that takes too long, coarser grids give the search a head start (GridGraphCoarse.h). Which worker
+// does what depends on timing, but the result does not: the nodes from which flow could still reach the sink are the
+// same for every maximum flow. docs/grid-graph.md lists the invariants.
 #pragma once
 
 #include <cstdint>
@@ -18,15 +18,15 @@
 
 namespace Orvexa::Proc::GridGraph {
 
-/// When a solver stops searching and first gets flow from a coarser grid (see docs/grid-graph.md). Whatever the
-/// numbers, the labels are the same.
+/// Determines when a solver stops searching and first gets flow from a coarser grid (see docs/grid-graph.md). The
+/// labels do not depend on these numbers.
 struct HeadStart {
-    std::size_t minPixels = 250'000;    ///< smaller graphs are solved without
-    std::size_t coarsestPixels = 4000;  ///< no graph of up to this size is made coarser
-    double workPerPixel = 24;  ///< what a plain search may cost before it is given up, in units of `WorkBudget`
+    std::size_t minPixels = 250'000;    ///< smaller graphs are solved without a head start
+    std::size_t coarsestPixels = 4000;  ///< graphs up to this size are not coarsened further
+    double workPerPixel = 24;           ///< work limit of a plain search, in units of `WorkBudget`
 };
 
-/// Built, filled, computed once, read, in this order.
+/// Constructed, filled, computed once, then read, in this order.
 class Solver {
 public:
     /// The memory for the nodes, in bytes.
@@ -34,23 +34,23 @@ public:
                                          std::uint32_t blockSize);
 
     /// A graph of `width` x `height` pixels, all free. `workers` threads will share regions of `blockSize` x
-    /// `blockSize` nodes; all four numbers are at least 1. `progress`, which has to outlive the solver and to accept
-    /// calls from all threads, gets as total the number of regions and boundaries. Throws `EffectException` if the
-    /// graph would have more than 2^32 nodes, and `std::bad_alloc`, with a description that names the bytes, if the
-    /// memory cannot be had.
+    /// `blockSize` nodes; all four numbers are at least 1. `progress`, which must outlive the solver and accept calls
+    /// from all threads, gets the number of regions and boundaries as its total. Throws `EffectException` if the graph
+    /// would have more than 2^32 nodes, and `std::bad_alloc`, with a description that states the number of bytes, if
+    /// the memory cannot be allocated.
     Solver(std::uint32_t width, std::uint32_t height, std::uint32_t workers, std::uint32_t blockSize,
            Core::IProgressController& progress, const HeadStart& headStart = {});
 
-    /// Sets the capacities of all pixels. Edges that lead out of the picture are ignored. Arrays of another size than
-    /// the picture's throw `EffectException`, as do two opposite edges whose capacities add up to more than 65535: flow
-    /// could overflow them.
+    /// Sets the capacities of all pixels. Edges that lead out of the picture are ignored. Throws `EffectException` if
+    /// an array's size differs from the picture's, or if the capacities of two opposite edges add up to more than
+    /// 65535, so that flow could overflow them.
     void SetCapacities(const Capacities& capacities);
 
-    /// Finds the maximum flow, or stops early when the controller reports cancellation; the labels mean nothing then.
+    /// Finds the maximum flow, or stops early if the controller reports cancellation; the labels are then meaningless.
     void Compute();
 
-    /// After `Compute`: a row of pixels as `background` or `foreground` in `mask`. Background are the pixels from which
-    /// flow could still reach the sink.
+    /// After `Compute`: writes a row of pixels to `mask` as `background` or `foreground`. The background consists of
+    /// the pixels from which flow could still reach the sink.
     void ReadRow(std::uint32_t y, std::uint8_t foreground, std::uint8_t background, std::uint8_t* mask) const;
 
     /// The maximum flow modulo 2^16.
@@ -59,7 +59,7 @@ public:
 private:
     enum class Result { Complete, Stopped };
 
-    /// What is learnt while the graph is filled.
+    /// What is determined while the graph is filled.
     struct FillSummary {
         std::uint16_t flow = 0;  ///< from links with both terminals
         Capacity maxLink = 0, maxEdge = 0;

@@ -27,7 +27,7 @@ void ForEachRow(const CoarseWork& work, std::uint32_t rows, Visit&& visit) {
     });
 }
 
-// The nodes of a block of 2 x 2 pixels. Where the picture ends in the middle of a block, nodes of the ring complete it;
+// The nodes of a block of 2 x 2 pixels. If the picture ends in the middle of a block, nodes of the ring complete it;
 // they have no links and no edges.
 struct Block {
     Block(const GridLayout& layout, std::uint32_t x, std::uint32_t y)
@@ -40,7 +40,7 @@ struct Block {
     NodeIndex c, d;  // the lower two
 };
 
-// The capacity from a node's source link, negative for the sink.
+// The capacity of a node's source link, or minus that of its sink link.
 int SignedTerminal(const NodeArrays& nodes, NodeIndex node) {
     const int residual = nodes.terminalResidual[node];
     return LabelOf(nodes.GetFlags(node)) == kSinkTree ? -residual : residual;
@@ -48,8 +48,8 @@ int SignedTerminal(const NodeArrays& nodes, NodeIndex node) {
 
 // ---- making a grid coarser
 
-// What the edge in direction D from a node can carry on, given the edges before and after it in the same line. A coarse
-// edge of their full capacities would promise flow that the fine grid cannot pass on.
+// How much flow the edge in direction D from a node can pass on, given the edges before and after it in the same line.
+// A coarse edge with the full capacities would promise flow that the fine grid cannot carry.
 template <Direction D>
 int Throughput(const NodeArrays& nodes, NodeIndex node) {
     const Capacity* const residual = nodes.residual[D];
@@ -89,7 +89,7 @@ public:
     explicit Pusher(const NodeArrays& nodes) : nodes_(nodes) {}
 
     // Divides flow between the edges in direction D from two nodes in proportion to their capacities, as far as these
-    // go.
+    // allow.
     template <Direction D>
     void Divide(std::int16_t flow, NodeIndex first, NodeIndex second) {
         if (flow == 0) return;
@@ -102,7 +102,7 @@ public:
                   sum = firstMost + secondMost;
         const int amount = std::min<int>(flow, sum);
         if (amount == 0) return;
-        const int share = (amount * firstMost + sum / 2) / sum;  // 8191 x 65535 at most, and no more than firstMost
+        const int share = (amount * firstMost + sum / 2) / sum;  // at most firstMost; no overflow: 8191 x 65535
         const int toSecond = std::min(amount - share, secondMost);
         Push<D>(first, amount - toSecond);
         Push<D>(second, toSecond);
@@ -118,7 +118,7 @@ public:
         if (sum > 0) *std::max_element(excess.begin(), excess.end()) -= sum;
         if (sum < 0) *std::min_element(excess.begin(), excess.end()) -= sum;
 
-        // With x from a to b, the flows from b to d, d to c and c to a have to be x plus these.
+        // With flow x from a to b, the flows from b to d, d to c and c to a must be x plus these.
         const int bd = excess[1], dc = bd + excess[2], ca = dc + excess[3];
         const int aToB = Residual<kRight>(block.a), bToA = Residual<kLeft>(block.b);
         const int bToD = Residual<kDown>(block.b), dToB = Residual<kUp>(block.d);
@@ -126,8 +126,7 @@ public:
         const int cToA = Residual<kUp>(block.c), aToC = Residual<kDown>(block.a);
         const int least = std::max({-bToA, -dToB - bd, -cToD - dc, -aToC - ca});
         const int most = std::min({aToB, bToD - bd, dToC - dc, cToA - ca});
-        std::array choices{0, -bd, -dc,
-                           -ca};  // each leaves one edge without flow; their median gives the least in total
+        std::array choices{0, -bd, -dc, -ca};  // each leaves one edge without flow; their median minimises the total
         std::sort(choices.begin(), choices.end());
         const int x = least <= most ? std::clamp((choices[1] + choices[2]) / 2, least, most)
                                     : std::clamp((least + most) / 2, -bToA, aToB);
@@ -137,7 +136,7 @@ public:
         Push<kUp>(block.c, std::clamp(x + ca, -aToC, cToA));
     }
 
-    // By how much the flow still to be found has become less, modulo 2^16.
+    // The amount by which the remaining flow has decreased, modulo 2^16.
     std::uint16_t GetSum() const { return static_cast<std::uint16_t>(sum_); }
 
 private:
@@ -146,7 +145,7 @@ private:
         return nodes_.residual[D][node];
     }
 
-    // Pushes flow along the edge in direction D from a node; backwards if it is negative.
+    // Pushes flow along the edge in direction D from a node; backwards if negative.
     template <Direction D>
     void Push(NodeIndex from, int flow) {
         if (flow == 0) return;
@@ -158,8 +157,8 @@ private:
         AddToTerminal(to, flow);
     }
 
-    // All cuts change by the same amount, and the cut with all nodes on the sink's side costs the sum of the links from
-    // the source.
+    // All cuts change by the same amount, and the cut with all nodes on the sink's side costs the sum of the source
+    // links.
     void AddToTerminal(NodeIndex node, int amount) {
         const int before = SignedTerminal(nodes_, node), after = before + amount;
         nodes_.terminalResidual[node] = static_cast<Capacity>(std::abs(after));
@@ -180,8 +179,8 @@ Capacities Coarsen(const NodeArrays& nodes, const PictureSize& size, const Coars
     return coarse;
 }
 
-// Two rows of blocks share nothing but the edges between them, which therefore get a pass of their own: in each pass,
-// no two rows touch the same nodes.
+// Two rows of blocks share only the edges between them, which therefore get a pass of their own: in each pass, no two
+// rows access the same nodes.
 std::uint16_t PushCoarseFlow(const NodeArrays& nodes, const PictureSize& size, const Flow& flow,
                              const CoarseWork& work) {
     const PictureSize blocks = size.Halved();
@@ -200,7 +199,7 @@ std::uint16_t PushCoarseFlow(const NodeArrays& nodes, const PictureSize& size, c
     });
     forEachRow(blocks.height, [&](Pusher& pusher, std::uint32_t x, std::uint32_t y, std::size_t p) {
         const Block block(nodes.layout, x, y);
-        // The flow from the left is there already, as is that from above and below.
+        // The flow from the left has already been pushed, as has that from above and below.
         pusher.Divide<kRight>(static_cast<std::int16_t>(flow.right[p]), block.b, block.d);
         pusher.Balance(block);
     });

@@ -12,16 +12,16 @@ namespace Orvexa::Proc::GridGraph {
 
 namespace {
 
-constexpr std::uint32_t kWorkers = 12;  // whatever the processor offers
+constexpr std::uint32_t kWorkers = 12;  // regardless of the number of processors
 constexpr std::uint32_t kBlockSize = 640;
 constexpr std::uint64_t kProgressSteps = 100;
 constexpr double kSolverShare = 34, kCapacitiesShare = 66;  // of the progress steps
 
 constexpr Capacity kSeedCapacity = 1024;
-constexpr double kSharpness = 0.0625;  // edges weaken to 1/e over a difference of 4 levels
+constexpr double kSharpness = 0.0625;  // capacities fall to 1/e over a difference of 4 levels
 constexpr double kEdgeScale = 1024;
 
-// Where the samples of a pixel lie.
+// The positions of a pixel's samples.
 struct PixelLayout {
     std::size_t bytesPerPixel, firstSample, samples;
 };
@@ -44,7 +44,7 @@ std::optional<PixelLayout> FindLayout(PixFmt pixFmt) {
 }
 
 // Edge capacities, indexed by the sum of squared differences over the samples. The table ends with the first capacity
-// of 1, since all larger sums give 1, too. The sum of a colour picture is divided by 9.
+// of 1, since all larger sums also give 1. For a colour picture the sum is divided by 9.
 std::vector<Capacity> MakeWeights(double divisor) {
     std::vector<Capacity> weights;
     do {
@@ -74,7 +74,7 @@ private:
     const std::vector<Capacity>& weights_;
 };
 
-// False when cancelled.
+// False if cancelled.
 template <std::size_t Samples>
 bool FillCapacities(const ConstPlane& image, const PixelLayout& layout, const ConstPlane& seeds,
                     std::uint8_t foreground, std::uint8_t background, Core::IProgressController& progress,

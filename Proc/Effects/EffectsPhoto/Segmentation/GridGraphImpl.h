@@ -1,7 +1,7 @@
 // Segmentation by a minimum cut: a picture and strokes in, a mask out.
 //
-// The more alike two neighbouring pixels are, the more an edge between them costs to cut; strokes are linked to the
-// source or the sink. The cheapest cut between the two then runs along the edges in the picture.
+// The more similar two neighbouring pixels are, the more it costs to cut the edge between them; strokes are linked to
+// the source or the sink. The cheapest cut between the two therefore follows the edges in the picture.
 #pragma once
 
 #include <mutex>
@@ -13,10 +13,10 @@
 
 namespace Orvexa::Proc::GridGraph {
 
-/// One stage's share of a longer run. May be stepped from several threads.
+/// One stage's share of a longer run. `Step` may be called from several threads.
 class ProgressController : public Core::IProgressController {
 public:
-    /// The stage makes up `weight` steps of `parent`, which may be empty.
+    /// The stage corresponds to `weight` steps of `parent`, which may be empty.
     ProgressController(Core::ProgressPtr parent, double weight) : parent_(std::move(parent)), weight_(weight) {}
 
     void SetStage(std::string_view) override {}
@@ -34,9 +34,9 @@ private:
     double factor_ = 1.0;
 };
 
-/// Capacities from a picture in `Gray8` or a packed colour format and seeds of the same size, one byte per pixel;
-/// `foreground` wins where both values are the same. `progress` counts the rows; nothing is returned when it reports
-/// cancellation.
+/// Capacities computed from a picture in `Gray8` or a packed colour format and seeds of the same size, one byte per
+/// pixel; if both values are the same, `foreground` takes precedence. `progress` counts the rows; returns nothing if it
+/// reports cancellation.
 std::optional<Capacities> MakeCapacities(const IDataVideo& image, const ConstPlane& seeds, std::uint8_t foreground,
                                          std::uint8_t background, Core::IProgressController& progress);
 
@@ -52,7 +52,7 @@ protected:
 private:
     ConstFramePtr Readable(const FramePtr& frame);
 
-    OneInputPtr greyConverter_;  // made when a picture first needs it
+    OneInputPtr greyConverter_;  // created when first needed
 };
 
 }  // namespace Orvexa::Proc::GridGraph

@@ -15,8 +15,8 @@ namespace Orvexa::Proc::GridGraph {
 
 namespace {
 
-// The first touch of fresh memory in small pages takes longer than the solver itself; and the search jumps about in all
-// arrays.
+// The first touch of new memory in small pages takes longer than the solver itself, and the search accesses all arrays
+// in random order.
 void AdviseHugePages([[maybe_unused]] void* memory, [[maybe_unused]] std::size_t size) {
 #ifdef __linux__
     constexpr std::size_t kWorthwhile = std::size_t{4} << 20;

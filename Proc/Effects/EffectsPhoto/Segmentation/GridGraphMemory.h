@@ -1,4 +1,4 @@
-// The one allocation of a grid graph.
+// The single allocation of a grid graph.
 #pragma once
 
 #include <cstddef>
@@ -8,16 +8,17 @@
 
 namespace Orvexa::Proc::GridGraph {
 
-/// A zero-filled block, handed out piece by piece. It is freed as a whole.
+/// A zero-filled block, handed out piece by piece and freed as a whole.
 class ZeroedBlock {
 public:
     /// Pieces begin on cache lines.
     static constexpr std::size_t kAlignment = 64;
 
-    /// Throws `std::bad_alloc`, with a description that names the bytes, if the memory cannot be had.
+    /// Throws `std::bad_alloc`, with a description that states the number of bytes, if the memory cannot be allocated.
     explicit ZeroedBlock(std::size_t size);
 
-    /// `count` zeros. The pieces must fit into the block, each with up to `kAlignment` - 1 bytes before it.
+    /// Returns `count` zeros. All pieces together must fit into the block, each with up to `kAlignment` - 1 bytes
+    /// before it.
     template <class T>
     T* Take(std::size_t count) {
         return static_cast<T*>(TakeBytes(count * sizeof(T)));

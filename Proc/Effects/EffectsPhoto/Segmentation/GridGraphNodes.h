@@ -1,7 +1,7 @@
-// Nodes of the grid graph: where they lie and what is stored for each of them.
+// Nodes of the grid graph: their layout, and the data stored for each.
 //
-// The picture is padded by a ring of nodes without pixels, so that every pixel has four neighbours, and rounded up to
-// tiles of 8 x 8 nodes: a tile's bytes fill one cache line, and most neighbours lie in the same one.
+// The picture is surrounded by a ring of nodes without pixels, so that every pixel has four neighbours, and rounded up
+// to tiles of 8 x 8 nodes: a tile's bytes fill one cache line, and most neighbours are in the same one.
 #pragma once
 
 #include <array>
@@ -16,18 +16,18 @@ using Capacity = std::uint16_t;
 
 enum Label : std::uint8_t { kFree = 0, kSourceTree = 1, kSinkTree = 2 };
 
-/// Where a neighbour lies; also where a node's parent is, which can be the terminal itself or missing.
+/// The direction of a neighbour, or of a node's parent, which may be the terminal itself or missing.
 enum Direction : std::uint8_t { kRight, kDown, kUp, kLeft, kNoParent, kTerminal };
 inline constexpr std::size_t kDirections = 4;
 
 constexpr Direction Opposite(Direction direction) { return static_cast<Direction>(3 - direction); }
 
-/// A direction as a type, so that its neighbour offset and flag bit are constants of the code.
+/// A direction as a type, so that its neighbour offset and flag bit are compile-time constants.
 template <Direction D>
 using DirectionTag = std::integral_constant<Direction, D>;
 
-/// One byte per node: its label in bits 0 and 1, in bits 2 to 5 for each direction whether the edge from the node has
-/// residual capacity, and in bit 6 whether the node is in its worker's queue of active nodes. The edge bits across a
+/// One byte per node: its label in bits 0 and 1; in bits 2 to 5, for each direction, whether the edge from the node has
+/// residual capacity; and in bit 6 whether the node is in its worker's queue of active nodes. The edge bits across a
 /// closed region boundary are clear, whatever the residual capacity.
 using Flags = std::uint8_t;
 
@@ -38,7 +38,7 @@ constexpr Flags WithLabel(Flags flags, Label label) { return static_cast<Flags>(
 constexpr Flags EdgeBit(Direction direction) { return static_cast<Flags>(4 << direction); }
 constexpr bool HasResidual(Flags flags, Direction direction) { return (flags & EdgeBit(direction)) != 0; }
 
-/// Places of the nodes of a picture. Coordinates are those of the padded grid: pixel (x, y) is node (x + 1, y + 1).
+/// Indices of a picture's nodes. Coordinates are those of the padded grid: pixel (x, y) is node (x + 1, y + 1).
 class GridLayout {
 public:
     static constexpr std::uint32_t kTileSide = 8;
@@ -77,15 +77,15 @@ private:
     std::uint32_t rowJump_;  // from a tile's last row to the first row of the tile below
 };
 
-/// The arrays of the graph, one entry per node. A thread touches only the nodes of the region that it works on, with
-/// one exception: it reads the flags of neighbours across a closed boundary. Of these it uses only the edge bit, which
-/// is clear on both sides, but their owner may be changing other bits: flags are therefore relaxed atomics.
+/// The arrays of the graph, one entry per node. A thread accesses only nodes of its region, with one exception: it
+/// reads the flags of neighbours across a closed boundary. It uses only the edge bit in them, which is clear on both
+/// sides, but their owner may be changing other bits: flags are therefore relaxed atomics.
 struct NodeArrays {
     GridLayout layout;
     Flags* flags = nullptr;
-    Direction* parentDirection = nullptr;           ///< the parent's index follows from it, so it is not stored
+    Direction* parentDirection = nullptr;           ///< the parent's index is derived from it, so it is not stored
     std::array<Capacity*, kDirections> residual{};  ///< of the edge from the node in each direction
-    Capacity* terminalResidual = nullptr;           ///< left on the link between the node and the terminal of its tree
+    Capacity* terminalResidual = nullptr;           ///< capacity left to the terminal of the node's tree
     std::uint32_t* stamp = nullptr;                 ///< when the node's path to the terminal was last confirmed
 
     Flags GetFlags(NodeIndex node) const { return std::atomic_ref<Flags>(flags[node]).load(std::memory_order_relaxed); }

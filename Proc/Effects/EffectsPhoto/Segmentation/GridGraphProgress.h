@@ -1,4 +1,4 @@
-// Progress of a solver's stages.
+// Progress of the solver's stages.
 #pragma once
 
 #include <algorithm>
@@ -9,11 +9,11 @@
 
 namespace Orvexa::Proc::GridGraph {
 
-/// Passes a stage's steps on as a fixed number of steps of a longer run. May be stepped from several threads.
+/// Maps a stage's steps to a fixed number of steps of a longer run. `Step` may be called from several threads.
 class ProgressShare : public Core::IProgressController {
 public:
-    /// The stage makes up `share` steps of `whole`, which has to outlive it; it has as many itself until it sets
-    /// another total.
+    /// The stage corresponds to `share` steps of `whole`, which must outlive it; its own total is `share`, too, until
+    /// it sets another one.
     ProgressShare(Core::IProgressController& whole, std::uint64_t share)
         : whole_(whole), share_(share), total_(std::max<std::uint64_t>(share, 1)) {}
 

@@ -29,7 +29,7 @@ RegionPlan::RegionPlan(const GridLayout& layout, const RegionGrid& grid, NodeInd
     }
 }
 
-// Nothing where the grid ends.
+// Does nothing at the end of the grid.
 void RegionPlan::AddBoundary(const GridLayout& layout, std::size_t regionA, Direction direction, NodeIndex*& place) {
     const Region a = GetRegion(regionA);
     NodeIndex* const begin = place;
@@ -82,7 +82,7 @@ std::optional<RegionPlan::Merge> RegionPlan::TakeMerge(const Core::IProgressCont
     return merge;
 }
 
-// Nothing when the computation is cancelled.
+// Nothing if the computation is cancelled.
 std::optional<std::size_t> RegionPlan::FindRoot(std::size_t region, const Core::IProgressController& progress) {
     std::size_t root = region;
     do {

@@ -1,5 +1,5 @@
-// Which worker does what: regions of the grid are solved one by one, then merged with their neighbours until one is
-// left.
+// The schedule of the workers: regions of the grid are solved one by one, then merged with their neighbours until one
+// is left.
 #pragma once
 
 #include <atomic>
@@ -13,7 +13,7 @@
 
 namespace Orvexa::Proc::GridGraph {
 
-/// The division of the padded grid into square regions; those at its right and lower edge may be cut short.
+/// Divides the padded grid into square regions; those at its right and lower edge may be smaller.
 struct RegionGrid {
     RegionGrid(const GridLayout& layout, std::uint32_t side)
         : blockSize(side),
@@ -22,7 +22,7 @@ struct RegionGrid {
 
     std::size_t GetRegionCount() const { return std::size_t{across} * down; }
     std::size_t GetBoundaryCount() const { return std::size_t{across - 1} * down + std::size_t{down - 1} * across; }
-    /// At least as many as there are nodes in the lists of all boundaries.
+    /// An upper bound on the number of nodes in the lists of all boundaries.
     std::size_t GetBoundaryNodeBound() const { return blockSize * GetBoundaryCount(); }
 
     std::uint32_t blockSize, across, down;
@@ -33,40 +33,39 @@ struct Region {
     std::uint32_t left, top, right, bottom;
 };
 
-/// The line between two regions next to each other.
+/// The boundary between two adjacent regions.
 struct Boundary {
     std::size_t regionA, regionB;
     Direction direction;               ///< from A to B: right or down
     std::span<const NodeIndex> nodes;  ///< on A's side
 };
 
-/// The plan that all workers share. A region is busy from the beginning, or from its merge, until a worker has solved
-/// it; only regions that are not busy are merged, so that no node is ever touched by two workers.
+/// The schedule shared by all workers. A region is busy from the beginning, or from its merge, until a worker has
+/// solved it; only regions that are not busy are merged, so two workers never access the same node.
 class RegionPlan {
 public:
-    /// Keeps the nodes of the boundaries in `boundaryNodes`, where there is room for `grid.GetBoundaryNodeBound()` of
-    /// them.
+    /// Stores the nodes of the boundaries in `boundaryNodes`, which has room for `grid.GetBoundaryNodeBound()` of them.
     RegionPlan(const GridLayout& layout, const RegionGrid& grid, NodeIndex* boundaryNodes);
 
     std::size_t GetRegionCount() const { return states_.size(); }
     Region GetRegion(std::size_t region) const;
-    /// The boundaries that no merge has taken; to be used before the workers start.
+    /// The boundaries that no merge has taken yet; to be called before the workers start.
     std::span<const Boundary> GetBoundaries() const { return pending_; }
 
-    /// The next region that nobody has taken, or nothing.
+    /// The next region that no worker has taken, if there is one.
     std::optional<std::size_t> TakeRegion();
 
     struct Merge {
         std::size_t region;
-        std::vector<Boundary> boundaries;  ///< between the merged parts, all closed as yet
+        std::vector<Boundary> boundaries;  ///< between the merged parts, all still closed
     };
-    /// Merges the first two neighbours that are not busy; nothing when there are none, or when the computation is
+    /// Merges the first two neighbours that are not busy; returns nothing if there are none, or if the computation is
     /// cancelled.
     std::optional<Merge> TakeMerge(const Core::IProgressController& progress);
 
-    /// The region's time. Only for the worker that has taken the region.
+    /// The region's time. Only for the worker that holds the region.
     std::uint32_t GetTime(std::size_t region) const { return states_[region].time; }
-    /// Lets others merge a region that its worker has solved, at `time`.
+    /// Makes a region that its worker has solved, at `time`, available for merging.
     void Release(std::size_t region, std::uint32_t time) {
         states_[region].time = time;
         states_[region].isBusy.store(0, std::memory_order_release);
@@ -79,8 +78,8 @@ private:
         std::size_t parent = 0;  // of the union-find forest; guarded by lock_
     };
 
-    // A word rather than a mutex: it is held for microseconds. Waiting workers give their processor away after a few
-    // tries.
+    // A spin lock instead of a mutex: it is held for microseconds. Waiting workers yield their processor after a few
+    // attempts.
     class SpinLock {
     public:
         void lock();

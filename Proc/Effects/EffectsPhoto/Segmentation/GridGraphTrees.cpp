@@ -9,7 +9,7 @@ namespace {
 
 constexpr Label OtherTree(Label tree) { return tree == kSourceTree ? kSinkTree : kSourceTree; }
 
-// Asks `test` for one direction after another until it answers true.
+// Calls `test` for one direction after another until it returns true.
 template <class Test>
 bool AnyInGrowthOrder(Test&& test) {
     return test(DirectionTag<kRight>()) || test(DirectionTag<kDown>()) || test(DirectionTag<kUp>()) ||
@@ -30,10 +30,10 @@ void ForEachInAdoptionOrder(Visit&& visit) {
     visit(DirectionTag<kDown>());
 }
 
-// Climbs from a node towards its terminal: visit(node, parent, direction of the parent) answers whether to go on to the
-// parent. Gives the node where it ended, at the latest a root or an orphan. Each direction has code of its own, for the
-// processor to guess which way a path goes on: on paths of a thousand nodes, waiting for the memory of every step takes
-// almost twice as long.
+// Climbs from a node towards its terminal: visit(node, parent, direction of the parent) returns whether to continue
+// with the parent. Returns the node where the climb ended, at the latest a root or an orphan. Each direction has its
+// own code, so that the processor can predict the course of a path: on paths of a thousand nodes, waiting for the
+// memory at every step takes almost twice as long.
 template <class Visit>
 [[gnu::always_inline]] inline NodeIndex Climb(const NodeArrays& nodes, NodeIndex node, Visit&& visit) {
     const auto step = [&](auto up) {
@@ -54,7 +54,7 @@ template <class Visit>
     return node;
 }
 
-// Moves flow along an edge; true when that saturated it.
+// Moves flow along an edge; returns true if that saturated it.
 [[gnu::always_inline]] inline bool Push(const NodeArrays& nodes, NodeIndex from, NodeIndex to, Direction direction,
                                         Capacity amount) {
     Capacity& forward = nodes.residual[direction][from];
@@ -70,7 +70,7 @@ template <class Visit>
 }  // namespace
 
 std::uint32_t TreeSearch::Run(std::uint32_t time) {
-    constexpr std::int64_t kUnitsAtOnce = 4096;  // seldom enough for the workers not to wait for each other
+    constexpr std::int64_t kUnitsAtOnce = 4096;  // rarely enough for the workers not to contend
     Bridge bridge;
     while (!progress_.IsCancelled() && !budget_.IsSpent() && Grow(bridge)) {
         ++time;
@@ -121,7 +121,7 @@ bool TreeSearch::GrowFrom(NodeIndex node, Bridge& bridge) {
 // ---- augmentation: a path takes all the flow that it can
 
 Capacity TreeSearch::FindBottleneck(const Bridge& bridge) {
-    const NodeArrays nodes = nodes_;  // a copy that nobody else sees stays in registers
+    const NodeArrays nodes = nodes_;  // a local copy can stay in registers
     Capacity least = nodes.residual[bridge.direction][bridge.source];
     std::int64_t steps = 0;
     const NodeIndex sourceRoot = Climb(nodes, bridge.source, [&](NodeIndex, NodeIndex parent, auto up) {
@@ -215,8 +215,8 @@ bool TreeSearch::FindParent(NodeIndex orphan, std::uint32_t time) {
     });
 }
 
-// Whether a node's parents lead to the terminal. Stamps what they lead through, so that the climb is not repeated in
-// this adoption.
+// Whether a node is connected to the terminal through its ancestors. Stamps the nodes on the way, so that the climb is
+// not repeated during this adoption.
 bool TreeSearch::IsConnected(NodeIndex node, std::uint32_t time) {
     const NodeArrays nodes = nodes_;
     std::int64_t steps = 0;

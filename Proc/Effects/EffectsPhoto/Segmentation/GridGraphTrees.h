@@ -2,7 +2,7 @@
 //
 // After Y. Boykov and V. Kolmogorov, "An experimental comparison of min-cut/max-flow algorithms for energy minimization
 // in vision", IEEE TPAMI 26(9), 2004: one tree grows from the source, one from the sink; where they touch, flow is
-// pushed; nodes cut off by saturated edges look for a new parent in their tree or leave it.
+// pushed; nodes cut off by saturated edges find a new parent in their tree or leave it.
 #pragma once
 
 #include <atomic>
@@ -16,7 +16,8 @@
 
 namespace Orvexa::Proc::GridGraph {
 
-/// What a search may cost, shared by all workers. A unit is a step along a tree or a node adopted, some nanoseconds.
+/// The work limit of a search, shared by all workers. A unit is a step along a tree or an adopted node, some
+/// nanoseconds.
 class WorkBudget {
 public:
     static constexpr std::int64_t kUnlimited = std::numeric_limits<std::int64_t>::max();
@@ -29,8 +30,8 @@ private:
     std::atomic<std::int64_t> left_;
 };
 
-/// A first-in, first-out queue in two vectors: one is read from, the other one filled; they change places when the
-/// first is used up.
+/// A first-in, first-out queue in two vectors: one is read, the other is filled; they are swapped when the first is
+/// exhausted.
 class NodeQueue {
 public:
     bool IsEmpty() const { return next_ == reading_.size() && filling_.empty(); }
@@ -44,7 +45,7 @@ public:
         }
         return reading_[next_];
     }
-    /// Removes the node that `Front` has just given.
+    /// Removes the node that `Front` has just returned.
     void Pop() { ++next_; }
 
 private:
@@ -52,14 +53,14 @@ private:
     std::size_t next_ = 0;
 };
 
-/// The two trees of the region that one worker is busy with. Its lists are empty between regions, unless a search was
+/// The two trees of the region that one worker is solving. Its lists are empty between regions, unless a search was
 /// stopped.
 class TreeSearch {
 public:
     TreeSearch(const NodeArrays& nodes, WorkBudget& budget, const Core::IProgressController& progress)
         : nodes_(nodes), budget_(budget), progress_(progress) {}
 
-    /// Queues a node that may be able to grow its tree, unless it is queued already.
+    /// Queues a node that may be able to grow its tree, unless it is already queued.
     void Activate(NodeIndex node) {
         const Flags flags = nodes_.GetFlags(node);
         if ((flags & kIsActive) != 0) return;
@@ -67,8 +68,8 @@ public:
         active_.Push(node);
     }
 
-    /// Pushes flow between the trees, starting from the active nodes, until none is left, the budget is spent or the
-    /// computation is cancelled. `time` is the region's, which counts augmentations; returns the time at the end.
+    /// Pushes flow between the trees, starting from the active nodes, until none is left, the budget is exhausted or
+    /// the computation is cancelled. `time` is the region's count of augmentations; returns the count at the end.
     std::uint32_t Run(std::uint32_t time);
 
     /// The flow pushed so far, modulo 2^16.
@@ -103,10 +104,10 @@ private:
     const NodeArrays nodes_;
     WorkBudget& budget_;
     const Core::IProgressController& progress_;
-    std::int64_t work_ = 0;  // not yet taken from the budget
+    std::int64_t work_ = 0;  // not yet deducted from the budget
     NodeQueue active_;
     std::vector<NodeIndex> orphans_;  // of the last augmentation
-    NodeQueue secondaryOrphans_;      // made by freeing their parents
+    NodeQueue secondaryOrphans_;      // created when their parents were freed
     std::vector<NodeIndex> freed_;
     std::uint16_t flow_ = 0;
 };

@@ -1,4 +1,4 @@
-// Vectors of 16-bit lanes, one byte a lane.
+// Vectors of 16-bit lanes, with one byte per lane.
 
 #include "Proc/Effects/EffectsPhoto/Shared/Blend.h"
 
@@ -19,7 +19,7 @@ HWY_INLINE Vector16 LoadBytes(const std::uint8_t* bytes) {
     return hn::PromoteTo(Lanes16(), hn::LoadU(hn::Rebind<std::uint8_t, Lanes16>(), bytes));
 }
 
-// Values of 0..255, which as signed lanes are the same.
+// Values of 0..255, which are the same as signed lanes.
 HWY_INLINE void StoreBytes(Vector16 values, std::uint8_t* bytes) {
     const hn::Rebind<std::uint8_t, Lanes16> d8;
     hn::StoreU(hn::DemoteTo(d8, hn::BitCast(hn::RebindToSigned<Lanes16>(), values)), d8, bytes);

@@ -1,4 +1,4 @@
-// The accumulators of a tile stay in registers while all taps pass over it; the sum of each sample keeps the order of
+// The accumulators of a tile stay in registers while all taps are applied; the sum for each sample keeps the order of
 // the taps.
 
 #include "Proc/Effects/EffectsPhoto/Shared/Convolution.h"

@@ -7,8 +7,7 @@
 
 namespace Orvexa::Proc::Shared {
 
-/// One kernel weight and the distance, in floats, of the source sample that it weighs from the destination sample's own
-/// position.
+/// One kernel weight, and the offset, in floats, of its source sample from the destination sample's own position.
 struct ConvolutionTap {
     std::size_t offset;
     float weight;

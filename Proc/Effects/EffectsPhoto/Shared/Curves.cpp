@@ -1,8 +1,8 @@
-// A look-up of 256 entries by byte shuffles, 16 entries each.
+// A 256-entry table look-up by byte shuffles, 16 entries each.
 //
-// A shuffle gives 0 where the index's highest bit is set. Eight of them cover half the table: the index falls by 16
-// from one to the next, until it is negative and drops out, and each one's entries hold what has to be changed
-// (exclusive or) in the result so far.
+// A shuffle gives 0 if the index's highest bit is set. Eight of them cover half the table: the index is lowered by 16
+// from one to the next until it is negative and drops out, and the entries of each are the changes (exclusive or) to
+// the result so far.
 
 #include "Proc/Effects/EffectsPhoto/Shared/Curves.h"
 
@@ -18,7 +18,7 @@ namespace Orvexa::Proc::Shared::HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-// Eight bytes are read and written at once: the look-ups alone keep the load units busy.
+// Reads and writes eight bytes at once: the look-ups alone keep the load units busy.
 HWY_INLINE void LookUp(const Curve& curve, const std::uint8_t* from, std::uint8_t* to, std::size_t size) {
     std::size_t x = 0;
     for (; x + 8 <= size; x += 8) {
@@ -37,7 +37,7 @@ using SignedBytes = hn::RebindToSigned<Bytes>;
 
 constexpr std::size_t kShuffleEntries = 16, kHalf = 128;
 
-// Entries of a half of the table, each but the first 16 combined with the entry 16 before it.
+// The entries of half the table, each after the first 16 combined with the entry 16 before it.
 HWY_INLINE std::array<std::uint8_t, kHalf> Changes(const std::uint8_t* entries) {
     std::array<std::uint8_t, kHalf> changes;
     for (std::size_t i = 0; i < kHalf; ++i) {

@@ -47,8 +47,8 @@ inline Curve ExposureCurve(std::int32_t exposure, double gainPerUnit) {
     return curve;
 }
 
-/// Sends the first three bytes of every pixel through a curve each; further bytes and incomplete pixels at the end of a
-/// row stay.
+/// Applies a curve each to the first three bytes of every pixel; further bytes and incomplete pixels at the end of a
+/// row are unchanged.
 inline void ApplyCurves(const std::array<Curve, 3>& curves, const Plane& plane, std::uint64_t bytesPerPixel) {
     const std::uint64_t pixels = plane.GetWidth() / bytesPerPixel;
     for (std::uint64_t y = 0; y < plane.GetHeight(); ++y) {
@@ -61,8 +61,8 @@ inline void ApplyCurves(const std::array<Curve, 3>& curves, const Plane& plane, 
     }
 }
 
-/// Sends every byte of `source` through a curve into `destination`, a plane of the same size, which may be the same
-/// plane.
+/// Applies a curve to every byte of `source` and writes to `destination`, a plane of the same size, which may be the
+/// same plane.
 void ApplyCurve(const Curve& curve, const ConstPlane& source, const Plane& destination);
 
 }  // namespace Orvexa::Proc::Shared

@@ -7,11 +7,11 @@ namespace Orvexa::Proc::Shared {
 
 namespace {
 
-// How far curves are moved away from the outline where the face is widest, of the distance from the centre.
+// How far curves are moved away from the outline where the face is widest, relative to the distance from the centre.
 constexpr double kOuterShift = 0.15, kInnerShift = -0.2;
 constexpr double kSameWeight = 0.00001;
 constexpr int kMaxCorrections = 8;
-constexpr double kFarthest = 1 << 20;  // pixels; coordinates beyond would not be sure to differ by an int
+constexpr double kFarthest = 1 << 20;  // pixels; beyond this, differences between coordinates might not fit into an int
 
 Point<int> CenterOf(const Contour& outline) {
     const auto [left, right] =
@@ -21,14 +21,14 @@ Point<int> CenterOf(const Contour& outline) {
     return {(right->x - left->x) / 2 + left->x, top->y};
 }
 
-// Weights rise from a half's ends, which count half, to its middle.
+// Weights rise from a half's ends, whose weights are halved, to its middle.
 double WeightOf(std::size_t index, std::size_t count) {
     const auto middle = static_cast<double>(count / 2 + 1);
     const double weight = 1.0 - std::abs((middle - static_cast<double>(index + 1)) / middle);
     return std::abs(weight - 1.0 / middle) < kSameWeight ? weight / 2.0 : weight;
 }
 
-// A point moved along its ray from the centre, not beyond the frame.
+// Moves a point along its ray from the centre, but not beyond the frame.
 class Ray {
 public:
     Ray(const Point<int>& center, const Point<int>& point, const Conf::FrameInfo& info)
@@ -45,7 +45,7 @@ public:
             if (moved.x < 0 || moved.x > width_) {
                 border = moved.x < 0 ? 0.0 : width_, from = center_.x, distance = dx_;
             } else if (moved.y < 0 || moved.y > height_) {
-                // What leaves through the top goes to the bottom, too; outlines open upwards.
+                // A point beyond the top is moved to the bottom, too; outlines open upwards.
                 border = height_, from = center_.y, distance = dy_;
             } else {
                 break;

@@ -1,4 +1,4 @@
-// The bands along a face's outer line that FaceThinning bends.
+// The bands along a face's outline that FaceThinning warps.
 #pragma once
 
 #include <array>
@@ -9,12 +9,12 @@
 
 namespace Orvexa::Proc::Shared {
 
-/// The corners of a quadrilateral between two curves: two points of the inner curve, then the two beside them on the
-/// outer one.
+/// The corners of a quadrilateral between two curves: two points of the inner curve, then the two corresponding points
+/// of the outer one.
 using BandCorners = std::array<Point<int>, 4>;
 
-/// Lays bands along both halves of an outline, from ear to chin and from chin to ear, that lie within a frame of this
-/// size as far as the outline does. A half of two points or fewer has none.
+/// Constructs bands along both halves of an outline, from ear to chin and from chin to ear, which lie inside a frame of
+/// this size as far as the outline does. A half of two points or fewer has no bands.
 std::vector<BandCorners> BandsAlong(const Contour& outline, const Conf::FrameInfo& info);
 
 }  // namespace Orvexa::Proc::Shared

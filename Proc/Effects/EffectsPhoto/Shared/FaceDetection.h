@@ -1,4 +1,4 @@
-// Faces that the host finds.
+// Face detection by the host.
 #pragma once
 
 #include <vector>
@@ -8,8 +8,7 @@
 
 namespace Orvexa::Proc::Shared {
 
-/// What the host's face detection finds in a frame, largest face first. The list is valid until the detector's next
-/// run.
+/// The faces that the host's detector finds in a frame, largest first. The list is valid until the detector's next run.
 inline const std::vector<Face>& DetectFaces(IOneInputEffectVideo& detector, FramePtr frame) {
     detector.ProcessData(frame);
     return dynamic_cast<const SettingsEffectFaceDetection&>(detector.GetSettingsBase()).GetFaces();

@@ -1,4 +1,4 @@
-// Conversion of frames into one pixel format at a time.
+// Conversion of frames to one pixel format at a time.
 #pragma once
 
 #include "Host/Proc/IEffect.h"
@@ -6,7 +6,7 @@
 
 namespace Orvexa::Proc::Shared {
 
-/// A colour-space converter that is configured anew only when it is asked for another format.
+/// A colour-space converter that is reconfigured only when another format is requested.
 class FormatConverter {
 public:
     explicit FormatConverter(OneInputPtr converter) : converter_(std::move(converter)) {}

@@ -1,4 +1,4 @@
-// The pictures of effects that take several.
+// Inputs of effects that take several pictures.
 #pragma once
 
 #include <string>
@@ -23,7 +23,7 @@ inline std::string SizeText(const FrameInfo& info) {
 
 inline bool IsSameSize(const FrameInfo& a, const FrameInfo& b) { return a.width == b.width && a.height == b.height; }
 
-/// Throws `EffectException` unless a frame, which messages call `name`, has the size of the picture.
+/// Throws `EffectException` unless a frame, called `name` in messages, has the size of the picture.
 inline void RequireSizeOf(const IDataVideo& picture, const IDataVideo& frame, const std::string& name) {
     if (IsSameSize(frame.GetFrameInfo(), picture.GetFrameInfo())) return;
     Throw("The " + name + " must have the size of the picture, " + SizeText(picture.GetFrameInfo()) + "; it has " +
@@ -37,8 +37,8 @@ inline void RequireGreyMask(const IDataVideo& picture, const IDataVideo& mask, c
           SizeText(picture.GetFrameInfo()) + "; it has " + SizeText(mask.GetFrameInfo()));
 }
 
-/// A mask with one byte per pixel, made of the grey levels of `mask`, which must have the size of `picture`.
-/// `name` is what messages call it.
+/// A mask with one byte per pixel, made from the grey levels of `mask`, which must have the size of `picture`. `name`
+/// is used in messages.
 inline ConstFramePtr GreyMask(const ConstFramePtr& mask, const IDataVideo& picture, const std::string& name,
                               FormatConverter& converter) {
     RequireSizeOf(picture, *mask, name);

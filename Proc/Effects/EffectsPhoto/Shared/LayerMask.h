@@ -1,4 +1,4 @@
-// Masks of layers that the image blender lays over a picture.
+// Masks for layers that the image blender draws over a picture.
 #pragma once
 
 #include "Host/Proc/IEffect.h"
@@ -7,24 +7,24 @@
 
 namespace Orvexa::Proc::Shared {
 
-/// A grey mask as the extra alpha of layers: itself for the pixels, and the host's reduction of it for subsampled
-/// chroma. The mask must not be changed while it is attached.
+/// A grey mask as the extra alpha of layers: the mask itself for full-size planes, and the host's reduction of it for
+/// subsampled chroma. The mask must not be modified while it is attached.
 class LayerMask {
 public:
-    /// The extractor is configured for `pixFmt` already.
+    /// The extractor must already be configured for `pixFmt`.
     explicit LayerMask(OneInputPtr chromaExtractor, PixFmt pixFmt = PixFmt::None)
         : extractor_(std::move(chromaExtractor)), pixFmt_(pixFmt) {}
 
     bool IsFor(const FrameInfo& info) const { return mask_ != nullptr && mask_->GetFrameInfo() == info; }
     const FramePtr& Get() const { return mask_; }
 
-    /// Takes a mask, or none.
+    /// Sets the mask, or none.
     void Set(FramePtr mask) {
         mask_ = std::move(mask);
         chromaMask_.reset();
     }
 
-    /// Makes the mask for the chroma of layers of `pixFmt`, unless it is there; returns whether it had to be made.
+    /// Creates the mask for the chroma of layers in `pixFmt` unless it exists already; returns whether it was created.
     bool PrepareFor(PixFmt pixFmt) {
         if (chromaMask_ != nullptr && pixFmt == pixFmt_) return false;
         if (pixFmt != pixFmt_) extractor_->SetSettings(SettingsEffectExtraAlphaExtractor(pixFmt));
@@ -34,7 +34,7 @@ public:
         return true;
     }
 
-    /// Attaches the masks to a layer of the format that was prepared for.
+    /// Attaches the masks to a layer in the format that was prepared for.
     void AttachTo(IDataVideo& layer) const {
         ShareExtraAlpha(layer, 0, mask_);
         ShareExtraAlpha(layer, 1, chromaMask_);

@@ -1,8 +1,9 @@
-// What effects that ask neural networks have in common.
+// Common base of effects that use neural networks.
 //
-// Their settings come in two ways. Most take settings that differ and bring the models up to date whenever settings are
-// given, as `EffectBase` does; some take all settings as they come (`AlwaysConfigured`). A model is chosen by the
-// settings of a processor, a sub-effect of the host, or a network is asked directly.
+// Settings are taken in one of two ways. Most effects take settings that differ, and update the models whenever
+// settings are set, as `EffectBase` does; some take all settings without comparison (`AlwaysConfigured`). A model is
+// run by a processor, a sub-effect of the host, and selected by the processor's settings; other networks are queried
+// directly.
 #pragma once
 
 #include <memory>
@@ -21,7 +22,7 @@ public:
 protected:
     OneInputPtr CreateProcessor() const { return this->template CreateOneInput<SettingsEffectDeepNeuralProcessor>(); }
 
-    /// Has the processor run a model with `settings`, a processor's, in which only the model is missing.
+    /// Configures the processor with `settings`, which lack only the model.
     template <class ProcessorSettings>
     static void Choose(IOneInputEffectVideo& processor, ProcessorSettings settings, Neural::ModelFileId model) {
         settings.SetModelId(model);
@@ -34,13 +35,13 @@ protected:
         processor.ProcessData(frame);
     }
 
-    /// What a network makes of the frame, which stays as it is. The network is kept no longer than that.
+    /// A network's answer for the frame, which is not modified. The network is released afterwards.
     std::shared_ptr<Neural::NeuralResult> Ask(Neural::NeuralType type, FramePtr& frame) const {
         return Neural::CreateNeural(type, this->settings_.GetImpl(), this->settings_.GetModelsRoot())->Process(frame);
     }
 };
 
-/// Takes settings without comparing them, and without a reset in between.
+/// Takes settings without comparing them and without resetting first.
 template <class SettingsT>
 class AlwaysConfigured : public NeuralEffect<SettingsT> {
 public:

@@ -1,4 +1,4 @@
-// The packed formats that start with their colour bytes.
+// The packed formats that begin with their colour bytes.
 #pragma once
 
 #include <vector>
@@ -7,7 +7,7 @@
 
 namespace Orvexa::Proc::Shared {
 
-/// Formats of three colour bytes, red or blue first, with or without a byte of alpha after them.
+/// Formats with three colour bytes, red or blue first, with or without an alpha byte after them.
 inline const std::vector<PixFmt>& PackedRgbFormats() {
     static const std::vector<PixFmt> formats{PixFmt::Rgb24, PixFmt::Bgr24, PixFmt::Rgba,
                                              PixFmt::Bgra,  PixFmt::Rgba2, PixFmt::Bgra2};

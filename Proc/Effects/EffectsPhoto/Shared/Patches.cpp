@@ -9,10 +9,10 @@ namespace Orvexa::Proc::Shared {
 
 namespace {
 
-// What is copied of one plane.
+// The samples to copy in one plane.
 struct Samples {
     std::size_t size;                   // bytes from one sample to the next
-    std::vector<std::size_t> channels;  // bytes of a sample that are copied
+    std::vector<std::size_t> channels;  // bytes of a sample to copy
 };
 
 Samples SamplesOf(const PixFmtDescription& description, std::uint8_t plane) {

@@ -1,4 +1,4 @@
-// Patches: pieces of a picture that are changed apart from it and copied back.
+// Patches: parts of a picture that are processed separately and copied back.
 #pragma once
 
 #include <cstdint>
@@ -9,13 +9,13 @@
 
 namespace Orvexa::Proc::Shared {
 
-/// Grows a rectangle, where chroma is subsampled, so that it starts at a whole chroma sample: the chroma of a patch is
+/// Extends a rectangle, if chroma is subsampled, so that it starts at a whole chroma sample: the chroma of a patch is
 /// then that of its own pixels.
 CropInfo AlignedToChroma(CropInfo box, PixFmt pixFmt);
 
-/// Copies the colours of some pixels of a patch into a frame of the same format; alpha stays. `mask` has a byte for
-/// every pixel of the patch, row by row, that is not 0 where it is copied. Subsampled chroma goes with the pixel at its
-/// upper left. (x, y) is where the patch lies, as a whole, in the frame. Indexed frames throw `EffectException`.
+/// Copies the colours of selected pixels of a patch into a frame of the same format; alpha is not copied. `mask` has
+/// one byte per pixel of the patch, row by row, non-zero for pixels to copy. Subsampled chroma is copied with the pixel
+/// at its upper left. The patch lies entirely inside the frame, at (x, y). Throws `EffectException` for indexed frames.
 void CopyColors(const IDataVideo& patch, IDataVideo& frame, std::uint32_t x, std::uint32_t y,
                 const std::vector<std::uint8_t>& mask);
 

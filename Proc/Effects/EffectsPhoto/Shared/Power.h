@@ -1,4 +1,4 @@
-// Powers of numbers from 0 to 1, for which `std::pow` would take most of an effect's time.
+// Powers of numbers from 0 to 1, for effects in which `std::pow` would dominate the running time.
 #pragma once
 
 #include <cmath>
@@ -6,11 +6,11 @@
 
 namespace Orvexa::Proc::Shared {
 
-/// v^exponent for one exponent, from a table where that is precise enough.
+/// v^exponent for a fixed exponent, from a table where that is precise enough.
 class Power {
 public:
-    /// Linear interpolation is off by at most h^2 / 8 times the second derivative, p |1 - p| v^(p - 2), which is below
-    /// 82 for the exponents and from the least value that the table is used for.
+    /// The error of linear interpolation is at most h^2 / 8 times the second derivative, p |1 - p| v^(p - 2), which is
+    /// below 82 for the exponents and values for which the table is used.
     static constexpr double kError = 82.0 / 8.0 / (4096.0 * 4096.0);
 
     explicit Power(double exponent) : exponent_(exponent) {

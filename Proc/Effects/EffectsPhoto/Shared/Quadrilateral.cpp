@@ -25,7 +25,7 @@ unsigned TriangleOf(const Point<int>& a, const Point<int>& b, const Point<int>& 
 bool IsWithin(double value) { return (value >= -kTolerance) & (value <= 1.0 + kTolerance); }
 bool AreWithin(const std::pair<double, double>& place) { return IsWithin(place.first) && IsWithin(place.second); }
 
-// By how far coordinates leave 0..1, squared.
+// How far coordinates lie outside 0..1, squared.
 double ExcessOf(const std::pair<double, double>& place) {
     double sum = 0.0;
     for (const double value : {place.first, place.second}) {
@@ -54,8 +54,8 @@ Quadrilateral::Quadrilateral(const std::array<Point<int>, 4>& corners) : corners
 }
 
 void Quadrilateral::MarkRow(int y, int width, std::uint8_t* marks) const {
-    // A point is inside when its triangles with the four sides fill the quadrilateral. What is twice a triangle changes
-    // by a constant from pixel to pixel.
+    // A point is inside if its triangles with the four sides fill the quadrilateral. Twice the area of a triangle
+    // changes by a constant from pixel to pixel.
     struct Side {
         int first, step;
     };
@@ -114,8 +114,8 @@ std::pair<double, double> Quadrilateral::CoordinatesOf(int x, int y) const {
 }
 
 void Quadrilateral::CoordinatesOfRow(int x, int y, int count, double* u, double* v) const {
-    // The usual case several points at a time: without branches, and with coefficients that change by a constant from
-    // point to point. What it does not decide is left as not a number.
+    // The usual case, for several points at a time: without branches, and with coefficients that change by a constant
+    // from point to point. Points that it does not decide are left as NaN.
     const bool isQuadratic = k0_ != 0 && k1_ != 0;
     const Equation first = EquationAt(x, y);
     const int eStep = cy_, bStep = Multiply(cx_, cy_), qStep = Subtract(Multiply(ax_, cy_), k0_);

@@ -1,4 +1,4 @@
-// Rectangles of pictures.
+// Rectangular parts of pictures.
 #pragma once
 
 #include <algorithm>
@@ -10,7 +10,7 @@
 
 namespace Orvexa::Proc::Shared {
 
-/// A view of a rectangle of a frame: a frame of its own on the same pixels.
+/// A view of a rectangle of a frame: a separate frame over the same pixels.
 inline FramePtr ViewOf(const IDataVideo& frame, std::uint32_t x, std::uint32_t y, std::uint32_t width,
                        std::uint32_t height) {
     FramePtr view = CloneFrame(frame, kCloneView);
@@ -23,14 +23,14 @@ inline FramePtr ViewOf(const IDataVideo& frame, const CropInfo& box) {
 
 inline bool IsEmpty(const CropInfo& box) { return box.left >= box.right || box.top >= box.bottom; }
 
-/// Whether the eight bytes are 0.
+/// Whether all eight bytes are 0.
 inline bool AreBlank(const std::uint8_t* bytes) {
     std::uint64_t eight = 0;
     std::memcpy(&eight, bytes, sizeof(eight));
     return eight == 0;
 }
 
-/// The smallest rectangle around all bytes of a mask that are not 0; an empty one if there are none.
+/// The bounding box of all non-zero bytes of a mask; empty if there are none.
 inline CropInfo FindBox(const ConstPlane& mask) {
     CropInfo box = CropInfo::Nothing();
     for (std::uint64_t y = 0; y < mask.GetHeight(); ++y) {

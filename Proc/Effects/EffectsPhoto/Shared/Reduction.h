@@ -1,4 +1,4 @@
-// Work on a reduced picture.
+// Processing at reduced size.
 #pragma once
 
 #include <algorithm>
@@ -13,20 +13,20 @@ constexpr FrameInfo RoundUpToEven(const FrameInfo& info) {
     return {info.width + info.width % 2, info.height + info.height % 2, info.aspect};
 }
 
-/// The way from a picture to a smaller one and back, for effects that work on a reduced picture. Both resizers keep
-/// their settings while the pictures have one geometry.
+/// Scales a picture down and up again, for effects that work on a reduced picture. Both resizers keep their settings as
+/// long as the geometry of the pictures does not change.
 class Reduction {
 public:
     Reduction(OneInputPtr reducer, OneInputPtr enlarger)
         : reducer_(std::move(reducer)), enlarger_(std::move(enlarger)) {}
 
-    /// Whether the resizers are still to be configured for pictures of this geometry, which is remembered.
+    /// Whether the resizers have yet to be configured for pictures of this geometry, which is remembered.
     bool IsNew(const FrameInfo& info) {
         if (info == info_) return false;
         info_ = info;
         return true;
     }
-    /// The next geometry will be new, whatever it is.
+    /// Treats the next geometry as new, whatever it is.
     void Forget() { info_ = kNoInfo; }
 
     void Configure(const SettingsResizer& reduction, const SettingsResizer& enlargement) {
@@ -36,7 +36,7 @@ public:
 
     void Reduce(FramePtr& frame) { reducer_->ProcessData(frame); }
 
-    /// Enlarges a frame and cuts off what it has beyond `size`.
+    /// Enlarges a frame and crops it to `size`.
     void Enlarge(FramePtr& frame, const FrameInfo& size) {
         enlarger_->ProcessData(frame);
         const FrameInfo enlarged = frame->GetFrameInfo();

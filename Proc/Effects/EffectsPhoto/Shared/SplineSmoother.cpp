@@ -8,7 +8,7 @@ namespace Orvexa::Proc::Shared {
 
 namespace {
 
-constexpr double kSquaredTolerance = 1e-7;  // of the squared norm of the residual
+constexpr double kSquaredTolerance = 1e-7;  // relative to the squared norm of the residual
 constexpr std::size_t kIterationsPerUnknown = 2;
 
 double Dot(const std::vector<double>& a, const std::vector<double>& b) {
@@ -32,7 +32,7 @@ SplineSmoother::SplineSmoother(const std::vector<double>& positions, std::size_t
         const auto weights = HermiteBasis((position - knot[segment]) / (knot[segment + 1] - knot[segment]));
         basis_.push_back({2 * segment, {weights[0], weights[1], weights[2], weights[3]}});
     }
-    // Basis times its transpose: each sample touches a 4 x 4 block only.
+    // Basis times its transpose: each sample affects only a 4 x 4 block.
     for (const Basis& basis : basis_) {
         for (std::size_t i = 0; i < 4; ++i) {
             for (std::size_t k = 0; k < 4; ++k)

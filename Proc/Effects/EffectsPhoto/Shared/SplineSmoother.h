@@ -6,18 +6,18 @@
 
 namespace Orvexa::Proc::Shared {
 
-/// Fits a spline with evenly spaced knots, a value and a slope each, to samples at fixed positions. The normal
-/// equations are solved by conjugate gradients (Hestenes and Stiefel, 1952), started from their right-hand side.
+/// Fits a spline with evenly spaced knots, each with a value and a slope, to samples at fixed positions. The normal
+/// equations are solved by conjugate gradients (Hestenes and Stiefel, 1952), starting from their right-hand side.
 class SplineSmoother {
 public:
-    /// `positions` ascend; `knots` is at least 2.
+    /// `positions` are ascending; `knots` is at least 2.
     SplineSmoother(const std::vector<double>& positions, std::size_t knots);
 
-    /// The spline fitted to `samples`, one a position, at the positions. Not clamped.
+    /// The spline fitted to `samples`, one per position, evaluated at the positions. Not clamped.
     std::vector<double> Smooth(const std::vector<double>& samples) const;
 
 private:
-    // The four basis functions that are not zero at a position, and the first of their coefficients.
+    // The four basis functions that are non-zero at a position, and the index of their first coefficient.
     struct Basis {
         std::size_t first;
         double weights[4];

@@ -13,8 +13,8 @@ using Counts = std::array<std::uint64_t, 256>;
 
 namespace StatisticsDetails {
 
-// Planes have fewer than 2^32 bytes. Four tables take turns, so that neighbours of equal value do not wait for each
-// other's increments.
+// Planes have fewer than 2^32 bytes. Four tables are used in turn, so that neighbouring pixels of equal value do not
+// depend on each other's increments.
 template <std::size_t Channels>
 using Tables = std::array<std::array<std::array<std::uint32_t, 256>, Channels>, 4>;
 
@@ -29,7 +29,7 @@ std::array<Counts, Channels> Sum(const Tables<Channels>& tables) {
     return counts;
 }
 
-/// Calls count(table, pixel) for every pixel, four pixels a turn.
+/// Calls count(table, pixel) for every pixel, four pixels per iteration.
 template <std::size_t Channels, class Count>
 std::array<Counts, Channels> CountPixels(const ConstPlane& plane, std::uint64_t bytesPerPixel, Count&& count) {
     Tables<Channels> tables{};
@@ -72,7 +72,7 @@ inline std::array<Counts, 4> CountChannelsAndLuma(const ConstPlane& plane, std::
     });
 }
 
-/// The smallest value whose count summed up from 0 reaches `target`; 255 if none does.
+/// The smallest value at which the counts summed up from 0 reach `target`; 255 if they never do.
 inline int LowPercentile(const Counts& counts, std::uint64_t target) {
     std::uint64_t sum = 0;
     for (int value = 0; value < 255; ++value) {
@@ -82,7 +82,7 @@ inline int LowPercentile(const Counts& counts, std::uint64_t target) {
     return 255;
 }
 
-/// The largest value whose count summed down from 255 reaches `target`; 0 if none does.
+/// The largest value at which the counts summed down from 255 reach `target`; 0 if they never do.
 inline int HighPercentile(const Counts& counts, std::uint64_t target) {
     std::uint64_t sum = 0;
     for (int value = 255; value > 0; --value) {

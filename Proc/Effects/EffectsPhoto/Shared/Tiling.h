@@ -1,4 +1,4 @@
-// Lengths that patches of one size cover.
+// Lengths that patches of one size can cover.
 #pragma once
 
 #include <cstdint>
@@ -7,9 +7,9 @@
 
 namespace Orvexa::Proc::Shared {
 
-/// The smallest length of at least `size` that patches cover exactly, of which neighbours share `overlap` pixels; in
-/// pixels. An overlap that leaves no way to the next patch throws `EffectException` "Overlap must be smaller than the
-/// patch!".
+/// The smallest length of at least `size` pixels that patches cover exactly, with neighbours overlapping by `overlap`
+/// pixels. Throws `EffectException` "Overlap must be smaller than the patch!" if the overlap leaves no step between
+/// patches.
 inline std::uint32_t Fit(std::uint32_t size, std::uint32_t patch, std::uint32_t overlap) {
     if (overlap >= patch) Throw("Overlap must be smaller than the patch!");
     if (size < patch) return patch;
