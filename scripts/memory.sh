@@ -47,7 +47,8 @@ for effect in $(list_effects "$kalvatri"); do
         RemoveBackground) chain+=("with=$scratch/seeds.png" adaptValue=50 "with=$scratch/rgb.jpg") suffix=tif ;;
         CreateVideo) chain=(CreateVideo width=$width height=$height) ;;
         DirectionalAreaDeformation) chain=("$effect" fromX=2000 fromY=2000 toX=3000 toY=2000 size=3000) ;;
-        DeepSuperResolutor | OilPaint) size=unreduced- pixels=$((3072 * 2048)) ;;
+        OilPaint) size=unreduced- pixels=$((3072 * 2048)) ;;
+        DeepSuperResolutor) size=unreduced- pixels=$((9 * 3072 * 2048)) ;;  # of the result
         Cutter) chain=(Cutter Stitcher frameWidth=$width frameHeight=$height) steps=(Cutter Stitcher) ;;
         Stitcher) chain=(Cutter BlurBokeh Stitcher frameWidth=$width frameHeight=$height) steps=(Cutter BlurBokeh Stitcher) ;;
     esac

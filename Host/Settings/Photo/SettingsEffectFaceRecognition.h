@@ -5,6 +5,9 @@
 namespace Orvexa::Proc {
 
 class SettingsEffectFaceRecognition final : public Settings, public FaceSettings {
+public:
+    static constexpr double kBytesPerPixel = 9;
+
     ORVEXA_SETTINGS(SettingsEffectFaceRecognition, "FaceRecognition", Groups::kFaces,
                     "Describes a face by numbers that identify the person; the picture stays as it is.")
     ORVEXA_EQUALITY(SettingsEffectFaceRecognition)

@@ -7,6 +7,9 @@ namespace Orvexa::Proc {
 class SettingsEffectPixelate final : public Settings {
     using Methods = SettingsResizer::ResizeMethods;
 
+public:
+    static constexpr double kBytesPerPixel = 9;
+
     ORVEXA_SETTINGS(SettingsEffectPixelate, "Pixelate", Groups::kStylise, "Turns the picture into coarse cells.")
     ORVEXA_EQUALITY(SettingsEffectPixelate)
     ORVEXA_FIELD(double, Strength, 50.0, Range(0, 100), "percent", "Coarseness: at 100 the shorter side has 32 cells.")
