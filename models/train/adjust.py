@@ -3,8 +3,9 @@
 exposure, shadows and highlights, from 0 (raise) over 0.5 (leave) to 1 (lower).
 
 Photographs are misadjusted by the same corrections, by exposure and by gamma. There are many ways to put such a picture
-right, so the network does not learn the values but their result: the error that is left once they are applied. A part
-of the photographs stays as it is, for which the values are to do nothing.
+right, so the network does not learn the values but their result: the error that is left once they are applied, relative
+to what there was. A part of the photographs stays as it is, for which the values are to do nothing. Photographs differ
+more than nine of them show, so these are varied a little before.
 """
 
 import torch
@@ -16,10 +17,12 @@ from judge import SIDE, Judge
 from light_damage import Misexposure, quantised
 from training import options, train
 
-STEPS = 1500
+STEPS = 2500
 BATCH = 16
-UNTOUCHED = 0.2  # share of the photographs
-RESTRAINT = 0.01  # weight of the values' distance from 0.5
+UNTOUCHED = 0.3  # share of the photographs
+TASTE = 0.15  # strength of the changes that leave a photograph a good one
+USUAL_ERROR = 0.15  # levels 0..1; errors count by themselves well below it, and relative to what there was above
+RESTRAINT = 0.03  # weight of the values' distance from 0.5
 
 
 def misadjusted_by(count, untouched):
@@ -42,7 +45,9 @@ class Misadjustment:
 
 def left_error(answers, sample):
     given, target = sample
-    return (adjusted(given, answers) - target).abs().mean() + RESTRAINT * (answers - 0.5).abs().mean()
+    before = (given - target).abs().mean((1, 2, 3)) + USUAL_ERROR
+    left = (adjusted(given, answers) - target).abs().mean((1, 2, 3))
+    return (left / before).mean() + RESTRAINT * (answers - 0.5).abs().mean()
 
 
 def main():
@@ -51,10 +56,12 @@ def main():
 
     def batch():
         small, fine, _ = crops(BATCH)
-        misadjustment = Misadjustment(BATCH)
+        variety, misadjustment = Misexposure(BATCH, strength=TASTE), Misadjustment(BATCH)
+        small, fine = variety.at(small), variety.at(fine)
         return misadjustment.at(small), (misadjustment.at(fine), fine)
 
-    network = train(Judge(len(RANGES), "share"), batch, left_error, arguments.iterations)
+    judge = Judge(len(RANGES), "share")
+    network = train(judge, batch, left_error, arguments.iterations, checkpoint=arguments.checkpoint)
     export(network, arguments.output / "adjust.onnx", (3, SIDE, SIDE))
 
 

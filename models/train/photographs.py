@@ -116,12 +116,13 @@ def drawing(rng, side=384):
 class Patches:
     """Random square patches of the photographs, changed at random, as RGB floats 0..255."""
 
-    def __init__(self, rng, drawn=0.1, drawings=24):
-        """`drawn` is the share of patches from drawings instead of photographs."""
+    def __init__(self, rng, drawn=0.1, drawings=24, busier=0.4):
+        """`drawn` is the share of patches from drawings instead of photographs, `busier` of those that are the busier
+        of two: skies and blurred grounds are plenty."""
         self.rng = rng
         self.photographs = list(photographs_to_learn_from())
         self.drawings = [drawing(rng) for _ in range(drawings)]
-        self.drawn = drawn
+        self.drawn, self.busier = drawn, busier
 
     def _crop(self, side):
         rng = self.rng
@@ -136,7 +137,7 @@ class Patches:
     def __call__(self, side):
         rng = self.rng
         patch = self._crop(side)
-        if rng.random() < 0.4:  # skies and blurred grounds are plenty: the busier of two
+        if rng.random() < self.busier:
             other = self._crop(side)
             patch = max(patch, other, key=lambda pixels: float(pixels[::2, ::2, 1].std()))
         return change_light(turned(patch, rng).astype(np.float32), rng)

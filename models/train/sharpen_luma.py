@@ -6,8 +6,9 @@ ones are among the inputs, too, with themselves as target, so that the network f
 part is noisy or compressed, which must not be sharpened.
 
 To undo a blur whose width is known is a matter of one filter (Wiener, "Extrapolation, Interpolation, and Smoothing of
-Stationary Time Series", 1949). Such filters for a few widths are part of the network. It tells for each pixel how much
-of each, which is to find the width, and adds what no filter gives.
+Stationary Time Series", 1949). Such filters for a few widths are part of the network, as steps from each to the next.
+It tells for each pixel and step how certain it is that the blur is that wide, and adds what no filter gives. Certainty
+grows with contrast, which is how much of the blur's width can be seen.
 """
 
 import cv2
@@ -18,37 +19,41 @@ from torch import nn
 from damage import blurred, compressed, sensor_noise, stored, white_noise
 from export import export, read_weights
 from photographs import Patches, reduced
-from training import Correction, options, reach, relative_loss, tensor, train
+from training import Correction, inside, options, reach, relative_loss, tensor, train
 
-SIDE = 56
+SIDE = 72
+EDGE = 8  # pixels of a patch that do not count
 BATCH = 5
 STEPS = 14000
 GRAIN = 1.5  # levels; most photographs have some, and where it is missing or smeared they were blurred
 
 
 class Sharpener(Correction):
-    WIDTHS = (0.5, 0.7, 0.9, 1.15, 1.5, 1.9)  # of the blurs that there are filters for
+    WIDTHS = (0.5, 0.7, 0.85, 1.0, 1.2, 1.5, 1.9)  # of the blurs that there are filters for
     HALF = 6  # pixels of a filter to each side
+    SHARE = 0.1  # of what is added without a filter; keeps its noise small while the scores are learned
 
     def __init__(self):
         super().__init__(channels=1, fine=32, coarse=64, before=1, between=4, after=1)
         count = len(self.WIDTHS)
-        self.amounts = nn.ConvTranspose2d(32, count, 4, stride=2, padding=1)
-        nn.init.zeros_(self.amounts.weight)
-        nn.init.zeros_(self.amounts.bias)
+        self.scores = nn.ConvTranspose2d(32, count, 4, stride=2, padding=1)
+        nn.init.zeros_(self.scores.weight)
+        self.scores.bias.data = torch.linspace(1, -2, count)  # of medium blur, as far as one can tell unseen
         # A border of zeros would be an edge to sharpen. In two steps, since none may be wider than the picture.
         self.mirror = nn.Sequential(nn.ReflectionPad2d(self.HALF // 2), nn.ReflectionPad2d(self.HALF // 2))
-        self.detail = nn.Conv2d(1, count, 2 * self.HALF + 1, bias=False)
         filters = np.stack([inverse_of_blur(width, self.HALF) for width in self.WIDTHS])
-        filters[:, self.HALF, self.HALF] -= 1  # what they change
-        self.detail.weight = nn.Parameter(torch.tensor(filters[:, None], dtype=torch.float32), requires_grad=False)
+        nothing = np.zeros_like(filters[:1])
+        nothing[0, self.HALF, self.HALF] = 1
+        steps = filters - np.concatenate([nothing, filters[:-1]])
+        self.detail = nn.Conv2d(1, count, 2 * self.HALF + 1, bias=False)
+        self.detail.weight = nn.Parameter(torch.tensor(steps[:, None], dtype=torch.float32), requires_grad=False)
         self.together = nn.Conv2d(count, 1, 1, bias=False)
         self.together.weight = nn.Parameter(torch.ones(1, count, 1, 1), requires_grad=False)
 
     def forward(self, picture):
         fine = self.features(picture)
-        detail = self.detail(self.mirror(picture))
-        return picture + self.leave(fine) + self.together(detail * self.amounts(fine))
+        steps = self.detail(self.mirror(picture)) * torch.sigmoid(self.scores(fine))
+        return picture + self.SHARE * self.leave(fine) + self.together(steps)
 
 
 def inverse_of_blur(width, half, noise=0.8, contrast=30.0, side=128):
@@ -79,12 +84,12 @@ def soft_copy(patch, rng):
         soft, expected = blurred(patch, sigma), 1 + 3 * sigma
     else:
         how = (cv2.INTER_LINEAR, cv2.INTER_CUBIC, cv2.INTER_LANCZOS4)[rng.integers(3)]
-        factor = rng.uniform(1.2, 3)
+        factor = 2.0 if rng.random() < 0.3 else rng.uniform(1.2, 3)
         soft = cv2.resize(reduced(patch, factor), patch.shape[1::-1], interpolation=how)
         expected = 1 + 2.5 * factor
-    if rng.random() < 0.2:
-        soft = sensor_noise(soft, rng.uniform(0.2, 3), rng, rng.uniform(0, 0.6))
-    if rng.random() < 0.1:
+    if rng.random() < 0.12:
+        soft = sensor_noise(soft, rng.uniform(0.2, 2.5), rng, rng.uniform(0, 0.6))
+    if rng.random() < 0.06:
         soft = compressed(soft, rng.integers(75, 99))
     return soft, expected
 
@@ -96,11 +101,11 @@ def grey(patch):
 def main():
     arguments = options(__doc__, STEPS, goes_on=True)
     rng = arguments.rng
-    patches = Patches(rng)
+    patches = Patches(rng, drawn=0.08, busier=0.7)
 
     def pair():
         target = patches(SIDE)
-        if rng.random() < 0.75:
+        if rng.random() < 0.4:
             target = target + white_noise(target.shape, rng) * rng.uniform(0.2, GRAIN)
         soft, expected = soft_copy(target, rng)
         return stored(grey(stored(soft))), grey(target), expected
@@ -112,7 +117,8 @@ def main():
     network = Sharpener()
     if arguments.begin is not None:
         read_weights(network, arguments.begin, partly=True)
-    train(network, batch, relative_loss, arguments.iterations, rate=2e-3, checkpoint=arguments.checkpoint)
+    loss = inside(relative_loss, EDGE)
+    train(network, batch, loss, arguments.iterations, rate=2e-3, checkpoint=arguments.checkpoint)
     print(f"reach {reach(network, (1, 256, 256))} pixels, multiple of {network.MULTIPLE}")
     export(network, arguments.output / "sharpen-luma.onnx", (1, 64, 64), ((1, 96, 128), (1, 256, 256), (1, 4, 4)))
 

@@ -146,6 +146,20 @@ def relative_loss(output, target):
     return (root_mean_squares(output, clean) / usual).mean()
 
 
+def inside(loss, edge):
+    """The loss without the pixels near the patches' edges. There the network sees the zeros with which it fills up what
+    is beyond; in pictures the surroundings are there."""
+
+    def inner(picture):
+        return picture[..., edge:-edge, edge:-edge]
+
+    def of_inner(output, target):
+        clean, usual = target
+        return loss(inner(output), (inner(clean), usual))
+
+    return of_inner
+
+
 def convolution(inputs, outputs):
     return nn.Conv2d(inputs, outputs, 3, padding=1)
 
