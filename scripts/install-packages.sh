@@ -12,7 +12,7 @@ packages=(
     libcpp-httplib-dev
     python3-numpy python3-opencv opencv-data
     python3-dev pybind11-dev python3-pil bash-completion man-db
-    imagemagick libimage-exiftool-perl time fonts-dejavu-core
+    imagemagick libvips-tools libimage-exiftool-perl time fonts-dejavu-core
     "$@"
 )
 

@@ -65,10 +65,11 @@ use warnings;
 use JSON::PP;
 my ($work, $program, @wanted) = @ARGV;
 open(my $file, '<', "$work/formats.json") or die;
-my (%keeps, @formats);
+my (%keeps, %isSrgb, @formats);
 for my $format (@{decode_json(join '', <$file>)}) {
     next unless $format->{read} && $format->{write};
     push @formats, $format->{suffixes}[0];
+    $isSrgb{$formats[-1]} = $format->{srgb};
     $keeps{$formats[-1]} = {map { $_ => 1 } @{$format->{metadata}}};
 }
 my @inputs = grep { my $name = $_; !@wanted || grep { $name =~ /\b$_\b/ } @wanted }
@@ -109,11 +110,19 @@ for my $exif (map { $tags{$_}{EXIF} } keys %isTurned) {
     @$exif{'ExifIFD:ExifImageWidth', 'ExifIFD:ExifImageHeight'} = @$exif{'ExifIFD:ExifImageHeight', 'ExifIFD:ExifImageWidth'};
 }
 
+# A file's colours in sRGB, as libvips reads them, without its metadata.
+sub plain {
+    my ($file, $plain, $turn) = @_;
+    system("vips icc_transform '$file' '$plain.v' srgb --embedded 2>/dev/null || vips copy '$file' '$plain.v'") == 0
+        && system("vips copy '$plain.v' '$plain' && convert '$plain' -strip $turn +repage '$plain'") == 0 or print "$file cannot be read\n";
+    return $plain;
+}
+
 sub likeness {
     my ($from, $to) = @_;
-    my ($upright, $turn) = ("$work/upright.$from.png", $isTurned{$from} ? '-rotate 90' : '');
-    system("convert '$work/$from\[0]' -strip $turn +repage '$upright' 2>/dev/null") if !-e $upright;
-    my $ratio = `compare -metric PSNR '$upright' '$work/$to' null: 2>&1`;
+    my $upright = "$work/upright.$from.png";
+    plain("$work/$from", $upright, $isTurned{$from} ? '-rotate 90' : '') if !-e $upright;
+    my $ratio = `compare -metric PSNR '$upright' '@{[plain("$work/$to", "$work/to.png", '')]}' null: 2>&1`;
     return 'same' if $ratio =~ /^inf/;
     return $ratio =~ /^([\d.]+)/ && $1 > 20 ? 'alike' : 'DIFFER';
 }
@@ -125,7 +134,9 @@ for my $input (@inputs) {
         my (@row, @changes);
         for my $kind (@kinds) {
             my ($was, $is) = ($before->{$kind} || {}, $after->{$kind} || {});
-            my @changed = grep { !/Orientation$/ && ($is->{$_} // '') ne $was->{$_} } sort keys %$was;
+            # Where the colours are converted to sRGB, the tag that names their space follows.
+            my $moves = $isSrgb{$to} ? qr/Orientation$|^ExifIFD:ColorSpace$/ : qr/Orientation$/;
+            my @changed = grep { !/$moves/ && ($is->{$_} // '') ne $was->{$_} } sort keys %$was;
             my $mustBeKept = $keeps{suffix($input)}{$kind} && $keeps{$to}{$kind};
             push @row, !%$was ? '-' : !@changed ? 'kept' : $mustBeKept ? 'CHANGED' : 'no';
             next unless $mustBeKept && @changed;
