@@ -64,7 +64,7 @@ std::pair<std::uint32_t, std::uint32_t> FindSeen(double begin, double length, st
 
 }  // namespace
 
-std::vector<std::uint8_t> SampleForScreen(const Proc::FactoryPtr& factory, Proc::FramePtr picture,
+std::vector<std::uint8_t> SampleForScreen(const Proc::FactoryPtr& factory, const Proc::FramePtr& picture,
                                           const ScreenGrid& grid, bool isSmooth) {
     const Conf::FrameInfo info = picture->GetFrameInfo();
     const auto [x, width] = FindSeen(grid.left, grid.stepX * grid.width, info.width);

@@ -19,8 +19,8 @@ struct ScreenGrid {
 
 /// RGBA, row by row: nearest neighbour, or linear interpolation between pixel centres with `isSmooth`; pixels
 /// beyond an edge repeat it. `picture` is cropped to the visible part.
-std::vector<std::uint8_t> SampleForScreen(const Orvexa::Proc::FactoryPtr& factory, Orvexa::Proc::FramePtr picture,
-                                          const ScreenGrid& grid, bool isSmooth);
+std::vector<std::uint8_t> SampleForScreen(const Orvexa::Proc::FactoryPtr& factory,
+                                          const Orvexa::Proc::FramePtr& picture, const ScreenGrid& grid, bool isSmooth);
 
 /// Histograms: 256 counts each of "red", "green", "blue" and "luma".
 Json CountLevels(std::span<const std::uint8_t> rgba);
