@@ -111,4 +111,14 @@ ProfileKind FindProfileKind(const VImage& image) {
     return ProfileKind::Linear;
 }
 
+bool IsLinear(const VImage& image) {
+    if (!HasProfile(image)) return false;
+    try {
+        return FindProfileKind(image) == ProfileKind::Linear;
+    } catch (const vips::VError&) {
+        TakeVipsError();
+        return false;
+    }
+}
+
 }  // namespace Orvexa::Io::Details

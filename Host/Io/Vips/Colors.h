@@ -18,5 +18,7 @@ enum class ProfileKind {
 };
 /// Of the profile that `image`, which is grey or RGB, has. Throws `vips::VError` where it cannot be used.
 ProfileKind FindProfileKind(const vips::VImage& image);
+/// Whether `image` has a profile by which its levels are proportional to light. One that cannot be used does not count.
+bool IsLinear(const vips::VImage& image);
 
 }  // namespace Orvexa::Io::Details

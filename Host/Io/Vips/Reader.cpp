@@ -148,18 +148,6 @@ VImage FromJxl(const VImage& image) {
                                     image.bands() < 3 ? VIPS_INTERPRETATION_GREY16 : VIPS_INTERPRETATION_RGB16));
 }
 
-// Lossy JPEG XL files hold colours in a space of their own. The decoder brings them back to the space that their
-// profile names only if it knows that; otherwise they come in linear light.
-bool IsLinearJxl(const VImage& image) {
-    if (!HasProfile(image)) return false;
-    try {
-        return FindProfileKind(image) == ProfileKind::Linear;
-    } catch (const vips::VError&) {
-        TakeVipsError();
-        return false;
-    }
-}
-
 // 1, 3 or 4 bands of 8 bits.
 VImage ToEightBits(VImage image, Notes& notes) {
     const VipsInterpretation meaning = image.guess_interpretation();
@@ -352,7 +340,9 @@ Outcome ReadAndClose(ByteSource& bytes, const Proc::AllocatorPtr& allocator, con
     VImage colors = isJxl ? FromJxl(file) : file;
     if (options.toSrgb) {
         colors = ToSrgb(colors, loaded.notes);
-    } else if (isJxl && IsLinearJxl(colors)) {
+    } else if (isJxl && IsLinear(colors)) {
+        // Lossy files hold colours in a space of their own. The decoder brings them back to the space that their
+        // profile names only if it knows that; otherwise they come in linear light.
         loaded.notes.emplace_back("the decoder gives its colours in linear light; they are brought to sRGB");
         colors = ToSrgb(colors, loaded.notes);
     }
