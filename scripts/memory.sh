@@ -3,10 +3,11 @@
 # and compares it with the value declared in the effect's settings class: bytes per pixel beyond what the program needs
 # for a tiny picture. Effects that process large pictures at reduced size are measured at the largest size that they do
 # not reduce.
-#   scripts/memory.sh [KALVATRI]     default: build/release/bin/kalvatri
+#   scripts/memory.sh [KALVATRI [EFFECT...]]     default: build/release/bin/kalvatri, all effects
 set -euo pipefail
 cd "$(dirname "$0")/.."
 kalvatri=${1:-build/release/bin/kalvatri}
+effects=("${@:2}")
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 . scripts/effect-settings.sh
@@ -33,10 +34,12 @@ declared_bytes() { # effects
         sort -n | tail -n 1
 }
 
+[ ${#effects[@]} -gt 0 ] || readarray -t effects < <(list_effects "$kalvatri")
+
 declare -A tiny=([rgb.jpg]=$(peak_kib -i "$scratch/tiny.jpg" EmptyEffect) [rgba.tif]=$(peak_kib -i "$scratch/tiny.tif" EmptyEffect))
 exceeding=0
 printf '%-28s %16s %16s %10s\n' effect "3 bytes a pixel" "4 bytes a pixel" declared
-for effect in $(list_effects "$kalvatri"); do
+for effect in "${effects[@]}"; do
     # shellcheck disable=SC2206  # settings are words
     chain=($effect ${settings[$effect]:-})
     steps=("$effect") size="" pixels=$((width * height)) suffix=jpg

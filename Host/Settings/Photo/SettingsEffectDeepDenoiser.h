@@ -6,7 +6,7 @@ namespace Orvexa::Proc {
 
 class SettingsEffectDeepDenoiser final : public BaseSettingsNeural {
 public:
-    static constexpr double kBytesPerPixel = 12;
+    static constexpr double kBytesPerPixel = 18;
 
     ORVEXA_SETTINGS(SettingsEffectDeepDenoiser, "DeepDenoiser", Groups::kNeural,
                     "Removes noise and keeps edges and textures.")

@@ -10,6 +10,7 @@ namespace Orvexa::Proc {
 class SettingsEffectSketch final : public Settings {
 public:
     static constexpr AlphaUse kAlpha = AlphaUse::Dropped;
+    static constexpr double kBytesPerPixel = 11;
 
 private:
     // Strokes from the lower left to the upper right, as a right-handed person draws them.

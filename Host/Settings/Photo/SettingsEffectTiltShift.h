@@ -6,7 +6,7 @@ namespace Orvexa::Proc {
 
 class SettingsEffectTiltShift final : public Settings {
 public:
-    static constexpr double kBytesPerPixel = 11;
+    static constexpr double kBytesPerPixel = 16;
 
     // A horizontal band across the picture stays in focus.
     static SettingsEffectShapeMask FocusBand() {
