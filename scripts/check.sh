@@ -43,7 +43,7 @@ done
 
 if [ -e build/release ] && [[ " ${presets[*]} " == *" release "* ]]; then
     echo "== release: clang-tidy"
-    scripts/tidy.sh --quick build/release
+    scripts/tidy.sh --quick
     echo "== release: exported symbols of the module"
     exported=$(nm -D --defined-only build/release/lib/kalvatri/EffectsKalvatriPhoto.so | awk '{print $3}')
     [ "$exported" = "Registrator" ] || {
