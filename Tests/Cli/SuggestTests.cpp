@@ -31,7 +31,8 @@ protected:
 
     const std::string picture_ = Make("grey.png", MakeFrame(PixFmt::Rgb24, 60, 40, Color(100, 90, 80)));
     const std::string brighterIsBetter_ = R"({"outputScale": 1, "outputOffset": 0})",
-                      darkerIsBetter_ = R"({"outputScale": -1, "outputOffset": 300})";
+                      darkerIsBetter_ = R"({"outputScale": -1, "outputOffset": 300})",
+                      brighterIsHardlyBetter_ = R"({"outputScale": 0.01, "outputOffset": 300})";
 };
 
 TEST_F(Suggest, ProposesWhatRaisesTheScore) {
@@ -62,14 +63,17 @@ TEST_F(Suggest, ProposesWhatRaisesTheScore) {
 }
 
 TEST_F(Suggest, ProposesNothingThatDoesNotRaiseTheScore) {
-    const Models models(Patch(darkerIsBetter_, 0));
-    const Outcome outcome = Run(models);
-    ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
-    EXPECT_THAT(outcome.err, HasSubstr("nothing to suggest"));
-    EXPECT_THAT(EffectsOf(Json::parse(outcome.out)), ElementsAre("EmptyEffect")) << "a recipe that runs all the same";
-    const Json report = Json::parse(Run(models, {"--json"}).out);
-    EXPECT_THAT(report["chain"], IsEmpty());
-    EXPECT_EQ(report["scoreBefore"], report["scoreAfter"]);
+    for (const std::string& score : {darkerIsBetter_, brighterIsHardlyBetter_}) {
+        const Models models(Patch(score, 0));
+        const Outcome outcome = Run(models);
+        ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
+        EXPECT_THAT(outcome.err, HasSubstr("nothing to suggest")) << score;
+        EXPECT_THAT(EffectsOf(Json::parse(outcome.out)), ElementsAre("EmptyEffect"))
+            << "a recipe that runs all the same";
+        const Json report = Json::parse(Run(models, {"--json"}).out);
+        EXPECT_THAT(report["chain"], IsEmpty());
+        EXPECT_EQ(report["scoreBefore"], report["scoreAfter"]);
+    }
 }
 
 TEST_F(Suggest, LevelsFirst) {

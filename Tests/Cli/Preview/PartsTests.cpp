@@ -140,6 +140,15 @@ TEST(ReducedChain, ScalesWhatIsMeasuredInPixelsOfThePhotograph) {
               ChainToJson(ParseChain(TestCatalogue(), chain)));
 }
 
+TEST(ReducedChain, LeavesNothingWithoutEffect) {
+    const Json chain = Json::parse(
+        R"([{"effect": "DirectionalAreaDeformation", "fromX": 1, "fromY": 0, "toX": -1, "toY": 40, "size": 8}])");
+    const Json expected = Json::parse(
+        R"([{"effect": "DirectionalAreaDeformation", "fromX": 1, "fromY": 0, "toX": -1, "toY": 4, "size": 1}])");
+    EXPECT_EQ(Kalvatri::SettingsToJson(*Kalvatri::MakeReducedChain(TestCatalogue(), chain, 0.1)[0].settings),
+              Kalvatri::SettingsToJson(*ParseChain(TestCatalogue(), expected)[0].settings));
+}
+
 TEST(PageChain, NamesNoFiles) {
     const std::pair<const char*, const char*> bad[] = {
         {R"([{"effect": "Segmentation", "with": "/etc/passwd"}])", "neither upload:N nor photo:N"},
