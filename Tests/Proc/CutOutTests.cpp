@@ -230,11 +230,14 @@ TEST(Matting, WorksOnLongPicturesReduced) {
         Compose(2200, 60, 2, [](double x, double y) { return (x + 3 * std::sin(y / 4) - 1090) / 12; });
     const FramePtr matte = ApplyMany(SettingsEffectMatting(), {composite.picture, composite.trimap});
     ASSERT_EQ(matte->GetFrameInfo(), composite.alpha->GetFrameInfo());
+    const std::vector<std::uint8_t> known = Bytes(*composite.trimap), found = Bytes(*matte);
     std::int64_t unknown = 0;
-    for (const std::uint8_t value : Bytes(*composite.trimap)) unknown += value == 128;
+    for (std::size_t i = 0; i < known.size(); ++i) {
+        unknown += known[i] == 128;
+        if (known[i] == 128) continue;
+        ASSERT_EQ(found[i], known[i]) << "pixel " << i % 2200 << ", " << i / 2200;
+    }
     EXPECT_LT(ErrorOf(matte, composite), unknown * 16) << unknown << " unknown pixels";
-    EXPECT_EQ(SampleAt(matte, 0, 30), 0);
-    EXPECT_EQ(SampleAt(matte, 2199, 30), 255);
 }
 
 TEST(Matting, SaysWhatTheTrimapLacks) {
