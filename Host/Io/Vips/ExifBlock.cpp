@@ -170,7 +170,7 @@ void SetSrgb(std::string& block) {
     constexpr std::uint16_t kIndex = 1;
     const auto index = view.Find(view.GetSubDirectory(exif, Tag::kInterop), kIndex);
     if (!index || index->type != TagType::kAscii ||
-        view.GetBytes(index->valueAt, index->valueSize) != std::string_view("R03", 4))
+        view.GetBytes(index->valueAt, index->valueSize) != std::string_view("R03\0", 4))
         return;
     block.replace(index->valueAt, 3, "R98");
 }

@@ -242,11 +242,9 @@ InsertedMetadata PictureMetadata::Attach(vips::VImage& image, const FormatInfo& 
         std::string xmp = blocks_.xmp;
         if (isSrgb) SetXmpSrgb(xmp);
         SetXmpSize(xmp, static_cast<std::uint32_t>(image.width()), static_cast<std::uint32_t>(image.height()));
-        if (format.format == FileFormat::Jxl) {
-            inserted.xmp.main = std::move(xmp);
-        } else if (format.format != FileFormat::Jpeg) {
+        if (format.format != FileFormat::Jpeg && format.format != FileFormat::Jxl) {
             SetBlob(image.get_image(), VIPS_META_XMP_NAME, xmp);
-        } else if (xmp.size() <= kMaxJpegXmp) {
+        } else if (format.format == FileFormat::Jxl || xmp.size() <= kMaxJpegXmp) {
             inserted.xmp.main = std::move(xmp);
         } else {
             OrNote("the XMP data is too large for JPEG files", notes,

@@ -102,6 +102,7 @@ bool RunInTiles(const Model& model, int enlarges, const ConstSamples& picture, c
                 const Core::ProgressPtr& progress, const std::function<void(const TileResult&)>& use) {
     const cv::Size size(static_cast<int>(picture.plane.GetPixelsPerRow()), static_cast<int>(picture.plane.GetHeight()));
     const int margin = RoundedUp(static_cast<int>(model.reach.value_or(0)), static_cast<int>(model.multiple));
+    // NOLINTNEXTLINE(clang-analyzer-deadcode.DeadStores): it is read once memory has run short
     const int smallest = std::max(kSmallestSide, kSmallestInMargins * margin);
     int side = std::max(enlarges == 1 ? kTileSide : kEnlargingTileSide, kSideInMargins * margin);
     const auto tilingOf = [&] {
