@@ -13,7 +13,7 @@ import torch
 import torch.nn.functional as functional
 from torch import nn
 
-from bilateral_grid import LUMA
+from bilateral_grid import luma_of
 from damage import blurred, compressed, sensor_noise, stored
 from export import export, read_weights
 from photographs import Patches, reduced
@@ -83,13 +83,9 @@ def small_copy(patch, rng):
     return stored(small)
 
 
-def luma(pictures):
-    return (pictures * torch.tensor(LUMA)[:, None, None]).sum(dim=1, keepdim=True)
-
-
 def halos(output, target):
     """How far luma is beyond the range that it has in the target around a pixel, in levels, on average."""
-    light, true = luma(output), luma(target)
+    light, true = luma_of(output), luma_of(target)
     above = light - functional.max_pool2d(true, AROUND, 1, AROUND // 2)
     below = -functional.max_pool2d(-true, AROUND, 1, AROUND // 2) - light
     return functional.relu(torch.maximum(above, below) * 255 - HALO).mean()
